@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+//
+// Zobrist keys, the transposition table that all threads share, and the two small caches that
+// each searcher owns: pawn structures and finished evaluations.
+//
+//   Zobrist keys          initHashCodeTables, calcHashKey, calcHashKeyPawn
+//   Transposition table   createHashTable, getHashTableEntry, putHashTableEntry
+//   Pawn and evaluation hash   getPawnHashEntry, getEvalHashEntry
+#pragma once
+
+#include "global.h"
+
+
+// Zobrist keys (Albert Zobrist, 1970)
+
+extern u64 hashCodePiece[NOFPIECECODES][NOFSQUARES];  // [piece code][square]; rows 0, 1 are zero
+extern u64 hashCodeCastling[16];                      // by the whole castlingRights value
+extern u64 hashCodeEnpassant[8];                      // by file of enPassantSquare
+extern u64 hashCodeBlackToMove;
+
+/// Fills the key tables from the stored random numbers, then creates the transposition table at
+/// engine.hashSizeMB.
+void initHashCodeTables();
+
+/// The key of everything that decides a position, from its bitboards, side to move, and the
+/// rights and the en passant square of plies[ply].
+u64 calcHashKey(u8 ply, const positionStruct* position);
+
+/// The key of pawns and kings. `ply` is not used.
+u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
+
+
+// Transposition table
+//
+// Lines of 64 bytes, one entry in the first 16 bytes of each:
+//
+//   offset | width | content
+//   -------|-------|-----------------------------------------------------------
+//   0      | 8     | check word: key XOR (data word AND HASHDATAMASK); 0 means empty
+//   8      | 8     | data word
+//
+// Data word, from the low end:
+//
+//   bits  | field | content
+//   ------|-------|-----------------------------------------------------------
+//   0-31  | move  | moveStruct, all four bytes
+//   32-47 | score | i16; a mate score counts from the storing node
+//   48-55 | depth | i8, 0 or more
+//   56-57 | bound | 0 none, 1 upper, 2 lower, 3 exact
+//   58-63 | age   | hashAgeCounter at the store or at the last hit; not covered by the check word
+//
+// A key's entry is in one of the four lines from its home line on. The table has no lock: every
+// word is a relaxed atomic, and an entry torn between two stores fails its check word (Robert
+// Hyatt and Tim Mann, "A lockless transposition table", 2002).
+
+constexpr u8 boundUpper = 1;  // no move reached alpha: the score is an upper bound
+constexpr u8 boundLower = 2;  // a move reached beta: the score is a lower bound
+constexpr u8 boundExact = 3;
+
+constexpr u64 HASHDATAMASK = 0x03FFFFFFFFFFFFFF;
+
+/// One line of the table.
+struct hashLine
+{
+    u64 check;
+    u64 data;
+    u64 unused[6];
+};
+
+static_assert(sizeof(hashLine) == 64 && std::is_trivially_copyable_v<hashLine>);
+
+extern hashLine* hashTable;  // start of the block, null before the first createHashTable
+extern u64 hashKeyMask;      // number of home lines, a power of two, minus one
+extern u8 hashAgeCounter;    // age of everything written or hit in this search, 0 to 63
+extern u32 hashHartBeat;     // searches started since the table was created or cleared
+extern u64 hashCountUse;     // set to 0 by create and clear, raised by nothing
+extern u64 hashCountPuts;
+extern u64 hashCountGets;
+
+/// Replaces the table by an empty one of at least `megabytes`, rounded up to a power of two, at
+/// least 1. When that much can't be had, writes a line that says so and takes the largest size
+/// that can. No search may be running.
+void createHashTable(int megabytes);
+
+/// Empties the table and counts searches from 0 again. No search may be running.
+void clearHashTable();
+
+/// Frees the table. No search may be running.
+void destroyHashTable();
+
+/// Stores a result. `score` is relative to the root; `depth` 0 to 127; `bound` one of the three
+/// codes; `ply` the distance of the storing node from the root. Overwrites the key's own entry or
+/// the first empty one whatever they hold; else the one least worth keeping.
+void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, u8 ply);
+
+/// The data word stored for a key, its age renewed, or 0 when there is none. Callers read the
+/// bound first (0 is a miss) and bring the score back to their own ply with hashScore.
+u64 getHashTableEntry(u64 key);
+
+/// Asks the processor to fetch a key's home line.
+inline void prefetchHashLine(u64 key)
+{
+    __builtin_prefetch(&hashTable[key & hashKeyMask], 0, 3);
+}
+
+/// Fields of a data word.
+constexpr u8 hashBound(u64 data)
+{
+    return static_cast<u8>(data >> 56 & 3);
+}
+
+constexpr i8 hashDepth(u64 data)
+{
+    return static_cast<i8>(data >> 48);
+}
+
+constexpr u8 hashAge(u64 data)
+{
+    return static_cast<u8>(data >> 58);
+}
+
+/// The score of a data word, seen from the root when read at `ply`.
+constexpr i16 hashScore(u64 data, u8 ply)
+{
+    const i16 score = static_cast<i16>(data >> 32);
+    if (score >= SCOREMATELIMIT) return static_cast<i16>(score - ply);
+    if (score <= -SCOREMATELIMIT) return static_cast<i16>(score + ply);
+    return score;
+}
+
+
+// Pawn and evaluation hash
+//
+// Direct-mapped and private to one searcher: a store overwrites its slot, a probe compares the
+// whole key.
+
+struct pawnEntry
+{
+    u64 key;          // pawnHashKey
+    u64 passedPawns;  // of both colours
+    combEval score;   // pawn structure, white minus black
+    u32 unused;
+};
+
+struct evalEntry
+{
+    u64 key;    // hashKey
+    i16 score;  // finished score, white's view
+    u16 unused[3];
+};
+
+struct pawnHashTableStruct
+{
+    pawnEntry entries[65536];
+};
+
+struct evalHashTableStruct
+{
+    evalEntry entries[16384];
+};
+
+static_assert(sizeof(pawnEntry) == 24 && sizeof(pawnHashTableStruct) == 1572864);
+static_assert(sizeof(evalEntry) == 16 && sizeof(evalHashTableStruct) == 262144);
+
+/// The entry of a pawn key, null when its slot holds another.
+inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
+{
+    pawnEntry& entry = table->entries[key & 0xffff];
+    return entry.key == key ? &entry : nullptr;
+}
+
+inline void putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns, combEval score)
+{
+    table->entries[key & 0xffff] = {key, passedPawns, score, 0};
+}
+
+/// The entry of a position's key, null when its slot holds another.
+inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
+{
+    evalEntry& entry = table->entries[key & 0x3fff];
+    return entry.key == key ? &entry : nullptr;
+}
+
+/// `score` is kept in its low 16 bits.
+inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
+{
+    table->entries[key & 0x3fff] = {key, static_cast<i16>(score), {}};
+}

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+//
+// The life of the process: banner, tables, start position, threads, and the loop that turns lines
+// into calls. It holds no chess. One thread reads; searches run on others, so that `stop` and
+// `ponderhit` arrive while one is running.
+
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "general.h"
+#include "hash.h"
+#include "moveTable.h"
+#include "perft.h"
+#include "search.h"
+#include "uci.h"
+
+namespace
+{
+
+/// What the commands hand on from line to line.
+struct console
+{
+    i32 perftDepth = 6;
+};
+
+/// A row of the command table.
+struct commandRow
+{
+    std::string_view token;
+    void (*run)(std::istream& words, console& state);
+};
+
+void runPerft(std::istream& words, console& state)
+{
+    words >> state.perftDepth;
+    testFenPosition(state.perftDepth, "current", 256, 4);
+}
+
+void showHelp(std::istream&, console&)
+{
+    writeLine("supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' "
+              "'setoption' 'isready'");
+    writeLine("other commands 'perft depth', default depth=6, change board with 'position'; "
+              "'showboard' shows the current board");
+}
+
+// clang-format off
+constexpr commandRow commands[] = {
+    {"quit",       [](std::istream&, console&)       { UCIquit(); }},
+    {"stop",       [](std::istream&, console&)       { UCIstop(); }},
+    {"position",   [](std::istream& words, console&) { UCIposition(words); }},
+    {"go",         [](std::istream& words, console&) { UCIgo(words); }},
+    {"ponderhit",  [](std::istream&, console&)       { UCIponderhit(); }},
+    {"ucinewgame", [](std::istream&, console&)       { UCInewgame(); }},
+    {"uci",        [](std::istream&, console&)       { UCIuci(); }},
+    {"setoption",  [](std::istream& words, console&) { UCIsetoption(words); }},
+    {"isready",    [](std::istream&, console&)       { UCIisready(); }},
+    {"rtest",      [](std::istream&, console&)       { checkMoveGenWithPerft(1); }},
+    {"perft",      runPerft},
+    {"showboard",  [](std::istream&, console&)       { writeText(boardToString(GPS)); }},
+    {"help",       showHelp},
+};
+// clang-format on
+
+/// Executes one line and returns its first word.
+std::string execute(const std::string& command, console& state)
+{
+    std::istringstream words(command);
+    std::string token;
+    words >> token;
+    for (const commandRow& row : commands)
+        if (row.token == token)
+        {
+            row.run(words, state);
+            return token;
+        }
+    writeText("Unknown command\n");
+    return token;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    writeLine("Quillon Version 2.0");
+    writeLine("by Velmar Dask");
+    writeLine("");
+    writeLine("enter 'help' to see the commands");
+
+    initBitboardConstants();
+    initHashCodeTables();
+    setPosition(std::string(fenStartPos), GPS);
+    theWorkForce.setNofWorkers(engine.nofThreads);
+    std::setvbuf(stdout, nullptr, _IOLBF, 4096);
+
+    // Arguments are one command, and the process ends behind it.
+    console state;
+    std::string command;
+    for (int i = 1; i < argc; ++i) command += std::string(argv[i]) + ' ';
+    std::string token;
+    do
+    {
+        if (argc == 1 && !std::getline(std::cin, command)) command = "quit";
+        token = execute(command, state);
+    } while (argc == 1 && token != "quit");
+
+    // The table goes, so no search may be left that reads it.
+    theWorkForce.endSearch();
+    destroyHashTable();
+    return 0;
+}

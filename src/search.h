@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: MIT
+//
+// The search: position set-up, exchange evaluation, the node searches, the pool of threads with
+// its root search, and the clock.
+//
+//   Position set-up       setPosition, isPlayable, initPosition, addPiece
+//   Exchange evaluation   see, seeAfter, updateSeeScoreEvade
+//   Node searches         initLMRTable, alfabeta, quiescence
+//   Threads and root      worker, boss, workForce
+//   Time                  calcTimeParameters
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "global.h"
+#include "hash.h"
+
+
+// Position set-up
+
+/// Sets a position from a FEN: men, side, rights, en passant, half-move clock; the move number is
+/// not used. Missing fields from the third on get "-", "-", "0", "1"; a missing side is white.
+/// Nothing is checked: unknown letters become code 255, men beyond h8 leave only a bit, and a
+/// clock that is no number throws std::invalid_argument. keyHistory, killers, history and
+/// counters keep what they held.
+void setPosition(std::string fen, positionStruct* position);
+
+/// A twin of setPosition that reads by words: a bad clock is 0, and the move number gives
+/// keyIndex.
+void setPositionG(std::string fen, positionStruct* position);
+
+/// Empties board and bitboards, nothing else.
+void initPosition(positionStruct* position);
+
+/// Puts a man (code 2 to 13) on a square of board and bitboards; keys and sums are left alone.
+void addPiece(u8 piece, u8 square, positionStruct* position);
+
+/// Does nothing; men are removed by makeMove.
+void removePiece(u8 square);
+
+/// Whether the bitboards are what the board says.
+bool isBoardStructOK(const positionStruct* position);
+
+/// Whether the side to move stands in check; false without a king.
+bool isSideInCheck(const positionStruct* position);
+
+/// Makes a copy of a position fit to be searched or counted: drops castling rights whose king or
+/// rook is not at home and an en passant square without a pawn to take, and says whether the rest
+/// can be played on: board and bitboards agree, one king a side, no pawn on the first or last
+/// rank, no code that is no man, and the side not to move not in check. Positions that arise in
+/// chess are left as they are.
+bool makePlayable(positionStruct* position);
+
+
+// Exchange evaluation
+
+/// Whether the exchange that a move begins on its destination gains at least `threshold`, in
+/// units of seeValue. To be asked before the move is made. All sums are 16-bit and wrap.
+bool see(moveStruct move, i16 threshold, const positionStruct* position);
+
+/// The same after the move is made, `captured` being the man that it took. The exchange starts
+/// with the side that has just moved.
+bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8 captured);
+
+/// Lowers the score of the evasions from `first` to the list's end that lose material by 100.
+void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* position);
+
+/// Raises the score of the captures from `first` to the list's end that lose material by 100.
+void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
+
+
+// Node searches
+
+// Quiescence depths, counting down from 0, at which a band begins.
+constexpr int FIRSTRECAPTUREDEPTH = -5;   // recaptures only, and evasions in check
+constexpr int FIRSTNOEVASIONDEPTH = -14;  // recaptures only, in check too
+
+/// Whether the path can't be made longer: the last ply record is reached, or the move stack is
+/// used up, which takes a board full of queens.
+inline bool isPathFull(u8 ply, const positionStruct* position)
+{
+    return ply >= NOFPLIES - 1 || position->plies[ply].moveListStart >=
+                                      position->plies[0].moveListStart + MOVESTACKSIZE;
+}
+
+/// Fills the table of late move reductions.
+void initLMRTable();
+
+/// Searches a node `depth` plies deep, 1 to 127, within the window alpha to beta, and returns its
+/// score from the side to move's view, not bound to the window. `nullAllowed` 0 forbids the null
+/// move here, the engine passes 2 else. After a stop the result means nothing.
+i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed);
+
+/// Resolves captures, queen promotions and checks at `depth` 0 and below. inCheck of `ply` is set.
+i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
+
+/// quiescence with a probe and a store of the table around its top node.
+i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
+
+
+// Threads and root
+
+/// One search thread with all that it needs: a copy of the position, a move stack and caches. It
+/// sleeps in atTheOffice between searches.
+class worker
+{
+  public:
+    /// Makes a parked thread; `id` is its place in the pool, 0 for the boss.
+    explicit worker(int id);
+
+    /// Ends the thread, which must be parked, and joins it.
+    virtual ~worker();
+    worker(const worker&) = delete;
+    worker& operator=(const worker&) = delete;
+
+    /// Searches `position` by iterative deepening. When it returns, stopSearch is set.
+    virtual void searchRoot();
+
+    /// The thread's main loop: park, wait to be woken, search.
+    void atTheOffice();
+
+    /// Wakes the thread.
+    void startWorking();
+
+    /// Waits until the thread is parked.
+    void waitToTakeABreak();
+
+    /// Takes a copy of a position; the thread must be parked.
+    void setPosition(const positionStruct* source);
+
+  protected:
+    friend class workForce;
+    friend class boss;
+
+    std::mutex mtx;              // guards working and quit
+    std::condition_variable cv;  // a change of working, in both directions
+    i32 id;                      // row of the tables that spread the threads; 0 prints
+    relaxed<i32> currentDepth;   // depth in work or worked on last; others read it
+    bool quit = false;           // the thread must leave atTheOffice
+    bool working = true;         // from startWorking until parked again
+    std::thread thread;
+    positionStruct positionData{};
+    positionStruct* position = &positionData;
+    moveStruct moveStack[MOVESTACKSIZE + MOVESTACKSLACK];
+    pawnHashTableStruct pawnHash{};
+    evalHashTableStruct evalHash{};
+
+  private:
+    void writeIteration(int depth, i16 score) const;
+};
+
+/// The worker that starts the others, waits for them and prints the result.
+class boss : public worker
+{
+  public:
+    boss() : worker(0) {}
+    ~boss() override = default;
+
+    /// Runs a whole search of the pool and writes "bestmove".
+    void searchRoot() override;
+
+    /// The ponder candidate: the move expected behind a best move, from the last line walked.
+    void initPonderCandidate();
+    void storePonderCandidate();
+
+    /// The candidate when `move` is the move that it was stored for, else EMPTYMOVE.
+    moveStruct getPonderCandidate(moveStruct move) const;
+
+  private:
+    const worker* chooseBest() const;
+
+    moveStruct ponderFirst = EMPTYMOVE;
+    moveStruct ponderSecond = EMPTYMOVE;
+};
+
+/// The pool and its flags.
+///
+///   flag         | set by                                  | cleared by        | polled by
+///   -------------|-----------------------------------------|-------------------|----------------
+///   stopSearch   | stop, quit, a late ponderhit, the hard  | startWorkForce    | every node, the
+///                | clock, each thread leaving its loop     |                   | root loop
+///   ponderSearch | go ponder                               | go, ponderhit     | both clocks
+///   timeIsUp     | the soft clock, the boss at the end     | startWorkForce,   | ponderhit, the
+///                |                                         | each worker       | soft clock
+///   deepestDepth | the soft clock                          | startWorkForce    | the soft clock
+class workForce
+{
+  public:
+    /// Ends all threads, after a running search has ended, and makes n new ones.
+    void setNofWorkers(int n);
+
+    /// Begins a search of a playable position, after a running search has ended.
+    void startWorkForce(const positionStruct* position);
+
+    /// Stops a running search and waits until every thread is parked.
+    void endSearch();
+
+    /// Nodes of all workers in the present search.
+    u64 nofNodes() const;
+
+    std::vector<worker*> workers;  // the boss first
+    relaxed<u8> stopSearch;
+    relaxed<u8> ponderSearch;
+    relaxed<u8> timeIsUp;
+    relaxed<i32> deepestDepth;
+};
+
+extern workForce theWorkForce;
+
+
+// Time
+
+/// Sets the soft and the hard budget, targetTime and maxTime, from the limits in `engine` and the
+/// side to move of GPS. Any limits are safe: sums are 64-bit and results are held within 32 bits.
+void calcTimeParameters();

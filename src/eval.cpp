@@ -98,8 +98,8 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
 };
 // clang-format on
 
-constexpr int GAMEPHASEMAXMG = 6183;  // from here on pure mid-game
-constexpr int GAMEPHASEMINEG = 497;   // down from here pure end-game
+constexpr int GAMEPHASEMAXMG = 6183; // from here on pure mid-game
+constexpr int GAMEPHASEMINEG = 497;  // down from here pure end-game
 
 /// A square as its owner's table coordinate.
 constexpr int coordinate(int colour, int square)
@@ -200,19 +200,20 @@ namespace
 constexpr int PHASERANGE = GAMEPHASEMAXMG - GAMEPHASEMINEG;
 
 // Mid-game material of the pawnless draws.
-constexpr int ONEMINOR = 382;  // below this a side has at most one knight or bishop
+constexpr int ONEMINOR = 382; // below this a side has at most one knight or bishop
 constexpr int ONEROOK = 484;
 
-TCONST combEval EVALBISHOPPAIR = X(33, 44);  // for exactly two bishops, of any colours
-TCONST combEval EVALTEMPO = X(25, 17);       // for the side to move
+TCONST combEval EVALBISHOPPAIR = X(33, 44); // for exactly two bishops, of any colours
+TCONST combEval EVALTEMPO = X(25, 17);      // for the side to move
 
 /// Blends a packed total by the phase of the game: pure mid-game from GAMEPHASEMAXMG on, pure
 /// end-game down from GAMEPHASEMINEG, linear in between, truncated toward zero.
 int blend(combEval total, int gamePhase)
 {
     const int phase = std::clamp(gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
-    const int blended = (mgHalf(total) * (phase - GAMEPHASEMINEG) +
-                         egHalf(total) * (GAMEPHASEMAXMG - phase)) / PHASERANGE;
+    const int blended =
+        (mgHalf(total) * (phase - GAMEPHASEMINEG) + egHalf(total) * (GAMEPHASEMAXMG - phase)) /
+        PHASERANGE;
     return static_cast<i16>(blended);
 }
 

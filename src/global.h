@@ -90,18 +90,18 @@ template <typename T> inline void publish(T& word, T value)
 // Limits and scores
 
 constexpr int NOFSQUARES = 64;
-constexpr int NOFPLIES = 128;         // records of `plies`; ply 127 is the last
-constexpr int MOVESTACKSIZE = 8192;   // moves in one searcher's stack
-constexpr int KEYHISTORYSIZE = 1024;  // keys of the game and of the path
+constexpr int NOFPLIES = 128;        // records of `plies`; ply 127 is the last
+constexpr int MOVESTACKSIZE = 8192;  // moves in one searcher's stack
+constexpr int KEYHISTORYSIZE = 1024; // keys of the game and of the path
 
 // One node needs at most 64 squares x 16 arrivals (8 lines, 8 knights) and the promotions, and
 // its losing captures once more. A node starts only below MOVESTACKSIZE, so this much behind it
 // keeps every list within the stack on any board.
 constexpr int MOVESTACKSLACK = 3072;
 
-constexpr int SCOREINFINITE = 32767;   // beyond any score
-constexpr int SCOREMATE = 32000;       // mate at ply p is 32000 - p
-constexpr int SCOREMATELIMIT = 31872;  // at or beyond this, in absolute value, a mate score
+constexpr int SCOREINFINITE = 32767;  // beyond any score
+constexpr int SCOREMATE = 32000;      // mate at ply p is 32000 - p
+constexpr int SCOREMATELIMIT = 31872; // at or beyond this, in absolute value, a mate score
 
 
 // Packed scores
@@ -183,11 +183,13 @@ constexpr u8 WHITERIGHTS = WHITEKINGSIDE | WHITEQUEENSIDE;
 constexpr u8 BLACKRIGHTS = BLACKKINGSIDE | BLACKQUEENSIDE;
 
 // Squares that the rules name.
+// clang-format off
 enum namedSquares : u8
 {
     A1 = 0, B1 = 1, C1 = 2, D1 = 3, E1 = 4, F1 = 5, G1 = 6, H1 = 7,
     A8 = 56, B8 = 57, C8 = 58, D8 = 59, E8 = 60, F8 = 61, G8 = 62, H8 = 63
 };
+// clang-format on
 
 // Notation. Index of a letter in fenLabelPieces is its piece code, of a letter in
 // promotionPieces half the code, index of promotionLabels the kind of a promotion.
@@ -252,27 +254,27 @@ struct plyStruct
     u64 savedPawnHashKey;
 
     // The node's list in the move stack.
-    moveStruct* moveListStart;  // set by the generator of the parent ply; at ply 0 by the owner
-    moveStruct* moveListEnd;    // end of what has been generated so far
-    moveStruct* quietsStart;    // first quiet move; from here on historyBad is charged
+    moveStruct* moveListStart; // set by the generator of the parent ply; at ply 0 by the owner
+    moveStruct* moveListEnd;   // end of what has been generated so far
+    moveStruct* quietsStart;   // first quiet move; from here on historyBad is charged
 
-    moveStruct currentMove;  // move being searched here; the child reads its `to`
-    moveStruct hashMove;     // move out of the table, zero when there is none
-    moveStruct killers[2];   // newest first
-    moveStruct bestMove;     // best move found here; the line from the table is laid out here too
+    moveStruct currentMove; // move being searched here; the child reads its `to`
+    moveStruct hashMove;    // move out of the table, zero when there is none
+    moveStruct killers[2];  // newest first
+    moveStruct bestMove;    // best move found here; the line from the table is laid out here too
 
-    u64 notPinned = 0;  // all squares but those of the mover's pinned men; zero: all pinned
+    u64 notPinned = 0; // all squares but those of the mover's pinned men; zero: all pinned
 
     // The parent's values, restored by unmakeMove.
     i32 savedHalfMoveClock;
     i16 savedGamePhase;
 
     // State of this ply itself, needs no restoring.
-    u8 capturedPiece;    // man that the move into this ply took, 0 when none
-    u8 enPassantSquare;  // square of the pawn that has just double-pushed (e4, not e3), or 0
-    u8 castlingRights;   // four bits
-    u8 pickerStage;      // where this ply's picker stands
-    u8 inCheck = 0;      // the side to move is in check; set by whoever made the move
+    u8 capturedPiece;   // man that the move into this ply took, 0 when none
+    u8 enPassantSquare; // square of the pawn that has just double-pushed (e4, not e3), or 0
+    u8 castlingRights;  // four bits
+    u8 pickerStage;     // where this ply's picker stands
+    u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
 };
 
 static_assert(sizeof(plyStruct) == 104 && std::is_trivially_copyable_v<plyStruct>);
@@ -287,41 +289,41 @@ struct evalHashTableStruct;
 struct positionStruct
 {
     // The position. board and pieceBB always agree between a make and its unmake.
-    u8 board[NOFSQUARES];             // piece code on each square
-    u64 hashKey;                      // Zobrist key of everything that decides the position
-    u64 pawnHashKey;                  // Zobrist key of pawns and kings
-    u64 pieceBB[NOFPIECECODES];       // by piece code; 0 all white men, 1 all black men
+    u8 board[NOFSQUARES];       // piece code on each square
+    u64 hashKey;                // Zobrist key of everything that decides the position
+    u64 pawnHashKey;            // Zobrist key of pawns and kings
+    u64 pieceBB[NOFPIECECODES]; // by piece code; 0 all white men, 1 all black men
     u8 sideToMove = WHITE;
-    combEval material[2];             // per colour, kings not counted
-    combEval pstScore[2];             // per colour, from its own view
-    i16 gamePhase;                    // sum over knights to queens of both sides
-    pawnHashTableStruct* pawnHashTable;  // of the owner, not owned
-    evalHashTableStruct* evalHashTable;  // of the owner, not owned
+    combEval material[2];               // per colour, kings not counted
+    combEval pstScore[2];               // per colour, from its own view
+    i16 gamePhase;                      // sum over knights to queens of both sides
+    pawnHashTableStruct* pawnHashTable; // of the owner, not owned
+    evalHashTableStruct* evalHashTable; // of the owner, not owned
 
     // Counters, published: the boss adds them up over running threads.
-    u64 nodes = 0;   // entered by alfabeta
-    u64 qNodes = 0;  // entered by quiescence
+    u64 nodes = 0;  // entered by alfabeta
+    u64 qNodes = 0; // entered by quiescence
 
-    i16 keyIndex = 0;       // next free slot of keyHistory
-    i16 halfMoveClock = 0;  // plies since the last capture or pawn move
+    i16 keyIndex = 0;      // next free slot of keyHistory
+    i16 halfMoveClock = 0; // plies since the last capture or pawn move
 
     // The root's book-keeping.
-    i16 rootBestChanges;     // new best moves at ply 0 in this iteration
-    i16 rootScore;           // score of the last accepted iteration
-    i16 rootDepth;           // depth of the newest result
-    u8 rootDepthComplete;    // 1 when that iteration ended, 0 when it only found a new best move
-    i32 nodesToClockCheck;   // countdown to the next look at the clock
-    i32 workerIndex;         // whose copy this is
-    u8 pvLength = 0;         // index of the last move of the line in the bestMove fields
-    u8 selDepth = 0;         // deepest ply that alfabeta has entered
+    i16 rootBestChanges;   // new best moves at ply 0 in this iteration
+    i16 rootScore;         // score of the last accepted iteration
+    i16 rootDepth;         // depth of the newest result
+    u8 rootDepthComplete;  // 1 when that iteration ended, 0 when it only found a new best move
+    i32 nodesToClockCheck; // countdown to the next look at the clock
+    i32 workerIndex;       // whose copy this is
+    u8 pvLength = 0;       // index of the last move of the line in the bestMove fields
+    u8 selDepth = 0;       // deepest ply that alfabeta has entered
 
     plyStruct plies[NOFPLIES];
-    u64 keyHistory[KEYHISTORYSIZE];  // keys of the game and of the path, in order
+    u64 keyHistory[KEYHISTORYSIZE]; // keys of the game and of the path, in order
 
     // Ordering of quiet moves, by [piece code - 2][to].
-    u32 historyGood[12][NOFSQUARES];        // weight of the cut-offs
-    u32 historyBad[12][NOFSQUARES];         // weight of the failures
-    moveStruct counterMoves[12][NOFSQUARES];  // answer to the man that has just arrived there
+    u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
+    u32 historyBad[12][NOFSQUARES];          // weight of the failures
+    moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there
 };
 
 static_assert(sizeof(positionStruct) == 30992 && std::is_trivially_copyable_v<positionStruct>);
@@ -330,26 +332,26 @@ static_assert(sizeof(positionStruct) == 30992 && std::is_trivially_copyable_v<po
 /// thread, also while a search runs, and read by all: every word is relaxed.
 struct engineStruct
 {
-    relaxed<u64> nodeLimit;           // `go nodes`; read by nobody
-    relaxed<u64> elapsedTime;         // since startTime, as of the last iteration
-    relaxed<u64> startTime;           // now() at the arrival of `go`
-    relaxed<float> timeFactor;        // 1, or 5 when time is short; on elapsed time, soft check
-    relaxed<i32> timeLeft[2];         // `wtime`, `btime`
-    relaxed<i32> timeInc[2];          // `winc`, `binc`
-    relaxed<i32> movesToGo;           // moves to the next time control, or the divisor in use
-    relaxed<i32> gamePly;             // progress of the game; GAMEPLYUNKNOWN when not known
-    relaxed<i32> depthLimit;          // `go depth`, 0 none
-    relaxed<i32> mateLimit;           // `go mate`; read by nobody
-    relaxed<i32> moveTime;            // `go movetime`, 0 none
-    relaxed<i32> targetTime;          // soft budget
-    relaxed<i32> maxTime;             // hard budget
-    relaxed<i32> hashSizeMB{256};     // option `Hash`
-    relaxed<i32> nofThreads{1};       // option `Threads`
-    relaxed<i32> hashFull;            // printed behind "hashfull"; stays 0
-    relaxed<i32> nodeCheckInterval;   // nodes between two looks at the clock
-    relaxed<u8> infinite;             // `go infinite`
-    relaxed<u8> ponderEnabled;        // option `Ponder`
-    relaxed<u8> movesToGoGiven;       // `go` carried `movestogo`
+    relaxed<u64> nodeLimit;         // `go nodes`; read by nobody
+    relaxed<u64> elapsedTime;       // since startTime, as of the last iteration
+    relaxed<u64> startTime;         // now() at the arrival of `go`
+    relaxed<float> timeFactor;      // 1, or 5 when time is short; on elapsed time, soft check
+    relaxed<i32> timeLeft[2];       // `wtime`, `btime`
+    relaxed<i32> timeInc[2];        // `winc`, `binc`
+    relaxed<i32> movesToGo;         // moves to the next time control, or the divisor in use
+    relaxed<i32> gamePly;           // progress of the game; GAMEPLYUNKNOWN when not known
+    relaxed<i32> depthLimit;        // `go depth`, 0 none
+    relaxed<i32> mateLimit;         // `go mate`; read by nobody
+    relaxed<i32> moveTime;          // `go movetime`, 0 none
+    relaxed<i32> targetTime;        // soft budget
+    relaxed<i32> maxTime;           // hard budget
+    relaxed<i32> hashSizeMB{256};   // option `Hash`
+    relaxed<i32> nofThreads{1};     // option `Threads`
+    relaxed<i32> hashFull;          // printed behind "hashfull"; stays 0
+    relaxed<i32> nodeCheckInterval; // nodes between two looks at the clock
+    relaxed<u8> infinite;           // `go infinite`
+    relaxed<u8> ponderEnabled;      // option `Ponder`
+    relaxed<u8> movesToGoGiven;     // `go` carried `movestogo`
 };
 
 static_assert(sizeof(engineStruct) == 96);
@@ -361,9 +363,9 @@ constexpr int GAMEPLYUNKNOWN = 1024;
 // Globals, defined in search
 
 extern engineStruct engine;
-extern positionStruct GPSData;   // the position of the console, set up and moved by `position`
+extern positionStruct GPSData; // the position of the console, set up and moved by `position`
 extern positionStruct* const GPS;
-extern moveStruct GMS[MOVESTACKSIZE + MOVESTACKSLACK];  // its move stack
+extern moveStruct GMS[MOVESTACKSIZE + MOVESTACKSLACK]; // its move stack
 
 
 // Bit operations

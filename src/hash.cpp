@@ -290,7 +290,7 @@ u64 calcHashKeyPawn(u8, const positionStruct* position)
 namespace
 {
 
-constexpr u64 SMALLESTTABLE = 16384;  // home lines: 1 MiB
+constexpr u64 SMALLESTTABLE = 16384; // home lines: 1 MiB
 constexpr int PROBES = 4;
 
 // A key's probes run on for three lines beyond its home line, without wrapping around.
@@ -328,8 +328,7 @@ void createHashTable(int megabytes)
     }
     if (lines != wanted)
         writeLine("info string a hash table of " + std::to_string(wanted / SMALLESTTABLE) +
-                  " MB can't be allocated, using " + std::to_string(lines / SMALLESTTABLE) +
-                  " MB");
+                  " MB can't be allocated, using " + std::to_string(lines / SMALLESTTABLE) + " MB");
 
     hashTable = static_cast<hashLine*>(block);
     hashKeyMask = lines - 1;

@@ -13,9 +13,9 @@
 
 // Zobrist keys (Albert Zobrist, 1970)
 
-extern u64 hashCodePiece[NOFPIECECODES][NOFSQUARES];  // [piece code][square]; rows 0, 1 are zero
-extern u64 hashCodeCastling[16];                      // by the whole castlingRights value
-extern u64 hashCodeEnpassant[8];                      // by file of enPassantSquare
+extern u64 hashCodePiece[NOFPIECECODES][NOFSQUARES]; // [piece code][square]; rows 0, 1 are zero
+extern u64 hashCodeCastling[16];                     // by the whole castlingRights value
+extern u64 hashCodeEnpassant[8];                     // by file of enPassantSquare
 extern u64 hashCodeBlackToMove;
 
 /// Fills the key tables from the stored random numbers, then creates the transposition table at
@@ -53,8 +53,8 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 // word is a relaxed atomic, and an entry torn between two stores fails its check word (Robert
 // Hyatt and Tim Mann, "A lockless transposition table", 2002).
 
-constexpr u8 boundUpper = 1;  // no move reached alpha: the score is an upper bound
-constexpr u8 boundLower = 2;  // a move reached beta: the score is a lower bound
+constexpr u8 boundUpper = 1; // no move reached alpha: the score is an upper bound
+constexpr u8 boundLower = 2; // a move reached beta: the score is a lower bound
 constexpr u8 boundExact = 3;
 
 constexpr u64 HASHDATAMASK = 0x03FFFFFFFFFFFFFF;
@@ -69,11 +69,11 @@ struct hashLine
 
 static_assert(sizeof(hashLine) == 64 && std::is_trivially_copyable_v<hashLine>);
 
-extern hashLine* hashTable;  // start of the block, null before the first createHashTable
-extern u64 hashKeyMask;      // number of home lines, a power of two, minus one
-extern u8 hashAgeCounter;    // age of everything written or hit in this search, 0 to 63
-extern u32 hashHartBeat;     // searches started since the table was created or cleared
-extern u64 hashCountUse;     // set to 0 by create and clear, raised by nothing
+extern hashLine* hashTable; // start of the block, null before the first createHashTable
+extern u64 hashKeyMask;     // number of home lines, a power of two, minus one
+extern u8 hashAgeCounter;   // age of everything written or hit in this search, 0 to 63
+extern u32 hashHartBeat;    // searches started since the table was created or cleared
+extern u64 hashCountUse;    // set to 0 by create and clear, raised by nothing
 extern u64 hashCountPuts;
 extern u64 hashCountGets;
 
@@ -136,16 +136,16 @@ constexpr i16 hashScore(u64 data, u8 ply)
 
 struct pawnEntry
 {
-    u64 key;          // pawnHashKey
-    u64 passedPawns;  // of both colours
-    combEval score;   // pawn structure, white minus black
+    u64 key;         // pawnHashKey
+    u64 passedPawns; // of both colours
+    combEval score;  // pawn structure, white minus black
     u32 unused;
 };
 
 struct evalEntry
 {
-    u64 key;    // hashKey
-    i16 score;  // finished score, white's view
+    u64 key;   // hashKey
+    i16 score; // finished score, white's view
     u16 unused[3];
 };
 

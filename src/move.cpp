@@ -94,8 +94,7 @@ bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, b
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
-    if (testLegal && !parent.inCheck &&
-        inCheckAfterMove(static_cast<u8>(ply - 1), &move, position))
+    if (testLegal && !parent.inCheck && inCheckAfterMove(static_cast<u8>(ply - 1), &move, position))
         return false;
 
     const int us = position->sideToMove;
@@ -115,8 +114,7 @@ bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, b
     u64 key = position->hashKey ^ hashCodeBlackToMove;
     u64 pawnKey = position->pawnHashKey;
 
-    if (parent.castlingRights &&
-        ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
+    if (parent.castlingRights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
     {
         const u8 rights = parent.castlingRights;
         child.castlingRights = static_cast<u8>(rights & ~rightsLost(move, mover, rights));
@@ -273,7 +271,7 @@ struct castlingRule
     u8 kingFrom;
     u8 kingTo;
     u8 rookSquare;
-    u8 crossed;  // square that must not be attacked; the destination is tested by the move itself
+    u8 crossed; // square that must not be attacked; the destination is tested by the move itself
     u64 empty;
 };
 
@@ -380,8 +378,9 @@ bool isLegalMove(u8 ply, const moveStruct* movePointer, const positionStruct* po
     case BISHOP: reachable = getBishopAttackTable(move.from, occupied) & to; break;
     case ROOK: reachable = getRookAttackTable(move.from, occupied) & to; break;
     case QUEEN:
-        reachable = (getBishopAttackTable(move.from, occupied) |
-                     getRookAttackTable(move.from, occupied)) & to;
+        reachable =
+            (getBishopAttackTable(move.from, occupied) | getRookAttackTable(move.from, occupied)) &
+            to;
         break;
     case KING:
         reachable = move.kind == KINDPLAIN ? (kingAttackTable[move.from] & to) != 0
@@ -438,8 +437,8 @@ inline void closeList(u8 ply, moveStruct* end, positionStruct* position)
 template <int us> struct pawnSteps
 {
     static constexpr int up = us == WHITE ? 8 : -8;
-    static constexpr int left = us == WHITE ? 7 : -7;    // to - from of the second direction
-    static constexpr int right = us == WHITE ? 9 : -9;   // to - from of the first direction
+    static constexpr int left = us == WHITE ? 7 : -7;  // to - from of the second direction
+    static constexpr int right = us == WHITE ? 9 : -9; // to - from of the first direction
     static constexpr u64 lastRank = us == WHITE ? 0xffULL << 56 : 0xffULL;
     static constexpr u64 doubleRank = us == WHITE ? 0xffULL << 24 : 0xffULL << 32;
     static constexpr u64 rightWrap = us == WHITE ? files[0] : files[7];
@@ -478,8 +477,8 @@ void computePins(u8 ply, positionStruct* position)
 
 /// Appends knight, bishop, rook and queen moves to `targets`, each scored by `append`.
 template <typename Append>
-inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64 rooks,
-                                u64 queens, u64 targets, u64 occupied, Append append)
+inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64 rooks, u64 queens,
+                                u64 targets, u64 occupied, Append append)
 {
     while (knights)
     {
@@ -559,8 +558,8 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
 {
     using steps = pawnSteps<us>;
     const u64 pawns = position->pieceBB[PAWN + us];
-    moves = appendPawnCaptures<us, which>(moves, steps::captureRight(pawns) & targets,
-                                          steps::right, position);
+    moves = appendPawnCaptures<us, which>(moves, steps::captureRight(pawns) & targets, steps::right,
+                                          position);
     moves = appendPawnCaptures<us, which>(moves, steps::captureLeft(pawns) & targets, steps::left,
                                           position);
     return appendPieces(moves, knights, position->pieceBB[BISHOP + us],
@@ -587,8 +586,7 @@ inline moveStruct* appendKingCaptures(moveStruct* moves, u64 targets,
     return appendCaptures(moves, king, kingAttackTable[king] & targets, kingMalus, position);
 }
 
-template <int us>
-void generateCaptures(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateCaptures(u8 ply, moveStruct* moves, positionStruct* position)
 {
     const plyStruct& here = position->plies[ply];
     const u64 enemies = position->pieceBB[us ^ 1];
@@ -622,7 +620,7 @@ namespace
 {
 
 // Ordering scores of evasions.
-constexpr int kingTakesScore = 220;  // and the victim's code, and 1 for the only checker
+constexpr int kingTakesScore = 220; // and the victim's code, and 1 for the only checker
 constexpr u8 kingFleesScore = 202;
 constexpr u8 pawnTakesScore = 250;
 constexpr u8 pawnBlocksScore = 210;
@@ -636,11 +634,10 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     const plyStruct& here = position->plies[ply];
     const u8 king = kingSquareOf(us, position);
     const u64 occupied = allMen(position);
-    const u64 checkers =
-        (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position)) |
-        (getRookAttackTable(king, occupied) & rooksAndQueens(them, position)) |
-        (pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
-        (knightAttackTable[king] & position->pieceBB[KNIGHT + them]);
+    const u64 checkers = (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position)) |
+                         (getRookAttackTable(king, occupied) & rooksAndQueens(them, position)) |
+                         (pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
+                         (knightAttackTable[king] & position->pieceBB[KNIGHT + them]);
     const bool doubleCheck = moreThanOne(checkers);
 
     // The king's rays run on through the square that it leaves.
@@ -703,16 +700,15 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     }
 
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & able,
-                         position->pieceBB[BISHOP + us] & able,
-                         position->pieceBB[ROOK + us] & able, position->pieceBB[QUEEN + us] & able,
-                         between | checkers, occupied,
+                         position->pieceBB[BISHOP + us] & able, position->pieceBB[ROOK + us] & able,
+                         position->pieceBB[QUEEN + us] & able, between | checkers, occupied,
                          [checkers](moveStruct* end, u8 from, u64 targets, u8 type)
                          {
                              while (targets)
                              {
                                  const u8 to = takeLowest(targets);
-                                 const int score = bit(to) == checkers ? pieceTakesScore
-                                                                       : pieceBlocksScore;
+                                 const int score =
+                                     bit(to) == checkers ? pieceTakesScore : pieceBlocksScore;
                                  *end++ = {from, to, KINDPLAIN, static_cast<u8>(score - type / 2)};
                              }
                              return end;
@@ -767,15 +763,13 @@ template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct*
             const castlingRule& rule = castlingRules[us][wing];
             if ((here.castlingRights & rule.right) && !(occupied & rule.empty) &&
                 !isSquareAttacked(rule.crossed, us ^ 1, position))
-                *moves++ = {rule.kingFrom, rule.kingTo,
-                            static_cast<u8>(KINDCASTLEKING + wing), 0};
+                *moves++ = {rule.kingFrom, rule.kingTo, static_cast<u8>(KINDCASTLEKING + wing), 0};
         }
 
-    moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & here.notPinned,
-                         position->pieceBB[BISHOP + us], position->pieceBB[ROOK + us],
-                         position->pieceBB[QUEEN + us], empty, occupied,
-                         [](moveStruct* end, u8 from, u64 targets, u8)
-                         { return appendMoves(end, from, targets); });
+    moves = appendPieces(
+        moves, position->pieceBB[KNIGHT + us] & here.notPinned, position->pieceBB[BISHOP + us],
+        position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], empty, occupied,
+        [](moveStruct* end, u8 from, u64 targets, u8) { return appendMoves(end, from, targets); });
     const u8 king = kingSquareOf(us, position);
     moves = appendMoves(moves, king, kingAttackTable[king] & empty);
     closeList(ply, moves, position);
@@ -807,8 +801,7 @@ template <int us> void generateRecapture(u8 ply, moveStruct* moves, positionStru
     // After an en passant capture the square is empty, and so is the list. En passant itself is
     // never among the recaptures: the pawn to be taken would stand on the target square itself,
     // and a pawn that has just double-pushed has captured nothing.
-    const u64 target =
-        bit(position->plies[ply - 1].currentMove.to) & position->pieceBB[us ^ 1];
+    const u64 target = bit(position->plies[ply - 1].currentMove.to) & position->pieceBB[us ^ 1];
     moves = appendCapturesOf<us, captureClass::quiescence>(
         moves, target, position->pieceBB[KNIGHT + us], position);
     moves = appendKingCaptures<us>(moves, target, position);

@@ -84,11 +84,11 @@ enum pickerStages : u8
     stageFirstKiller = 3,     // passed through within a call
     stageSecondKiller = 4,
     stageCounterMove = 5,
-    stageOpenLosers = 6,      // passed through within a call
-    stageLosingCaptures = 7,  // in the order in which they were put aside
-    stageMakeQuiets = 8,      // generates the quiet moves
-    stageQuiets = 9,          // best history first
-    stageEvasions = 99        // all legal moves, in check
+    stageOpenLosers = 6,     // passed through within a call
+    stageLosingCaptures = 7, // in the order in which they were put aside
+    stageMakeQuiets = 8,     // generates the quiet moves
+    stageQuiets = 9,         // best history first
+    stageEvasions = 99       // all legal moves, in check
 };
 
 /// The next move of a node of the main search. With `skipOrdering` quiet moves come as they lie.

@@ -35,8 +35,8 @@ u64 kingSafetyArea[2][64];
 namespace
 {
 
-constexpr int MAXSUBSETS = 4096;  // of a rook's mask on a corner square: 2 to the power of 12
-constexpr int MAGICBITS = 9;      // sparse multipliers are the ones that work, and soon
+constexpr int MAXSUBSETS = 4096; // of a rook's mask on a corner square: 2 to the power of 12
+constexpr int MAGICBITS = 9;     // sparse multipliers are the ones that work, and soon
 
 constexpr int rookSteps[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
 constexpr int bishopSteps[4][2] = {{1, 1}, {-1, 1}, {1, -1}, {-1, -1}};
@@ -143,8 +143,7 @@ void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
         // All subsets of the mask, by the carry-rippler step.
         int count = 0;
         u64 subset = 0;
-        do
-        {
+        do {
             subsets[count] = subset;
             attacks[count++] = slowAttacks(static_cast<u8>(square), subset);
             subset = (subset - entry.mask) & entry.mask;
@@ -193,8 +192,8 @@ void initInBetweenSquares()
             else if (rookAttackAll[a] & bit(b))
                 inLineSquares[a][b] = bit(a) | bit(b) | (rookAttackAll[a] & rookAttackAll[b]);
 
-            distance[a][b] = static_cast<u8>(
-                getDistanceSquares(static_cast<u8>(a), static_cast<u8>(b)));
+            distance[a][b] =
+                static_cast<u8>(getDistanceSquares(static_cast<u8>(a), static_cast<u8>(b)));
         }
 }
 

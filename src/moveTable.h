@@ -20,10 +20,10 @@
 /// A slider's lookup record for one square.
 struct magicStruct
 {
-    u64* attacks;  // this square's slice of the attack table
-    u64 mask;      // relevant occupancy: the rays without their last squares
-    u64 magic;     // multiplier, found at start-up
-    i32 shift;     // 64 minus the number of bits in mask
+    u64* attacks; // this square's slice of the attack table
+    u64 mask;     // relevant occupancy: the rays without their last squares
+    u64 magic;    // multiplier, found at start-up
+    i32 shift;    // 64 minus the number of bits in mask
 };
 
 /// files[f]: file a (0) to h (7).
@@ -33,21 +33,21 @@ constexpr u64 files[8] = {0x0101010101010101, 0x0202020202020202, 0x040404040404
 
 extern u64 knightAttackTable[64];
 extern u64 kingAttackTable[64];
-extern u64 pawnAttackTable[2][64];      // [c][s]: from where a pawn of colour c attacks s
-extern u64 enpassantTable[64];          // neighbours on the rank, for ranks 4 and 5; else none
-extern u64 rookAttackAll[64];           // on an empty board
-extern u64 bishopAttackAll[64];         // on an empty board
+extern u64 pawnAttackTable[2][64]; // [c][s]: from where a pawn of colour c attacks s
+extern u64 enpassantTable[64];     // neighbours on the rank, for ranks 4 and 5; else none
+extern u64 rookAttackAll[64];      // on an empty board
+extern u64 bishopAttackAll[64];    // on an empty board
 extern magicStruct rookAttackLUT[64];
 extern magicStruct bishopAttackLUT[64];
-extern u64 rookAttackTable[102400];     // slices of all squares, one behind the other
+extern u64 rookAttackTable[102400]; // slices of all squares, one behind the other
 extern u64 bishopAttackTable[5248];
-extern u64 inBetweenSquares[64][64];    // strictly between two squares of a line, else empty
-extern u64 inLineSquares[64][64];       // the whole line through both, edge to edge, else empty
-extern u8 distance[64][64];             // king moves from one to the other on an empty board
-extern u64 ranksAtOrAbove[2][64];       // the rank of s and all ahead of it
-extern u64 isolatedPawns[64];           // the neighbour files of s
-extern u64 passedPawnsMask[2][64];      // ahead of s on its own and the neighbour files
-extern u64 kingSafetyArea[2][64];       // three files by four ranks around a king on s
+extern u64 inBetweenSquares[64][64]; // strictly between two squares of a line, else empty
+extern u64 inLineSquares[64][64];    // the whole line through both, edge to edge, else empty
+extern u8 distance[64][64];          // king moves from one to the other on an empty board
+extern u64 ranksAtOrAbove[2][64];    // the rank of s and all ahead of it
+extern u64 isolatedPawns[64];        // the neighbour files of s
+extern u64 passedPawnsMask[2][64];   // ahead of s on its own and the neighbour files
+extern u64 kingSafetyArea[2][64];    // three files by four ranks around a king on s
 
 
 // Start-up
@@ -109,8 +109,7 @@ inline u8 kingSquareOf(int colour, const positionStruct* position)
 inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
                                     const positionStruct* position)
 {
-    if (getBishopAttackTable(square, occupancy) & bishopsAndQueens(attacker, position))
-        return true;
+    if (getBishopAttackTable(square, occupancy) & bishopsAndQueens(attacker, position)) return true;
     if (getRookAttackTable(square, occupancy) & rooksAndQueens(attacker, position)) return true;
     return ((pawnAttackTable[attacker][square] & position->pieceBB[PAWN + attacker]) |
             (knightAttackTable[square] & position->pieceBB[KNIGHT + attacker]) |

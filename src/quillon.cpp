@@ -100,8 +100,7 @@ int main(int argc, char** argv)
     std::string command;
     for (int i = 1; i < argc; ++i) command += std::string(argv[i]) + ' ';
     std::string token;
-    do
-    {
+    do {
         if (argc == 1 && !std::getline(std::cin, command)) command = "quit";
         token = execute(command, state);
     } while (argc == 1 && token != "quit");

@@ -47,7 +47,9 @@ void addPiece(u8 piece, u8 square, positionStruct* position)
     position->board[square] = piece;
 }
 
-void removePiece(u8) {}
+void removePiece(u8)
+{
+}
 
 bool isBoardStructOK(const positionStruct* position)
 {
@@ -82,8 +84,7 @@ bool makePlayable(positionStruct* position)
     if (popcount(position->pieceBB[KING + BLACK]) != 1) return false;
     if ((position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK]) & outerRanks)
         return false;
-    if (isSquareAttacked(kingSquareOf(them, position), static_cast<u8>(us), position))
-        return false;
+    if (isSquareAttacked(kingSquareOf(them, position), static_cast<u8>(us), position)) return false;
 
     plyStruct& root = position->plies[0];
     u8 possible = 0;
@@ -109,7 +110,8 @@ bool makePlayable(positionStruct* position)
         root.castlingRights = rights;
         root.enPassantSquare = enPassant;
         position->hashKey = calcHashKey(0, position);
-        if (position->keyIndex > 0) position->keyHistory[position->keyIndex - 1] = position->hashKey;
+        if (position->keyIndex > 0)
+            position->keyHistory[position->keyIndex - 1] = position->hashKey;
     }
     return true;
 }
@@ -265,15 +267,14 @@ constexpr i16 wrap16(int value)
 bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStruct* position)
 {
     const u64* men = position->pieceBB;
-    u64 attackers =
-        (getBishopAttackTable(to, occupied) &
-         (bishopsAndQueens(WHITE, position) | bishopsAndQueens(BLACK, position))) |
-        (getRookAttackTable(to, occupied) &
-         (rooksAndQueens(WHITE, position) | rooksAndQueens(BLACK, position))) |
-        (pawnAttackTable[WHITE][to] & men[PAWN + WHITE]) |
-        (pawnAttackTable[BLACK][to] & men[PAWN + BLACK]) |
-        (knightAttackTable[to] & (men[KNIGHT + WHITE] | men[KNIGHT + BLACK])) |
-        (kingAttackTable[to] & (men[KING + WHITE] | men[KING + BLACK]));
+    u64 attackers = (getBishopAttackTable(to, occupied) &
+                     (bishopsAndQueens(WHITE, position) | bishopsAndQueens(BLACK, position))) |
+                    (getRookAttackTable(to, occupied) &
+                     (rooksAndQueens(WHITE, position) | rooksAndQueens(BLACK, position))) |
+                    (pawnAttackTable[WHITE][to] & men[PAWN + WHITE]) |
+                    (pawnAttackTable[BLACK][to] & men[PAWN + BLACK]) |
+                    (knightAttackTable[to] & (men[KNIGHT + WHITE] | men[KNIGHT + BLACK])) |
+                    (kingAttackTable[to] & (men[KING + WHITE] | men[KING + BLACK]));
     attackers &= occupied;
 
     bool result = true;
@@ -351,9 +352,9 @@ bool losesMaterial(moveStruct move, const positionStruct* position)
 {
     const int balance =
         wrap16(seeValue[position->board[move.to]] - seeValue[position->board[move.from]]);
-    return balance < 0 && !exchangeHolds(balance, move.to,
-                                         allMen(position) ^ bit(move.from) ^ bit(move.to),
-                                         position->sideToMove ^ 1, position);
+    return balance < 0 &&
+           !exchangeHolds(balance, move.to, allMen(position) ^ bit(move.from) ^ bit(move.to),
+                          position->sideToMove ^ 1, position);
 }
 
 } // namespace
@@ -391,7 +392,7 @@ constexpr i8 LMP[5] = {2, 3, 5, 7, 9};
 i8 LMR[128][256];
 
 constexpr int PROBCUTMARGIN = 110;
-constexpr int NULLDEEPENINGMARGIN = 100;  // below beta, still worth internal deepening
+constexpr int NULLDEEPENINGMARGIN = 100; // below beta, still worth internal deepening
 constexpr u32 HISTORYLIMIT = 131072;
 
 } // namespace
@@ -427,8 +428,7 @@ inline i16 searchNode(int ply, int depth, int alpha, int beta, positionStruct* p
 inline int searchChild(int childPly, int depth, int alpha, int beta, positionStruct* position,
                        u8 nullAllowed = 2)
 {
-    return static_cast<i16>(
-        -searchNode(childPly, depth, -beta, -alpha, position, nullAllowed));
+    return static_cast<i16>(-searchNode(childPly, depth, -beta, -alpha, position, nullAllowed));
 }
 
 /// Counts a node of one of the two counters that the boss adds up over running threads.
@@ -553,8 +553,7 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     here.enPassantSquare = 0;
     position->plies[ply + 1] = here;
 
-    const int score =
-        searchChild(ply + 1, depth - 3 - depth / 6, beta - 1, beta, position, 0);
+    const int score = searchChild(ply + 1, depth - 3 - depth / 6, beta - 1, beta, position, 0);
 
     position->sideToMove ^= 1;
     position->hashKey = key;
@@ -651,8 +650,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         if (depth >= 3 && nullAllowed && staticEval >= beta && hasPiece(us, position))
         {
             const int score = searchNullMove(ply, depth, beta, position);
-            if (score >= beta)
-                return score <= SCOREMATELIMIT ? static_cast<i16>(score) : beta;
+            if (score >= beta) return score <= SCOREMATELIMIT ? static_cast<i16>(score) : beta;
         }
 
         // Step 9. Internal deepening: a shallow search finds the move to begin with.
@@ -705,8 +703,8 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 
         // Step 13. Check extension, unless the checking man is lost.
         int newDepth = depth - 1;
-        if (next.inCheck && (!hasExchange(*cursor) ||
-                             seeAfter(*cursor, 0, position, next.capturedPiece)))
+        if (next.inCheck &&
+            (!hasExchange(*cursor) || seeAfter(*cursor, 0, position, next.capturedPiece)))
             newDepth = depth;
 
         if (here.pickerStage != stageLosingCaptures)
@@ -905,8 +903,8 @@ i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* posit
         here.currentMove = move;
         position->plies[childPly].inCheck =
             isSquareAttacked(kingSquareOf(us ^ 1, position), us, position);
-        const int score = static_cast<i16>(-quiescence(
-            childPly, depth - 1, static_cast<i16>(-beta), static_cast<i16>(-alpha), position));
+        const int score = static_cast<i16>(-quiescence(childPly, depth - 1, static_cast<i16>(-beta),
+                                                       static_cast<i16>(-alpha), position));
         unmakeMove(childPly, &move, position);
         bestScore = std::max(bestScore, score);
         if (score > alpha)
@@ -930,8 +928,8 @@ i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* posit
 namespace
 {
 
-constexpr int MAXDEPTH = 127;       // the last iteration
-constexpr int FIRSTINFODEPTH = 10;  // below, the root writes nothing and walks no line
+constexpr int MAXDEPTH = 127;      // the last iteration
+constexpr int FIRSTINFODEPTH = 10; // below, the root writes nothing and walks no line
 
 // aspMatrix[id & 15]: half-width of an iteration's first window, then its widenings after the
 // first to fourth failure. Different windows spread the threads over different trees.
@@ -968,7 +966,7 @@ struct aspirationWindow
     i16 beta = SCOREINFINITE;
     int failLow = 0;
     int failHigh = 0;
-    const i16* delta;  // row of aspMatrix
+    const i16* delta; // row of aspMatrix
 
     /// The fifth failure on a side opens that side to the end of the scale. A score beyond it,
     /// which only boards that can't arise in chess have, is taken as it is.
@@ -1109,16 +1107,14 @@ void worker::searchRoot()
     bool goOn = true;
     i16 score = -SCOREINFINITE;
     int depth = 0;
-    do
-    {
+    do {
         // Step 2. Choose the depth. Helpers jump over some, and leave a depth that enough others
         // have begun.
         ++depth;
         if (!self)
         {
             if ((row + depth) % skipCnt[row] == 0) depth += skipAmount[row];
-            if (depth > MAXDEPTH - 1)
-                depth = MAXDEPTH;
+            if (depth > MAXDEPTH - 1) depth = MAXDEPTH;
             if (depth >= 9)
             {
                 int ahead = 0;
@@ -1140,8 +1136,8 @@ void worker::searchRoot()
             if (theWorkForce.stopSearch) break;
             position->rootScore = value;
             if (self && depth >= FIRSTINFODEPTH)
-                putHashTableEntry(position->hashKey, root.bestMove, value,
-                                  static_cast<i8>(depth), boundExact, 0);
+                putHashTableEntry(position->hashKey, root.bestMove, value, static_cast<i8>(depth),
+                                  boundExact, 0);
             position->rootDepthComplete = 1;
             position->rootDepth = static_cast<i16>(depth);
             score = value;
@@ -1366,8 +1362,8 @@ u64 workForce::nofNodes() const
 
 void calcTimeParameters()
 {
-    constexpr i64 SAFETYMARGIN = 10;  // ms kept back from the clock
-    constexpr int FEWESTMOVES = 4;    // movestogo below this counts as this
+    constexpr i64 SAFETYMARGIN = 10; // ms kept back from the clock
+    constexpr int FEWESTMOVES = 4;   // movestogo below this counts as this
     const auto held = [](i64 value)
     {
         return static_cast<i32>(std::clamp<i64>(value, std::numeric_limits<i32>::min(),

@@ -76,15 +76,15 @@ void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 // Node searches
 
 // Quiescence depths, counting down from 0, at which a band begins.
-constexpr int FIRSTRECAPTUREDEPTH = -5;   // recaptures only, and evasions in check
-constexpr int FIRSTNOEVASIONDEPTH = -14;  // recaptures only, in check too
+constexpr int FIRSTRECAPTUREDEPTH = -5;  // recaptures only, and evasions in check
+constexpr int FIRSTNOEVASIONDEPTH = -14; // recaptures only, in check too
 
 /// Whether the path can't be made longer: the last ply record is reached, or the move stack is
 /// used up, which takes a board full of queens.
 inline bool isPathFull(u8 ply, const positionStruct* position)
 {
-    return ply >= NOFPLIES - 1 || position->plies[ply].moveListStart >=
-                                      position->plies[0].moveListStart + MOVESTACKSIZE;
+    return ply >= NOFPLIES - 1 ||
+           position->plies[ply].moveListStart >= position->plies[0].moveListStart + MOVESTACKSIZE;
 }
 
 /// Fills the table of late move reductions.
@@ -136,12 +136,12 @@ class worker
     friend class workForce;
     friend class boss;
 
-    std::mutex mtx;              // guards working and quit
-    std::condition_variable cv;  // a change of working, in both directions
-    i32 id;                      // row of the tables that spread the threads; 0 prints
-    relaxed<i32> currentDepth;   // depth in work or worked on last; others read it
-    bool quit = false;           // the thread must leave atTheOffice
-    bool working = true;         // from startWorking until parked again
+    std::mutex mtx;             // guards working and quit
+    std::condition_variable cv; // a change of working, in both directions
+    i32 id;                     // row of the tables that spread the threads; 0 prints
+    relaxed<i32> currentDepth;  // depth in work or worked on last; others read it
+    bool quit = false;          // the thread must leave atTheOffice
+    bool working = true;        // from startWorking until parked again
     std::thread thread;
     positionStruct positionData{};
     positionStruct* position = &positionData;
@@ -202,7 +202,7 @@ class workForce
     /// Nodes of all workers in the present search.
     u64 nofNodes() const;
 
-    std::vector<worker*> workers;  // the boss first
+    std::vector<worker*> workers; // the boss first
     relaxed<u8> stopSearch;
     relaxed<u8> ponderSearch;
     relaxed<u8> timeIsUp;

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Builds everything, installing what it lacks, and runs the tests.
+#   ./test.sh             the default run, under 15 minutes on two cores
+#   ./test.sh --quick     the release build's tests only
+#   ./test.sh --long      the default run and the tests with the label "long"
+#   ./test.sh --lint      formatting and static checks only
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+. tools/packages.sh
+
+presets=(debug portable clang asan tsan release)
+long=
+for argument in "$@"; do
+    case $argument in
+        --quick) presets=(release) ;;
+        --long) long=yes ;;
+        --lint)
+            need_packages clang-format=clang-format clang-tidy=clang-tidy g++=g++ cmake=cmake make=make
+            exec tools/lint.sh
+            ;;
+        *)
+            sed -n '4,8s/^# *//p' "$0" >&2
+            exit 2
+            ;;
+    esac
+done
+
+need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
+    /usr/games/stockfish=stockfish /usr/include/gtest/gtest.h=libgtest-dev \
+    /usr/include/benchmark/benchmark.h=libbenchmark-dev \
+    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
+(cd tests/console && npm ci --silent --no-audit --no-fund)
+
+for preset in "${presets[@]}"; do
+    echo "== build $preset"
+    cmake --preset "$preset" -DQUILLON_TESTS=ON -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON > /dev/null
+    cmake --build --preset "$preset" -j "$(nproc)" -- --no-print-directory -s | grep -v '^\[' || true
+    # The pipe hides the build's status; an up-to-date tree answers at once.
+    cmake --build --preset "$preset" -j "$(nproc)" > "build/$preset.log" 2>&1 ||
+        { cat "build/$preset.log" >&2; exit 1; }
+done
+
+status=0
+# run NAME ARGUMENTS... runs CTest in a build and goes on when tests fail.
+run()
+{
+    local preset=$1
+    shift
+    echo "== test $preset"
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error "$@" || status=1
+}
+for preset in "${presets[@]}"; do
+    case $preset in
+        release) run release -LE long -j 2 ;;
+        debug) run debug -L unit ;;
+        asan | tsan) run "$preset" -L san -j 2 ;;
+    esac
+done
+[[ -z $long ]] || run release -L long
+if [[ $status -eq 0 ]]; then echo "All tests have passed."; else echo "Some tests have failed."; fi
+exit $status

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// Whole games at a short clock through the real console, refereed by chess.js: against
+// stockfish at its lowest skill and of the engine against itself, with one and several threads,
+// with and without pondering. Then the same commands at random moments.
+
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { scaled, startEngine, startStockfish } from './engine.mjs';
+import { playGame, Player } from './match.mjs';
+import { pick, randomNumbers, seed } from './random.mjs';
+import { Rules } from './rules.mjs';
+import { bestMovePattern, checkSearch, go, readSearch } from './search.mjs';
+
+async function startPlayer(t, { threads = 1, ponder = false }) {
+  const engine = await startEngine(t);
+  engine.send('uci');
+  await engine.expect('uciok');
+  engine.send('setoption name Hash value 16', `setoption name Threads value ${threads}`);
+  engine.send(`setoption name Ponder value ${ponder}`, 'ucinewgame');
+  await engine.expect('readyok'); // the answer to `ucinewgame`
+  return new Player(engine, { name: `${threads} threads${ponder ? ', ponder' : ''}`, ponder });
+}
+
+// Each row: the engine's settings as white and as black, null for stockfish.
+const pairings = [
+  [{ threads: 1 }, null],
+  [null, { threads: 1 }],
+  [{ threads: 2 }, null],
+  [null, { threads: 8 }],
+  [{ threads: 1, ponder: true }, null],
+  [null, { threads: 2, ponder: true }],
+  [{ threads: 1 }, { threads: 1 }],
+  [{ threads: 2 }, { threads: 1 }],
+  [{ threads: 1, ponder: true }, { threads: 1, ponder: true }],
+  [{ threads: 2, ponder: true }, { threads: 1 }],
+  [{ threads: 8 }, { threads: 2, ponder: true }],
+  [{ threads: 1 }, { threads: 8, ponder: true }],
+];
+
+for (const [number, pairing] of pairings.entries()) {
+  const describe = (side) =>
+    side === null ? 'stockfish' : `${side.threads} thread(s)${side.ponder ? ' pondering' : ''}`;
+  const title = pairing.map(describe).join(' against ');
+  test(`game ${number + 1}, ${title}: legal, in time, one answer for each go`, async (t) => {
+    const players = [];
+    for (const side of pairing) {
+      players.push(
+        side === null
+          ? new Player(await startStockfish(t), { name: 'stockfish', trusted: true })
+          : await startPlayer(t, side),
+      );
+    }
+    const { result, plies, hits, misses } = await playGame(players);
+    t.diagnostic(`${result} after ${plies} plies, ponder hits ${hits}, misses ${misses}`);
+    assert.ok(plies >= 4, 'no chess game ends sooner');
+    for (const [i, player] of players.entries()) {
+      if (player.ponder && plies > 60) assert.ok(hits[i] + misses[i] > 0, 'it has pondered');
+      await player.engine.quit();
+    }
+  });
+}
+
+// A stroll through a game at a few plies a time: random positions for the tests below.
+async function* strollPositions(random, count) {
+  for (let i = 0; i < count; i++) {
+    const rules = new Rules();
+    const length = 2 + Math.floor(random() * 60);
+    while (rules.moves.length < length && rules.result() === null) {
+      rules.play(pick(random, rules.legalMoves()).text);
+    }
+    if (rules.result() === null) yield rules;
+  }
+}
+
+const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+for (const threads of [1, 2, 8]) {
+  test(`ponderhit and stop at random moments, ${threads} thread(s)`, async (t) => {
+    const player = await startPlayer(t, { threads, ponder: true });
+    const random = randomNumbers(seed + threads);
+    for await (const rules of strollPositions(random, 40)) {
+      player.engine.send(rules.positionCommand());
+      player.start('ponder wtime 400 btime 400 winc 5 binc 5');
+      await pause(random() * 60);
+      const hit = random() < 0.5;
+      player.engine.send(hit ? 'ponderhit' : 'stop');
+      // A `ponderhit` in the first moment may find the time used up and end the search at once.
+      await player.finish(rules, 5000, { mayBeEmpty: true });
+      await player.checkAnswers();
+    }
+    await player.engine.quit();
+  });
+
+  test(`go infinite and stop at random moments, ${threads} thread(s)`, async (t) => {
+    const player = await startPlayer(t, { threads });
+    const random = randomNumbers(seed + 100 + threads);
+    for await (const rules of strollPositions(random, 40)) {
+      player.engine.send(rules.positionCommand());
+      player.start('infinite');
+      await pause(random() * 60);
+      player.engine.send('stop');
+      await player.finish(rules, 5000, { mayBeEmpty: true });
+      await player.checkAnswers();
+    }
+    await player.engine.quit();
+  });
+
+  test(`isready is answered while ${threads} thread(s) think`, async (t) => {
+    const { engine } = await startPlayer(t, { threads });
+    const rules = new Rules();
+    engine.send('position startpos', 'go infinite');
+    const lines = [];
+    const times = [];
+    for (let i = 0; i < 40; i++) {
+      await pause(10);
+      const sent = performance.now();
+      engine.send('isready');
+      // Well under the time of the search, which ends only by `stop`.
+      lines.push(...(await engine.until('readyok', 2000)));
+      times.push(engine.lastAt - sent);
+    }
+    assert.equal(engine.count(bestMovePattern), 0, 'the search still runs');
+    // The middle one: a single late answer says more about the machine than about the engine.
+    const median = times.sort((a, b) => a - b)[times.length / 2];
+    assert.ok(median <= scaled(100), `median answer after ${median} ms`);
+    engine.send('stop');
+    lines.push(...(await engine.until(bestMovePattern)));
+    checkSearch(rules, readSearch(lines));
+    await engine.quit();
+  });
+}
+
+test('a game goes on with the table of the moves before, and is forgotten by ucinewgame', async (t) => {
+  const { engine } = await startPlayer(t, {});
+  const searched = async (position) => {
+    engine.send(position);
+    const { best, ponder, infos } = await go(engine, 'depth 12');
+    return { best, ponder, infos: infos.map(({ kind, score, nodes, pv }) => [kind, score, nodes, pv]) };
+  };
+  const position = 'position startpos moves e2e4 e7e5 g1f3 b8c6 f1b5';
+  const first = await searched(position);
+  const warm = await searched(position);
+  assert.notDeepEqual(warm.infos, first.infos, 'the second search finds the table of the first');
+  engine.send('ucinewgame');
+  await engine.expect('readyok');
+  assert.deepEqual(await searched(position), first, 'no trace is left');
+  await engine.quit();
+});

@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+// A referee: plays a game between two UCI programs with clocks and pondering, and holds every
+// line of the engine under test against the rules of chess.
+
+import assert from 'node:assert/strict';
+import { monitorEventLoopDelay } from 'node:perf_hooks';
+import { scaled } from './engine.mjs';
+import { Rules } from './rules.mjs';
+import { bestMovePattern, checkSearch, readSearch } from './search.mjs';
+
+// A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
+// arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when
+// it oversteps by more than this: a machine with other work wakes a process some milliseconds
+// late. The referee's own standstills in that time, which its event loop measures, come on top.
+const slack = 50;
+
+const loopDelay = monitorEventLoopDelay({ resolution: 1 });
+loopDelay.enable();
+
+// The longest standstill of this process since the last call, in milliseconds.
+function takeStandstill() {
+  const longest = loopDelay.max / 1e6;
+  loopDelay.reset();
+  return Number.isFinite(longest) ? Math.min(longest, 10000) : 0;
+}
+
+// One side of a game. trusted: the opponent, of which only legal best moves are asked.
+export class Player {
+  constructor(engine, { name, trusted = false, ponder = false }) {
+    this.engine = engine;
+    this.name = name;
+    this.trusted = trusted;
+    this.ponder = ponder;
+    this.searches = 0;
+    this.results = engine.count(bestMovePattern);
+    this.pondered = null; // the position under a running ponder search, and its moves
+    this.ponderHits = 0;
+    this.ponderMisses = 0;
+  }
+
+  start(words) {
+    assert.equal(this.engine.count(bestMovePattern), this.results + this.searches, this.name);
+    this.searches++;
+    this.engine.send(`go ${words}`);
+  }
+
+  // Waits for the result of the running search and checks it in the given position.
+  async finish(rules, milliseconds, options) {
+    const lines = await this.engine.until(bestMovePattern, milliseconds);
+    if (this.trusted) {
+      const [, best] = lines.at(-1).split(' ');
+      return { best, ponder: null, infos: [] };
+    }
+    const search = readSearch(lines);
+    checkSearch(rules, search, options);
+    return search;
+  }
+
+  // Every `go` so far has had exactly one answer.
+  async checkAnswers() {
+    this.engine.send('isready');
+    await this.engine.expect('readyok');
+    assert.equal(
+      this.engine.count(bestMovePattern),
+      this.results + this.searches,
+      this.engine.describe(`${this.name}: one "bestmove" for each go`),
+    );
+  }
+}
+
+// Plays a game and returns { result, plies, hits, misses }. base and increment are the clock in
+// milliseconds. The sanitizer builds get more of both.
+export async function playGame(players, { base = 1000, increment = 10, maxPlies = 300 } = {}) {
+  const rules = new Rules();
+  const clocks = [scaled(base), scaled(base)];
+  const step = Math.round(scaled(increment));
+  const clockWords = () =>
+    `wtime ${Math.floor(clocks[0])} btime ${Math.floor(clocks[1])} winc ${step} binc ${step}`;
+  let result = null;
+
+  while (result === null && rules.moves.length < maxPlies) {
+    const side = rules.turn;
+    const player = players[side];
+    takeStandstill();
+    const started = performance.now();
+    if (player.pondered && player.pondered.move === rules.moves.at(-1)) {
+      // The search may have ended by itself, and its result be here already.
+      player.ponderHits++;
+      player.engine.send('ponderhit');
+    } else {
+      if (player.pondered) await dropPonder(player, rules);
+      player.engine.send(rules.positionCommand());
+      player.start(clockWords());
+    }
+    player.pondered = null;
+    const search = await player.finish(rules, clocks[side] + 5000);
+    const used = Math.max(0, player.engine.lastAt - started);
+    const margin = scaled(slack) + takeStandstill();
+    if (!player.trusted) {
+      assert.ok(
+        used <= clocks[side] + margin,
+        player.engine.describe(
+          `${player.name} lost on time at ply ${rules.moves.length}: ` +
+            `${used.toFixed(1)} of ${clocks[side].toFixed(1)} ms, margin ${margin.toFixed(1)}`,
+        ),
+      );
+    }
+    clocks[side] = Math.max(0, clocks[side] - used) + step;
+    assert.ok(rules.isLegal(search.best), `${player.name}: ${search.best} in ${rules.fen()}`);
+    rules.play(search.best);
+    result = rules.result();
+
+    if (player.ponder && search.ponder && result === null) {
+      rules.play(search.ponder);
+      if (rules.result() === null) {
+        player.engine.send(rules.positionCommand());
+        player.start(`ponder ${clockWords()}`);
+        player.pondered = { move: search.ponder };
+      }
+      rules.undo();
+    }
+  }
+
+  for (const [side, player] of players.entries()) {
+    if (player.pondered) await dropPonder(player, rules, side !== rules.turn);
+    player.pondered = null;
+    await player.checkAnswers();
+  }
+  return {
+    result: result ?? 'longest',
+    plies: rules.moves.length,
+    hits: players.map((player) => player.ponderHits),
+    misses: players.map((player) => player.ponderMisses),
+  };
+}
+
+// Ends a ponder search whose move wasn't played. The last move of the rules is the one played in
+// its place, unless the game is over before the opponent could answer (unanswered).
+async function dropPonder(player, rules, unanswered = false) {
+  player.ponderMisses++;
+  player.engine.send('stop');
+  const played = unanswered ? null : rules.moves.at(-1);
+  if (played) rules.undo();
+  rules.play(player.pondered.move);
+  await player.finish(rules, 5000, { mayBeEmpty: true });
+  rules.undo();
+  if (played) rules.play(played);
+}

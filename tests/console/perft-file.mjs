@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+// Reads data/perft.txt, the file of positions with known move counts.
+
+import fs from 'node:fs';
+import path from 'node:path';
+import { sourceDir } from './engine.mjs';
+
+// Returns { base, extended, full }, each a list of { fen, depth, count, text }.
+export function readPerftFile() {
+  const sections = { base: [], extended: [], full: [] };
+  let records = sections.base;
+  const text = fs.readFileSync(path.join(sourceDir, 'data', 'perft.txt'), 'utf8');
+  if (!text.endsWith('\n')) throw new Error('data/perft.txt ends without a line end');
+  for (const line of text.slice(0, -1).split('\n')) {
+    if (line === 'extended' || line === 'full') {
+      records = sections[line];
+      continue;
+    }
+    const match = /^([^;]+);(\d+);(\d+)$/.exec(line);
+    if (!match) throw new Error(`data/perft.txt: no record: "${line}"`);
+    records.push({ fen: match[1], depth: Number(match[2]), count: Number(match[3]), text: line });
+  }
+  return sections;
+}
+
+// The same position with the colours exchanged: its counts are the same.
+export function exchangeColours(fen) {
+  const [board, side, rights, passant, ...clocks] = fen.split(' ');
+  const swap = (text) =>
+    [...text].map((c) => (c === c.toLowerCase() ? c.toUpperCase() : c.toLowerCase())).join('');
+  const swapped = swap(rights);
+  return [
+    swap(board).split('/').reverse().join('/'),
+    side === 'w' ? 'b' : 'w',
+    [...'KQkq'].filter((c) => swapped.includes(c)).join('') || '-',
+    passant === '-' ? '-' : passant[0] + (9 - Number(passant[1])),
+    ...clocks,
+  ].join(' ');
+}

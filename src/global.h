@@ -225,6 +225,13 @@ static_assert(sizeof(moveStruct) == 4 && std::is_trivially_copyable_v<moveStruct
 /// No move: four zero bytes. No real move goes from a1 to a1.
 constexpr moveStruct EMPTYMOVE = {0, 0, 0, 0};
 
+/// A move put together as one word, so that a list entry is one store.
+constexpr moveStruct packMove(int from, int to, int kind, int score)
+{
+    return std::bit_cast<moveStruct>(static_cast<u32>(from) | static_cast<u32>(to) << 8 |
+                                     static_cast<u32>(kind) << 16 | static_cast<u32>(score) << 24);
+}
+
 /// The four bytes of a move as one word, `from` lowest.
 constexpr u32 moveWord(moveStruct move)
 {

@@ -237,21 +237,16 @@ void unmakeMove(u8 ply, const moveStruct* movePointer, positionStruct* position)
 
 // Legality
 
-bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruct* position)
+bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 {
     const int us = position->sideToMove;
     const u8 them = static_cast<u8>(us ^ 1);
     const u64 from = bit(move->from);
     const u64 to = bit(move->to);
-    const bool kingMoves = position->board[move->from] >= KING;
-
-    if (!kingMoves && move->kind != KINDENPASSANT && (position->plies[ply].notPinned & from))
-        return false;
 
     u64 occupied = (allMen(position) & ~from) | to;
-    if (kingMoves) return isSquareAttackedThrough(move->to, them, occupied, position);
-
-    // En passant clears two squares at once, so it is tested whether or not anything is pinned.
+    if (position->board[move->from] >= KING)
+        return isSquareAttackedThrough(move->to, them, occupied, position);
     if (move->kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move->to, us));
 
@@ -401,7 +396,7 @@ namespace
 /// Appends moves from one man to each target.
 inline moveStruct* appendMoves(moveStruct* moves, u8 from, u64 targets)
 {
-    while (targets) *moves++ = {from, takeLowest(targets), KINDPLAIN, 0};
+    while (targets) *moves++ = packMove(from, takeLowest(targets), KINDPLAIN, 0);
     return moves;
 }
 
@@ -413,7 +408,7 @@ inline moveStruct* appendCaptures(moveStruct* moves, u8 from, u64 targets, int m
     while (targets)
     {
         const u8 to = takeLowest(targets);
-        *moves++ = {from, to, KINDPLAIN, static_cast<u8>(position->board[to] * 8 - malus)};
+        *moves++ = packMove(from, to, KINDPLAIN, position->board[to] * 8 - malus);
     }
     return moves;
 }
@@ -421,7 +416,7 @@ inline moveStruct* appendCaptures(moveStruct* moves, u8 from, u64 targets, int m
 /// Appends the four promotions of one pawn, queen first.
 inline moveStruct* appendPromotions(moveStruct* moves, u8 from, u8 to, u8 score)
 {
-    for (const u8 kind : {QUEEN, ROOK, BISHOP, KNIGHT}) *moves++ = {from, to, kind, score};
+    for (const u8 kind : {QUEEN, ROOK, BISHOP, KNIGHT}) *moves++ = packMove(from, to, kind, score);
     return moves;
 }
 
@@ -540,13 +535,12 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
         if constexpr (which == captureClass::all)
             moves = appendPromotions(moves, from, to, score);
         else
-            *moves++ = {from, to, QUEEN, score};
+            *moves++ = packMove(from, to, QUEEN, score);
     }
     while (targets)
     {
         const u8 to = takeLowest(targets);
-        *moves++ = {static_cast<u8>(to - step), to, KINDPLAIN,
-                    static_cast<u8>(position->board[to] * 8 - pawnMalus)};
+        *moves++ = packMove(to - step, to, KINDPLAIN, position->board[to] * 8 - pawnMalus);
     }
     return moves;
 }
@@ -574,7 +568,7 @@ inline moveStruct* appendEnPassant(moveStruct* moves, u8 square, const positionS
 {
     if (!square) return moves;
     u64 pawns = position->pieceBB[PAWN + us] & enpassantTable[square];
-    while (pawns) *moves++ = {takeLowest(pawns), square, KINDENPASSANT, enPassantScore};
+    while (pawns) *moves++ = packMove(takeLowest(pawns), square, KINDENPASSANT, enPassantScore);
     return moves;
 }
 
@@ -648,7 +642,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
         if (isSquareAttackedThrough(to, them, withoutKing, position)) continue;
         const u8 victim = position->board[to];
         const int takes = kingTakesScore + victim + (bit(to) == checkers);
-        *moves++ = {king, to, KINDPLAIN, victim ? static_cast<u8>(takes) : kingFleesScore};
+        *moves++ = packMove(king, to, KINDPLAIN, victim ? takes : kingFleesScore);
     }
     if (doubleCheck || !checkers)
     {
@@ -668,7 +662,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
         if (targets & steps::lastRank)
             moves = appendPromotions(moves, from, to, pawnTakesScore);
         else
-            *moves++ = {from, to, KINDPLAIN, pawnTakesScore};
+            *moves++ = packMove(from, to, KINDPLAIN, pawnTakesScore);
     };
     pawnTakes(steps::captureRight(pawns) & checkers, steps::right);
     pawnTakes(steps::captureLeft(pawns) & checkers, steps::left);
@@ -676,7 +670,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     // Only the checking pawn itself is worth taking en passant: the landing square blocks nothing.
     if (here.enPassantSquare == checker)
         for (u64 takers = pawns & enpassantTable[checker]; takers;)
-            *moves++ = {takeLowest(takers), checker, KINDENPASSANT, pawnTakesScore};
+            *moves++ = packMove(takeLowest(takers), checker, KINDENPASSANT, pawnTakesScore);
 
     const u64 between = inBetweenSquares[king][checker];
     const u64 pushed = steps::push(pawns) & ~occupied;
@@ -691,12 +685,12 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     while (singles)
     {
         const u8 to = takeLowest(singles);
-        *moves++ = {static_cast<u8>(to - steps::up), to, KINDPLAIN, pawnBlocksScore};
+        *moves++ = packMove(to - steps::up, to, KINDPLAIN, pawnBlocksScore);
     }
     while (doubles)
     {
         const u8 to = takeLowest(doubles);
-        *moves++ = {static_cast<u8>(to - 2 * steps::up), to, KINDDOUBLEPUSH, pawnBlocksScore};
+        *moves++ = packMove(to - 2 * steps::up, to, KINDDOUBLEPUSH, pawnBlocksScore);
     }
 
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & able,
@@ -709,7 +703,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
                                  const u8 to = takeLowest(targets);
                                  const int score =
                                      bit(to) == checkers ? pieceTakesScore : pieceBlocksScore;
-                                 *end++ = {from, to, KINDPLAIN, static_cast<u8>(score - type / 2)};
+                                 *end++ = packMove(from, to, KINDPLAIN, score - type / 2);
                              }
                              return end;
                          });
@@ -748,12 +742,12 @@ template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct*
     while (singles)
     {
         const u8 to = takeLowest(singles);
-        *moves++ = {static_cast<u8>(to - steps::up), to, KINDPLAIN, 0};
+        *moves++ = packMove(to - steps::up, to, KINDPLAIN, 0);
     }
     while (doubles)
     {
         const u8 to = takeLowest(doubles);
-        *moves++ = {static_cast<u8>(to - 2 * steps::up), to, KINDDOUBLEPUSH, 0};
+        *moves++ = packMove(to - 2 * steps::up, to, KINDDOUBLEPUSH, 0);
     }
 
     // King and rook are where the right says; the destination is left to makeMove.
@@ -763,7 +757,7 @@ template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct*
             const castlingRule& rule = castlingRules[us][wing];
             if ((here.castlingRights & rule.right) && !(occupied & rule.empty) &&
                 !isSquareAttacked(rule.crossed, us ^ 1, position))
-                *moves++ = {rule.kingFrom, rule.kingTo, static_cast<u8>(KINDCASTLEKING + wing), 0};
+                *moves++ = packMove(rule.kingFrom, rule.kingTo, KINDCASTLEKING + wing, 0);
         }
 
     moves = appendPieces(
@@ -791,7 +785,7 @@ template <int us> void generateQuiescence(u8 ply, moveStruct* moves, positionStr
     while (promotions)
     {
         const u8 to = takeLowest(promotions);
-        *moves++ = {static_cast<u8>(to - steps::up), to, QUEEN, pushPromotionScore};
+        *moves++ = packMove(to - steps::up, to, QUEEN, pushPromotionScore);
     }
     closeList(ply, moves, position);
 }

@@ -27,9 +27,19 @@ void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position);
 
 // Legality
 
+/// The part of inCheckAfterMove that looks at lines to the king.
+bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
+
 /// Whether a generated move leaves the own king in check. `ply` is the ply of the position itself.
-/// Right for men that are not pinned only when the position is not in check.
-bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruct* position);
+/// Right for men that are not pinned only when the position is not in check. En passant clears
+/// two squares at once, so it is looked at whether or not anything is pinned.
+inline bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruct* position)
+{
+    if ((position->plies[ply].notPinned & bit(move->from)) && move->kind != KINDENPASSANT &&
+        position->board[move->from] < KING)
+        return false;
+    return isKingHitAfterMove(move, position);
+}
 
 /// Whether a move that was not generated here can be played: one out of the table or a killer.
 /// Its score byte must hold the moving man's code. Any bytes are safe. With `pseudoOnly` the own

@@ -108,12 +108,36 @@ bool onBoard(i32 square)
 
 // Magic search
 
+namespace
+{
+
+/// Random words for the magic search (Sebastiano Vigna, xorshift64*, 2014); any source of random
+/// bits would do.
+u64 randomWord()
+{
+    static u64 state = 0x9e3779b97f4a7c15;
+    state ^= state >> 12;
+    state ^= state << 25;
+    state ^= state >> 27;
+    return state * 0x2545f4914f6cdd1d;
+}
+
+} // namespace
+
 u64 generateMagicNumber(i32 bits)
 {
     u64 candidate = 0;
-    for (int left = std::min(bits, 64); left > 0;)
+    u64 random = 0;
+    for (int left = std::min(bits, 64), numbers = 0; left > 0; --numbers)
     {
-        const u64 drawn = bit(std::rand() & 63);
+        // One word holds ten numbers of six bits.
+        if (numbers == 0)
+        {
+            random = randomWord();
+            numbers = 10;
+        }
+        const u64 drawn = bit(static_cast<int>(random >> 58));
+        random <<= 6;
         if (candidate & drawn) continue;
         candidate |= drawn;
         --left;

@@ -1402,7 +1402,8 @@ void calcTimeParameters()
 
     engine.timeFactor = 1.0F;
     const i64 avail = time - SAFETYMARGIN;
-    i64 target = static_cast<i64>(static_cast<double>(((m - 1) * inc + time) / m) * f);
+    const i64 evenShare = ((m - 1) * inc + time) / m;
+    i64 target = static_cast<i64>(static_cast<double>(evenShare) * f);
     i64 max = std::min(7 * target, (inc + avail) / 2);
     if (engine.movesToGoGiven)
     {

@@ -1061,6 +1061,30 @@ std::string selDepthText(const positionStruct* position)
     return " seldepth " + std::to_string(position->selDepth);
 }
 
+/// Cuts the line in the bestMove fields before the first move that is not legal. A walk that finds
+/// no exact entry at the root leaves pvLength as it was, over fields that the search has changed
+/// since: after an iteration that was stopped, or when another thread has written the root's
+/// entry. Uses the move lists, so the running iteration must be over.
+void cutLineToLegal(positionStruct* position)
+{
+    int length = 0;
+    for (; length <= position->pvLength; ++length)
+    {
+        const u8 ply = static_cast<u8>(length);
+        plyStruct& here = position->plies[ply];
+        if (isPathFull(ply, position)) break;
+        generateMovesLegal(ply, here.moveListStart, position);
+        const bool isLegal =
+            std::any_of(here.moveListStart, here.moveListEnd,
+                        [&here](moveStruct move) { return sameMove(move, here.bestMove); });
+        if (!isLegal) break;
+        makeMove(static_cast<u8>(ply + 1), &here.bestMove, position, false);
+    }
+    position->pvLength = static_cast<u8>(std::max(length - 1, 0));
+    while (length-- > 0)
+        unmakeMove(static_cast<u8>(length + 1), &position->plies[length].bestMove, position);
+}
+
 } // namespace
 
 /// Writes the line of an iteration.
@@ -1152,6 +1176,7 @@ void worker::searchRoot()
             if (depth >= FIRSTINFODEPTH)
             {
                 getPVFromHashTable(0, position, depth);
+                if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
                 if (!theWorkForce.stopSearch) self->storePonderCandidate();
                 writeIteration(depth, score);
             }
@@ -1240,6 +1265,7 @@ void boss::searchRoot()
     if (best != this)
     {
         getPVFromHashTable(0, result, result->rootDepth);
+        cutLineToLegal(result);
         writeLine("info score cp " + std::to_string(result->rootScore) +
                   linesTail(depthText(result->rootDepth) + selDepthText(result), "", result));
     }

@@ -75,7 +75,7 @@ std::string Board::texts(const std::vector<moveStruct>& moves)
     return joined;
 }
 
-int sq(const std::string& name)
+u8 sq(const std::string& name)
 {
     return LAToSquare(name);
 }

@@ -51,7 +51,7 @@ class Board
 };
 
 /// A square from its name, such as sq("e4").
-int sq(const std::string& name);
+u8 sq(const std::string& name);
 
 /// The union of squares named in a text, such as squares("a1 b2").
 u64 squares(const std::string& names);

@@ -1,0 +1,416 @@
+// SPDX-License-Identifier: MIT
+// Bad input, hard positions and ends at any moment: what must never crash, hang or touch memory
+// that it doesn't own. Short enough for the sanitizer builds, which run this file too.
+
+import assert from 'node:assert/strict';
+import { describe, test } from 'node:test';
+import { banner, Engine, perft, scaled, showBoard, startEngine, timeScale } from './engine.mjs';
+import { pick, randomNumbers, seed } from './random.mjs';
+import { pictureOf, Rules, startFen } from './rules.mjs';
+import { bestMovePattern, checkSearch, go, noMove, readSearch } from './search.mjs';
+
+const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+// After whatever was sent before, a proper position works: board, counts and search.
+async function checkRecovered(engine) {
+  const fen = 'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1';
+  const rules = new Rules(fen);
+  engine.send(rules.positionCommand());
+  assert.deepEqual(await showBoard(engine), rules.picture());
+  assert.equal((await perft(engine, 2)).count, 2039);
+  checkSearch(rules, await go(engine, 'depth 4'));
+}
+
+// Starting a process takes a sanitizer build seconds, so it gets fewer of them.
+const thorough = timeScale <= 1;
+
+// A game of any length from the start position: the knights go out and home again.
+function knightDance(plies) {
+  const moves = ['g1f3', 'g8f6', 'f3g1', 'f6g8'];
+  return Array.from({ length: plies }, (_, i) => moves[i % 4]);
+}
+
+describe('positions that cannot be played on', () => {
+  const fens = [
+    ['no men at all', '8/8/8/8/8/8/8/8 w - - 0 1'],
+    ['no white king', '4k3/8/8/8/8/8/8/R7 w - - 0 1'],
+    ['no black king', '8/8/8/8/8/8/8/4K3 b - - 0 1'],
+    ['two white kings', '4k3/8/8/8/8/8/8/K3K3 w - - 0 1'],
+    ['nine black kings', 'kkkkkkkk/k7/8/8/8/8/8/4K3 b - - 0 1'],
+    ['a letter that is no man', '4k3/8/8/3x4/8/8/8/4K3 w - - 0 1'],
+    ['a board of letters that are no men', 'xyzxyzxy/abcdefgh/8/8/8/8/8/4K2k w - - 0 1'],
+    ['the digits 9 and 0', '4k3/9/8/0/8/8/8/4K3 w - - 0 1'],
+    ['a white pawn on rank 8', 'P3k3/8/8/8/8/8/8/4K3 w - - 0 1'],
+    ['a white pawn on rank 1', '4k3/8/8/8/8/8/8/P3K3 b - - 0 1'],
+    ['a black pawn on rank 1', '4k3/8/8/8/8/8/8/p3K3 w - - 0 1'],
+    ['a black pawn on rank 8', 'p3k3/8/8/8/8/8/8/4K3 w - - 0 1'],
+    ['the side not to move in check by a rook', '4k3/8/8/8/8/8/8/4RK2 w - - 0 1'],
+    ['the side not to move in check by a pawn', '8/8/8/4k3/3P4/8/8/4K3 w - - 0 1'],
+    ['kings side by side', '8/8/8/3kK3/8/8/8/8 w - - 0 1'],
+    // A rank too long shifts the next one by a square, and its last man falls on another.
+    ['two men on one square', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP1/RNBQKBNR w - - 0 1'],
+  ];
+  test('go answers "bestmove a1a1" at once, perft counts 0, the next position works', async (t) => {
+    const engine = await startEngine(t);
+    for (const [what, fen] of fens) {
+      engine.send(`position fen ${fen}`);
+      for (const words of ['', 'infinite', 'depth 5', 'ponder']) {
+        const { best, ponder, infos } = await go(engine, words, 5000);
+        assert.deepEqual([best, ponder, infos], [noMove, null, []], `${what}: go ${words}`);
+      }
+      for (const depth of [1, 3]) assert.equal((await perft(engine, depth)).count, 0, what);
+      await checkRecovered(engine);
+    }
+    await engine.quit();
+  });
+
+  test('the same after moves that lead to such a position', async (t) => {
+    const engine = await startEngine(t);
+    for (const [what, line] of [
+      ['a pawn left on rank 8', 'fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1 moves a7a8'],
+      ['a pinned man that left', 'fen 4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1 moves e2d3'],
+      ['a king that was taken', 'fen 4k3/8/8/8/8/8/4R3/4K3 w - - 0 1 moves e2e8'],
+    ]) {
+      engine.send(`position ${line}`);
+      const { best, infos } = await go(engine, '', 5000);
+      assert.deepEqual([best, infos], [noMove, []], what);
+      assert.equal((await perft(engine, 1)).count, 0, what);
+      await checkRecovered(engine);
+    }
+    await engine.quit();
+  });
+
+  test('rights whose king or rook is not at home are dropped', async (t) => {
+    const engine = await startEngine(t);
+    for (const [board, kept] of [
+      ['4k3/8/8/8/8/8/8/4K3', '-'], // no rooks
+      ['r3k2r/8/8/8/8/8/8/R4K1R', 'kq'], // king beside its square
+      ['r3k1r1/8/8/8/8/8/8/1R2K2R', 'Kq'], // rooks beside theirs
+      ['N3k2N/8/8/8/8/8/8/n3K2n', '-'], // other men in the corners
+    ]) {
+      const rules = new Rules(`${board} w ${kept} - 0 1`);
+      engine.send(`position fen ${board} w KQkq - 0 1`);
+      assert.equal((await perft(engine, 2)).count, rules.countLeaves(2), board);
+      checkSearch(rules, await go(engine, 'depth 6'));
+    }
+    await engine.quit();
+  });
+});
+
+describe('text that is no position', () => {
+  const lines = [
+    'position fen',
+    'position fen ',
+    'position fen moves',
+    'position fen moves e2e4',
+    'position fen rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR',
+    'position fen w',
+    'position fen -',
+    'position fen 8 8',
+    'position fen x x x x',
+    'position fen / / / /',
+    'position fen //////// w - - 0 1',
+    'position fen //////////////////////////////// w - - 0 1',
+    `position fen ${'Q'.repeat(300)} w - - 0 1`,
+    `position fen ${'8'.repeat(300)}K w - - 0 1`,
+    `position fen ${'x'.repeat(1000)} w - - 0 1`,
+    'position fen 4k3ppppppppppppppppp/8/8/8/8/8/8/4K3 w - - 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3QQQQQQQQQQ w - - 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - zz 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - e 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - \xff\xff 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - e9 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - a1 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 b - h8 0 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w KKKKKKKKKKKKKKKK - 99999 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - - -99999 1',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - - 2147483647 -2147483648',
+    'position fen 4k3/8/8/8/8/8/8/4K3 w - - 300 1 and more words behind it',
+    `position fen 8/8/8/8 w - - 0 ${'1 '.repeat(2000)}`,
+  ];
+  test('a broken FEN is survived, and the next proper position works', async (t) => {
+    const engine = await startEngine(t);
+    for (const line of lines) {
+      engine.sendBytes(Buffer.from(`${line}\n`, 'latin1'));
+      // What stands on the board then is nobody's promise: it must be drawn, counted and
+      // searched without harm, and a search must end.
+      engine.send('showboard', 'isready');
+      await engine.until('readyok');
+      await perft(engine, 1);
+      engine.send('go movetime 20');
+      readSearch(await engine.until(bestMovePattern, 5000));
+      await checkRecovered(engine);
+    }
+    await engine.quit();
+  });
+
+  test('move texts of any bytes and length are survived', async (t) => {
+    const engine = await startEngine(t);
+    const random = randomNumbers();
+    const words = [
+      'e', 'e2', 'e2e', 'e9e9', 'i1i9', 'a1a1', '0000', 'e1g1', 'e8c8', 'e2e4x', 'a7a8q', 'a2a4Q', 'e7e8k',
+      'e2e4qqqqqqqq', '\xff\xff\xff\xff', '\x80\x7f\x01\x02q', '(none)', 'NULL', 'O-O',
+      'x'.repeat(5000),
+    ];
+    for (let i = 0; i < 60; i++) {
+      const moves = Array.from({ length: 1 + Math.floor(random() * 40) }, () =>
+        random() < 0.5 ? pick(random, words) : randomSquares(random),
+      );
+      const text = `position startpos moves ${moves.join(' ')}`;
+      engine.sendBytes(Buffer.from(`${text}\n`, 'latin1'));
+      engine.send('showboard', 'isready');
+      await engine.until('readyok');
+      await perft(engine, 1);
+      engine.send('go depth 2');
+      readSearch(await engine.until(bestMovePattern, 5000));
+    }
+    await checkRecovered(engine);
+    await engine.quit();
+  });
+
+  function randomSquares(random) {
+    const square = () => pick(random, 'abcdefgh') + pick(random, '12345678');
+    return square() + square() + pick(random, ['', '', '', 'q', 'n']);
+  }
+
+  test('bytes that are no text, and very long lines, are unknown commands', async (t) => {
+    const engine = await startEngine(t);
+    for (const bytes of [
+      Buffer.from([0]), Buffer.from([0, 255, 254, 128]), Buffer.from('\0isready'),
+      Buffer.alloc(65536, 'x'), Buffer.alloc(65536, ' '), Buffer.alloc(200000, 0xff),
+    ]) {
+      engine.sendBytes(Buffer.concat([bytes, Buffer.from('\n')]));
+      assert.deepEqual(await engine.reply('showboard'), ['Unknown command', ...pictureOf(startFen)]);
+    }
+    await engine.quit();
+  });
+});
+
+describe('hard input', () => {
+  test('a game of 6000 plies', async (t) => {
+    const engine = await startEngine(t);
+    for (const plies of [1023, 1024, 6000, 6001]) {
+      const rules = new Rules();
+      for (const move of knightDance(plies % 4)) rules.play(move);
+      engine.send(`position startpos moves ${knightDance(plies).join(' ')}`);
+      assert.deepEqual(await showBoard(engine), rules.picture());
+      assert.equal((await perft(engine, 3)).count, rules.countLeaves(3));
+      checkSearch(rules, await go(engine, 'depth 6'));
+      checkSearch(rules, await go(engine, 'movetime 50'));
+    }
+    await checkRecovered(engine);
+    await engine.quit();
+  });
+
+  const crowded = [
+    ['218 moves', 'R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1'],
+    ['fifteen queens each', 'qqqqkqqq/qqqqqqqq/8/8/8/8/QQQQQQQQ/QQQQKQQQ w - - 0 1'],
+    ['a board of white queens', 'kbQQQQQQ/ppQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/KQQQQQQQ w - - 0 1'],
+    ['a board of knights', 'nnnnknnn/nnnnnnnn/8/8/8/8/NNNNNNNN/NNNNKNNN w - - 0 1'],
+    ['all pawns passed', '8/PPPPPPPP/k7/8/8/7K/pppppppp/8 w - - 0 1'],
+    ['queens that check for ever', '8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1'],
+    ['kings in the open under rooks', '8/3r4/2r2r2/3k4/8/4K3/2R2R2/4R3 w - - 0 1'],
+  ];
+  test('boards full of men are searched and counted', async (t) => {
+    const engine = await startEngine(t);
+    for (const [what, fen] of crowded) {
+      let rules;
+      try {
+        rules = new Rules(fen);
+      } catch (error) {
+        throw new Error(`${what}: ${error.message}`);
+      }
+      engine.send(rules.positionCommand());
+      assert.equal((await perft(engine, 2)).count, rules.countLeaves(2), what);
+      engine.send('go depth 30');
+      await pause(400);
+      engine.send('stop');
+      const lines = await engine.until(bestMovePattern, 10000);
+      checkSearch(rules, readSearch(lines), { mayBeEmpty: !thorough });
+    }
+    await engine.quit();
+  });
+
+  test('perft of depth 0 or less counts one node', async (t) => {
+    const engine = await startEngine(t);
+    for (const depth of [0, -1, -3, -2147483648]) {
+      const { depth: said, count } = await perft(engine, depth);
+      assert.deepEqual([said, count], [depth, 1]);
+    }
+    await engine.quit();
+  });
+
+  // Clocks from nothing to a second, all increments and controls, at each stage of the game that
+  // the time allocation tells apart, both colours. The rare long budgets are cut by `stop`.
+  test('an almost empty clock gives a legal move at once', async (t) => {
+    const engine = await startEngine(t);
+    const random = randomNumbers();
+    const times = [-2147483648, -1000, -10, -1, 0, 1, 2, 5, 10, 11, 40, 79, 80, 100, 500, 1000];
+    const increments = [0, 1, 100, 2147483647];
+    const controls = ['', ' movestogo 0', ' movestogo 1', ' movestogo 40', ' movestogo -5'];
+    const games = [0, 1, 17, 18, 19, 50, 51, 80, 81, 200, 201].map((plies) => {
+      const rules = new Rules();
+      for (const move of knightDance(plies)) rules.play(move);
+      return rules;
+    });
+    games.push(new Rules('4k3/4p3/8/8/8/8/4P3/4K3 b - - 0 1'));
+    engine.send('setoption name Hash value 1');
+    const cases = times.flatMap((time) =>
+      increments.flatMap((inc) => controls.map((control) => ({ time, inc, control }))),
+    );
+    for (const { time, inc, control } of cases) {
+      const rules = pick(random, games);
+      const words = `wtime ${time} btime ${time} winc ${inc} binc ${inc}${control}`;
+      engine.send(rules.positionCommand(), `go ${words}`);
+      // Without `stop` the move must come by itself; all budgets here are far below the limit.
+      const long = inc > 1000 || time >= 500;
+      if (long) {
+        await pause(5 * timeScale);
+        engine.send('stop');
+      }
+      const lines = await engine.until(bestMovePattern, 3000);
+      const where = `seed ${seed}: ${rules.moves.length} plies, go ${words}`;
+      try {
+        checkSearch(rules, readSearch(lines), { mayBeEmpty: long });
+      } catch (error) {
+        throw new Error(`${where}: ${error.message}`, { cause: error });
+      }
+    }
+    await engine.quit();
+  });
+
+  test('odd limits of go give a legal move', async (t) => {
+    const engine = await startEngine(t);
+    const rules = new Rules();
+    engine.send('position startpos');
+    for (const words of [
+      'movetime 1', 'movetime -1', 'movetime -2147483648', 'depth -1 movetime 20',
+      'depth 0 movetime 20', 'depth 1000 movetime 20', 'depth 2147483647 movetime 20',
+      'movestogo 1 movetime 20', 'movestogo 2147483647 wtime 100 btime 100',
+      'wtime 2147483647 btime 2147483647 winc 2147483647 binc 2147483647 depth 3',
+      'wtime 2147483647 winc 2147483647 movestogo 2147483647 depth 3',
+      'wtime -2147483648 winc -2147483648 movestogo -2147483648',
+      'wtime -2147483648 winc -2147483648', 'movetime 214748364 depth 3',
+      'movetime 2147483647 depth 3', 'wtime 99999999999999999999', 'nodes 99999999999 depth 2',
+    ]) {
+      engine.send(`go ${words}`);
+      if (words.includes('99999999999999999999')) {
+        await pause(20 * timeScale);
+        engine.send('stop');
+      }
+      const search = readSearch(await engine.until(bestMovePattern, 5000));
+      checkSearch(rules, search, { mayBeEmpty: words.includes('movetime -') });
+    }
+    await engine.quit();
+  });
+});
+
+describe('threads and the flow of commands', () => {
+  test('lines of a search and answers never mix, with 4 threads and 300 isready', async (t) => {
+    const engine = await startEngine(t);
+    engine.send('setoption name Threads value 4', 'setoption name Hash value 16');
+    const positions = ['startpos', 'fen 8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1',
+      'fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1'];
+    for (const position of positions) {
+      engine.send(`position ${position}`, 'go infinite');
+      const lines = [];
+      for (let i = 0; i < 100; i++) {
+        engine.send('isready');
+        if (i % 10 === 0) await pause(5);
+      }
+      await pause(scaled(100));
+      engine.send('stop', 'isready');
+      lines.push(...(await engine.until(bestMovePattern, 10000)));
+      while (lines.filter((line) => line === 'readyok').length < 101) {
+        lines.push(await engine.expect('readyok'));
+      }
+      // Each line is whole: it has one of the known forms. The answers may fall anywhere.
+      readSearch(lines.filter((line) => line !== 'readyok'));
+    }
+    await engine.quit();
+  });
+
+  test('Threads during a search waits for its end, then the new pool searches', async (t) => {
+    const engine = await startEngine(t);
+    const rules = new Rules();
+    engine.send('setoption name Hash value 16');
+    for (const threads of [8, 1, 3, 64, 2, 2, 1]) {
+      engine.send('position startpos', 'go movetime 50');
+      engine.send(`setoption name Threads value ${threads}`, 'isready');
+      const lines = await engine.until('readyok', 20000);
+      checkSearch(rules, readSearch(lines.slice(0, -1)));
+      checkSearch(rules, await go(engine, 'depth 5'));
+    }
+    await engine.quit();
+  });
+
+  for (const threads of [1, 4]) {
+    test(`stop 0 to 5 ms after go, ${threads} thread(s): always one answer`, async (t) => {
+      const engine = await startEngine(t);
+      const random = randomNumbers(seed + threads);
+      const rules = new Rules();
+      engine.send(`setoption name Threads value ${threads}`, 'position startpos');
+      for (let i = 0; i < 100; i++) {
+        engine.send(pick(random, ['go infinite', 'go', 'go ponder', 'go depth 60']));
+        if (i % 4) await pause(random() * 5);
+        engine.send('stop');
+        const lines = await engine.until(bestMovePattern, 5000);
+        checkSearch(rules, readSearch(lines), { mayBeEmpty: true });
+        assert.deepEqual(await engine.reply('stop'), []);
+      }
+      assert.equal(engine.count(bestMovePattern), 100);
+      await engine.quit();
+    });
+
+    test(`ponderhit at any moment, ${threads} thread(s)`, async (t) => {
+      const engine = await startEngine(t);
+      const random = randomNumbers(seed + 10 + threads);
+      const rules = new Rules();
+      engine.send(`setoption name Threads value ${threads}`, 'setoption name Ponder value true');
+      engine.send('position startpos');
+      for (let i = 0; i < 25; i++) {
+        engine.send('go ponder wtime 300 btime 300');
+        await pause(random() * 30);
+        engine.send('ponderhit');
+        checkSearch(rules, readSearch(await engine.until(bestMovePattern, 10000)));
+      }
+      await engine.quit();
+    });
+
+    test(`the process ends with status 0 in a search, at any moment, ${threads} thread(s)`, async (t) => {
+      const random = randomNumbers(seed + 20 + threads);
+      for (let i = 0; i < (thorough ? 40 : 6); i++) {
+        const engine = await startEngine(t);
+        const words = pick(random, ['go infinite', 'go', 'go ponder', 'go depth 3']);
+        engine.send(`setoption name Threads value ${threads}`, 'position startpos moves e2e4', words);
+        if (i % 4) await pause(random() * 40);
+        if (i % 2) engine.send('quit');
+        else engine.closeInput();
+        await engine.expectCleanExit();
+        // What the search still wrote is whole, but for the last line.
+        const lines = engine.log.slice(4).map((line) => line.text);
+        for (const line of lines) assert.match(line, /^(info score (cp|mate) |bestmove )/);
+      }
+    });
+  }
+
+  test('a go among the arguments ends at once with status 0', async (t) => {
+    for (const words of ['go', 'go infinite', 'go depth 3', 'go ponder', 'go movetime 50']) {
+      for (let i = 0; i < (thorough ? 10 : 1); i++) {
+        const engine = new Engine({ args: words.split(' ') });
+        t.after(() => engine.kill());
+        await engine.expectCleanExit(20000);
+        assert.deepEqual(engine.log.slice(0, 4).map((line) => line.text), banner);
+      }
+    }
+  });
+
+  test('rtest and perft take other tables, and the search goes on with them', async (t) => {
+    const engine = await startEngine(t);
+    engine.send('setoption name Hash value 1', 'ucinewgame');
+    await engine.expect('readyok');
+    assert.equal((await perft(engine, 3)).count, 8902);
+    checkSearch(new Rules(), await go(engine, 'depth 7'));
+    await engine.quit();
+  });
+});

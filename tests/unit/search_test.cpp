@@ -239,6 +239,11 @@ TEST(Workers, ThePoolIsRebuiltAtAnySizeAndADepthLimitStands)
     }
 }
 
+TEST(Workers, AWorkerTakesLessThanFourMegabytes)
+{
+    EXPECT_LT(sizeof(worker), 4U << 20);
+}
+
 TEST(Workers, StopEndsAnInfiniteSearchOnSeveralThreads)
 {
     engine.nofThreads = 3;

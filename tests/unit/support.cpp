@@ -71,7 +71,10 @@ std::string Board::texts(const std::vector<moveStruct>& moves)
 {
     std::string joined;
     for (const moveStruct& move : moves)
-        joined += (joined.empty() ? "" : " ") + moveToLA(&move, state->sideToMove);
+    {
+        if (!joined.empty()) joined += ' ';
+        joined += moveToLA(&move, state->sideToMove);
+    }
     return joined;
 }
 

@@ -39,7 +39,7 @@ test('a line that never comes, an early end and a bad status are failures', asyn
   await assert.rejects(unstartable.expectCleanExit(), /cannot start/);
 });
 
-test("text on the error stream is a failure, a sanitizer's report even where text is allowed", async () => {
+test("text on the error stream fails, a sanitizer's report even where text may come", async () => {
   const noisy = impostor("process.stderr.write('hm\\n');");
   noisy.send('isready');
   await noisy.expect('readyok');
@@ -108,9 +108,8 @@ test('the referee sees illegal moves, double answers, and clocks that run out', 
     }
     await assert.rejects(playGame(players, { maxPlies: 2, ...options }), pattern);
   };
-  await refused("if (line.startsWith('go')) say('bestmove e2e5');", /illegal/);
-  await refused("if (line.startsWith('go')) say('bestmove e2e4'), say('bestmove e2e4');", /one "best/);
-  await refused("if (line.startsWith('go')) setTimeout(say, 400, 'bestmove e2e4');", /lost on time/, {
-    base: 20,
-  });
+  const onGo = (code) => `if (line.startsWith('go')) { ${code} }`;
+  await refused(onGo("say('bestmove e2e5');"), /illegal/);
+  await refused(onGo("say('bestmove e2e4'); say('bestmove e2e4');"), /one "bestmove"/);
+  await refused(onGo("setTimeout(say, 400, 'bestmove e2e4');"), /lost on time/, { base: 20 });
 });

@@ -33,7 +33,7 @@ export class Player {
     this.ponder = ponder;
     this.searches = 0;
     this.results = engine.count(bestMovePattern);
-    this.pondered = null; // the position under a running ponder search, and its moves
+    this.pondered = null; // a running ponder search: its expected move, its lines once stopped
     this.standstill = 0;
     this.ponderHits = 0;
     this.ponderMisses = 0;
@@ -56,6 +56,24 @@ export class Player {
     const search = readSearch(lines);
     checkSearch(rules, search, options);
     return search;
+  }
+
+  // Ends a ponder search whose move wasn't played. Its lines are checked later, by checkDropped,
+  // so that the player doesn't pay for the referee's time.
+  async stopPondering() {
+    this.ponderMisses++;
+    this.engine.send('stop');
+    this.pondered.lines = await this.engine.until(bestMovePattern, 5000);
+  }
+
+  // Checks the lines of a dropped ponder search, if there was one. last: index of this player's
+  // last move in the game, behind which the expected move would have come.
+  checkDropped(rules, last) {
+    if (!this.pondered?.lines) return;
+    const before = new Rules();
+    for (const move of rules.moves.slice(0, last + 1)) before.play(move);
+    before.play(this.pondered.move);
+    checkSearch(before, readSearch(this.pondered.lines), { mayBeEmpty: true });
   }
 
   // Every `go` so far has had exactly one answer.
@@ -90,12 +108,12 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
       player.ponderHits++;
       player.engine.send('ponderhit');
     } else {
-      if (player.pondered) await dropPonder(player, rules);
+      if (player.pondered) await player.stopPondering();
       player.engine.send(rules.positionCommand());
       player.start(clockWords());
     }
-    player.pondered = null;
     const search = await player.finish(rules, clocks[side] + 5000);
+    player.checkDropped(rules, rules.moves.length - 2);
     const used = Math.max(0, player.engine.lastAt - started);
     const margin = scaled(slack) + player.standstill;
     if (!player.trusted) {
@@ -107,6 +125,7 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
         ),
       );
     }
+    player.pondered = null;
     clocks[side] = Math.max(0, clocks[side] - used) + step;
     assert.ok(rules.isLegal(search.best), `${player.name}: ${search.best} in ${rules.fen()}`);
     rules.play(search.best);
@@ -117,15 +136,19 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
       if (rules.result() === null) {
         player.engine.send(rules.positionCommand());
         player.start(`ponder ${clockWords()}`);
-        player.pondered = { move: search.ponder };
+        player.pondered = { move: search.ponder, lines: null };
       }
       rules.undo();
     }
   }
 
   for (const [side, player] of players.entries()) {
-    if (player.pondered) await dropPonder(player, rules, side !== rules.turn);
-    player.pondered = null;
+    if (player.pondered) {
+      await player.stopPondering();
+      // The position under the search: behind this player's last move.
+      player.checkDropped(rules, rules.moves.length - (side === rules.turn ? 1 : 0) - 1);
+      player.pondered = null;
+    }
     await player.checkAnswers();
   }
   return {
@@ -134,17 +157,4 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
     hits: players.map((player) => player.ponderHits),
     misses: players.map((player) => player.ponderMisses),
   };
-}
-
-// Ends a ponder search whose move wasn't played. The last move of the rules is the one played in
-// its place, unless the game is over before the opponent could answer (unanswered).
-async function dropPonder(player, rules, unanswered = false) {
-  player.ponderMisses++;
-  player.engine.send('stop');
-  const played = unanswered ? null : rules.moves.at(-1);
-  if (played) rules.undo();
-  rules.play(player.pondered.move);
-  await player.finish(rules, 5000, { mayBeEmpty: true });
-  rules.undo();
-  if (played) rules.play(played);
 }

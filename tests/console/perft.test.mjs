@@ -40,7 +40,7 @@ test('exchanging the colours changes no count of the perft file', () => {
   assert.ok(pairs >= 160, `only ${pairs} records have a twin`);
 });
 
-test('the perft file reaches every special move and every kind of pin and check', () => {
+test('the perft file reaches every special move, and every kind of pin and check', () => {
   const seen = new Set();
   for (const { fen, count } of base) {
     const rules = new Rules(fen);
@@ -168,7 +168,7 @@ test('rtest finds every count of the base section and says so', async (t) => {
   await engine.quit();
 });
 
-test('the arguments "perft 4" count 197281 from the start position and end the process', async (t) => {
+test('the arguments "perft 4" count 197281 from the start and end the process', async (t) => {
   // The input stays open: with arguments it is never read.
   const engine = new Engine({ args: ['perft', '4'] });
   t.after(() => engine.kill());

@@ -553,7 +553,7 @@ describe('lines of a search', () => {
       'rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3',
       '3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1',
     ]) {
-      for (const words of ['', 'depth 3', 'infinite', 'ponder', 'movetime 100', 'wtime 1 btime 1']) {
+      for (const words of ['', 'depth 3', 'infinite', 'ponder', 'movetime 100', 'wtime 1']) {
         engine.send(`position fen ${fen}`, `go ${words}`);
         await engine.expectLines(['info score mate 0', 'bestmove a1a1']);
       }
@@ -709,7 +709,7 @@ describe('mates', () => {
   }
 
   for (const [fen, mate] of positions) {
-    test(`a mate in ${mate} is announced as ${announced(mate)} and ends the search: ${fen}`, async (t) => {
+    test(`a mate in ${mate} is announced as ${announced(mate)}, the end: ${fen}`, async (t) => {
       const engine = await startEngine(t);
       const stockfish = await startStockfish(t);
       const rules = new Rules(fen);

@@ -9,7 +9,8 @@ const line = `pv ((?:${move} )+)`;
 // The forms of the lines. Each ends where it says; a line of moves ends with a blank. The count
 // of the table's use is always 0, and the line of a helper thread leaves it out.
 const scoreLine = new RegExp(
-  `^info score cp (-?\\d+) depth (\\d+) seldepth (\\d+) nodes (\\d+) time (\\d+)( hashfull 0)? ${line}$`,
+  '^info score cp (-?\\d+) depth (\\d+) seldepth (\\d+) nodes (\\d+) time (\\d+)( hashfull 0)? ' +
+    `${line}$`,
 );
 const mateLine = new RegExp(
   `^info score mate (-?[1-9]\\d*) depth (\\d+) nodes (\\d+) time (\\d+) ${line}$`,
@@ -38,7 +39,8 @@ export function readSearch(lines) {
       infos.push({ kind: 'cp', score, depth, selDepth, nodes, time, helper, pv, text });
     } else if ((match = mateLine.exec(text))) {
       const [score, depth, nodes, time] = match.slice(1, 5).map(Number);
-      infos.push({ kind: 'mate', score, depth, nodes, time, pv: match[5].trimEnd().split(' '), text });
+      const pv = match[5].trimEnd().split(' ');
+      infos.push({ kind: 'mate', score, depth, nodes, time, pv, text });
     } else if (text === matedLine) {
       infos.push({ kind: 'mated', pv: [], text });
     } else if ((match = resultLine.exec(text))) {

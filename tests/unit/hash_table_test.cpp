@@ -351,3 +351,38 @@ TEST(Driver, ADrawIsNotCachedAndAHitTurnsToTheSideToMove)
     EXPECT_EQ(getEvalHashEntry(queen->evalHashTable, queen->hashKey)->score, -first);
     EXPECT_EQ(evaluateN(0, queen.get()), first);
 }
+
+TEST(Driver, ThreeBishopsEarnNoPair)
+{
+    // The third bishop comes without the pair's bonus: the same men, told apart by the count.
+    const auto pairless = [](const char* fen)
+    {
+        Board board(fen);
+        const int sum = mgHalf(board->material[WHITE] - board->material[BLACK] +
+                               board->pstScore[WHITE] - board->pstScore[BLACK]);
+        return std::pair(sum, evaluateN(0, board.get()));
+    };
+    // Full phase: the blend is the mid-game half alone.
+    const auto two = pairless("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+    EXPECT_EQ(two.second, two.first + 25) << "one pair each cancels";
+    Board three("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RBBQKBNR w KQkq - 0 1");
+    Board same("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RBBQKBNR b KQkq - 0 1");
+    EXPECT_EQ(evaluateN(0, three.get()) + evaluateN(0, same.get()), 50)
+        << "the tempo is all that the side to move changes";
+}
+
+TEST(Driver, BeyondItsBoundsThePhaseBlendsAsAtTheBound)
+{
+    // Kings and pawns: phase 0 counts as 497, the end-game half alone.
+    Board pawns("4k3/8/8/8/8/8/P7/4K3 w - - 0 1");
+    EXPECT_EQ(pawns->gamePhase, 0);
+    pawns->gamePhase = 497;
+    const int atBound = evaluateN(0, pawns.get());
+    Board below("4k3/8/8/8/8/8/P7/4K3 w - - 0 1");
+    EXPECT_EQ(evaluateN(0, below.get()), atBound);
+    // All men: phase 6954 counts as 6183.
+    Board full{std::string(fenStartPos)};
+    Board bound{std::string(fenStartPos)};
+    bound->gamePhase = 6183;
+    EXPECT_EQ(evaluateN(0, full.get()), evaluateN(0, bound.get()));
+}

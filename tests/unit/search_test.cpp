@@ -116,6 +116,91 @@ TEST(NodeSearch, AtAHundredPliesOnlyACutOffOrAMateIsAWin)
     EXPECT_EQ(searchNodeScore(mate, 0, 2), 31999);
 }
 
+TEST(NodeSearch, TheRootTakesNoCutOffFromTheTableAndPly1Does)
+{
+    Board board{std::string(fenStartPos)};
+    for (const int ply : {0, 1})
+    {
+        board->nodes = 0;
+        theWorkForce.stopSearch = false;
+        engine.infinite = true;
+        board->nodesToClockCheck = 4096;
+        board.ply(ply).moveListStart = board.ply(0).moveListStart;
+        board.ply(ply).inCheck = 0;
+        clearHashTable();
+        putHashTableEntry(board->hashKey, EMPTYMOVE, 123, 9, boundExact, static_cast<u8>(ply));
+        const int score = alfabeta(static_cast<u8>(ply), 2, -32767, 32767, board.get(), 2);
+        EXPECT_EQ(score == 123 && board->nodes == 1, ply == 1) << ply;
+        engine.infinite = false;
+    }
+}
+
+TEST(NodeSearch, AnExactEntryOfLessDepthIsTheStaticEvaluation)
+{
+    // Reverse futility returns it as it is: depth 2 asks for beta + 130.
+    Board board{std::string(fenStartPos)};
+    theWorkForce.stopSearch = false;
+    engine.infinite = true;
+    board->nodesToClockCheck = 4096;
+    clearHashTable();
+    board.ply(1).moveListStart = board.ply(0).moveListStart;
+    board.ply(1).inCheck = 0;
+    putHashTableEntry(board->hashKey, EMPTYMOVE, 777, 1, boundExact, 1);
+    EXPECT_EQ(alfabeta(1, 2, 646, 647, board.get(), 2), 777);
+    EXPECT_NE(alfabeta(1, 2, 647, 648, board.get(), 2), 777);
+    engine.infinite = false;
+}
+
+TEST(NodeSearch, ASideWithKingAndPawnsTriesNeitherNullMoveNorReverseFutility)
+{
+    // A null move leaves its mark in the record of the next ply: the copy of an unlikely killer.
+    const auto nullMoveTried = [](const std::string& fen)
+    {
+        Board board(fen);
+        theWorkForce.stopSearch = false;
+        engine.infinite = true;
+        board->nodesToClockCheck = 4096;
+        clearHashTable();
+        board.ply(1).moveListStart = board.ply(0).moveListStart;
+        board.ply(1).inCheck = 0;
+        board.ply(1).killers[1] = {1, 2, 3, 4};
+        alfabeta(1, 3, -5001, -5000, board.get(), 2);
+        engine.infinite = false;
+        return sameMove(board.ply(2).killers[1], {1, 2, 3, 4});
+    };
+    EXPECT_FALSE(nullMoveTried("4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1"));
+
+    // With pieces reverse futility returns first at this depth, so the window is near the score.
+    Board pieces("4k3/8/8/8/8/8/PPPP4/QQ2K3 w - - 0 1");
+    pieces.ply(1).moveListStart = pieces.ply(0).moveListStart;
+    pieces.ply(1).inCheck = 0;
+    theWorkForce.stopSearch = false;
+    engine.infinite = true;
+    pieces->nodesToClockCheck = 4096;
+    clearHashTable();
+    EXPECT_EQ(alfabeta(1, 3, -5001, -5000, pieces.get(), 2), evaluateN(0, pieces.get()));
+    EXPECT_EQ(pieces->nodes, 1U);
+    pieces.ply(1).killers[1] = {1, 2, 3, 4};
+    const int near = evaluateN(0, pieces.get()) - 190;
+    alfabeta(1, 3, static_cast<i16>(near - 1), static_cast<i16>(near), pieces.get(), 2);
+    EXPECT_TRUE(sameMove(pieces.ply(2).killers[1], {1, 2, 3, 4}));
+    engine.infinite = false;
+}
+
+TEST(NodeSearch, AFailHighRewardsKillerAndHistoryFromDepth3On)
+{
+    for (const int depth : {2, 3})
+    {
+        // Kings and pawns: nothing cuts off before the moves.
+        Board board("4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        searchNodeScore(board, 0, depth, -5001, -5000);
+        EXPECT_NE(moveWord(board.ply(0).killers[0]), 0U);
+        const moveStruct killer = board.ply(0).killers[0];
+        EXPECT_EQ(killer.score, board->board[killer.from]);
+        EXPECT_EQ(board->historyGood[killer.score - 2][killer.to], depth == 3 ? 9U : 0U);
+    }
+}
+
 TEST(NodeSearch, ARepetitionIsADrawFromPly1On)
 {
     position("startpos moves g1f3 g8f6 f3g1 f6g8");
@@ -239,6 +324,20 @@ TEST(Workers, ThePoolIsRebuiltAtAnySizeAndADepthLimitStands)
     }
 }
 
+TEST(Workers, HelpersLeaveOutTheDepthsOfTheirRow)
+{
+    // A helper's depths show in its exact entries only by chance, so the pool is asked: with a
+    // depth limit the boss stops at it and its result stands, whatever the helpers have reached.
+    engine.nofThreads = 4;
+    theWorkForce.setNofWorkers(4);
+    clearHashTable();
+    const std::string lines = goLines("startpos", "depth 10");
+    EXPECT_NE(lines.find(" depth 10 "), std::string::npos);
+    EXPECT_EQ(lines.find(" depth 11 "), std::string::npos) << lines;
+    engine.nofThreads = 1;
+    theWorkForce.setNofWorkers(1);
+}
+
 TEST(Workers, AWorkerTakesLessThanFourMegabytes)
 {
     EXPECT_LT(sizeof(worker), 4U << 20);
@@ -279,6 +378,18 @@ TEST(Time, MoreThanThreeThreadsRaiseTheShare)
     engine.nofThreads = 3;
     EXPECT_EQ(budgets("", 0).first, 16200);
     engine.nofThreads = 1;
+}
+
+TEST(Time, BlackReadsItsOwnClock)
+{
+    budgets("wtime 1000", 0);
+    position("startpos moves e2e4");
+    engine.timeLeft[1] = 60000;
+    engine.timeInc[1] = 1000;
+    engine.gamePly = 0;
+    calcTimeParameters();
+    EXPECT_EQ(engine.targetTime, 1782);
+    EXPECT_EQ(engine.maxTime, 12474);
 }
 
 TEST(Time, AFixedTimeHasNoMargin)

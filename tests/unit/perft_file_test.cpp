@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// The check of a perft file, on files that the tests write where they run.
+
+#include <cstdio>
+#include <fstream>
+
+#include "support.h"
+
+namespace
+{
+
+struct report
+{
+    bool ok;
+    std::string text;
+};
+
+/// Runs the check on a file with this content, or on none.
+report check(const char* content, int level)
+{
+    std::remove("./perft.txt");
+    if (content) std::ofstream("./perft.txt") << content;
+    testing::internal::CaptureStdout();
+    const bool ok = checkMoveGenWithPerft(level);
+    std::fflush(stdout);
+    const report result{ok, testing::internal::GetCapturedStdout()};
+    std::remove("./perft.txt");
+    createHashTable(1);
+    return result;
+}
+
+constexpr const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
+
+int records(const std::string& text)
+{
+    int lines = 0;
+    for (const char letter : text) lines += letter == '\n';
+    return lines - 1;
+}
+
+} // namespace
+
+TEST(PerftFile, AMissingFileIsReportedAndFails)
+{
+    const report result = check(nullptr, 1);
+    EXPECT_FALSE(result.ok);
+    EXPECT_EQ(result.text, "There seems to be a problem with the perftFile. check of the move "
+                           "generator not executed\n");
+}
+
+TEST(PerftFile, AGoodRecordBeginsWithOneAndABadOneDoesNotStopTheRun)
+{
+    const std::string good = std::string(start) + ";2;400\n";
+    const std::string bad = std::string(start) + ";1;21\n";
+    const report fine = check(good.c_str(), 1);
+    EXPECT_TRUE(fine.ok);
+    EXPECT_EQ(fine.text.find("1; " + std::string(start) + "; 2; 400; 400; "), 0U) << fine.text;
+    EXPECT_NE(fine.text.find("\nResults of the perft checks is OK: 1\n"), std::string::npos);
+    const report mixed = check((bad + good).c_str(), 1);
+    EXPECT_FALSE(mixed.ok);
+    EXPECT_EQ(mixed.text.find("0; "), 0U);
+    EXPECT_EQ(records(mixed.text), 2);
+    EXPECT_NE(mixed.text.find("Results of the perft checks is OK: 0\n"), std::string::npos);
+}
+
+TEST(PerftFile, SectionsEndTheFileByLevel)
+{
+    const std::string record = std::string(start) + ";1;20\n";
+    const std::string file = record + "extended\n" + record + "full\n" + record;
+    EXPECT_EQ(records(check(file.c_str(), 1).text), 1);
+    EXPECT_EQ(records(check(file.c_str(), 2).text), 2);
+    EXPECT_EQ(records(check(file.c_str(), 3).text), 3);
+    const std::string swapped = record + "full\n" + record + "extended\n" + record;
+    EXPECT_EQ(records(check(swapped.c_str(), 1).text), 1);
+    EXPECT_EQ(records(check((record + record).c_str(), 1).text), 2);
+}
+
+TEST(PerftFile, AMalformedRecordThrows)
+{
+    EXPECT_THROW(check("\n", 1), std::invalid_argument);
+    testing::internal::GetCapturedStdout();
+    EXPECT_THROW(check("4k3/8/8/8/8/8/8/4K3 w - - 0 1;x;1\n", 1), std::invalid_argument);
+    testing::internal::GetCapturedStdout();
+    std::remove("./perft.txt");
+}
+
+TEST(PerftFile, ARecordThatCantBePlayedOnCountsNothing)
+{
+    EXPECT_TRUE(check("8/8/8/8/8/8/8/4K3 w - - 0 1;3;0\n", 1).ok);
+}
+
+TEST(PerftFile, ThePerftCommandCountsTwentyMovesAndLeavesTheMainPosition)
+{
+    const u64 key = GPS->hashKey;
+    testing::internal::CaptureStdout();
+    testFenPosition(1, start, 1, 4);
+    std::fflush(stdout);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_NE(text.find("Perft results for depth: 1  20  Nodes per sec: "), std::string::npos);
+    EXPECT_EQ(GPS->hashKey, key);
+    createHashTable(1);
+}

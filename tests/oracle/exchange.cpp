@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+//
+// Static exchange. The balance is kept in 16 bits and wraps. Attackers that come into view behind
+// a man that leaves are looked for in that man's own colour only, and only along the lines that
+// the table in `uncovered` names.
+#include "exchange.h"
+
+#include <array>
+
+namespace oracle
+{
+
+namespace
+{
+
+constexpr std::array<int, 14> exchangeValue{0,   0,   87,  87,   340,  340,   340,
+                                            340, 515, 515, 1005, 1005, 10000, 10000};
+
+Score valueOf(Byte man)
+{
+    return static_cast<Score>(exchangeValue.at(man));
+}
+
+Score wrapped(int value)
+{
+    return static_cast<Score>(value);
+}
+
+bool isQuietKind(Byte kind)
+{
+    return kind == enPassant || kind >= castleKingSide;
+}
+
+// Bishops and queens, or rooks and queens, of one colour that see the square.
+Set slidersOn(const Position& p, int square, int colour, Set occupied, bool diagonal)
+{
+    const Set reach = diagonal ? diagonalReach(square, occupied) : straightReach(square, occupied);
+    Set found = 0;
+    for (int s = 0; s < 64; ++s)
+    {
+        if (!has(reach, s)) continue;
+        const Byte man = at(p, s);
+        if (man == manOf(queen, colour) || man == manOf(diagonal ? bishop : rook, colour))
+            found |= setOf(s);
+    }
+    return found;
+}
+
+// All men of both colours that bear on the square.
+Set attackersOf(const Position& p, int square, Set occupied)
+{
+    Set found = 0;
+    for (const int colour : {0, 1})
+    {
+        found |= slidersOn(p, square, colour, occupied, true);
+        found |= slidersOn(p, square, colour, occupied, false);
+        const Set pawns = pawnSources(colour, square);
+        for (int s = 0; s < 64; ++s)
+        {
+            const Byte man = at(p, s);
+            if ((man == manOf(pawn, colour) && has(pawns, s)) ||
+                (man == manOf(knight, colour) && has(knightReach(square), s)) ||
+                (man == manOf(king, colour) && has(kingReach(square), s)))
+                found |= setOf(s);
+        }
+    }
+    return found & occupied;
+}
+
+// The cheapest man of the colour among the attackers, on the lowest square of its kind.
+int cheapest(const Position& p, Set attackers, int colour)
+{
+    for (const Byte code : {pawn, knight, bishop, rook, queen, king})
+        for (int s = 0; s < 64; ++s)
+            if (has(attackers, s) && at(p, s) == manOf(code, colour)) return s;
+    return offBoard;
+}
+
+bool hasAttacker(const Position& p, Set attackers, int colour)
+{
+    return cheapest(p, attackers, colour) != offBoard;
+}
+
+// What comes into view when a man of the colour leaves; a rook behind a queen doesn't.
+Set uncovered(const Position& p, int square, Byte man, int colour, Set occupied)
+{
+    switch (man & ~1)
+    {
+    case pawn:
+    case bishop:
+    case queen: return slidersOn(p, square, colour, occupied, true);
+    case rook:
+    case king: return slidersOn(p, square, colour, occupied, false);
+    default: return 0;
+    }
+}
+
+// Plays the exchange out on `square` from a balance in which the mover counts as lost.
+bool exchangeHolds(const Position& p, int square, Set occupied, Score balance)
+{
+    Set attackers = attackersOf(p, square, occupied);
+    int colour = p.side ^ 1;
+    bool result = true;
+    while (hasAttacker(p, attackers, colour))
+    {
+        const int from = cheapest(p, attackers, colour);
+        const Byte man = at(p, from);
+        occupied &= ~setOf(from);
+        attackers |= uncovered(p, square, man, colour, occupied);
+        attackers &= occupied;
+        if (man >= king) return hasAttacker(p, attackers, colour ^ 1) ? result : !result;
+        result = !result;
+        balance = wrapped(balance + valueOf(man));
+        if (balance < 0) return result;
+        balance = wrapped(-balance);
+        colour ^= 1;
+    }
+    return result;
+}
+
+} // namespace
+
+bool see(const Move& move, Score threshold, const Position& p)
+{
+    if (isQuietKind(move.kind)) return threshold <= 0;
+    Score balance = wrapped(valueOf(at(p, move.to)) - threshold);
+    if (balance < 0) return false;
+    balance = wrapped(balance - valueOf(at(p, move.from)));
+    if (balance >= 0) return true;
+    return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.from) ^ setOf(move.to), balance);
+}
+
+bool seeAfter(const Move& move, Score threshold, const Position& p, Byte captured)
+{
+    if (isQuietKind(move.kind)) return threshold <= 0;
+    Score balance = wrapped(valueOf(captured) - threshold);
+    if (balance < 0) return false;
+    balance = wrapped(balance - valueOf(at(p, move.to)));
+    if (balance >= 0) return true;
+    // The side to move is now the mover's enemy, so the exchange starts with the mover's own men.
+    return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.to), balance);
+}
+
+void lowerLosingEvasions(int ply, int first, Position& p)
+{
+    for (int s = first; s < plyAt(p, ply).listEnd; ++s)
+    {
+        Move& move = slot(p, s);
+        if (move.score == 250 || at(p, move.from) >= king || isQuietKind(move.kind)) continue;
+        const Score balance = wrapped(valueOf(at(p, move.to)) - valueOf(at(p, move.from)));
+        if (balance >= 0) continue;
+        const Set occupied = occupancy(p) ^ setOf(move.from) ^ setOf(move.to);
+        if (!exchangeHolds(p, move.to, occupied, balance))
+            move.score = static_cast<Byte>(move.score + 156);
+    }
+}
+
+} // namespace oracle

@@ -3,7 +3,7 @@
 #
 # Builds everything, installing what it lacks, and runs the tests.
 #   ./test.sh             the default run, under 15 minutes on two cores
-#   ./test.sh --quick     the release build's tests only
+#   ./test.sh --quick     the release and debug builds only
 #   ./test.sh --long      the default run and the tests with the label "long"
 #   ./test.sh --lint      formatting and static checks only
 set -euo pipefail
@@ -14,7 +14,7 @@ presets=(debug portable clang asan tsan release)
 long=
 for argument in "$@"; do
     case $argument in
-        --quick) presets=(release) ;;
+        --quick) presets=(debug release) ;;
         --long) long=yes ;;
         --lint)
             need_packages clang-format=clang-format clang-tidy=clang-tidy g++=g++ cmake=cmake make=make

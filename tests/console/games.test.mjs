@@ -18,7 +18,8 @@ async function startPlayer(t, { threads = 1, ponder = false }) {
   engine.send('setoption name Hash value 16', `setoption name Threads value ${threads}`);
   engine.send(`setoption name Ponder value ${ponder}`, 'ucinewgame');
   await engine.expect('readyok'); // the answer to `ucinewgame`
-  return new Player(engine, { name: `${threads} threads${ponder ? ', ponder' : ''}`, ponder });
+  const name = `${threads} threads${ponder ? ', ponder' : ''}`;
+  return new Player(engine, { name, threads, ponder });
 }
 
 // Each row: the engine's settings as white and as black, null for stockfish.

@@ -3,6 +3,7 @@
 // line of the engine under test against the rules of chess.
 
 import assert from 'node:assert/strict';
+import os from 'node:os';
 import { monitorEventLoopDelay } from 'node:perf_hooks';
 import { scaled } from './engine.mjs';
 import { Rules } from './rules.mjs';
@@ -11,8 +12,10 @@ import { bestMovePattern, checkSearch, readSearch } from './search.mjs';
 // A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
 // arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when
 // it oversteps by more than this: a machine with other work wakes a process some milliseconds
-// late. The referee's own standstills in that time, which its event loop measures, come on top.
-const slack = 50;
+// late. Where more threads search than there are processors, each waits for its turn that much
+// longer. The referee's own standstills, which its event loop measures, come on top.
+const slack = 100;
+const processors = os.availableParallelism();
 
 const loopDelay = monitorEventLoopDelay({ resolution: 1 });
 loopDelay.enable();
@@ -26,10 +29,11 @@ function takeStandstill() {
 
 // One side of a game. trusted: the opponent, of which only legal best moves are asked.
 export class Player {
-  constructor(engine, { name, trusted = false, ponder = false }) {
+  constructor(engine, { name, trusted = false, threads = 1, ponder = false }) {
     this.engine = engine;
     this.name = name;
     this.trusted = trusted;
+    this.threads = threads;
     this.ponder = ponder;
     this.searches = 0;
     this.results = engine.count(bestMovePattern);
@@ -97,6 +101,12 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
   const clockWords = () =>
     `wtime ${Math.floor(clocks[0])} btime ${Math.floor(clocks[1])} winc ${step} binc ${step}`;
   let result = null;
+  // The opponent's threads search too while it ponders.
+  const slackOf = (side) => {
+    const opponent = players[1 - side];
+    const threads = players[side].threads + (opponent.pondered ? opponent.threads : 0);
+    return scaled(slack) * Math.max(1, threads / processors);
+  };
 
   while (result === null && rules.moves.length < maxPlies) {
     const side = rules.turn;
@@ -115,7 +125,7 @@ export async function playGame(players, { base = 1000, increment = 10, maxPlies 
     const search = await player.finish(rules, clocks[side] + 5000);
     player.checkDropped(rules, rules.moves.length - 2);
     const used = Math.max(0, player.engine.lastAt - started);
-    const margin = scaled(slack) + player.standstill;
+    const margin = slackOf(side) + player.standstill;
     if (!player.trusted) {
       assert.ok(
         used <= clocks[side] + margin,

@@ -70,6 +70,67 @@ bool modelPseudo(const positionStruct* p, moveStruct m)
     }
 }
 
+/// Whether a man of a colour attacks a square of a plain board.
+bool modelAttacked(const u8* b, int square, int by)
+{
+    for (int s = 0; s < 64; ++s)
+    {
+        if (!b[s] || (b[s] & 1) != by || s == square) continue;
+        const int df = square % 8 - s % 8;
+        const int dr = square / 8 - s / 8;
+        const int n = std::max(std::abs(df), std::abs(dr));
+        const bool straight = df == 0 || dr == 0;
+        const bool diagonal = std::abs(df) == std::abs(dr);
+        const int type = b[s] & ~1;
+        if (type == PAWN && std::abs(df) == 1 && dr == (by ? -1 : 1)) return true;
+        if (type == KNIGHT && std::abs(df * dr) == 2) return true;
+        if (type == KING && n == 1) return true;
+        if (!((straight && (type == ROOK || type == QUEEN)) ||
+              (diagonal && (type == BISHOP || type == QUEEN))))
+            continue;
+        int i = 1;
+        while (i < n && !b[s + (dr / n * 8 + df / n) * i]) ++i;
+        if (i == n) return true;
+    }
+    return false;
+}
+
+/// Whether a kind is one that such a man can be given, so that the move can be taken back.
+bool modelKindFits(const u8* b, int us, moveStruct m)
+{
+    const int type = b[m.from] - us;
+    const int home = us ? E8 : E1;
+    if (type == PAWN)
+        return m.kind == 0 || m.kind == 4 || m.kind == 6 || m.kind == 8 || m.kind == 10 ||
+               m.kind == 12 || m.kind == 13;
+    if (m.kind == 0) return true;
+    return type == KING && m.from == home && m.to == (m.kind == 14 ? home + 2 : home - 2);
+}
+
+/// Plays a pseudo-legal move on a copy of the plain board and looks at the own king.
+bool modelKingSafe(const positionStruct* p, moveStruct m)
+{
+    u8 b[64];
+    std::memcpy(b, p->board, 64);
+    const int us = p->sideToMove;
+    const u8 mover = b[m.from];
+    int landing = m.to;
+    if (m.kind == 12)
+    {
+        b[m.to] = 0;
+        landing += us ? -8 : 8;
+    }
+    else if (m.kind >= 14)
+    {
+        b[m.kind == 14 ? m.from + 3 : m.from - 4] = 0;
+        b[m.kind == 14 ? m.to - 1 : m.to + 1] = static_cast<u8>(8 + us);
+    }
+    b[m.from] = 0;
+    b[landing] = m.kind >= 4 && m.kind <= 10 ? static_cast<u8>(m.kind + us) : mover;
+    const int king = static_cast<int>(std::find(b, b + 64, 12 + us) - b);
+    return !modelAttacked(b, king, us ^ 1);
+}
+
 } // namespace
 
 TEST(Legality, EveryWordIsAcceptedOrRefusedAsTheLooseTestsSay)
@@ -95,6 +156,10 @@ TEST(Legality, EveryWordIsAcceptedOrRefusedAsTheLooseTestsSay)
                     const bool full = isLegalMove(0, &move, board.get(), false);
                     const bool generated =
                         std::binary_search(words.begin(), words.end(), moveWord(move) & 0xffffff);
+                    ASSERT_EQ(full, pseudo &&
+                                        modelKindFits(board->board, board->sideToMove, move) &&
+                                        modelKingSafe(board.get(), move))
+                        << fen << ' ' << move;
                     found += generated;
                     accepted += full;
                     ASSERT_TRUE(full || !generated) << fen << ' ' << move;

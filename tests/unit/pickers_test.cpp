@@ -202,6 +202,31 @@ TEST(Pickers, TheCounterMoveAnswersTheManOnThePreviousMovesSquare)
     EXPECT_TRUE(found);
 }
 
+TEST(Pickers, AStaleCurrentMoveBehindANullMoveGivesNoCounterMove)
+{
+    // Black to move at ply 1 as behind a null move: what plies[0].currentMove names is long past,
+    // an empty square or a man of the side that passed, whose counter move is white's own.
+    for (const char* square : {"e5", "e2"})
+    {
+        Board board("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
+        clearStored(board);
+        board->counterMoves[PAWN + WHITE - 2][sq("e2")] = {sq("g1"), sq("f3"), 0, KNIGHT};
+        board.ply(0).currentMove = {sq("e7"), sq(square), 0, PAWN + BLACK};
+        board.ply(1) = board.ply(0);
+        startNode(board, 1);
+        int picked = 0;
+        for (moveStruct* cursor = board.ply(1).moveListStart; cursor <= board.ply(1).moveListEnd;
+             ++cursor)
+        {
+            if (!doNextMoveStaged(1, cursor, board.get(), false)) continue;
+            EXPECT_EQ(board.ply(1).pickerStage, stageQuiets);
+            ++picked;
+            unmakeMove(2, cursor, board.get());
+        }
+        EXPECT_EQ(picked, 20);
+    }
+}
+
 TEST(Pickers, AKillerThatIsACaptureIsPlayedAgain)
 {
     Board board("4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1");
@@ -279,6 +304,19 @@ TEST(Pickers, APushPromotionIsTestedBehindAllCaptures)
     generateMovesQuiescence(0, board.ply(0).moveListStart, board.get());
     EXPECT_EQ(board.texts(board.list()), "e4d5 a7a8q");
     EXPECT_EQ(board.list()[1].score, 1);
+    moveStruct* cursor = board.ply(0).moveListStart;
+    for (const char* text : {"e4d5", "a7a8q"})
+    {
+        ASSERT_TRUE(doNextMoveQuiesc(0, cursor, board.get(), 0));
+        EXPECT_EQ(moveToLA(cursor, WHITE), text);
+        unmakeMove(1, cursor++, board.get());
+    }
+
+    // The bishop on f3 takes the new queen, which counts as the pawn that it was.
+    Board losing("4k3/P7/8/8/8/5b2/8/4K3 w - - 0 1");
+    generateMovesQuiescence(0, losing.ply(0).moveListStart, losing.get());
+    EXPECT_EQ(losing.texts(losing.list()), "a7a8q");
+    EXPECT_FALSE(doNextMoveQuiesc(0, losing.ply(0).moveListStart, losing.get(), 0));
 }
 
 TEST(Pickers, ProbCutDropsAQuietHashMoveAndPlaysCapturesThatReachTheThreshold)

@@ -175,8 +175,7 @@ TEST(See, EnPassantAndCastlingHoldAtZeroAndNotAtOne)
 TEST(See, AThresholdAboveTheVictimFails)
 {
     Board board("4k3/8/3n4/4P3/8/8/8/4K3 w - - 0 1");
-    EXPECT_TRUE(see(board.move("e5d6"), 340, board.get()) ||
-                !see(board.move("e5d6"), 341, board.get()));
+    EXPECT_TRUE(see(board.move("e5d6"), 340, board.get()));
     EXPECT_FALSE(see(board.move("e5d6"), 341, board.get()));
 }
 
@@ -189,19 +188,15 @@ TEST(See, SeeXrayTable)
     Board single("3r1k2/8/8/3p4/8/8/3R4/3R1K2 w - - 0 1");
     EXPECT_TRUE(see(single.move("d2d5"), 0, single.get()));
 
-    // A rook behind a queen on a file is not seen: queen takes pawn, rook takes queen, and white's
-    // rook on d1 stands behind the queen that began, so it is seen; behind a queen that recaptures
-    // it is not. Knight takes pawn, rook takes knight, queen takes rook, rook takes queen: white's
-    // last rook is unseen and white has lost 340 + 1005 for 87 + 515.
-    Board queenAndRook("3r1k2/3r4/8/3p4/8/2N5/3Q4/3R1K2 w - - 0 1");
-    EXPECT_FALSE(see(queenAndRook.move("c3d5"), 0, queenAndRook.get()));
+    // A rook behind a queen on a file is not: queen takes pawn, queen takes queen, rook takes
+    // queen, and black's rook on d8, which really takes once more, bears on nothing.
+    Board queenAndRook("3r3k/3q4/8/Q2p4/8/8/8/3R2K1 w - - 0 1");
+    EXPECT_TRUE(see(queenAndRook.move("a5d5"), 0, queenAndRook.get()));
 
-    // A slider of the other colour behind the man removed stays unseen.
-    Board otherColour("3qk3/3R4/8/3p4/8/8/3R4/4K3 w - - 0 1");
-    EXPECT_EQ(see(otherColour.move("d2d5"), 0, otherColour.get()),
-              slowSee(otherColour.move("d2d5"), 0, otherColour.get()));
-    EXPECT_TRUE(see(otherColour.move("d2d5"), 0, otherColour.get()))
-        << "the black queen behind the white rook on d7 bears on nothing";
+    // Nor is a slider of the other colour behind the man removed: knight takes pawn, rook takes
+    // knight, and white's rook on d8, which really takes back, stood behind the black rook.
+    Board otherColour("3R4/3r4/7k/3p4/8/2N5/8/6K1 w - - 0 1");
+    EXPECT_FALSE(see(otherColour.move("c3d5"), 0, otherColour.get()));
 }
 
 // Pins the deliberate reading of the side that captures first.

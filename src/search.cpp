@@ -448,6 +448,30 @@ bool isTimeOver(positionStruct* position)
     return true;
 }
 
+/// Set before a search of a board that no game leads to. With thirty queens a side a quiescence
+/// search takes minutes, so there alone it looks at the clock and the stop flag itself.
+relaxed<bool> boardIsCrowded = false;
+
+/// More men of a side than a game can give it: promoted men and pawns together beyond eight.
+bool isCrowded(const positionStruct* position)
+{
+    const auto count = [=](int code) { return popcount(position->pieceBB[code]); };
+    for (const int us : {WHITE, BLACK})
+    {
+        int pawnsNeeded = count(PAWN + us) + std::max(count(QUEEN + us) - 1, 0);
+        for (const int type : {KNIGHT, BISHOP, ROOK})
+            pawnsNeeded += std::max(count(type + us) - 2, 0);
+        if (pawnsNeeded > 8) return true;
+    }
+    return false;
+}
+
+/// True when the quiescence search of a crowded board has to end.
+inline bool isQuiescenceOver(positionStruct* position)
+{
+    return boardIsCrowded && (isTimeOver(position) || theWorkForce.stopSearch);
+}
+
 /// Whether the position has occurred before, in the game or on the path; once is enough. The
 /// first key looked at is four plies back. A null move pushes no key, so below it the walk meets
 /// the positions of the other parity.
@@ -842,6 +866,7 @@ i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position)
     if (beta > SCOREMATE - ply) beta = static_cast<i16>(SCOREMATE + 1 - ply);
     if (alpha >= beta) return alpha;
     if (isPathFull(ply, position)) return static_cast<i16>(evaluateN(ply, position));
+    if (isQuiescenceOver(position)) return 0;
 
     // Step 2. Stand pat: a side out of check can do at least as well as it stands.
     int bestScore = ply - SCOREMATE;
@@ -1359,6 +1384,7 @@ void workForce::startWorkForce(const positionStruct* position)
     stopSearch = false;
     timeIsUp = false;
     deepestDepth = 0;
+    boardIsCrowded = isCrowded(position);
     hashAgeCounter = static_cast<u8>(hashHartBeat & 63);
     ++hashHartBeat;
     for (worker* w : workers) w->setPosition(position);

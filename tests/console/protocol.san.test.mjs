@@ -203,9 +203,13 @@ describe('hard input', () => {
     await engine.quit();
   });
 
+  // Captures without an end: the first node searched to its leaves would take minutes, so that
+  // a stop comes before there is a move.
+  const endless = 'thirty queens each';
   const crowded = [
     ['218 moves', 'R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1'],
     ['fifteen queens each', 'qqqqkqqq/qqqqqqqq/8/8/8/8/QQQQQQQQ/QQQQKQQQ w - - 0 1'],
+    [endless, `kqqqqqqq/${'qqqqqqqq/'.repeat(2)}qqqqqqq1/1QQQQQQQ/${'QQQQQQQQ/'.repeat(2)}QQQQQQQK w - - 0 1`],
     ['a board of white queens', `kbQQQQQQ/ppQQQQQQ/${'QQQQQQQQ/'.repeat(5)}KQQQQQQQ w - - 0 1`],
     ['a board of knights', 'nnnnknnn/nnnnnnnn/8/8/8/8/NNNNNNNN/NNNNKNNN w - - 0 1'],
     ['all pawns passed', '8/PPPPPPPP/k7/8/8/7K/pppppppp/8 w - - 0 1'],
@@ -227,7 +231,9 @@ describe('hard input', () => {
       await pause(400);
       engine.send('stop');
       const lines = await engine.until(bestMovePattern, 10000);
-      checkSearch(rules, readSearch(lines), { mayBeEmpty: !thorough });
+      checkSearch(rules, readSearch(lines), {
+        mayBeEmpty: !thorough || what === endless,
+      });
     }
     await engine.quit();
   });

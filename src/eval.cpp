@@ -1,12 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// The static evaluation. Every term is a packed pair of a mid-game and an end-game score,
-// X(mg, eg) (see combEval in global.h), so that a whole evaluation is summed with plain additions
-// and split once, at the end. A colour's terms are good for that colour when positive; the total
-// is white minus black, and only the last step turns it to the side to move.
+// The static evaluation. Every term is a packed pair of a mid-game and an end-game score, X(mg, eg)
+// (see combEval in global.h), so that a whole evaluation is summed with plain additions and split
+// once, at the end. A colour's terms are good for that colour when positive; the total is white
+// minus black, and only the last step turns it to the side to move.
 //
 //   Material              pieceValue, pieceSquareScore, initEvaluation, updateEvaluation
+//   Evaluation terms      evalScratch and how a term is noted
 //   Driver                evaluateN, evalPawns, evalPawnsPassed
+//   Pawn structure        evalPawnStructure
+//   Passed pawns          evalPassers
+//   Piece activity        evalPieces, evalActivity
+//   Threats               evalThreats
+//   King safety           evalShield, kingDanger, evalKing
+//   Evaluation by terms   evaluateTraced, evalTermName
 
 #include "eval.h"
 
@@ -192,6 +199,93 @@ void updateEvaluation(u8 ply, const moveStruct* movePointer, positionStruct* pos
 }
 
 
+// Evaluation terms
+//
+// One evaluation builds an evalScratch and hands it from stage to stage. Every stage is one body
+// for both colours, and every term goes through `trace.note`, which costs nothing in `silent`
+// evaluations and fills the record of evaluateTraced in the others.
+
+namespace
+{
+
+/// Attack maps and king counters that the stages of one evaluation share. Index [c] is a colour,
+/// [code] a piece code.
+struct evalScratch
+{
+    u8 kingSquare[2];
+    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 stay empty
+    u64 attacksAll[2];             // attacked so far
+    u64 attacksDouble[2];          // attacked at least twice so far
+    u64 mobilityArea[2];           // squares that count for mobility
+    u64 blockedPawns[2];           // pawns whose next square is occupied
+    u64 pawnPushes[2];             // empty squares that pawns reach by a push
+    u64 pinnedMen[2];              // alone between their own king and an enemy slider
+    u64 discoverers[2];            // alone between the enemy king and an own slider
+    i32 kingAttackers[2];          // attackers of the enemy king's zone, by attacker
+    i32 kingAttackWeight[2];       // sum of their weights
+    i32 kingAdjacentAttacks[2];    // attacks on squares next to the enemy king
+};
+
+/// The trace of an evaluation that nobody looks at.
+struct silent
+{
+    static constexpr bool traced = false;
+    static combEval note(evalTerm, int, combEval score) { return score; }
+};
+
+/// Notes each term of a colour, good for that colour when positive.
+struct noting
+{
+    static constexpr bool traced = true;
+    evalTrace* trace;
+    combEval note(evalTerm term, int colour, combEval score)
+    {
+        trace->terms[term][colour] += score;
+        return score;
+    }
+};
+
+constexpr u64 notFileA = ~files[0];
+constexpr u64 notFileH = ~files[7];
+
+/// Squares that a colour's pawns attack towards file a, towards file h, and one step ahead.
+template <int us> constexpr u64 pawnAttacksLeft(u64 pawns)
+{
+    return us == WHITE ? (pawns & notFileA) << 7 : (pawns & notFileA) >> 9;
+}
+
+template <int us> constexpr u64 pawnAttacksRight(u64 pawns)
+{
+    return us == WHITE ? (pawns & notFileH) << 9 : (pawns & notFileH) >> 7;
+}
+
+template <int us> constexpr u64 ahead(u64 bitboard)
+{
+    return us == WHITE ? bitboard << 8 : bitboard >> 8;
+}
+
+/// The square before one, seen from a colour. Wraps around the board for a pawn on its last rank,
+/// which no position has that can be played on.
+template <int us> constexpr int stopSquareOf(int square)
+{
+    return (us == WHITE ? square + 8 : square - 8) & 63;
+}
+
+/// A square's rank seen from a colour, 0 its own first rank.
+template <int us> constexpr int rankFrom(int square)
+{
+    return us == WHITE ? square >> 3 : 7 - (square >> 3);
+}
+
+/// The three files around a king, pulled in from the sides of the board.
+constexpr u64 kingFileRegion(int kingSquare)
+{
+    return (files[0] | files[1] | files[2]) << (std::clamp(kingSquare & 7, 1, 6) - 1);
+}
+
+} // namespace
+
+
 // Driver
 
 namespace
@@ -203,8 +297,131 @@ constexpr int PHASERANGE = GAMEPHASEMAXMG - GAMEPHASEMINEG;
 constexpr int ONEMINOR = 382; // below this a side has at most one knight or bishop
 constexpr int ONEROOK = 484;
 
+} // namespace
+
 TCONST combEval EVALBISHOPPAIR = X(33, 44); // for exactly two bishops, of any colours
 TCONST combEval EVALTEMPO = X(25, 17);      // for the side to move
+
+namespace
+{
+
+// The stages, one colour's sum each, in the order of the sections below.
+
+/// The structure of one colour's pawns; its passed pawns are added to `passedPawns`.
+template <int us, typename Trace>
+combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace);
+
+/// One colour's passed pawns, with the maps of both sides complete.
+template <int us, typename Trace>
+combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
+                     Trace trace);
+
+/// One colour's pieces, knights to queens, behind its king's shield.
+template <int us, typename Trace>
+combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
+
+/// What is hanging of one colour, and what its pawns could attack by a safe push.
+template <int us, typename Trace>
+combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
+
+/// The pawns in front of one colour's king; half as much without an enemy queen.
+template <int us, typename Trace>
+combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace);
+
+/// The pawns on one colour's flank and the attack on its king.
+template <int us, typename Trace>
+combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
+
+/// Starts the scratch record: kings, pawns, and the men between kings and sliders.
+void startScratch(const positionStruct* position, evalScratch& scratch)
+{
+    const u64* men = position->pieceBB;
+    const u64 white = men[PAWN + WHITE];
+    const u64 black = men[PAWN + BLACK];
+    const u64 occupied = allMen(position);
+    const u64 empty = ~occupied;
+
+    for (u64& set : scratch.attackedBy) set = 0;
+    for (const int colour : {WHITE, BLACK})
+    {
+        scratch.pinnedMen[colour] = scratch.discoverers[colour] = 0;
+        scratch.kingAttackers[colour] = scratch.kingAttackWeight[colour] = 0;
+        scratch.kingAdjacentAttacks[colour] = 0;
+        scratch.kingSquare[colour] = kingSquareOf(colour, position);
+    }
+
+    const u64 whiteLeft = pawnAttacksLeft<WHITE>(white);
+    const u64 whiteRight = pawnAttacksRight<WHITE>(white);
+    const u64 blackLeft = pawnAttacksLeft<BLACK>(black);
+    const u64 blackRight = pawnAttacksRight<BLACK>(black);
+    scratch.attackedBy[PAWN + WHITE] = scratch.attacksAll[WHITE] = whiteLeft | whiteRight;
+    scratch.attackedBy[PAWN + BLACK] = scratch.attacksAll[BLACK] = blackLeft | blackRight;
+    scratch.attacksDouble[WHITE] = whiteLeft & whiteRight;
+    scratch.attacksDouble[BLACK] = blackLeft & blackRight;
+    scratch.blockedPawns[WHITE] = white & ahead<BLACK>(occupied);
+    scratch.blockedPawns[BLACK] = black & ahead<WHITE>(occupied);
+
+    // A double push whose middle square an enemy pawn attacks doesn't count.
+    constexpr u64 rank3 = 0xff0000;
+    constexpr u64 rank6 = 0xff0000000000;
+    const u64 whiteMiddle = ahead<WHITE>(white) & empty & rank3 & ~scratch.attacksAll[BLACK];
+    const u64 blackMiddle = ahead<BLACK>(black) & empty & rank6 & ~scratch.attacksAll[WHITE];
+    scratch.pawnPushes[WHITE] = ahead<WHITE>(white | whiteMiddle) & empty;
+    scratch.pawnPushes[BLACK] = ahead<BLACK>(black | blackMiddle) & empty;
+
+    for (const int colour : {WHITE, BLACK})
+    {
+        const int enemy = colour ^ 1;
+        const u8 king = scratch.kingSquare[colour];
+        u64 sliders = (bishopsAndQueens(enemy, position) & bishopAttackAll[king]) |
+                      (rooksAndQueens(enemy, position) & rookAttackAll[king]);
+        u64 alone = 0;
+        while (sliders)
+        {
+            const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
+            if (!moreThanOne(between)) alone |= between;
+        }
+        scratch.pinnedMen[colour] = alone & men[colour];
+        scratch.discoverers[enemy] = alone & men[enemy];
+    }
+}
+
+/// All behind the pawn structure, white minus black. Every piece of both colours is done before the
+/// first passed pawn, threat or danger, which read the finished maps of both.
+template <typename Trace>
+combEval evalPawnsPassed(const positionStruct* position, u64 passedPawns, Trace trace)
+{
+    evalScratch scratch;
+    startScratch(position, scratch);
+
+    combEval sum = evalActivity<WHITE>(position, scratch, trace);
+    sum -= evalActivity<BLACK>(position, scratch, trace);
+
+    const u64* men = position->pieceBB;
+    sum += evalPassers<WHITE>(position, passedPawns & men[PAWN + WHITE], scratch, trace);
+    sum += evalThreats<WHITE>(position, scratch, trace);
+    sum += evalKing<WHITE>(position, scratch, trace);
+    sum -= evalPassers<BLACK>(position, passedPawns & men[PAWN + BLACK], scratch, trace);
+    sum -= evalThreats<BLACK>(position, scratch, trace);
+    sum -= evalKing<BLACK>(position, scratch, trace);
+    return sum;
+}
+
+/// The positional sum, white minus black: pawn structure, from the pawn table where it is known,
+/// and all that builds on it. Material, piece squares, the bishop pair and the tempo are the
+/// driver's.
+template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
+{
+    const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
+    if (entry && !Trace::traced)
+        return entry->score + evalPawnsPassed(position, entry->passedPawns, trace);
+
+    u64 passedPawns = 0;
+    combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
+    structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
+    putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure);
+    return structure + evalPawnsPassed(position, passedPawns, trace);
+}
 
 /// Blends a packed total by the phase of the game: pure mid-game from GAMEPHASEMAXMG on, pure
 /// end-game down from GAMEPHASEMINEG, linear in between, truncated toward zero.
@@ -226,30 +443,654 @@ bool isPawnlessDraw(const positionStruct* position)
     return (white < ONEMINOR && black < ONEMINOR) || (white == ONEROOK && black == ONEROOK);
 }
 
-/// The positional sum, white minus black: pawn structure and all that builds on it. Material,
-/// piece squares, the bishop pair and the tempo are the driver's.
-combEval evalPawns(int, positionStruct*)
+/// The whole total, white minus black.
+template <typename Trace> combEval evalTotal(positionStruct* position, Trace trace)
 {
-    return X(0, 0);
+    combEval total = evalPawns(position, trace);
+    total += trace.note(termMaterial, WHITE, position->material[WHITE]);
+    total -= trace.note(termMaterial, BLACK, position->material[BLACK]);
+    total += trace.note(termPieceSquares, WHITE, position->pstScore[WHITE]);
+    total -= trace.note(termPieceSquares, BLACK, position->pstScore[BLACK]);
+    if (popcount(position->pieceBB[BISHOP + WHITE]) == 2)
+        total += trace.note(termBishopPair, WHITE, EVALBISHOPPAIR);
+    if (popcount(position->pieceBB[BISHOP + BLACK]) == 2)
+        total -= trace.note(termBishopPair, BLACK, EVALBISHOPPAIR);
+    const combEval tempo = trace.note(termTempo, position->sideToMove, EVALTEMPO);
+    return total + (position->sideToMove == WHITE ? tempo : -tempo);
 }
 
 } // namespace
 
-int evaluateN(int ply, positionStruct* position)
+int evaluateN(int, positionStruct* position)
 {
     const bool whiteMoves = position->sideToMove == WHITE;
     if (const evalEntry* entry = getEvalHashEntry(position->evalHashTable, position->hashKey))
         return whiteMoves ? entry->score : -entry->score;
     if (isPawnlessDraw(position)) return 0;
 
-    combEval total = evalPawns(ply, position);
-    total += position->material[WHITE] - position->material[BLACK];
-    total += position->pstScore[WHITE] - position->pstScore[BLACK];
-    if (popcount(position->pieceBB[BISHOP + WHITE]) == 2) total += EVALBISHOPPAIR;
-    if (popcount(position->pieceBB[BISHOP + BLACK]) == 2) total -= EVALBISHOPPAIR;
-    total += whiteMoves ? EVALTEMPO : -EVALTEMPO;
-
-    const int score = blend(total, position->gamePhase);
+    const int score = blend(evalTotal(position, silent{}), position->gamePhase);
     putEvalHashEntry(position->evalHashTable, position->hashKey, score);
     return whiteMoves ? score : -score;
+}
+
+
+// Pawn structure
+
+// clang-format off
+
+// By file a to h, for the pawn's owner; the wings differ.
+TCONST combEval EVALPAWNISOLATED[8] = {
+    X(  -2,   -6), X(  -5,   -6), X(  -6,  -16), X( -13,  -14), X( -15,  -18), X(   4,  -15), X(  -2,   -5), X( -15,   -6),
+};
+
+TCONST combEval EVALPAWNDOUBLED[8] = {
+    X( -22,  -29), X(   6,  -16), X(  -9,  -17), X( -16,  -10), X( -14,   -7), X( -10,  -16), X(  13,  -15), X(  -4,  -23),
+};
+
+TCONST combEval EVALPAWNBACKHALF[8] = {
+    X( -10,  -10), X( -14,  -11), X( -16,  -14), X( -14,  -13), X( -10,  -12), X( -14,  -12), X( -14,   -8), X(  -7,   -4),
+};
+
+// By rank, the owner's first rank to the eighth.
+TCONST combEval EVALPAWNCONNECTED[8] = {
+    X(   0,    0), X(   0,    0), X(  11,    5), X(  11,   -1), X(  17,    4), X(  37,   29), X( 104,   39), X(   0,    0),
+};
+
+TCONST combEval EVALPAWNNEIGHBOUR[8] = {
+    X(   0,    0), X(   4,   -4), X(   4,   -2), X(  10,    2), X(  17,   17), X(  48,   67), X(   2,  147), X(   0,    0),
+};
+
+// EVALPAWNPASSEDCANDIDATE[row][rank]: row 0 fewer defenders than levers, row 1 at least as many.
+TCONST combEval EVALPAWNPASSEDCANDIDATE[2][8] = {
+    {
+        X(   0,    0), X( -40,  -12), X( -18,  -10), X(   2,    4), X(  12,   25), X(  32,   17), X(   0,    0), X(   0,    0),
+    },
+    {
+        X(   0,    0), X(  -5,   14), X(  -3,   14), X(   1,   18), X(   9,   13), X(  18,   21), X(   0,    0), X(   0,    0),
+    },
+};
+
+// clang-format on
+
+// For a pawn on the three files around its own king.
+TCONST combEval EVALPAWNKSISOLATED = X(-8, 4);
+TCONST combEval EVALPAWNKSDOUBLED = X(10, -1);
+TCONST combEval EVALPAWNKSBACKWARD = X(-1, 4);
+
+namespace
+{
+
+template <int us, typename Trace>
+combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace)
+{
+    constexpr int them = us ^ 1;
+    const u64 region = kingFileRegion(kingSquareOf(us, position));
+    const u64 mine = position->pieceBB[PAWN + us];
+    const u64 theirs = position->pieceBB[PAWN + them];
+    combEval sum = X(0, 0);
+
+    // `remaining` holds the pawns not yet visited, so a file with n pawns is doubled n - 1 times.
+    for (u64 remaining = mine; remaining;)
+    {
+        const u8 square = takeLowest(remaining);
+        const int file = square & 7;
+        const int rank = rankFrom<us>(square);
+        const int stop = stopSquareOf<us>(square);
+        const bool nearKing = region & bit(square);
+        const u64 stopGuards = pawnAttackTable[them][stop] & theirs;
+        const u64 defenders = pawnAttackTable[us][square] & mine;
+        const u64 neighbours = pawnAttackTable[us][stop] & mine;
+        const u64 front = passedPawnsMask[us][square] & theirs;
+
+        if (!front)
+            passedPawns |= bit(square);
+        else
+        {
+            // A candidate: no enemy pawn in front does anything but attack it or its stop square.
+            const u64 levers = pawnAttackTable[them][square] & theirs;
+            if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
+            {
+                const int row = popcount(defenders) >= popcount(levers);
+                sum += trace.note(termPawnCandidate, us, EVALPAWNPASSEDCANDIDATE[row][rank]);
+            }
+        }
+
+        if (!(isolatedPawns[square] & mine))
+        {
+            sum += trace.note(termPawnIsolated, us, EVALPAWNISOLATED[file]);
+            if (nearKing) sum += trace.note(termPawnKsIsolated, us, EVALPAWNKSISOLATED);
+        }
+        if (files[file] & remaining)
+        {
+            sum += trace.note(termPawnDoubled, us, EVALPAWNDOUBLED[file]);
+            if (nearKing) sum += trace.note(termPawnKsDoubled, us, EVALPAWNKSDOUBLED);
+        }
+        if (stopGuards && !(passedPawnsMask[them][square] & mine))
+        {
+            if (nearKing) sum += trace.note(termPawnKsBackward, us, EVALPAWNKSBACKWARD);
+            if (!(files[file] & theirs))
+                sum += trace.note(termPawnBackHalf, us, EVALPAWNBACKHALF[file]);
+        }
+        if (defenders) sum += trace.note(termPawnConnected, us, EVALPAWNCONNECTED[rank]);
+        if (neighbours) sum += trace.note(termPawnNeighbour, us, EVALPAWNNEIGHBOUR[rank]);
+    }
+    return sum;
+}
+
+} // namespace
+
+
+// Passed pawns
+
+// clang-format off
+
+// EVALPAWNPASSED[stop square empty][stop square attacked][rank]: by rank from the owner's first to
+// its eighth; an occupied stop square may hold any man.
+TCONST combEval EVALPAWNPASSED[2][2][8] = {
+    {
+        { // occupied, not attacked
+            X(   0,    0), X( -22,   -7), X(  -1,    9), X(  -1,   31), X(  33,   52), X(  67,   54), X(  65,    4), X(   0,    0),
+        },
+        { // occupied, attacked
+            X(   0,    0), X( -36,  -11), X( -39,   33), X(  -4,   36), X(  30,   62), X(  72,   32), X( 125,  -55), X(   0,    0),
+        },
+    },
+    {
+        { // empty, not attacked
+            X(   0,    0), X( -20,    2), X(  -7,    8), X(   2,   35), X(  26,   78), X(  73,  151), X( 105,  168), X(   0,    0),
+        },
+        { // empty, attacked
+            X(   0,    0), X( -29,   16), X( -22,   20), X(  -8,   44), X(  38,   53), X(  89,   62), X( 134,   32), X(   0,    0),
+        },
+    },
+};
+
+// By the distance from the pawn to the own and to the enemy king.
+TCONST combEval EVALPAWNPASSEDDISTOWN[8] = {
+    X(   0,    0), X(  20,    0), X(  15,   -7), X(   5,  -19), X( -15,  -21), X( -20,  -17), X( -25,  -13), X( -30,  -13),
+};
+
+TCONST combEval EVALPAWNPASSEDDISTOTHER[8] = {
+    X(   0,    0), X( -30,  -39), X( -20,  -38), X(  -5,  -16), X(   0,   -1), X(  20,    5), X(  30,    7), X(  40,    5),
+};
+
+// Entry 0: no square of the pawn's file from its own on is attacked. The rest is not read.
+TCONST combEval EVALPAWNPASSEDPROMO[4] = {
+    X( -25,   28), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+// clang-format on
+
+namespace
+{
+
+template <int us, typename Trace>
+combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
+                     Trace trace)
+{
+    constexpr int them = us ^ 1;
+    const u64 occupied = allMen(position);
+    const u64 attacked = scratch.attacksAll[them];
+    combEval sum = X(0, 0);
+
+    while (passers)
+    {
+        const u8 square = takeLowest(passers);
+        const u64 file = files[square & 7];
+        const u64 stop = bit(stopSquareOf<us>(square));
+        const bool isEmpty = !(occupied & stop);
+        const bool isAttacked = attacked & stop;
+        combEval value = EVALPAWNPASSEDDISTOWN[distance[square][scratch.kingSquare[us]]] +
+                         EVALPAWNPASSED[isEmpty][isAttacked][rankFrom<us>(square)] +
+                         EVALPAWNPASSEDDISTOTHER[distance[square][scratch.kingSquare[them]]];
+        if (!(ranksAtOrAbove[us][square] & file & attacked)) value += EVALPAWNPASSEDPROMO[0];
+
+        // An own rook or queen in front is in the way.
+        if (passedPawnsMask[us][square] & file & rooksAndQueens(us, position))
+        {
+            const int divisor = attacked & bit(square) ? 4 : 2;
+            value = X(mgHalf(value) / divisor, egHalf(value) / divisor);
+        }
+        sum += trace.note(termPassedPawns, us, value);
+    }
+    return sum;
+}
+
+} // namespace
+
+
+// Piece activity and mobility
+
+// clang-format off
+
+// By piece type, pawn to king; pawns, kings and the rest are not read. A pinned man attacked by an
+// enemy pawn, a pinned man that is not, and a man that can give discovered check.
+TCONST combEval EVALPINNED[8] = {
+    X(   0,    0), X( -46,  -95), X( -84, -160), X( -25, -113), X( -83, -404), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+TCONST combEval EVALPINNEDFREE[8] = {
+    X(   0,    0), X(  30,    9), X(  25,   21), X(  28,   29), X( -28,   30), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+TCONST combEval EVALDISCOVERED[8] = {
+    X(   0,    0), X( 149,   66), X( 139,   58), X( 190,  128), X( 400,  389), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+// By the number of counted squares. The bumps are tuned.
+TCONST combEval EVALMOBILITYKNIGHT[12] = {
+    X( -22,  -17), X( -21,  -25), X(  -8,   15), X(   1,   29), X(  13,   32), X(  18,   42),
+    X(  26,   39), X(  34,   40), X(  44,   31), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+TCONST combEval EVALMOBILITYBISHOP[16] = {
+    X( -32,  -34), X( -50,    0), X( -28,   -1), X( -17,   16), X(  -9,   22), X(  -1,   28), X(   3,   35), X(   8,   35),
+    X(   9,   38), X(  12,   38), X(  15,   38), X(  37,   32), X(  40,   40), X(  43,   26), X(   0,    0), X(   0,    0),
+};
+
+TCONST combEval EVALMOBILITYROOK[16] = {
+    X( -63,  -92), X( -50,  -35), X( -13,  -23), X(  -8,   -6), X(  -3,    8), X(  -2,   18), X(   0,   25), X(   3,   28),
+    X(   9,   31), X(  16,   31), X(  17,   37), X(  26,   40), X(  27,   43), X(  24,   47), X(  40,   40), X(   0,    0),
+};
+
+TCONST combEval EVALMOBILITYQUEEN[28] = {
+    X( -77,   52), X(  53,   28), X( -43,   11), X( -32,  -25), X( -29,  -27), X( -26,  -30), X( -20,  -30),
+    X( -18,  -21), X( -14,  -24), X( -16,   12), X( -12,   10), X( -12,   27), X( -11,   32), X(  -7,   37),
+    X(  -4,   39), X(  -4,   49), X(  -8,   55), X(  -7,   60), X(  -4,   59), X(   6,   58), X(   5,   65),
+    X(  22,   56), X(  19,   56), X(  30,   57), X(  59,   47), X(  46,   33), X(  64,   36), X(  48,   18),
+};
+
+// On an outpost: entry 1 when an own pawn defends it.
+TCONST combEval EVALOUTPOSTKNIGHT[2] = {
+    X(   4,  -15), X(  23,    5),
+};
+
+TCONST combEval EVALOUTPOSTBISHOP[2] = {
+    X(   6,   -7), X(  32,    0),
+};
+
+// A rook without an own pawn on its file: entry 0 with an enemy pawn there, entry 1 without.
+TCONST combEval EVALROOKONOPEN[2] = {
+    X(  17,    3), X(  40,   -6),
+};
+
+// Entry 0: per square of distance of a knight or bishop from its own king. The rest is not read.
+TCONST combEval EVALKINGDIST[4] = {
+    X(  -3,    0), X(   0,    0), X(   0,    0), X(   0,    0),
+};
+
+// clang-format on
+
+// Per own blocked pawn on the colour of a bishop's square.
+TCONST combEval EVALTEST = X(-2, -11);
+
+// EVALKINGATTWEIGHT[type]: weight of a man whose attacks touch the enemy king's zone.
+TCONST i32 EVALKINGATTWEIGHT[5] = {0, 25, 25, 30, 21};
+
+namespace
+{
+
+// Ranks 4 to 6 from the owner's side.
+constexpr u64 outpostMask[2] = {0x0000ffffff000000, 0x000000ffffff0000};
+constexpr u64 lightSquares = 0x55aa55aa55aa55aa;
+
+/// The zone around a colour's king.
+inline u64 kingZone(int colour, const evalScratch& scratch)
+{
+    return kingSafetyArea[colour][scratch.kingSquare[colour]];
+}
+
+/// Enters an attack set into the maps of a colour.
+template <int us> inline void enterAttacks(int code, u64 attacks, evalScratch& scratch)
+{
+    scratch.attackedBy[code] |= attacks;
+    scratch.attacksDouble[us] |= attacks & scratch.attacksAll[us];
+    scratch.attacksAll[us] |= attacks;
+}
+
+/// All men of one kind and colour: their attack sets into the maps, and their activity. Rays run
+/// through own queens, and those of rooks and queens along ranks and files through own rooks.
+template <int us, int piece, typename Trace>
+inline combEval evalPieces(const positionStruct* position, evalScratch& scratch, Trace trace)
+{
+    constexpr int them = us ^ 1;
+    constexpr int type = typeOf(piece);
+    constexpr evalTerm byType = static_cast<evalTerm>(type - 1);
+    const auto termOf = [](evalTerm first) { return static_cast<evalTerm>(first + byType); };
+    const u64 ourPawns = position->pieceBB[PAWN + us];
+    const u64 theirPawns = position->pieceBB[PAWN + them];
+    const u64 bishopBlockers = allMen(position) & ~position->pieceBB[QUEEN + us];
+    const u64 rookBlockers = bishopBlockers & ~position->pieceBB[ROOK + us];
+    const u8 king = scratch.kingSquare[us];
+    const u64 enemyZone = kingZone(them, scratch);
+    const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
+    combEval sum = X(0, 0);
+
+    for (u64 men = position->pieceBB[piece + us]; men;)
+    {
+        const u8 square = takeLowest(men);
+        const u64 here = bit(square);
+        u64 attacks = 0;
+        if constexpr (piece == KNIGHT) attacks = knightAttackTable[square];
+        if constexpr (piece == BISHOP || piece == QUEEN)
+            attacks |= getBishopAttackTable(square, bishopBlockers);
+        if constexpr (piece == ROOK || piece == QUEEN)
+            attacks |= getRookAttackTable(square, rookBlockers);
+
+        // A pinned man attacks along the pin only, in all that follows.
+        if (scratch.pinnedMen[us] & here)
+        {
+            attacks &= inLineSquares[king][square];
+            sum += trace.note(termOf(termPinned), us,
+                              scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
+                                                                     : EVALPINNEDFREE[type]);
+        }
+        if (scratch.discoverers[us] & here)
+            sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
+
+        const int mobility = popcount(attacks & scratch.mobilityArea[us]);
+        if constexpr (piece == KNIGHT)
+            sum += trace.note(termOf(termMobility), us, EVALMOBILITYKNIGHT[mobility]);
+        if constexpr (piece == BISHOP)
+            sum += trace.note(termOf(termMobility), us, EVALMOBILITYBISHOP[mobility]);
+        if constexpr (piece == ROOK)
+            sum += trace.note(termOf(termMobility), us, EVALMOBILITYROOK[mobility]);
+        if constexpr (piece == QUEEN)
+            sum += trace.note(termOf(termMobility), us, EVALMOBILITYQUEEN[mobility]);
+        enterAttacks<us>(piece + us, attacks, scratch);
+
+        if (attacks & enemyZone)
+        {
+            ++scratch.kingAttackers[us];
+            scratch.kingAttackWeight[us] += EVALKINGATTWEIGHT[type];
+            scratch.kingAdjacentAttacks[us] += popcount(attacks & nextToEnemyKing);
+        }
+
+        if constexpr (piece == KNIGHT || piece == BISHOP)
+        {
+            // An outpost: no enemy pawn ahead on a neighbour file can ever attack it.
+            const u64 besides = passedPawnsMask[us][square] & ~files[square & 7];
+            if ((outpostMask[us] & here) && !(besides & theirPawns))
+            {
+                const bool defended = scratch.attackedBy[PAWN + us] & here;
+                sum += trace.note(termOf(termOutpost), us,
+                                  piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
+                                                  : EVALOUTPOSTBISHOP[defended]);
+            }
+            sum +=
+                trace.note(termOf(termKingDistance), us, EVALKINGDIST[0] * distance[square][king]);
+        }
+        if constexpr (piece == BISHOP)
+        {
+            const u64 sameColour = lightSquares & here ? lightSquares : ~lightSquares;
+            sum += trace.note(termBadBishop, us,
+                              EVALTEST * popcount(sameColour & scratch.blockedPawns[us]));
+        }
+        if constexpr (piece == ROOK)
+        {
+            const u64 file = files[square & 7];
+            if (!(file & ourPawns))
+                sum += trace.note(termRookFile, us, EVALROOKONOPEN[!(file & theirPawns)]);
+        }
+    }
+    return sum;
+}
+
+template <int us, typename Trace>
+combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
+{
+    constexpr int them = us ^ 1;
+    combEval sum = evalShield<us>(position, scratch, trace);
+
+    // Own men stay in the area: to defend one counts as mobility.
+    scratch.mobilityArea[us] =
+        ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
+    scratch.kingAttackers[us] = popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch));
+    enterAttacks<us>(KING + us, kingAttackTable[scratch.kingSquare[us]], scratch);
+
+    sum += evalPieces<us, KNIGHT>(position, scratch, trace);
+    sum += evalPieces<us, BISHOP>(position, scratch, trace);
+    sum += evalPieces<us, ROOK>(position, scratch, trace);
+    sum += evalPieces<us, QUEEN>(position, scratch, trace);
+    return sum;
+}
+
+} // namespace
+
+
+// Threats
+
+// Each per man counted, from the view of the side whose men hang; but the last one, which is for
+// the side that threatens: own pawns on weak squares that no pawn attacks; minors attacked by a
+// pawn; by a minor; minors on weak squares attacked by a rook or queen; rooks attacked by a pawn or
+// minor; queens attacked by anything; pieces attacked and defended exactly once; enemy men that a
+// safe push would newly attack.
+TCONST combEval EVALTHREADWEAKPAWN = X(-4, -22);
+TCONST combEval EVALTHREADMINORABPAWN = X(-63, -24);
+TCONST combEval EVALTHREADMINORABMINOR = X(-19, -22);
+TCONST combEval EVALTHREADMINORABMAJOR = X(-20, -28);
+TCONST combEval EVALTHREADROOKABLESS = X(-56, -8);
+TCONST combEval EVALTHREADQUEENABALL = X(-55, 10);
+TCONST combEval EVALTHREADOVERLOADED = X(-3, -15);
+TCONST combEval EVALTHREADPAWNPUSH = X(16, 10);
+
+namespace
+{
+
+template <int us, typename Trace>
+combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace)
+{
+    constexpr int them = us ^ 1;
+    const u64* men = position->pieceBB;
+    const u64* attackedBy = scratch.attackedBy;
+    const u64 attacked = scratch.attacksAll[them];
+    const u64 defended = scratch.attacksAll[us];
+    const u64 byPawns = attackedBy[PAWN + them];
+    const u64 byMinors = attackedBy[KNIGHT + them] | attackedBy[BISHOP + them];
+    const u64 byMajors = attackedBy[ROOK + them] | attackedBy[QUEEN + them];
+    const u64 minors = men[KNIGHT + us] | men[BISHOP + us];
+    const u64 majors = men[ROOK + us] | men[QUEEN + us];
+
+    // Attacked twice and not defended twice or by a pawn, or attacked and not defended.
+    const u64 weakSquares =
+        (scratch.attacksDouble[them] & ~scratch.attacksDouble[us] & ~attackedBy[PAWN + us]) |
+        (attacked & ~defended);
+    combEval sum = X(0, 0);
+    const auto count = [&](evalTerm term, combEval score, u64 set)
+    { sum += trace.note(term, us, score * popcount(set)); };
+
+    count(termThreatWeakPawn, EVALTHREADWEAKPAWN, men[PAWN + us] & weakSquares & ~byPawns);
+    count(termThreatMinorByPawn, EVALTHREADMINORABPAWN, minors & byPawns);
+    count(termThreatMinorByMinor, EVALTHREADMINORABMINOR, minors & byMinors);
+    count(termThreatMinorByMajor, EVALTHREADMINORABMAJOR, minors & weakSquares & byMajors);
+    count(termThreatRookByLess, EVALTHREADROOKABLESS, men[ROOK + us] & (byMinors | byPawns));
+    count(termThreatQueenByAll, EVALTHREADQUEENABALL, men[QUEEN + us] & attacked);
+    count(termThreatOverloaded, EVALTHREADOVERLOADED,
+          defended & ~scratch.attacksDouble[us] & (minors | majors) & attacked);
+
+    const u64 pushes = scratch.pawnPushes[us] & (~attacked | defended) & ~byPawns;
+    const u64 hits = pawnAttacksLeft<us>(pushes) | pawnAttacksRight<us>(pushes);
+    count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & men[them] & ~attackedBy[PAWN + us]);
+    return sum;
+}
+
+} // namespace
+
+
+// King safety
+
+// clang-format off
+
+// EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost pawn of a file in the king's zone, by
+// its square; one rank a line, the owner's eighth rank first, files a to h: white reads its square
+// XOR 56, black the square itself.
+TCONST i32 EVALPAWNSHIELD[NOFSQUARES] = {
+       0,    0,    0,    0,    0,    0,    0,    0,
+     138,   94,  191,  171,   32,  134,  144,  101,
+     132,  118,  102,   48,   52,   74,   87,   45,
+      46,   47,   57,   -5,   -3,   18,   15,   19,
+      30,   14,    4,   -8,  -11,   -7,    7,   15,
+      19,   38,    8,   -2,    5,   10,   11,   18,
+      18,   43,   32,    8,    3,   35,   27,    9,
+       0,    0,    0,    0,    0,    0,    0,    0,
+};
+
+// Points of danger, in the order of the sum: attacks next to the king, weak squares in its zone,
+// unsafe checks, attacks on its flank, no enemy queen, the constant, pinned men in the zone.
+TCONST i32 EVALKINGDANGER[7] = {27, 71, 98, 23, -638, -295, -47};
+
+// clang-format on
+
+// Points for a safe check, once for each kind of man.
+TCONST i32 EVALCHECKSAFEQUEEN = 355;
+TCONST i32 EVALCHECKSAFEROOK = 475;
+TCONST i32 EVALCHECKSAFEBISHOP = 176;
+TCONST i32 EVALCHECKSAFEKNIGHT = 413;
+
+// Danger d costs d * d / the first in the mid-game and d / the second in the end-game.
+TCONST i32 EVALKINGDANGERTRANSMG = 4095;
+TCONST i32 EVALKINGDANGERTRANSEG = 35;
+
+// Entry 0: no own pawn on the king's flank. The rest is not read.
+TCONST combEval EVALKINGNOPAWNONFILES[3] = {X(11, -16), X(0, 0), X(0, 0)};
+
+namespace
+{
+
+// kingSideFiles[file of the king]: its flank.
+constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f0f0f0f0f0f0f,
+                                  0x3c3c3c3c3c3c3c3c, 0x3c3c3c3c3c3c3c3c, 0xf0f0f0f0f0f0f0f0,
+                                  0xf0f0f0f0f0f0f0f0, 0xe0e0e0e0e0e0e0e0};
+
+// RANK1TO5BB[colour]: the five ranks on the colour's side.
+constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
+
+template <int us, typename Trace>
+combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace)
+{
+    int shield = 0;
+    for (u64 pawns = position->pieceBB[PAWN + us] & kingZone(us, scratch); pawns;)
+    {
+        const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
+        shield += EVALPAWNSHIELD[coordinate(us, rearmost)];
+        pawns &= ~files[rearmost & 7];
+    }
+    if (!position->pieceBB[QUEEN + (us ^ 1)]) shield /= 2;
+    return trace.note(termShield, us, X(shield, 0));
+}
+
+/// The points of danger to one colour's king, which its attackers have earned.
+template <int us> int kingDanger(const positionStruct* position, const evalScratch& scratch)
+{
+    constexpr int them = us ^ 1;
+    const u64* attackedBy = scratch.attackedBy;
+    const u8 king = scratch.kingSquare[us];
+    const u64 attacked = scratch.attacksAll[them];
+    const u64 attackedTwice = scratch.attacksDouble[them];
+    const u64 undefended = ~scratch.attacksAll[us];
+
+    const u64 flankAttacks = kingSideFiles[king & 7] & attacked & RANK1TO5BB[us];
+    const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
+
+    // Weak: attacked, and defended at most once and only by king or queen. Safe: a checking man
+    // would survive there.
+    const u64 weak = (attackedBy[KING + us] | attackedBy[QUEEN + us] | undefended) & attacked &
+                     ~scratch.attacksDouble[us];
+    const u64 safe = ((attackedTwice & weak) | undefended) & ~position->pieceBB[them];
+
+    // Squares from which each kind gives check; own queens block no line.
+    const u64 blockers = allMen(position) & ~position->pieceBB[QUEEN + us];
+    const u64 rookLines = getRookAttackTable(king, blockers);
+    const u64 bishopLines = getBishopAttackTable(king, blockers);
+    const u64 rookChecks = attackedBy[ROOK + them] & rookLines;
+    const u64 bishopChecks = attackedBy[BISHOP + them] & bishopLines;
+    const u64 knightChecks = attackedBy[KNIGHT + them] & knightAttackTable[king];
+    const u64 queenChecks =
+        attackedBy[QUEEN + them] & ~attackedBy[QUEEN + us] & (rookLines | bishopLines);
+
+    int danger = scratch.kingAttackers[them] * scratch.kingAttackWeight[them] +
+                 EVALKINGDANGER[0] * scratch.kingAdjacentAttacks[them] +
+                 EVALKINGDANGER[1] * popcount(weak & kingZone(us, scratch)) +
+                 EVALKINGDANGER[3] * (popcount(flankAttacks) + popcount(flankTwice)) +
+                 EVALKINGDANGER[5] +
+                 EVALKINGDANGER[6] * popcount(scratch.pinnedMen[us] & kingZone(us, scratch));
+    if (!position->pieceBB[QUEEN + them]) danger += EVALKINGDANGER[4];
+
+    // A kind with a safe check counts once for it, the others' checks are unsafe ones.
+    u64 unsafeChecks = 0;
+    if (queenChecks & safe) danger += EVALCHECKSAFEQUEEN;
+    if (rookChecks & safe)
+        danger += EVALCHECKSAFEROOK;
+    else
+        unsafeChecks |= rookChecks;
+    if (bishopChecks & safe)
+        danger += EVALCHECKSAFEBISHOP;
+    else
+        unsafeChecks |= bishopChecks;
+    if (knightChecks & safe)
+        danger += EVALCHECKSAFEKNIGHT;
+    else
+        unsafeChecks |= knightChecks;
+    return danger + EVALKINGDANGER[2] * popcount(unsafeChecks & scratch.mobilityArea[them]);
+}
+
+// The danger counts quadratically in the mid-game and linearly in the end-game.
+template <int us, typename Trace>
+combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
+{
+    constexpr int them = us ^ 1;
+    combEval sum = X(0, 0);
+    if (!(position->pieceBB[PAWN + us] & kingSideFiles[scratch.kingSquare[us] & 7]))
+        sum += trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
+
+    // One attacker alone is no danger but with a queen behind it.
+    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return sum;
+    const int danger = kingDanger<us>(position, scratch);
+    if (danger < 1) return sum;
+    const u32 points = static_cast<u32>(danger);
+    const u32 transMg = static_cast<u32>(EVALKINGDANGERTRANSMG);
+    const u32 transEg = static_cast<u32>(EVALKINGDANGERTRANSEG);
+    return sum + trace.note(termDanger, us,
+                            -X(static_cast<int>(points * points / transMg),
+                               static_cast<int>(points / transEg)));
+}
+
+} // namespace
+
+
+// Evaluation by terms
+
+evalTrace evaluateTraced(positionStruct* position)
+{
+    evalTrace trace{};
+    const combEval total = evalTotal(position, noting{&trace});
+    trace.total = total;
+    trace.phase = std::clamp<int>(position->gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
+    trace.isDraw = isPawnlessDraw(position);
+    const int score = trace.isDraw ? 0 : blend(total, position->gamePhase);
+    trace.score = position->sideToMove == WHITE ? score : -score;
+    return trace;
+}
+
+const char* evalTermName(int term)
+{
+    // clang-format off
+    static constexpr const char* names[NOFEVALTERMS] = {
+        "material", "piece squares",
+        "pawn candidate", "pawn isolated", "pawn isolated near king",
+        "pawn doubled", "pawn doubled near king",
+        "pawn backward, half-open file", "pawn backward near king",
+        "pawn connected", "pawn neighbour",
+        "king shield",
+        "knight pinned", "bishop pinned", "rook pinned", "queen pinned",
+        "knight discovers", "bishop discovers", "rook discovers", "queen discovers",
+        "knight mobility", "bishop mobility", "rook mobility", "queen mobility",
+        "knight outpost", "bishop outpost", "knight king distance", "bishop king distance",
+        "bishop bad", "rook on open file", "passed pawns",
+        "threat: weak pawn", "threat: minor by pawn", "threat: minor by minor", "threat: minor by major",
+        "threat: rook by less", "threat: queen by any", "threat: overloaded", "threat: pawn push",
+        "king flank", "king danger", "bishop pair", "tempo",
+    };
+    // clang-format on
+    return names[term];
 }

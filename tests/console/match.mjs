@@ -93,9 +93,13 @@ export class Player {
 }
 
 // Plays a game and returns { result, plies, hits, misses }. base and increment are the clock in
-// milliseconds. The sanitizer builds get more of both.
-export async function playGame(players, { base = 1000, increment = 10, maxPlies = 300 } = {}) {
+// milliseconds. The sanitizer builds get more of both. opening: moves that are played before.
+export async function playGame(
+  players,
+  { base = 1000, increment = 10, maxPlies = 300, opening = [] } = {},
+) {
   const rules = new Rules();
+  for (const move of opening) rules.play(move);
   const clocks = [scaled(base), scaled(base)];
   const step = Math.round(scaled(increment));
   const clockWords = () =>

@@ -1,39 +1,69 @@
 // SPDX-License-Identifier: MIT
 //
-// Whole searches at fixed depth, node for node, score for score and line for line, against a slow
-// model of the search that shares no code with the engine.
+// Scores term by term, and whole searches at fixed depth, node for node, score for score and line
+// for line, against a slow model of the evaluation and the search that shares no code with the
+// engine.
 
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
-import { readFileSync } from 'node:fs';
-import { join } from 'node:path';
 import test from 'node:test';
 
-const { QUILLON_ENGINE: engine, QUILLON_ORACLE: oracle, QUILLON_SOURCE_DIR: source } = process.env;
-const depth = 10;
+import { enginePath } from './engine.mjs';
+import { positionsOfRandomGames, randomPlacements, signaturePositions } from './positions.mjs';
 
-/** The positions of the node signature. */
-const positions = [...readFileSync(join(source, 'bench/positions.h'), 'utf8')
-  .matchAll(/^ {4}"([^"]+)",$/gm)].map((match) => match[1]);
+const { QUILLON_EXPLAIN: explain, QUILLON_ORACLE: oracle } = process.env;
 
-/** What a program prints for one search after another, each from an empty table. */
-function searches(program, options, limits, lastCommands) {
+/** What a program prints for its whole input. */
+function run(program, options, input) {
+  assert.ok(program, 'QUILLON_EXPLAIN and QUILLON_ORACLE are set by the build');
+  const { stdout, status } = spawnSync(program, options,
+    { input, encoding: 'utf8', maxBuffer: 2 ** 30 });
+  assert.equal(status, 0, program);
+  return stdout;
+}
+
+/** A program's lines of one search after another, each from an empty table. */
+function searches(program, positions, depth, limits, lastCommands) {
   return positions.map((fen) => {
     const input = `ucinewgame\nposition fen ${fen}\ngo depth ${depth}${limits}\n${lastCommands}`;
-    const { stdout, status } = spawnSync(program, options, { input, encoding: 'utf8' });
-    assert.equal(status, 0, program);
-    return stdout.split('\n').filter((line) => /^(info score|bestmove)/.test(line))
+    return run(program, [], input).split('\n')
+      .filter((line) => /^(info score|bestmove)/.test(line))
       .map((line) => line.replace(/ time \d+/, '').trimEnd());
   });
 }
 
-test(`the engine searches ${positions.length} positions to depth ${depth} as the model does`, () => {
-  assert.ok(oracle, 'QUILLON_ORACLE is not set');
-  assert.ok(positions.length >= 40);
+function compareSearches(positions, depth) {
   // A depth limit alone would stay under the default time budget.
   // Setting the threads waits for the end of the search.
-  const ours = searches(engine, [], ' wtime 2000000000 btime 2000000000',
+  const ours = searches(enginePath, positions, depth, ' wtime 2000000000 btime 2000000000',
     'setoption name Threads value 1\nquit\n');
-  const theirs = searches(oracle, ['--driver'], '', 'quit\n');
+  const theirs = searches(oracle, positions, depth, '', 'quit\n');
   for (const [i, fen] of positions.entries()) assert.deepEqual(ours[i], theirs[i], fen);
+}
+
+/** The scores and terms of positions, terms in the order of their names. */
+function compareScores(positions) {
+  const blocks = (text) => text.trim().split('\n\n').map((block) => {
+    const [score, ...terms] = block.split('\n');
+    return [score, ...terms.sort()];
+  });
+  const ours = blocks(run(explain, ['--raw'], `${positions.join('\n')}\n`));
+  const theirs = blocks(run(oracle, [],
+    positions.map((fen) => `position fen ${fen}\neval\n`).join('')));
+  assert.equal(ours.length, positions.length);
+  for (const [i, fen] of positions.entries()) assert.deepEqual(ours[i], theirs[i], fen);
+}
+
+test('positions of random games have the scores and terms of the model', () => {
+  compareScores(positionsOfRandomGames(3000));
+});
+
+test('random placements have the scores and terms of the model', () => {
+  compareScores(randomPlacements(6000));
+});
+
+test('the positions of the node signature are searched to depth 10 as the model does', () => {
+  const positions = signaturePositions();
+  assert.ok(positions.length >= 40);
+  compareSearches(positions, 10);
 });

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Console of the reference search: quillon_oracle [--driver] [--hash MB] < input
+// Console of the reference search: quillon_oracle [--hash MB] < input
 //
 //   position startpos|fen ... [moves ...]    ucinewgame    isready    setoption name Hash value N
 //   go depth N         the engine's lines with the time 0, and before the last one a line
 //                      "info string nodes N seldepth L score S"
-//   eval               score for the side to move
+//   eval               "score N" for the side to move, a line "term colour mg eg" for each term
+//   that
+//                      isn't zero, and an empty line
 //   moves              legal moves, in the order of generation
 //   perft N            leaves of the legal move tree
 //   see MOVE T         1 if the exchange begun by the move gains at least T, else 0
@@ -23,9 +25,6 @@
 #include <sstream>
 #include <string>
 
-// Missing from a program that was linked without the whole evaluation.
-int oracleEvaluate(const unsigned char board[64], int sideToMove) __attribute__((weak));
-
 namespace
 {
 
@@ -38,8 +37,7 @@ const std::string startFen = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq
 class Console
 {
   public:
-    Console(oracle::Evaluation evaluationUsed, int megabytes)
-        : evaluation(evaluationUsed), table(megabytes), search(table, evaluationUsed)
+    explicit Console(int megabytes) : table(megabytes), search(table, oracleEvaluate)
     {
         oracle::setPosition(startFen, game);
     }
@@ -71,7 +69,7 @@ class Console
         else if (command == "setoption")
             setOption(words);
         else if (command == "eval")
-            std::cout << "eval " << evaluation(game.board.data(), game.side) << std::endl;
+            explain();
         else if (command == "moves")
             listMoves();
         else if (command == "perft")
@@ -211,6 +209,17 @@ class Console
         if (name == "Hash") table.resize(std::clamp(value, 1, 32768));
     }
 
+    void explain() const
+    {
+        const unsigned char* board = game.board.data();
+        std::cout << "score " << oracleEvaluate(board, game.side) << '\n';
+        for (const OracleTerm& term : oracleTerms(board, game.side))
+            if (term.mg || term.eg)
+                std::cout << term.name << ' ' << term.color << ' ' << term.mg << ' ' << term.eg
+                          << '\n';
+        std::cout << std::endl;
+    }
+
     void listMoves()
     {
         auto copy = std::make_unique<Position>(game);
@@ -266,7 +275,6 @@ class Console
                       << std::endl;
     }
 
-    oracle::Evaluation evaluation;
     oracle::Table table;
     oracle::Search search;
     Position game;
@@ -276,27 +284,15 @@ class Console
 
 int main(int argc, char** argv)
 {
-    oracle::Evaluation evaluation = oracleEvaluate;
     int megabytes = 256;
-    for (int i = 1; i < argc; ++i)
+    if (argc == 3 && std::string(argv[1]) == "--hash")
+        megabytes = std::clamp(std::stoi(argv[2]), 1, 32768);
+    else if (argc > 1)
     {
-        const std::string argument = argv[i];
-        if (argument == "--driver")
-            evaluation = oracleEvaluateDriver;
-        else if (argument == "--hash" && i + 1 < argc)
-            megabytes = std::clamp(std::stoi(argv[++i]), 1, 32768);
-        else
-        {
-            std::cerr << "usage: quillon_oracle [--driver] [--hash MB]\n";
-            return 2;
-        }
-    }
-    if (evaluation == nullptr)
-    {
-        std::cerr << "built without the whole evaluation: only --driver works\n";
+        std::cerr << "usage: quillon_oracle [--hash MB]\n";
         return 2;
     }
-    auto console = std::make_unique<Console>(evaluation, megabytes);
+    auto console = std::make_unique<Console>(megabytes);
     std::string line;
     while (std::getline(std::cin, line))
         if (!console->execute(line)) break;

@@ -101,7 +101,7 @@ TEST(NodeSearch, FindsMates)
     Board one("6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 1");
     EXPECT_EQ(searchNodeScore(one, 0, 2), 31999);
     Board two("7k/8/8/8/8/8/R7/1R2K3 w - - 0 1");
-    EXPECT_EQ(searchNodeScore(two, 0, 5), 31997);
+    EXPECT_EQ(searchNodeScore(two, 0, 8), 31997);
 }
 
 TEST(NodeSearch, AtAHundredPliesOnlyACutOffOrAMateIsAWin)

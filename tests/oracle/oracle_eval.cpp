@@ -1,0 +1,829 @@
+// SPDX-License-Identifier: MIT
+//
+// The reference evaluation: every term summed afresh from 64 squares, with file and rank
+// arithmetic, lines walked one square at a time and attacks counted per square. It shares nothing
+// with the engine, no tables, no lookups and no caches, so that the two can be compared.
+#include "oracle_eval.h"
+
+#include "oracle_eval_tables.h"
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <stdexcept>
+#include <vector>
+
+namespace
+{
+
+using namespace oracle_eval;
+
+using Squares = std::bitset<64>;
+
+enum Type
+{
+    pawn,
+    knight,
+    bishop,
+    rook,
+    queen,
+    king
+};
+
+// The order is that of the lists that oracleTerms returns; termName follows it.
+enum Term
+{
+    termMaterial,
+    termManOnSquare,
+    termPawnIsolated,
+    termPawnIsolatedNearKing,
+    termPawnDoubled,
+    termPawnDoubledNearKing,
+    termPawnCandidate,
+    termPawnBackward,
+    termPawnBackwardNearKing,
+    termPawnConnected,
+    termPawnNeighbour,
+    termShield,
+    termPin, // knight, bishop, rook, queen; so are the next two
+    termDiscovery = termPin + 4,
+    termMobility = termDiscovery + 4,
+    termOutpost = termMobility + 4, // knight, bishop
+    termBadBishop = termOutpost + 2,
+    termRookFile,
+    termKingDistance, // knight, bishop
+    termPassed = termKingDistance + 2,
+    termThreatWeakPawn,
+    termThreatMinorByPawn,
+    termThreatMinorByMinor,
+    termThreatMinorByMajor,
+    termThreatRookByLess,
+    termThreatQueenByAny,
+    termThreatOverloaded,
+    termThreatPawnPush,
+    termNoPawnOnFlank,
+    termDanger,
+    termBishopPair,
+    termTempo,
+    termCount
+};
+
+constexpr std::array termName{
+    "material",
+    "piece squares",
+    "pawn isolated",
+    "pawn isolated near king",
+    "pawn doubled",
+    "pawn doubled near king",
+    "pawn candidate",
+    "pawn backward, half-open file",
+    "pawn backward near king",
+    "pawn connected",
+    "pawn neighbour",
+    "king shield",
+    "knight pinned",
+    "bishop pinned",
+    "rook pinned",
+    "queen pinned",
+    "knight discovers",
+    "bishop discovers",
+    "rook discovers",
+    "queen discovers",
+    "knight mobility",
+    "bishop mobility",
+    "rook mobility",
+    "queen mobility",
+    "knight outpost",
+    "bishop outpost",
+    "bishop bad",
+    "rook on open file",
+    "knight king distance",
+    "bishop king distance",
+    "passed pawns",
+    "threat: weak pawn",
+    "threat: minor by pawn",
+    "threat: minor by minor",
+    "threat: minor by major",
+    "threat: rook by less",
+    "threat: queen by any",
+    "threat: overloaded",
+    "threat: pawn push",
+    "king flank",
+    "king danger",
+    "bishop pair",
+    "tempo",
+};
+static_assert(termName.size() == termCount);
+
+// Positive numbers become indices of the standard containers.
+constexpr std::size_t at(int number)
+{
+    return static_cast<std::size_t>(number);
+}
+
+constexpr int fileOf(int square)
+{
+    return square % 8;
+}
+
+constexpr int rankOf(int square)
+{
+    return square / 8;
+}
+
+constexpr bool onBoard(int file, int rank)
+{
+    return file >= 0 && file < 8 && rank >= 0 && rank < 8;
+}
+
+constexpr int squareAt(int file, int rank)
+{
+    return rank * 8 + file;
+}
+
+// The direction in which the pawns of a colour walk, in ranks.
+constexpr int forward(int colour)
+{
+    return colour == 0 ? 1 : -1;
+}
+
+// The rank as its owner counts it: 0 is where his king starts, 7 where his pawns promote.
+constexpr int ownRank(int colour, int square)
+{
+    return colour == 0 ? rankOf(square) : 7 - rankOf(square);
+}
+
+// Where a square stands in a table whose first row is the owner's eighth rank.
+constexpr int tableIndex(int colour, int square)
+{
+    return (7 - ownRank(colour, square)) * 8 + fileOf(square);
+}
+
+int kingSteps(int a, int b)
+{
+    return std::max(std::abs(fileOf(a) - fileOf(b)), std::abs(rankOf(a) - rankOf(b)));
+}
+
+// The squares that a condition picks out.
+template <typename Condition> Squares squaresWhere(Condition condition)
+{
+    Squares result;
+    for (int square = 0; square < 64; ++square)
+        if (condition(square)) result.set(at(square));
+    return result;
+}
+
+std::vector<int> listOf(const Squares& set)
+{
+    std::vector<int> result;
+    for (int square = 0; square < 64; ++square)
+        if (set.test(at(square))) result.push_back(square);
+    return result;
+}
+
+int count(const Squares& set)
+{
+    return static_cast<int>(set.count());
+}
+
+int lowest(const Squares& set)
+{
+    int square = 0;
+    while (!set.test(at(square))) ++square;
+    return square;
+}
+
+Squares wholeFile(int file)
+{
+    return squaresWhere([=](int s) { return fileOf(s) == file; });
+}
+
+// The three files around a king; one on the edge looks as far inwards as its neighbour does.
+bool nearFile(int kingSquare, int square)
+{
+    const int centre = std::clamp(fileOf(kingSquare), 1, 6);
+    return std::abs(fileOf(square) - centre) <= 1;
+}
+
+// Three files by four ranks: one rank behind the king, his own, and two in front of him.
+Squares kingZone(int colour, int kingSquare)
+{
+    return squaresWhere(
+        [=](int s)
+        {
+            const int ahead = ownRank(colour, s) - ownRank(colour, kingSquare);
+            return nearFile(kingSquare, s) && ahead >= -1 && ahead <= 2;
+        });
+}
+
+// Own and neighbour files, all ranks ahead; nothing on the first and last rank of the board.
+Squares aheadOnThreeFiles(int colour, int square)
+{
+    if (rankOf(square) == 0 || rankOf(square) == 7) return {};
+    return squaresWhere(
+        [=](int s)
+        {
+            return std::abs(fileOf(s) - fileOf(square)) <= 1 &&
+                   ownRank(colour, s) > ownRank(colour, square);
+        });
+}
+
+// The squares from which a pawn of that colour attacks a square. Its first rank is left out.
+Squares pawnSources(int colour, int square)
+{
+    return squaresWhere(
+        [=](int s)
+        {
+            return std::abs(fileOf(s) - fileOf(square)) == 1 &&
+                   rankOf(s) + forward(colour) == rankOf(square) && ownRank(colour, s) > 0;
+        });
+}
+
+Squares kingReach(int square)
+{
+    return squaresWhere([=](int s) { return kingSteps(s, square) == 1; });
+}
+
+Squares knightReach(int square)
+{
+    return squaresWhere(
+        [=](int s)
+        {
+            const int files = std::abs(fileOf(s) - fileOf(square));
+            const int ranks = std::abs(rankOf(s) - rankOf(square));
+            return files * ranks == 2;
+        });
+}
+
+constexpr std::array<std::array<int, 2>, 4> straight{{{1, 0}, {-1, 0}, {0, 1}, {0, -1}}};
+constexpr std::array<std::array<int, 2>, 4> diagonal{{{1, 1}, {-1, 1}, {1, -1}, {-1, -1}}};
+
+// The squares on four rays up to the first man, that man's square included.
+Squares walk(const std::array<std::array<int, 2>, 4>& directions, int from, const Squares& men)
+{
+    Squares result;
+    for (const auto& [files, ranks] : directions)
+    {
+        int file = fileOf(from) + files;
+        int rank = rankOf(from) + ranks;
+        for (; onBoard(file, rank); file += files, rank += ranks)
+        {
+            result.set(at(squareAt(file, rank)));
+            if (men.test(at(squareAt(file, rank)))) break;
+        }
+    }
+    return result;
+}
+
+bool onStraightLine(int a, int b)
+{
+    return a != b && (fileOf(a) == fileOf(b) || rankOf(a) == rankOf(b));
+}
+
+bool onDiagonalLine(int a, int b)
+{
+    return a != b && std::abs(fileOf(a) - fileOf(b)) == std::abs(rankOf(a) - rankOf(b));
+}
+
+// The squares strictly between two squares on a line.
+Squares between(int a, int b)
+{
+    Squares result;
+    if (!onStraightLine(a, b) && !onDiagonalLine(a, b)) return result;
+    const int steps = kingSteps(a, b);
+    for (int i = 1; i < steps; ++i)
+        result.set(at(squareAt(fileOf(a) + (fileOf(b) - fileOf(a)) / steps * i,
+                               rankOf(a) + (rankOf(b) - rankOf(a)) / steps * i)));
+    return result;
+}
+
+// The whole line through two squares, from edge to edge; empty if there is none.
+Squares lineThrough(int a, int b)
+{
+    if (onStraightLine(a, b))
+        return squaresWhere(
+            [=](int s)
+            { return fileOf(a) == fileOf(b) ? fileOf(s) == fileOf(a) : rankOf(s) == rankOf(a); });
+    if (!onDiagonalLine(a, b)) return {};
+    const bool rising = fileOf(a) - rankOf(a) == fileOf(b) - rankOf(b);
+    return squaresWhere(
+        [=](int s)
+        {
+            return rising ? fileOf(s) - rankOf(s) == fileOf(a) - rankOf(a)
+                          : fileOf(s) + rankOf(s) == fileOf(a) + rankOf(a);
+        });
+}
+
+// One evaluation. The stages run in the order of evaluate(); later ones read what earlier ones
+// have left in the attack counts and in the counters of king attackers.
+class Model
+{
+  public:
+    Model(const unsigned char board[64], int side) : sideToMove(side)
+    {
+        for (int square = 0; square < 64; ++square)
+        {
+            const int code = board[square];
+            if (code == 0) continue;
+            if (code < 2 || code > 13) throw std::invalid_argument("no such man");
+            if (code < 4 && (rankOf(square) == 0 || rankOf(square) == 7))
+                throw std::invalid_argument("a pawn on the first or last rank");
+            men[at(code % 2)][at(code / 2 - 1)].set(at(square));
+            allMen[at(code % 2)].set(at(square));
+        }
+        occupied = allMen[0] | allMen[1];
+        for (int us = 0; us < 2; ++us)
+        {
+            if (of(us, king).none()) throw std::invalid_argument("a side without a king");
+            kingSquare[at(us)] = lowest(of(us, king));
+        }
+    }
+
+    void evaluate()
+    {
+        for (int us = 0; us < 2; ++us) sumMen(us);
+        for (int us = 0; us < 2; ++us) pawnStructure(us);
+        for (int us = 0; us < 2; ++us) pawnMaps(us);
+        for (int us = 0; us < 2; ++us) linesToKing(us);
+        for (int us = 0; us < 2; ++us) pieces(us);
+        for (int us = 0; us < 2; ++us)
+        {
+            passedPawns(us);
+            threats(us);
+            flank(us);
+            danger(us);
+        }
+        for (int us = 0; us < 2; ++us)
+            if (of(us, bishop).count() == 2) credit(termBishopPair, us, bishopPair);
+        credit(termTempo, sideToMove, tempo);
+    }
+
+    // The score from the view of the side to move.
+    int score() const
+    {
+        if (isDrawnMaterial()) return 0;
+        Pair total{0, 0};
+        for (const auto& byColour : sums)
+        {
+            total.mg += byColour[0].mg - byColour[1].mg;
+            total.eg += byColour[0].eg - byColour[1].eg;
+        }
+
+        // The engine holds both halves in one 32-bit number. Within 16 bits each that is the same
+        // as two numbers; a board crowded with queens spills from one half into the other.
+        const auto packed =
+            static_cast<std::uint32_t>(total.mg) + static_cast<std::uint32_t>(total.eg) * 65536u;
+        const int middleGame = static_cast<std::int16_t>(packed & 0xffffu);
+        const int endGame = static_cast<std::int32_t>(packed + 32768u) >> 16;
+
+        const int clamped = std::clamp<int>(static_cast<std::int16_t>(phase), phaseFullEndGame,
+                                            phaseFullMiddleGame);
+        const int blended = (middleGame * (clamped - phaseFullEndGame) +
+                             endGame * (phaseFullMiddleGame - clamped)) /
+                            (phaseFullMiddleGame - phaseFullEndGame);
+        const int whiteView = static_cast<std::int16_t>(blended);
+        return sideToMove == 0 ? whiteView : -whiteView;
+    }
+
+    std::vector<OracleTerm> terms() const
+    {
+        std::vector<OracleTerm> result;
+        for (int term = 0; term < termCount; ++term)
+            for (int us = 0; us < 2; ++us)
+            {
+                const Pair& sum = sums[at(term)][at(us)];
+                result.push_back({termName[at(term)], us, sum.mg, sum.eg});
+            }
+        return result;
+    }
+
+  private:
+    const Squares& of(int colour, Type type) const { return men[at(colour)][at(type)]; }
+    const Squares& attackedBy(int colour, Type type) const { return reach[at(colour)][at(type)]; }
+
+    // Squares that a colour attacks at least so many times.
+    Squares attackedTimes(int colour, int times) const
+    {
+        return squaresWhere([&](int s) { return attackCount[at(colour)][at(s)] >= times; });
+    }
+    Squares attacked(int colour) const { return attackedTimes(colour, 1); }
+    Squares attackedTwice(int colour) const { return attackedTimes(colour, 2); }
+
+    void credit(int term, int colour, const Pair& value, int times = 1)
+    {
+        sums[at(term)][at(colour)].mg += value.mg * times;
+        sums[at(term)][at(colour)].eg += value.eg * times;
+    }
+
+    // A lone minor piece, or nothing, on both sides; or a lone rook on both.
+    bool isDrawnMaterial() const
+    {
+        if (of(0, pawn).any() || of(1, pawn).any()) return false;
+        const int white = static_cast<std::int16_t>(sums[termMaterial][0].mg);
+        const int black = static_cast<std::int16_t>(sums[termMaterial][1].mg);
+        const int minor = manValue[bishop].mg;
+        const int oneRook = manValue[rook].mg;
+        return (white <= minor && black <= minor) || (white == oneRook && black == oneRook);
+    }
+
+    void sumMen(int us)
+    {
+        for (int type = pawn; type <= king; ++type)
+            for (const int s : listOf(men[at(us)][at(type)]))
+            {
+                credit(termManOnSquare, us, manOnSquare[at(type)].at(at(tableIndex(us, s))));
+                if (type == king) continue;
+                credit(termMaterial, us, manValue[at(type)]);
+                phase += manPhase[at(type)];
+            }
+    }
+
+    void pawnStructure(int us)
+    {
+        const int them = 1 - us;
+        const Squares mine = of(us, pawn);
+        const Squares theirs = of(them, pawn);
+        const int home = kingSquare[at(us)];
+        Squares remaining = mine;
+        for (const int s : listOf(mine))
+        {
+            const std::size_t file = at(fileOf(s));
+            const std::size_t rank = at(ownRank(us, s));
+            const int stop = s + 8 * forward(us);
+            const bool nearKing = nearFile(home, s);
+            const Squares stopGuards = pawnSources(them, stop) & theirs;
+            const Squares defenders = pawnSources(us, s) & mine;
+            const Squares neighbours = pawnSources(us, stop) & mine;
+            const Squares front = aheadOnThreeFiles(us, s) & theirs;
+            const Squares levers = pawnSources(them, s) & theirs;
+
+            if (front.none())
+                passers[at(us)].set(at(s));
+            else if ((front & ~levers) == stopGuards && stopGuards.count() <= neighbours.count())
+                credit(termPawnCandidate, us,
+                       pawnCandidate[defenders.count() >= levers.count() ? 1 : 0][rank]);
+
+            remaining.reset(at(s));
+            const Squares beside = squaresWhere(
+                [=](int q) { return std::abs(fileOf(q) - static_cast<int>(file)) == 1; });
+            if ((beside & mine).none())
+            {
+                credit(termPawnIsolated, us, pawnIsolated[file]);
+                if (nearKing) credit(termPawnIsolatedNearKing, us, pawnIsolatedNearKing);
+            }
+            // Only the pawns that are still to come: n pawns on a file pay n - 1 times.
+            if ((wholeFile(fileOf(s)) & remaining).any())
+            {
+                credit(termPawnDoubled, us, pawnDoubled[file]);
+                if (nearKing) credit(termPawnDoubledNearKing, us, pawnDoubledNearKing);
+            }
+            if (stopGuards.any() && (aheadOnThreeFiles(them, s) & mine).none())
+            {
+                if (nearKing) credit(termPawnBackwardNearKing, us, pawnBackwardNearKing);
+                if ((wholeFile(fileOf(s)) & theirs).none())
+                    credit(termPawnBackward, us, pawnBackward[file]);
+            }
+            if (defenders.any()) credit(termPawnConnected, us, pawnConnected[rank]);
+            if (neighbours.any()) credit(termPawnNeighbour, us, pawnNeighbour[rank]);
+        }
+    }
+
+    // Puts the squares that a man attacks on the maps of its colour.
+    void enterAttacks(int us, Type type, const Squares& attacks)
+    {
+        reach[at(us)][at(type)] |= attacks;
+        for (const int s : listOf(attacks)) ++attackCount[at(us)][at(s)];
+    }
+
+    Squares pawnAttacks(int us, int square) const
+    {
+        return squaresWhere(
+            [=](int s) {
+                return std::abs(fileOf(s) - fileOf(square)) == 1 &&
+                       rankOf(s) == rankOf(square) + forward(us);
+            });
+    }
+
+    void pawnMaps(int us)
+    {
+        for (const int s : listOf(of(us, pawn)))
+        {
+            enterAttacks(us, pawn, pawnAttacks(us, s));
+            if (occupied.test(at(s + 8 * forward(us)))) blockedPawns[at(us)].set(at(s));
+        }
+    }
+
+    // Empty squares that pawns can be pushed to; a double push not across an enemy pawn's fire.
+    Squares pawnPushes(int us) const
+    {
+        Squares result;
+        for (const int s : listOf(of(us, pawn)))
+        {
+            const int one = s + 8 * forward(us);
+            if (occupied.test(at(one))) continue;
+            result.set(at(one));
+            if (ownRank(us, s) != 1 || attackedBy(1 - us, pawn).test(at(one))) continue;
+            const int two = one + 8 * forward(us);
+            if (!occupied.test(at(two))) result.set(at(two));
+        }
+        return result;
+    }
+
+    // Men that stand alone between a king and an enemy slider of the right sort: his own ones are
+    // pinned, those of the other colour can discover an attack.
+    void linesToKing(int us)
+    {
+        const int them = 1 - us;
+        const int home = kingSquare[at(us)];
+        for (int s = 0; s < 64; ++s)
+        {
+            const bool sees =
+                (onDiagonalLine(home, s) && (of(them, bishop) | of(them, queen)).test(at(s))) ||
+                (onStraightLine(home, s) && (of(them, rook) | of(them, queen)).test(at(s)));
+            const Squares screen = between(home, s) & occupied;
+            if (!sees || screen.count() != 1) continue;
+            pinnedMen[at(us)] |= screen & allMen[at(us)];
+            discoverers[at(them)] |= screen & allMen[at(them)];
+        }
+    }
+
+    int shieldOf(int us) const
+    {
+        const Squares guards = of(us, pawn) & kingZone(us, kingSquare[at(us)]);
+        int sum = 0;
+        for (int file = 0; file < 8; ++file)
+            for (int rank = 0; rank < 8; ++rank)
+            {
+                const int s = squareAt(file, us == 0 ? rank : 7 - rank);
+                if (!guards.test(at(s))) continue;
+                sum += shield.at(at(tableIndex(us, s)));
+                break; // the rearmost pawn of a file is the one that counts
+            }
+        return of(1 - us, queen).none() ? sum / 2 : sum;
+    }
+
+    // Own heavy pieces don't stand in the way of a man that could support them on the line.
+    Squares pieceAttacks(int us, Type type, int s) const
+    {
+        const Squares withoutQueens = occupied & ~of(us, queen);
+        const Squares withoutHeavy = withoutQueens & ~of(us, rook);
+        if (type == knight) return knightReach(s);
+        if (type == bishop) return walk(diagonal, s, withoutQueens);
+        if (type == rook) return walk(straight, s, withoutHeavy);
+        return walk(straight, s, withoutHeavy) | walk(diagonal, s, withoutQueens);
+    }
+
+    static Pair mobilityOf(Type type, int squares)
+    {
+        const std::size_t n = at(squares);
+        if (type == knight) return mobilityKnight.at(n);
+        if (type == bishop) return mobilityBishop.at(n);
+        if (type == rook) return mobilityRook.at(n);
+        return mobilityQueen.at(n);
+    }
+
+    void pieces(int us)
+    {
+        const int them = 1 - us;
+        credit(termShield, us, {shieldOf(us), 0});
+
+        mobilityArea[at(us)] = ~(attackedBy(them, pawn) | blockedPawns[at(us)]);
+        mobilityArea[at(us)].reset(at(kingSquare[at(us)]));
+        kingAttackers[at(us)] = count(attackedBy(us, pawn) & kingZone(them, kingSquare[at(them)]));
+        enterAttacks(us, king, kingReach(kingSquare[at(us)]));
+
+        for (const Type type : {knight, bishop, rook, queen})
+            for (const int s : listOf(of(us, type))) piece(us, type, s);
+    }
+
+    void piece(int us, Type type, int s)
+    {
+        const int them = 1 - us;
+        const int home = kingSquare[at(us)];
+        const int target = kingSquare[at(them)];
+        const int which = type - knight;
+
+        Squares attacks = pieceAttacks(us, type, s);
+        if (pinnedMen[at(us)].test(at(s)))
+        {
+            attacks &= lineThrough(home, s);
+            credit(termPin + which, us,
+                   attackedBy(them, pawn).test(at(s)) ? pinnedByPawn[at(which)]
+                                                      : pinnedFree[at(which)]);
+        }
+        if (discoverers[at(us)].test(at(s)))
+            credit(termDiscovery + which, us, discovery[at(which)]);
+        credit(termMobility + which, us, mobilityOf(type, count(attacks & mobilityArea[at(us)])));
+        enterAttacks(us, type, attacks);
+
+        if ((attacks & kingZone(them, target)).any())
+        {
+            ++kingAttackers[at(us)];
+            kingWeight[at(us)] += kingAttackWeight[at(which)];
+            adjacentAttacks[at(us)] += count(attacks & kingReach(target));
+        }
+
+        if (type == knight || type == bishop)
+        {
+            if (isOutpost(us, s))
+            {
+                const std::size_t defended = attackedBy(us, pawn).test(at(s)) ? 1 : 0;
+                credit(termOutpost + which, us,
+                       type == knight ? outpostKnight[defended] : outpostBishop[defended]);
+            }
+            credit(termKingDistance + which, us, kingDistance, kingSteps(s, home));
+        }
+        if (type == bishop)
+        {
+            const Squares sameColour = squaresWhere(
+                [=](int q) { return (fileOf(q) + rankOf(q)) % 2 == (fileOf(s) + rankOf(s)) % 2; });
+            credit(termBadBishop, us, badBishop, count(sameColour & blockedPawns[at(us)]));
+        }
+        if (type == rook && (wholeFile(fileOf(s)) & of(us, pawn)).none())
+            credit(termRookFile, us,
+                   rookFile[(wholeFile(fileOf(s)) & of(them, pawn)).none() ? 1 : 0]);
+    }
+
+    // On the fourth to sixth rank, where no enemy pawn on a neighbour file can still chase it.
+    bool isOutpost(int us, int s) const
+    {
+        const int rank = ownRank(us, s);
+        const Squares chasers = aheadOnThreeFiles(us, s) & ~wholeFile(fileOf(s)) & of(1 - us, pawn);
+        return rank >= 3 && rank <= 5 && chasers.none();
+    }
+
+    void passedPawns(int us)
+    {
+        const int them = 1 - us;
+        for (const int s : listOf(passers[at(us)]))
+        {
+            const int stop = s + 8 * forward(us);
+            const Squares ahead = aheadOnThreeFiles(us, s) & wholeFile(fileOf(s));
+            const Squares fire = attacked(them);
+            const int row = (occupied.test(at(stop)) ? 0 : 2) + (fire.test(at(stop)) ? 1 : 0);
+
+            Pair value = passed[at(row)][at(ownRank(us, s))];
+            const Pair& own = passedOwnKing.at(at(kingSteps(s, kingSquare[at(us)])));
+            const Pair& enemy = passedEnemyKing.at(at(kingSteps(s, kingSquare[at(them)])));
+            value.mg += own.mg + enemy.mg;
+            value.eg += own.eg + enemy.eg;
+
+            Squares path = ahead;
+            path.set(at(s));
+            if ((path & fire).none())
+            {
+                value.mg += passedFreePath.mg;
+                value.eg += passedFreePath.eg;
+            }
+            // An own heavy piece that blocks the way takes value off, toward zero.
+            if ((ahead & (of(us, rook) | of(us, queen))).any())
+            {
+                const int divisor = fire.test(at(s)) ? 4 : 2;
+                value.mg /= divisor;
+                value.eg /= divisor;
+            }
+            credit(termPassed, us, value);
+        }
+    }
+
+    void threats(int us)
+    {
+        const int them = 1 - us;
+        const Squares theirs = attacked(them);
+        const Squares ours = attacked(us);
+        const Squares byPawn = attackedBy(them, pawn);
+        const Squares byMinor = attackedBy(them, knight) | attackedBy(them, bishop);
+        const Squares byMajor = attackedBy(them, rook) | attackedBy(them, queen);
+        const Squares weak =
+            (attackedTwice(them) & ~attackedTwice(us) & ~attackedBy(us, pawn)) | (theirs & ~ours);
+        const Squares minors = of(us, knight) | of(us, bishop);
+        const Squares pieces = minors | of(us, rook) | of(us, queen);
+
+        credit(termThreatWeakPawn, us, threatWeakPawn, count(of(us, pawn) & weak & ~byPawn));
+        credit(termThreatMinorByPawn, us, threatMinorByPawn, count(minors & byPawn));
+        credit(termThreatMinorByMinor, us, threatMinorByMinor, count(minors & byMinor));
+        credit(termThreatMinorByMajor, us, threatMinorByMajor, count(minors & weak & byMajor));
+        credit(termThreatRookByLess, us, threatRookByLess,
+               count(of(us, rook) & (byMinor | byPawn)));
+        credit(termThreatQueenByAny, us, threatQueenByAny, count(of(us, queen) & theirs));
+        credit(termThreatOverloaded, us, threatOverloaded,
+               count(pieces & ours & ~attackedTwice(us) & theirs));
+
+        Squares struck;
+        for (const int s : listOf(pawnPushes(us) & (~theirs | ours) & ~byPawn))
+            struck |= pawnAttacks(us, s);
+        credit(termThreatPawnPush, us, threatPawnPush,
+               count(struck & allMen[at(them)] & ~attackedBy(us, pawn)));
+    }
+
+    Squares flankOf(int us) const
+    {
+        const Files files = flankFiles[at(fileOf(kingSquare[at(us)]))];
+        return squaresWhere([=](int s)
+                            { return fileOf(s) >= files.first && fileOf(s) <= files.last; });
+    }
+
+    void flank(int us)
+    {
+        if ((of(us, pawn) & flankOf(us)).none()) credit(termNoPawnOnFlank, us, noPawnOnFlank);
+    }
+
+    // The attack on the king of `us`, as points: a penalty if they come out positive.
+    void danger(int us)
+    {
+        const int them = 1 - us;
+        const int home = kingSquare[at(us)];
+        if (kingAttackers[at(them)] + count(of(them, queen)) < 2) return;
+
+        const Squares theirs = attacked(them);
+        const Squares theirsTwice = attackedTwice(them);
+        const Squares ours = attacked(us);
+        const Squares firstFiveRanks = squaresWhere([=](int s) { return ownRank(us, s) <= 4; });
+        const Squares flankAttacks = flankOf(us) & theirs & firstFiveRanks;
+        const Squares flankTwice = flankAttacks & theirsTwice & ~attackedBy(us, pawn);
+
+        // Attacked, and guarded by the king or a queen alone at best.
+        const Squares weak =
+            (attackedBy(us, king) | attackedBy(us, queen) | ~ours) & theirs & ~attackedTwice(us);
+        const Squares safe = ((theirsTwice & weak) | ~ours) & ~allMen[at(them)];
+
+        const Squares blockers = occupied & ~of(us, queen);
+        const Squares straightRays = walk(straight, home, blockers);
+        const Squares diagonalRays = walk(diagonal, home, blockers);
+        const Squares rookChecks = attackedBy(them, rook) & straightRays;
+        const Squares bishopChecks = attackedBy(them, bishop) & diagonalRays;
+        const Squares knightChecks = attackedBy(them, knight) & knightReach(home);
+        const Squares queenChecks =
+            attackedBy(them, queen) & ~attackedBy(us, queen) & (straightRays | diagonalRays);
+
+        int points = kingAttackers[at(them)] * kingWeight[at(them)];
+        points += dangerAdjacentAttack * adjacentAttacks[at(them)];
+        points += dangerFlankAttack * (count(flankAttacks) + count(flankTwice));
+        points += dangerWeakSquare * count(weak & kingZone(us, home));
+        points += dangerPinned * count(pinnedMen[at(us)] & kingZone(us, home));
+        if (of(them, queen).none()) points += dangerNoQueen;
+        points += dangerAlways;
+
+        if ((queenChecks & safe).any()) points += dangerSafeQueenCheck;
+        Squares unsafeChecks;
+        const auto addChecks = [&](const Squares& checks, int safeBonus)
+        {
+            if ((checks & safe).any())
+                points += safeBonus;
+            else
+                unsafeChecks |= checks;
+        };
+        addChecks(rookChecks, dangerSafeRookCheck);
+        addChecks(bishopChecks, dangerSafeBishopCheck);
+        addChecks(knightChecks, dangerSafeKnightCheck);
+        points += dangerUnsafeCheck * count(unsafeChecks & mobilityArea[at(them)]);
+
+        if (points < 1) return;
+        const auto number = static_cast<std::uint32_t>(points);
+        credit(termDanger, us,
+               {-static_cast<int>(number * number / std::uint32_t{dangerDivisorMiddleGame}),
+                -static_cast<int>(number / std::uint32_t{dangerDivisorEndGame})});
+    }
+
+    template <typename Element> using PerColour = std::array<Element, 2>;
+
+    int sideToMove;
+    PerColour<std::array<Squares, 6>> men{};
+    PerColour<Squares> allMen{};
+    Squares occupied;
+    PerColour<int> kingSquare{};
+    int phase = 0;
+
+    PerColour<std::array<Squares, 6>> reach{};    // squares attacked by the men of one type
+    PerColour<std::array<int, 64>> attackCount{}; // by how many men a square is attacked
+    PerColour<Squares> passers{};
+    PerColour<Squares> blockedPawns{};
+    PerColour<Squares> pinnedMen{};
+    PerColour<Squares> discoverers{};
+    PerColour<Squares> mobilityArea{};
+    PerColour<int> kingAttackers{};   // of the other king's zone, by the attacking colour
+    PerColour<int> kingWeight{};      // sum of the weights of those that are pieces
+    PerColour<int> adjacentAttacks{}; // their attacks on squares next to that king
+
+    std::array<PerColour<Pair>, termCount> sums{};
+};
+
+} // namespace
+
+int oracleEvaluate(const unsigned char board[64], int sideToMove)
+{
+    Model model(board, sideToMove);
+    model.evaluate();
+    return model.score();
+}
+
+std::vector<OracleTerm> oracleTerms(const unsigned char board[64], int sideToMove)
+{
+    Model model(board, sideToMove);
+    model.evaluate();
+    return model.terms();
+}

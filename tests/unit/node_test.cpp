@@ -1,0 +1,463 @@
+// SPDX-License-Identifier: MIT
+//
+// Single nodes of the main search and of quiescence, step by step. Static evaluations come out of
+// the evaluation cache and subtrees out of the transposition table, both filled beforehand, so
+// that each expectation follows from the rules of the node alone. Scores of children are from the
+// child's side to move.
+
+#include <algorithm>
+#include <functional>
+
+#include "support.h"
+
+namespace
+{
+
+constexpr i8 DEEP = 127; // an entry of this depth decides every node
+
+/// A position at a ply of a search without clocks, with empty tables.
+class Node : public Board
+{
+  public:
+    explicit Node(const std::string& fen, u8 at = 1) : Board(fen), here(at)
+    {
+        theWorkForce.stopSearch = false;
+        engine.infinite = true;
+        engine.nodeCheckInterval = 4096;
+        get()->nodesToClockCheck = 4096;
+        clearHashTable();
+        ply(here) = plyStruct(ply(0));
+        ply(here).inCheck = isSideInCheck(get());
+    }
+    ~Node() { engine.infinite = false; }
+    Node(const Node&) = delete;
+    Node& operator=(const Node&) = delete;
+
+    int search(int depth, int alpha, int beta)
+    {
+        return alfabeta(here, depth, static_cast<i16>(alpha), static_cast<i16>(beta), get(), 2);
+    }
+
+    int quiet(int depth, int alpha, int beta)
+    {
+        return quiescence(here, depth, static_cast<i16>(alpha), static_cast<i16>(beta), get());
+    }
+
+    /// What evaluateN is to give for a key with this side to move.
+    void setEvaluation(int score, u64 key, u8 sideToMove)
+    {
+        putEvalHashEntry(get()->evalHashTable, key, sideToMove == WHITE ? score : -score);
+    }
+
+    void setEvaluation(int score) { setEvaluation(score, get()->hashKey, get()->sideToMove); }
+
+    /// Plays each legal move in generated order and hands over its index and the move.
+    void forEachChild(const std::function<void(size_t, moveStruct)>& visit)
+    {
+        generateMovesLegal(here, ply(here).moveListStart, get());
+        const std::vector<moveStruct> moves(ply(here).moveListStart, ply(here).moveListEnd);
+        for (size_t i = 0; i < moves.size(); ++i)
+        {
+            makeMove(static_cast<u8>(here + 1), &moves[i], get(), false);
+            visit(i, moves[i]);
+            unmakeMove(static_cast<u8>(here + 1), &moves[i], get());
+        }
+    }
+
+    /// Settles the child that has just been made: a node search and a quiescence both return this.
+    void settleChild(int score)
+    {
+        putHashTableEntry(get()->hashKey, EMPTYMOVE, static_cast<i16>(score), DEEP, boundExact,
+                          static_cast<u8>(here + 1));
+        setEvaluation(score);
+    }
+
+    /// The key behind a null move.
+    u64 nullKey() { return get()->hashKey ^ hashCodeBlackToMove; }
+
+    u64 visits() { return get()->nodes - 1 + get()->qNodes; }
+
+  private:
+    u8 here;
+};
+
+/// The legal move of a list with this text, its score byte the mover's code.
+moveStruct named(const std::vector<moveStruct>& moves, const std::string& text,
+                 const positionStruct* position)
+{
+    for (moveStruct move : moves)
+        if (moveToLA(&move, position->sideToMove) == text)
+        {
+            move.score = position->board[move.from];
+            return move;
+        }
+    ADD_FAILURE() << text << " is not legal";
+    return EMPTYMOVE;
+}
+
+const std::string start{fenStartPos};
+
+} // namespace
+
+TEST(NodeSteps, TheRootTakesARepeatedPositionAsANewOne)
+{
+    Node root(start, 0);
+    for (const char* text : {"g1f3", "g8f6", "f3g1", "f6g8"})
+    {
+        const moveStruct move = root.move(text);
+        makeMove(1, &move, root.get(), false);
+        root.ply(0).castlingRights = root.ply(1).castlingRights;
+    }
+    ASSERT_EQ(root->keyHistory[root->keyIndex - 5], root->hashKey);
+    root.search(1, -32767, 32767);
+    EXPECT_GT(root.visits(), 19U) << "its moves are searched";
+}
+
+TEST(NodeSteps, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
+{
+    const std::string pawns = "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1";
+    Node root(pawns, 0);
+    root.search(2, -32767, -32000);
+    EXPECT_GT(root.visits(), 0U) << "not at the root: its moves are searched";
+
+    Node mated(pawns);
+    EXPECT_EQ(mated.search(2, -32767, -31999), -31999) << "being mated here is the least";
+    EXPECT_EQ(mated.visits(), 0U);
+    Node above(pawns);
+    EXPECT_GT(above.search(2, -32767, -31998), -31000);
+
+    Node mating(pawns);
+    EXPECT_EQ(mating.search(2, 32000, 32767), 32000) << "one point above mating at once";
+    EXPECT_EQ(mating.visits(), 0U);
+    Node below(pawns);
+    EXPECT_LT(below.search(2, 31999, 32767), 31999);
+    EXPECT_GT(below.visits(), 0U);
+}
+
+TEST(NodeSteps, NeitherStalemateNorMateNorADrawByTheClockIsStored)
+{
+    Node stalemate("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(stalemate.search(3, -32767, 32767), 0);
+    EXPECT_EQ(getHashTableEntry(stalemate->hashKey), 0U);
+    Node mate("R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 7);
+    EXPECT_EQ(mate.search(3, -32767, 32767), -31993);
+    EXPECT_EQ(getHashTableEntry(mate->hashKey), 0U);
+    Node clock("7k/8/8/8/8/8/Q7/K7 w - - 100 80");
+    EXPECT_EQ(clock.search(2, -32000, 32000), 0);
+    EXPECT_EQ(getHashTableEntry(clock->hashKey), 0U);
+}
+
+TEST(NodeSteps, AtAHundredPliesAMoveThatReachesBetaKeepsItsScoreAndOneThatOnlyRaisesAlphaIsADraw)
+{
+    // In check nothing is pruned before the moves. Taking the rook wins, and the other evasions
+    // lose more than they can.
+    const auto evade = [](int clock, int beta)
+    {
+        Node node("4k3/8/8/8/8/8/4r3/4K2Q w - - " + std::to_string(clock) + " 80");
+        node.forEachChild([&node](size_t, moveStruct move)
+                          { node.settleChild(move.to == sq("e2") ? -700 : 300); });
+        return node.search(2, -1000, beta);
+    };
+    EXPECT_EQ(evade(99, 1000), 700);
+    EXPECT_EQ(evade(100, 1000), 0);
+    EXPECT_EQ(evade(100, 700), 700) << "a cut-off never looks at the clock";
+    EXPECT_EQ(evade(100, 701), 0);
+}
+
+TEST(NodeSteps, ReverseFutilityNeedsAPieceBesidesTheKing)
+{
+    for (const bool knight : {false, true})
+    {
+        Node node(knight ? "4k3/8/8/8/8/8/PPPP4/1N2K3 w - - 0 1"
+                         : "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        node.setEvaluation(1000);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(-2000); });
+        EXPECT_EQ(node.search(1, -1, 0), knight ? 1000 : 2000);
+        EXPECT_EQ(node.visits(), knight ? 0U : 1U);
+    }
+}
+
+TEST(NodeSteps, TheNullMoveNeedsAPieceBesidesTheKing)
+{
+    for (const bool knight : {false, true})
+    {
+        Node node(knight ? "4k3/8/8/8/8/8/PPPP4/1N2K3 w - - 0 1"
+                         : "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        node.setEvaluation(50); // too little above beta for reverse futility
+        putHashTableEntry(node.nullKey(), EMPTYMOVE, -60, DEEP, boundExact, 2);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(-2000); });
+        EXPECT_EQ(node.search(4, -1, 0), knight ? 60 : 2000);
+    }
+}
+
+TEST(NodeSteps, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiescence)
+{
+    // A full window, which rules out reverse futility but not the null move. Behind the null move
+    // black seems to stand just below its own beta, so that its node runs through and is stored.
+    const auto passAt = [](int depth, u64& entry, u64& nodes)
+    {
+        Node node("4k3/p7/8/8/8/8/8/QN2K3 w - - 0 1");
+        node.setEvaluation(0);
+        node.setEvaluation(2000, node.nullKey(), BLACK);
+        const int score = node.search(depth, -2100, -2000);
+        entry = getHashTableEntry(node.nullKey());
+        nodes = node->nodes;
+        return score;
+    };
+    u64 entry = 0;
+    u64 nodes = 0;
+    EXPECT_EQ(passAt(3, entry, nodes), -2000);
+    EXPECT_EQ(nodes, 1U) << "no node of the main search behind it";
+    EXPECT_EQ(entry, 0U);
+    for (const auto& [depth, childDepth] :
+         {std::pair(4, 1), std::pair(5, 2), std::pair(6, 2), std::pair(7, 3), std::pair(12, 7)})
+    {
+        EXPECT_GE(passAt(depth, entry, nodes), -2000);
+        EXPECT_NE(hashBound(entry), 0) << depth;
+        EXPECT_EQ(hashDepth(entry), childDepth) << depth;
+    }
+}
+
+TEST(NodeSteps, ANullMoveScoreBeyondTheMateLimitComesBackAsBeta)
+{
+    for (const auto& [passed, returned] : {std::pair(31871, 31871), std::pair(31872, 31872),
+                                           std::pair(31873, 0), std::pair(31990, 0)})
+    {
+        Node node(start);
+        node.setEvaluation(100);
+        putHashTableEntry(node.nullKey(), EMPTYMOVE, static_cast<i16>(-passed), DEEP, boundExact,
+                          2);
+        EXPECT_EQ(node.search(4, -1, 0), returned) << passed;
+        EXPECT_EQ(node->nodes, 2U);
+    }
+}
+
+TEST(NodeSteps, AnExactEntryOfLessDepthSparesTheEvaluation)
+{
+    // 100 at depth 1 is reverse futility at beta 35 and not at 36; the evaluation says otherwise.
+    for (const int beta : {35, 36})
+    {
+        Node node(start);
+        node.setEvaluation(-3000);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(0); });
+        putHashTableEntry(node->hashKey, EMPTYMOVE, 100, 0, boundExact, 1);
+        EXPECT_EQ(node.search(1, beta - 1, beta), beta == 35 ? 100 : 0);
+        EXPECT_EQ(node.visits() == 0, beta == 35);
+    }
+}
+
+// Pins the missing filter of the quiet stage from the node's side.
+TEST(NodeSteps, AQuietHashMoveAndAKillerAreSearchedTwice)
+{
+    for (const int stored : {0, 1, 3})
+    {
+        Node node(start);
+        node.setEvaluation(0);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
+        const std::vector<moveStruct> moves = node.legalMoves();
+        if (stored > 0)
+            putHashTableEntry(node->hashKey, named(moves, "b1c3", node.get()), 0, 0, boundUpper, 1);
+        if (stored > 1)
+        {
+            node.ply(1).killers[0] = named(moves, "g1f3", node.get());
+            node.ply(1).killers[1] = named(moves, "d2d4", node.get());
+        }
+        EXPECT_EQ(node.search(2, -40, 400), -50) << "a full window prunes nothing";
+        EXPECT_EQ(node.visits(), 20U + static_cast<unsigned>(stored));
+    }
+}
+
+TEST(NodeSteps, ARepeatedHashMoveCountsTwiceTowardsLateMovePruning)
+{
+    // Three counted moves at depth 1: of 20 quiet moves the first three, or the hash move, its
+    // repetition and the second move.
+    for (const bool stored : {false, true})
+    {
+        Node node(start);
+        node.setEvaluation(0);
+        std::vector<moveStruct> order;
+        node.forEachChild(
+            [&](size_t, moveStruct move)
+            {
+                node.settleChild(50);
+                order.push_back(move);
+            });
+        order[0].score = node->board[order[0].from];
+        if (stored) putHashTableEntry(node->hashKey, order[0], 0, 0, boundUpper, 1);
+        EXPECT_EQ(node.search(1, 0, 1), -50);
+        EXPECT_EQ(node.visits(), 3U);
+        EXPECT_EQ(node->qNodes, 3U);
+        EXPECT_TRUE(sameMove(node.ply(1).currentMove, order[stored ? 1 : 2]));
+    }
+}
+
+TEST(NodeSteps, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
+{
+    // The first quiet move is also the hash move, the second the killer; the fourth cuts off.
+    Node node(start);
+    node.setEvaluation(0);
+    std::vector<moveStruct> order;
+    node.forEachChild(
+        [&](size_t i, moveStruct move)
+        {
+            node.settleChild(i == 3 ? -200 : 50);
+            move.score = PAWN;
+            order.push_back(move);
+        });
+    for (size_t i = 0; i < 5; ++i) ASSERT_EQ(node->board[order[i].from], PAWN);
+    putHashTableEntry(node->hashKey, order[0], 0, 0, boundUpper, 1);
+    node.ply(1).killers[0] = order[1];
+
+    EXPECT_EQ(node.search(3, 0, 100), 200);
+    // Hash move, killer, three quiet moves that fail low, and the cut-off, which was reduced and
+    // is searched once more.
+    EXPECT_EQ(node.visits(), 7U);
+    for (size_t i = 0; i < order.size(); ++i)
+    {
+        const int row = node->board[order[i].from] - PAWN;
+        EXPECT_EQ(node->historyBad[row][order[i].to], i < 3 ? 9U : 0U) << i;
+        EXPECT_EQ(node->historyGood[row][order[i].to], i == 3 ? 9U : 0U) << i;
+    }
+    EXPECT_TRUE(sameMove(node.ply(1).killers[0], order[3]));
+    EXPECT_TRUE(sameMove(node.ply(1).killers[1], order[1]));
+}
+
+TEST(NodeSteps, AfterThreeMovesAtDepth1OnlyQuietChecksAreLeft)
+{
+    // One move gives check, and it comes behind the pawn moves. LMP: 3, 5, 7, 9 by depth.
+    for (const int depth : {1, 2, 3, 4})
+    {
+        Node node("4k3/8/8/8/8/8/PPPPPP2/4K2R w - - 0 1");
+        // Below beta, not so far that it is razored, and at depth 4 too far for an inner search.
+        node.setEvaluation(depth == 4 ? -150 : 0);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
+        EXPECT_EQ(node.search(depth, 0, 1), -50);
+        EXPECT_EQ(node.visits(), 2U * static_cast<unsigned>(depth) + 2) << depth;
+        EXPECT_EQ(moveToLA(&node.ply(1).currentMove, WHITE), "h1h8");
+        if (depth == 1)
+        {
+            EXPECT_EQ(node->qNodes, 3U);
+            EXPECT_EQ(node->nodes, 2U) << "the check is extended";
+        }
+    }
+}
+
+TEST(NodeSteps, LateMovePruningSparesFullWindowsAndTheRoot)
+{
+    for (const auto& [ply, beta] : {std::pair<u8, int>(1, 2), std::pair<u8, int>(0, 1)})
+    {
+        Node node(start, ply);
+        node.setEvaluation(0);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
+        EXPECT_EQ(node.search(1, 0, beta), -50);
+        EXPECT_EQ(node.visits(), 20U);
+    }
+}
+
+TEST(NodeSteps, TheReductionIsLookedUpWithTheMoveAtHandCounted)
+{
+    // White moves and black, a queen up, refutes each one; a child's entry then shows the depth
+    // at which it was searched. At depth 3 the second counted move has entry 2 of the table,
+    // which is 0, the third and the fourth have 1. A null window counts all moves, a wider one
+    // the late ones, which here are the same.
+    for (const int beta : {1, 100})
+    {
+        Node node("4k3/ppp5/7q/8/8/8/5PPP/6K1 w - - 0 1");
+        node.setEvaluation(0);
+        std::vector<u64> keys;
+        node.forEachChild(
+            [&](size_t, moveStruct)
+            {
+                node.setEvaluation(0);
+                keys.push_back(node->hashKey);
+            });
+        ASSERT_EQ(keys.size(), 8U);
+        EXPECT_LE(node.search(3, 0, beta), 0);
+        const int depths[] = {2, 2, 1, 1, 1, 1, 1};
+        for (size_t i = 0; i < 7; ++i)
+            EXPECT_EQ(hashDepth(getHashTableEntry(keys[i])), depths[i]) << i;
+    }
+}
+
+TEST(QuiescenceSteps, TheDeepBandSearchesARecaptureThoughTheSideIsInCheck)
+{
+    // The king may take the rook, which leaves bare kings: better than the mated score.
+    Node take("4k3/8/8/8/8/8/4r3/4K3 w - - 0 1");
+    ASSERT_TRUE(take.ply(1).inCheck);
+    take.ply(0).currentMove = {sq("e3"), sq("e2"), 0, ROOK + BLACK};
+    EXPECT_EQ(take.quiet(-14, -32767, 32767), 0);
+    EXPECT_EQ(take->qNodes, 2U);
+    EXPECT_TRUE(sameMove(take.ply(1).currentMove, {sq("e1"), sq("e2"), 0, 0}));
+    EXPECT_EQ(take.ply(1).inCheck, 0);
+
+    // A guarded rook can't be taken, and nothing else is looked at.
+    Node guarded("4k3/8/8/8/8/4r3/4r3/4K3 w - - 0 1");
+    guarded.ply(0).currentMove = {sq("d2"), sq("e2"), 0, ROOK + BLACK};
+    EXPECT_EQ(guarded.quiet(-14, -32767, 32767), -31999);
+}
+
+TEST(QuiescenceSteps, AboveTheDeepBandAllEvasionsAreSearched)
+{
+    // No capture, three king moves.
+    for (const int depth : {0, -4, -5, -13, -14, -40})
+    {
+        Node node("4k3/8/8/8/8/8/8/r3K3 w - - 0 1");
+        node.ply(0).currentMove = {sq("a8"), sq("a1"), 0, ROOK + BLACK};
+        node.forEachChild([&node](size_t i, moveStruct)
+                          { node.setEvaluation(500 - static_cast<int>(i)); });
+        const int score = node.quiet(depth, -32767, 32767);
+        EXPECT_EQ(score, depth > -14 ? -498 : -31999) << depth;
+        EXPECT_EQ(node.ply(1).inCheck != 0, depth > -14) << depth;
+    }
+}
+
+TEST(QuiescenceSteps, AnEmptyListOfEvasionsIsMateCountedFromThePly)
+{
+    for (const int depth : {0, -4, -5, -13, -14})
+        for (const u8 ply : {u8{1}, u8{6}})
+        {
+            Node node("R3k3/8/4K3/8/8/8/8/8 b - - 0 1", ply);
+            EXPECT_EQ(node.quiet(depth, -32767, 32767), ply - 32000);
+            EXPECT_EQ(node->qNodes, 1U);
+        }
+}
+
+TEST(QuiescenceSteps, AStandPatThatReachesBetaGeneratesNothing)
+{
+    // A pawn hangs to the rook. The generator would set both ends of the list.
+    const auto generated = [](int evaluation)
+    {
+        Node node("4k3/8/8/8/p7/8/8/R3K3 w - - 0 1");
+        node.setEvaluation(evaluation);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(0); });
+        node.ply(1).moveListEnd = nullptr;
+        node.ply(2).moveListStart = nullptr;
+        const int score = node.quiet(0, -100, 100);
+        EXPECT_EQ(score == evaluation, evaluation >= 100);
+        return node.ply(1).moveListEnd != nullptr || node.ply(2).moveListStart != nullptr;
+    };
+    EXPECT_TRUE(generated(-50));
+    EXPECT_FALSE(generated(100));
+    EXPECT_FALSE(generated(101));
+}
+
+TEST(QuiescenceSteps, AWindowClosedByMateDistanceReturnsAtOnce)
+{
+    for (const u8 ply : {u8{0}, u8{5}})
+    {
+        Node low(start, ply);
+        low.ply(ply).moveListEnd = nullptr;
+        EXPECT_EQ(low.quiet(0, -32767, ply - 32000), ply - 32000);
+        Node high(start, ply);
+        high.ply(ply).moveListEnd = nullptr;
+        EXPECT_EQ(high.quiet(0, 32001 - ply, 32767), 32001 - ply);
+        for (Node* node : {&low, &high})
+        {
+            EXPECT_EQ((*node)->qNodes, 1U);
+            EXPECT_EQ(node->ply(ply).moveListEnd, nullptr);
+        }
+        Node open(start, ply);
+        open.setEvaluation(10);
+        EXPECT_EQ(open.quiet(0, -32767, ply - 31999), 10) << "one point wider it is searched";
+    }
+}

@@ -19,7 +19,7 @@
 
 int main(int argc, char** argv)
 {
-    constexpr int defaultDepth = 10;
+    constexpr int defaultDepth = 15; // deep enough for the caches to work as in a game
     const int depth = argc > 1 ? std::atoi(argv[1]) : defaultDepth;
     if (depth < 1 || depth > 127)
     {

@@ -25,9 +25,6 @@
 
 // Material
 
-namespace
-{
-
 // clang-format off
 
 // pieceValue[type]: score of a man by type pawn to king; the king's is never read.
@@ -104,6 +101,9 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
     },
 };
 // clang-format on
+
+namespace
+{
 
 constexpr int GAMEPHASEMAXMG = 6183; // from here on pure mid-game
 constexpr int GAMEPHASEMINEG = 497;  // down from here pure end-game
@@ -725,7 +725,7 @@ TCONST combEval EVALKINGDIST[4] = {
 TCONST combEval EVALTEST = X(-2, -11);
 
 // EVALKINGATTWEIGHT[type]: weight of a man whose attacks touch the enemy king's zone.
-TCONST i32 EVALKINGATTWEIGHT[5] = {0, 25, 25, 30, 21};
+TCONST combEval EVALKINGATTWEIGHT[5] = {0, 25, 25, 30, 21};
 
 namespace
 {
@@ -802,7 +802,7 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
         if (attacks & enemyZone)
         {
             ++scratch.kingAttackers[us];
-            scratch.kingAttackWeight[us] += EVALKINGATTWEIGHT[type];
+            scratch.kingAttackWeight[us] += plain(EVALKINGATTWEIGHT[type]);
             scratch.kingAdjacentAttacks[us] += popcount(attacks & nextToEnemyKing);
         }
 
@@ -924,7 +924,7 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 // EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost pawn of a file in the king's zone, by
 // its square; one rank a line, the owner's eighth rank first, files a to h: white reads its square
 // XOR 56, black the square itself.
-TCONST i32 EVALPAWNSHIELD[NOFSQUARES] = {
+TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
      138,   94,  191,  171,   32,  134,  144,  101,
      132,  118,  102,   48,   52,   74,   87,   45,
@@ -937,19 +937,19 @@ TCONST i32 EVALPAWNSHIELD[NOFSQUARES] = {
 
 // Points of danger, in the order of the sum: attacks next to the king, weak squares in its zone,
 // unsafe checks, attacks on its flank, no enemy queen, the constant, pinned men in the zone.
-TCONST i32 EVALKINGDANGER[7] = {27, 71, 98, 23, -638, -295, -47};
+TCONST combEval EVALKINGDANGER[7] = {27, 71, 98, 23, -638, -295, -47};
 
 // clang-format on
 
 // Points for a safe check, once for each kind of man.
-TCONST i32 EVALCHECKSAFEQUEEN = 355;
-TCONST i32 EVALCHECKSAFEROOK = 475;
-TCONST i32 EVALCHECKSAFEBISHOP = 176;
-TCONST i32 EVALCHECKSAFEKNIGHT = 413;
+TCONST combEval EVALCHECKSAFEQUEEN = 355;
+TCONST combEval EVALCHECKSAFEROOK = 475;
+TCONST combEval EVALCHECKSAFEBISHOP = 176;
+TCONST combEval EVALCHECKSAFEKNIGHT = 413;
 
 // Danger d costs d * d / the first in the mid-game and d / the second in the end-game.
-TCONST i32 EVALKINGDANGERTRANSMG = 4095;
-TCONST i32 EVALKINGDANGERTRANSEG = 35;
+TCONST combEval EVALKINGDANGERTRANSMG = 4095;
+TCONST combEval EVALKINGDANGERTRANSEG = 35;
 
 // Entry 0: no own pawn on the king's flank. The rest is not read.
 TCONST combEval EVALKINGNOPAWNONFILES[3] = {X(11, -16), X(0, 0), X(0, 0)};
@@ -972,7 +972,7 @@ combEval evalShield(const positionStruct* position, const evalScratch& scratch, 
     for (u64 pawns = position->pieceBB[PAWN + us] & kingZone(us, scratch); pawns;)
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
-        shield += EVALPAWNSHIELD[coordinate(us, rearmost)];
+        shield += plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
         pawns &= ~files[rearmost & 7];
     }
     if (!position->pieceBB[QUEEN + (us ^ 1)]) shield /= 2;
@@ -1009,29 +1009,29 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
         attackedBy[QUEEN + them] & ~attackedBy[QUEEN + us] & (rookLines | bishopLines);
 
     int danger = scratch.kingAttackers[them] * scratch.kingAttackWeight[them] +
-                 EVALKINGDANGER[0] * scratch.kingAdjacentAttacks[them] +
-                 EVALKINGDANGER[1] * popcount(weak & kingZone(us, scratch)) +
-                 EVALKINGDANGER[3] * (popcount(flankAttacks) + popcount(flankTwice)) +
-                 EVALKINGDANGER[5] +
-                 EVALKINGDANGER[6] * popcount(scratch.pinnedMen[us] & kingZone(us, scratch));
-    if (!position->pieceBB[QUEEN + them]) danger += EVALKINGDANGER[4];
+                 plain(EVALKINGDANGER[0]) * scratch.kingAdjacentAttacks[them] +
+                 plain(EVALKINGDANGER[1]) * popcount(weak & kingZone(us, scratch)) +
+                 plain(EVALKINGDANGER[3]) * (popcount(flankAttacks) + popcount(flankTwice)) +
+                 plain(EVALKINGDANGER[5]) +
+                 plain(EVALKINGDANGER[6]) * popcount(scratch.pinnedMen[us] & kingZone(us, scratch));
+    if (!position->pieceBB[QUEEN + them]) danger += plain(EVALKINGDANGER[4]);
 
     // A kind with a safe check counts once for it, the others' checks are unsafe ones.
     u64 unsafeChecks = 0;
-    if (queenChecks & safe) danger += EVALCHECKSAFEQUEEN;
+    if (queenChecks & safe) danger += plain(EVALCHECKSAFEQUEEN);
     if (rookChecks & safe)
-        danger += EVALCHECKSAFEROOK;
+        danger += plain(EVALCHECKSAFEROOK);
     else
         unsafeChecks |= rookChecks;
     if (bishopChecks & safe)
-        danger += EVALCHECKSAFEBISHOP;
+        danger += plain(EVALCHECKSAFEBISHOP);
     else
         unsafeChecks |= bishopChecks;
     if (knightChecks & safe)
-        danger += EVALCHECKSAFEKNIGHT;
+        danger += plain(EVALCHECKSAFEKNIGHT);
     else
         unsafeChecks |= knightChecks;
-    return danger + EVALKINGDANGER[2] * popcount(unsafeChecks & scratch.mobilityArea[them]);
+    return danger + plain(EVALKINGDANGER[2]) * popcount(unsafeChecks & scratch.mobilityArea[them]);
 }
 
 // The danger counts quadratically in the mid-game and linearly in the end-game.
@@ -1048,8 +1048,9 @@ combEval evalKing(const positionStruct* position, const evalScratch& scratch, Tr
     const int danger = kingDanger<us>(position, scratch);
     if (danger < 1) return sum;
     const u32 points = static_cast<u32>(danger);
-    const u32 transMg = static_cast<u32>(EVALKINGDANGERTRANSMG);
-    const u32 transEg = static_cast<u32>(EVALKINGDANGERTRANSEG);
+    // A tuner may step a divisor down to nothing.
+    const u32 transMg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
+    const u32 transEg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
     return sum + trace.note(termDanger, us,
                             -X(static_cast<int>(points * points / transMg),
                                static_cast<int>(points / transEg)));

@@ -78,3 +78,58 @@ const char* evalTermName(int term);
 
 /// Evaluates as evaluateN does, past the caches, and notes every term.
 evalTrace evaluateTraced(positionStruct* position);
+
+
+#ifdef QUILLON_TUNE
+
+// Tunable tables, writable in a tuning build; see eval.cpp for their meaning
+
+extern combEval pieceValue[6];
+extern combEval pieceSquareScore[6][NOFSQUARES];
+extern combEval EVALBISHOPPAIR;
+extern combEval EVALTEMPO;
+extern combEval EVALPAWNISOLATED[8];
+extern combEval EVALPAWNDOUBLED[8];
+extern combEval EVALPAWNBACKHALF[8];
+extern combEval EVALPAWNCONNECTED[8];
+extern combEval EVALPAWNNEIGHBOUR[8];
+extern combEval EVALPAWNPASSEDCANDIDATE[2][8];
+extern combEval EVALPAWNKSISOLATED;
+extern combEval EVALPAWNKSDOUBLED;
+extern combEval EVALPAWNKSBACKWARD;
+extern combEval EVALPAWNPASSED[2][2][8];
+extern combEval EVALPAWNPASSEDDISTOWN[8];
+extern combEval EVALPAWNPASSEDDISTOTHER[8];
+extern combEval EVALPAWNPASSEDPROMO[4];
+extern combEval EVALPINNED[8];
+extern combEval EVALPINNEDFREE[8];
+extern combEval EVALDISCOVERED[8];
+extern combEval EVALMOBILITYKNIGHT[12];
+extern combEval EVALMOBILITYBISHOP[16];
+extern combEval EVALMOBILITYROOK[16];
+extern combEval EVALMOBILITYQUEEN[28];
+extern combEval EVALOUTPOSTKNIGHT[2];
+extern combEval EVALOUTPOSTBISHOP[2];
+extern combEval EVALROOKONOPEN[2];
+extern combEval EVALKINGDIST[4];
+extern combEval EVALTEST;
+extern combEval EVALKINGATTWEIGHT[5];
+extern combEval EVALTHREADWEAKPAWN;
+extern combEval EVALTHREADMINORABPAWN;
+extern combEval EVALTHREADMINORABMINOR;
+extern combEval EVALTHREADMINORABMAJOR;
+extern combEval EVALTHREADROOKABLESS;
+extern combEval EVALTHREADQUEENABALL;
+extern combEval EVALTHREADOVERLOADED;
+extern combEval EVALTHREADPAWNPUSH;
+extern combEval EVALPAWNSHIELD[NOFSQUARES];
+extern combEval EVALKINGDANGER[7];
+extern combEval EVALCHECKSAFEQUEEN;
+extern combEval EVALCHECKSAFEROOK;
+extern combEval EVALCHECKSAFEBISHOP;
+extern combEval EVALCHECKSAFEKNIGHT;
+extern combEval EVALKINGDANGERTRANSMG;
+extern combEval EVALKINGDANGERTRANSEG;
+extern combEval EVALKINGNOPAWNONFILES[3];
+
+#endif

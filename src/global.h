@@ -114,7 +114,11 @@ struct combEval
 {
     i32 packed;
 
-    static constexpr combEval wrapped(u32 word) { return combEval{static_cast<i32>(word)}; }
+    combEval() = default;
+    /// A plain number, not a pair. Implicit, so that a tunable table of plain numbers is written
+    /// as such; `plain` reads it back.
+    constexpr combEval(i32 number) : packed(number) {}
+    static constexpr combEval wrapped(u32 word) { return combEval(static_cast<i32>(word)); }
     constexpr u32 word() const { return static_cast<u32>(packed); }
 
     constexpr combEval operator+(combEval other) const { return wrapped(word() + other.word()); }
@@ -147,6 +151,12 @@ constexpr int mgHalf(combEval score)
 constexpr int egHalf(combEval score)
 {
     return static_cast<i32>(score.word() + 32768U) >> 16;
+}
+
+/// The number in an element of a table of plain numbers.
+constexpr int plain(combEval number)
+{
+    return number.packed;
 }
 
 

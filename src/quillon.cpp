@@ -14,6 +14,7 @@
 #include "moveTable.h"
 #include "perft.h"
 #include "search.h"
+#include "texel.h"
 #include "uci.h"
 
 namespace
@@ -38,6 +39,28 @@ void runPerft(std::istream& words, console& state)
     testFenPosition(state.perftDepth, "current", 256, 4);
 }
 
+#ifdef QUILLON_TUNE
+/// Words behind `texel` are the names of the tables to tune, none means all.
+void runTexel(std::istream& words, console&)
+{
+    texelSelection.clear();
+    for (std::string name; words >> name;) texelSelection.push_back(name);
+    doTheTexel();
+}
+
+/// Sets the tables that are named to zeros.
+void zeroTables(std::istream& words, console&)
+{
+    for (std::string name; words >> name;)
+        if (!zeroTexelTable(name)) writeLine("No table is named " + name);
+}
+#else
+void runTexel(std::istream&, console&)
+{
+    doTheTexel();
+}
+#endif
+
 void showHelp(std::istream&, console&)
 {
     writeLine("supported UCI commands 'uci' 'ucinewgame' 'position' 'go' 'ponderhit' 'stop 'quit' "
@@ -59,8 +82,12 @@ constexpr commandRow commands[] = {
     {"isready",    [](std::istream&, console&)       { UCIisready(); }},
     {"rtest",      [](std::istream&, console&)       { checkMoveGenWithPerft(1); }},
     {"perft",      runPerft},
+    {"texel",      runTexel},
     {"showboard",  [](std::istream&, console&)       { writeText(boardToString(GPS)); }},
     {"help",       showHelp},
+#ifdef QUILLON_TUNE
+    {"zero",       zeroTables},
+#endif
 };
 // clang-format on
 

@@ -229,8 +229,8 @@ void setPositionG(std::string fen, positionStruct* position)
     std::string rights;
     std::string enPassant;
     stream >> men >> side >> rights >> enPassant;
-    if (rights.empty()) rights = "-";
-    if (enPassant.empty()) enPassant = "-";
+    if (rights.empty()) rights.assign(1, '-');
+    if (enPassant.empty()) enPassant.assign(1, '-');
 
     setMen(men, position);
     setState(side, rights, enPassant, position);

@@ -153,7 +153,8 @@ const std::vector<std::string>& manyPositions()
                 fen += letters.empty() ? "-" : letters;
                 const u8 pawn = board.ply(0).enPassantSquare;
                 const int behind = board->sideToMove == WHITE ? pawn + 8 : pawn - 8;
-                fen += pawn ? " " + squareToLA(static_cast<u8>(behind)) : " -";
+                fen += ' ';
+                fen += pawn ? squareToLA(static_cast<u8>(behind)) : "-";
                 fens.push_back(fen + " 0 1");
             }
         }

@@ -18,6 +18,7 @@
 #include "perft.h"
 #include "positions.h"
 #include "search.h"
+#include "texel.h"
 
 namespace
 {
@@ -197,6 +198,31 @@ void tableProbe(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(tableProbe);
+
+
+// Tuner
+
+/// One error of a training set; items are positions. The pool says "Lets go" once a thread.
+void tunerError(benchmark::State& state)
+{
+    const size_t count = static_cast<size_t>(state.range(0));
+    const int threads = static_cast<int>(state.range(1));
+    texelPositions.clear();
+    for (size_t i = 0; i < count; ++i)
+        texelPositions.push_back(
+            {std::string(benchPositions[i % std::size(benchPositions)]), 0.5, 0});
+    theTexelWorkForce.setNofWorkers(threads);
+    for (auto _ : state) benchmark::DoNotOptimize(theTexelWorkForce.calcTexelError());
+    state.SetItemsProcessed(state.iterations() * state.range(0));
+    theTexelWorkForce.setNofWorkers(0);
+    texelPositions.clear();
+    texelPositions.shrink_to_fit();
+}
+BENCHMARK(tunerError)
+    ->ArgsProduct({{10000, 100000, 700000}, {1, 2, 24}})
+    ->ArgNames({"positions", "threads"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 } // namespace
 

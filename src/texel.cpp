@@ -487,7 +487,8 @@ double calcOptimalK()
     {
         const double next = step / 10.0;
         // A new best moves the end of the scan on.
-        for (double candidate = best - step; candidate <= best + step; candidate += next)
+        double candidate = best - step;
+        while (candidate <= best + step)
         {
             K = candidate;
             const double error = theTexelWorkForce.calcTexelError();
@@ -499,6 +500,7 @@ double calcOptimalK()
                 minError = error;
                 best = candidate;
             }
+            candidate += next;
         }
         step = next;
     }

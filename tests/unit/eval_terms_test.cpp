@@ -218,8 +218,9 @@ TEST(PawnStructure, ABackwardPawnOnAHalfOpenFilePaysByFile)
                                    X(-10, -12), X(-14, -12), X(-14, -8),  X(-7, -4)};
     for (int file = 0; file < 8; ++file)
     {
-        const std::string board =
-            kingFarFrom(file) + "kd8 " + man('P', file, 2) + man('p', file ? file - 1 : 1, 4);
+        std::string board = kingFarFrom(file) + "kd8 ";
+        board += man('P', file, 2);
+        board += man('p', file ? file - 1 : 1, 4);
         EXPECT_EQ(whites(board, termPawnBackHalf), byFile[file]) << file;
         EXPECT_EQ(whites(board, termPawnKsBackward), none) << file;
     }

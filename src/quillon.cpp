@@ -87,6 +87,7 @@ constexpr commandRow commands[] = {
     {"help",       showHelp},
 #ifdef QUILLON_TUNE
     {"zero",       zeroTables},
+    {"fitk",       [](std::istream&, console&)       { fitTexelK(); }},
 #endif
 };
 // clang-format on

@@ -513,14 +513,26 @@ double calcOptimalK()
 
 // Coordinate descent
 
-void doTheTexel()
+namespace
+{
+
+/// Tables, positions and pool; false when there is no file.
+bool startTexel()
 {
     theWorkForce.endSearch();
     initBitboardConstants();
     initHashCodeTables();
-    if (readTexelPos() != 0) return;
+    if (readTexelPos() != 0) return false;
     nofTexelThreads = 24;
     theTexelWorkForce.setNofWorkers(nofTexelThreads);
+    return true;
+}
+
+} // namespace
+
+void doTheTexel()
+{
+    if (!startTexel()) return;
     writeLine("Starting texel tuning....");
     setTexelParameters();
     printTexelParameters();
@@ -575,3 +587,10 @@ void doTexelTuning()
     end << "Ending error " << theTexelWorkForce.calcTexelError() << " Minimum error " << minError;
     writeLine(end.str());
 }
+
+#ifdef QUILLON_TUNE
+void fitTexelK()
+{
+    if (startTexel()) K = calcOptimalK();
+}
+#endif

@@ -180,4 +180,8 @@ extern std::vector<std::string> texelSelection;
 /// table has this name.
 bool zeroTexelTable(const std::string& name);
 
+/// Reads the positions and sets K to the value that suits them and the present tables best. Scores
+/// of another K come out on another scale.
+void fitTexelK();
+
 #endif

@@ -154,7 +154,7 @@ class texelWorkForce
 
 extern texelWorkForce theTexelWorkForce;
 
-/// Scans for the K with the least error, in five levels down to steps of 0.0001, prints its way
+/// Scans for the K with the least error, in five levels down to steps of 0.00001, prints its way
 /// and returns the best. K is left at the last value tried.
 double calcOptimalK();
 

@@ -4,7 +4,10 @@
 // between two builds in one run; one absolute time says little on a shared machine.
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <memory>
 #include <random>
 #include <string>
@@ -71,6 +74,53 @@ void perftMiddlegame(benchmark::State& state)
     state.SetItemsProcessed(static_cast<int64_t>(leaves));
 }
 BENCHMARK(perftMiddlegame)->Unit(benchmark::kMillisecond);
+
+/// Keeps what the engine writes on the way out of the report.
+class silence
+{
+  public:
+    silence() : output(dup(STDOUT_FILENO))
+    {
+        std::fflush(stdout);
+        const int nowhere = open("/dev/null", O_WRONLY);
+        dup2(nowhere, STDOUT_FILENO);
+        close(nowhere);
+    }
+    ~silence()
+    {
+        std::fflush(stdout);
+        dup2(output, STDOUT_FILENO);
+        close(output);
+    }
+    silence(const silence&) = delete;
+    silence& operator=(const silence&) = delete;
+
+  private:
+    int output;
+};
+
+/// Leaves from the initial position; 0 threads stand for the counter of one thread, to which the
+/// others' items per second are the ratio.
+void perftThreads(benchmark::State& state)
+{
+    searcher start(fenStartPos);
+    const u32 threads = static_cast<u32>(state.range(0));
+    u64 leaves = 0;
+    const silence quiet;
+    for (auto _ : state)
+        leaves += threads ? perftMt(0, 6, &start.position, threads) : perft(0, 6, &start.position);
+    state.SetItemsProcessed(static_cast<int64_t>(leaves));
+}
+BENCHMARK(perftThreads)
+    ->Arg(0)
+    ->Arg(1)
+    ->Arg(2)
+    ->Arg(3)
+    ->Arg(24)
+    ->ArgName("threads")
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime();
 
 void makeAndUnmake(benchmark::State& state)
 {

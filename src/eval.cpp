@@ -14,11 +14,14 @@
 //   Threats               evalThreats
 //   King safety           evalShield, kingDanger, evalKing
 //   Evaluation by terms   evaluateTraced, evalTermName
+//   Tables in print       printPSTinFormatX
 
 #include "eval.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "general.h"
 #include "hash.h"
 #include "moveTable.h"
 
@@ -1094,4 +1097,22 @@ const char* evalTermName(int term)
     };
     // clang-format on
     return names[term];
+}
+
+
+// Tables in print
+
+void printPSTinFormatX()
+{
+    // The halves lie in memory as they would in two arrays, one behind the other; only a copy may
+    // be read as what they are not.
+    constexpr size_t half = std::size(pieceSquareScore) * NOFSQUARES;
+    i16 numbers[2 * half];
+    static_assert(sizeof numbers == sizeof pieceSquareScore);
+    std::memcpy(numbers, pieceSquareScore, sizeof numbers);
+    for (size_t piece = 0; piece < half; piece += NOFSQUARES)
+    {
+        printTableInFormatX(&numbers[piece], &numbers[half + piece]);
+        writeLine("");
+    }
 }

@@ -80,6 +80,14 @@ const char* evalTermName(int term);
 evalTrace evaluateTraced(positionStruct* position);
 
 
+// Tables in print
+
+/// Writes pieceSquareScore as two arrays of 16-bit numbers, mid-game and end-game, would be, six
+/// pieces one behind the other. The table is packed, so neighbouring halves come out as separate
+/// squares and the end-game array begins with the rook's: of use only to look at the memory.
+void printPSTinFormatX();
+
+
 #ifdef QUILLON_TUNE
 
 // Tunable tables, writable in a tuning build; see eval.cpp for their meaning

@@ -6,6 +6,8 @@
 
 #include <chrono>
 #include <cstdio>
+#include <iomanip>
+#include <sstream>
 
 
 // Output
@@ -88,22 +90,33 @@ namespace
 
 constexpr std::string_view gridBorder = "+---+---+---+---+---+---+---+---+\n";
 
-/// A grid of 8 by 8 cells with rank 8 at the top, `cell` giving the character of a square.
-template <typename Cell> std::string gridToString(Cell cell)
+/// Eight rows, rank 8 at the top and file a at the left; `cell` gives the text of a square.
+template <typename Cell> std::string rowsToString(Cell cell, std::string_view rowEnd)
 {
-    std::string text(gridBorder);
+    std::string text;
     for (int rank = 7; rank >= 0; --rank)
     {
-        for (int file = 0; file < 8; ++file)
-        {
-            text += "| ";
-            text += cell(rank * 8 + file);
-            text += ' ';
-        }
-        text += "|\n";
-        text += gridBorder;
+        for (int file = 0; file < 8; ++file) text += cell(rank * 8 + file);
+        text += rowEnd;
     }
     return text;
+}
+
+/// A grid of 8 by 8 cells, `cell` giving the character of a square.
+template <typename Cell> std::string gridToString(Cell cell)
+{
+    const std::string rowEnd = "|\n" + std::string(gridBorder);
+    return std::string(gridBorder) +
+           rowsToString([&](int square) { return std::string("| ") + cell(square) + ' '; }, rowEnd);
+}
+
+/// Writes all bitboards of a position by one of the two pictures.
+void showBitboards(const positionStruct* position, std::string (*toString)(u64))
+{
+    std::string text;
+    for (int i = 0; i < NOFPIECECODES; ++i)
+        text += "Bitboard " + std::to_string(i) + '\n' + toString(position->pieceBB[i]);
+    writeText(text);
 }
 
 } // namespace
@@ -116,4 +129,54 @@ std::string boardToString(const positionStruct* position)
             const u8 code = position->board[square];
             return code < fenLabelPieces.size() ? fenLabelPieces[code] : '?';
         });
+}
+
+std::string bitboardToStringL(u64 bitboard)
+{
+    return gridToString([bitboard](int square) { return bitboard & bit(square) ? '*' : ' '; });
+}
+
+std::string bitboardToStringS(u64 bitboard)
+{
+    return rowsToString([bitboard](int square) { return bitboard & bit(square) ? "1 " : ". "; },
+                        "\n");
+}
+
+void showBitboardsL(const positionStruct* position)
+{
+    showBitboards(position, bitboardToStringL);
+}
+
+void showBitboardsS(const positionStruct* position)
+{
+    showBitboards(position, bitboardToStringS);
+}
+
+void printBoard(const u8* board)
+{
+    writeLine(
+        rowsToString([board](int square) { return std::to_string(board[square]) + ','; }, "\n"));
+}
+
+void printTableInFormatX(const i16* first, const i16* second)
+{
+    for (int row = 0; row < 8; ++row)
+    {
+        std::ostringstream line;
+        for (int i = row * 8; i < row * 8 + 8; ++i)
+            line << "X(" << std::setw(4) << first[i] << ',' << std::setw(4) << second[i] << "), ";
+        writeLine(line.str());
+    }
+}
+
+
+// Counting bits
+
+u8 softwarePopcount(u64 bitboard)
+{
+    u64 x = bitboard;
+    x -= (x >> 1) & 0x5555555555555555;
+    x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);
+    x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0f;
+    return static_cast<u8>((x * 0x0101010101010101) >> 56);
 }

@@ -6,7 +6,8 @@
 //   Output                writeText, writeLine
 //   Clock                 now
 //   Notation              squareToLA, LAToSquare, moveToLA, PVToString
-//   Pictures              boardToString
+//   Pictures              boardToString, bitboardToStringL, showBitboardsL, printTableInFormatX
+//   Counting bits         softwarePopcount
 #pragma once
 
 #include <string>
@@ -61,3 +62,28 @@ std::string moveToString(const moveStruct* move, int indent);
 /// The board with rank 8 at the top: 17 lines, each with a line feed. A code that is no man's is
 /// shown as '?'.
 std::string boardToString(const positionStruct* position);
+
+// The rest is for a debugger: nothing in the engine calls it. Rank 8 is at the top, file a at the
+// left.
+
+/// A bitboard as a grid like the board's, with '*' for a set bit.
+std::string bitboardToStringL(u64 bitboard);
+
+/// A bitboard as eight rows of "1 " and ". ".
+std::string bitboardToStringS(u64 bitboard);
+
+/// Writes the bitboards of all piece codes by bitboardToStringL, or by bitboardToStringS.
+void showBitboardsL(const positionStruct* position);
+void showBitboardsS(const positionStruct* position);
+
+/// Writes 64 piece codes as numbers, and an empty line behind them.
+void printBoard(const u8* board);
+
+/// Writes two tables of 64 mid-game and end-game scores as one, in rows of X(mg,eg).
+void printTableInFormatX(const i16* first, const i16* second);
+
+
+// Counting bits
+
+/// Number of set bits, by sums of ever wider fields of the word; what popcount is checked against.
+u8 softwarePopcount(u64 bitboard);

@@ -1,12 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// Perft; see perft.h. Runs on the main thread with the generators and the makeMove of the search.
+// Perft; see perft.h. Runs with the generators and the makeMove of the search.
 
 #include "perft.h"
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <deque>
 #include <fstream>
+#include <functional>
+#include <mutex>
 #include <sstream>
+#include <thread>
+#include <vector>
 
 #include "general.h"
 #include "hash.h"
@@ -36,7 +43,11 @@ u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* posi
     return count;
 }
 
-u64 perft(u8 ply, i32 depth, positionStruct* position)
+namespace
+{
+
+/// Both counters: `reversed` takes the moves of each list from its end.
+template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     if (depth <= 0) return 1;
@@ -46,32 +57,125 @@ u64 perft(u8 ply, i32 depth, positionStruct* position)
     const u8 childPly = static_cast<u8>(ply + 1);
     u64 count = 0;
     perftGenerateMovesLegal(ply, here.moveListStart, position);
-    for (const moveStruct* move = here.moveListStart; move < here.moveListEnd; ++move)
+    const auto countBehind = [=, &count](const moveStruct* move)
     {
         makeMove(childPly, move, position, false);
-        count += perft(childPly, depth - 1, position);
+        count += countLeaves<reversed>(childPly, depth - 1, position);
         unmakeMove(childPly, move, position);
-    }
+    };
+    if constexpr (reversed)
+        for (const moveStruct* move = here.moveListEnd; move-- > here.moveListStart;)
+            countBehind(move);
+    else
+        for (const moveStruct* move = here.moveListStart; move < here.moveListEnd; ++move)
+            countBehind(move);
     return count;
+}
+
+} // namespace
+
+u64 perft(u8 ply, i32 depth, positionStruct* position)
+{
+    return countLeaves<false>(ply, depth, position);
 }
 
 u64 perftRev(u8 ply, i32 depth, positionStruct* position)
 {
-    plyStruct& here = position->plies[ply];
-    if (depth <= 0) return 1;
-    if (isPathFull(ply, position)) return 0;
-    if (depth == 1) return perftGenerateMovesLegalCount(ply, here.moveListStart, position);
+    return countLeaves<true>(ply, depth, position);
+}
 
-    const u8 childPly = static_cast<u8>(ply + 1);
-    u64 count = 0;
-    perftGenerateMovesLegal(ply, here.moveListStart, position);
-    for (const moveStruct* move = here.moveListEnd; move-- > here.moveListStart;)
+
+// Counting on several threads
+
+namespace
+{
+
+/// The pairs of a first and a second move below which the threads count, and what they have found.
+struct perftJobs
+{
+    std::mutex mtx;               // guards moves
+    std::deque<moveStruct> moves; // first and second move of each job, one behind the other
+    std::atomic<u64> total{0};
+    relaxed<u32> started = 0; // threads
+};
+
+/// Fills the jobs with every pair of moves from the root on.
+void makeJobs(perftJobs& jobs, positionStruct* position)
+{
+    plyStruct& root = position->plies[0];
+    plyStruct& next = position->plies[1];
+    perftGenerateMovesLegal(0, root.moveListStart, position);
+
+    // The second moves of a first one stand behind those of the one before. 218 lists of 218
+    // moves are more than the stack holds, but a list is not needed once its jobs are made.
+    moveStruct* const firstList = next.moveListStart;
+    const moveStruct* const stackEnd = root.moveListStart + MOVESTACKSIZE;
+    moveStruct* list = firstList;
+    for (const moveStruct* first = root.moveListStart; first < root.moveListEnd; ++first)
     {
-        if (!makeMove(childPly, move, position, false)) continue;
-        count += perftRev(childPly, depth - 1, position);
-        unmakeMove(childPly, move, position);
+        if (list >= stackEnd) list = firstList;
+        makeMove(1, first, position, false);
+        perftGenerateMovesLegal(1, list, position);
+        for (; list < next.moveListEnd; ++list)
+        {
+            jobs.moves.push_back(*first);
+            jobs.moves.push_back(*list);
+        }
+        unmakeMove(1, first, position);
     }
-    return count;
+}
+
+/// What one thread does: takes jobs until there is none and counts below them.
+void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
+{
+    positionStruct position = *root;
+    moveStruct stack[MOVESTACKSIZE + MOVESTACKSLACK];
+    for (const int ply : {0, 1, 2}) position.plies[ply].moveListStart = stack;
+
+    std::unique_lock<std::mutex> lock(jobs.mtx);
+    while (!jobs.moves.empty())
+    {
+        const moveStruct first = jobs.moves[0];
+        const moveStruct second = jobs.moves[1];
+        jobs.moves.erase(jobs.moves.begin(), jobs.moves.begin() + 2);
+        lock.unlock();
+
+        // Legal both, and not to be tested again: the pins of plies[1] are those behind the first
+        // move that came last when the jobs were made.
+        makeMove(1, &first, &position, false);
+        makeMove(2, &second, &position, false);
+        const u64 count =
+            jobs.started % 2 ? perft(2, depth - 2, &position) : perftRev(2, depth - 2, &position);
+        unmakeMove(2, &second, &position);
+        unmakeMove(1, &first, &position);
+        lock.lock();
+        jobs.total += count;
+    }
+}
+
+} // namespace
+
+u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
+{
+    if (depth < 3 || ply > 0) return perft(ply, depth, position);
+
+    perftJobs jobs;
+    const auto writeSize = [&jobs]
+    { writeLine("aantal elementen : " + std::to_string(jobs.moves.size())); };
+    writeSize();
+    makeJobs(jobs, position);
+    writeSize();
+
+    // Threads that have been started are joined also when a further one can't be.
+    const size_t wanted = std::min<size_t>(threads, jobs.moves.size());
+    std::vector<std::jthread> pool;
+    while (pool.size() < wanted)
+    {
+        pool.emplace_back(countJobs, std::ref(jobs), depth, position);
+        jobs.started = static_cast<u32>(pool.size());
+    }
+    for (std::jthread& thread : pool) thread.join();
+    return jobs.total;
 }
 
 

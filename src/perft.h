@@ -2,6 +2,10 @@
 //
 // Perft: counting the leaves of the legal move tree, which checks generators, legality, make and
 // unmake together against known counts. Every node is visited; there is no table.
+//
+//   Counters                      perft, perftRev, perftGenerateMovesLegal
+//   Counting on several threads   perftMt
+//   Commands                      checkMoveGenWithPerft, testFenPosition
 #pragma once
 
 #include <string>
@@ -23,6 +27,16 @@ void perftGenerateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position
 
 /// The number of legal moves; the list from `moves` is left in no useful state.
 u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* position);
+
+
+// Counting on several threads
+
+/// perft on `threads` threads of their own, 1 or more, at ply 0; none of them starts without a
+/// job, and 0 threads count nothing. A job is a pair of a first and a second move. Writes the
+/// number of moves in the list of jobs, two for each, while it is empty and when it is full.
+/// Another ply, or a depth below 3, is counted by perft. std::system_error when a thread can't be
+/// started.
+u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads);
 
 
 // Commands

@@ -9,6 +9,7 @@
 //   Node search           initLMRTable, alfabeta
 //   Quiescence            quiescence, quiescenceHash
 //   Root                  worker::searchRoot, boss::searchRoot
+//   Previous root search  worker::searchRootOld, boss::searchRootOld
 //   Threads               worker, workForce
 //   Time                  calcTimeParameters
 
@@ -1006,8 +1007,17 @@ struct aspirationWindow
         beta = wrap16(score + delta[0]);
     }
 
+    /// The null window above a score, with the same widenings.
+    aspirationWindow nullAbove(int score) const
+    {
+        aspirationWindow above(delta);
+        above.alpha = wrap16(score);
+        above.beta = wrap16(score + 1);
+        return above;
+    }
+
     /// Takes a score in; true when it lies within the window, else the window has been widened.
-    bool holds(i16 score)
+    bool holds(int score)
     {
         if (score <= alpha && alpha > -SCOREMATE)
         {
@@ -1016,6 +1026,12 @@ struct aspirationWindow
             alpha = failLow < OPEN ? wrap16(score - delta[failLow]) : i16{-SCOREMATE};
             return false;
         }
+        return holdsBelow(score);
+    }
+
+    /// The same where a score too low is as good as one within.
+    bool holdsBelow(int score)
+    {
         if (score >= beta && beta < SCOREMATE)
         {
             ++failHigh;
@@ -1033,13 +1049,14 @@ struct aspirationWindow
     }
 };
 
-/// The share of the soft budget that a move deserves, after an iteration of this instability.
-double nextTimeScale(double timeScale, int depth, int instability)
+/// The share of the soft budget that a move deserves, after an iteration of this instability or
+/// one whose best move has not changed.
+double nextTimeScale(double timeScale, int depth, int instability, bool isSettled)
 {
     double x = 1.0;
     if (depth >= 6)
     {
-        if (instability <= 1)
+        if (isSettled)
             x = timeScale * 0.9;
         else if (timeScale <= 1.0)
             x = instability * 0.2 + 1.0;
@@ -1089,18 +1106,19 @@ std::string selDepthText(const positionStruct* position)
 /// Cuts the line in the bestMove fields before the first move that is not legal. A walk that finds
 /// no exact entry at the root leaves pvLength as it was, over fields that the search has changed
 /// since: after an iteration that was stopped, or when another thread has written the root's
-/// entry. Uses the move lists, so the running iteration must be over.
+/// entry. Uses the move stack behind the root's list, so the running iteration must be over.
 void cutLineToLegal(positionStruct* position)
 {
+    moveStruct* const list = position->plies[0].moveListEnd;
     int length = 0;
     for (; length <= position->pvLength; ++length)
     {
         const u8 ply = static_cast<u8>(length);
         plyStruct& here = position->plies[ply];
         if (isPathFull(ply, position)) break;
-        generateMovesLegal(ply, here.moveListStart, position);
+        generateMovesLegal(ply, list, position);
         const bool isLegal =
-            std::any_of(here.moveListStart, here.moveListEnd,
+            std::any_of(list, here.moveListEnd,
                         [&here](moveStruct move) { return sameMove(move, here.bestMove); });
         if (!isLegal) break;
         makeMove(static_cast<u8>(ply + 1), &here.bestMove, position, false);
@@ -1108,123 +1126,138 @@ void cutLineToLegal(positionStruct* position)
     position->pvLength = static_cast<u8>(std::max(length - 1, 0));
     while (length-- > 0)
         unmakeMove(static_cast<u8>(length + 1), &position->plies[length].bestMove, position);
+    position->plies[0].moveListEnd = position->plies[1].moveListStart = list;
 }
 
-} // namespace
-
-/// Writes the line of an iteration.
-void worker::writeIteration(int depth, i16 score) const
+/// Iterative deepening: what is kept from one iteration to the next, and what each does before and
+/// behind the search of its moves. The owner chooses the depths and searches.
+class deepening
 {
-    writeLine("info score cp " + std::to_string(score) +
-              linesTail(depthText(depth) + selDepthText(position),
-                        " hashfull " + std::to_string(engine.hashFull), position));
-}
+  public:
+    int depth = 0; // of the iteration
+    aspirationWindow window;
+    positionStruct* const position;
+    boss* const reporter; // null in a helper
+    const int maxAhead = engine.nofThreads / 2;
 
-void worker::searchRoot()
-{
-    plyStruct& root = position->plies[0];
-    boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
-    const int row = id % 16;
-
-    // Step 1. A fresh root.
-    int searchDepthLimit = engine.depthLimit;
-    const u64 softCheckTime =
-        engine.targetTime < 1600 ? 100 : static_cast<u64>(engine.targetTime / 16);
-    position->nodesToClockCheck = engine.nodeCheckInterval;
-    root.killers[0] = root.killers[1] = EMPTYMOVE;
-    theWorkForce.timeIsUp = false;
-    generateMovesLegal(0, root.moveListStart, position);
-    position->rootDepthComplete = 1;
-    position->rootScore = -SCOREINFINITE;
-    position->rootDepth = 0;
-
-    const auto legalMoves = root.moveListEnd - root.moveListStart;
-    if (self && root.inCheck && legalMoves == 0)
+    /// Step 1. A fresh root, for the worker `id`. No line is written below `firstInfo`.
+    deepening(int id, boss* owner, positionStruct* searched, int firstInfo)
+        : window(aspMatrix[id % 16]), position(searched), reporter(owner), firstInfoDepth(firstInfo)
     {
-        theWorkForce.stopSearch = true;
-        writeLine("info score mate 0");
-        root.bestMove = EMPTYMOVE;
+        plyStruct& root = position->plies[0];
+        position->nodesToClockCheck = engine.nodeCheckInterval;
+        root.killers[0] = root.killers[1] = EMPTYMOVE;
+        theWorkForce.timeIsUp = false;
+    }
+
+    /// Lists the root's moves and notes the result that stands before the first iteration. Returns
+    /// false for a mated root.
+    bool listMoves(int resultDepth, i16 result)
+    {
+        plyStruct& root = position->plies[0];
+        generateMovesLegal(0, root.moveListStart, position);
+        depth = resultDepth;
+        score = result;
+        noteResult();
+
+        const auto legalMoves = root.moveListEnd - root.moveListStart;
+        if (legalMoves == 1) depthLimit = 3;
+        return legalMoves > 0 || !root.inCheck;
+    }
+
+    /// Leaves a mated root without a line.
+    void forgetLine() const
+    {
+        position->plies[0].bestMove = EMPTYMOVE;
         position->pvLength = 0;
         engine.elapsedTime = 1;
-        return;
     }
-    if (legalMoves == 1) searchDepthLimit = 3;
 
-    const int maxAhead = engine.nofThreads / 2;
-    aspirationWindow window(aspMatrix[row]);
-    double timeScale = 1.0;
-    bool goOn = true;
-    i16 score = -SCOREINFINITE;
-    int depth = 0;
-    do {
-        // Step 2. Choose the depth. Helpers jump over some, and leave a depth that enough others
-        // have begun.
-        ++depth;
-        if (!self)
-        {
-            if ((row + depth) % skipCnt[row] == 0) depth += skipAmount[row];
-            if (depth > MAXDEPTH - 1) depth = MAXDEPTH;
-            if (depth >= 9)
-            {
-                int ahead = 0;
-                for (const worker* other : theWorkForce.workers)
-                    if (other != this && other->currentDepth >= depth) ++ahead;
-                if (ahead > maxAhead) continue;
-            }
-        }
-        currentDepth = depth;
-
-        // Step 3. Search, with a wider window after each failure, until one holds.
+    /// Begins an iteration.
+    void begin()
+    {
         if (depth > 5) window.centre(score);
         window.failLow = window.failHigh = 0;
         position->rootBestChanges = 0;
-        while (!theWorkForce.stopSearch)
-        {
-            const i16 value = alfabeta(0, depth, window.alpha, window.beta, position, 2);
-            if (!window.holds(value)) continue;
-            if (theWorkForce.stopSearch) break;
-            position->rootScore = value;
-            if (self && depth >= FIRSTINFODEPTH)
-                putHashTableEntry(position->hashKey, root.bestMove, value, static_cast<i8>(depth),
-                                  boundExact, 0);
-            position->rootDepthComplete = 1;
-            position->rootDepth = static_cast<i16>(depth);
-            score = value;
-            break;
-        }
-        const int instability = window.instability(position->rootBestChanges);
+    }
+
+    /// Takes the score of an iteration that was not stopped.
+    void accept(i16 value)
+    {
+        score = value;
+        noteResult();
+        if (reporter && depth >= firstInfoDepth)
+            putHashTableEntry(position->hashKey, position->plies[0].bestMove, score,
+                              static_cast<i8>(depth), boundExact, 0);
+    }
+
+    /// How unsettled the iteration was.
+    int instability() const { return window.instability(position->rootBestChanges); }
+
+    /// Ends an iteration, accepted or not: lines and clocks.
+    void finish(bool isSettled)
+    {
         stampElapsedTime();
+        if (reporter && !report())
+            goOn = false;
+        else if (isToCheckClock())
+            checkClock(isSettled);
+    }
 
-        // Step 4. The boss reports; a proven mate ends the search.
-        if (self)
-        {
-            if (depth >= FIRSTINFODEPTH)
-            {
-                getPVFromHashTable(0, position, depth);
-                if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
-                if (!theWorkForce.stopSearch) self->storePonderCandidate();
-                writeIteration(depth, score);
-            }
-            if (isMateWithin(score, depth) && !theWorkForce.stopSearch)
-            {
-                writeLine("info score mate " + std::to_string(movesToMate(score)) +
-                          linesTail(depthText(depth), "", position));
-                if (!engine.infinite) break;
-            }
-        }
+    /// Whether another iteration follows.
+    bool goesOn() const { return goOn && depth < MAXDEPTH && !theWorkForce.stopSearch; }
 
-        // Step 5. Soft time check, by the boss and by the first helper past a depth.
-        if (engine.elapsedTime > softCheckTime && depth > theWorkForce.deepestDepth)
-            theWorkForce.deepestDepth = depth;
-        else if (!self)
-            continue;
-        if (searchDepthLimit)
+    /// Ends the search, for all threads.
+    static void close()
+    {
+        stampElapsedTime();
+        theWorkForce.stopSearch = true;
+    }
+
+  private:
+    /// Makes the present score this searcher's result.
+    void noteResult() const
+    {
+        position->rootScore = score;
+        position->rootDepthComplete = 1;
+        position->rootDepth = static_cast<i16>(depth);
+    }
+
+    /// Step 4. The boss reports; a proven mate ends the search, and the answer is false.
+    bool report() const
+    {
+        if (depth >= firstInfoDepth)
         {
-            if (depth >= searchDepthLimit) goOn = false;
+            getPVFromHashTable(0, position, depth);
+            if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
+            if (!theWorkForce.stopSearch) reporter->storePonderCandidate();
+            writeLine("info score cp " + std::to_string(score) +
+                      linesTail(depthText(depth) + selDepthText(position),
+                                " hashfull " + std::to_string(engine.hashFull), position));
         }
+        if (!isMateWithin(score, depth) || theWorkForce.stopSearch) return true;
+        writeLine("info score mate " + std::to_string(movesToMate(score)) +
+                  linesTail(depthText(depth), "", position));
+        return engine.infinite;
+    }
+
+    /// Step 5. Soft time check, by the boss and by the first searcher past a depth, which takes its
+    /// turn by asking.
+    bool isToCheckClock() const
+    {
+        if (engine.elapsedTime <= softCheckTime || depth <= theWorkForce.deepestDepth)
+            return reporter != nullptr;
+        theWorkForce.deepestDepth = depth;
+        return true;
+    }
+
+    void checkClock(bool isSettled)
+    {
+        if (depthLimit)
+            goOn = depth < depthLimit;
         else
         {
-            timeScale = nextTimeScale(timeScale, depth, instability);
+            timeScale = nextTimeScale(timeScale, depth, instability(), isSettled);
             const float elapsed =
                 static_cast<float>(static_cast<u64>(engine.elapsedTime)) * engine.timeFactor;
             if (static_cast<double>(elapsed) > engine.targetTime * timeScale)
@@ -1232,10 +1265,68 @@ void worker::searchRoot()
             goOn = theWorkForce.ponderSearch || !theWorkForce.timeIsUp;
         }
         if (engine.infinite) goOn = true;
-    } while (goOn && depth < MAXDEPTH && !theWorkForce.stopSearch);
+    }
 
-    stampElapsedTime();
-    theWorkForce.stopSearch = true;
+    const int firstInfoDepth;
+    const u64 softCheckTime =
+        engine.targetTime < 1600 ? 100 : static_cast<u64>(engine.targetTime / 16);
+    int depthLimit = engine.depthLimit; // 0 none, 3 for an only move
+    i16 score = -SCOREINFINITE;
+    double timeScale = 1.0;
+    bool goOn = true;
+};
+
+} // namespace
+
+/// How many other workers have begun a depth.
+int worker::othersAt(int depth) const
+{
+    int count = 0;
+    for (const worker* other : theWorkForce.workers)
+        if (other != this && other->currentDepth >= depth) ++count;
+    return count;
+}
+
+void worker::searchRoot()
+{
+    // Step 1. A fresh root.
+    boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
+    deepening run(id, self, position, FIRSTINFODEPTH);
+    if (!run.listMoves(0, -SCOREINFINITE) && self)
+    {
+        theWorkForce.stopSearch = true;
+        writeLine("info score mate 0");
+        run.forgetLine();
+        return;
+    }
+
+    const int row = id % 16;
+    do {
+        // Step 2. Choose the depth. Helpers jump over some, and leave a depth that enough others
+        // have begun.
+        ++run.depth;
+        if (!self)
+        {
+            if ((row + run.depth) % skipCnt[row] == 0) run.depth += skipAmount[row];
+            if (run.depth > MAXDEPTH - 1) run.depth = MAXDEPTH;
+            if (run.depth >= 9 && othersAt(run.depth) > run.maxAhead) continue;
+        }
+        currentDepth = run.depth;
+
+        // Step 3. Search, with a wider window after each failure, until one holds.
+        run.begin();
+        while (!theWorkForce.stopSearch)
+        {
+            const i16 value =
+                alfabeta(0, run.depth, run.window.alpha, run.window.beta, position, 2);
+            if (!run.window.holds(value)) continue;
+            if (!theWorkForce.stopSearch) run.accept(value);
+            break;
+        }
+
+        run.finish(run.instability() <= 1);
+    } while (run.goesOn());
+    run.close();
 }
 
 void boss::initPonderCandidate()
@@ -1274,12 +1365,15 @@ const worker* boss::chooseBest() const
     return best;
 }
 
-void boss::searchRoot()
+void boss::wakeHelpers()
 {
     initPonderCandidate();
     for (worker* helper : theWorkForce.workers)
         if (helper != this) helper->startWorking();
-    worker::searchRoot();
+}
+
+void boss::writeResult()
+{
     theWorkForce.timeIsUp = true;
     theWorkForce.stopSearch = true;
     for (worker* helper : theWorkForce.workers)
@@ -1301,6 +1395,142 @@ void boss::searchRoot()
     std::string line = "bestmove " + moveToLA(&move, result->sideToMove);
     if (moveWord(ponder)) line += " ponder " + moveToLA(&ponder, result->sideToMove ^ 1);
     writeLine(line);
+}
+
+void boss::searchRoot()
+{
+    wakeHelpers();
+    worker::searchRoot();
+    writeResult();
+}
+
+
+// Previous root search
+//
+// The root as a loop over a list of moves that lives as long as the search, ordered by what each
+// move has cost, where the present one leaves the root to alfabeta. Nothing runs it; it stands
+// ready for comparisons.
+
+namespace
+{
+
+constexpr int FIRSTINFODEPTHOLD = 11;
+constexpr u8 BESTMOVEMARK = 255;      // score byte of a move that has been best in an iteration
+constexpr u64 LARGESTNODESHARE = 254; // of one that has not
+
+/// The nodes that a searcher has visited.
+u64 nodesOf(const positionStruct* position)
+{
+    return position->nodes + position->qNodes;
+}
+
+/// Searches the root's moves one depth on: the first with the aspiration window, each other with a
+/// null window above the best score so far. Moves that were best come to the head of the list,
+/// the last one first; the score byte of the others becomes their nodes in 128ths of the first
+/// move's. Returns false when stopped, and when there is no move.
+bool searchRootMoves(deepening& run, int& best)
+{
+    positionStruct* const position = run.position;
+    plyStruct& root = position->plies[0];
+    const u8 us = position->sideToMove;
+    const u8 enemyKing = kingSquareOf(us ^ 1, position);
+    u64 nodeUnit = 1;
+
+    for (moveStruct* cursor = root.moveListStart; cursor < root.moveListEnd; ++cursor)
+    {
+        const bool isFirst = cursor == root.moveListStart;
+        const u64 nodesBefore = nodesOf(position);
+        aspirationWindow above = run.window.nullAbove(best);
+        aspirationWindow& window = isFirst ? run.window : above;
+
+        root.currentMove = *cursor;
+        makeMove(1, cursor, position, false);
+        position->plies[1].inCheck = isSquareAttacked(enemyKing, us, position);
+        int value = 0;
+        for (bool holds = false; !holds && !theWorkForce.stopSearch;)
+        {
+            value = searchChild(1, run.depth - 1, window.alpha, window.beta, position);
+            holds = isFirst ? window.holds(value) : window.holdsBelow(value);
+        }
+        unmakeMove(1, cursor, position);
+        if (theWorkForce.stopSearch) return false;
+
+        const u64 nodes = nodesOf(position) - nodesBefore;
+        if (isFirst)
+            nodeUnit = std::max<u64>(nodes >> 7, 1);
+        else if (value <= best)
+        {
+            cursor->score = static_cast<u8>(std::min(nodes / nodeUnit, LARGESTNODESHARE));
+            continue;
+        }
+
+        best = value;
+        cursor->score = position->board[cursor->from];
+        root.bestMove = *cursor;
+        putHashTableEntry(position->hashKey, root.bestMove, static_cast<i16>(best),
+                          static_cast<i8>(run.depth), boundExact, 0);
+        ++position->rootBestChanges;
+        position->rootDepth = static_cast<i16>(run.depth);
+        position->rootDepthComplete = 0;
+        cursor->score = BESTMOVEMARK;
+        std::rotate(root.moveListStart, cursor, cursor + 1);
+    }
+    return root.moveListStart < root.moveListEnd;
+}
+
+/// Sorts a list by its score bytes, the highest first, by insertion: equal ones stay in order.
+void sortByScore(moveStruct* first, moveStruct* end)
+{
+    const auto isHigher = [](moveStruct a, moveStruct b) { return a.score > b.score; };
+    for (moveStruct* move = first; move < end; ++move)
+        std::rotate(std::upper_bound(first, move, *move, isHigher), move, move + 1);
+}
+
+} // namespace
+
+void worker::searchRootOld()
+{
+    // Step 1. A fresh root, worth at first what its captures make of it. A mated one is answered
+    // and then searched like any other.
+    boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
+    deepening run(id, self, position, FIRSTINFODEPTHOLD);
+    const i16 quietScore = quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, position);
+    if (!run.listMoves(1, quietScore))
+    {
+        writeText("info score mate 0\nbestmove a1a1\n");
+        run.forgetLine();
+    }
+
+    const plyStruct& root = position->plies[0];
+    const u32 period = engine.nofThreads > 4 ? 6 : 3;
+    do {
+        // Step 2. Helpers take turns in leaving a depth out, another one in each search.
+        ++run.depth;
+        if (!self)
+        {
+            const int counter = run.depth - 2; // iterations begun before this one
+            if ((static_cast<u32>(id + counter + 1) + hashHartBeat / 2) % period == 0) continue;
+            if (counter >= 9 && engine.nofThreads >= 5 && othersAt(counter + 1) > run.maxAhead)
+                continue;
+        }
+        currentDepth = run.depth;
+
+        // Step 3. Search the moves and order them for the next iteration.
+        run.begin();
+        int best = 0;
+        if (searchRootMoves(run, best)) run.accept(static_cast<i16>(best));
+        sortByScore(root.moveListStart, root.moveListEnd);
+
+        run.finish(position->rootBestChanges == 1);
+    } while (run.goesOn());
+    run.close();
+}
+
+void boss::searchRootOld()
+{
+    wakeHelpers();
+    worker::searchRootOld();
+    writeResult();
 }
 
 

@@ -120,6 +120,10 @@ class worker
     /// Searches `position` by iterative deepening. When it returns, stopSearch is set.
     virtual void searchRoot();
 
+    /// The same with the previous root search, which nothing runs: a loop over the root's moves
+    /// that keeps their list, ordered by their nodes, and writes lines from depth 11 on.
+    virtual void searchRootOld();
+
     /// The thread's main loop: park, wait to be woken, search.
     void atTheOffice();
 
@@ -150,7 +154,7 @@ class worker
     evalHashTableStruct evalHash{};
 
   private:
-    void writeIteration(int depth, i16 score) const;
+    int othersAt(int depth) const;
 };
 
 /// The worker that starts the others, waits for them and prints the result.
@@ -163,6 +167,9 @@ class boss : public worker
     /// Runs a whole search of the pool and writes "bestmove".
     void searchRoot() override;
 
+    /// The same, this thread by the previous root search; woken helpers run theirs as ever.
+    void searchRootOld() override;
+
     /// The ponder candidate: the move expected behind a best move, from the last line walked.
     void initPonderCandidate();
     void storePonderCandidate();
@@ -171,7 +178,9 @@ class boss : public worker
     moveStruct getPonderCandidate(moveStruct move) const;
 
   private:
+    void wakeHelpers();
     const worker* chooseBest() const;
+    void writeResult();
 
     moveStruct ponderFirst = EMPTYMOVE;
     moveStruct ponderSecond = EMPTYMOVE;

@@ -7,124 +7,11 @@
 #include <cstring>
 #include <sstream>
 
-#include "support.h"
+#include "root_support.h"
 #include "uci.h"
 
 namespace
 {
-
-/// A boss whose inner state shows.
-class OpenBoss : public boss
-{
-  public:
-    using worker::currentDepth;
-    using worker::position;
-};
-
-/// A helper whose inner state shows.
-class OpenWorker : public worker
-{
-  public:
-    using worker::currentDepth;
-    using worker::position;
-    using worker::worker;
-
-    static i32 idOf(const worker* any) { return any->*(&OpenWorker::id); }
-    static const positionStruct* positionOf(const worker* any)
-    {
-        return any->*(&OpenWorker::position);
-    }
-};
-
-/// A helper that claims a result at once.
-class Claimant : public OpenWorker
-{
-  public:
-    Claimant(int place, moveStruct bestMove) : OpenWorker(place), claimed(bestMove) {}
-    void searchRoot() override
-    {
-        position->rootDepth = 60;
-        position->rootDepthComplete = 1;
-        position->rootScore = 31000;
-        position->plies[0].bestMove = claimed;
-        position->pvLength = 0;
-    }
-
-  private:
-    moveStruct claimed;
-};
-
-/// A pool of chosen searchers, which run on the thread of the test, without any limit but those
-/// that a test sets.
-class RootSteps : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        theWorkForce.setNofWorkers(0);
-        pool = new OpenBoss;
-        theWorkForce.workers.push_back(pool);
-        clearHashTable();
-        engine.nofThreads = 1;
-        liftLimits();
-    }
-
-    void TearDown() override
-    {
-        theWorkForce.setNofWorkers(0);
-        theWorkForce.setNofWorkers(1);
-        engine.nofThreads = 1;
-        liftLimits();
-    }
-
-    static void liftLimits()
-    {
-        theWorkForce.stopSearch = false;
-        theWorkForce.ponderSearch = false;
-        theWorkForce.timeIsUp = false;
-        theWorkForce.deepestDepth = 0;
-        engine.infinite = false;
-        engine.depthLimit = 0;
-        engine.moveTime = 0;
-        engine.nodeCheckInterval = 4096;
-        engine.timeFactor = 1.0F;
-        engine.targetTime = 1000000000;
-        engine.maxTime = 1000000000;
-        engine.startTime = static_cast<u64>(now());
-    }
-
-    /// Lets helpers, too, look at the limits behind each depth.
-    static void openSoftClock()
-    {
-        engine.startTime = static_cast<u64>(now() - 100000);
-        engine.targetTime = 0;
-    }
-
-    /// What a whole search of the pool writes.
-    std::string lines(Board& board)
-    {
-        for (worker* each : theWorkForce.workers) each->setPosition(board.get());
-        testing::internal::CaptureStdout();
-        pool->searchRoot();
-        std::fflush(stdout);
-        return testing::internal::GetCapturedStdout();
-    }
-
-    OpenBoss* pool = nullptr;
-};
-
-const std::string start{fenStartPos};
-const std::string stalemated = "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1";
-const std::string mateInOne = "6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 1";
-
-/// A line of a text by its place from the end, 1 the last; empty when there are too few.
-std::string lineFromEnd(const std::string& text, size_t place)
-{
-    std::istringstream stream(text);
-    std::vector<std::string> all;
-    for (std::string line; std::getline(stream, line);) all.push_back(line);
-    return place <= all.size() ? all[all.size() - place] : "";
-}
 
 /// Budgets of white in the initial position, at a progress of the game.
 std::pair<int, int> budgets(int time, int movesToGo, int gamePly)
@@ -142,6 +29,59 @@ std::pair<int, int> budgets(int time, int movesToGo, int gamePly)
     engine.movesToGoGiven = false;
     return {engine.targetTime, engine.maxTime};
 }
+
+class RootWindows : public RootSteps
+{
+  protected:
+    /// All scores stand in the table. White's first move is a draw up to the last but one depth; at
+    /// the last black has six answers of rising value, each just enough to fail low once more: 15
+    /// at first, then the widenings 35, 40, 80 and 160 beyond the last. The sixth answer is worth
+    /// more than any further step would bear, so if it cuts off, the window was not open. Kings and
+    /// pawns: nothing cuts off before the moves. Returns the weights of the answers' cut-offs.
+    std::vector<u32> failLowSixTimes(int lastDepth, void (boss::*search)())
+    {
+        constexpr int worths[] = {15, 50, 90, 170, 330, 2000};
+        Board board("4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        liftLimits();
+        clearHashTable();
+        positionStruct* const position = board.get();
+        std::vector<moveStruct> answers;
+        const std::vector<moveStruct> moves = board.legalMoves();
+        for (size_t i = 0; i < moves.size(); ++i)
+        {
+            makeMove(1, &moves[i], position, false);
+            putHashTableEntry(position->hashKey, EMPTYMOVE, i == 0 ? 0 : 5000,
+                              static_cast<i8>(i == 0 ? lastDepth - 2 : 127), boundExact, 1);
+            if (i == 0)
+            {
+                generateMovesLegal(1, board.ply(1).moveListStart, position);
+                answers.assign(board.ply(1).moveListStart, board.ply(1).moveListEnd);
+                for (size_t k = 0; k < answers.size(); ++k)
+                {
+                    makeMove(2, &answers[k], position, false);
+                    const int worth = k < 6 ? worths[k] : -5000;
+                    putHashTableEntry(position->hashKey, EMPTYMOVE, static_cast<i16>(-worth), 127,
+                                      boundExact, 2);
+                    unmakeMove(2, &answers[k], position);
+                }
+            }
+            unmakeMove(1, &moves[i], position);
+        }
+
+        engine.depthLimit = lastDepth;
+        lines(board, search);
+        EXPECT_EQ(pool->position->rootDepth, lastDepth);
+        EXPECT_EQ(pool->position->rootScore, -2000);
+        std::vector<u32> weights;
+        for (size_t k = 0; k < 6; ++k)
+        {
+            const moveStruct answer = answers.at(k);
+            weights.push_back(
+                pool->position->historyGood[position->board[answer.from] - PAWN][answer.to]);
+        }
+        return weights;
+    }
+};
 
 } // namespace
 
@@ -289,52 +229,16 @@ TEST_F(RootSteps, NeitherAMateNorAClockEndsAnInfiniteSearchBeforeDepth127)
     EXPECT_EQ(pool->currentDepth, 1) << "else the mate ends it";
 }
 
-TEST_F(RootSteps, TheFifthFailLowOfADepthOpensTheWindowBelow)
+TEST_F(RootWindows, TheFifthFailLowOfADepthOpensTheWindowBelow)
 {
-    // All scores stand in the table. White's first move is a draw as far as depth 5; then black
-    // has six answers of rising value, each just enough to fail low once more: 15 at first, then
-    // the widenings 35, 40, 80 and 160 beyond the last. The sixth answer is worth more than
-    // any further step would bear, so if it cuts off, the window was not open. Kings and pawns:
-    // nothing cuts off before the moves.
-    constexpr int worths[] = {15, 50, 90, 170, 330, 2000};
-    Board board("4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1");
-    positionStruct* const position = board.get();
-    std::vector<moveStruct> answers;
-    const std::vector<moveStruct> moves = board.legalMoves();
-    for (size_t i = 0; i < moves.size(); ++i)
-    {
-        makeMove(1, &moves[i], position, false);
-        putHashTableEntry(position->hashKey, EMPTYMOVE, i == 0 ? 0 : 5000,
-                          static_cast<i8>(i == 0 ? 4 : 127), boundExact, 1);
-        if (i == 0)
-        {
-            generateMovesLegal(1, board.ply(1).moveListStart, position);
-            answers.assign(board.ply(1).moveListStart, board.ply(1).moveListEnd);
-            for (size_t k = 0; k < answers.size(); ++k)
-            {
-                makeMove(2, &answers[k], position, false);
-                const int worth = k < 6 ? worths[k] : -5000;
-                putHashTableEntry(position->hashKey, EMPTYMOVE, static_cast<i16>(-worth), 127,
-                                  boundExact, 2);
-                unmakeMove(2, &answers[k], position);
-            }
-        }
-        unmakeMove(1, &moves[i], position);
-    }
-    ASSERT_GT(answers.size(), 6U);
+    for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
+        EXPECT_EQ(failLowSixTimes(6, search), (std::vector<u32>{25, 25, 25, 25, 25, 0}));
+}
 
-    engine.depthLimit = 6;
-    pool->setPosition(position);
-    pool->worker::searchRoot();
-    EXPECT_EQ(pool->position->rootDepth, 6);
-    EXPECT_EQ(pool->position->rootScore, -2000);
-    for (size_t k = 0; k < 6; ++k)
-    {
-        const moveStruct answer = answers[k];
-        EXPECT_EQ(pool->position->historyGood[position->board[answer.from] - PAWN][answer.to],
-                  k < 5 ? 25U : 0U)
-            << "cut-offs of answer " << k;
-    }
+TEST_F(RootWindows, UpToDepth5TheWindowIsTheWholeScale)
+{
+    for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
+        EXPECT_EQ(failLowSixTimes(5, search), std::vector<u32>(6, 0));
 }
 
 TEST_F(RootSteps, ALineOfOneMoveGivesNoPonderMove)

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+//
+// The dumps for a debugger: each with its whole text.
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+
+#include "piece_square_expected.h"
+#include "support.h"
+
+namespace
+{
+
+/// What a function writes.
+template <typename Function> std::string written(Function function)
+{
+    testing::internal::CaptureStdout();
+    function();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+const std::string border = "+---+---+---+---+---+---+---+---+\n";
+const std::string emptyGridRow = "|   |   |   |   |   |   |   |   |\n" + border;
+const std::string emptyRow = ". . . . . . . . \n";
+
+std::string repeated(const std::string& text, int times)
+{
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+}
+
+} // namespace
+
+TEST(Dumps, TheLargeBitboardIsAGridWithRank8AtTheTop)
+{
+    EXPECT_EQ(bitboardToStringL(squares("a8 d8 h7 a1 b1")),
+              border + "| * |   |   | * |   |   |   |   |\n" + border +
+                  "|   |   |   |   |   |   |   | * |\n" + border + repeated(emptyGridRow, 5) +
+                  "| * | * |   |   |   |   |   |   |\n" + border);
+    EXPECT_EQ(bitboardToStringL(0), border + repeated(emptyGridRow, 8));
+}
+
+TEST(Dumps, TheSmallBitboardOfA1HasItsBitAtTheStartOfTheLastRow)
+{
+    EXPECT_EQ(bitboardToStringS(1), repeated(emptyRow, 7) + "1 . . . . . . . \n");
+    EXPECT_EQ(bitboardToStringS(squares("h8 c7 e4")), ". . . . . . . 1 \n"
+                                                      ". . 1 . . . . . \n"
+                                                      ". . . . . . . . \n"
+                                                      ". . . . . . . . \n"
+                                                      ". . . . 1 . . . \n"
+                                                      ". . . . . . . . \n"
+                                                      ". . . . . . . . \n"
+                                                      ". . . . . . . . \n");
+    EXPECT_EQ(bitboardToStringS(~0ULL), repeated("1 1 1 1 1 1 1 1 \n", 8));
+}
+
+TEST(Dumps, AllFourteenBitboardsAreShownInTheOrderOfTheirCodes)
+{
+    // White: king e1, rook a1. Black: king e8, pawn h7.
+    Board board("4k3/7p/8/8/8/8/8/R3K3 w - - 0 1");
+    const u64 expected[14] = {
+        squares("a1 e1"), squares("e8 h7"), 0, squares("h7"), 0, 0, 0, 0, squares("a1"), 0, 0, 0,
+        squares("e1"),    squares("e8")};
+    std::string large;
+    std::string small;
+    for (int i = 0; i < 14; ++i)
+    {
+        const std::string title = "Bitboard " + std::to_string(i) + "\n";
+        large += title + bitboardToStringL(expected[i]);
+        small += title + bitboardToStringS(expected[i]);
+    }
+    EXPECT_EQ(written([&] { showBitboardsL(board.get()); }), large);
+    EXPECT_EQ(written([&] { showBitboardsS(board.get()); }), small);
+}
+
+TEST(Dumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineBehind)
+{
+    Board board(std::string{fenStartPos});
+    EXPECT_EQ(written([&] { printBoard(board->board); }), "9,5,7,11,13,7,5,9,\n"
+                                                          "3,3,3,3,3,3,3,3,\n"
+                                                          "0,0,0,0,0,0,0,0,\n"
+                                                          "0,0,0,0,0,0,0,0,\n"
+                                                          "0,0,0,0,0,0,0,0,\n"
+                                                          "0,0,0,0,0,0,0,0,\n"
+                                                          "2,2,2,2,2,2,2,2,\n"
+                                                          "8,4,6,10,12,6,4,8,\n"
+                                                          "\n");
+}
+
+TEST(Dumps, ATableIsPrintedInRowsOfPairsFourWideAndWiderWhereNeeded)
+{
+    i16 first[64] = {1, -2, 30, -400, 5000, -32768};
+    i16 second[64] = {-1, 12, 345, 6789, 0, 32767};
+    first[63] = 7;
+    second[56] = -8;
+    const std::string zero = "X(   0,   0), ";
+    const std::string zeros = repeated(zero, 8) + "\n";
+    EXPECT_EQ(written([&] { printTableInFormatX(first, second); }),
+              "X(   1,  -1), X(  -2,  12), X(  30, 345), X(-400,6789), X(5000,   0), "
+              "X(-32768,32767), X(   0,   0), X(   0,   0), \n" +
+                  repeated(zeros, 6) + "X(   0,  -8), " + repeated(zero, 6) + "X(   7,   0), \n");
+}
+
+TEST(Dumps, ThePackedSquareTableIsPrintedAsTwoArraysOfItsHalves)
+{
+    // The first pairs are the halves of the pawn's and of the rook's a8 to d8: 0,0 four times, and
+    // -18,27  -4,21  -25,25  -2,20, each upper half one less for the borrow of the lower one.
+    const std::string text = written(printPSTinFormatX);
+    EXPECT_EQ(text.substr(0, text.find('\n')),
+              "X(   0, -18), X(   0,  26), X(   0,  -4), X(   0,  20), "
+              "X(   0, -25), X(   0,  24), X(   0,  -2), X(   0,  19), ");
+
+    std::vector<int> halves;
+    for (const auto& table : expectedPieceSquare)
+        for (const expectedHalves& entry : table)
+        {
+            halves.push_back(entry.mg);
+            halves.push_back(entry.mg < 0 ? entry.eg - 1 : entry.eg);
+        }
+    ASSERT_EQ(halves.size(), 768U);
+    const auto padded = [](int number)
+    {
+        const std::string digits = std::to_string(number);
+        return std::string(4 - std::min<size_t>(digits.size(), 4), ' ') + digits;
+    };
+    std::string expected;
+    for (size_t i = 0; i < 384; ++i)
+    {
+        expected += "X(" + padded(halves[i]) + ',' + padded(halves[384 + i]) + "), ";
+        if (i % 8 == 7) expected += '\n';
+        if (i % 64 == 63) expected += '\n';
+    }
+    EXPECT_EQ(text, expected);
+}
+
+TEST(Dumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
+{
+    std::mt19937_64 random(5);
+    for (int i = 0; i < 1000; ++i)
+    {
+        // Dense, sparse and even words.
+        u64 word = random();
+        if (i % 3 == 1) word &= random() & random();
+        if (i % 3 == 2) word |= random() | random();
+        int bits = 0;
+        for (int n = 0; n < 64; ++n) bits += static_cast<int>(word >> n & 1);
+        EXPECT_EQ(softwarePopcount(word), bits);
+    }
+    EXPECT_EQ(softwarePopcount(0), 0);
+    EXPECT_EQ(softwarePopcount(~0ULL), 64);
+    for (int n = 0; n < 64; ++n) EXPECT_EQ(softwarePopcount(1ULL << n), 1);
+}

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+//
+// Counting on several threads, against the counters of one thread and against known counts.
+
+#include <algorithm>
+#include <memory>
+
+#include "support.h"
+
+namespace
+{
+
+/// A count and what was written on the way.
+struct counted
+{
+    u64 leaves;
+    std::string text;
+};
+
+counted countMt(positionStruct* position, i32 depth, u32 threads)
+{
+    testing::internal::CaptureStdout();
+    const u64 leaves = perftMt(0, depth, position, threads);
+    std::fflush(stdout);
+    return {leaves, testing::internal::GetCapturedStdout()};
+}
+
+/// The two lines of a list of jobs that has grown to this size.
+std::string linesOf(u64 jobMoves)
+{
+    return "aantal elementen : 0\naantal elementen : " + std::to_string(jobMoves) + "\n";
+}
+
+const std::string start{fenStartPos};
+const std::string middlegame =
+    "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1";
+
+} // namespace
+
+TEST(PerftMt, OneThreadAndManyGiveTheKnownCounts)
+{
+    for (const u32 threads : {1U, 2U, 3U, 24U})
+    {
+        Board first(start);
+        EXPECT_EQ(countMt(first.get(), 3, threads).leaves, 8902U) << threads;
+        EXPECT_EQ(countMt(first.get(), 4, threads).leaves, 197281U) << threads;
+        Board second(middlegame);
+        EXPECT_EQ(countMt(second.get(), 3, threads).leaves, 97862U) << threads;
+    }
+}
+
+TEST(PerftMt, TwentyPositionsCountAsTheCountersOfOneThreadDo)
+{
+    const std::vector<std::string>& positions = manyPositions();
+    for (size_t i = 0; i < 20; ++i)
+    {
+        const std::string& fen = positions[i * 10];
+        Board board(fen);
+        const u64 expected = perft(0, 3, board.get());
+        ASSERT_EQ(perftRev(0, 3, board.get()), expected) << fen;
+        for (const u32 threads : {1U, 2U, 3U, 24U})
+            EXPECT_EQ(countMt(board.get(), 3, threads).leaves, expected) << fen << ' ' << threads;
+    }
+}
+
+TEST(PerftMt, TheListOfJobsIsWrittenEmptyAndFull)
+{
+    // Two entries for each of 20 x 20 and of 2039 pairs.
+    Board first(start);
+    EXPECT_EQ(countMt(first.get(), 3, 2).text, linesOf(800));
+    Board second(middlegame);
+    EXPECT_EQ(countMt(second.get(), 3, 1).text, linesOf(4078));
+}
+
+TEST(PerftMt, ADepthBelow3IsCountedByOneThreadWithoutAWord)
+{
+    Board board(start);
+    for (const auto& [depth, leaves] : {std::pair(-1, 1), {0, 1}, {1, 20}, {2, 400}})
+    {
+        const counted result = countMt(board.get(), depth, 2);
+        EXPECT_EQ(result.leaves, static_cast<u64>(leaves)) << depth;
+        EXPECT_EQ(result.text, "");
+    }
+}
+
+TEST(PerftMt, APositionFurtherDownIsCountedByOneThread)
+{
+    // The double push is known to its own ply alone.
+    Board board("4k3/3p4/8/4P3/8/8/8/4K3 b - - 0 1");
+    Board pushed("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 2");
+    const moveStruct move = board.move("d7d5");
+    makeMove(1, &move, board.get(), false);
+    EXPECT_EQ(perftMt(1, 3, board.get(), 2), perft(0, 3, pushed.get()));
+}
+
+TEST(PerftMt, ARootWithoutMovesHasNoJobsAndStartsNoThread)
+{
+    // So many threads can't be started: that none is tried is what lets this end.
+    for (const char* fen : {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "R5k1/5ppp/8/8/8/8/8/4K3 b - - 0 1"})
+        for (const u32 threads : {1U, 0xffffffffU})
+        {
+            Board board(fen);
+            const counted result = countMt(board.get(), 4, threads);
+            EXPECT_EQ(result.leaves, 0U) << fen;
+            EXPECT_EQ(result.text, linesOf(0));
+        }
+}
+
+TEST(PerftMt, NoMoreThreadsStartThanTheListOfJobsHasEntries)
+{
+    // Black has one move and white then 19, 14 of the rook and 5 of the king.
+    Board board("7k/8/6K1/8/8/8/8/7R b - - 0 1");
+    const u64 expected = perft(0, 3, board.get());
+    const counted result = countMt(board.get(), 3, 0xffffffffU);
+    EXPECT_EQ(result.leaves, expected);
+    EXPECT_EQ(result.text, linesOf(38));
+}
+
+TEST(PerftMt, WithoutAThreadNothingIsCounted)
+{
+    Board board(start);
+    EXPECT_EQ(countMt(board.get(), 3, 0).leaves, 0U);
+}
+
+TEST(PerftMt, ThePositionIsLeftAsItWas)
+{
+    Board board("r3k2r/8/8/3pP3/8/8/8/R3K2R w KQkq d6 7 20");
+    const auto before = std::make_unique<positionStruct>(*board.get());
+    countMt(board.get(), 3, 3);
+    EXPECT_EQ(board->hashKey, before->hashKey);
+    EXPECT_EQ(board->keyIndex, before->keyIndex);
+    EXPECT_EQ(board->halfMoveClock, before->halfMoveClock);
+    EXPECT_EQ(board->sideToMove, before->sideToMove);
+    EXPECT_TRUE(std::equal(board->board, board->board + 64, before->board));
+    EXPECT_EQ(board.ply(0).castlingRights, before->plies[0].castlingRights);
+    EXPECT_EQ(inconsistency(board.get(), 0), "");
+}
+
+TEST(PerftMt, ListsThatTogetherExceedTheMoveStackStayWithinIt)
+{
+    // The list below each first move is written behind the one before, and with so many queens all
+    // of them are longer than the stack with its slack.
+    Board board("qqqqqqqk/q5pp/1q1q1q1q/1q6/1Q6/1Q1Q1Q1Q/Q5PP/QQQQQQQK w - - 0 1");
+    const size_t whole = MOVESTACKSIZE + MOVESTACKSLACK;
+    std::vector<moveStruct> stack(whole + 40000, moveStruct{1, 2, 3, 4});
+    board.ply(0).moveListStart = stack.data();
+    const u64 pairs = perft(0, 2, board.get());
+    ASSERT_GT(pairs, whole);
+    const counted result = countMt(board.get(), 3, 2);
+    EXPECT_EQ(result.text, linesOf(2 * pairs));
+    EXPECT_EQ(result.leaves, perft(0, 3, board.get()));
+    EXPECT_TRUE(std::all_of(stack.begin() + whole, stack.end(),
+                            [](moveStruct move) {
+                                return move == moveStruct{1, 2, 3, 4};
+                            }));
+}
+
+TEST(PerftMt, TheSecondPlysListNeedNotBeBound)
+{
+    Board board(start);
+    board.ply(1).moveListStart = board.ply(2).moveListStart = nullptr;
+    EXPECT_EQ(countMt(board.get(), 3, 2).leaves, 8902U);
+}

@@ -172,11 +172,11 @@ void printTableInFormatX(const i16* first, const i16* second)
 
 // Counting bits
 
-u8 softwarePopcount(u64 bitboard)
+u64 softwarePopcount(u64 bitboard)
 {
     u64 x = bitboard;
     x -= (x >> 1) & 0x5555555555555555;
     x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);
     x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0f;
-    return static_cast<u8>((x * 0x0101010101010101) >> 56);
+    return (x * 0x0101010101010101) >> 56;
 }

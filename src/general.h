@@ -86,4 +86,4 @@ void printTableInFormatX(const i16* first, const i16* second);
 // Counting bits
 
 /// Number of set bits, by sums of ever wider fields of the word; what popcount is checked against.
-u8 softwarePopcount(u64 bitboard);
+u64 softwarePopcount(u64 bitboard);

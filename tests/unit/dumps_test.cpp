@@ -145,11 +145,11 @@ TEST(Dumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
         u64 word = random();
         if (i % 3 == 1) word &= random() & random();
         if (i % 3 == 2) word |= random() | random();
-        int bits = 0;
-        for (int n = 0; n < 64; ++n) bits += static_cast<int>(word >> n & 1);
+        u64 bits = 0;
+        for (int n = 0; n < 64; ++n) bits += word >> n & 1;
         EXPECT_EQ(softwarePopcount(word), bits);
     }
-    EXPECT_EQ(softwarePopcount(0), 0);
-    EXPECT_EQ(softwarePopcount(~0ULL), 64);
-    for (int n = 0; n < 64; ++n) EXPECT_EQ(softwarePopcount(1ULL << n), 1);
+    EXPECT_EQ(softwarePopcount(0), 0U);
+    EXPECT_EQ(softwarePopcount(~0ULL), 64U);
+    for (int n = 0; n < 64; ++n) EXPECT_EQ(softwarePopcount(1ULL << n), 1U);
 }

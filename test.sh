@@ -61,7 +61,8 @@ for preset in "${presets[@]}"; do
     case $preset in
         release) run release -LE long -j 2 ;;
         debug) run debug -L unit ;;
-        asan | tsan) run "$preset" -L san -j 2 ;;
+        asan) run asan -L san -j 2 ;;
+        tsan) run tsan -L threads -j 2 ;;
     esac
 done
 [[ -z $long ]] || run release -L long

@@ -179,7 +179,7 @@ int listSubsets(u64 mask, u64 (&subsets)[MAXSUBSETS])
 void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
                   u64 (*slowAttacks)(u8, u64), i32 (&stamps)[MAXSUBSETS], i32& attempt)
 {
-    u64 subsets[MAXSUBSETS];
+    u64 subsets[MAXSUBSETS] = {};
     u64 attacks[MAXSUBSETS];
 
     lut[0].attacks = table;

@@ -1539,6 +1539,35 @@ void boss::searchRootOld()
 // One condition variable a worker serves both directions: the thread waits on it for work, others
 // wait on it for the thread to be parked. No thread holds two of these locks at once.
 
+bool desk::waitForWork()
+{
+    std::unique_lock<std::mutex> lock(mtx);
+    working = false;
+    cv.notify_one();
+    cv.wait(lock, [this] { return working || quit; });
+    return !quit;
+}
+
+void desk::startWorking()
+{
+    const std::lock_guard<std::mutex> lock(mtx);
+    working = true;
+    cv.notify_one();
+}
+
+void desk::waitToTakeABreak()
+{
+    std::unique_lock<std::mutex> lock(mtx);
+    cv.wait(lock, [this] { return !working; });
+}
+
+void desk::dismiss()
+{
+    const std::lock_guard<std::mutex> lock(mtx);
+    quit = true;
+    cv.notify_one();
+}
+
 worker::worker(int number) : id(number)
 {
     // The thread calls the virtual searchRoot only after startWorking, when the object is whole.
@@ -1548,40 +1577,23 @@ worker::worker(int number) : id(number)
 
 worker::~worker()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mtx);
-        quit = true;
-    }
-    startWorking();
+    ownDesk.dismiss();
     thread.join();
 }
 
 void worker::atTheOffice()
 {
-    for (;;)
-    {
-        {
-            std::unique_lock<std::mutex> lock(mtx);
-            working = false;
-            cv.notify_one();
-            cv.wait(lock, [this] { return working; });
-            if (quit) return;
-        }
-        searchRoot();
-    }
+    while (ownDesk.waitForWork()) searchRoot();
 }
 
 void worker::startWorking()
 {
-    const std::lock_guard<std::mutex> lock(mtx);
-    working = true;
-    cv.notify_one();
+    ownDesk.startWorking();
 }
 
 void worker::waitToTakeABreak()
 {
-    std::unique_lock<std::mutex> lock(mtx);
-    cv.wait(lock, [this] { return !working; });
+    ownDesk.waitToTakeABreak();
 }
 
 void worker::setPosition(const positionStruct* source)

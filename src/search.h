@@ -104,6 +104,29 @@ i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* posit
 
 // Threads and root
 
+/// Where a thread waits for work, and others for the thread.
+class desk
+{
+  public:
+    /// Called by the thread: says that it is parked and waits; false when it must leave.
+    bool waitForWork();
+
+    /// Wakes the thread.
+    void startWorking();
+
+    /// Waits until the thread is parked.
+    void waitToTakeABreak();
+
+    /// Wakes the thread to leave; it must be parked.
+    void dismiss();
+
+  private:
+    std::mutex mtx;             // guards working and quit
+    std::condition_variable cv; // a change of working, in both directions
+    bool quit = false;          // the thread must leave
+    bool working = true;        // from startWorking until parked again
+};
+
 /// One search thread with all that it needs: a copy of the position, a move stack and caches. It
 /// sleeps in atTheOffice between searches.
 class worker
@@ -140,12 +163,9 @@ class worker
     friend class workForce;
     friend class boss;
 
-    std::mutex mtx;             // guards working and quit
-    std::condition_variable cv; // a change of working, in both directions
-    i32 id;                     // row of the tables that spread the threads; 0 prints
-    relaxed<i32> currentDepth;  // depth in work or worked on last; others read it
-    bool quit = false;          // the thread must leave atTheOffice
-    bool working = true;        // from startWorking until parked again
+    desk ownDesk;
+    i32 id;                    // row of the tables that spread the threads; 0 prints
+    relaxed<i32> currentDepth; // depth in work or worked on last; others read it
     std::thread thread;
     positionStruct positionData{};
     positionStruct* position = &positionData;

@@ -393,11 +393,7 @@ texelWorker::texelWorker(int number)
 
 texelWorker::~texelWorker()
 {
-    {
-        const std::lock_guard<std::mutex> lock(mtx);
-        quitting = true;
-    }
-    startWorking();
+    ownDesk.dismiss();
     thread.join();
 }
 
@@ -420,29 +416,17 @@ void texelWorker::calcTexelPosSubset()
 void texelWorker::atTheOffice()
 {
     writeLine("Lets go");
-    for (;;)
-    {
-        std::unique_lock<std::mutex> lock(mtx);
-        working = false;
-        cv.notify_all();
-        cv.wait(lock, [this] { return working; });
-        if (quitting) return;
-        lock.unlock();
-        calcTexelPosSubset();
-    }
+    while (ownDesk.waitForWork()) calcTexelPosSubset();
 }
 
 void texelWorker::startWorking()
 {
-    const std::lock_guard<std::mutex> lock(mtx);
-    working = true;
-    cv.notify_all();
+    ownDesk.startWorking();
 }
 
 void texelWorker::waitToTakeABreak()
 {
-    std::unique_lock<std::mutex> lock(mtx);
-    cv.wait(lock, [this] { return !working; });
+    ownDesk.waitToTakeABreak();
 }
 
 void texelWorkForce::setNofWorkers(int n)

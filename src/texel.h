@@ -13,15 +13,14 @@
 // gives the error of the present tables. The build with QUILLON_TUNE registers all tables.
 #pragma once
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "global.h"
 #include "hash.h"
+#include "search.h"
 
 
 // Training positions
@@ -126,11 +125,8 @@ class texelWorker
     std::vector<texelPosStruct> positions; // this worker's share
 
   protected:
-    std::mutex mtx;
-    std::condition_variable cv;
+    desk ownDesk;
     std::thread thread;
-    bool quitting = false;
-    bool working = true; // true while a job is pending or running
     double partialError = 0.0;
     positionStruct positionData;
     positionStruct* position = &positionData;

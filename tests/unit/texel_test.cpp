@@ -73,13 +73,8 @@ class SurfaceWorker : public texelWorker
     /// one behind that the destructor can join.
     void retire()
     {
-        {
-            const std::lock_guard<std::mutex> lock(mtx);
-            quitting = true;
-        }
-        startWorking();
+        ownDesk.dismiss();
         thread.join();
-        working = false;
         thread = std::thread([] {});
     }
 

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -65,6 +66,13 @@ void resetProcess()
     engine.nofThreads = 1;
 }
 
+/// Whether an exception is that of std::stoi or std::stoull. Their names are all that GNU's library
+/// tells them apart by from those of a string's own functions.
+bool isNumberError(const std::exception& refused)
+{
+    return std::strncmp(refused.what(), "sto", 3) == 0;
+}
+
 } // namespace
 
 const fuzzTarget* findTarget(const std::string& name)
@@ -81,11 +89,13 @@ void runTarget(const fuzzTarget& target, const std::string& input)
     {
         target.run(input);
     }
-    catch (const std::invalid_argument&)
+    catch (const std::invalid_argument& refused)
     {
+        require(isNumberError(refused), "only a number that can't be read ends the process");
     }
-    catch (const std::out_of_range&)
+    catch (const std::out_of_range& refused)
     {
+        require(isNumberError(refused), "only a number that can't be read ends the process");
     }
     theWorkForce.endSearch();
     resetProcess();

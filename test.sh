@@ -12,9 +12,13 @@ cd "$(dirname "${BASH_SOURCE[0]}")"
 
 presets=(debug portable clang asan tsan release)
 long=
+quick=
 for argument in "$@"; do
     case $argument in
-        --quick) presets=(debug release) ;;
+        --quick)
+            presets=(debug release)
+            quick=yes
+            ;;
         --long) long=yes ;;
         --lint)
             need_packages clang-format=clang-format clang-tidy=clang-tidy g++=g++ cmake=cmake make=make
@@ -48,6 +52,14 @@ for preset in "${presets[@]}"; do
         { cat "build/$preset.log" >&2; exit 1; }
 done
 
+# Only the fuzzers, beside the default run.
+if [[ $quick != yes ]]; then
+    echo "== build fuzz"
+    cmake --preset fuzz -DQUILLON_WERROR=ON > /dev/null
+    cmake --build --preset fuzz -j "$(nproc)" > build/fuzz.log 2>&1 ||
+        { cat build/fuzz.log >&2; exit 1; }
+fi
+
 status=0
 # run NAME ARGUMENTS... runs CTest in a build and goes on when tests fail.
 run()
@@ -65,6 +77,8 @@ for preset in "${presets[@]}"; do
         tsan) run tsan -L threads -j 2 ;;
     esac
 done
+# Three seconds each, from a fixed seed.
+[[ $quick == yes ]] || run fuzz -L fuzz -j 2
 [[ -z $long ]] || run release -L long
 if [[ $status -eq 0 ]]; then echo "All tests have passed."; else echo "Some tests have failed."; fi
 exit $status

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+//
+// A whole session: the lines go through the program's own command table, each at once, also while a
+// search runs. Only what would make a run long is changed on the way: depths, sizes and numbers
+// of threads are brought down, and a search that the next line would wait for is stopped after a
+// moment.
+
+// The table of commands stands in the file of the program.
+#define main quillonMain
+#include "../../src/quillon.cpp" // NOLINT(bugprone-suspicious-include)
+#undef main
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "targets.h"
+
+namespace
+{
+
+// One session holds no more than this, so that an input takes milliseconds.
+constexpr int mostLines = 40;
+constexpr int mostPerfts = 2;
+constexpr int mostTunings = 1;
+
+/// A number within 1 to `most` that follows from any number; those within stay as they are.
+long limited(long value, long most)
+{
+    return value >= 1 && value <= most ? value : 1 + static_cast<long>(u64(value) % u64(most));
+}
+
+/// `go` with its depth in front and no other depth.
+std::string limitGo(std::istream& words)
+{
+    long depth = 3;
+    std::string rest;
+    for (std::string word; words >> word;)
+    {
+        if (word != "depth")
+            rest += ' ' + word;
+        else if (std::string number; words >> number)
+            depth = limited(std::strtol(number.c_str(), nullptr, 10), 4);
+    }
+    return "go depth " + std::to_string(depth) + rest;
+}
+
+/// `setoption` with a small number of megabytes or threads; one that is no number stays.
+std::string limitOption(const std::string& line, std::istream& words)
+{
+    std::string word;
+    std::string name;
+    words >> word;
+    while (words >> word && word != "value") name += (name.empty() ? "" : " ") + word;
+    if ((name != "Hash" && name != "Threads") || !(words >> word)) return line;
+    char* end = nullptr;
+    const long value = std::strtol(word.c_str(), &end, 10);
+    const long most = name == "Hash" ? 8 : 4;
+    if (end == word.c_str() || value <= most || value > 0x7fffffff) return line;
+    return "setoption name " + name + " value " + std::to_string(limited(value, most));
+}
+
+/// `perft` with a depth for which the position isn't too rich. `depth` is that of the last one.
+std::string limitPerft(std::istream& words, i32 depth)
+{
+    words >> depth;
+    const int men = popcount(GPS->pieceBB[WHITE] | GPS->pieceBB[BLACK]);
+    const i32 most = GPS->gamePhase > 40 || men > 32 ? 2 : 3;
+    return "perft " + std::to_string(std::min(depth, most));
+}
+
+} // namespace
+
+void fuzzConsole(const std::string& input)
+{
+    console state;
+    std::istringstream lines(input);
+    std::string line;
+    std::string token;
+    int perfts = 0;
+    int tunings = 0;
+    for (int n = 0; n < mostLines && token != "quit" && std::getline(lines, line); ++n)
+    {
+        std::istringstream words(line);
+        token.clear();
+        words >> token;
+        if (token == "perft" && ++perfts > mostPerfts) continue;
+        if (token == "texel" && ++tunings > mostTunings) continue;
+        if (token == "go" || token == "setoption") finishSearch();
+        if (token == "go") line = limitGo(words);
+        if (token == "setoption") line = limitOption(line, words);
+        if (token == "perft") line = limitPerft(words, state.perftDepth);
+
+        token = execute(line, state);
+        // A count leaves a large table behind, slow to clear.
+        if (token == "perft") createHashTable(1);
+    }
+    finishSearch();
+}

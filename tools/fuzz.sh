@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Fuzzes for longer than ./test.sh does.
+#   tools/fuzz.sh MINUTES [TARGET...]     each target, or all, for that many minutes
+# Inputs that reach new code gather in build/fuzz/found/TARGET and are the start of the next run.
+# A finding stays as build/fuzz/found/TARGET-crash-..., and the run goes on with the next target.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+. tools/packages.sh
+if [[ $# -eq 0 ]]; then
+    sed -n '4,5s/^# *//p' "$0" >&2
+    exit 2
+fi
+minutes=$1
+shift
+targets=("$@")
+[[ $# -gt 0 ]] || targets=(fen moves console perft_file training table_word)
+
+need_packages clang++=clang cmake=cmake make=make
+cmake --preset fuzz > /dev/null
+cmake --build --preset fuzz -j "$(nproc)" > /dev/null
+status=0
+for target in "${targets[@]}"; do
+    found=$PWD/build/fuzz/found/$target
+    mkdir -p "$found"
+    seeds=("$PWD/tests/fuzz/corpus/$target")
+    [[ ! -d tests/fuzz/regressions/$target ]] || seeds+=("$PWD/tests/fuzz/regressions/$target")
+    echo "== $target, log in $found.log"
+    ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/fuzz/quillon_fuzz_$target" \
+        -max_total_time=$((minutes * 60)) -max_len=2048 -timeout=20 -rss_limit_mb=2560 \
+        -dict="$PWD/tests/fuzz/words.dict" -artifact_prefix="$found-" -print_final_stats=1 \
+        "$found" "${seeds[@]}" > "$found.log" 2>&1 || status=1
+    grep -E "broken:|ERROR:|runtime error|DONE" "$found.log" || true
+done
+exit $status

@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . tools/packages.sh
-if [[ $# -eq 0 ]]; then
+if [[ ! ${1:-} =~ ^[1-9][0-9]*$ ]]; then
     sed -n '4,5s/^# *//p' "$0" >&2
     exit 2
 fi

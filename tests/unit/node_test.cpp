@@ -459,5 +459,10 @@ TEST(QuiescenceSteps, AWindowClosedByMateDistanceReturnsAtOnce)
         Node open(start, ply);
         open.setEvaluation(10);
         EXPECT_EQ(open.quiet(0, -32767, ply - 31999), 10) << "one point wider it is searched";
+        if (ply == 0) continue;
+        // Both ends lie between the best mate from here and the best from the root.
+        Node between(start, ply);
+        between.setEvaluation(10);
+        EXPECT_EQ(between.quiet(0, 32002 - ply, 32000), 32002 - ply);
     }
 }

@@ -4,8 +4,11 @@
 // inner state shows and on positions whose scores are in the table beforehand.
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <sstream>
+#include <thread>
 
 #include "root_support.h"
 #include "uci.h"
@@ -40,8 +43,26 @@ class RootWindows : public RootSteps
     /// pawns: nothing cuts off before the moves. Returns the weights of the answers' cut-offs.
     std::vector<u32> failLowSixTimes(int lastDepth, void (boss::*search)())
     {
+        Board board(kingsAndPawns);
+        const std::vector<moveStruct> answers = settle(board, lastDepth);
+        engine.depthLimit = lastDepth;
+        lines(board, search);
+        EXPECT_EQ(pool->position->rootDepth, lastDepth);
+        EXPECT_EQ(pool->position->rootScore, -2000);
+        std::vector<u32> weights;
+        for (size_t k = 0; k < 6; ++k)
+        {
+            const moveStruct answer = answers.at(k);
+            weights.push_back(
+                pool->position->historyGood[board->board[answer.from] - PAWN][answer.to]);
+        }
+        return weights;
+    }
+
+    /// Puts these scores into the table and returns black's answers to white's first move.
+    static std::vector<moveStruct> settle(Board& board, int lastDepth)
+    {
         constexpr int worths[] = {15, 50, 90, 170, 330, 2000};
-        Board board("4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1");
         liftLimits();
         clearHashTable();
         positionStruct* const position = board.get();
@@ -67,20 +88,10 @@ class RootWindows : public RootSteps
             }
             unmakeMove(1, &moves[i], position);
         }
-
-        engine.depthLimit = lastDepth;
-        lines(board, search);
-        EXPECT_EQ(pool->position->rootDepth, lastDepth);
-        EXPECT_EQ(pool->position->rootScore, -2000);
-        std::vector<u32> weights;
-        for (size_t k = 0; k < 6; ++k)
-        {
-            const moveStruct answer = answers.at(k);
-            weights.push_back(
-                pool->position->historyGood[position->board[answer.from] - PAWN][answer.to]);
-        }
-        return weights;
+        return answers;
     }
+
+    static constexpr const char* kingsAndPawns = "4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1";
 };
 
 } // namespace
@@ -239,6 +250,206 @@ TEST_F(RootWindows, UpToDepth5TheWindowIsTheWholeScale)
 {
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
         EXPECT_EQ(failLowSixTimes(5, search), std::vector<u32>(6, 0));
+}
+
+TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUnsettledOnes)
+{
+    // The shares of the soft budget behind depths 1 to 9 and the scores, from a root of our own: a
+    // window of 15 around the last score from depth 6 on, widened by 35, 40, 80, 160, then open.
+    struct outline
+    {
+        std::vector<double> shares;
+        std::vector<int> scores;
+    };
+    int restless = 0;  // unsettled depths behind settled or shallow ones
+    int stormy = 0;    // unsettled depths while the share is above 1
+    int widenings = 0; // depths whose windows failed more than once on a side
+    const auto outlineOf = [&](const std::string& fen)
+    {
+        constexpr int steps[] = {15, 35, 40, 80, 160};
+        clearHashTable();
+        liftLimits();
+        Board board(fen);
+        board->nodesToClockCheck = 4096;
+        board.legalMoves();
+        outline found;
+        double share = 1;
+        int score = 0;
+        for (int depth = 1; depth <= 9; ++depth)
+        {
+            int low = depth > 5 ? score - steps[0] : -32767;
+            int high = depth > 5 ? score + steps[0] : 32767;
+            int lowFails = 0;
+            int highFails = 0;
+            board->rootBestChanges = 0;
+            for (;;)
+            {
+                score = alfabeta(0, depth, static_cast<i16>(low), static_cast<i16>(high),
+                                 board.get(), 2);
+                if (score <= low && low > -32000)
+                {
+                    high = (low + high) / 2;
+                    low = ++lowFails < 5 ? score - steps[lowFails] : -32000;
+                }
+                else if (score >= high && high < 32000)
+                    high = ++highFails < 5 ? score + steps[highFails] : 32000;
+                else
+                    break;
+            }
+            int unrest = board->rootBestChanges;
+            if (lowFails > 1 || highFails > 1)
+            {
+                unrest += std::max(lowFails, highFails) - 1;
+                ++widenings;
+            }
+            if (depth < 6)
+                share = 1;
+            else if (unrest <= 1)
+                share *= 0.9;
+            else if (share <= 1)
+            {
+                share = 1 + 0.2 * unrest;
+                ++restless;
+            }
+            else
+            {
+                share = 0.8 * share + 0.2 * unrest;
+                ++stormy;
+            }
+            share = std::min(std::max(share, 0.6), 2.0);
+            found.shares.push_back(share);
+            found.scores.push_back(score);
+        }
+        return found;
+    };
+
+    for (size_t i = 0; i < manyPositions().size(); i += 4)
+    {
+        const std::string& fen = manyPositions()[i];
+        Board board(fen);
+        if (board.legalMoves().size() < 2) continue;
+        const outline expected = outlineOf(fen);
+        if (std::any_of(expected.scores.begin(), expected.scores.end(),
+                        [](int score) { return std::abs(score) > 31000; }))
+            continue; // a mate would end the search
+
+        // The clock shows so much time that what the search itself takes is nothing. Tried are
+        // times between any two shares, so the search ends behind the first smaller one.
+        std::vector<double> sorted = expected.shares;
+        std::sort(sorted.begin(), sorted.end());
+        for (size_t k = 0; k < sorted.size(); ++k)
+        {
+            const double next = k + 1 < sorted.size() ? sorted[k + 1] : sorted[k] + 1;
+            if (next - sorted[k] < 0.01) continue;
+            const double used = (sorted[k] + next) / 2;
+            const auto last = std::find_if(expected.shares.begin(), expected.shares.end(),
+                                           [used](double share) { return share < used; });
+            const auto depth = last - expected.shares.begin() + 1;
+
+            clearHashTable();
+            liftLimits();
+            engine.startTime = static_cast<u64>(now() - 400000000);
+            engine.targetTime = static_cast<i32>(400000000 / used);
+            engine.maxTime = 2000000000;
+            lines(board);
+            EXPECT_EQ(pool->position->rootDepth, depth) << fen << " at " << used;
+            EXPECT_EQ(pool->position->rootScore, expected.scores[static_cast<size_t>(depth - 1)]);
+        }
+    }
+    EXPECT_GT(restless, 0);
+    EXPECT_GT(stormy, 0);
+    EXPECT_GT(widenings, 0);
+}
+
+TEST_F(RootWindows, AStopAtAnyNodeOfDepth10LeavesALegalLine)
+{
+    // While the window is being widened the root has no exact entry, so the line comes from the
+    // fields, which hold moves that nobody has.
+    int linesSeen = 0;
+    for (int nodes = 100; nodes < 400; ++nodes)
+    {
+        Board board(kingsAndPawns);
+        settle(board, 10);
+        board->pvLength = 3;
+        for (int ply = 0; ply <= 3; ++ply) board.ply(ply).bestMove = {sq("e4"), sq("e5"), 0, PAWN};
+        engine.nodeCheckInterval = nodes;
+        engine.maxTime = 0;
+        const std::string info = lineFromEnd(lines(board), 2);
+        if (info.empty()) continue;
+        ++linesSeen;
+
+        std::istringstream line(info.substr(info.find(" pv ") + 4));
+        Board played(kingsAndPawns);
+        for (std::string text; line >> text;)
+        {
+            const moveStruct move = played.move(text);
+            ASSERT_NE(moveWord(move), 0U) << info;
+            makeMove(1, &move, played.get(), false);
+            played.ply(0).enPassantSquare = played.ply(1).enPassantSquare;
+        }
+    }
+    EXPECT_GT(linesSeen, 20);
+}
+
+TEST_F(RootSteps, TheAnswerInALineThatWasWrittenIsThePonderCandidate)
+{
+    Board board(start);
+    engine.depthLimit = 10;
+    const std::string text = lines(board);
+    const moveStruct best = pool->position->plies[0].bestMove;
+    const std::string answer = text.substr(text.find(" ponder ") + 8, 4);
+    const moveStruct candidate = pool->getPonderCandidate(best);
+    EXPECT_EQ(moveToLA(&candidate, BLACK), answer) << text;
+}
+
+TEST_F(RootSteps, ALineThatIsNotLegalToItsEndIsCutBeforeItIsWritten)
+{
+    // A helper's line of three moves: white's, an answer that black doesn't have, any move.
+    class Dreamer : public Claimant
+    {
+      public:
+        using Claimant::Claimant;
+        void searchRoot() override
+        {
+            Claimant::searchRoot();
+            position->plies[1].bestMove = {sq("e8"), sq("e5"), KINDPLAIN, KING + BLACK};
+            position->plies[2].bestMove = {sq("d2"), sq("d3"), KINDPLAIN, PAWN};
+            position->pvLength = 2;
+        }
+    };
+    Board board(start);
+    theWorkForce.workers.push_back(new Dreamer(1, board.move("b1a3")));
+    engine.nofThreads = 2;
+    theWorkForce.stopSearch = true;
+    const std::string text = lines(board);
+    const std::string info = lineFromEnd(text, 2);
+    EXPECT_EQ(info.substr(info.find(" pv ")), " pv b1a3 ") << text;
+    EXPECT_EQ(lineFromEnd(text, 1), "bestmove b1a3");
+}
+
+TEST_F(RootSteps, EndSearchStopsAnInfiniteSearch)
+{
+    theWorkForce.setNofWorkers(1);
+    testing::internal::CaptureStdout();
+    std::istringstream words("startpos");
+    UCIposition(words);
+    std::istringstream go("infinite");
+    UCIgo(go);
+    std::atomic<bool> ended = false;
+    std::thread caller(
+        [&ended]
+        {
+            theWorkForce.endSearch();
+            ended = true;
+        });
+    // Long beyond what it takes, and no wait at all where it works.
+    for (int i = 0; i < 3000 && !ended; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(ended);
+    theWorkForce.stopSearch = true;
+    caller.join();
+    std::fflush(stdout);
+    EXPECT_EQ(lineFromEnd(testing::internal::GetCapturedStdout(), 1).find("bestmove "), 0U);
 }
 
 TEST_F(RootSteps, ALineOfOneMoveGivesNoPonderMove)

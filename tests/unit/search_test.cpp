@@ -2,6 +2,7 @@
 //
 // Node searches, the root, threads, time, notation and the UCI handlers, called directly.
 
+#include <chrono>
 #include <limits>
 #include <sstream>
 
@@ -357,6 +358,20 @@ TEST(Workers, StopEndsAnInfiniteSearchOnSeveralThreads)
     EXPECT_NE(testing::internal::GetCapturedStdout().find("bestmove "), std::string::npos);
     engine.nofThreads = 1;
     theWorkForce.setNofWorkers(1);
+}
+
+TEST(Time, TheClockCountsWholeMillisecondsSinceTheSystemsStart)
+{
+    const auto milliseconds = []
+    {
+        return std::chrono::floor<std::chrono::milliseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    };
+    const auto before = milliseconds();
+    const i64 middle = now();
+    EXPECT_LE(before, middle);
+    EXPECT_LE(middle, milliseconds());
 }
 
 TEST(Time, TheTableOfBudgets)

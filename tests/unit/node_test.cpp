@@ -164,6 +164,25 @@ TEST(NodeSteps, AtAHundredPliesAMoveThatReachesBetaKeepsItsScoreAndOneThatOnlyRa
     EXPECT_EQ(evade(100, 701), 0);
 }
 
+TEST(NodeSteps, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
+{
+    // No captures, so quiescence gives the evaluation back; a search of the moves finds the pawn.
+    const auto isRazored = [](int depth, int evaluation, int beta)
+    {
+        Node node("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+        node.setEvaluation(evaluation);
+        return node.search(depth, 0, beta) == evaluation;
+    };
+    constexpr int margins[] = {0, 120, 190, 240};
+    for (int depth = 1; depth <= 3; ++depth)
+    {
+        EXPECT_TRUE(isRazored(depth, -margins[depth] - 1, 1)) << depth;
+        EXPECT_FALSE(isRazored(depth, -margins[depth], 1)) << depth;
+        EXPECT_FALSE(isRazored(depth, -1000, 2)) << "a full window at depth " << depth;
+    }
+    EXPECT_FALSE(isRazored(4, -1000, 1));
+}
+
 TEST(NodeSteps, ReverseFutilityNeedsAPieceBesidesTheKing)
 {
     for (const bool knight : {false, true})

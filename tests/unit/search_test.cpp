@@ -596,6 +596,21 @@ TEST(Uci, MovesOffTheBoardArePassedOver)
     EXPECT_EQ(GPS->hashKey, key) << "and the next position is whole";
 }
 
+TEST(Uci, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
+{
+    // A fifth letter k makes en passant of any move, landing a rank beyond its square.
+    for (const auto& [fen, text] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
+                                    std::pair("fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k")})
+    {
+        position(fen);
+        const u64 key = GPS->hashKey;
+        const u8 side = GPS->sideToMove;
+        UCIprocesMove(text);
+        EXPECT_EQ(GPS->hashKey, key) << text;
+        EXPECT_EQ(GPS->sideToMove, side) << text;
+    }
+}
+
 TEST(Uci, AGameOfSixThousandPliesFitsTheHistory)
 {
     std::string words = "startpos moves";

@@ -60,9 +60,10 @@ class RootWindows : public RootSteps
     }
 
     /// Puts these scores into the table and returns black's answers to white's first move.
-    static std::vector<moveStruct> settle(Board& board, int lastDepth)
+    static std::vector<moveStruct> settle(Board& board, int lastDepth,
+                                          const std::vector<int>& worths = {15, 50, 90, 170, 330,
+                                                                            2000})
     {
-        constexpr int worths[] = {15, 50, 90, 170, 330, 2000};
         liftLimits();
         clearHashTable();
         positionStruct* const position = board.get();
@@ -80,7 +81,7 @@ class RootWindows : public RootSteps
                 for (size_t k = 0; k < answers.size(); ++k)
                 {
                     makeMove(2, &answers[k], position, false);
-                    const int worth = k < 6 ? worths[k] : -5000;
+                    const int worth = k < worths.size() ? worths[k] : -5000;
                     putHashTableEntry(position->hashKey, EMPTYMOVE, static_cast<i16>(-worth), 127,
                                       boundExact, 2);
                     unmakeMove(2, &answers[k], position);
@@ -246,6 +247,37 @@ TEST_F(RootWindows, TheFifthFailLowOfADepthOpensTheWindowBelow)
         EXPECT_EQ(failLowSixTimes(6, search), (std::vector<u32>{25, 25, 25, 25, 25, 0}));
 }
 
+TEST_F(RootWindows, EachFailureBehindTheFirstOfADepthMakesItLessSettled)
+{
+    // At depth 6 the window fails as often as black has answers but one; each depth behind it is
+    // settled and takes a tenth off the share, 1 plus a fifth of the failures. The search ends
+    // where the share comes below 0.95: 0.9 at once, or 1.4, 1.6, 1.8 or 2 times powers of 0.9.
+    const struct
+    {
+        std::vector<int> worths;
+        int end;
+    } cases[] = {
+        {{10}, 6},     // holds at once
+        {{15, 20}, 6}, // one failure is none
+        {{15, 50, 60}, 10},
+        {{15, 50, 90, 100}, 11},
+        {{15, 50, 90, 170, 180}, 13},
+        {{15, 50, 90, 170, 330, 2000}, 14},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(kingsAndPawns);
+        settle(board, 6, c.worths);
+        engine.startTime = static_cast<u64>(now() - 400000000);
+        engine.targetTime = static_cast<i32>(400000000 / 0.95);
+        engine.maxTime = 400020000; // twenty seconds, should the end be missed
+        // Used up 0.95 of the budget, which the depths below 6 leave alone.
+        lines(board);
+        EXPECT_EQ(pool->position->rootDepth, c.end) << c.worths.size();
+        EXPECT_EQ(pool->position->rootScore, -c.worths.back());
+    }
+}
+
 TEST_F(RootWindows, UpToDepth5TheWindowIsTheWholeScale)
 {
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
@@ -254,8 +286,10 @@ TEST_F(RootWindows, UpToDepth5TheWindowIsTheWholeScale)
 
 TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUnsettledOnes)
 {
-    // The shares of the soft budget behind depths 1 to 9 and the scores, from a root of our own: a
+    // The shares of the soft budget behind each depth and the scores, from a root of our own: a
     // window of 15 around the last score from depth 6 on, widened by 35, 40, 80, 160, then open.
+    // The depths up to 5 end any search that has used more than the whole budget, so a share above
+    // 1 only shows by the number of settled depths that bring it down again.
     struct outline
     {
         std::vector<double> shares;
@@ -264,7 +298,7 @@ TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUns
     int restless = 0;  // unsettled depths behind settled or shallow ones
     int stormy = 0;    // unsettled depths while the share is above 1
     int widenings = 0; // depths whose windows failed more than once on a side
-    const auto outlineOf = [&](const std::string& fen)
+    const auto outlineOf = [&](const std::string& fen, int depths)
     {
         constexpr int steps[] = {15, 35, 40, 80, 160};
         clearHashTable();
@@ -275,7 +309,7 @@ TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUns
         outline found;
         double share = 1;
         int score = 0;
-        for (int depth = 1; depth <= 9; ++depth)
+        for (int depth = 1; depth <= depths; ++depth)
         {
             int low = depth > 5 ? score - steps[0] : -32767;
             int high = depth > 5 ? score + steps[0] : 32767;
@@ -323,25 +357,35 @@ TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUns
         return found;
     };
 
-    for (size_t i = 0; i < manyPositions().size(); i += 4)
+    // The last two have unsettled depths one behind another, and few men, so they are cheap.
+    std::vector<std::pair<std::string, int>> searches;
+    for (size_t i = 0; i < manyPositions().size(); i += 8)
+        searches.emplace_back(manyPositions()[i], 9);
+    searches.emplace_back("4k3/4P3/b7/2p5/8/7K/8/8 w - - 0 1", 14);
+    searches.emplace_back("4k3/4P3/b7/2p5/8/6K1/8/8 w - - 0 1", 14);
+    for (const auto& [fen, depths] : searches)
     {
-        const std::string& fen = manyPositions()[i];
         Board board(fen);
         if (board.legalMoves().size() < 2) continue;
-        const outline expected = outlineOf(fen);
+        const outline expected = outlineOf(fen, depths);
         if (std::any_of(expected.scores.begin(), expected.scores.end(),
                         [](int score) { return std::abs(score) > 31000; }))
             continue; // a mate would end the search
 
         // The clock shows so much time that what the search itself takes is nothing. Tried are
-        // times between any two shares, so the search ends behind the first smaller one.
-        std::vector<double> sorted = expected.shares;
-        std::sort(sorted.begin(), sorted.end());
-        for (size_t k = 0; k < sorted.size(); ++k)
+        // times just below and just above each share: the search ends behind the first smaller one.
+        std::vector<double> times;
+        for (const double share : expected.shares)
+            for (const double used : {share - 0.005, share + 0.005})
+                if (std::all_of(expected.shares.begin(), expected.shares.end(),
+                                [used](double other) { return std::abs(used - other) > 0.004; }) &&
+                    used < 1 &&
+                    used > *std::min_element(expected.shares.begin(), expected.shares.end()))
+                    times.push_back(used);
+        std::sort(times.begin(), times.end());
+        times.erase(std::unique(times.begin(), times.end()), times.end());
+        for (const double used : times)
         {
-            const double next = k + 1 < sorted.size() ? sorted[k + 1] : sorted[k] + 1;
-            if (next - sorted[k] < 0.01) continue;
-            const double used = (sorted[k] + next) / 2;
             const auto last = std::find_if(expected.shares.begin(), expected.shares.end(),
                                            [used](double share) { return share < used; });
             const auto depth = last - expected.shares.begin() + 1;
@@ -350,7 +394,7 @@ TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUns
             liftLimits();
             engine.startTime = static_cast<u64>(now() - 400000000);
             engine.targetTime = static_cast<i32>(400000000 / used);
-            engine.maxTime = 2000000000;
+            engine.maxTime = 400020000; // twenty seconds, should the end be missed
             lines(board);
             EXPECT_EQ(pool->position->rootDepth, depth) << fen << " at " << used;
             EXPECT_EQ(pool->position->rootScore, expected.scores[static_cast<size_t>(depth - 1)]);
@@ -425,6 +469,33 @@ TEST_F(RootSteps, ALineThatIsNotLegalToItsEndIsCutBeforeItIsWritten)
     const std::string info = lineFromEnd(text, 2);
     EXPECT_EQ(info.substr(info.find(" pv ")), " pv b1a3 ") << text;
     EXPECT_EQ(lineFromEnd(text, 1), "bestmove b1a3");
+}
+
+TEST_F(RootSteps, AnAcceptedMateStandsInTheTableAsTheRootSeesIt)
+{
+    Board board(mateInOne);
+    engine.infinite = true; // else the mate ends the search at depth 1, which stores nothing
+    lines(board);
+    const u64 entry = getHashTableEntry(board->hashKey);
+    EXPECT_EQ(hashScore(entry, 0), 31999);
+    EXPECT_EQ(hashDepth(entry), 127);
+    EXPECT_EQ(hashBound(entry), boundExact);
+}
+
+TEST_F(RootSteps, ANewGameEndsTheSearchBeforeItAnswers)
+{
+    theWorkForce.setNofWorkers(1);
+    testing::internal::CaptureStdout();
+    std::istringstream words("startpos");
+    UCIposition(words);
+    std::istringstream go("infinite");
+    UCIgo(go);
+    UCInewgame();
+    std::fflush(stdout);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(lineFromEnd(text, 2).find("bestmove "), 0U) << text;
+    EXPECT_EQ(lineFromEnd(text, 1), "readyok");
+    theWorkForce.endSearch();
 }
 
 TEST_F(RootSteps, EndSearchStopsAnInfiniteSearch)

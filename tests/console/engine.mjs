@@ -44,10 +44,27 @@ export function requireTool(file, debianPackage) {
 
 export const stockfishPath = () => requireTool('/usr/games/stockfish', 'stockfish');
 
+// Returns the command that runs another with little memory, and its environment. A sanitizer needs
+// address space without end, but can refuse a single block.
+function limited(command, megabytes) {
+  if (process.env.QUILLON_SANITIZER) {
+    const env = { ...process.env };
+    for (const name of ['ASAN_OPTIONS', 'TSAN_OPTIONS']) {
+      env[name] = `${env[name] ?? ''}:max_allocation_size_mb=${megabytes}`;
+    }
+    return { command, env };
+  }
+  const script = 'ulimit -v "$1" && shift && exec "$@"';
+  const shell = requireTool('/bin/sh', 'dash');
+  return { command: [shell, '-c', script, 'sh', String(megabytes * 1024), ...command] };
+}
+
 export class Engine {
   // file, args: what to run. stderrAllowed: a pattern that text on the error stream may match.
-  constructor({ file = enginePath, args = [], stderrAllowed = null } = {}) {
+  // memory: megabytes that it can have, as far as a limit can say; null for no limit.
+  constructor({ file = enginePath, args = [], stderrAllowed = null, memory = null } = {}) {
     if (!fs.existsSync(file)) throw new Error(`${file} not found: build it, or set QUILLON_ENGINE`);
+    const { command, env } = memory ? limited([file, ...args], memory) : { command: [file, ...args] };
     this.file = file;
     this.stderrAllowed = stderrAllowed;
     this.log = []; // { text, at } of each complete line received, `at` in milliseconds
@@ -56,7 +73,7 @@ export class Engine {
     this.stderr = '';
     this.exit = null; // { status, signal } once the process has ended and its output is read
     this.waiter = null;
-    this.child = spawn(file, args, { stdio: 'pipe' });
+    this.child = spawn(command[0], command.slice(1), { stdio: 'pipe', env });
     // One byte, one character: what the engine writes is compared to the byte.
     this.child.stdout.setEncoding('latin1');
     this.child.stderr.setEncoding('latin1');

@@ -57,7 +57,8 @@ export function readSearch(lines) {
 export function checkLine(rules, moves, what) {
   const played = rules.countPlayable(moves);
   if (played < moves.length) {
-    throw new Error(`${what}: ${moves[played]} is illegal behind ${moves.slice(0, played).join(' ')}`);
+    const before = moves.slice(0, played).join(' ');
+    throw new Error(`${what}: ${moves[played]} is illegal after "${before}"`);
   }
 }
 

@@ -259,7 +259,8 @@ export function parseTalk(file, source, build = buildUnderTest) {
       } else {
         const read = readers[kind] ?? fault(`unknown step "${kind}"`);
         checkText(words, names, kind === 'send' || kind === 'bytes');
-        const own = kind === 'count' ? forBuild(words, build) : words;
+        const own = kind === 'count' ? words.replace(/\d+( \([^()]*\))*$/, (number) =>
+          forBuild(number, build)) : words;
         // Words with a variable are read when it has a value.
         const fixed = own.search(variable) < 0 ? read(own) : null;
         step.read = (values) => fixed ?? read(fillIn(own, values));
@@ -289,7 +290,8 @@ function rulesAfter(words) {
   try {
     const fromStart = words[1] === 'startpos';
     const end = fromStart ? 2 : words.indexOf('moves');
-    rules = fromStart ? new Rules() : new Rules(words.slice(2, end < 0 ? undefined : end).join(' '));
+    const fen = words.slice(2, end < 0 ? undefined : end).join(' ');
+    rules = fromStart ? new Rules() : new Rules(fen);
     for (const move of end < 0 ? [] : words.slice(end + 1)) rules.play(move);
   } catch {
     rules = null;
@@ -339,10 +341,13 @@ class Player {
         this.checkForbidden(this.engine?.log.length);
       } catch (error) {
         if (error.told) throw error;
-        const where = Object.entries(values).map(([name, value]) => `, ${name} = ${value}`).join('');
+        const round = Object.entries(values).map(([name, value]) => `, ${name} = ${value}`);
+        const where = round.join('');
+        const { message } = error;
+        const shown = !this.engine || message.includes(this.engine.file);
         const told = new Error(
           `${this.talk.file}:${step.line}: ${step.text.slice(0, 200)}\n` +
-            `(seed ${seed}${where})\n${this.engine?.describe(error.message) ?? error.message}`,
+            `(seed ${seed}${where})\n${shown ? message : this.engine.describe(message)}`,
           { cause: error },
         );
         told.told = true;
@@ -393,10 +398,11 @@ class Player {
   }
 
   async pause({ from, to }) {
-    const end = performance.now() + from + this.random() * (to - from);
-    const left = end - performance.now();
-    if (left > 2) await new Promise((resolve) => setTimeout(resolve, left - 2));
-    while (performance.now() < end) await new Promise((resolve) => setImmediate(resolve));
+    const time = from + this.random() * (to - from);
+    const end = performance.now() + time;
+    // A timer knows whole milliseconds.
+    if (time >= 1) await new Promise((resolve) => setTimeout(resolve, Math.floor(time)));
+    while (performance.now() < end);
   }
 
   // Receiving
@@ -455,7 +461,7 @@ class Player {
   }
 
   async bestmove({ wait, move, orNone, info, silent }) {
-    assert.ok(this.searches.length, 'no search is without a result');
+    assert.ok(this.searches.length, 'no search lacks a result');
     const lines = await this.engine.until(/^bestmove /, this.limit(wait));
     this.met();
     this.checkPassed(lines);

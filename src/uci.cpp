@@ -238,7 +238,9 @@ void UCIsetoption(std::istream& stream)
     }
     else if (name == "Threads")
     {
+        // A running search chooses among as many threads as it was started with.
         const int threads = std::clamp(std::stoi(value), 1, 64);
+        if (!theWorkForce.workers.empty()) theWorkForce.workers[0]->waitToTakeABreak();
         engine.nofThreads = threads;
         theWorkForce.setNofWorkers(threads);
     }

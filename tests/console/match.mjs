@@ -11,28 +11,28 @@ import { bestMovePattern, checkSearch, readSearch } from './search.mjs';
 
 // A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
 // arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when it
-// oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, two pipes
-// lie between it and the referee, and programs that run tournaments allow about as much. On top
-// comes what the machine is to blame for: the time that threads of the engine and of the referee
-// stood ready to run without a processor, which the kernel counts, and the referee's longest
-// standstill, which its event loop measures.
-const slack = 50;
+// oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, and two
+// pipes lie between it and the referee. On top comes what the machine is to blame for: the time
+// that threads of the engine and of the referee stood ready to run without a processor, which the
+// kernel counts, and the referee's longest standstill, which its event loop measures.
+const slack = 30;
 
 const loopDelay = monitorEventLoopDelay({ resolution: 1 });
 loopDelay.enable();
 
-// How long the threads of both sides of the conversation have waited for a processor so far. All
-// of them, since they wait one after the other: the reader of commands wakes the searchers, and
-// the first of these waits for the others before it answers.
+// The waits for a processor so far: of the engine's threads, in sum, since they wait one after the
+// other (the reader of commands wakes the searchers, and the first of these waits for the others
+// before it answers), and of the referee's main thread.
 function readWaits(engine) {
-  return new Map([...waitsOf(engine.child.pid), ...waitsOf(process.pid)]);
+  return { engine: waitsOf(engine.child.pid), own: waitsOf(process.pid).get(String(process.pid)) };
 }
 
-// What has come on top since `waits` was read.
-function waitsSince(engine, waits) {
+// What of a move's time the machine is to blame for, the waits read before it.
+function machinePart(engine, before) {
+  const { engine: waits, own } = readWaits(engine);
   let sum = 0;
-  for (const [id, time] of readWaits(engine)) sum += time - (waits.get(id) ?? time);
-  return sum;
+  for (const [id, time] of waits) sum += time - (before.engine.get(id) ?? time);
+  return sum + Math.max(takeStandstill(), own - before.own);
 }
 
 // The longest standstill of this process since the last call, in milliseconds.
@@ -64,10 +64,11 @@ export class Player {
     this.engine.send(`go ${words}`);
   }
 
-  // Waits for the result of the running search and checks it in the given position.
-  async finish(rules, milliseconds, { waits = new Map(), ...options } = {}) {
+  // Waits for the result of the running search and checks it in the given position. waits: what
+  // readWaits said before it.
+  async finish(rules, milliseconds, { waits = null, ...options } = {}) {
     const lines = await this.engine.until(bestMovePattern, milliseconds);
-    this.standstill = takeStandstill() + waitsSince(this.engine, waits);
+    if (waits) this.standstill = machinePart(this.engine, waits);
     if (this.trusted) {
       const [, best] = lines.at(-1).split(' ');
       return { best, ponder: null, infos: [] };

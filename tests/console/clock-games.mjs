@@ -32,7 +32,7 @@ async function startSide(t, threads, ponder) {
   engine.send('setoption name Hash value 16', `setoption name Threads value ${threads}`);
   engine.send(`setoption name Ponder value ${ponder}`);
   const name = `${threads} thread(s)${ponder ? ', pondering' : ''}`;
-  return { engine, name, threads, ponder };
+  return { engine, name, ponder };
 }
 
 // Defines one test for each pair of processes, which plays its share of `games` games: each

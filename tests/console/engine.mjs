@@ -174,7 +174,8 @@ export class Engine {
     return this.log.filter((line) => pattern.test(line.text)).length;
   }
 
-  // Drops the consumed lines, so that a long-lived process doesn't fill the memory. They no longer count.
+  // Drops the consumed lines, so that a long-lived process doesn't fill the memory. They no longer
+  // count.
   forget() {
     this.log.splice(0, this.cursor);
     this.cursor = 0;

@@ -11,11 +11,12 @@ import { bestMovePattern, checkSearch, readSearch } from './search.mjs';
 
 // A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
 // arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when it
-// oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, and two
-// pipes lie between it and the referee. On top comes what the machine is to blame for: the time
-// that threads of the engine and of the referee stood ready to run without a processor, which the
-// kernel counts, and the referee's longest standstill, which its event loop measures.
-const slack = 30;
+// oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, two pipes
+// lie between it and the referee, and a busy machine slows down what it runs. On top comes what
+// the machine is plainly to blame for: the time that threads of the engine and of the referee
+// stood ready to run without a processor, which the kernel counts, and the referee's longest
+// standstill (the collection of garbage), which its event loop measures.
+const slack = 50;
 
 const loopDelay = monitorEventLoopDelay({ resolution: 1 });
 loopDelay.enable();
@@ -32,7 +33,7 @@ function machinePart(engine, before) {
   const { engine: waits, own } = readWaits(engine);
   let sum = 0;
   for (const [id, time] of waits) sum += time - (before.engine.get(id) ?? time);
-  return sum + Math.max(takeStandstill(), own - before.own);
+  return sum + takeStandstill() + own - before.own;
 }
 
 // The longest standstill of this process since the last call, in milliseconds.
@@ -44,11 +45,10 @@ function takeStandstill() {
 
 // One side of a game. trusted: the opponent, of which only legal best moves are asked.
 export class Player {
-  constructor(engine, { name, trusted = false, threads = 1, ponder = false }) {
+  constructor(engine, { name, trusted = false, ponder = false }) {
     this.engine = engine;
     this.name = name;
     this.trusted = trusted;
-    this.threads = threads;
     this.ponder = ponder;
     this.searches = 0;
     this.results = engine.count(bestMovePattern);
@@ -110,10 +110,10 @@ export class Player {
 }
 
 // Plays a game and returns { result, plies, hits, misses, overstep, late, lateOnTheWall }. base and
-// increment are the clock in milliseconds. The sanitizer builds get more of both. opening: moves that are played
-// before. overstep: the longest time by which a player under test was over its clock, the machine's
-// part taken off; negative if none ever was. late: how many moves were over the clock so, and
-// lateOnTheWall with the machine's part.
+// increment are the clock in milliseconds; the sanitizer builds get more of both. opening: moves
+// that are played before. overstep: the longest time by which a player under test was over its
+// clock, the machine's part taken off; negative if none ever was. late: how many moves were over
+// the clock so, and lateOnTheWall with the machine's part.
 export async function playGame(
   players,
   { base = 1000, increment = 10, maxPlies = 300, opening = [] } = {},

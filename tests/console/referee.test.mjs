@@ -47,7 +47,8 @@ const faults = [
   ['status', /bad end/],
 ];
 for (const [fault, message] of faults) {
-  test(`the referee finds the fault "${fault}"`, (t) => assert.rejects(playFakes(t, fault), message));
+  test(`the referee finds the fault "${fault}"`, (t) =>
+    assert.rejects(playFakes(t, fault), message));
 }
 
 for (const [fault, message] of [['memory', /memory grows/], ['file', /open files/]]) {

@@ -71,7 +71,7 @@ export async function soak(t, count) {
       }
       const end = player.finish(rules, 10000, { mayBeEmpty: mayBeEmpty(threads) });
       const { best } = await end.catch((error) => {
-        const what = `search ${done}, "go ${said}"${then ? ` and ${then}` : ''}, ${threads} threads`;
+        const what = `search ${done}, ${threads} threads, go ${said}${then ? `, ${then}` : ''}`;
         throw new Error(engine.describe(what), { cause: error });
       });
       searches.set(then, (searches.get(then) ?? 0) + 1);
@@ -96,7 +96,7 @@ export async function soak(t, count) {
     `${done} searches in ${games} games, ${searches.get('stop')} stopped, ` +
       `${searches.get('ponderhit')} hit; without a move: ${empty.stopped} of those stopped, ` +
       `${empty.deep} of those with a depth; ` +
-      `memory ${first.rss} kB at ${lookEvery}, ${last.rss} kB at the end, ${most.rss} kB at most; ` +
+      `memory ${first.rss} kB at ${lookEvery}, ${last.rss} kB at the end, at most ${most.rss}; ` +
       `peak ${first.peak} kB, then ${last.peak} kB; ` +
       `${last.threads} threads, ${last.files} open files`,
   );

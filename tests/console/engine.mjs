@@ -197,6 +197,13 @@ export class Engine {
     return this.log.filter((line) => pattern.test(line.text)).length;
   }
 
+  // Drops the consumed lines, so that a long-lived process doesn't fill the memory. They no longer
+  // count.
+  forget() {
+    this.log.splice(0, this.cursor);
+    this.cursor = 0;
+  }
+
   // Waits for the end of the process and returns { status, signal }.
   async waitExit(milliseconds = 10000) {
     await this.#wait('end of the process', milliseconds, () => this.exit);

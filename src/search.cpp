@@ -1351,7 +1351,9 @@ moveStruct boss::getPonderCandidate(moveStruct move) const
 const worker* boss::chooseBest() const
 {
     const worker* best = this;
-    if (engine.nofThreads == 1 || engine.depthLimit) return best;
+    if (engine.nofThreads == 1) return best;
+    // A depth limit is the boss's, unless a helper has run through before the boss had a move.
+    if (engine.depthLimit && position->rootDepth) return best;
     const auto rank = [](const worker* w)
     { return w->position->rootDepth * 2 + w->position->rootDepthComplete; };
 

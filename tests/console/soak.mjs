@@ -18,21 +18,18 @@ const longestGame = 80;
 const threadsWhileLooking = 2;
 
 // Each kind: the words behind `go`, and what comes behind it, if anything. The count of nodes
-// ends nothing by itself. mayBeEmpty: there may be no move in the answer. With a depth and several
-// threads the boss's own result is played, and in a mate a helper can be through all its depths,
-// and end the search, before the boss has any.
-const stopped = { mayBeEmpty: () => true };
-const limited = { mayBeEmpty: (threads) => threads > 1 };
+// ends nothing by itself. mayBeEmpty: a search that is stopped may have no move yet.
+const stopped = { mayBeEmpty: true };
 const kinds = [
   { words: () => 'movetime 1' },
-  { words: (random) => `depth ${1 + Math.floor(random() * 6)}`, ...limited },
-  { words: (random) => `nodes ${Math.floor(random() * 1000)} depth 3`, ...limited },
+  { words: (random) => `depth ${1 + Math.floor(random() * 6)}` },
+  { words: (random) => `nodes ${Math.floor(random() * 1000)} depth 3` },
   { words: (random) => `wtime ${Math.floor(random() * 20)} btime 20 winc 2 binc 2` },
   { words: () => 'wtime 20 btime 20 movestogo 5' },
   { words: () => 'infinite', then: 'stop', ...stopped },
   { words: () => 'ponder wtime 20 btime 20', then: 'stop', ...stopped },
   { words: () => 'ponder wtime 20 btime 20', then: 'ponderhit' },
-  { words: () => 'ponder depth 2', then: 'ponderhit', ...limited },
+  { words: () => 'ponder depth 2', then: 'ponderhit' },
 ];
 
 // Plays games in which the engine searches each position, until it has searched `count` times.
@@ -43,7 +40,7 @@ export async function soak(t, count) {
   let done = 0;
   let games = 0;
   let threads = 1;
-  const empty = { stopped: 0, deep: 0 };
+  let empty = 0;
   let first = null;
   let last = null;
   let most = null;
@@ -61,7 +58,7 @@ export async function soak(t, count) {
         threads = done < lookEvery ? 1 + done / 25 : 1 + Math.floor(random() * 4);
         engine.send(`setoption name Threads value ${threads}`);
       }
-      const { words, then, mayBeEmpty = () => false } = kinds[done % kinds.length];
+      const { words, then, mayBeEmpty = false } = kinds[done % kinds.length];
       engine.send(rules.positionCommand());
       const said = words(random);
       player.start(said);
@@ -69,14 +66,14 @@ export async function soak(t, count) {
         if (random() < 0.5) await pause(random() * 2);
         engine.send(then);
       }
-      const end = player.finish(rules, 10000, { mayBeEmpty: mayBeEmpty(threads) });
+      const end = player.finish(rules, 10000, { mayBeEmpty });
       const { best } = await end.catch((error) => {
         const what = `search ${done}, ${threads} threads, go ${said}${then ? `, ${then}` : ''}`;
         throw new Error(engine.describe(what), { cause: error });
       });
       searches.set(then, (searches.get(then) ?? 0) + 1);
       const moves = rules.legalMoves().map((move) => move.text);
-      if (best === noMove) empty[then === 'stop' ? 'stopped' : 'deep']++;
+      if (best === noMove) empty++;
       rules.play(best === noMove || random() < 0.3 ? pick(random, moves) : best);
       if (++done % lookEvery === 0) {
         threads = threadsWhileLooking;
@@ -94,8 +91,7 @@ export async function soak(t, count) {
   await engine.quit();
   t.diagnostic(
     `${done} searches in ${games} games, ${searches.get('stop')} stopped, ` +
-      `${searches.get('ponderhit')} hit; without a move: ${empty.stopped} of those stopped, ` +
-      `${empty.deep} of those with a depth; ` +
+      `${searches.get('ponderhit')} hit; ${empty} of them without a move; ` +
       `memory ${first.rss} kB at ${lookEvery}, ${last.rss} kB at the end, at most ${most.rss}; ` +
       `peak ${first.peak} kB, then ${last.peak} kB; ` +
       `${last.threads} threads, ${last.files} open files`,

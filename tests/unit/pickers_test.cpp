@@ -83,7 +83,6 @@ TEST(Pickers, EvasionsComeOnceEachFromStage99)
     Board board("4k3/8/8/8/1b6/2N5/3P4/r3K2R w K - 0 1");
     ASSERT_TRUE(board.ply(0).inCheck);
     clearStored(board);
-    std::string expected = board.texts(board.legalMoves());
     startNode(board, 0);
     std::multiset<std::string> picked;
     for (const auto& [stage, text] : pickAll(board))

@@ -923,7 +923,7 @@ struct scanReport
 };
 
 /// Runs the scan on an error that is a function of K; the pool must be the landscape's.
-scanReport scan(std::vector<double>& tried)
+scanReport scan(const std::vector<double>& tried)
 {
     scanReport report{};
     report.lines = linesOf(outputOf([&] { report.best = calcOptimalK(); }));

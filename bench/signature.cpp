@@ -20,7 +20,6 @@
 int main(int argc, char** argv)
 {
     constexpr int defaultDepth = 15; // deep enough for the caches to work as in a game
-    // NOLINTNEXTLINE(cert-err34-c): what is no number counts as depth 0
     const int depth = argc > 1 ? std::atoi(argv[1]) : defaultDepth;
     if (depth < 1 || depth > 127)
     {

@@ -176,7 +176,6 @@ const char* playGame(searcher& player, int depth, std::mt19937& random,
 int main(int argc, char** argv)
 {
     const long wanted = argc > 1 ? std::atol(argv[1]) : 10000;
-    // NOLINTNEXTLINE(cert-err34-c): what is no number counts as depth 0
     const int depth = argc > 2 ? std::atoi(argv[2]) : 4;
     const unsigned seed = argc > 3 ? static_cast<unsigned>(std::atol(argv[3])) : 1;
     if (wanted < 1 || depth < 1 || depth > 30)

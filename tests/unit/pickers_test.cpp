@@ -30,7 +30,7 @@ void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
 void clearStored(Board& board)
 {
     for (plyStruct& ply : board->plies) ply.killers[0] = ply.killers[1] = EMPTYMOVE;
-    std::fill(&board->counterMoves[0][0], &board->counterMoves[0][0] + 12 * 64, EMPTYMOVE);
+    std::fill(&board->counterMoves[0][0], &board->counterMoves[0][0] + 12L * 64, EMPTYMOVE);
 }
 
 /// What the picker yields at ply 0: stage as the search sees it, and the move's text.

@@ -21,7 +21,10 @@ for argument in "$@"; do
             ;;
         --long) long=yes ;;
         --lint)
-            need_packages clang-format=clang-format clang-tidy=clang-tidy g++=g++ cmake=cmake make=make
+            need_packages clang-format=clang-format clang-tidy=clang-tidy cppcheck=cppcheck \
+                shellcheck=shellcheck g++=g++ node=nodejs \
+                /usr/include/gtest/gtest.h=libgtest-dev \
+                /usr/include/benchmark/benchmark.h=libbenchmark-dev
             exec tools/lint.sh
             ;;
         *)

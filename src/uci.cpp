@@ -84,6 +84,7 @@ void trimKeyHistory(positionStruct* position)
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): handlers of commands own their words
 void UCIprocesMove(std::string text)
 {
     moveStruct move = readMoveText(text);

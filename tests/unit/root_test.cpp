@@ -75,6 +75,7 @@ class RootWindows : public RootSteps
         std::vector<u32> weights;
         for (size_t k = 0; k < 6; ++k)
         {
+            // cppcheck-suppress containerOutOfBounds ; filled when the first move was made, above
             const moveStruct answer = answers.at(k);
             weights.push_back(
                 pool->position->historyGood[position->board[answer.from] - PAWN][answer.to]);

@@ -153,3 +153,11 @@ TEST(Dumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
     EXPECT_EQ(softwarePopcount(~0ULL), 64U);
     for (int n = 0; n < 64; ++n) EXPECT_EQ(softwarePopcount(1ULL << n), 1U);
 }
+
+TEST(Dumps, AMoveWithoutIndentHasNoTabsAndIndent0HasOne)
+{
+    const moveStruct move = {sq("e2"), sq("e4"), KINDDOUBLEPUSH, PAWN};
+    EXPECT_EQ(moveToString(&move, -1), "e2e4 13");
+    EXPECT_EQ(moveToString(&move, 0), "\te2e4 13");
+    EXPECT_EQ(moveToString(&move, 2), "\t\t\te2e4 13");
+}

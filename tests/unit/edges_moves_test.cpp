@@ -444,6 +444,15 @@ TEST(KeyEdges, NoTwoNumbersAreEqualAndNoneIsZero)
     EXPECT_EQ(hashCodePiece[2][2], 0xd1dd9bbc7b8c8d68U);
 }
 
+TEST(KeyEdges, AKeyIsItsNumbersAndNothingElse)
+{
+    Board board("4k3/8/8/8/8/8/P7/4K3 w - - 0 1");
+    const u64 kings = hashCodePiece[KING + WHITE][E1] ^ hashCodePiece[KING + BLACK][E8];
+    const u64 pawn = hashCodePiece[PAWN + WHITE][sq("a2")];
+    EXPECT_EQ(calcHashKey(0, board.get()), kings ^ pawn ^ hashCodeCastling[0]);
+    EXPECT_EQ(calcHashKeyPawn(0, board.get()), kings ^ pawn);
+}
+
 TEST(KeyEdges, ADoublePushRecordsItsFileInTheKey)
 {
     for (char file = 'a'; file <= 'h'; ++file)

@@ -392,6 +392,18 @@ TEST(Generators, RecapturesTakeOnlyOnThePreviousSquareAndNothingAfterEnPassant)
     EXPECT_EQ(board.ply(1).moveListEnd, board.ply(1).moveListStart);
 }
 
+TEST(Generators, ADoublePushOfEitherColourMayBeASimpleCheck)
+{
+    for (const auto& [fen, text] : {std::pair("8/8/8/3k4/8/8/4P3/4K3 w - - 0 1", "e2e4"),
+                                    std::pair("4k3/4p3/8/8/3K4/8/8/8 b - - 0 1", "e7e5")})
+    {
+        Board board(fen);
+        generateSimpleChecks(0, board.ply(0).moveListStart, board.get());
+        EXPECT_EQ(board.texts(board.list()), text);
+        EXPECT_EQ(board.ply(0).moveListStart->kind, KINDDOUBLEPUSH);
+    }
+}
+
 TEST(Generators, SimpleChecksAreQuietMovesThatHitTheKing)
 {
     int found = 0;

@@ -185,6 +185,19 @@ TEST_F(HashTable, FollowsTheModelOverRandomStoresAndProbes)
     }
 }
 
+TEST_F(HashTable, AProbeLooksAtFourLinesAndNoFifth)
+{
+    clearHashTable();
+    const u64 key = 77;
+    for (u64 line = 0; line < 6; ++line)
+    {
+        clearHashTable();
+        putHashTableEntry(key, someMove, 5, 9, boundExact, 0);
+        std::swap(hashTable[key & hashKeyMask], hashTable[(key & hashKeyMask) + line]);
+        EXPECT_EQ(getHashTableEntry(key) != 0, line < 4) << line;
+    }
+}
+
 TEST_F(HashTable, ATornEntryIsAMiss)
 {
     putHashTableEntry(5, someMove, 10, 20, boundExact, 0);

@@ -43,6 +43,20 @@ class Node : public Board
         return quiescence(here, depth, static_cast<i16>(alpha), static_cast<i16>(beta), get());
     }
 
+    int quietHash(int depth, int alpha, int beta)
+    {
+        return quiescenceHash(here, depth, static_cast<i16>(alpha), static_cast<i16>(beta), get());
+    }
+
+    /// Puts an entry for this position into the table and returns it as it is found.
+    u64 enter(int score, u8 bound, moveStruct move = EMPTYMOVE, i8 depth = 0)
+    {
+        putHashTableEntry(get()->hashKey, move, static_cast<i16>(score), depth, bound, here);
+        return entry();
+    }
+
+    u64 entry() { return getHashTableEntry(get()->hashKey); }
+
     /// What evaluateN is to give for a key with this side to move.
     void setEvaluation(int score, u64 key, u8 sideToMove)
     {
@@ -162,6 +176,25 @@ TEST(NodeSteps, AtAHundredPliesAMoveThatReachesBetaKeepsItsScoreAndOneThatOnlyRa
     EXPECT_EQ(evade(100, 1000), 0);
     EXPECT_EQ(evade(100, 700), 700) << "a cut-off never looks at the clock";
     EXPECT_EQ(evade(100, 701), 0);
+}
+
+TEST(NodeSteps, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
+{
+    // No captures, so quiescence gives the evaluation back; a search of the moves finds the pawn.
+    const auto isRazored = [](int depth, int evaluation, int beta)
+    {
+        Node node("4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+        node.setEvaluation(evaluation);
+        return node.search(depth, 0, beta) == evaluation;
+    };
+    constexpr int margins[] = {0, 120, 190, 240};
+    for (int depth = 1; depth <= 3; ++depth)
+    {
+        EXPECT_TRUE(isRazored(depth, -margins[depth] - 1, 1)) << depth;
+        EXPECT_FALSE(isRazored(depth, -margins[depth], 1)) << depth;
+        EXPECT_FALSE(isRazored(depth, -1000, 2)) << "a full window at depth " << depth;
+    }
+    EXPECT_FALSE(isRazored(4, -1000, 1));
 }
 
 TEST(NodeSteps, ReverseFutilityNeedsAPieceBesidesTheKing)
@@ -459,5 +492,176 @@ TEST(QuiescenceSteps, AWindowClosedByMateDistanceReturnsAtOnce)
         Node open(start, ply);
         open.setEvaluation(10);
         EXPECT_EQ(open.quiet(0, -32767, ply - 31999), 10) << "one point wider it is searched";
+        if (ply == 0) continue;
+        // Both ends lie between the best mate from here and the best from the root.
+        Node between(start, ply);
+        between.setEvaluation(10);
+        EXPECT_EQ(between.quiet(0, 32002 - ply, 32000), 32002 - ply);
+    }
+}
+
+
+// Quiescence with the table
+
+namespace
+{
+
+// White's rook may take the pawn, and nothing else is to be had.
+const std::string rookTakesPawn = "4k3/8/8/8/p7/8/8/R3K3 w - - 0 1";
+
+} // namespace
+
+TEST(QuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
+{
+    for (size_t i = 0; i < manyPositions().size(); i += 3)
+        for (const auto& [alpha, beta] : {std::pair(-32767, 32767), std::pair(0, 1),
+                                          std::pair(-400, -350), std::pair(300, 500)})
+            for (const int depth : {0, -6, -15})
+            {
+                Node plain(manyPositions()[i]);
+                Node stored(manyPositions()[i]);
+                EXPECT_EQ(plain.quiet(depth, alpha, beta), stored.quietHash(depth, alpha, beta));
+                EXPECT_EQ(plain->qNodes, stored->qNodes) << manyPositions()[i];
+                EXPECT_EQ(plain->nodes, stored->nodes);
+            }
+}
+
+TEST(QuiescenceHash, AnEntryOfAnyDepthThatDecidesTheWindowIsTheResult)
+{
+    const struct
+    {
+        int score;
+        u8 bound;
+        bool decides; // between -50 and 50
+    } cases[] = {
+        {10, boundExact, true},  {90, boundExact, true},   {50, boundLower, true},
+        {49, boundLower, false}, {-50, boundUpper, true},  {-49, boundUpper, false},
+        {90, boundUpper, false}, {-90, boundLower, false},
+    };
+    for (const auto& c : cases)
+    {
+        Node node(rookTakesPawn, 3);
+        node.setEvaluation(0);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(20); });
+        node.enter(c.score, c.bound);
+        node.ply(3).moveListEnd = nullptr;
+        const int score = node.quietHash(0, -50, 50);
+        EXPECT_EQ(node.ply(3).moveListEnd == nullptr, c.decides) << c.score << " " << int{c.bound};
+        if (c.decides) EXPECT_EQ(score, c.score);
+        EXPECT_EQ(node->qNodes, c.decides ? 1U : 2U);
+    }
+    // A mate in the table counts from the ply that reads it.
+    Node node(rookTakesPawn, 3);
+    node.enter(31990, boundExact);
+    EXPECT_EQ(hashScore(node.entry(), 0), 31993);
+    EXPECT_EQ(node.quietHash(0, -50, 50), 31990);
+}
+
+TEST(QuiescenceHash, ABoundThatIsNearerThanTheEvaluationIsTheStandPat)
+{
+    const struct
+    {
+        int evaluation;
+        int score;
+        u8 bound;
+        int standPat;
+    } cases[] = {
+        {0, 30, boundLower, 30}, {30, 0, boundLower, 30},  {30, 0, boundUpper, 0},
+        {0, 30, boundUpper, 0},  {60, 30, boundUpper, 30},
+    };
+    for (const auto& c : cases)
+    {
+        // The capture is worth less than standing pat in all cases.
+        Node node(rookTakesPawn);
+        node.setEvaluation(c.evaluation);
+        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(200); });
+        node.enter(c.score, c.bound);
+        EXPECT_EQ(node.quietHash(0, -50, 50), c.standPat) << c.evaluation << " " << c.score;
+        EXPECT_EQ(node->qNodes, 2U);
+    }
+    Node high(rookTakesPawn);
+    high.setEvaluation(50);
+    high.enter(20, boundLower);
+    const u64 before = high.entry();
+    EXPECT_EQ(high.quietHash(0, -50, 50), 50);
+    EXPECT_EQ(high->qNodes, 1U) << "standing pat at beta plays nothing";
+    EXPECT_EQ(high.entry(), before) << "and stores nothing";
+}
+
+TEST(QuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
+{
+    const struct
+    {
+        int child; // score of the capture, from black's view
+        int score;
+        u8 bound;
+        bool withMove;
+    } cases[] = {
+        {-60, 60, boundLower, true}, // beta is 50
+        {-50, 50, boundLower, true},
+        {-20, 20, boundExact, true},
+        {20, 0, boundUpper, false}, // the stand pat is 0, alpha 10
+    };
+    for (const auto& c : cases)
+        for (const u8 ply : {u8{1}, u8{4}})
+        {
+            Node node(rookTakesPawn, ply);
+            const moveStruct capture = node.move("a1a4");
+            node.ply(ply).hashMove = {sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK}; // not white's
+            node.setEvaluation(0);
+            node.forEachChild([&](size_t, moveStruct) { node.settleChild(c.child); });
+            EXPECT_EQ(node.quietHash(0, c.withMove ? -10 : 10, 50), c.score);
+            const u64 entry = node.entry();
+            EXPECT_EQ(hashBound(entry), c.bound) << c.child;
+            EXPECT_EQ(hashDepth(entry), 0);
+            EXPECT_EQ(hashScore(entry, ply), c.score);
+            const moveStruct expected = c.withMove ? capture : node.ply(ply).hashMove;
+            EXPECT_TRUE(sameMove(wordMove(entry), expected)) << c.child;
+            if (c.withMove) EXPECT_EQ(wordMove(entry).score, ROOK);
+            EXPECT_EQ(node.ply(ply).hashMove.from, sq("e8")) << "the ply keeps its hash move";
+        }
+
+    // Mated: Qg7 is covered by the king.
+    Node mated("7k/6Q1/6K1/8/8/8/8/8 b - - 0 1", 4);
+    EXPECT_EQ(mated.quietHash(0, -32767, 32767), 4 - 32000);
+    EXPECT_EQ(hashScore(mated.entry(), 4), 4 - 32000);
+    EXPECT_EQ(hashBound(mated.entry()), boundUpper);
+}
+
+TEST(QuiescenceHash, TheHashMoveOfThePlyIsPlayedFirstEvenAQuietOne)
+{
+    const auto searched = [](int worth, const char* text, int beta)
+    {
+        auto node = std::make_unique<Node>(rookTakesPawn, u8{2});
+        const moveStruct quiet = node->move(text);
+        node->ply(2).hashMove = quiet;
+        node->setEvaluation(0);
+        node->forEachChild([&](size_t, moveStruct move)
+                           { node->settleChild(sameMove(move, quiet) ? -worth : 0); });
+        node->ply(2).moveListEnd = nullptr;
+        EXPECT_EQ(node->quietHash(0, -10, beta), std::max(worth, 0)) << text;
+        EXPECT_TRUE(worth <= 0 || sameMove(wordMove(node->entry()), quiet));
+        return node;
+    };
+    // At beta nothing is generated.
+    const auto cutOff = searched(50, "e1d1", 50);
+    EXPECT_EQ(cutOff->ply(2).moveListEnd, nullptr);
+    EXPECT_EQ(hashBound(cutOff->entry()), boundLower);
+    EXPECT_EQ((*cutOff)->qNodes, 2U);
+    // Below, the capture comes as well and does not do better.
+    const auto raised = searched(49, "e1d1", 50);
+    EXPECT_NE(raised->ply(2).moveListEnd, nullptr);
+    EXPECT_EQ(hashBound(raised->entry()), boundExact);
+    EXPECT_EQ((*raised)->qNodes, 3U);
+
+    // The child has to know whether it is in check.
+    for (const auto& [text, inCheck] : {std::pair("b1b8", true), std::pair("b1c1", false)})
+    {
+        Node node("4k3/8/8/8/8/8/8/1R2K3 w - - 0 1", 2);
+        node.ply(2).hashMove = node.move(text);
+        node.setEvaluation(0);
+        node.ply(3).inCheck = !inCheck;
+        EXPECT_GT(node.quietHash(0, -10, 1), 1);
+        EXPECT_EQ(node.ply(3).inCheck != 0, inCheck) << text;
     }
 }

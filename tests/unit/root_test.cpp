@@ -4,8 +4,11 @@
 // inner state shows and on positions whose scores are in the table beforehand.
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <sstream>
+#include <thread>
 
 #include "root_support.h"
 #include "uci.h"
@@ -40,8 +43,27 @@ class RootWindows : public RootSteps
     /// pawns: nothing cuts off before the moves. Returns the weights of the answers' cut-offs.
     std::vector<u32> failLowSixTimes(int lastDepth, void (boss::*search)())
     {
-        constexpr int worths[] = {15, 50, 90, 170, 330, 2000};
-        Board board("4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        Board board(kingsAndPawns);
+        const std::vector<moveStruct> answers = settle(board, lastDepth);
+        engine.depthLimit = lastDepth;
+        lines(board, search);
+        EXPECT_EQ(pool->position->rootDepth, lastDepth);
+        EXPECT_EQ(pool->position->rootScore, -2000);
+        std::vector<u32> weights;
+        for (size_t k = 0; k < 6; ++k)
+        {
+            const moveStruct answer = answers.at(k);
+            weights.push_back(
+                pool->position->historyGood[board->board[answer.from] - PAWN][answer.to]);
+        }
+        return weights;
+    }
+
+    /// Puts these scores into the table and returns black's answers to white's first move.
+    static std::vector<moveStruct> settle(Board& board, int lastDepth,
+                                          const std::vector<int>& worths = {15, 50, 90, 170, 330,
+                                                                            2000})
+    {
         liftLimits();
         clearHashTable();
         positionStruct* const position = board.get();
@@ -59,7 +81,7 @@ class RootWindows : public RootSteps
                 for (size_t k = 0; k < answers.size(); ++k)
                 {
                     makeMove(2, &answers[k], position, false);
-                    const int worth = k < 6 ? worths[k] : -5000;
+                    const int worth = k < worths.size() ? worths[k] : -5000;
                     putHashTableEntry(position->hashKey, EMPTYMOVE, static_cast<i16>(-worth), 127,
                                       boundExact, 2);
                     unmakeMove(2, &answers[k], position);
@@ -67,21 +89,10 @@ class RootWindows : public RootSteps
             }
             unmakeMove(1, &moves[i], position);
         }
-
-        engine.depthLimit = lastDepth;
-        lines(board, search);
-        EXPECT_EQ(pool->position->rootDepth, lastDepth);
-        EXPECT_EQ(pool->position->rootScore, -2000);
-        std::vector<u32> weights;
-        for (size_t k = 0; k < 6; ++k)
-        {
-            // cppcheck-suppress containerOutOfBounds ; filled when the first move was made, above
-            const moveStruct answer = answers.at(k);
-            weights.push_back(
-                pool->position->historyGood[position->board[answer.from] - PAWN][answer.to]);
-        }
-        return weights;
+        return answers;
     }
+
+    static constexpr const char* kingsAndPawns = "4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1";
 };
 
 } // namespace
@@ -241,10 +252,280 @@ TEST_F(RootWindows, TheFifthFailLowOfADepthOpensTheWindowBelow)
         EXPECT_EQ(failLowSixTimes(6, search), (std::vector<u32>{25, 25, 25, 25, 25, 0}));
 }
 
+TEST_F(RootWindows, EachFailureBehindTheFirstOfADepthMakesItLessSettled)
+{
+    // At depth 6 the window fails as often as black has answers but one; each depth behind it is
+    // settled and takes a tenth off the share, 1 plus a fifth of the failures. The search ends
+    // where the share comes below 0.95: 0.9 at once, or 1.4, 1.6, 1.8 or 2 times powers of 0.9.
+    const struct
+    {
+        std::vector<int> worths;
+        int end;
+    } cases[] = {
+        {{10}, 6},     // holds at once
+        {{15, 20}, 6}, // one failure is none
+        {{15, 50, 60}, 10},
+        {{15, 50, 90, 100}, 11},
+        {{15, 50, 90, 170, 180}, 13},
+        {{15, 50, 90, 170, 330, 2000}, 14},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(kingsAndPawns);
+        settle(board, 6, c.worths);
+        engine.startTime = static_cast<u64>(now() - 400000000);
+        engine.targetTime = static_cast<i32>(400000000 / 0.95);
+        engine.maxTime = 400020000; // twenty seconds, should the end be missed
+        // Used up 0.95 of the budget, which the depths below 6 leave alone.
+        lines(board);
+        EXPECT_EQ(pool->position->rootDepth, c.end) << c.worths.size();
+        EXPECT_EQ(pool->position->rootScore, -c.worths.back());
+    }
+}
+
 TEST_F(RootWindows, UpToDepth5TheWindowIsTheWholeScale)
 {
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
         EXPECT_EQ(failLowSixTimes(5, search), std::vector<u32>(6, 0));
+}
+
+TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUnsettledOnes)
+{
+    // The shares of the soft budget behind each depth and the scores, from a root of our own: a
+    // window of 15 around the last score from depth 6 on, widened by 35, 40, 80, 160, then open.
+    // The depths up to 5 end any search that has used more than the whole budget, so a share above
+    // 1 only shows by the number of settled depths that bring it down again.
+    struct outline
+    {
+        std::vector<double> shares;
+        std::vector<int> scores;
+    };
+    int restless = 0;  // unsettled depths behind settled or shallow ones
+    int stormy = 0;    // unsettled depths while the share is above 1
+    int widenings = 0; // depths whose windows failed more than once on a side
+    const auto outlineOf = [&](const std::string& fen, int depths)
+    {
+        constexpr int steps[] = {15, 35, 40, 80, 160};
+        clearHashTable();
+        liftLimits();
+        Board board(fen);
+        board->nodesToClockCheck = 4096;
+        board.legalMoves();
+        outline found;
+        double share = 1;
+        int score = 0;
+        for (int depth = 1; depth <= depths; ++depth)
+        {
+            int low = depth > 5 ? score - steps[0] : -32767;
+            int high = depth > 5 ? score + steps[0] : 32767;
+            int lowFails = 0;
+            int highFails = 0;
+            board->rootBestChanges = 0;
+            for (;;)
+            {
+                score = alfabeta(0, depth, static_cast<i16>(low), static_cast<i16>(high),
+                                 board.get(), 2);
+                if (score <= low && low > -32000)
+                {
+                    high = (low + high) / 2;
+                    low = ++lowFails < 5 ? score - steps[lowFails] : -32000;
+                }
+                else if (score >= high && high < 32000)
+                    high = ++highFails < 5 ? score + steps[highFails] : 32000;
+                else
+                    break;
+            }
+            int unrest = board->rootBestChanges;
+            if (lowFails > 1 || highFails > 1)
+            {
+                unrest += std::max(lowFails, highFails) - 1;
+                ++widenings;
+            }
+            if (depth < 6)
+                share = 1;
+            else if (unrest <= 1)
+                share *= 0.9;
+            else if (share <= 1)
+            {
+                share = 1 + 0.2 * unrest;
+                ++restless;
+            }
+            else
+            {
+                share = 0.8 * share + 0.2 * unrest;
+                ++stormy;
+            }
+            share = std::min(std::max(share, 0.6), 2.0);
+            found.shares.push_back(share);
+            found.scores.push_back(score);
+        }
+        return found;
+    };
+
+    // The last two have unsettled depths one behind another, and few men, so they are cheap.
+    std::vector<std::pair<std::string, int>> searches;
+    for (size_t i = 0; i < manyPositions().size(); i += 8)
+        searches.emplace_back(manyPositions()[i], 9);
+    searches.emplace_back("4k3/4P3/b7/2p5/8/7K/8/8 w - - 0 1", 14);
+    searches.emplace_back("4k3/4P3/b7/2p5/8/6K1/8/8 w - - 0 1", 14);
+    for (const auto& [fen, depths] : searches)
+    {
+        Board board(fen);
+        if (board.legalMoves().size() < 2) continue;
+        const outline expected = outlineOf(fen, depths);
+        if (std::any_of(expected.scores.begin(), expected.scores.end(),
+                        [](int score) { return std::abs(score) > 31000; }))
+            continue; // a mate would end the search
+
+        // The clock shows so much time that what the search itself takes is nothing. Tried are
+        // times just below and just above each share: the search ends behind the first smaller one.
+        std::vector<double> times;
+        for (const double share : expected.shares)
+            for (const double used : {share - 0.005, share + 0.005})
+                if (std::all_of(expected.shares.begin(), expected.shares.end(),
+                                [used](double other) { return std::abs(used - other) > 0.004; }) &&
+                    used < 1 &&
+                    used > *std::min_element(expected.shares.begin(), expected.shares.end()))
+                    times.push_back(used);
+        std::sort(times.begin(), times.end());
+        times.erase(std::unique(times.begin(), times.end()), times.end());
+        for (const double used : times)
+        {
+            const auto last = std::find_if(expected.shares.begin(), expected.shares.end(),
+                                           [used](double share) { return share < used; });
+            const auto depth = last - expected.shares.begin() + 1;
+
+            clearHashTable();
+            liftLimits();
+            engine.startTime = static_cast<u64>(now() - 400000000);
+            engine.targetTime = static_cast<i32>(400000000 / used);
+            engine.maxTime = 400020000; // twenty seconds, should the end be missed
+            lines(board);
+            EXPECT_EQ(pool->position->rootDepth, depth) << fen << " at " << used;
+            EXPECT_EQ(pool->position->rootScore, expected.scores[static_cast<size_t>(depth - 1)]);
+        }
+    }
+    EXPECT_GT(restless, 0);
+    EXPECT_GT(stormy, 0);
+    EXPECT_GT(widenings, 0);
+}
+
+TEST_F(RootWindows, AStopAtAnyNodeOfDepth10LeavesALegalLine)
+{
+    // While the window is being widened the root has no exact entry, so the line comes from the
+    // fields, which hold moves that nobody has.
+    int linesSeen = 0;
+    for (int nodes = 100; nodes < 400; ++nodes)
+    {
+        Board board(kingsAndPawns);
+        settle(board, 10);
+        board->pvLength = 3;
+        for (int ply = 0; ply <= 3; ++ply) board.ply(ply).bestMove = {sq("e4"), sq("e5"), 0, PAWN};
+        engine.nodeCheckInterval = nodes;
+        engine.maxTime = 0;
+        const std::string info = lineFromEnd(lines(board), 2);
+        if (info.empty()) continue;
+        ++linesSeen;
+
+        std::istringstream line(info.substr(info.find(" pv ") + 4));
+        Board played(kingsAndPawns);
+        for (std::string text; line >> text;)
+        {
+            const moveStruct move = played.move(text);
+            ASSERT_NE(moveWord(move), 0U) << info;
+            makeMove(1, &move, played.get(), false);
+            played.ply(0).enPassantSquare = played.ply(1).enPassantSquare;
+        }
+    }
+    EXPECT_GT(linesSeen, 20);
+}
+
+TEST_F(RootSteps, TheAnswerInALineThatWasWrittenIsThePonderCandidate)
+{
+    Board board(start);
+    engine.depthLimit = 10;
+    const std::string text = lines(board);
+    const moveStruct best = pool->position->plies[0].bestMove;
+    const std::string answer = text.substr(text.find(" ponder ") + 8, 4);
+    const moveStruct candidate = pool->getPonderCandidate(best);
+    EXPECT_EQ(moveToLA(&candidate, BLACK), answer) << text;
+}
+
+TEST_F(RootSteps, ALineThatIsNotLegalToItsEndIsCutBeforeItIsWritten)
+{
+    // A helper's line of three moves: white's, an answer that black doesn't have, any move.
+    class Dreamer : public Claimant
+    {
+      public:
+        using Claimant::Claimant;
+        void searchRoot() override
+        {
+            Claimant::searchRoot();
+            position->plies[1].bestMove = {sq("e8"), sq("e5"), KINDPLAIN, KING + BLACK};
+            position->plies[2].bestMove = {sq("d2"), sq("d3"), KINDPLAIN, PAWN};
+            position->pvLength = 2;
+        }
+    };
+    Board board(start);
+    theWorkForce.workers.push_back(new Dreamer(1, board.move("b1a3")));
+    engine.nofThreads = 2;
+    theWorkForce.stopSearch = true;
+    const std::string text = lines(board);
+    const std::string info = lineFromEnd(text, 2);
+    EXPECT_EQ(info.substr(info.find(" pv ")), " pv b1a3 ") << text;
+    EXPECT_EQ(lineFromEnd(text, 1), "bestmove b1a3");
+}
+
+TEST_F(RootSteps, AnAcceptedMateStandsInTheTableAsTheRootSeesIt)
+{
+    Board board(mateInOne);
+    engine.infinite = true; // else the mate ends the search at depth 1, which stores nothing
+    lines(board);
+    const u64 entry = getHashTableEntry(board->hashKey);
+    EXPECT_EQ(hashScore(entry, 0), 31999);
+    EXPECT_EQ(hashDepth(entry), 127);
+    EXPECT_EQ(hashBound(entry), boundExact);
+}
+
+TEST_F(RootSteps, ANewGameEndsTheSearchBeforeItAnswers)
+{
+    theWorkForce.setNofWorkers(1);
+    testing::internal::CaptureStdout();
+    std::istringstream words("startpos");
+    UCIposition(words);
+    std::istringstream go("infinite");
+    UCIgo(go);
+    UCInewgame();
+    std::fflush(stdout);
+    const std::string text = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(lineFromEnd(text, 2).find("bestmove "), 0U) << text;
+    EXPECT_EQ(lineFromEnd(text, 1), "readyok");
+    theWorkForce.endSearch();
+}
+
+TEST_F(RootSteps, EndSearchStopsAnInfiniteSearch)
+{
+    theWorkForce.setNofWorkers(1);
+    testing::internal::CaptureStdout();
+    std::istringstream words("startpos");
+    UCIposition(words);
+    std::istringstream go("infinite");
+    UCIgo(go);
+    std::atomic<bool> ended = false;
+    std::thread caller(
+        [&ended]
+        {
+            theWorkForce.endSearch();
+            ended = true;
+        });
+    // Long beyond what it takes, and no wait at all where it works.
+    for (int i = 0; i < 3000 && !ended; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    EXPECT_TRUE(ended);
+    theWorkForce.stopSearch = true;
+    caller.join();
+    std::fflush(stdout);
+    EXPECT_EQ(lineFromEnd(testing::internal::GetCapturedStdout(), 1).find("bestmove "), 0U);
 }
 
 TEST_F(RootSteps, ALineOfOneMoveGivesNoPonderMove)

@@ -361,6 +361,20 @@ TEST(Workers, StopEndsAnInfiniteSearchOnSeveralThreads)
     theWorkForce.setNofWorkers(1);
 }
 
+TEST(Time, TheClockCountsWholeMillisecondsSinceTheSystemsStart)
+{
+    const auto milliseconds = []
+    {
+        return std::chrono::floor<std::chrono::milliseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    };
+    const auto before = milliseconds();
+    const i64 middle = now();
+    EXPECT_LE(before, middle);
+    EXPECT_LE(middle, milliseconds());
+}
+
 TEST(Time, TheTableOfBudgets)
 {
     EXPECT_EQ(budgets("", 0), std::pair(16200, 113400));
@@ -604,6 +618,21 @@ TEST(Uci, MovesOffTheBoardArePassedOver)
         UCIprocesMove(text);
     position("startpos");
     EXPECT_EQ(GPS->hashKey, key) << "and the next position is whole";
+}
+
+TEST(Uci, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
+{
+    // A fifth letter k makes en passant of any move, landing a rank beyond its square.
+    for (const auto& [fen, text] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
+                                    std::pair("fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k")})
+    {
+        position(fen);
+        const u64 key = GPS->hashKey;
+        const u8 side = GPS->sideToMove;
+        UCIprocesMove(text);
+        EXPECT_EQ(GPS->hashKey, key) << text;
+        EXPECT_EQ(GPS->sideToMove, side) << text;
+    }
 }
 
 TEST(Uci, AGameOfSixThousandPliesFitsTheHistory)

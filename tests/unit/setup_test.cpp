@@ -153,3 +153,17 @@ TEST(SetUp, RightsWithoutKingOrRookAtHomeAreDropped)
     EXPECT_EQ(inconsistency(board.get(), 0), "");
     EXPECT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
 }
+
+TEST(SetUp, APositionTakesNothingOverFromTheOneBefore)
+{
+    // The first has everything that the second lacks: rights, a pawn that may be taken, a clock.
+    Board board("rnbqkbnr/ppp1pppp/8/8/3pP3/8/PPPP1PPP/RNBQKBNR b KQkq e3 37 3");
+    EXPECT_EQ(board.ply(0).enPassantSquare, sq("e4"));
+    setPosition("4k3/8/8/8/8/8/8/4K3 w - - 0 1", board.get());
+    EXPECT_EQ(board.ply(0).enPassantSquare, 0);
+    EXPECT_EQ(board.ply(0).castlingRights, 0);
+    EXPECT_EQ(board->halfMoveClock, 0);
+    EXPECT_EQ(board->sideToMove, WHITE);
+    EXPECT_EQ(popcount(board->pieceBB[WHITE] | board->pieceBB[BLACK]), 2);
+    EXPECT_EQ(board->gamePhase, 0);
+}

@@ -24,6 +24,7 @@ engine=build/release/quillon
 position='fen r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13'
 echo "Black to move; three seconds to think:"
 coproc quillon { "$engine"; }
+# The array and the process id are set by coproc.
 # shellcheck disable=SC2154
 {
     printf '%s\n' "position $position" showboard 'go movetime 3000'
@@ -32,6 +33,7 @@ while IFS= read -r line <&"${quillon[0]}"; do
     echo "$line"
     [[ $line == bestmove* ]] && break
 done
+# shellcheck disable=SC2154
 pid=$quillon_PID
 echo quit >&"${quillon[1]}"
 wait "$pid"

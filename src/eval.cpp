@@ -241,7 +241,7 @@ struct noting
 {
     static constexpr bool traced = true;
     evalTrace* trace;
-    combEval note(evalTerm term, int colour, combEval score)
+    combEval note(evalTerm term, int colour, combEval score) const
     {
         trace->terms[term][colour] += score;
         return score;

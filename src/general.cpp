@@ -14,8 +14,9 @@
 
 void writeText(std::string_view text)
 {
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fflush(stdout);
+    // When nobody reads any more, nobody is left to be told; end of input ends the console.
+    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
+    static_cast<void>(std::fflush(stdout));
 }
 
 void writeLine(std::string_view line)

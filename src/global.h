@@ -60,10 +60,12 @@ static_assert(std::endian::native == std::endian::little,
 template <typename T> class relaxed
 {
   public:
-    constexpr relaxed(T initial = T{}) : word(initial) {}
+    // cppcheck-suppress noExplicitConstructor ; stands in for a plain T
+    constexpr relaxed(T initial = T{}) noexcept : word(initial) {}
     relaxed(const relaxed&) = delete;
     relaxed& operator=(const relaxed&) = delete;
     operator T() const { return word.load(std::memory_order_relaxed); }
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator): gives the value read, as atomics do
     T operator=(T value)
     {
         word.store(value, std::memory_order_relaxed);
@@ -114,10 +116,12 @@ struct combEval
 {
     i32 packed;
 
+    // cppcheck-suppress uninitMemberVar ; unset like a plain number, so arrays of it cost nothing
     combEval() = default;
     /// A plain number, not a pair. Implicit, so that a tunable table of plain numbers is written
     /// as such; `plain` reads it back.
-    constexpr combEval(i32 number) : packed(number) {}
+    // cppcheck-suppress noExplicitConstructor ; see above
+    constexpr combEval(i32 number) noexcept : packed(number) {}
     static constexpr combEval wrapped(u32 word) { return combEval(static_cast<i32>(word)); }
     constexpr u32 word() const { return static_cast<u32>(packed); }
 
@@ -136,7 +140,7 @@ struct combEval
 static_assert(sizeof(combEval) == 4 && std::is_trivially_copyable_v<combEval>);
 
 /// Packs a mid-game and an end-game score, each within signed 16 bits.
-constexpr combEval X(int mg, int eg)
+constexpr combEval X(int mg, int eg) noexcept
 {
     return combEval::wrapped(static_cast<u32>(mg) + static_cast<u32>(eg) * 65536U);
 }

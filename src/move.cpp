@@ -642,6 +642,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
         if (isSquareAttackedThrough(to, them, withoutKing, position)) continue;
         const u8 victim = position->board[to];
         const int takes = kingTakesScore + victim + (bit(to) == checkers);
+        // NOLINTNEXTLINE(readability-suspicious-call-argument): king is its square
         *moves++ = packMove(king, to, KINDPLAIN, victim ? takes : kingFleesScore);
     }
     if (doubleCheck || !checkers)

@@ -257,6 +257,7 @@ bool checkMoveGenWithPerft(i32 level)
     return ok;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): handlers of commands own their words
 void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
 {
     positionStruct position = GPSData;

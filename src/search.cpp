@@ -222,6 +222,7 @@ void setPosition(std::string fen, positionStruct* position)
     deriveState(position);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): takes its words as setPosition does
 void setPositionG(std::string fen, positionStruct* position)
 {
     std::istringstream stream(fen);
@@ -747,6 +748,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         {
             int reduction = 0;
             if (here.pickerStage == stageQuiets && depth >= 3 && !here.inCheck)
+                // cppcheck-suppress arrayIndexOutOfBoundsCond ; depth never grows from MAXDEPTH
                 reduction = LMR[depth][std::min(pvNode ? lateMoveNumber : moveNumber, 255)];
             score = searchChild(childPly, newDepth - reduction, alpha, alpha + 1, position);
             if (newDepth > 0 && reduction && score > alpha)
@@ -1326,7 +1328,7 @@ void worker::searchRoot()
 
         run.finish(run.instability() <= 1);
     } while (run.goesOn());
-    run.close();
+    deepening::close();
 }
 
 void boss::initPonderCandidate()
@@ -1351,7 +1353,9 @@ moveStruct boss::getPonderCandidate(moveStruct move) const
 const worker* boss::chooseBest() const
 {
     const worker* best = this;
-    if (engine.nofThreads == 1 || engine.depthLimit) return best;
+    if (engine.nofThreads == 1) return best;
+    // A depth limit is the boss's, unless a helper has run through before the boss had a move.
+    if (engine.depthLimit && position->rootDepth) return best;
     const auto rank = [](const worker* w)
     { return w->position->rootDepth * 2 + w->position->rootDepthComplete; };
 
@@ -1479,7 +1483,7 @@ bool searchRootMoves(deepening& run, int& best)
 }
 
 /// Sorts a list by its score bytes, the highest first, by insertion: equal ones stay in order.
-void sortByScore(moveStruct* first, moveStruct* end)
+void sortByScore(moveStruct* first, const moveStruct* end)
 {
     const auto isHigher = [](moveStruct a, moveStruct b) { return a.score > b.score; };
     for (moveStruct* move = first; move < end; ++move)
@@ -1523,7 +1527,7 @@ void worker::searchRootOld()
 
         run.finish(position->rootBestChanges == 1);
     } while (run.goesOn());
-    run.close();
+    deepening::close();
 }
 
 void boss::searchRootOld()

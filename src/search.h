@@ -132,8 +132,8 @@ class desk
 class worker
 {
   public:
-    /// Makes a parked thread; `id` is its place in the pool, 0 for the boss.
-    explicit worker(int id);
+    /// Makes a parked thread; `number` is its place in the pool, 0 for the boss.
+    explicit worker(int number);
 
     /// Ends the thread, which must be parked, and joins it.
     virtual ~worker();

@@ -105,7 +105,8 @@ bool isLone(i32 kind)
 std::string pairText(int mg, int eg)
 {
     char text[32];
-    std::snprintf(text, sizeof text, "X(%4d,%4d)", mg, eg);
+    // Two of the longest numbers fit.
+    static_cast<void>(std::snprintf(text, sizeof text, "X(%4d,%4d)", mg, eg));
     return text;
 }
 

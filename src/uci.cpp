@@ -84,6 +84,7 @@ void trimKeyHistory(positionStruct* position)
 
 } // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): handlers of commands own their words
 void UCIprocesMove(std::string text)
 {
     moveStruct move = readMoveText(text);
@@ -238,7 +239,9 @@ void UCIsetoption(std::istream& stream)
     }
     else if (name == "Threads")
     {
+        // A running search chooses among as many threads as it was started with.
         const int threads = std::clamp(std::stoi(value), 1, 64);
+        if (!theWorkForce.workers.empty()) theWorkForce.workers[0]->waitToTakeABreak();
         engine.nofThreads = threads;
         theWorkForce.setNofWorkers(threads);
     }

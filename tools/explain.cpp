@@ -104,9 +104,8 @@ int main(int argc, char** argv)
 
     bool ok = true;
     for (const std::string& fen : arguments) ok = explain(fen, raw) && ok;
-    std::string line;
     if (arguments.empty())
-        while (std::getline(std::cin, line))
+        for (std::string line; std::getline(std::cin, line);)
             if (!line.empty()) ok = explain(line, raw) && ok;
     destroyHashTable();
     return ok ? 0 : 1;

@@ -36,9 +36,9 @@ for target in "${targets[@]}"; do
         rest=$((minutes * 60 - seconds))
         round=0
         TIMEFORMAT='processor time %0U %0S'
-        time {
+        { time \
             ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/fuzz/quillon_fuzz_$target" \
-                -max_total_time=$((rest < 60 ? rest : 60)) -max_len=2048 -timeout=20 \
+                -max_total_time=$((rest < 60 ? rest : 60)) -max_len=2048 -timeout=120 \
                 -rss_limit_mb=2560 -dict="$PWD/tests/fuzz/words.dict" \
                 -artifact_prefix="$found-" -print_final_stats=1 \
                 "$found" "${seeds[@]}" >> "$found.log" 2>&1 || round=1

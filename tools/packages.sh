@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # SPDX-License-Identifier: MIT
 #
 # Sourced by run.sh and test.sh: sees to the Debian packages that they need.

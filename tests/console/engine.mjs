@@ -29,6 +29,9 @@ export const banner = [
 
 const sanitizerReport = /(Address|Leak|Memory|Thread|UndefinedBehavior)Sanitizer|runtime error:/;
 
+// What a sanitizer with limited memory says to each block that it refuses.
+const refusal = /^==\d+==WARNING: \w+Sanitizer failed to allocate 0x[0-9a-f]+ bytes\n/gm;
+
 // Returns milliseconds scaled for the build under test.
 export function scaled(milliseconds) {
   return milliseconds * timeScale;
@@ -44,11 +47,31 @@ export function requireTool(file, debianPackage) {
 
 export const stockfishPath = () => requireTool('/usr/games/stockfish', 'stockfish');
 
+// Returns the command that runs another with little memory, and its environment. A sanitizer needs
+// address space without end, but can refuse a single block.
+function limited(command, megabytes) {
+  if (process.env.QUILLON_SANITIZER) {
+    const env = { ...process.env };
+    for (const name of ['ASAN_OPTIONS', 'TSAN_OPTIONS']) {
+      const limit = `max_allocation_size_mb=${megabytes}:allocator_may_return_null=1`;
+      env[name] = `${env[name] ?? ''}:${limit}`;
+    }
+    return { command, env };
+  }
+  const script = 'ulimit -v "$1" && shift && exec "$@"';
+  const shell = requireTool('/bin/sh', 'dash');
+  return { command: [shell, '-c', script, 'sh', String(megabytes * 1024), ...command] };
+}
+
 export class Engine {
   // file, args: what to run. stderrAllowed: a pattern that text on the error stream may match.
-  constructor({ file = enginePath, args = [], stderrAllowed = null } = {}) {
+  // memory: megabytes that it can have, as far as a limit can say; null for no limit.
+  constructor({ file = enginePath, args = [], stderrAllowed = null, memory = null } = {}) {
     if (!fs.existsSync(file)) throw new Error(`${file} not found: build it, or set QUILLON_ENGINE`);
+    const full = [file, ...args];
+    const { command, env } = memory ? limited(full, memory) : { command: full };
     this.file = file;
+    this.isLimited = memory !== null;
     this.stderrAllowed = stderrAllowed;
     this.log = []; // { text, at } of each complete line received, `at` in milliseconds
     this.cursor = 0; // first line of the log that no expectation has consumed
@@ -56,7 +79,7 @@ export class Engine {
     this.stderr = '';
     this.exit = null; // { status, signal } once the process has ended and its output is read
     this.waiter = null;
-    this.child = spawn(file, args, { stdio: 'pipe' });
+    this.child = spawn(command[0], command.slice(1), { stdio: 'pipe', env });
     // One byte, one character: what the engine writes is compared to the byte.
     this.child.stdout.setEncoding('latin1');
     this.child.stderr.setEncoding('latin1');
@@ -174,6 +197,13 @@ export class Engine {
     return this.log.filter((line) => pattern.test(line.text)).length;
   }
 
+  // Drops the consumed lines, so that a long-lived process doesn't fill the memory. They no longer
+  // count.
+  forget() {
+    this.log.splice(0, this.cursor);
+    this.cursor = 0;
+  }
+
   // Waits for the end of the process and returns { status, signal }.
   async waitExit(milliseconds = 10000) {
     await this.#wait('end of the process', milliseconds, () => this.exit);
@@ -194,8 +224,9 @@ export class Engine {
   }
 
   checkStderr() {
-    const clean = this.stderr === '' || this.stderrAllowed?.test(this.stderr);
-    if (!clean || sanitizerReport.test(this.stderr)) {
+    const stderr = this.isLimited ? this.stderr.replace(refusal, '') : this.stderr;
+    const clean = stderr === '' || this.stderrAllowed?.test(stderr);
+    if (!clean || sanitizerReport.test(stderr)) {
       throw new Error(this.describe('text on the error stream'));
     }
   }

@@ -19,7 +19,7 @@ async function startPlayer(t, { threads = 1, ponder = false }) {
   engine.send(`setoption name Ponder value ${ponder}`, 'ucinewgame');
   await engine.expect('readyok'); // the answer to `ucinewgame`
   const name = `${threads} threads${ponder ? ', ponder' : ''}`;
-  return new Player(engine, { name, threads, ponder });
+  return new Player(engine, { name, ponder });
 }
 
 // Each row: the engine's settings as white and as black, null for stockfish.

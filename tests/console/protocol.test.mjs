@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the console promises, command by command: start and end of the process, the texts, the
 // options, the positions, and the lines of a search. What a short run of a sanitizer build should
-// see as well stands in protocol.san.test.mjs.
+// see as well stands in protocol.san.test.mjs and in tests/conversations.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -11,7 +11,7 @@ import {
 } from './engine.mjs';
 import { readPerftFile } from './perft-file.mjs';
 import { pictureOf, Rules, startFen } from './rules.mjs';
-import { bestMovePattern, checkSearch, go, noMove, readSearch } from './search.mjs';
+import { bestMovePattern, checkSearch, go, readSearch } from './search.mjs';
 
 const uciAnswer = [
   'id name Quillon Version 2.0',
@@ -29,8 +29,6 @@ const helpAnswer = [
     'shows the current board',
 ];
 
-const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
-
 // Runs the engine with arguments, its input open, and returns the lines behind the banner.
 async function runWithArguments(t, args) {
   const engine = new Engine({ args });
@@ -47,28 +45,6 @@ describe('start and end of the process', () => {
     assert.equal(engine.log.length, 4);
     await engine.quit();
     assert.equal(engine.log.length, 4, 'and nothing else was written');
-  });
-
-  test('input that ends without quit ends the process with status 0', async (t) => {
-    const engine = await startEngine(t);
-    engine.closeInput();
-    await engine.expectCleanExit();
-    assert.equal(engine.log.length, 4);
-  });
-
-  test('a last line without a line end is executed', async (t) => {
-    const engine = await startEngine(t);
-    engine.sendBytes('uci');
-    engine.closeInput();
-    await engine.expectLines(uciAnswer);
-    await engine.expectCleanExit();
-  });
-
-  test('nothing behind quit is executed', async (t) => {
-    const engine = await startEngine(t);
-    engine.send('quit now', 'uci');
-    await engine.expectCleanExit();
-    assert.equal(engine.log.length, 4);
   });
 
   test('one argument with blanks in it is the same line as several arguments', async (t) => {
@@ -547,75 +523,6 @@ describe('lines of a search', () => {
     await fresh.quit();
   });
 
-  test('a mated root: "info score mate 0" and no move', async (t) => {
-    const engine = await startEngine(t);
-    for (const fen of [
-      'rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3',
-      '3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1',
-    ]) {
-      for (const words of ['', 'depth 3', 'infinite', 'ponder', 'movetime 100', 'wtime 1']) {
-        engine.send(`position fen ${fen}`, `go ${words}`);
-        await engine.expectLines(['info score mate 0', 'bestmove a1a1']);
-      }
-    }
-    await engine.quit();
-  });
-
-  test('a stalemated root: no move, no mate, and an end without stop', async (t) => {
-    const engine = await startEngine(t);
-    for (const fen of ['7k/5Q2/6K1/8/8/8/8/8 b - - 0 1', '8/8/8/8/8/k7/p7/K7 w - - 0 1']) {
-      for (const words of ['', 'depth 3', 'infinite', 'ponder']) {
-        engine.send(`position fen ${fen}`);
-        const { best, ponder, infos } = await go(engine, words, 10000);
-        assert.deepEqual([best, ponder], [noMove, null]);
-        for (const info of infos) assert.deepEqual([info.kind, info.score], ['cp', 0]);
-      }
-    }
-    await engine.quit();
-  });
-
-  test('a single reply is played at once without a line, but not with go infinite', async (t) => {
-    const engine = await startEngine(t);
-    const fen = '2r4k/3n4/5n2/4pP2/3K4/2PPP3/8/8 w - e6 0 2';
-    for (const words of ['', 'depth 1', 'depth 20', 'ponder', 'wtime 600000 btime 600000']) {
-      engine.send(`position fen ${fen}`);
-      const search = await go(engine, words, 5000);
-      assert.deepEqual([search.best, search.infos], ['f5e6', []], words);
-    }
-    engine.send('go infinite');
-    await engine.expect(/^info score cp -?\d+ depth 10 /);
-    engine.send('stop');
-    const lines = await engine.until(bestMovePattern);
-    assert.equal(readSearch(lines).best, 'f5e6');
-    await engine.quit();
-  });
-
-  test('go infinite pays no heed to a depth or a time beside it', async (t) => {
-    const engine = await startEngine(t);
-    const rules = new Rules(middlegame);
-    engine.send(rules.positionCommand(), 'go infinite depth 2 movetime 10 wtime 10');
-    const lines = await engine.until(/^info score cp -?\d+ depth 12 /, 60000);
-    engine.send('stop');
-    lines.push(...(await engine.until(bestMovePattern)));
-    checkSearch(rules, readSearch(lines));
-    await engine.quit();
-  });
-
-  test('go nodes and go mate limit nothing', async (t) => {
-    for (const words of ['nodes 1000', 'mate 1']) {
-      const engine = await startEngine(t);
-      const rules = new Rules(middlegame);
-      engine.send(rules.positionCommand(), `go ${words}`);
-      const lines = await engine.until(/^info score cp -?\d+ depth 10 /, 60000);
-      engine.send('stop');
-      lines.push(...(await engine.until(bestMovePattern)));
-      const search = readSearch(lines);
-      checkSearch(rules, search);
-      assert.ok(search.infos[0].nodes > 1000);
-      await engine.quit();
-    }
-  });
-
   test('words that go does not know are passed over, a bad number ends the reading', async (t) => {
     const engine = await startEngine(t);
     const rules = new Rules(middlegame);
@@ -632,42 +539,6 @@ describe('lines of a search', () => {
     await engine.quit();
   });
 
-  test('two go in a row need nothing between them, and each gets its answer', async (t) => {
-    const engine = await startEngine(t);
-    const rules = new Rules();
-    engine.send('position startpos', 'go movetime 50', 'go movetime 50', 'go movetime 50');
-    for (let i = 0; i < 3; i++) {
-      checkSearch(rules, readSearch(await engine.until(bestMovePattern)));
-    }
-    assert.deepEqual(await engine.reply('stop'), []);
-    await engine.quit();
-  });
-
-  test('position during a search does not disturb it', async (t) => {
-    const engine = await startEngine(t);
-    const rules = new Rules(middlegame);
-    engine.send(rules.positionCommand(), 'go infinite');
-    await pause(30);
-    engine.send('position startpos moves e2e4');
-    const lines = await engine.until(/^info score cp -?\d+ depth 11 /, 60000);
-    engine.send('stop');
-    lines.push(...(await engine.until(bestMovePattern)));
-    checkSearch(rules, readSearch(lines));
-    const next = new Rules();
-    next.play('e2e4');
-    assert.deepEqual(await showBoard(engine), next.picture());
-    checkSearch(next, await go(engine, 'depth 6'));
-    await engine.quit();
-  });
-
-  test('stop and ponderhit without a search say nothing and spoil nothing', async (t) => {
-    const engine = await startEngine(t);
-    for (const line of ['stop', 'ponderhit', 'stop']) {
-      assert.deepEqual(await engine.reply(line), []);
-      checkSearch(new Rules(), await go(engine, 'depth 8'));
-    }
-    await engine.quit();
-  });
 });
 
 describe('mates', () => {

@@ -61,6 +61,19 @@ export class Rules {
     this.moves.pop();
   }
 
+  // Number of moves of a line that can be played one after the other. Nothing is left played.
+  countPlayable(texts) {
+    let played = 0;
+    for (const text of texts) {
+      const move = this.chess._moves().find((candidate) => textOf(candidate) === text);
+      if (!move) break;
+      this.chess._makeMove(move);
+      played++;
+    }
+    for (let i = 0; i < played; i++) this.chess._undoMove();
+    return played;
+  }
+
   fen() {
     return this.chess.fen();
   }

@@ -55,15 +55,10 @@ export function readSearch(lines) {
 
 // Fails unless the moves can be played one after the other.
 export function checkLine(rules, moves, what) {
-  let played = 0;
-  try {
-    for (const text of moves) {
-      assert.ok(rules.isLegal(text), `${what}: ${text} is illegal after ${rules.fen()}`);
-      rules.play(text);
-      played++;
-    }
-  } finally {
-    while (played-- > 0) rules.undo();
+  const played = rules.countPlayable(moves);
+  if (played < moves.length) {
+    const before = moves.slice(0, played).join(' ');
+    throw new Error(`${what}: ${moves[played]} is illegal after "${before}"`);
   }
 }
 
@@ -72,6 +67,17 @@ export function checkLine(rules, moves, what) {
 // search was stopped from outside, so it may have had no time for a move.
 export function checkSearch(rules, search, { mayBeEmpty = false } = {}) {
   const where = rules.positionCommand();
+  if (rules.legalMoves().length === 0) {
+    // A mated side says so and doesn't search; a stalemated one searches to scores of 0.
+    const mated = rules.result() === 'mate';
+    assert.deepEqual([search.best, search.ponder], [noMove, null], where);
+    if (mated) assert.deepEqual(search.infos.map(({ text }) => text), [matedLine], where);
+    for (const info of mated ? [] : search.infos) {
+      assert.deepEqual([info.kind, info.score, info.pv], ['cp', 0, [noMove]], where);
+      assert.ok(info.helper || info.depth >= 10, info.text);
+    }
+    return;
+  }
   if (search.best === noMove) {
     assert.ok(mayBeEmpty, `no move although there is one: ${where}`);
     assert.equal(search.ponder, null);

@@ -14,7 +14,7 @@ namespace
 
 void examine(positionStruct* position)
 {
-    constexpr size_t pictureSize = 17 * 34;
+    constexpr size_t pictureSize = 17UL * 34;
     require(boardToString(position).size() == pictureSize, "a board has 17 lines");
     if (!makePlayable(position)) return;
 

@@ -104,6 +104,7 @@ void runTarget(const fuzzTarget& target, const std::string& input)
 void startFuzzing()
 {
     if (!std::freopen("/dev/null", "w", stdout)) std::abort();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing changes the environment
     const char* const parent = std::getenv("TMPDIR");
     folder = std::string(parent ? parent : "/tmp") + "/quillon-fuzz-XXXXXX";
     if (!mkdtemp(folder.data()) || chdir(folder.c_str()) != 0) std::abort();

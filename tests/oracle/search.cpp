@@ -35,6 +35,7 @@ int lateMoveReduction(int depth, int moveNumber)
 {
     if (moveNumber <= 2) return 0;
     if (moveNumber <= 4) return 1;
+    // NOLINTNEXTLINE(bugprone-integer-division): the root of a whole number is meant
     return static_cast<int>(std::sqrt(static_cast<double>(moveNumber * depth / 9)));
 }
 

@@ -24,7 +24,7 @@ report check(const char* content, int level)
     testing::internal::CaptureStdout();
     const bool ok = checkMoveGenWithPerft(level);
     std::fflush(stdout);
-    const report result{ok, testing::internal::GetCapturedStdout()};
+    report result{ok, testing::internal::GetCapturedStdout()};
     std::remove("./perft.txt");
     createHashTable(1);
     return result;

@@ -30,7 +30,7 @@ void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
 void clearStored(Board& board)
 {
     for (plyStruct& ply : board->plies) ply.killers[0] = ply.killers[1] = EMPTYMOVE;
-    std::fill(&board->counterMoves[0][0], &board->counterMoves[0][0] + 12 * 64, EMPTYMOVE);
+    std::fill(&board->counterMoves[0][0], &board->counterMoves[0][0] + 12L * 64, EMPTYMOVE);
 }
 
 /// What the picker yields at ply 0: stage as the search sees it, and the move's text.
@@ -83,7 +83,6 @@ TEST(Pickers, EvasionsComeOnceEachFromStage99)
     Board board("4k3/8/8/8/1b6/2N5/3P4/r3K2R w K - 0 1");
     ASSERT_TRUE(board.ply(0).inCheck);
     clearStored(board);
-    std::string expected = board.texts(board.legalMoves());
     startNode(board, 0);
     std::multiset<std::string> picked;
     for (const auto& [stage, text] : pickAll(board))

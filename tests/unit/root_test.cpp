@@ -213,6 +213,11 @@ TEST_F(RootSteps, UnderADepthLimitTheBossAnswersElseTheDeepestResult)
     EXPECT_EQ(own.find("bestmove b1a3"), std::string::npos) << own;
     EXPECT_EQ(pool->position->rootDepth, 5);
 
+    // But not when it has none: the end of a helper's search may stop it before its first depth.
+    clearHashTable();
+    theWorkForce.stopSearch = true;
+    EXPECT_EQ(lineFromEnd(lines(board), 1), "bestmove b1a3");
+
     // Without a limit. Stopped before its first depth, the boss has nothing to set against it, and
     // the table holds no other move.
     liftLimits();

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <limits>
 #include <sstream>
+#include <thread>
 
 #include "support.h"
 #include "uci.h"
@@ -570,6 +571,29 @@ TEST(Uci, OptionsAreForcedIntoTheirRange)
     EXPECT_EQ(engine.nofThreads, 1);
     EXPECT_THROW(set("name Hash value many"), std::invalid_argument);
     EXPECT_THROW(set("name Threads"), std::invalid_argument);
+}
+
+// The choice among the threads' results asks how many there are, and a thread that has hardly begun
+// has no move.
+TEST(Uci, ARunningSearchKeepsItsNumberOfThreads)
+{
+    const auto setThreads = [](const char* number)
+    {
+        std::istringstream stream(std::string("name Threads value ") + number);
+        UCIsetoption(stream);
+    };
+    position("startpos");
+    setThreads("2");
+    std::istringstream infinite("infinite");
+    testing::internal::CaptureStdout();
+    UCIgo(infinite);
+    std::thread changing(setThreads, "1");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(engine.nofThreads, 2);
+    UCIstop();
+    changing.join();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(engine.nofThreads, 1);
 }
 
 TEST(Uci, PonderhitWhenIdleChangesOnlyFlags)

@@ -166,7 +166,7 @@ class Texel : public testing::Test
         for (u32 i = 0; i < count; ++i)
         {
             // Of a mirrored table the files a to d of each rank.
-            combEval* element = mirrored ? first + 8 * (i / 4) + i % 4 : first + i;
+            combEval* element = mirrored ? first + 8UL * (i / 4) + i % 4 : first + i;
             for (const bool midGame : {true, false})
                 if (midGame || !oneHalf)
                     texelPars.push_back({name, &element->packed, count, firstIndex, packed, oneHalf,
@@ -923,7 +923,7 @@ struct scanReport
 };
 
 /// Runs the scan on an error that is a function of K; the pool must be the landscape's.
-scanReport scan(std::vector<double>& tried)
+scanReport scan(const std::vector<double>& tried)
 {
     scanReport report{};
     report.lines = linesOf(outputOf([&] { report.best = calcOptimalK(); }));

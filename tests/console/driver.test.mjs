@@ -110,6 +110,10 @@ test('the referee sees illegal moves, double answers, and clocks that run out', 
   };
   const onGo = (code) => `if (line.startsWith('go')) { ${code} }`;
   await refused(onGo("say('bestmove e2e5');"), /illegal/);
-  await refused(onGo("say('bestmove e2e4'); say('bestmove e2e4');"), /one "bestmove"/);
+  // Both answers may have been read with the first, or the second arrive in front of "readyok".
+  await refused(
+    onGo("say('bestmove e2e4'); say('bestmove e2e4');"),
+    /one "bestmove"|nothing is written between searches/,
+  );
   await refused(onGo("setTimeout(say, 400, 'bestmove e2e4');"), /lost on time/, { base: 20 });
 });

@@ -19,6 +19,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <sstream>
 
 #include "eval.h"
@@ -587,6 +588,40 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     return score;
 }
 
+/// What a quiet move needs to give check, as far as a look at its squares can tell.
+class quietChecks
+{
+  public:
+    /// For the side to move, whose opponent is not in check.
+    explicit quietChecks(const positionStruct* position)
+    {
+        const int us = position->sideToMove;
+        const u8 king = kingSquareOf(us ^ 1, position);
+        const u64 occupied = allMen(position);
+        const u64 bishopLines = getBishopAttackTable(king, occupied);
+        const u64 rookLines = getRookAttackTable(king, occupied);
+        from[PAWN / 2] = pawnAttackTable[us][king];
+        from[KNIGHT / 2] = knightAttackTable[king];
+        from[BISHOP / 2] = bishopLines;
+        from[ROOK / 2] = rookLines;
+        from[QUEEN / 2] = bishopLines | rookLines;
+        if (bishopsAndQueens(us, position) & bishopAttackAll[king]) unveilers |= bishopLines;
+        if (rooksAndQueens(us, position) & rookAttackAll[king]) unveilers |= rookLines;
+    }
+
+    /// Whether a move may give check. Only a false answer is sure.
+    bool arePossible(moveStruct move, const positionStruct* position) const
+    {
+        return ((from[position->board[move.from] / 2] & bit(move.to)) |
+                (unveilers & bit(move.from))) ||
+               (move.kind != KINDPLAIN && move.kind != KINDDOUBLEPUSH);
+    }
+
+  private:
+    u64 from[NOFPIECECODES / 2] = {}; // [piece code / 2]: squares from which that man gives check
+    u64 unveilers = 0;                // squares that open a line to the king when they empty
+};
+
 /// Step 10. ProbCut (Buro, 1995): a capture that beats beta by a margin in a shallow search will
 /// beat beta in a full one. Returns whether one did, with its score in `score`.
 bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* position,
@@ -703,7 +738,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
     const u8 childPly = static_cast<u8>(ply + 1);
-    bool skipOrdering = false;
+    std::optional<quietChecks> checks; // once late moves are pruned
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
     int moveNumber = 0;
@@ -711,17 +746,21 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
+        const bool skipOrdering = checks.has_value();
+        if (skipOrdering && cursor < here.moveListEnd && !checks->arePossible(*cursor, position))
+            continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         next.inCheck = isSquareAttacked(enemyKing, us, position);
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
-        // ever raises alpha. Once begun, the node's other quiet moves go unsorted.
+        // ever raises alpha. Once begun, the node's other quiet moves go unsorted, and those that
+        // can't give check are not even made.
         if (ply > 0 && !next.inCheck &&
             (skipOrdering || (!pvNode && depth <= 4 && !here.inCheck &&
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
-            skipOrdering = true;
+            if (!skipOrdering) checks.emplace(position);
             continue;
         }
         prefetchHashLine(position->hashKey);

@@ -942,29 +942,38 @@ void getBestMove(moveStruct* first, const moveStruct* end)
 namespace
 {
 
-/// The share of cut-offs among what a quiet move has done, 0 to 128; 64 without data.
-inline u32 historyRatio(moveStruct move, const positionStruct* position)
+/// What a quiet move has done: cut-offs, and all.
+struct moveHistory
 {
-    const int man = position->board[move.from] - PAWN;
-    const u32 good = position->historyGood[man][move.to];
-    const u32 sum = good + position->historyBad[man][move.to];
-    return sum ? good * 128 / sum : 64;
-}
+    u32 good;
+    u32 sum;
+
+    moveHistory(moveStruct move, const positionStruct* position)
+    {
+        const int man = position->board[move.from] - PAWN;
+        good = position->historyGood[man][move.to];
+        sum = good + position->historyBad[man][move.to];
+    }
+
+    /// The share of cut-offs in 128ths, 0 to 128; 64 without data.
+    u32 ratio() const { return sum ? good * 128 / sum : 64; }
+
+    /// Whether the ratio is above another one, without the division that most moves don't need.
+    bool isAbove(u32 other) const { return sum ? good * 128 >= (other + 1) * sum : 64 > other; }
+};
 
 } // namespace
 
 void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position)
 {
     moveStruct* best = first;
-    u32 bestRatio = historyRatio(*first, position);
+    u32 bestRatio = moveHistory(*first, position).ratio();
     for (moveStruct* move = first + 1; move < end; ++move)
     {
-        const u32 ratio = historyRatio(*move, position);
-        if (ratio > bestRatio)
-        {
-            bestRatio = ratio;
-            best = move;
-        }
+        const moveHistory history(*move, position);
+        if (!history.isAbove(bestRatio)) continue;
+        bestRatio = history.ratio();
+        best = move;
     }
     if (best != first) std::swap(*first, *best);
 }

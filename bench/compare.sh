@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# How much faster one commit is than another. Builds both the same way, runs them in turn, so that
+# other work on the machine meets both alike, and prints for each measurement the median of the
+# ratios of the pairs, with their quartiles: above 1, HEAD is faster. Fails when the node signatures
+# differ.
+#   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs unless told otherwise
+#   bench/compare.sh BASE . [PAIRS]        a commit and the working tree as it stands
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+pairs=${3:-20}
+if [[ $# -lt 2 || $# -gt 3 || ! $pairs =~ ^[1-9][0-9]*$ ]]; then
+    sed -n '8,9s/^# *//p' "$0" >&2
+    exit 2
+fi
+export LC_ALL=C
+work=$(mktemp -d)
+trap 'rm -rf "$work"; git worktree prune' EXIT
+
+# build COMMIT NAME: makes $work/NAME/quillon and its companions.
+build()
+{
+    local tree=$PWD
+    if [[ $1 != . ]]; then
+        tree=$work/tree-$2
+        git worktree add --quiet --detach "$tree" "$1"
+    fi
+    echo "building $1" >&2
+    {
+        cmake -S "$tree" -B "$work/$2" -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=native \
+            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_BENCH=ON
+        cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature quillon_bench
+    } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
+}
+
+# Each measurement prints how long the build in the folder $1 takes, in any unit. Processor time
+# where one thread works, else the clock.
+TIMEFORMAT='%U %S'
+processor_time() { { time "$@" > /dev/null 2>&1; } 2>&1 | awk '{print $1 + $2}'; }
+signature() { processor_time "$1/bench/quillon_signature" 13; }
+perft() { printf 'perft 6\nquit\n' > "$work/input"; processor_time "$1/quillon" < "$work/input"; }
+evaluation()
+{
+    "$1/bench/quillon_bench" --benchmark_filter='^evaluation/computed' --benchmark_format=csv 2> /dev/null |
+        awk -F, '/^"evaluation/ {print $4}'
+}
+start()
+{
+    local begin
+    begin=$(date +%s%N)
+    for _ in 1 2 3 4 5 6 7 8 9 10; do "$1/quillon" < <(echo quit) > /dev/null; done
+    echo $(($(date +%s%N) - begin))
+}
+two_threads()
+{
+    {
+        printf 'setoption name Threads value 2\ngo movetime 2000\n'
+        sleep 2.5
+        echo quit
+    } | "$1/quillon" | sed -nE 's/.* nodes ([0-9]+) time ([0-9]+).*/\2 \1/p' | tail -n 1 |
+        awk '{print $1 / $2}'
+}
+
+build "$1" base
+build "$2" head
+for name in base head; do
+    nodes=$("$work/$name/bench/quillon_signature" | tail -n 1 | cut -d' ' -f1)
+    echo "signature of $name: $nodes"
+    [[ -z ${first:-} || $first == "$nodes" ]] || { echo "compare.sh: the signatures differ" >&2; exit 1; }
+    first=$nodes
+done
+for measurement in signature perft evaluation start two_threads; do
+    for ((i = 0; i < pairs; ++i)); do
+        # Neither build always runs first.
+        if ((i % 2)); then
+            head=$($measurement "$work/head")
+            base=$($measurement "$work/base")
+        else
+            base=$($measurement "$work/base")
+            head=$($measurement "$work/head")
+        fi
+        echo "$base $head"
+    done | awk '{print $1 / $2}' | sort -n | awk -v name="$measurement" '
+        {ratio[NR] = $1}
+        function quantile(share) {return ratio[1 + int(share * (NR - 1) + 0.5)]}
+        END {printf "%-12s %.3f  (%.3f to %.3f)\n", name, quantile(0.5), quantile(0.25), quantile(0.75)}'
+done

@@ -284,6 +284,7 @@ struct plyStruct
     moveStruct killers[2];  // newest first
     moveStruct bestMove;    // best move found here; the line from the table is laid out here too
 
+    u64 rankedAt;      // historyChanges when the quiet moves got their scores
     u64 notPinned = 0; // all squares but those of the mover's pinned men; zero: all pinned
 
     // The parent's values, restored by unmakeMove.
@@ -298,7 +299,7 @@ struct plyStruct
     u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
 };
 
-static_assert(sizeof(plyStruct) == 104 && std::is_trivially_copyable_v<plyStruct>);
+static_assert(sizeof(plyStruct) == 112 && std::is_trivially_copyable_v<plyStruct>);
 
 struct pawnHashTableStruct;
 struct evalHashTableStruct;
@@ -342,12 +343,13 @@ struct positionStruct
     u64 keyHistory[KEYHISTORYSIZE]; // keys of the game and of the path, in order
 
     // Ordering of quiet moves, by [piece code - 2][to].
+    u64 historyChanges = 0;                  // raised with each change of the two below
     u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
     u32 historyBad[12][NOFSQUARES];          // weight of the failures
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there
 };
 
-static_assert(sizeof(positionStruct) == 30992 && std::is_trivially_copyable_v<positionStruct>);
+static_assert(sizeof(positionStruct) == 32024 && std::is_trivially_copyable_v<positionStruct>);
 
 /// Settings of the engine and limits of a search; times in milliseconds. Written by the main
 /// thread, also while a search runs, and read by all: every word is relaxed.

@@ -942,39 +942,36 @@ void getBestMove(moveStruct* first, const moveStruct* end)
 namespace
 {
 
-/// What a quiet move has done: cut-offs, and all.
-struct moveHistory
+/// The share of cut-offs in what a quiet move has done, in 128ths, 0 to 128; 64 without data.
+u32 historyRatio(moveStruct move, const positionStruct* position)
 {
-    u32 good;
-    u32 sum;
+    const int man = position->board[move.from] - PAWN;
+    const u32 good = position->historyGood[man][move.to];
+    const u32 sum = good + position->historyBad[man][move.to];
+    return sum ? good * 128 / sum : 64;
+}
 
-    moveHistory(moveStruct move, const positionStruct* position)
+/// Swaps the quiet move of the highest history ratio to the cursor. The ratios stand in the score
+/// bytes, worked out again only when a cut-off has changed the history since: below a node of depth
+/// 2 or less none does, and a pass with a division for each move was a tenth of the search.
+void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* position)
+{
+    if (here.rankedAt != position->historyChanges)
     {
-        const int man = position->board[move.from] - PAWN;
-        good = position->historyGood[man][move.to];
-        sum = good + position->historyBad[man][move.to];
+        here.rankedAt = position->historyChanges;
+        for (moveStruct* move = cursor; move < here.moveListEnd; ++move)
+            move->score = static_cast<u8>(historyRatio(*move, position));
     }
-
-    /// The share of cut-offs in 128ths, 0 to 128; 64 without data.
-    u32 ratio() const { return sum ? good * 128 / sum : 64; }
-
-    /// Whether the ratio is above another one, without the division that most moves don't need.
-    bool isAbove(u32 other) const { return sum ? good * 128 >= (other + 1) * sum : 64 > other; }
-};
+    getBestMove(cursor, here.moveListEnd);
+}
 
 } // namespace
 
 void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position)
 {
     moveStruct* best = first;
-    u32 bestRatio = moveHistory(*first, position).ratio();
     for (moveStruct* move = first + 1; move < end; ++move)
-    {
-        const moveHistory history(*move, position);
-        if (!history.isAbove(bestRatio)) continue;
-        bestRatio = history.ratio();
-        best = move;
-    }
+        if (historyRatio(*move, position) > historyRatio(*best, position)) best = move;
     if (best != first) std::swap(*first, *best);
 }
 
@@ -1094,12 +1091,13 @@ bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool
     case stageMakeQuiets:
         generateMovesQuiets(ply, cursor, position);
         here.quietsStart = cursor;
+        here.rankedAt = position->historyChanges - 1;
         here.pickerStage = stageQuiets;
         [[fallthrough]];
 
     case stageQuiets:
         if (cursor == here.moveListEnd) return false;
-        if (!skipOrdering) getBestMoveHist(cursor, here.moveListEnd, position);
+        if (!skipOrdering) getBestQuiet(here, cursor, position);
         return makeMove(childPly, cursor, position, true);
 
     case stageEvasions: return playEvasion(ply, cursor, position);

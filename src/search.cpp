@@ -546,6 +546,7 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     }
     if (depth < 3) return;
 
+    ++position->historyChanges;
     const u32 weight = static_cast<u32>(depth * depth);
     u32& good = position->historyGood[board[move.from] - PAWN][move.to];
     good += weight;

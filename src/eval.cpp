@@ -216,7 +216,7 @@ namespace
 struct evalScratch
 {
     u8 kingSquare[2];
-    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 stay empty
+    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 are not set
     u64 attacksAll[2];             // attacked so far
     u64 attacksDouble[2];          // attacked at least twice so far
     u64 mobilityArea[2];           // squares that count for mobility
@@ -344,14 +344,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     const u64 occupied = allMen(position);
     const u64 empty = ~occupied;
 
-    for (u64& set : scratch.attackedBy) set = 0;
     for (const int colour : {WHITE, BLACK})
-    {
-        scratch.pinnedMen[colour] = scratch.discoverers[colour] = 0;
-        scratch.kingAttackers[colour] = scratch.kingAttackWeight[colour] = 0;
-        scratch.kingAdjacentAttacks[colour] = 0;
         scratch.kingSquare[colour] = kingSquareOf(colour, position);
-    }
 
     const u64 whiteLeft = pawnAttacksLeft<WHITE>(white);
     const u64 whiteRight = pawnAttacksRight<WHITE>(white);
@@ -743,18 +737,27 @@ inline u64 kingZone(int colour, const evalScratch& scratch)
     return kingSafetyArea[colour][scratch.kingSquare[colour]];
 }
 
-/// Enters an attack set into the maps of a colour.
-template <int us> inline void enterAttacks(int code, u64 attacks, evalScratch& scratch)
+/// What the men of a colour attack, summed up in registers while its pieces are entered.
+struct attackSums
 {
-    scratch.attackedBy[code] |= attacks;
-    scratch.attacksDouble[us] |= attacks & scratch.attacksAll[us];
-    scratch.attacksAll[us] |= attacks;
-}
+    u64 all;
+    u64 twice;
+    i32 kingAttackers;
+    i32 kingAttackWeight = 0;
+    i32 kingAdjacentAttacks = 0;
+
+    void enter(u64 attacks)
+    {
+        twice |= attacks & all;
+        all |= attacks;
+    }
+};
 
 /// All men of one kind and colour: their attack sets into the maps, and their activity. Rays run
 /// through own queens, and those of rooks and queens along ranks and files through own rooks.
 template <int us, int piece, typename Trace>
-inline combEval evalPieces(const positionStruct* position, evalScratch& scratch, Trace trace)
+inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
+                           Trace trace)
 {
     constexpr int them = us ^ 1;
     constexpr int type = typeOf(piece);
@@ -767,6 +770,9 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
     const u8 king = scratch.kingSquare[us];
     const u64 enemyZone = kingZone(them, scratch);
     const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
+    // Pins and discovered checks are rare, so one test goes for both.
+    const u64 onLines = scratch.pinnedMen[us] | scratch.discoverers[us];
+    u64 attackedByThese = 0;
     combEval sum = X(0, 0);
 
     for (u64 men = position->pieceBB[piece + us]; men;)
@@ -780,16 +786,19 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
         if constexpr (piece == ROOK || piece == QUEEN)
             attacks |= getRookAttackTable(square, rookBlockers);
 
-        // A pinned man attacks along the pin only, in all that follows.
-        if (scratch.pinnedMen[us] & here)
+        if (onLines & here) [[unlikely]]
         {
-            attacks &= inLineSquares[king][square];
-            sum += trace.note(termOf(termPinned), us,
-                              scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
-                                                                     : EVALPINNEDFREE[type]);
+            // A pinned man attacks along the pin only, in all that follows.
+            if (scratch.pinnedMen[us] & here)
+            {
+                attacks &= inLineSquares[king][square];
+                sum += trace.note(termOf(termPinned), us,
+                                  scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
+                                                                         : EVALPINNEDFREE[type]);
+            }
+            if (scratch.discoverers[us] & here)
+                sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
         }
-        if (scratch.discoverers[us] & here)
-            sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
 
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
@@ -800,13 +809,14 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
             sum += trace.note(termOf(termMobility), us, EVALMOBILITYROOK[mobility]);
         if constexpr (piece == QUEEN)
             sum += trace.note(termOf(termMobility), us, EVALMOBILITYQUEEN[mobility]);
-        enterAttacks<us>(piece + us, attacks, scratch);
+        attackedByThese |= attacks;
+        sums.enter(attacks);
 
         if (attacks & enemyZone)
         {
-            ++scratch.kingAttackers[us];
-            scratch.kingAttackWeight[us] += plain(EVALKINGATTWEIGHT[type]);
-            scratch.kingAdjacentAttacks[us] += popcount(attacks & nextToEnemyKing);
+            ++sums.kingAttackers;
+            sums.kingAttackWeight += plain(EVALKINGATTWEIGHT[type]);
+            sums.kingAdjacentAttacks += popcount(attacks & nextToEnemyKing);
         }
 
         if constexpr (piece == KNIGHT || piece == BISHOP)
@@ -836,6 +846,7 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
                 sum += trace.note(termRookFile, us, EVALROOKONOPEN[!(file & theirPawns)]);
         }
     }
+    scratch.attackedBy[piece + us] = attackedByThese;
     return sum;
 }
 
@@ -848,13 +859,23 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
     // Own men stay in the area: to defend one counts as mobility.
     scratch.mobilityArea[us] =
         ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
-    scratch.kingAttackers[us] = popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch));
-    enterAttacks<us>(KING + us, kingAttackTable[scratch.kingSquare[us]], scratch);
+    scratch.attackedBy[KING + us] = kingAttackTable[scratch.kingSquare[us]];
+    attackSums sums{.all = scratch.attackedBy[PAWN + us],
+                    .twice = scratch.attacksDouble[us],
+                    .kingAttackers =
+                        popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch))};
+    sums.enter(scratch.attackedBy[KING + us]);
 
-    sum += evalPieces<us, KNIGHT>(position, scratch, trace);
-    sum += evalPieces<us, BISHOP>(position, scratch, trace);
-    sum += evalPieces<us, ROOK>(position, scratch, trace);
-    sum += evalPieces<us, QUEEN>(position, scratch, trace);
+    sum += evalPieces<us, KNIGHT>(position, sums, scratch, trace);
+    sum += evalPieces<us, BISHOP>(position, sums, scratch, trace);
+    sum += evalPieces<us, ROOK>(position, sums, scratch, trace);
+    sum += evalPieces<us, QUEEN>(position, sums, scratch, trace);
+
+    scratch.attacksAll[us] = sums.all;
+    scratch.attacksDouble[us] = sums.twice;
+    scratch.kingAttackers[us] = sums.kingAttackers;
+    scratch.kingAttackWeight[us] = sums.kingAttackWeight;
+    scratch.kingAdjacentAttacks[us] = sums.kingAdjacentAttacks;
     return sum;
 }
 

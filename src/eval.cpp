@@ -319,7 +319,7 @@ template <int us, typename Trace>
 combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
                      Trace trace);
 
-/// One colour's pieces, knights to queens, behind its king's shield.
+/// One colour's pieces, knights to queens.
 template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
 
@@ -327,9 +327,16 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
 template <int us, typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
-/// The pawns in front of one colour's king; half as much without an enemy queen.
+/// The pawns in front of one colour's king, as far as pawns and kings alone tell.
+template <int us> int evalShield(const positionStruct* position);
+
+/// A colour's shield with the other's queens in view: half as much without one.
 template <int us, typename Trace>
-combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace);
+combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
+{
+    const int divisor = position->pieceBB[QUEEN + (us ^ 1)] ? 1 : 2;
+    return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
+}
 
 /// The pawns on one colour's flank and the attack on its king.
 template <int us, typename Trace>
@@ -386,15 +393,18 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 /// All behind the pawn structure, white minus black. Every piece of both colours is done before the
 /// first passed pawn, threat or danger, which read the finished maps of both.
 template <typename Trace>
-combEval evalPawnsPassed(const positionStruct* position, u64 passedPawns, Trace trace)
+combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
     evalScratch scratch;
     startScratch(position, scratch);
 
-    combEval sum = evalActivity<WHITE>(position, scratch, trace);
+    combEval sum = evalShieldOf<WHITE>(position, pawns, trace);
+    sum -= evalShieldOf<BLACK>(position, pawns, trace);
+    sum += evalActivity<WHITE>(position, scratch, trace);
     sum -= evalActivity<BLACK>(position, scratch, trace);
 
     const u64* men = position->pieceBB;
+    const u64 passedPawns = pawns.passedPawns;
     sum += evalPassers<WHITE>(position, passedPawns & men[PAWN + WHITE], scratch, trace);
     sum += evalThreats<WHITE>(position, scratch, trace);
     sum += evalKing<WHITE>(position, scratch, trace);
@@ -410,14 +420,16 @@ combEval evalPawnsPassed(const positionStruct* position, u64 passedPawns, Trace 
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
 {
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
-    if (entry && !Trace::traced)
-        return entry->score + evalPawnsPassed(position, entry->passedPawns, trace);
-
-    u64 passedPawns = 0;
-    combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
-    structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
-    putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure);
-    return structure + evalPawnsPassed(position, passedPawns, trace);
+    if (!entry || Trace::traced)
+    {
+        u64 passedPawns = 0;
+        combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
+        structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
+        entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
+                                 structure, static_cast<i16>(evalShield<WHITE>(position)),
+                                 static_cast<i16>(evalShield<BLACK>(position)));
+    }
+    return entry->score + evalPawnsPassed(position, *entry, trace);
 }
 
 /// Blends a packed total by the phase of the game: pure mid-game from GAMEPHASEMAXMG on, pure
@@ -854,8 +866,6 @@ template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    combEval sum = evalShield<us>(position, scratch, trace);
-
     // Own men stay in the area: to defend one counts as mobility.
     scratch.mobilityArea[us] =
         ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
@@ -866,7 +876,7 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
                         popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch))};
     sums.enter(scratch.attackedBy[KING + us]);
 
-    sum += evalPieces<us, KNIGHT>(position, sums, scratch, trace);
+    combEval sum = evalPieces<us, KNIGHT>(position, sums, scratch, trace);
     sum += evalPieces<us, BISHOP>(position, sums, scratch, trace);
     sum += evalPieces<us, ROOK>(position, sums, scratch, trace);
     sum += evalPieces<us, QUEEN>(position, sums, scratch, trace);
@@ -989,18 +999,17 @@ constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f
 // RANK1TO5BB[colour]: the five ranks on the colour's side.
 constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
 
-template <int us, typename Trace>
-combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace)
+template <int us> int evalShield(const positionStruct* position)
 {
     int shield = 0;
-    for (u64 pawns = position->pieceBB[PAWN + us] & kingZone(us, scratch); pawns;)
+    const u64 zone = kingSafetyArea[us][kingSquareOf(us, position)];
+    for (u64 pawns = position->pieceBB[PAWN + us] & zone; pawns;)
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
         shield += plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
         pawns &= ~files[rearmost & 7];
     }
-    if (!position->pieceBB[QUEEN + (us ^ 1)]) shield /= 2;
-    return trace.note(termShield, us, X(shield, 0));
+    return shield;
 }
 
 /// The points of danger to one colour's king, which its attackers have earned.

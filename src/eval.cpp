@@ -338,7 +338,10 @@ combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Tr
     return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
 }
 
-/// The pawns on one colour's flank and the attack on its king.
+/// A king without an own pawn on its flank.
+template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace);
+
+/// The attack on one colour's king.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
@@ -414,7 +417,8 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
     return sum;
 }
 
-/// The positional sum, white minus black: pawn structure, from the pawn table where it is known,
+/// The positional sum, white minus black: what depends on pawns and kings alone, from the pawn
+/// table where it is known,
 /// and all that builds on it. Material, piece squares, the bishop pair and the tempo are the
 /// driver's.
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
@@ -425,6 +429,8 @@ template <typename Trace> combEval evalPawns(positionStruct* position, Trace tra
         u64 passedPawns = 0;
         combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
         structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
+        structure += evalFlank<WHITE>(position, trace);
+        structure -= evalFlank<BLACK>(position, trace);
         entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
                                  structure, static_cast<i16>(evalShield<WHITE>(position)),
                                  static_cast<i16>(evalShield<BLACK>(position)));
@@ -1067,26 +1073,30 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     return danger + plain(EVALKINGDANGER[2]) * popcount(unsafeChecks & scratch.mobilityArea[them]);
 }
 
+template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace)
+{
+    const u64 flank = kingSideFiles[kingSquareOf(us, position) & 7];
+    if (position->pieceBB[PAWN + us] & flank) return X(0, 0);
+    return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
+}
+
 // The danger counts quadratically in the mid-game and linearly in the end-game.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    combEval sum = X(0, 0);
-    if (!(position->pieceBB[PAWN + us] & kingSideFiles[scratch.kingSquare[us] & 7]))
-        sum += trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
 
     // One attacker alone is no danger but with a queen behind it.
-    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return sum;
+    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
-    if (danger < 1) return sum;
+    if (danger < 1) return X(0, 0);
     const u32 points = static_cast<u32>(danger);
     // A tuner may step a divisor down to nothing.
     const u32 transMg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
     const u32 transEg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
-    return sum + trace.note(termDanger, us,
-                            -X(static_cast<int>(points * points / transMg),
-                               static_cast<int>(points / transEg)));
+    return trace.note(
+        termDanger, us,
+        -X(static_cast<int>(points * points / transMg), static_cast<int>(points / transEg)));
 }
 
 } // namespace

@@ -146,20 +146,15 @@ void initEvaluation(positionStruct* position)
     position->gamePhase = static_cast<i16>(phase);
 }
 
-void updateEvaluation(u8 ply, const moveStruct* movePointer, positionStruct* position)
+template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
 {
-    const moveStruct move = *movePointer;
+    constexpr int them = us ^ 1;
     plyStruct& child = position->plies[ply];
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
     const int from = coordinate(us, move.from);
     const int to = coordinate(us, move.to);
 
-    for (const int colour : {WHITE, BLACK})
-    {
-        child.savedMaterial[colour] = position->material[colour];
-        child.savedPstScore[colour] = position->pstScore[colour];
-    }
+    std::memcpy(child.savedMaterial, position->material, sizeof child.savedMaterial);
+    std::memcpy(child.savedPstScore, position->pstScore, sizeof child.savedPstScore);
     child.savedGamePhase = position->gamePhase;
 
     const int captured = position->board[move.to];
@@ -200,6 +195,9 @@ void updateEvaluation(u8 ply, const moveStruct* movePointer, positionStruct* pos
         position->gamePhase = static_cast<i16>(position->gamePhase + pieceValuePhase[type]);
     }
 }
+
+template void updateEvaluation<WHITE>(u8 ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* position);
 
 
 // Evaluation terms

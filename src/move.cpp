@@ -88,55 +88,58 @@ u8 rightsLost(moveStruct move, u8 mover, u8 rights)
 
 } // namespace
 
-bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
+template <int us>
+bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
 {
+    constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
-    if (testLegal && !parent.inCheck && inCheckAfterMove(static_cast<u8>(ply - 1), &move, position))
+    if (testLegal && !parent.inCheck &&
+        inCheckAfterMove(static_cast<u8>(ply - 1), movePointer, position))
         return false;
 
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
     const u8 mover = position->board[move.from];
     const u8 captured = position->board[move.to];
     const bool keyedAsPawn = mover < KNIGHT || mover >= KING;
 
     // The evaluation reads the untouched board.
-    child.capturedPiece = captured;
-    updateEvaluation(ply, &move, position);
+    updateEvaluation<us>(ply, move, position);
 
-    child.castlingRights = parent.castlingRights;
-    child.enPassantSquare = 0;
+    child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
     child.savedPawnHashKey = position->pawnHashKey;
-    u64 key = position->hashKey ^ hashCodeBlackToMove;
+    child.savedHalfMoveClock = position->halfMoveClock;
+    u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][move.from];
     u64 pawnKey = position->pawnHashKey;
 
-    if (parent.castlingRights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
+    u8 rights = parent.castlingRights;
+    if (rights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
     {
-        const u8 rights = parent.castlingRights;
-        child.castlingRights = static_cast<u8>(rights & ~rightsLost(move, mover, rights));
-        key ^= hashCodeCastling[rights] ^ hashCodeCastling[child.castlingRights];
+        key ^= hashCodeCastling[rights];
+        rights &= static_cast<u8>(~rightsLost(move, mover, rights));
+        key ^= hashCodeCastling[rights];
     }
+    child.castlingRights = rights;
     if (parent.enPassantSquare) key ^= hashCodeEnpassant[parent.enPassantSquare & 7];
 
     // `arriving` is the man that reaches `landing`: the mover but for a promotion, and the move's
     // own `to` but for en passant.
     u8 landing = move.to;
     u8 arriving = mover;
+    u8 enPassant = 0;
     if (move.kind != KINDPLAIN)
     {
         if (move.kind == KINDDOUBLEPUSH)
         {
-            child.enPassantSquare = move.to;
+            enPassant = move.to;
             key ^= hashCodeEnpassant[move.to & 7];
         }
         else if (move.kind >= KINDCASTLEKING)
         {
             const castlingRook rook = castlingRookOf(move);
-            const u8 code = static_cast<u8>(ROOK + us);
+            constexpr u8 code = ROOK + us;
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
             position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
             position->board[rook.from] = NOPIECE;
@@ -151,49 +154,50 @@ bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, b
         else
             arriving = static_cast<u8>(move.kind + us);
     }
+    child.enPassantSquare = enPassant;
 
     position->pieceBB[mover] ^= bit(move.from);
     position->pieceBB[arriving] ^= bit(landing);
     position->pieceBB[us] ^= bit(move.from) | bit(landing);
     position->board[move.from] = NOPIECE;
     position->board[landing] = arriving;
-    key ^= hashCodePiece[mover][move.from] ^ hashCodePiece[arriving][landing];
+    key ^= hashCodePiece[arriving][landing];
     if (keyedAsPawn)
     {
         pawnKey ^= hashCodePiece[mover][move.from];
         if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
     }
 
+    i16 clock = mover < KNIGHT ? i16{0} : static_cast<i16>(position->halfMoveClock + 1);
     if (captured)
     {
         position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
         key ^= hashCodePiece[captured][move.to];
         if (captured < KNIGHT) pawnKey ^= hashCodePiece[captured][move.to];
+        clock = 0;
     }
 
     position->hashKey = key;
     position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
-    child.savedHalfMoveClock = position->halfMoveClock;
-    position->halfMoveClock =
-        mover < KNIGHT || captured ? i16{0} : static_cast<i16>(position->halfMoveClock + 1);
-    position->sideToMove ^= 1;
+    position->halfMoveClock = clock;
+    position->sideToMove = them;
     return true;
 }
 
-void unmakeMove(u8 ply, const moveStruct* movePointer, positionStruct* position)
+template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position)
 {
+    constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& child = position->plies[ply];
 
-    position->sideToMove ^= 1;
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
+    position->sideToMove = us;
     position->hashKey = child.savedHashKey;
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = static_cast<i16>(child.savedHalfMoveClock);
+    restoreEvaluation(ply, position);
 
     u8 landing = move.to;
     if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
@@ -204,35 +208,34 @@ void unmakeMove(u8 ply, const moveStruct* movePointer, positionStruct* position)
         if (move.kind >= KINDCASTLEKING)
         {
             const castlingRook rook = castlingRookOf(move);
-            const u8 code = static_cast<u8>(ROOK + us);
+            constexpr u8 code = ROOK + us;
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
             position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
             position->board[rook.to] = NOPIECE;
             position->board[rook.from] = code;
         }
         else if (move.kind < KINDENPASSANT)
-            mover = static_cast<u8>(PAWN + us);
+            mover = PAWN + us;
     }
 
+    const u8 captured = child.capturedPiece;
     position->pieceBB[arrived] ^= bit(landing);
     position->pieceBB[mover] ^= bit(move.from);
     position->pieceBB[us] ^= bit(move.from) | bit(landing);
     position->board[landing] = NOPIECE;
     position->board[move.from] = mover;
-    position->board[move.to] = child.capturedPiece;
-    if (child.capturedPiece)
+    position->board[move.to] = captured;
+    if (captured)
     {
-        position->pieceBB[child.capturedPiece] ^= bit(move.to);
+        position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
     }
-
-    for (const int colour : {WHITE, BLACK})
-    {
-        position->material[colour] = child.savedMaterial[colour];
-        position->pstScore[colour] = child.savedPstScore[colour];
-    }
-    position->gamePhase = child.savedGamePhase;
 }
+
+template bool makeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*, bool);
+template bool makeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*, bool);
+template void unmakeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*);
+template void unmakeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*);
 
 
 // Legality

@@ -15,14 +15,29 @@
 
 // Making moves
 
+// One body for each colour, so that codes and directions are constants.
+template <int us>
+bool makeMoveOf(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
+template <int us> void unmakeMoveOf(u8 ply, const moveStruct* move, positionStruct* position);
+
 /// Plays a pseudo-legal move and creates the state of plies[ply], `ply` being the child's ply.
 /// With `testLegal`, and when the parent is not in check, a move that leaves the own king in check
 /// is refused: the result is false and nothing has changed. In check moves are taken on trust,
 /// since evasions are generated exact. inCheck of the child is left to the caller.
-bool makeMove(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
+inline bool makeMove(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal)
+{
+    return position->sideToMove == WHITE ? makeMoveOf<WHITE>(ply, move, position, testLegal)
+                                         : makeMoveOf<BLACK>(ply, move, position, testLegal);
+}
 
 /// Takes back the move that makeMove played with the same arguments.
-void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position);
+inline void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position)
+{
+    if (position->sideToMove == WHITE)
+        unmakeMoveOf<BLACK>(ply, move, position);
+    else
+        unmakeMoveOf<WHITE>(ply, move, position);
+}
 
 
 // Legality

@@ -266,7 +266,7 @@ constexpr bool sameMove(moveStruct a, moveStruct b)
 
 /// The record of one ply of the path, from the root (0) to the horizon. A null move copies the
 /// whole record to the next ply, so every field has to make sense under such a copy.
-struct plyStruct
+struct alignas(64) plyStruct
 {
     // The parent's values, restored by unmakeMove. Each pair is one 16-byte copy.
     combEval savedMaterial[2];
@@ -299,7 +299,7 @@ struct plyStruct
     u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
 };
 
-static_assert(sizeof(plyStruct) == 112 && std::is_trivially_copyable_v<plyStruct>);
+static_assert(sizeof(plyStruct) == 128 && std::is_trivially_copyable_v<plyStruct>);
 
 struct pawnHashTableStruct;
 struct evalHashTableStruct;
@@ -349,7 +349,7 @@ struct positionStruct
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there
 };
 
-static_assert(sizeof(positionStruct) == 32024 && std::is_trivially_copyable_v<positionStruct>);
+static_assert(sizeof(positionStruct) % 64 == 0 && std::is_trivially_copyable_v<positionStruct>);
 
 /// Settings of the engine and limits of a search; times in milliseconds. Written by the main
 /// thread, also while a search runs, and read by all: every word is relaxed.

@@ -44,8 +44,10 @@ bool readRecord(const std::string& line, texelPosStruct& record)
 {
     std::istringstream words(line);
     std::string word;
-    while (words >> word && word != "c9") record.fen += word + ' ';
+    std::string fen;
+    while (words >> word && word != "c9") fen += word + ' ';
     if (!words) return false;
+    record.fen = fen; // a copy has no spare room
 
     // A line that ends here leaves the word as it is, which counts as a black win.
     words >> word;
@@ -72,6 +74,7 @@ int readTexelPos()
     for (std::string line; std::getline(file, line);)
         if (texelPosStruct record; readRecord(line, record))
             texelPositions.push_back(std::move(record));
+    texelPositions.shrink_to_fit();
     return 0;
 }
 

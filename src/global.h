@@ -326,6 +326,8 @@ struct positionStruct
     u64 nodes = 0;  // entered by alfabeta
     u64 qNodes = 0; // entered by quiescence
 
+    u64 historyChanges = 0; // raised with each change of historyGood and historyBad
+
     i16 keyIndex = 0;      // next free slot of keyHistory
     i16 halfMoveClock = 0; // plies since the last capture or pawn move
 
@@ -343,7 +345,6 @@ struct positionStruct
     u64 keyHistory[KEYHISTORYSIZE]; // keys of the game and of the path, in order
 
     // Ordering of quiet moves, by [piece code - 2][to].
-    u64 historyChanges = 0;                  // raised with each change of the two below
     u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
     u32 historyBad[12][NOFSQUARES];          // weight of the failures
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there

@@ -167,8 +167,8 @@ class worker
     i32 id;                    // row of the tables that spread the threads; 0 prints
     relaxed<i32> currentDepth; // depth in work or worked on last; others read it
     std::thread thread;
-    positionStruct positionData{};
     positionStruct* position = &positionData;
+    positionStruct positionData{};
     moveStruct moveStack[MOVESTACKSIZE + MOVESTACKSLACK];
     pawnHashTableStruct pawnHash{};
     evalHashTableStruct evalHash{};

@@ -320,12 +320,11 @@ bool holdsKey(u64 check, u64 data, u64 key)
 void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 {
 #ifdef __linux__
-    constexpr std::uintptr_t hugePage = 2 << 20;
-    const std::uintptr_t start = reinterpret_cast<std::uintptr_t>(block);
-    const std::uintptr_t first = (start + hugePage - 1) & ~(hugePage - 1);
-    const std::uintptr_t last = (start + size) & ~(hugePage - 1);
-    if (first < last)
-        static_cast<void>(madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE));
+    constexpr size_t hugePage = 2 << 20;
+    const size_t before = (0 - reinterpret_cast<std::uintptr_t>(block)) % hugePage;
+    if (size < before + hugePage) return;
+    const size_t inside = (size - before) / hugePage * hugePage;
+    static_cast<void>(madvise(static_cast<char*>(block) + before, inside, MADV_HUGEPAGE));
 #endif
 }
 

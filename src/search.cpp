@@ -751,6 +751,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         if (skipOrdering && cursor < here.moveListEnd && !checks->arePossible(*cursor, position))
             continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
+        prefetchEvaluation(position);
         next.inCheck = isSquareAttacked(enemyKing, us, position);
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
@@ -864,6 +865,7 @@ int searchQuietMoves(u8 ply, int depth, int alpha, int beta, int bestScore,
     for (moveStruct* cursor = here.moveListStart; cursor < here.moveListEnd; ++cursor)
     {
         if (!doNextMoveQuiesc(ply, cursor, position, depth)) continue;
+        prefetchEvaluation(position);
         here.currentMove = *cursor;
         position->plies[childPly].inCheck = isSquareAttacked(enemyKing, us, position);
 

@@ -89,6 +89,9 @@ void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position)
 /// All legal moves, scored as captures are and not in order. Computes inCheck and notPinned.
 void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
+/// Their number; leaves the list in no useful state. Computes inCheck and notPinned.
+u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
+
 /// Quiet moves that give direct check; needs notPinned. The first slot's score becomes 255.
 void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position);
 

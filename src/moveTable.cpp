@@ -240,6 +240,10 @@ void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
                     found = false;
             }
         }
+#ifdef QUILLON_PEXT
+        // Lookups do without the multiplier and order the slice by the extracted bits.
+        for (int i = 0; i < count; ++i) entry.attacks[slotOf(subsets[i], entry)] = attacks[i];
+#endif
     }
 }
 

@@ -137,7 +137,7 @@ async function withEngine(file, threads, job) {
 /** Nodes by the clock and by the processor, per second, between the first and the last line that
  *  tells nodes: some engines prepare for long when a search begins, and some say nothing at its
  *  end. */
-function search(file, threads, position) {
+function search(file, threads, position, attempts = 3) {
   return withEngine(file, threads, async (talk) => {
     let first;
     let last;
@@ -148,9 +148,13 @@ function search(file, threads, position) {
       last = { nodes, clock: performance.now() * 1e6, processor: processorTime(talk.child.pid) };
       first ??= last;
     });
-    if (!(last?.nodes > first?.nodes)) fail(`${talk.name} told no nodes on its way: ${position}`);
+    if (!(last?.nodes > first?.nodes)) return null;
     const rate = (unit) => ((last.nodes - first.nodes) * 1e9) / (last[unit] - first[unit]);
     return { clock: rate('clock'), processor: rate('processor') };
+  }).then((rates) => {
+    // On a machine that is busy elsewhere a search may be over before its second line.
+    if (!rates && attempts === 1) fail(`${file} tells no nodes on its way: ${position}`);
+    return rates ?? search(file, threads, position, attempts - 1);
   });
 }
 

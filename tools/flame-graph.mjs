@@ -63,25 +63,46 @@ function shortName(name) {
   return plain.replace(/ \[clone [^\]]*\]/g, '').replace(/ const$/, '').trim().split(' ').pop();
 }
 
-/** What stands at each address of the program, innermost first: { name, part } of the functions
- *  that the compiler has put together there. */
-function lookUp(addresses) {
-  const found = new Map();
-  if (addresses.length === 0) return found;
-  let text;
+function binutils(command, options, input) {
   try {
-    text = execFileSync('addr2line', ['-a', '-f', '-i', '-C', '-e', program],
-      { input: addresses.map((a) => `0x${a.toString(16)}\n`).join(''), encoding: 'utf8',
-        maxBuffer: 1 << 30 });
+    return execFileSync(command, options, { input, encoding: 'utf8', maxBuffer: 1 << 30 });
   } catch (error) {
-    fail(error.code === 'ENOENT' ? 'please install the Debian package binutils' : error.message);
+    return fail(error.code === 'ENOENT' ? 'please install the Debian package binutils'
+      : error.message);
   }
+}
+
+/** From a place in the program's file, which is what perf tells, to the address that the debug
+ *  information has for it. They differ in a program that is built for fixed addresses. */
+function readSegments() {
+  const segments = [];
+  for (const line of binutils('readelf', ['-lW', program]).split('\n')) {
+    const fields = line.match(/^ +LOAD +(0x\w+) (0x\w+) 0x\w+ (0x\w+) /);
+    if (!fields) continue;
+    const [offset, address, size] = fields.slice(1).map(BigInt);
+    segments.push({ offset, address, size });
+  }
+  return (place) => {
+    const own = segments.find((s) => place >= s.offset && place < s.offset + s.size);
+    return own ? place - own.offset + own.address : place;
+  };
+}
+
+/** What stands at each place of the program, innermost first: { name, file } of the functions
+ *  that the compiler has put together there. */
+function lookUp(places) {
+  const found = new Map();
+  if (places.length === 0) return found;
+  const addressOf = readSegments();
+  const text = binutils('addr2line', ['-a', '-f', '-i', '-C', '-e', program],
+    places.map((place) => `0x${addressOf(place).toString(16)}\n`).join(''));
   let chain;
+  let answered = 0;
   const lines = text.trimEnd().split('\n');
   for (let i = 0; i < lines.length; i++) {
     if (/^0x[0-9a-f]+$/.test(lines[i])) {
       chain = [];
-      found.set(BigInt(lines[i]), chain);
+      found.set(places[answered++], chain);
       continue;
     }
     const name = lines[i++];

@@ -241,7 +241,14 @@ function table(stacks) {
     lines.push(`| \`${row.name}\` | ${row.part} | ${percent(row.own / stacks.length)} | ` +
       `${percent(row.all / stacks.length)} |`);
   }
-  return lines.join('\n');
+  const parts = new Map();
+  for (const calls of stacks) {
+    const { part } = calls.at(-1);
+    parts.set(part, (parts.get(part) ?? 0) + 1);
+  }
+  const shares = [...parts].sort((a, b) => b[1] - a[1])
+    .map(([part, own]) => `${part} ${percent(own / stacks.length)}`);
+  return `${lines.join('\n')}\n\nBy file: ${shares.join(', ')}.`;
 }
 
 

@@ -130,7 +130,9 @@ function callsOf(frames, functions) {
       const own = (chain ?? []).filter((call) => !countsAsCaller(call));
       if (!chain?.length && symbol !== '[unknown]') enter(shortName(symbol), 'other');
       for (const call of own.reverse()) {
-        enter(shortName(call.name), path.basename(call.file).replace(/\..*/, ''));
+        // What the compiler has made up has no file.
+        const part = call.file.startsWith('<') ? 'other' : path.basename(call.file);
+        enter(shortName(call.name), part.replace(/\..*/, ''));
       }
     } else if (file.startsWith('[kernel')) {
       enter('kernel', 'system');

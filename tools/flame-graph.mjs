@@ -131,8 +131,8 @@ function callsOf(frames, functions) {
       if (!chain?.length && symbol !== '[unknown]') enter(shortName(symbol), 'other');
       for (const call of own.reverse()) {
         // What the compiler has made up has no file.
-        const part = call.file.startsWith('<') ? 'other' : path.basename(call.file);
-        enter(shortName(call.name), part.replace(/\..*/, ''));
+        const file = path.basename(call.file);
+        enter(shortName(call.name), file.startsWith('<') ? 'other' : file.replace(/\..*/, ''));
       }
     } else if (file.startsWith('[kernel')) {
       enter('kernel', 'system');

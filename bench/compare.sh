@@ -29,21 +29,27 @@ build()
     echo "building $1" >&2
     {
         cmake -S "$tree" -B "$work/$2" -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=native \
-            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_BENCH=ON
-        cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature quillon_bench
+            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_BENCH=ON &&
+            cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature quillon_bench
     } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
 }
 
-# Each measurement prints how long the build in the folder $1 takes, in any unit. Processor time
-# where one thread works, else the clock.
+# Each measurement prints how long the build in the folder $1 takes, in any unit: processor time,
+# but for the start.
 TIMEFORMAT='%U %S'
 processor_time() { { time "$@" > /dev/null 2>&1; } 2>&1 | awk '{print $1 + $2}'; }
 signature() { processor_time "$1/bench/quillon_signature" 13; }
-perft() { printf 'perft 6\nquit\n' > "$work/input"; processor_time "$1/quillon" < "$work/input"; }
+perft()
+{
+    printf 'perft 6\nposition fen %s\nperft 5\nquit\n' \
+        'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1' > "$work/input"
+    processor_time "$1/quillon" < "$work/input"
+}
 evaluation()
 {
-    "$1/bench/quillon_bench" --benchmark_filter='^evaluation/computed' --benchmark_format=csv 2> /dev/null |
-        awk -F, '/^"evaluation/ {print $4}'
+    # Processor time of an iteration, the fourth column.
+    "$1/bench/quillon_bench" --benchmark_filter='^evaluation/computed' \
+        --benchmark_format=csv 2> /dev/null | awk -F, '/^"evaluation/ {print $4}'
 }
 start()
 {
@@ -54,12 +60,22 @@ start()
 }
 two_threads()
 {
-    {
-        printf 'setoption name Threads value 2\ngo movetime 2000\n'
-        sleep 2.5
-        echo quit
-    } | "$1/quillon" | sed -nE 's/.* nodes ([0-9]+) time ([0-9]+).*/\2 \1/p' | tail -n 1 |
-        awk '{print $1 / $2}'
+    # Of both together for a million nodes, in a search of two seconds. The table is small: how fast
+    # a large one is filled for the first time is up to the system.
+    coproc engine { exec "$1/quillon"; }
+    # The array and the process id are set by coproc.
+    # shellcheck disable=SC2154
+    local pid=$engine_PID line nodes=0 ticks
+    printf '%s\n' 'setoption name Hash value 16' 'setoption name Threads value 2' \
+        'go movetime 2000' >&"${engine[1]}"
+    while IFS= read -r line <&"${engine[0]}"; do
+        [[ ! $line =~ " nodes "([0-9]+) ]] || nodes=${BASH_REMATCH[1]}
+        [[ $line != bestmove* ]] || break
+    done
+    ticks=$(awk '{print $14 + $15}' "/proc/$pid/stat")
+    echo quit >&"${engine[1]}"
+    wait "$pid"
+    awk "BEGIN {print $ticks * 1e6 / $nodes}"
 }
 
 build "$1" base
@@ -67,9 +83,13 @@ build "$2" head
 for name in base head; do
     nodes=$("$work/$name/bench/quillon_signature" | tail -n 1 | cut -d' ' -f1)
     echo "signature of $name: $nodes"
-    [[ -z ${first:-} || $first == "$nodes" ]] || { echo "compare.sh: the signatures differ" >&2; exit 1; }
+    if [[ -n ${first:-} && $first != "$nodes" ]]; then
+        echo "compare.sh: the signatures differ" >&2
+        exit 1
+    fi
     first=$nodes
 done
+echo "measurement  median  (quartiles of $pairs pairs)"
 for measurement in signature perft evaluation start two_threads; do
     for ((i = 0; i < pairs; ++i)); do
         # Neither build always runs first.
@@ -83,6 +103,14 @@ for measurement in signature perft evaluation start two_threads; do
         echo "$base $head"
     done | awk '{print $1 / $2}' | sort -n | awk -v name="$measurement" '
         {ratio[NR] = $1}
-        function quantile(share) {return ratio[1 + int(share * (NR - 1) + 0.5)]}
-        END {printf "%-12s %.3f  (%.3f to %.3f)\n", name, quantile(0.5), quantile(0.25), quantile(0.75)}'
+        # Between two ratios in proportion.
+        function quantile(share,    place, i) {
+            place = 1 + share * (NR - 1)
+            i = int(place)
+            return i == NR ? ratio[i] : ratio[i] + (place - i) * (ratio[i + 1] - ratio[i])
+        }
+        END {
+            printf "%-12s %6.3f  (%.3f to %.3f)\n",
+                name, quantile(0.5), quantile(0.25), quantile(0.75)
+        }'
 done

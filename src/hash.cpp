@@ -314,11 +314,9 @@ bool holdsKey(u64 check, u64 data, u64 key)
     return check == ((data & HASHDATAMASK) ^ key);
 }
 
-/// Asks the system to back the inside of a block with huge pages. Probes are spread over the whole
-/// table, and with small pages nearly each of them misses the TLB too. A wish: whether it is
-/// granted makes no difference but to time. Only for a block that is written from end to end next:
-/// in a fresh one each of the first probes would wait for two megabytes to be zeroed, a hundred of
-/// them between two looks at the clock.
+/// Asks the system to back the inside of a block that is untouched yet with huge pages. Probes are
+/// spread over the whole table, and with small pages nearly each of them misses the TLB too. A
+/// wish: whether it is granted makes no difference but to time.
 void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 {
 #ifdef __linux__
@@ -352,6 +350,7 @@ void createHashTable(int megabytes)
 
     hashTable = static_cast<hashLine*>(block);
     hashKeyMask = lines - 1;
+    useHugePages(block, (lines + SPARELINES) * sizeof(hashLine));
     hashHartBeat = 0;
     hashCountUse = 0;
 }
@@ -359,7 +358,6 @@ void createHashTable(int megabytes)
 void clearHashTable()
 {
     const size_t size = (hashKeyMask + 1 + SPARELINES) * sizeof(hashLine);
-    useHugePages(hashTable, size);
     std::memset(static_cast<void*>(hashTable), 0, size);
     hashHartBeat = 0;
     hashCountUse = 0;

@@ -177,6 +177,9 @@ class worker
     int othersAt(int depth) const;
 };
 
+// No counter or flag of two workers is ever on one cache line.
+static_assert(alignof(worker) == 64 && sizeof(worker) % 64 == 0);
+
 /// The worker that starts the others, waits for them and prints the result.
 class boss : public worker
 {
@@ -216,7 +219,7 @@ class boss : public worker
 ///   timeIsUp     | the soft clock, the boss at the end     | startWorkForce,   | ponderhit, the
 ///                |                                         | each worker       | soft clock
 ///   deepestDepth | the soft clock                          | startWorkForce    | the soft clock
-class workForce
+class alignas(64) workForce
 {
   public:
     /// Ends all threads, after a running search has ended, and makes n new ones.

@@ -146,20 +146,15 @@ void initEvaluation(positionStruct* position)
     position->gamePhase = static_cast<i16>(phase);
 }
 
-void updateEvaluation(u8 ply, const moveStruct* movePointer, positionStruct* position)
+template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
 {
-    const moveStruct move = *movePointer;
+    constexpr int them = us ^ 1;
     plyStruct& child = position->plies[ply];
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
     const int from = coordinate(us, move.from);
     const int to = coordinate(us, move.to);
 
-    for (const int colour : {WHITE, BLACK})
-    {
-        child.savedMaterial[colour] = position->material[colour];
-        child.savedPstScore[colour] = position->pstScore[colour];
-    }
+    std::memcpy(child.savedMaterial, position->material, sizeof child.savedMaterial);
+    std::memcpy(child.savedPstScore, position->pstScore, sizeof child.savedPstScore);
     child.savedGamePhase = position->gamePhase;
 
     const int captured = position->board[move.to];
@@ -201,6 +196,9 @@ void updateEvaluation(u8 ply, const moveStruct* movePointer, positionStruct* pos
     }
 }
 
+template void updateEvaluation<WHITE>(u8 ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* position);
+
 
 // Evaluation terms
 //
@@ -216,7 +214,7 @@ namespace
 struct evalScratch
 {
     u8 kingSquare[2];
-    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 stay empty
+    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 are not set
     u64 attacksAll[2];             // attacked so far
     u64 attacksDouble[2];          // attacked at least twice so far
     u64 mobilityArea[2];           // squares that count for mobility
@@ -319,7 +317,7 @@ template <int us, typename Trace>
 combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
                      Trace trace);
 
-/// One colour's pieces, knights to queens, behind its king's shield.
+/// One colour's pieces, knights to queens.
 template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
 
@@ -327,11 +325,21 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
 template <int us, typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
-/// The pawns in front of one colour's king; half as much without an enemy queen.
-template <int us, typename Trace>
-combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace);
+/// The pawns in front of one colour's king, as far as pawns and kings alone tell.
+template <int us> int evalShield(const positionStruct* position);
 
-/// The pawns on one colour's flank and the attack on its king.
+/// A colour's shield with the other's queens in view: half as much without one.
+template <int us, typename Trace>
+combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
+{
+    const int divisor = position->pieceBB[QUEEN + (us ^ 1)] ? 1 : 2;
+    return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
+}
+
+/// A king without an own pawn on its flank.
+template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace);
+
+/// The attack on one colour's king.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
@@ -344,14 +352,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     const u64 occupied = allMen(position);
     const u64 empty = ~occupied;
 
-    for (u64& set : scratch.attackedBy) set = 0;
     for (const int colour : {WHITE, BLACK})
-    {
-        scratch.pinnedMen[colour] = scratch.discoverers[colour] = 0;
-        scratch.kingAttackers[colour] = scratch.kingAttackWeight[colour] = 0;
-        scratch.kingAdjacentAttacks[colour] = 0;
         scratch.kingSquare[colour] = kingSquareOf(colour, position);
-    }
 
     const u64 whiteLeft = pawnAttacksLeft<WHITE>(white);
     const u64 whiteRight = pawnAttacksRight<WHITE>(white);
@@ -392,15 +394,18 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 /// All behind the pawn structure, white minus black. Every piece of both colours is done before the
 /// first passed pawn, threat or danger, which read the finished maps of both.
 template <typename Trace>
-combEval evalPawnsPassed(const positionStruct* position, u64 passedPawns, Trace trace)
+combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
     evalScratch scratch;
     startScratch(position, scratch);
 
-    combEval sum = evalActivity<WHITE>(position, scratch, trace);
+    combEval sum = evalShieldOf<WHITE>(position, pawns, trace);
+    sum -= evalShieldOf<BLACK>(position, pawns, trace);
+    sum += evalActivity<WHITE>(position, scratch, trace);
     sum -= evalActivity<BLACK>(position, scratch, trace);
 
     const u64* men = position->pieceBB;
+    const u64 passedPawns = pawns.passedPawns;
     sum += evalPassers<WHITE>(position, passedPawns & men[PAWN + WHITE], scratch, trace);
     sum += evalThreats<WHITE>(position, scratch, trace);
     sum += evalKing<WHITE>(position, scratch, trace);
@@ -410,20 +415,25 @@ combEval evalPawnsPassed(const positionStruct* position, u64 passedPawns, Trace 
     return sum;
 }
 
-/// The positional sum, white minus black: pawn structure, from the pawn table where it is known,
+/// The positional sum, white minus black: what depends on pawns and kings alone, from the pawn
+/// table where it is known,
 /// and all that builds on it. Material, piece squares, the bishop pair and the tempo are the
 /// driver's.
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
 {
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
-    if (entry && !Trace::traced)
-        return entry->score + evalPawnsPassed(position, entry->passedPawns, trace);
-
-    u64 passedPawns = 0;
-    combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
-    structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
-    putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure);
-    return structure + evalPawnsPassed(position, passedPawns, trace);
+    if (!entry || Trace::traced)
+    {
+        u64 passedPawns = 0;
+        combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
+        structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
+        structure += evalFlank<WHITE>(position, trace);
+        structure -= evalFlank<BLACK>(position, trace);
+        entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
+                                 structure, static_cast<i16>(evalShield<WHITE>(position)),
+                                 static_cast<i16>(evalShield<BLACK>(position)));
+    }
+    return entry->score + evalPawnsPassed(position, *entry, trace);
 }
 
 /// Blends a packed total by the phase of the game: pure mid-game from GAMEPHASEMAXMG on, pure
@@ -743,18 +753,27 @@ inline u64 kingZone(int colour, const evalScratch& scratch)
     return kingSafetyArea[colour][scratch.kingSquare[colour]];
 }
 
-/// Enters an attack set into the maps of a colour.
-template <int us> inline void enterAttacks(int code, u64 attacks, evalScratch& scratch)
+/// What the men of a colour attack, summed up in registers while its pieces are entered.
+struct attackSums
 {
-    scratch.attackedBy[code] |= attacks;
-    scratch.attacksDouble[us] |= attacks & scratch.attacksAll[us];
-    scratch.attacksAll[us] |= attacks;
-}
+    u64 all;
+    u64 twice;
+    i32 kingAttackers;
+    i32 kingAttackWeight = 0;
+    i32 kingAdjacentAttacks = 0;
+
+    void enter(u64 attacks)
+    {
+        twice |= attacks & all;
+        all |= attacks;
+    }
+};
 
 /// All men of one kind and colour: their attack sets into the maps, and their activity. Rays run
 /// through own queens, and those of rooks and queens along ranks and files through own rooks.
 template <int us, int piece, typename Trace>
-inline combEval evalPieces(const positionStruct* position, evalScratch& scratch, Trace trace)
+inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
+                           Trace trace)
 {
     constexpr int them = us ^ 1;
     constexpr int type = typeOf(piece);
@@ -767,6 +786,9 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
     const u8 king = scratch.kingSquare[us];
     const u64 enemyZone = kingZone(them, scratch);
     const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
+    // Pins and discovered checks are rare, so one test goes for both.
+    const u64 onLines = scratch.pinnedMen[us] | scratch.discoverers[us];
+    u64 attackedByThese = 0;
     combEval sum = X(0, 0);
 
     for (u64 men = position->pieceBB[piece + us]; men;)
@@ -780,16 +802,19 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
         if constexpr (piece == ROOK || piece == QUEEN)
             attacks |= getRookAttackTable(square, rookBlockers);
 
-        // A pinned man attacks along the pin only, in all that follows.
-        if (scratch.pinnedMen[us] & here)
+        if (onLines & here) [[unlikely]]
         {
-            attacks &= inLineSquares[king][square];
-            sum += trace.note(termOf(termPinned), us,
-                              scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
-                                                                     : EVALPINNEDFREE[type]);
+            // A pinned man attacks along the pin only, in all that follows.
+            if (scratch.pinnedMen[us] & here)
+            {
+                attacks &= inLineSquares[king][square];
+                sum += trace.note(termOf(termPinned), us,
+                                  scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
+                                                                         : EVALPINNEDFREE[type]);
+            }
+            if (scratch.discoverers[us] & here)
+                sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
         }
-        if (scratch.discoverers[us] & here)
-            sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
 
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
@@ -800,13 +825,14 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
             sum += trace.note(termOf(termMobility), us, EVALMOBILITYROOK[mobility]);
         if constexpr (piece == QUEEN)
             sum += trace.note(termOf(termMobility), us, EVALMOBILITYQUEEN[mobility]);
-        enterAttacks<us>(piece + us, attacks, scratch);
+        attackedByThese |= attacks;
+        sums.enter(attacks);
 
         if (attacks & enemyZone)
         {
-            ++scratch.kingAttackers[us];
-            scratch.kingAttackWeight[us] += plain(EVALKINGATTWEIGHT[type]);
-            scratch.kingAdjacentAttacks[us] += popcount(attacks & nextToEnemyKing);
+            ++sums.kingAttackers;
+            sums.kingAttackWeight += plain(EVALKINGATTWEIGHT[type]);
+            sums.kingAdjacentAttacks += popcount(attacks & nextToEnemyKing);
         }
 
         if constexpr (piece == KNIGHT || piece == BISHOP)
@@ -836,6 +862,7 @@ inline combEval evalPieces(const positionStruct* position, evalScratch& scratch,
                 sum += trace.note(termRookFile, us, EVALROOKONOPEN[!(file & theirPawns)]);
         }
     }
+    scratch.attackedBy[piece + us] = attackedByThese;
     return sum;
 }
 
@@ -843,18 +870,26 @@ template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    combEval sum = evalShield<us>(position, scratch, trace);
-
     // Own men stay in the area: to defend one counts as mobility.
     scratch.mobilityArea[us] =
         ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
-    scratch.kingAttackers[us] = popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch));
-    enterAttacks<us>(KING + us, kingAttackTable[scratch.kingSquare[us]], scratch);
+    scratch.attackedBy[KING + us] = kingAttackTable[scratch.kingSquare[us]];
+    attackSums sums{.all = scratch.attackedBy[PAWN + us],
+                    .twice = scratch.attacksDouble[us],
+                    .kingAttackers =
+                        popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch))};
+    sums.enter(scratch.attackedBy[KING + us]);
 
-    sum += evalPieces<us, KNIGHT>(position, scratch, trace);
-    sum += evalPieces<us, BISHOP>(position, scratch, trace);
-    sum += evalPieces<us, ROOK>(position, scratch, trace);
-    sum += evalPieces<us, QUEEN>(position, scratch, trace);
+    combEval sum = evalPieces<us, KNIGHT>(position, sums, scratch, trace);
+    sum += evalPieces<us, BISHOP>(position, sums, scratch, trace);
+    sum += evalPieces<us, ROOK>(position, sums, scratch, trace);
+    sum += evalPieces<us, QUEEN>(position, sums, scratch, trace);
+
+    scratch.attacksAll[us] = sums.all;
+    scratch.attacksDouble[us] = sums.twice;
+    scratch.kingAttackers[us] = sums.kingAttackers;
+    scratch.kingAttackWeight[us] = sums.kingAttackWeight;
+    scratch.kingAdjacentAttacks[us] = sums.kingAdjacentAttacks;
     return sum;
 }
 
@@ -968,18 +1003,17 @@ constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f
 // RANK1TO5BB[colour]: the five ranks on the colour's side.
 constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
 
-template <int us, typename Trace>
-combEval evalShield(const positionStruct* position, const evalScratch& scratch, Trace trace)
+template <int us> int evalShield(const positionStruct* position)
 {
     int shield = 0;
-    for (u64 pawns = position->pieceBB[PAWN + us] & kingZone(us, scratch); pawns;)
+    const u64 zone = kingSafetyArea[us][kingSquareOf(us, position)];
+    for (u64 pawns = position->pieceBB[PAWN + us] & zone; pawns;)
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
         shield += plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
         pawns &= ~files[rearmost & 7];
     }
-    if (!position->pieceBB[QUEEN + (us ^ 1)]) shield /= 2;
-    return trace.note(termShield, us, X(shield, 0));
+    return shield;
 }
 
 /// The points of danger to one colour's king, which its attackers have earned.
@@ -1037,26 +1071,30 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     return danger + plain(EVALKINGDANGER[2]) * popcount(unsafeChecks & scratch.mobilityArea[them]);
 }
 
+template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace)
+{
+    const u64 flank = kingSideFiles[kingSquareOf(us, position) & 7];
+    if (position->pieceBB[PAWN + us] & flank) return X(0, 0);
+    return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
+}
+
 // The danger counts quadratically in the mid-game and linearly in the end-game.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    combEval sum = X(0, 0);
-    if (!(position->pieceBB[PAWN + us] & kingSideFiles[scratch.kingSquare[us] & 7]))
-        sum += trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
 
     // One attacker alone is no danger but with a queen behind it.
-    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return sum;
+    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
-    if (danger < 1) return sum;
+    if (danger < 1) return X(0, 0);
     const u32 points = static_cast<u32>(danger);
     // A tuner may step a divisor down to nothing.
     const u32 transMg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
     const u32 transEg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
-    return sum + trace.note(termDanger, us,
-                            -X(static_cast<int>(points * points / transMg),
-                               static_cast<int>(points / transEg)));
+    return trace.note(
+        termDanger, us,
+        -X(static_cast<int>(points * points / transMg), static_cast<int>(points / transEg)));
 }
 
 } // namespace

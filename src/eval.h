@@ -4,6 +4,8 @@
 // the score of a position, and evaluateTraced, the same score term by term.
 #pragma once
 
+#include <cstring>
+
 #include "global.h"
 
 // Incremental material
@@ -11,9 +13,19 @@
 /// Sets material, pstScore and gamePhase from the bitboards.
 void initEvaluation(positionStruct* position);
 
-/// Saves the three sums into plies[ply] and changes them for a move of the side to move. `ply` is
-/// the child's. Call it before the board changes: it reads the mover and the man taken from it.
-void updateEvaluation(u8 ply, const moveStruct* move, positionStruct* position);
+/// Saves the three sums into plies[ply] and changes them for a move of the colour `us`, whose turn
+/// it is. `ply` is the child's. Call it before the board changes: it reads the mover and the man
+/// taken from it.
+template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position);
+
+/// Gives the three sums back that updateEvaluation has saved at the same ply.
+inline void restoreEvaluation(u8 ply, positionStruct* position)
+{
+    const plyStruct& child = position->plies[ply];
+    std::memcpy(position->material, child.savedMaterial, sizeof child.savedMaterial);
+    std::memcpy(position->pstScore, child.savedPstScore, sizeof child.savedPstScore);
+    position->gamePhase = child.savedGamePhase;
+}
 
 // Evaluation
 

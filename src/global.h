@@ -266,7 +266,7 @@ constexpr bool sameMove(moveStruct a, moveStruct b)
 
 /// The record of one ply of the path, from the root (0) to the horizon. A null move copies the
 /// whole record to the next ply, so every field has to make sense under such a copy.
-struct plyStruct
+struct alignas(64) plyStruct
 {
     // The parent's values, restored by unmakeMove. Each pair is one 16-byte copy.
     combEval savedMaterial[2];
@@ -284,6 +284,7 @@ struct plyStruct
     moveStruct killers[2];  // newest first
     moveStruct bestMove;    // best move found here; the line from the table is laid out here too
 
+    u64 rankedAt;      // historyChanges when the quiet moves got their scores
     u64 notPinned = 0; // all squares but those of the mover's pinned men; zero: all pinned
 
     // The parent's values, restored by unmakeMove.
@@ -298,7 +299,7 @@ struct plyStruct
     u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
 };
 
-static_assert(sizeof(plyStruct) == 104 && std::is_trivially_copyable_v<plyStruct>);
+static_assert(sizeof(plyStruct) == 128 && std::is_trivially_copyable_v<plyStruct>);
 
 struct pawnHashTableStruct;
 struct evalHashTableStruct;
@@ -325,6 +326,8 @@ struct positionStruct
     u64 nodes = 0;  // entered by alfabeta
     u64 qNodes = 0; // entered by quiescence
 
+    u64 historyChanges = 0; // raised with each change of historyGood and historyBad
+
     i16 keyIndex = 0;      // next free slot of keyHistory
     i16 halfMoveClock = 0; // plies since the last capture or pawn move
 
@@ -347,7 +350,7 @@ struct positionStruct
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there
 };
 
-static_assert(sizeof(positionStruct) == 30992 && std::is_trivially_copyable_v<positionStruct>);
+static_assert(sizeof(positionStruct) % 64 == 0 && std::is_trivially_copyable_v<positionStruct>);
 
 /// Settings of the engine and limits of a search; times in milliseconds. Written by the main
 /// thread, also while a search runs, and read by all: every word is relaxed.

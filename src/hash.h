@@ -139,7 +139,7 @@ struct pawnEntry
     u64 key;         // pawnHashKey
     u64 passedPawns; // of both colours
     combEval score;  // pawn structure, white minus black
-    u32 unused;
+    i16 shield[2];   // per colour, of the pawns before its king; enemy queens not looked at
 };
 
 struct evalEntry
@@ -169,9 +169,13 @@ inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
     return entry.key == key ? &entry : nullptr;
 }
 
-inline void putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns, combEval score)
+/// Enters what is known of a pawn key and returns the entry.
+inline pawnEntry* putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns,
+                                   combEval score, i16 whiteShield = 0, i16 blackShield = 0)
 {
-    table->entries[key & 0xffff] = {key, passedPawns, score, 0};
+    pawnEntry& entry = table->entries[key & 0xffff];
+    entry = {key, passedPawns, score, {whiteShield, blackShield}};
+    return &entry;
 }
 
 /// The entry of a position's key, null when its slot holds another.
@@ -185,4 +189,12 @@ inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
 inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
 {
     table->entries[key & 0x3fff] = {key, static_cast<i16>(score), {}};
+}
+
+/// Asks the processor to fetch the entries that the evaluation of a position looks at first. Both
+/// tables together are larger than the caches of a core.
+inline void prefetchEvaluation(const positionStruct* position)
+{
+    __builtin_prefetch(&position->evalHashTable->entries[position->hashKey & 0x3fff]);
+    __builtin_prefetch(&position->pawnHashTable->entries[position->pawnHashKey & 0xffff]);
 }

@@ -14,7 +14,13 @@
 
 #include "move.h"
 
+#include <array>
+#include <numeric>
 #include <utility>
+
+#if defined(__AVX512VBMI2__) && defined(__AVX512VL__)
+#include <immintrin.h>
+#endif
 
 #include "eval.h"
 #include "hash.h"
@@ -88,55 +94,58 @@ u8 rightsLost(moveStruct move, u8 mover, u8 rights)
 
 } // namespace
 
-bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
+template <int us>
+bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
 {
+    constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
-    if (testLegal && !parent.inCheck && inCheckAfterMove(static_cast<u8>(ply - 1), &move, position))
+    if (testLegal && !parent.inCheck &&
+        inCheckAfterMove(static_cast<u8>(ply - 1), movePointer, position))
         return false;
 
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
     const u8 mover = position->board[move.from];
     const u8 captured = position->board[move.to];
     const bool keyedAsPawn = mover < KNIGHT || mover >= KING;
 
     // The evaluation reads the untouched board.
-    child.capturedPiece = captured;
-    updateEvaluation(ply, &move, position);
+    updateEvaluation<us>(ply, move, position);
 
-    child.castlingRights = parent.castlingRights;
-    child.enPassantSquare = 0;
+    child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
     child.savedPawnHashKey = position->pawnHashKey;
-    u64 key = position->hashKey ^ hashCodeBlackToMove;
+    child.savedHalfMoveClock = position->halfMoveClock;
+    u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][move.from];
     u64 pawnKey = position->pawnHashKey;
 
-    if (parent.castlingRights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
+    u8 rights = parent.castlingRights;
+    if (rights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
     {
-        const u8 rights = parent.castlingRights;
-        child.castlingRights = static_cast<u8>(rights & ~rightsLost(move, mover, rights));
-        key ^= hashCodeCastling[rights] ^ hashCodeCastling[child.castlingRights];
+        key ^= hashCodeCastling[rights];
+        rights &= static_cast<u8>(~rightsLost(move, mover, rights));
+        key ^= hashCodeCastling[rights];
     }
+    child.castlingRights = rights;
     if (parent.enPassantSquare) key ^= hashCodeEnpassant[parent.enPassantSquare & 7];
 
     // `arriving` is the man that reaches `landing`: the mover but for a promotion, and the move's
     // own `to` but for en passant.
     u8 landing = move.to;
     u8 arriving = mover;
+    u8 enPassant = 0;
     if (move.kind != KINDPLAIN)
     {
         if (move.kind == KINDDOUBLEPUSH)
         {
-            child.enPassantSquare = move.to;
+            enPassant = move.to;
             key ^= hashCodeEnpassant[move.to & 7];
         }
         else if (move.kind >= KINDCASTLEKING)
         {
             const castlingRook rook = castlingRookOf(move);
-            const u8 code = static_cast<u8>(ROOK + us);
+            constexpr u8 code = ROOK + us;
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
             position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
             position->board[rook.from] = NOPIECE;
@@ -151,49 +160,50 @@ bool makeMove(u8 ply, const moveStruct* movePointer, positionStruct* position, b
         else
             arriving = static_cast<u8>(move.kind + us);
     }
+    child.enPassantSquare = enPassant;
 
     position->pieceBB[mover] ^= bit(move.from);
     position->pieceBB[arriving] ^= bit(landing);
     position->pieceBB[us] ^= bit(move.from) | bit(landing);
     position->board[move.from] = NOPIECE;
     position->board[landing] = arriving;
-    key ^= hashCodePiece[mover][move.from] ^ hashCodePiece[arriving][landing];
+    key ^= hashCodePiece[arriving][landing];
     if (keyedAsPawn)
     {
         pawnKey ^= hashCodePiece[mover][move.from];
         if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
     }
 
+    i16 clock = mover < KNIGHT ? i16{0} : static_cast<i16>(position->halfMoveClock + 1);
     if (captured)
     {
         position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
         key ^= hashCodePiece[captured][move.to];
         if (captured < KNIGHT) pawnKey ^= hashCodePiece[captured][move.to];
+        clock = 0;
     }
 
     position->hashKey = key;
     position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
-    child.savedHalfMoveClock = position->halfMoveClock;
-    position->halfMoveClock =
-        mover < KNIGHT || captured ? i16{0} : static_cast<i16>(position->halfMoveClock + 1);
-    position->sideToMove ^= 1;
+    position->halfMoveClock = clock;
+    position->sideToMove = them;
     return true;
 }
 
-void unmakeMove(u8 ply, const moveStruct* movePointer, positionStruct* position)
+template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position)
 {
+    constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& child = position->plies[ply];
 
-    position->sideToMove ^= 1;
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
+    position->sideToMove = us;
     position->hashKey = child.savedHashKey;
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = static_cast<i16>(child.savedHalfMoveClock);
+    restoreEvaluation(ply, position);
 
     u8 landing = move.to;
     if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
@@ -204,35 +214,34 @@ void unmakeMove(u8 ply, const moveStruct* movePointer, positionStruct* position)
         if (move.kind >= KINDCASTLEKING)
         {
             const castlingRook rook = castlingRookOf(move);
-            const u8 code = static_cast<u8>(ROOK + us);
+            constexpr u8 code = ROOK + us;
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
             position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
             position->board[rook.to] = NOPIECE;
             position->board[rook.from] = code;
         }
         else if (move.kind < KINDENPASSANT)
-            mover = static_cast<u8>(PAWN + us);
+            mover = PAWN + us;
     }
 
+    const u8 captured = child.capturedPiece;
     position->pieceBB[arrived] ^= bit(landing);
     position->pieceBB[mover] ^= bit(move.from);
     position->pieceBB[us] ^= bit(move.from) | bit(landing);
     position->board[landing] = NOPIECE;
     position->board[move.from] = mover;
-    position->board[move.to] = child.capturedPiece;
-    if (child.capturedPiece)
+    position->board[move.to] = captured;
+    if (captured)
     {
-        position->pieceBB[child.capturedPiece] ^= bit(move.to);
+        position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
     }
-
-    for (const int colour : {WHITE, BLACK})
-    {
-        position->material[colour] = child.savedMaterial[colour];
-        position->pstScore[colour] = child.savedPstScore[colour];
-    }
-    position->gamePhase = child.savedGamePhase;
 }
+
+template bool makeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*, bool);
+template bool makeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*, bool);
+template void unmakeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*);
+template void unmakeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*);
 
 
 // Legality
@@ -393,25 +402,127 @@ bool isLegalMove(u8 ply, const moveStruct* movePointer, const positionStruct* po
 namespace
 {
 
-/// Appends moves from one man to each target.
-inline moveStruct* appendMoves(moveStruct* moves, u8 from, u64 targets)
+// Lists are written by two primitives that append a move to each bit of `targets`, the lowest
+// first. The word of a move is `to * step + base`: step is `byTo` for a man on a square that `base`
+// holds, and `byBoth` for a whole-board step of pawns, where `from` runs along with `to` and `base`
+// holds the distance between them.
+
+constexpr u32 byTo = 0x100;
+constexpr u32 byBoth = 0x101;
+
+/// What the words of moves to several targets have in common. The sum wraps around: a negative
+/// `from` or `score` is made up for by what is added to it.
+constexpr u32 moveBase(int from, int score, int kind = KINDPLAIN)
 {
-    while (targets) *moves++ = packMove(from, takeLowest(targets), KINDPLAIN, 0);
+    return static_cast<u32>(from) + (static_cast<u32>(kind) << 16) +
+           (static_cast<u32>(score) << 24);
+}
+
+#if defined(__AVX512VBMI2__) && defined(__AVX512VL__)
+
+// A loop over the bits of a set ends when no predictor expects it to, and that was most of what a
+// generator cost. This processor packs the squares of a set side by side with one instruction:
+// perft runs 1.3 to 1.8 times as fast. Eight moves are written whether or not there are as many:
+// the stack is free behind a list's end, and has the slack. No set has more than 32 targets, as
+// those of pawns are as many as the pawns, on other squares.
+
+/// The squares of a set from the first byte on, behind them zeros.
+inline __m256i packSquares(u64 set)
+{
+    alignas(64) static constexpr auto squares = []
+    {
+        std::array<u8, NOFSQUARES> list{};
+        std::iota(list.begin(), list.end(), u8{0});
+        return list;
+    }();
+    const __m512i all = _mm512_load_si512(squares.data());
+    return _mm512_castsi512_si256(_mm512_maskz_compress_epi8(set, all));
+}
+
+/// The men on the squares of a set, in the same way.
+inline __m256i packMen(u64 set, const positionStruct* position)
+{
+    const __m512i all = _mm512_loadu_si512(position->board);
+    return _mm512_castsi512_si256(_mm512_maskz_compress_epi8(set, all));
+}
+
+/// The first eight bytes as words.
+inline __m256i firstEight(__m256i bytes)
+{
+    return _mm256_cvtepu8_epi32(_mm256_castsi256_si128(bytes));
+}
+
+/// The bytes with the first eight moved behind the others.
+inline __m256i behindEight(__m256i bytes)
+{
+    return _mm256_permute4x64_epi64(bytes, 0x39);
+}
+
+/// Writes the moves to the first eight squares.
+inline void writeEight(moveStruct* moves, __m256i squares, u32 step, __m256i base)
+{
+    const __m256i to = firstEight(squares);
+    const __m256i from = step == byBoth ? to : _mm256_setzero_si256();
+    const __m256i both = _mm256_or_si256(_mm256_slli_epi32(to, 8), from);
+    _mm256_storeu_epi32(moves, _mm256_add_epi32(both, base));
+}
+
+inline moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
+{
+    const int count = popcount(targets);
+    const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
+    __m256i squares = packSquares(targets);
+    writeEight(moves, squares, step, bases);
+    for (int i = 8; i < count; i += 8)
+    {
+        squares = behindEight(squares);
+        writeEight(moves + i, squares, step, bases);
+    }
+    return moves + count;
+}
+
+inline moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
+                                  const positionStruct* position)
+{
+    // Most men capture nothing.
+    if (!targets) return moves;
+
+    const int count = popcount(targets);
+    const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
+    __m256i squares = packSquares(targets);
+    __m256i men = packMen(targets, position);
+    for (int i = 0;;)
+    {
+        const __m256i scores = _mm256_slli_epi32(firstEight(men), 27);
+        writeEight(moves + i, squares, step, _mm256_add_epi32(bases, scores));
+        i += 8;
+        if (i >= count) return moves + count;
+        squares = behindEight(squares);
+        men = behindEight(men);
+    }
+}
+
+#else
+
+inline moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
+{
+    while (targets) *moves++ = wordMove(takeLowest(targets) * step + base);
     return moves;
 }
 
-/// Appends captures from one man, the most valuable victim first in `score`: the victim's code
-/// times 8, less `malus` for the kind of the mover.
-inline moveStruct* appendCaptures(moveStruct* moves, u8 from, u64 targets, int malus,
+/// Adds the victim's code times 8 to the score: the most valuable one comes first.
+inline moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
                                   const positionStruct* position)
 {
     while (targets)
     {
         const u8 to = takeLowest(targets);
-        *moves++ = packMove(from, to, KINDPLAIN, position->board[to] * 8 - malus);
+        *moves++ = wordMove(to * step + base + moveBase(0, position->board[to] * 8));
     }
     return moves;
 }
+
+#endif
 
 /// Appends the four promotions of one pawn, queen first.
 inline moveStruct* appendPromotions(moveStruct* moves, u8 from, u8 to, u8 score)
@@ -451,23 +562,35 @@ template <int us> struct pawnSteps
 };
 
 /// Computes notPinned: our men that stand alone between our king and an enemy slider. A slider
-/// with nothing in between pins nothing.
-void computePins(u8 ply, positionStruct* position)
+/// with nothing in between pins nothing and gives check. Returns whether the king is in check.
+template <int us> inline bool computePins(u8 ply, positionStruct* position)
 {
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
+    constexpr int them = us ^ 1;
     const u8 king = kingSquareOf(us, position);
     const u64 occupied = allMen(position);
 
     u64 candidates = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
                      (rooksAndQueens(them, position) & rookAttackAll[king]);
     u64 pinned = 0;
+    bool inCheck = ((pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
+                    (knightAttackTable[king] & position->pieceBB[KNIGHT + them]) |
+                    (kingAttackTable[king] & position->pieceBB[KING + them])) != 0;
     while (candidates)
     {
         const u64 between = inBetweenSquares[king][takeLowest(candidates)] & occupied;
+        inCheck |= !between;
         if (!moreThanOne(between)) pinned |= between;
     }
     position->plies[ply].notPinned = ~(pinned & position->pieceBB[us]);
+    return inCheck;
+}
+
+void computePins(u8 ply, positionStruct* position)
+{
+    if (position->sideToMove == WHITE)
+        computePins<WHITE>(ply, position);
+    else
+        computePins<BLACK>(ply, position);
 }
 
 /// Appends knight, bishop, rook and queen moves to `targets`, each scored by `append`.
@@ -537,12 +660,7 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
         else
             *moves++ = packMove(from, to, QUEEN, score);
     }
-    while (targets)
-    {
-        const u8 to = takeLowest(targets);
-        *moves++ = packMove(to - step, to, KINDPLAIN, position->board[to] * 8 - pawnMalus);
-    }
-    return moves;
+    return appendCaptures(moves, targets, byBoth, moveBase(-step, -pawnMalus), position);
 }
 
 /// Appends all captures of enemy men within `targets` but en passant and the king's.
@@ -560,7 +678,10 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                         position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], targets,
                         allMen(position),
                         [position](moveStruct* end, u8 from, u64 attacks, u8 type)
-                        { return appendCaptures(end, from, attacks, pieceMalus(type), position); });
+                        {
+                            const u32 base = moveBase(from, -pieceMalus(type));
+                            return appendCaptures(end, attacks, byTo, base, position);
+                        });
 }
 
 template <int us>
@@ -577,7 +698,8 @@ inline moveStruct* appendKingCaptures(moveStruct* moves, u64 targets,
                                       const positionStruct* position)
 {
     const u8 king = kingSquareOf(us, position);
-    return appendCaptures(moves, king, kingAttackTable[king] & targets, kingMalus, position);
+    return appendCaptures(moves, kingAttackTable[king] & targets, byTo, moveBase(king, -kingMalus),
+                          position);
 }
 
 template <int us> void generateCaptures(u8 ply, moveStruct* moves, positionStruct* position)
@@ -724,7 +846,9 @@ void generateMovesEvade(u8 ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct* position)
+/// Returns where the castling moves stand if there are any.
+template <int us>
+inline moveStruct* generateQuiets(u8 ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
     const plyStruct& here = position->plies[ply];
@@ -733,24 +857,17 @@ template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct*
 
     const u64 pushed = steps::push(position->pieceBB[PAWN + us]) & empty;
     u64 promotions = pushed & steps::lastRank;
-    u64 singles = pushed & ~steps::lastRank;
-    u64 doubles = steps::push(pushed) & empty & steps::doubleRank;
+    const u64 singles = pushed & ~steps::lastRank;
+    const u64 doubles = steps::push(pushed) & empty & steps::doubleRank;
     while (promotions)
     {
         const u8 to = takeLowest(promotions);
         moves = appendPromotions(moves, static_cast<u8>(to - steps::up), to, 0);
     }
-    while (singles)
-    {
-        const u8 to = takeLowest(singles);
-        *moves++ = packMove(to - steps::up, to, KINDPLAIN, 0);
-    }
-    while (doubles)
-    {
-        const u8 to = takeLowest(doubles);
-        *moves++ = packMove(to - 2 * steps::up, to, KINDDOUBLEPUSH, 0);
-    }
+    moves = appendMoves(moves, singles, byBoth, moveBase(-steps::up, 0));
+    moves = appendMoves(moves, doubles, byBoth, moveBase(-2 * steps::up, 0, KINDDOUBLEPUSH));
 
+    moveStruct* const castling = moves;
     // King and rook are where the right says; the destination is left to makeMove.
     if ((here.castlingRights & (us == WHITE ? WHITERIGHTS : BLACKRIGHTS)) && !here.inCheck)
         for (const int wing : {0, 1})
@@ -761,13 +878,15 @@ template <int us> void generateQuiets(u8 ply, moveStruct* moves, positionStruct*
                 *moves++ = packMove(rule.kingFrom, rule.kingTo, KINDCASTLEKING + wing, 0);
         }
 
-    moves = appendPieces(
-        moves, position->pieceBB[KNIGHT + us] & here.notPinned, position->pieceBB[BISHOP + us],
-        position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], empty, occupied,
-        [](moveStruct* end, u8 from, u64 targets, u8) { return appendMoves(end, from, targets); });
+    moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & here.notPinned,
+                         position->pieceBB[BISHOP + us], position->pieceBB[ROOK + us],
+                         position->pieceBB[QUEEN + us], empty, occupied,
+                         [](moveStruct* end, u8 from, u64 targets, u8)
+                         { return appendMoves(end, targets, byTo, moveBase(from, 0)); });
     const u8 king = kingSquareOf(us, position);
-    moves = appendMoves(moves, king, kingAttackTable[king] & empty);
+    moves = appendMoves(moves, kingAttackTable[king] & empty, byTo, moveBase(king, 0));
     closeList(ply, moves, position);
+    return castling;
 }
 
 template <int us> void generateQuiescence(u8 ply, moveStruct* moves, positionStruct* position)
@@ -837,14 +956,46 @@ void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position)
         generateRecapture<BLACK>(ply, moves, position);
 }
 
-void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
+namespace
+{
+
+/// Where in a list of all moves those stand that can be illegal when nothing is pinned.
+struct kingStretches
+{
+    const moveStruct* captures; // the king's
+    const moveStruct* quiets;   // of all men; the end of the king's captures
+    const moveStruct* castling;
+    const moveStruct* kingQuiets; // to the end of the list
+};
+
+/// All moves; in check the evasions, and no stretches. Computes inCheck and notPinned.
+template <int us>
+inline kingStretches generateAll(u8 ply, moveStruct* moves, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
-    const int us = position->sideToMove;
-    here.inCheck = isSquareAttacked(kingSquareOf(us, position), static_cast<u8>(us ^ 1), position);
-    generateMovesCaptures(ply, moves, position);
+    moves->score = 0;
+    here.inCheck = computePins<us>(ply, position);
+    if (here.inCheck)
+    {
+        generateEvasions<us>(ply, moves, position);
+        here.pickerStage = stageEvasions;
+        return {};
+    }
+
+    // The king comes last among the captures and among the quiet moves.
+    const u64 kingTargets = kingAttackTable[kingSquareOf(us, position)];
+    generateCaptures<us>(ply, moves, position);
+    moveStruct* const quiets = here.moveListEnd;
+    const moveStruct* const castling = generateQuiets<us>(ply, quiets, position);
+    return {quiets - popcount(kingTargets & position->pieceBB[us ^ 1]), quiets, castling,
+            here.moveListEnd - popcount(kingTargets & ~allMen(position))};
+}
+
+template <int us> void generateLegal(u8 ply, moveStruct* moves, positionStruct* position)
+{
+    generateAll<us>(ply, moves, position);
+    const plyStruct& here = position->plies[ply];
     if (here.inCheck) return;
-    generateMovesQuiets(ply, here.moveListEnd, position);
 
     // An illegal move changes places with the last one and is dropped; the root search depends on
     // the order that this leaves.
@@ -857,6 +1008,48 @@ void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
             ++move;
     }
     closeList(ply, end, position);
+}
+
+template <int us> u32 countLegal(u8 ply, moveStruct* moves, positionStruct* position)
+{
+    const kingStretches stretches = generateAll<us>(ply, moves, position);
+    const plyStruct& here = position->plies[ply];
+    const moveStruct* const end = here.moveListEnd;
+    u32 count = static_cast<u32>(end - moves);
+    if (here.inCheck) return count;
+
+    const auto takeOffIllegal = [=, &count](const moveStruct* first, const moveStruct* last)
+    {
+        for (; first < last; ++first) count -= inCheckAfterMove(ply, first, position);
+    };
+    if (here.notPinned != ~0ULL || here.enPassantSquare)
+        takeOffIllegal(moves, end);
+    else
+    {
+        // inCheckAfterMove would let all others pass without a look at the board.
+        takeOffIllegal(stretches.captures, stretches.quiets);
+        const moveStruct* move = stretches.castling;
+        for (; move < end && move->kind >= KINDCASTLEKING; ++move)
+            count -= inCheckAfterMove(ply, move, position);
+        takeOffIllegal(stretches.kingQuiets, end);
+    }
+    return count;
+}
+
+} // namespace
+
+void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
+{
+    if (position->sideToMove == WHITE)
+        generateLegal<WHITE>(ply, moves, position);
+    else
+        generateLegal<BLACK>(ply, moves, position);
+}
+
+u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
+{
+    return position->sideToMove == WHITE ? countLegal<WHITE>(ply, moves, position)
+                                         : countLegal<BLACK>(ply, moves, position);
 }
 
 void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position)
@@ -942,8 +1135,8 @@ void getBestMove(moveStruct* first, const moveStruct* end)
 namespace
 {
 
-/// The share of cut-offs among what a quiet move has done, 0 to 128; 64 without data.
-inline u32 historyRatio(moveStruct move, const positionStruct* position)
+/// The share of cut-offs in what a quiet move has done, in 128ths, 0 to 128; 64 without data.
+u32 historyRatio(moveStruct move, const positionStruct* position)
 {
     const int man = position->board[move.from] - PAWN;
     const u32 good = position->historyGood[man][move.to];
@@ -951,21 +1144,27 @@ inline u32 historyRatio(moveStruct move, const positionStruct* position)
     return sum ? good * 128 / sum : 64;
 }
 
+/// Swaps the quiet move of the highest history ratio to the cursor. The ratios stand in the score
+/// bytes, worked out again only when a cut-off has changed the history since: below a node of depth
+/// 2 or less none does, and a pass with a division for each move was a tenth of the search.
+void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* position)
+{
+    if (here.rankedAt != position->historyChanges)
+    {
+        here.rankedAt = position->historyChanges;
+        for (moveStruct* move = cursor; move < here.moveListEnd; ++move)
+            move->score = static_cast<u8>(historyRatio(*move, position));
+    }
+    getBestMove(cursor, here.moveListEnd);
+}
+
 } // namespace
 
 void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position)
 {
     moveStruct* best = first;
-    u32 bestRatio = historyRatio(*first, position);
     for (moveStruct* move = first + 1; move < end; ++move)
-    {
-        const u32 ratio = historyRatio(*move, position);
-        if (ratio > bestRatio)
-        {
-            bestRatio = ratio;
-            best = move;
-        }
-    }
+        if (historyRatio(*move, position) > historyRatio(*best, position)) best = move;
     if (best != first) std::swap(*first, *best);
 }
 
@@ -1085,12 +1284,13 @@ bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool
     case stageMakeQuiets:
         generateMovesQuiets(ply, cursor, position);
         here.quietsStart = cursor;
+        here.rankedAt = position->historyChanges - 1;
         here.pickerStage = stageQuiets;
         [[fallthrough]];
 
     case stageQuiets:
         if (cursor == here.moveListEnd) return false;
-        if (!skipOrdering) getBestMoveHist(cursor, here.moveListEnd, position);
+        if (!skipOrdering) getBestQuiet(here, cursor, position);
         return makeMove(childPly, cursor, position, true);
 
     case stageEvasions: return playEvasion(ply, cursor, position);

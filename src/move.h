@@ -15,14 +15,29 @@
 
 // Making moves
 
+// One body for each colour, so that codes and directions are constants.
+template <int us>
+bool makeMoveOf(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
+template <int us> void unmakeMoveOf(u8 ply, const moveStruct* move, positionStruct* position);
+
 /// Plays a pseudo-legal move and creates the state of plies[ply], `ply` being the child's ply.
 /// With `testLegal`, and when the parent is not in check, a move that leaves the own king in check
 /// is refused: the result is false and nothing has changed. In check moves are taken on trust,
 /// since evasions are generated exact. inCheck of the child is left to the caller.
-bool makeMove(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
+inline bool makeMove(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal)
+{
+    return position->sideToMove == WHITE ? makeMoveOf<WHITE>(ply, move, position, testLegal)
+                                         : makeMoveOf<BLACK>(ply, move, position, testLegal);
+}
 
 /// Takes back the move that makeMove played with the same arguments.
-void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position);
+inline void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position)
+{
+    if (position->sideToMove == WHITE)
+        unmakeMoveOf<BLACK>(ply, move, position);
+    else
+        unmakeMoveOf<WHITE>(ply, move, position);
+}
 
 
 // Legality
@@ -73,6 +88,9 @@ void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position)
 
 /// All legal moves, scored as captures are and not in order. Computes inCheck and notPinned.
 void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
+
+/// Their number; leaves the list in no useful state. Computes inCheck and notPinned.
+u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
 /// Quiet moves that give direct check; needs notPinned. The first slot's score becomes 255.
 void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position);

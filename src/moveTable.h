@@ -14,6 +14,12 @@
 
 #include "global.h"
 
+// Zen 1 and 2 take twenty cycles and more for an extraction of bits.
+#if defined(__BMI2__) && !defined(__znver1__) && !defined(__znver2__)
+#define QUILLON_PEXT
+#include <immintrin.h>
+#endif
+
 
 // Tables. A [2] dimension is a colour.
 
@@ -66,19 +72,30 @@ u64 generateMagicNumber(i32 bits);
 
 // Lookups
 
+/// Where in a square's slice the attacks under `occupancy` stand. Extracting the relevant bits
+/// takes one instruction where the processor has it, and two loads less than the multiplier.
+inline u64 slotOf(u64 occupancy, const magicStruct& entry)
+{
+#ifdef QUILLON_PEXT
+    return _pext_u64(occupancy, entry.mask);
+#else
+    return ((occupancy & entry.mask) * entry.magic) >> entry.shift;
+#endif
+}
+
 /// The squares that a rook on `square` attacks under `occupancy`, the first blocker of each ray
 /// included, whoever it is. Whether `occupancy` holds the square itself makes no difference.
 inline u64 getRookAttackTable(i32 square, u64 occupancy)
 {
     const magicStruct& entry = rookAttackLUT[square];
-    return entry.attacks[((occupancy & entry.mask) * entry.magic) >> entry.shift];
+    return entry.attacks[slotOf(occupancy, entry)];
 }
 
 /// The same for a bishop. A queen's attacks are the union of both.
 inline u64 getBishopAttackTable(i32 square, u64 occupancy)
 {
     const magicStruct& entry = bishopAttackLUT[square];
-    return entry.attacks[((occupancy & entry.mask) * entry.magic) >> entry.shift];
+    return entry.attacks[slotOf(occupancy, entry)];
 }
 
 /// All men, white and black.

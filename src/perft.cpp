@@ -31,16 +31,7 @@ void perftGenerateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position
 
 u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* position)
 {
-    plyStruct& here = position->plies[ply];
-    here.inCheck = isSideInCheck(position);
-    generateMovesCaptures(ply, moves, position);
-    if (here.inCheck) return static_cast<u32>(here.moveListEnd - here.moveListStart);
-    generateMovesQuiets(ply, here.moveListEnd, position);
-
-    u32 count = 0;
-    for (const moveStruct* move = moves; move < here.moveListEnd; ++move)
-        count += !inCheckAfterMove(ply, move, position);
-    return count;
+    return countMovesLegal(ply, moves, position);
 }
 
 namespace

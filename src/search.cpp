@@ -19,6 +19,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <sstream>
 
 #include "eval.h"
@@ -439,13 +440,28 @@ inline void countNode(u64& counter)
     publish(counter, counter + 1);
 }
 
+// The first probes of a fresh table wait for the system to find a page for them, on a virtual
+// machine some milliseconds each, and thousands of nodes may take seconds. So the boss looks at the
+// clock more often meanwhile, and takes a delay that only such waits explain for the end.
+constexpr u64 FRESHTABLENODES = 65536;
+constexpr i32 FRESHTABLEINTERVAL = 2; // nodes between two looks
+constexpr i32 FRESHTABLEDELAY = 2;     // milliseconds
+
+/// Whether this is the boss's first search of a table, at its start.
+bool isTableFresh(const positionStruct* position)
+{
+    return hashHartBeat <= 1 && position->workerIndex == 0 && position->nodes < FRESHTABLENODES;
+}
+
 /// The countdown to the next look at the clock; true when the hard budget is used up.
 bool isTimeOver(positionStruct* position)
 {
     if (position->nodesToClockCheck-- > 0) return false;
-    position->nodesToClockCheck = engine.nodeCheckInterval;
+    const bool isFresh = isTableFresh(position);
+    position->nodesToClockCheck = isFresh ? FRESHTABLEINTERVAL : i32{engine.nodeCheckInterval};
     if (theWorkForce.ponderSearch || engine.infinite) return false;
-    if (now() - static_cast<i64>(engine.startTime) < engine.maxTime) return false;
+    const i64 delay = isFresh ? FRESHTABLEDELAY : 0;
+    if (now() - static_cast<i64>(engine.startTime) < engine.maxTime + delay) return false;
     theWorkForce.stopSearch = true;
     return true;
 }
@@ -545,6 +561,7 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     }
     if (depth < 3) return;
 
+    ++position->historyChanges;
     const u32 weight = static_cast<u32>(depth * depth);
     u32& good = position->historyGood[board[move.from] - PAWN][move.to];
     good += weight;
@@ -586,6 +603,40 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     here.enPassantSquare = enPassant;
     return score;
 }
+
+/// What a quiet move needs to give check, as far as a look at its squares can tell.
+class quietChecks
+{
+  public:
+    /// For the side to move, whose opponent is not in check.
+    explicit quietChecks(const positionStruct* position)
+    {
+        const int us = position->sideToMove;
+        const u8 king = kingSquareOf(us ^ 1, position);
+        const u64 occupied = allMen(position);
+        const u64 bishopLines = getBishopAttackTable(king, occupied);
+        const u64 rookLines = getRookAttackTable(king, occupied);
+        from[PAWN / 2] = pawnAttackTable[us][king];
+        from[KNIGHT / 2] = knightAttackTable[king];
+        from[BISHOP / 2] = bishopLines;
+        from[ROOK / 2] = rookLines;
+        from[QUEEN / 2] = bishopLines | rookLines;
+        if (bishopsAndQueens(us, position) & bishopAttackAll[king]) unveilers |= bishopLines;
+        if (rooksAndQueens(us, position) & rookAttackAll[king]) unveilers |= rookLines;
+    }
+
+    /// Whether a move may give check. Only a false answer is sure.
+    bool arePossible(moveStruct move, const positionStruct* position) const
+    {
+        return ((from[position->board[move.from] / 2] & bit(move.to)) |
+                (unveilers & bit(move.from))) ||
+               (move.kind != KINDPLAIN && move.kind != KINDDOUBLEPUSH);
+    }
+
+  private:
+    u64 from[NOFPIECECODES / 2] = {}; // [piece code / 2]: squares from which that man gives check
+    u64 unveilers = 0;                // squares that open a line to the king when they empty
+};
 
 /// Step 10. ProbCut (Buro, 1995): a capture that beats beta by a margin in a shallow search will
 /// beat beta in a full one. Returns whether one did, with its score in `score`.
@@ -703,7 +754,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
     const u8 childPly = static_cast<u8>(ply + 1);
-    bool skipOrdering = false;
+    std::optional<quietChecks> checks; // once late moves are pruned
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
     int moveNumber = 0;
@@ -711,17 +762,22 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
+        const bool skipOrdering = checks.has_value();
+        if (skipOrdering && cursor < here.moveListEnd && !checks->arePossible(*cursor, position))
+            continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
+        prefetchEvaluation(position);
         next.inCheck = isSquareAttacked(enemyKing, us, position);
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
-        // ever raises alpha. Once begun, the node's other quiet moves go unsorted.
+        // ever raises alpha. Once begun, the node's other quiet moves go unsorted, and those that
+        // can't give check are not even made.
         if (ply > 0 && !next.inCheck &&
             (skipOrdering || (!pvNode && depth <= 4 && !here.inCheck &&
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
-            skipOrdering = true;
+            if (!skipOrdering) checks.emplace(position);
             continue;
         }
         prefetchHashLine(position->hashKey);
@@ -824,6 +880,7 @@ int searchQuietMoves(u8 ply, int depth, int alpha, int beta, int bestScore,
     for (moveStruct* cursor = here.moveListStart; cursor < here.moveListEnd; ++cursor)
     {
         if (!doNextMoveQuiesc(ply, cursor, position, depth)) continue;
+        prefetchEvaluation(position);
         here.currentMove = *cursor;
         position->plies[childPly].inCheck = isSquareAttacked(enemyKing, us, position);
 
@@ -1181,6 +1238,8 @@ class deepening
         if (depth > 5) window.centre(score);
         window.failLow = window.failHigh = 0;
         position->rootBestChanges = 0;
+        // Not before depth 1 has given a move to answer with.
+        if (depth == 2 && isTableFresh(position)) position->nodesToClockCheck = FRESHTABLEINTERVAL;
     }
 
     /// Takes the score of an iteration that was not stopped.

@@ -167,8 +167,8 @@ class worker
     i32 id;                    // row of the tables that spread the threads; 0 prints
     relaxed<i32> currentDepth; // depth in work or worked on last; others read it
     std::thread thread;
-    positionStruct positionData{};
     positionStruct* position = &positionData;
+    positionStruct positionData{};
     moveStruct moveStack[MOVESTACKSIZE + MOVESTACKSLACK];
     pawnHashTableStruct pawnHash{};
     evalHashTableStruct evalHash{};
@@ -176,6 +176,9 @@ class worker
   private:
     int othersAt(int depth) const;
 };
+
+// No counter or flag of two workers is ever on one cache line.
+static_assert(alignof(worker) == 64 && sizeof(worker) % 64 == 0);
 
 /// The worker that starts the others, waits for them and prints the result.
 class boss : public worker
@@ -216,7 +219,7 @@ class boss : public worker
 ///   timeIsUp     | the soft clock, the boss at the end     | startWorkForce,   | ponderhit, the
 ///                |                                         | each worker       | soft clock
 ///   deepestDepth | the soft clock                          | startWorkForce    | the soft clock
-class workForce
+class alignas(64) workForce
 {
   public:
     /// Ends all threads, after a running search has ended, and makes n new ones.

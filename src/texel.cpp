@@ -44,8 +44,10 @@ bool readRecord(const std::string& line, texelPosStruct& record)
 {
     std::istringstream words(line);
     std::string word;
-    while (words >> word && word != "c9") record.fen += word + ' ';
+    std::string fen;
+    while (words >> word && word != "c9") fen += word + ' ';
     if (!words) return false;
+    record.fen = fen; // a copy has no spare room
 
     // A line that ends here leaves the word as it is, which counts as a black win.
     words >> word;
@@ -72,6 +74,7 @@ int readTexelPos()
     for (std::string line; std::getline(file, line);)
         if (texelPosStruct record; readRecord(line, record))
             texelPositions.push_back(std::move(record));
+    texelPositions.shrink_to_fit();
     return 0;
 }
 
@@ -366,12 +369,61 @@ bool hasReadableClock(const std::string& fen)
            value <= std::numeric_limits<int>::max();
 }
 
-/// The score of a position from white's view. One without a king is even: it can't be evaluated.
+bool hasBothKings(const positionStruct* position)
+{
+    return position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK];
+}
+
+/// The score of a position with both kings, from white's view.
 i16 whiteScore(positionStruct* position)
 {
-    if (!position->pieceBB[KING + WHITE] || !position->pieceBB[KING + BLACK]) return 0;
     const i16 score = static_cast<i16>(evaluateN(0, position));
     return position->sideToMove == WHITE ? score : static_cast<i16>(-score);
+}
+
+/// Empties the entries that the evaluation of a position has filled: the tables may have other
+/// values at the next job, so nothing of this one may be found.
+void emptyEntries(const positionStruct* position)
+{
+    position->pawnHashTable->entries[position->pawnHashKey & 0xffff] = {};
+    position->evalHashTable->entries[position->hashKey & 0x3fff] = {};
+}
+
+/// The squares of each man, and of all men of a colour, out of the planes of a record.
+void spreadPlanes(const u64* planes, u64* pieceBB)
+{
+    for (int code = PAWN; code < NOFPIECECODES; ++code)
+    {
+        u64 men = ~0ULL;
+        for (int b = 0; b < 4; ++b) men &= code >> b & 1 ? planes[b] : ~planes[b];
+        pieceBB[code] = men;
+    }
+    const u64 occupied = planes[1] | planes[2] | planes[3];
+    pieceBB[WHITE] = occupied & ~planes[0];
+    pieceBB[BLACK] = occupied & planes[0];
+}
+
+/// What is kept of a record. `position` is for its set-up.
+texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
+{
+    texelBoardStruct board = {{}, record.result, boardEven, WHITE};
+    if (!hasReadableClock(record.fen)) return board;
+    setPosition(record.fen, position);
+    if (!hasBothKings(position)) return board;
+
+    // A position whose key is 0 takes an empty entry of a cache for its own; its score is not what
+    // the board is worth.
+    board.kind = boardText;
+    if (!position->hashKey || !position->pawnHashKey) return board;
+    for (int code = PAWN; code < NOFPIECECODES; ++code)
+        for (int b = 0; b < 4; ++b)
+            if (code >> b & 1) board.planes[b] |= position->pieceBB[code];
+    u64 spread[NOFPIECECODES];
+    spreadPlanes(board.planes, spread);
+    if (!std::equal(spread, spread + NOFPIECECODES, position->pieceBB)) return board;
+    board.kind = boardPlanes;
+    board.sideToMove = position->sideToMove;
+    return board;
 }
 
 } // namespace
@@ -398,18 +450,41 @@ texelWorker::~texelWorker()
     thread.join();
 }
 
+void texelWorker::takeShare(std::span<const texelPosStruct> share)
+{
+    positions.assign(share.begin(), share.end());
+    boards.clear();
+    boards.reserve(positions.size());
+    for (const texelPosStruct& record : positions) boards.push_back(boardOf(record, position));
+}
+
+i16 texelWorker::scoreOf(size_t index)
+{
+    const texelBoardStruct& board = boards[index];
+    if (board.kind == boardEven) return 0;
+    if (board.kind == boardText)
+        setPosition(positions[index].fen, position);
+    else
+    {
+        // All that an evaluation reads. Its caches are empty, so any key but 0 will do, and with
+        // the same for all positions only one entry of each cache is ever touched.
+        spreadPlanes(board.planes, position->pieceBB);
+        position->sideToMove = board.sideToMove;
+        position->hashKey = position->pawnHashKey = 1;
+        initEvaluation(position);
+    }
+    const i16 score = whiteScore(position);
+    emptyEntries(position);
+    return score;
+}
+
 void texelWorker::calcTexelPosSubset()
 {
     double sum = 0.0;
-    for (const texelPosStruct& record : positions)
+    for (size_t i = 0; i < boards.size(); ++i)
     {
-        setPosition(record.fen, position);
-        const double difference = record.result - sigma(whiteScore(position));
+        const double difference = boards[i].result - sigma(scoreOf(i));
         sum += difference * difference;
-
-        // The tables may have other values at the next job, so nothing of this one may be found.
-        position->pawnHashTable->entries[position->pawnHashKey & 0xffff] = {};
-        position->evalHashTable->entries[position->hashKey & 0x3fff] = {};
     }
     partialError = sum;
 }
@@ -446,11 +521,8 @@ void texelWorkForce::setNofWorkers(int n)
     for (size_t w = 0; w < workers.size(); ++w)
     {
         const bool isLast = w + 1 == workers.size();
-        const auto begin = texelPositions.begin() + static_cast<std::ptrdiff_t>(w * chunk);
-        const auto end = isLast ? texelPositions.end() : begin + static_cast<std::ptrdiff_t>(chunk);
-        workers[w]->positions.assign(begin, end);
-        for (texelPosStruct& record : workers[w]->positions)
-            if (!hasReadableClock(record.fen)) record.fen.clear();
+        const std::span<const texelPosStruct> rest = std::span(texelPositions).subspan(w * chunk);
+        workers[w]->takeShare(isLast ? rest : rest.first(chunk));
     }
 }
 

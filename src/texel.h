@@ -4,7 +4,7 @@
 // labelled with the result of their game, the mean squared error of a logistic function of their
 // evaluation, and a descent that moves one parameter at a time by one unit.
 //
-//   Training positions    texelPosStruct, readTexelPos
+//   Training positions    texelPosStruct, texelBoardStruct, readTexelPos
 //   Tunable parameters    texelParStruct, setTexelParameters, printTexelParameters
 //   Error function and K  texelWorker, texelWorkForce, calcOptimalK
 //   Coordinate descent    doTheTexel, doTexelTuning
@@ -14,6 +14,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,6 +32,24 @@ struct texelPosStruct
     std::string fen; // its words, a blank behind each
     double result;   // from white's view: 1.0, 0.5 or 0.0
     i16 spare;       // 0, not read
+};
+
+/// What a record is to the tuner.
+enum texelBoardKind : u8
+{
+    boardEven,   // not to be evaluated: a king is missing, or the clock is no number
+    boardPlanes, // set up from its planes
+    boardText,   // two men on a square, a letter that is no man's, the key 0: set up from its text
+};
+
+/// What every error reads of a record: its position, set up from the text once, when it is dealt
+/// out, since reading the text takes longer than an evaluation.
+struct texelBoardStruct
+{
+    u64 planes[4]; // plane b: the squares whose piece code has bit b; colour, then type + 1
+    double result;
+    texelBoardKind kind;
+    u8 sideToMove;
 };
 
 /// The training set, in the order of the file. The workers hold copies of their shares.
@@ -106,6 +125,10 @@ class texelWorker
     /// Ends and joins the thread.
     virtual ~texelWorker();
 
+    /// Takes over a share of the training set and sets every position of it up. The thread must be
+    /// waiting.
+    void takeShare(std::span<const texelPosStruct> share);
+
     /// Sets partialError to the sum of squared errors of `positions`.
     virtual void calcTexelPosSubset();
 
@@ -123,8 +146,12 @@ class texelWorker
 
     int id;
     std::vector<texelPosStruct> positions; // this worker's share
+    std::vector<texelBoardStruct> boards;  // one for each of them
 
   protected:
+    /// The score of a position of the share from white's view; 0 when it can't be evaluated.
+    i16 scoreOf(size_t index);
+
     desk ownDesk;
     std::thread thread;
     double partialError = 0.0;

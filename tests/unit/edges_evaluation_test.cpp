@@ -488,6 +488,27 @@ TEST(CacheEdges, PawnSlotsAreTheLow16BitsAndTheWholeKeyIsCompared)
     EXPECT_EQ(getPawnHashEntry(table.get(), 0x8000000000001234)->passedPawns, 7U);
 }
 
+TEST(CacheEdges, AKnownPawnStructureStillHalvesTheShieldWithoutAnEnemyQueen)
+{
+    // The same pawns and kings, so one pawn entry: only the black queen's presence differs. The
+    // shield of f2, g2 and h2 is 35 + 27 + 9 = 71, in the mid-game only.
+    Board withQueen("3q2k1/8/8/8/8/8/5PPP/6K1 w - - 0 1");
+    Board without("3r2k1/8/8/8/8/8/5PPP/6K1 w - - 0 1");
+    ASSERT_EQ(withQueen->pawnHashKey, without->pawnHashKey);
+    for (const auto& [board, shield] : {std::pair{&withQueen, 71}, std::pair{&without, 35}})
+    {
+        evaluateN(0, board->get());
+        const pawnEntry* entry = getPawnHashEntry((*board)->pawnHashTable, (*board)->pawnHashKey);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_EQ(entry->shield[WHITE], 71);
+        EXPECT_EQ(entry->shield[BLACK], 0);
+        const evalTrace trace = evaluateTraced(board->get());
+        EXPECT_EQ(trace.terms[termShield][WHITE], X(shield, 0));
+        (*board)->evalHashTable->entries[(*board)->hashKey & 0x3fff].key = 0;
+        EXPECT_EQ(evaluateN(0, board->get()), trace.score) << "out of the pawn table";
+    }
+}
+
 TEST(CacheEdges, EvaluationSlotsAreTheLow14BitsAndTheWholeKeyIsCompared)
 {
     const auto table = std::make_unique<evalHashTableStruct>();

@@ -264,6 +264,29 @@ TEST(Pickers, AMoveWithoutDataStandsBetweenFailuresAndCutOffs)
     EXPECT_EQ(order, "d2d3 d2d4 e1d1 e1f1 e1e2 e1f2 ") << "skipOrdering takes them as they lie";
 }
 
+TEST(Pickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
+{
+    Board board("4k3/8/8/8/8/8/3P4/4K3 w - - 0 1");
+    clearStored(board);
+    startNode(board, 0);
+    moveStruct* cursor = board.ply(0).moveListStart;
+    while (!doNextMoveStaged(0, cursor, board.get(), false)) ++cursor;
+    EXPECT_EQ(moveToLA(cursor, WHITE), "d2d3");
+    unmakeMove(1, cursor, board.get());
+
+    board->historyGood[KING - 2][sq("f1")] = 9;
+    board->historyBad[0][sq("d4")] = 9;
+    ++board->historyChanges;
+    std::string order;
+    for (++cursor; cursor < board.ply(0).moveListEnd; ++cursor)
+    {
+        ASSERT_TRUE(doNextMoveStaged(0, cursor, board.get(), false));
+        order += moveToLA(cursor, WHITE) + ' ';
+        unmakeMove(1, cursor, board.get());
+    }
+    EXPECT_EQ(order, "e1f1 e1d1 e1e2 e1f2 d2d4 ") << "equal ones in the order that swaps leave";
+}
+
 TEST(Pickers, LosingCapturesComeBehindTheStoredMovesAndBeforeTheQuietOnes)
 {
     Board board("4k3/8/2p5/3p4/8/2N5/8/4K3 w - - 0 1");

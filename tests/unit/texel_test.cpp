@@ -833,6 +833,97 @@ TEST_F(TexelError, BoardsThatNoGameHasAreEvaluatedWithoutAFault)
     EXPECT_LE(error, 0.25); // each at most a half away from its draw
 }
 
+TEST_F(TexelError, EachRecordCountsAsTheBoardOfItsText)
+{
+    // Played positions, boards of any men, and texts with men beyond h8 or no man's letters.
+    std::vector<std::string> fens = manyPositions();
+    std::mt19937 random(85);
+    for (const std::string_view letters : {"PpNnBbRrQqKk12345678", "PNBRQKpnbrqk8", "QqKk1x?"})
+        for (int i = 0; i < 300; ++i)
+        {
+            std::string fen = "k";
+            for (int n = 0; n < 7 + i % 80; ++n)
+                fen += n % 11 == 9 ? '/' : letters[random() % letters.size()];
+            fens.push_back(fen + (i % 2 ? "K w KQkq e6 3 9" : "K b - e3"));
+        }
+
+    std::vector<texelPosStruct> set;
+    std::vector<double> differences;
+    int kinds[3] = {};
+    for (const std::string& fen : fens)
+    {
+        const auto board = std::make_unique<Board>(fen);
+        int score = evaluateN(0, board->get());
+        if ((*board)->sideToMove == BLACK) score = -score;
+        set.push_back({fen, 0.5, 0});
+        differences.push_back(0.5 - sigma(static_cast<i16>(score)));
+    }
+    double sum = 0.0;
+    for (const double difference : differences) sum += difference * difference;
+
+    // To the last bit, and again.
+    EXPECT_EQ(errorOf(set, 1), sum / static_cast<double>(set.size()));
+    EXPECT_EQ(theTexelWorkForce.calcTexelError(), sum / static_cast<double>(set.size()));
+    const texelWorker& worker = *theTexelWorkForce.workers[0];
+    ASSERT_EQ(worker.boards.size(), set.size());
+    for (size_t i = 0; i < set.size(); ++i)
+    {
+        EXPECT_EQ(worker.positions[i].fen, set[i].fen);
+        ++kinds[worker.boards[i].kind];
+    }
+    EXPECT_EQ(kinds[boardEven], 0);
+    EXPECT_GT(kinds[boardPlanes], 200);
+    EXPECT_GT(kinds[boardText], 100);
+}
+
+TEST_F(TexelError, OnlyATextWithoutABoardIsReadAgain)
+{
+    const std::pair<const char*, texelBoardKind> cases[] = {
+        {"4k3/8/8/8/8/8/PPPP4/QQQ1K3 b - - 7 1 ", boardPlanes},
+        {"kkk5/KKKKKKKK/pppppppp/PPPPPPPP/qqqqqqqq/QQQQQQQQ/rrrrrrrr/RNBQrnbq w", boardPlanes},
+        {"4k3/8/8/8/8/8/1PPP4/QQQ1K3N w - - ", boardPlanes}, // behind h1: on a2
+        {"k7/8/8/8/8/8/8/7K w - - x 1 ", boardEven},
+        {"8/8/8/8/8/8/8/7K w - - ", boardEven},
+        {"k7/8/8/8/8/8/8/8 w - - ", boardEven},
+        {"", boardEven},
+        {"k6rP/8/8/8/8/8/8/7K w - - ", boardPlanes},       // behind h8: on a1
+        {"4k3/8/8/8/8/8/PPPP4/QQQ1K3N w - - ", boardText}, // a2 twice
+        {"k7/8/8/x7/8/8/8/7K w - - ", boardText}};         // no man's letter
+    for (const auto& [fen, kind] : cases)
+    {
+        errorOf({{fen, 1.0, 0}}, 1);
+        ASSERT_EQ(theTexelWorkForce.workers[0]->boards.size(), 1U) << fen;
+        EXPECT_EQ(int{theTexelWorkForce.workers[0]->boards[0].kind}, int{kind}) << fen;
+        EXPECT_EQ(theTexelWorkForce.workers[0]->positions[0].fen, fen);
+    }
+}
+
+TEST_F(TexelError, APositionWithTheKeyZeroTakesAnEmptyEntryForItsOwn)
+{
+    // Won for white; but an empty entry of the evaluation cache has the key 0 and the score 0.
+    const std::string fen = "4k3/8/8/8/8/8/PPPP4/QQQ1K3 w - - ";
+    const u64 key = Board(fen)->hashKey;
+    hashCodeCastling[0] ^= key;
+    EXPECT_EQ(errorOf({{fen, 1.0, 0}}, 1), 0.25);
+    EXPECT_EQ(theTexelWorkForce.workers[0]->boards[0].kind, boardText);
+    hashCodeCastling[0] ^= key;
+    EXPECT_LT(errorOf({{fen, 1.0, 0}}, 1), 1e-6);
+
+    // An empty entry of the pawn cache is a structure worth nothing, without a passed pawn.
+    const std::string pawns = "4k3/8/8/3P4/8/4p3/1P6/2R1K3 b - - ";
+    const u64 pawnKey = Board(pawns)->pawnHashKey;
+    const double structured = errorOf({{pawns, 1.0, 0}}, 1);
+    hashCodePiece[KING + WHITE][E1] ^= pawnKey;
+    const auto board = std::make_unique<Board>(pawns);
+    ASSERT_EQ((*board)->pawnHashKey, 0U);
+    const double difference = 1.0 - sigma(static_cast<i16>(-evaluateN(0, board->get())));
+    EXPECT_EQ(errorOf({{pawns, 1.0, 0}}, 1), difference * difference);
+    EXPECT_EQ(theTexelWorkForce.workers[0]->boards[0].kind, boardText);
+    hashCodePiece[KING + WHITE][E1] ^= pawnKey;
+    EXPECT_NE(structured, difference * difference);
+    EXPECT_EQ(errorOf({{pawns, 1.0, 0}}, 1), structured);
+}
+
 
 // Workers
 

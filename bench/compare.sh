@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# How much faster one commit is than another. Builds both the same way, runs them in turn, so that
+# other work on the machine meets both alike, and prints for each measurement the median of the
+# ratios of the pairs, with their quartiles: above 1, HEAD is faster. Fails when the node signatures
+# differ.
+#   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs unless told otherwise
+#   bench/compare.sh BASE . [PAIRS]        a commit and the working tree as it stands
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+pairs=${3:-20}
+if [[ $# -lt 2 || $# -gt 3 || ! $pairs =~ ^[1-9][0-9]*$ ]]; then
+    sed -n '8,9s/^# *//p' "$0" >&2
+    exit 2
+fi
+export LC_ALL=C
+work=$(mktemp -d)
+trap 'rm -rf "$work"; git worktree prune' EXIT
+
+# build COMMIT NAME: makes $work/NAME/quillon and its companions.
+build()
+{
+    local tree=$PWD
+    if [[ $1 != . ]]; then
+        tree=$work/tree-$2
+        git worktree add --quiet --detach "$tree" "$1"
+    fi
+    echo "building $1" >&2
+    {
+        cmake -S "$tree" -B "$work/$2" -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=native \
+            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_BENCH=ON &&
+            cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature quillon_bench
+    } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
+}
+
+# Each measurement prints how long the build in the folder $1 takes, in any unit: processor time,
+# but for the start.
+TIMEFORMAT='%U %S'
+processor_time() { { time "$@" > /dev/null 2>&1; } 2>&1 | awk '{print $1 + $2}'; }
+signature() { processor_time "$1/bench/quillon_signature" 13; }
+perft()
+{
+    printf 'perft 6\nposition fen %s\nperft 5\nquit\n' \
+        'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1' > "$work/input"
+    processor_time "$1/quillon" < "$work/input"
+}
+evaluation()
+{
+    # Processor time of an iteration, the fourth column.
+    "$1/bench/quillon_bench" --benchmark_filter='^evaluation/computed' \
+        --benchmark_format=csv 2> /dev/null | awk -F, '/^"evaluation/ {print $4}'
+}
+start()
+{
+    local begin
+    begin=$(date +%s%N)
+    for _ in 1 2 3 4 5 6 7 8 9 10; do "$1/quillon" < <(echo quit) > /dev/null; done
+    echo $(($(date +%s%N) - begin))
+}
+two_threads()
+{
+    # Of both together for a million nodes, in a search of two seconds. The table is small: how fast
+    # a large one is filled for the first time is up to the system.
+    coproc engine { exec "$1/quillon"; }
+    # The array and the process id are set by coproc.
+    # shellcheck disable=SC2154
+    local pid=$engine_PID line nodes=0 ticks
+    printf '%s\n' 'setoption name Hash value 16' 'setoption name Threads value 2' \
+        'go movetime 2000' >&"${engine[1]}"
+    while IFS= read -r line <&"${engine[0]}"; do
+        [[ ! $line =~ " nodes "([0-9]+) ]] || nodes=${BASH_REMATCH[1]}
+        [[ $line != bestmove* ]] || break
+    done
+    ticks=$(awk '{print $14 + $15}' "/proc/$pid/stat")
+    echo quit >&"${engine[1]}"
+    wait "$pid"
+    awk "BEGIN {print $ticks * 1e6 / $nodes}"
+}
+
+build "$1" base
+build "$2" head
+for name in base head; do
+    nodes=$("$work/$name/bench/quillon_signature" | tail -n 1 | cut -d' ' -f1)
+    echo "signature of $name: $nodes"
+    if [[ -n ${first:-} && $first != "$nodes" ]]; then
+        echo "compare.sh: the signatures differ" >&2
+        exit 1
+    fi
+    first=$nodes
+done
+echo "measurement  median  (quartiles of $pairs pairs)"
+for measurement in signature perft evaluation start two_threads; do
+    for ((i = 0; i < pairs; ++i)); do
+        # Neither build always runs first.
+        if ((i % 2)); then
+            head=$($measurement "$work/head")
+            base=$($measurement "$work/base")
+        else
+            base=$($measurement "$work/base")
+            head=$($measurement "$work/head")
+        fi
+        echo "$base $head"
+    done | awk '{print $1 / $2}' | sort -n | awk -v name="$measurement" '
+        {ratio[NR] = $1}
+        # Between two ratios in proportion.
+        function quantile(share,    place, i) {
+            place = 1 + share * (NR - 1)
+            i = int(place)
+            return i == NR ? ratio[i] : ratio[i] + (place - i) * (ratio[i + 1] - ratio[i])
+        }
+        END {
+            printf "%-12s %6.3f  (%.3f to %.3f)\n",
+                name, quantile(0.5), quantile(0.25), quantile(0.75)
+        }'
+done

@@ -445,12 +445,14 @@ inline void countNode(u64& counter)
 // clock more often meanwhile, and takes a delay that only such waits explain for the end.
 constexpr u64 FRESHTABLENODES = 65536;
 constexpr i32 FRESHTABLEINTERVAL = 2; // nodes between two looks
-constexpr i32 FRESHTABLEDELAY = 2;     // milliseconds
+constexpr i32 FRESHTABLEDELAY = 2;    // milliseconds
 
-/// Whether this is the boss's first search of a table, at its start.
+/// Whether this is the boss's first search of a table, at its start, and the clock is not looked at
+/// as often anyway.
 bool isTableFresh(const positionStruct* position)
 {
-    return hashHartBeat <= 1 && position->workerIndex == 0 && position->nodes < FRESHTABLENODES;
+    return hashHartBeat <= 1 && position->workerIndex == 0 && position->nodes < FRESHTABLENODES &&
+           engine.nodeCheckInterval > FRESHTABLEINTERVAL;
 }
 
 /// The countdown to the next look at the clock; true when the hard budget is used up.

@@ -15,7 +15,8 @@
 
 // Making moves
 
-// One body for each colour, so that codes and directions are constants.
+/// makeMove and unmakeMove of the colour `us`, the mover's: codes and directions are constants in
+/// them. Call them by way of the two functions below, which find the colour.
 template <int us>
 bool makeMoveOf(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
 template <int us> void unmakeMoveOf(u8 ply, const moveStruct* move, positionStruct* position);

@@ -38,7 +38,9 @@ need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
     /usr/games/stockfish=stockfish /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
-(cd tests/console && npm ci --silent --no-audit --no-fund)
+for folder in tests/console tools; do
+    (cd "$folder" && npm ci --silent --no-audit --no-fund)
+done
 
 for preset in "${presets[@]}"; do
     echo "== build $preset"

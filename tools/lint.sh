@@ -36,7 +36,10 @@ echo "== shellcheck"
 listed '*.sh' .ci/run | xargs shellcheck -x || fails shellcheck
 
 echo "== node --check"
-listed '*.mjs' tools/make-perft | each node --check || fails node
+{
+    listed '*.mjs'
+    git grep -lI -e '^#!/usr/bin/env node' -- tools
+} | each node --check || fails node
 
 # What is left out, and why:
 #   useStlAlgorithm         a loop of one line is as clear

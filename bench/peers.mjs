@@ -141,6 +141,9 @@ function search(file, threads, position, attempts = 3) {
   return withEngine(file, threads, async (talk) => {
     let first;
     let last;
+    // Clears the table, and so has the system find its memory before the search.
+    talk.send('ucinewgame');
+    await talk.ask('isready', /^readyok/);
     talk.send(`position ${position}`);
     await talk.ask(`go movetime ${searchTime}`, /^bestmove/, (line) => {
       const nodes = Number(line.match(/^info .*\bnodes (\d+)/)?.[1]);

@@ -35,6 +35,10 @@ done
 check "peers.sh wants a number of rounds" ends_with 2 bench/peers.sh many
 check "compare.sh wants two commits" ends_with 2 bench/compare.sh HEAD
 check "compare.sh wants a number of pairs" ends_with 2 bench/compare.sh HEAD HEAD none
+check "threads.mjs wants a depth" ends_with 2 bench/threads.mjs deep
+check "threads.mjs names an engine that isn't there" \
+    ends_with 1 env QUILLON_ENGINE=/nowhere/engine bench/threads.mjs
+grep -q '^threads.mjs: cannot start /nowhere/engine' "$work/output" || status=1
 check "flame-graph.sh wants a depth" ends_with 2 tools/flame-graph.sh deep
 
 # Eight samples, innermost call first. In the last two `walk` has called itself by way of `step`.

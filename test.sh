@@ -40,6 +40,7 @@ need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
     /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
+[[ -z $long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
 for folder in tests/console tools; do
     (cd "$folder" && npm ci --silent --no-audit --no-fund)
 done

@@ -35,9 +35,12 @@ for argument in "$@"; do
 done
 
 need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
-    /usr/games/stockfish=stockfish /usr/include/gtest/gtest.h=libgtest-dev \
+    /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot python3=python3 \
+    /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
+    /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
+[[ -z $long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
 for folder in tests/console tools; do
     (cd "$folder" && npm ci --silent --no-audit --no-fund)
 done

@@ -54,6 +54,13 @@ const profile =
 const fuzzer = 'fuzzer=$PWD/build/fuzz/tests/fuzz/quillon_fuzz_console';
 const minimize = '$fuzzer -minimize_crash=1 -max_total_time=60 -exact_artifact_path=/tmp/small FINDING';
 
+/** A program with a window: it is right when it still runs after some seconds. */
+const onScreen = (command) => ({
+  by: 'clone',
+  as: `PATH=$PWD/build/release:/usr/games:$PATH xvfb-run -a timeout 8 ${command}`,
+  status: 124,
+});
+
 // In the order in which a clone can run them: what builds comes before what it has built.
 export const rows = {
   './test.sh': { by: 'self' },
@@ -109,6 +116,13 @@ export const rows = {
     as: 'cmake --preset asan -DQUILLON_TESTS=ON && cmake --build --preset asan --target quillon_replay',
   },
   'build/asan/tests/fuzz/quillon_replay console tests/fuzz/regressions/console': { by: 'clone' },
+
+  // They run until they are ended: on a screen of their own, with the engine on the path.
+  'xboard -fcp quillon -fUCI': onScreen('xboard -fcp quillon -fUCI'),
+  'xboard -fcp quillon -fUCI -scp fairymax -matchGames 2 -timeControl 1:00 -timeIncrement 1 -saveGameFile games.pgn':
+    onScreen('xboard -fcp quillon -fUCI -scp fairymax -matchGames 2 -timeControl 1:00 -timeIncrement 1 -saveGameFile games.pgn'),
+  'xboard -fcp quillon -fUCI -initialMode analysis': onScreen('xboard -fcp quillon -fUCI -initialMode analysis'),
+  'xboard -fcp "polyglot docs/connect/polyglot.ini"': onScreen('xboard -fcp "polyglot docs/connect/polyglot.ini"'),
 
   'cmake --preset tune && cmake --build --preset tune': { by: 'clone' },
   'build/release/quillon_selfplay 100000 6 > quiet-labeled.epd': {

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+//
+// Finds positions of games that ask for one move: tactical shots and mates, first by a quick look
+// of an engine that judges, then by a long one.
+
+import { Chess } from 'chess.js';
+import { readScore } from './chess.mjs';
+
+const won = 30000;
+
+/** A score of the mover as one number; a nearer mate is worth more.
+ *  @param {{cp: number} | {mate: number}} score */
+export function worth(score) {
+  if (!('mate' in score)) return score.cp;
+  return score.mate > 0 ? won - score.mate : -won - score.mate;
+}
+
+/** Lets an engine compare the best moves of a position.
+ *  @param {import('./uci.mjs').UciEngine} engine with the option MultiPV set to 2
+ *  @param {string} fen
+ *  @param {number} depth
+ *  @returns {Promise<{move: string, score: object, depth: number}[]>} the best first; one only
+ *      where there is one legal move */
+export async function judge(engine, fen, depth) {
+  const byDepth = new Map();
+  await engine.search(`fen ${fen}`, `depth ${depth}`, (info) => {
+    if (!info.score || info.score.bound || !info.pv) return;
+    const lines = byDepth.get(info.depth) ?? [];
+    const line = { move: info.pv[0], score: readScore(info.score), depth: info.depth };
+    lines[(info.multipv ?? 1) - 1] = line;
+    byDepth.set(info.depth, lines);
+  });
+  const deepest = Math.max(...byDepth.keys());
+  return (byDepth.get(deepest) ?? []).filter(Boolean);
+}
+
+/** Whether two judged moves make a record.
+ *  @param {{move: string, score: object}[]} lines of `judge`
+ *  @param {object} wanted
+ *  @param {'tactics' | 'mates'} wanted.kind
+ *  @param {number} wanted.gap centipawns between the best move and the second
+ *  @param {[number, number]} wanted.mates fewest and most moves of a mate */
+export function isClear(lines, { kind, gap, mates }) {
+  const [best, second] = lines;
+  if (!second) return false;
+  if (kind === 'mates') {
+    const moves = best.score.mate ?? 0;
+    const other = second.score.mate ?? 0;
+    return moves >= mates[0] && moves <= mates[1] && !(other > 0 && other <= moves);
+  }
+  // A move that decides: it doesn't lose, and the second doesn't win as well. Mates are the other
+  // kind of record.
+  const [high, low] = [worth(best.score), worth(second.score)];
+  return high < won - 100 && high >= -50 && low <= 300 && high - low >= gap;
+}
+
+/** Whether a move only takes back what has just been taken.
+ *  @param {import('chess.js').Move | undefined} before the move that led to the position
+ *  @param {string} move in the engine protocol's notation */
+export function isRecapture(before, move) {
+  return Boolean(before?.isCapture()) && before.to === move.slice(2, 4);
+}
+
+/** Looks for the first position of a game that makes a record.
+ *  @param {import('./uci.mjs').UciEngine} engine
+ *  @param {ReturnType<typeof import('./chess.mjs').readGames>[number]} game
+ *  @param {object} wanted as `isClear` takes it, and:
+ *  @param {number} wanted.depth of the long look
+ *  @param {number} wanted.quick depth of the quick look
+ *  @param {number} wanted.hard the judge mustn't prefer the move at this depth already; 0 takes
+ *      easy ones too
+ *  @param {(fen: string) => boolean} wanted.isNew whether a position may be taken
+ *  @param {(mate: number) => boolean} wanted.hasRoom whether a mate of that length is still wanted
+ *  @returns {Promise<?{fen: string, ply: number, move: string, san: string, score: object,
+ *      depth: number}>} ply: half-moves played before it; null when there is none */
+export async function findRecord(engine, game, wanted) {
+  for (let ply = 0; ply < game.moves.length; ply++) {
+    const fen = game.moves[ply].before;
+    if (!wanted.isNew(fen)) continue;
+    const trivial = ({ move }) => isRecapture(game.moves[ply - 1], move);
+    const room = ([{ score }]) => !score.mate || wanted.hasRoom(score.mate);
+
+    const first = await judge(engine, fen, wanted.quick);
+    if (!isClear(first, wanted) || trivial(first[0]) || !room(first)) continue;
+    if (wanted.hard) {
+      await engine.newGame();
+      const [easy] = await judge(engine, fen, wanted.hard);
+      if (easy?.move === first[0].move) continue;
+    }
+    await engine.newGame();
+    const lines = await judge(engine, fen, wanted.depth);
+    if (!isClear(lines, wanted) || lines[0].move !== first[0].move || !room(lines)) continue;
+    const { move, score, depth } = lines[0];
+    const { san } = new Chess(fen).move(move);
+    return { fen, ply, move, san, score, depth };
+  }
+  return null;
+}

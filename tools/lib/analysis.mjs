@@ -4,7 +4,7 @@
 // and where a game swung.
 
 import fs from 'node:fs';
-import { Chess } from 'chess.js';
+import { Chess } from './rules.mjs';
 import {
   endOf,
   expectation,

@@ -4,7 +4,7 @@
 // rules are those of chess.js; games are read here, because it keeps no more than one and gives up
 // on a whole game for one wrong move.
 
-import { Chess, validateFen } from 'chess.js';
+import { Chess, validateFen } from './rules.mjs';
 
 export const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 
@@ -158,7 +158,7 @@ function* pgnWords(text) {
       /\$\d+/,
       /(?<result>1-0|0-1|1\/2-1\/2|\*)(?![\w/-])/,
       /(?<number>\d+)(?:\.+|\s+(?=\.)\.+|(?=\s))/,
-      /(?<move>[A-Za-z0-9@][-\w+#=:@]*)[!?]*/,
+      /(?<move>--|[A-Za-z0-9@][-\w+#=:@]*)[!?]*/,
       /(?<other>\S)/,
     ]
       .map((part) => part.source)

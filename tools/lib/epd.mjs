@@ -2,7 +2,7 @@
 //
 // Records of test positions (EPD): a position of four fields, then operations such as "bm Nf3;".
 
-import { Chess } from 'chess.js';
+import { Chess } from './rules.mjs';
 import { playText, readFen } from './chess.mjs';
 
 /** Reads one line.

@@ -116,17 +116,22 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
   for (const { index, mark, text: words } of swings) {
     const { score } = results[index + 1];
     const at = y(expectation(score));
-    // The label stands on the side to which the score has swung, and within the field.
+    // The label stands on the side to which the score has swung, at the field's edges beside.
     const isUp = expectation(score) > expectation(results[index].score);
-    const labelY = Math.min(Math.max(isUp ? at - 10 : at + 18, plot.top + 12), plot.bottom - 6);
     const labelX = x(index + 1);
-    const anchor = labelX > plot.right - 60 ? 'end' : labelX < plot.left + 60 ? 'start' : 'middle';
+    const over = isUp ? at - 10 : at + 18;
+    const isOutside = over < plot.top + 12 || over > plot.bottom - 4;
+    const labelY = isOutside ? Math.min(Math.max(at + 4, plot.top + 12), plot.bottom - 6) : over;
+    const isLeft = labelX > (plot.left + plot.right) / 2;
+    const near = labelX > plot.right - 60 || labelX < plot.left + 60;
+    const anchor = !isOutside && !near ? 'middle' : isLeft ? 'end' : 'start';
+    const shift = isOutside ? (isLeft ? -8 : 8) : 0;
     const move = words.slice(0, words.indexOf(' ('));
     marks.push(
       `<g class="swing"><title>${escape(words)}</title>` +
         `<circle cx="${labelX}" cy="${at}" r="4" class="${mark === '?!' ? 'small' : 'large'}"/></g>`,
     );
-    text(labelX, labelY, move, anchor, 'label');
+    text(labelX + shift, labelY, move, anchor, 'label');
   }
 
   return `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${width} ${height}" width="${width}" height="${height}" role="img" font-family="sans-serif" font-size="12">

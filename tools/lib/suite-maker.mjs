@@ -3,7 +3,7 @@
 // Finds positions of games that ask for one move: tactical shots and mates, first by a quick look
 // of an engine that judges, then by a long one.
 
-import { Chess } from 'chess.js';
+import { Chess } from './rules.mjs';
 import { readScore } from './chess.mjs';
 
 const won = 30000;
@@ -19,10 +19,12 @@ export function worth(score) {
  *  @param {import('./uci.mjs').UciEngine} engine with the option MultiPV set to 2
  *  @param {string} fen
  *  @param {number} depth
+ *  @param {number} [patience] milliseconds after which it is stopped
  *  @returns {Promise<{move: string, score: object, depth: number}[]>} the best first; one only
- *      where there is one legal move */
-export async function judge(engine, fen, depth) {
+ *      where there is one legal move, none when the depth wasn't reached */
+export async function judge(engine, fen, depth, patience = Infinity) {
   const byDepth = new Map();
+  const timer = patience < Infinity && setTimeout(() => engine.stop(), patience);
   await engine.search(`fen ${fen}`, `depth ${depth}`, (info) => {
     if (!info.score || info.score.bound || !info.pv) return;
     const lines = byDepth.get(info.depth) ?? [];
@@ -30,8 +32,8 @@ export async function judge(engine, fen, depth) {
     lines[(info.multipv ?? 1) - 1] = line;
     byDepth.set(info.depth, lines);
   });
-  const deepest = Math.max(...byDepth.keys());
-  return (byDepth.get(deepest) ?? []).filter(Boolean);
+  if (timer) clearTimeout(timer);
+  return (byDepth.get(depth) ?? []).filter(Boolean);
 }
 
 /** Whether two judged moves make a record.
@@ -69,12 +71,15 @@ export function isRecapture(before, move) {
  *  @param {number} wanted.quick depth of the quick look
  *  @param {number} wanted.hard the judge mustn't prefer the move at this depth already; 0 takes
  *      easy ones too
+ *  @param {number} [wanted.patience] milliseconds after which the long look is given up
  *  @param {(fen: string) => boolean} wanted.isNew whether a position may be taken
  *  @param {(mate: number) => boolean} wanted.hasRoom whether a mate of that length is still wanted
  *  @returns {Promise<?{fen: string, ply: number, move: string, san: string, score: object,
  *      depth: number}>} ply: half-moves played before it; null when there is none */
 export async function findRecord(engine, game, wanted) {
-  for (let ply = 0; ply < game.moves.length; ply++) {
+  // Mates stand at the end of games; before it, looking for them is only lost time.
+  const begin = wanted.kind === 'mates' ? Math.max(0, game.moves.length - 40) : 0;
+  for (let ply = begin; ply < game.moves.length; ply++) {
     const fen = game.moves[ply].before;
     if (!wanted.isNew(fen)) continue;
     const trivial = ({ move }) => isRecapture(game.moves[ply - 1], move);
@@ -87,9 +92,14 @@ export async function findRecord(engine, game, wanted) {
       const [easy] = await judge(engine, fen, wanted.hard);
       if (easy?.move === first[0].move) continue;
     }
+    const isSame = (lines) =>
+      isClear(lines, wanted) && lines[0].move === first[0].move && room(lines);
     await engine.newGame();
-    const lines = await judge(engine, fen, wanted.depth);
-    if (!isClear(lines, wanted) || lines[0].move !== first[0].move || !room(lines)) continue;
+    // Most of what doesn't last is gone long before the last depths, which take nearly all time.
+    const middle = Math.ceil((wanted.quick + wanted.depth) / 2);
+    if (!isSame(await judge(engine, fen, middle))) continue;
+    const lines = await judge(engine, fen, wanted.depth, wanted.patience);
+    if (!isSame(lines)) continue;
     const { move, score, depth } = lines[0];
     const { san } = new Chess(fen).move(move);
     return { fen, ply, move, san, score, depth };

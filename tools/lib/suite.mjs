@@ -3,7 +3,7 @@
 // Runs records of a test suite: what the engine plays, whether that is right, and when it came to
 // it for good.
 
-import { Chess } from 'chess.js';
+import { Chess } from './rules.mjs';
 import { isQuillon, withPatience } from './analysis.mjs';
 import { playUci, readScore } from './chess.mjs';
 import { parseEpd, taskOf } from './epd.mjs';

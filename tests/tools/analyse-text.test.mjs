@@ -273,7 +273,7 @@ test('a move without a line has itself and the expected answer as its line', asy
   const engine = stub({ best: 'e2e4', ponder: 'e7e5', info: {} });
   assert.deepEqual(await analysePosition(engine, onePosition(), { time: 10 }),
     { score: null, depth: null, best: 'e4', line: ['e4', 'e5'] });
-  assert.deepEqual(engine.asked, [[`fen ${startFen}`, 'movetime 10']]);
+  assert.deepEqual(engine.asked, [[`fen ${startFen}`, 'infinite']]);
 });
 
 test('a last line that begins with another move keeps its score only', async () => {
@@ -281,6 +281,20 @@ test('a last line that begins with another move keeps its score only', async () 
   const engine = stub({ best: 'e2e4', ponder: null, info });
   assert.deepEqual(await analysePosition(engine, onePosition(), { depth: 11 }),
     { score: { cp: 20 }, depth: 11, best: 'e4', line: ['e4'] });
+});
+
+test('a line goes on as an earlier one did that began like it', async () => {
+  const engine = stub();
+  const info = { score: cp(20), depth: 12, pv: ['e2e4', 'e7e5'] };
+  engine.search = (position, limits, onInfo) => {
+    onInfo({ pv: ['e2e4', 'c7c5', 'g1f3', 'd7d6'] });
+    onInfo({ pv: ['e2e4', 'e7e5', 'g1f3'] });
+    onInfo({ pv: ['e2e4', 'e7e5', 'b1c3', 'g8f6'], multipv: 2 });
+    onInfo({ pv: ['e2e4', 'e7e5'] });
+    return Promise.resolve({ best: 'e2e4', ponder: null, info });
+  };
+  const { line } = await analysePosition(engine, onePosition(), { time: 10 });
+  assert.deepEqual(line, ['e4', 'e5', 'Nf3']);
 });
 
 test('an engine that does not answer is given up', async () => {

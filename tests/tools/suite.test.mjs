@@ -66,6 +66,23 @@ test('a mate is solved when it is short enough', async () => {
   assert.equal((await play('bm d4; dm 3;', lines, 'e2e4')).isSolved, false);
 });
 
+test('an engine may be made to search for the whole time', async () => {
+  const record = parseEpd('4k3/8/8/8/8/8/8/R3K3 w - - bm Ra8+;');
+  const asked = [];
+  let answer;
+  const engine = {
+    name: 'Stub',
+    search(position, limits) {
+      asked.push(limits);
+      return new Promise((resolve) => (answer = resolve));
+    },
+    stop: () => answer({ best: 'a1a8' }),
+  };
+  const run = runRecord(engine, { ...record, task: taskOf(record) }, 20, { isInfinite: true });
+  assert.equal((await run).isSolved, true);
+  assert.deepEqual(asked, ['infinite']);
+});
+
 test('an illegal answer is told', async () => {
   await assert.rejects(play('bm e4;', [], 'e2e5'), /^Error: Stub answers "e2e5", which is no legal move$/);
 });

@@ -162,6 +162,20 @@ function protocolPosition({ start, moves, fen }) {
   return isRepeated ? `fen ${start} moves ${moves.join(' ')}` : `fen ${fen}`;
 }
 
+/** The longest of an engine's lines that begin with all of its last one: a line out of the table
+ *  ends where the table has lost a position. */
+function longestLine(last, lines) {
+  const begin = last.join(' ');
+  const goingOn = lines.filter((line) => `${line.join(' ')} `.startsWith(`${begin} `));
+  return goingOn.reduce((longest, line) => (line.length > longest.length ? line : longest), last);
+}
+
+/** Whether a mate has been looked at so much deeper that a shorter one isn't to be expected. */
+function isShortestMate({ score, depth }) {
+  if (score?.kind !== 'mate') return false;
+  return Math.abs(score.value) <= 1 || depth >= 2 * Math.abs(score.value) + 8;
+}
+
 /** Analyses one position.
  *  @param {import('./uci.mjs').UciEngine} engine
  *  @param {Position} position
@@ -176,17 +190,21 @@ export async function analysePosition(engine, position, { time, depth, patience 
   if (position.end) return { score: finalScore(position), depth: null, best: null, line: [] };
 
   const text = protocolPosition(position);
-  // An engine that may play at once plays an only move at once and says nothing about it.
+  // An engine that may play at once plays an only move without a word about it, and the first mate
+  // that it sees; so it is told to stop when there is nothing better to be expected.
   const isForced = new Chess(position.fen).moves().length === 1;
-  let timer;
+  const isEnough = (info) => (depth ? info.depth >= Math.max(depth, 10) : isShortestMate(info));
+  const lines = [];
   let search;
-  if (!isForced) search = engine.search(text, depth ? `depth ${depth}` : `movetime ${time}`);
+  const note = ({ pv, multipv = 1 }) => pv && multipv === 1 && lines.push(pv);
+  if (depth && !isForced) search = engine.search(text, `depth ${depth}`, note);
   else {
     search = engine.search(text, 'infinite', (info) => {
-      if (depth ? info.depth >= Math.max(depth, 10) : info.score?.kind === 'mate') engine.stop();
+      note(info);
+      if (isEnough(info)) engine.stop();
     });
-    timer = setTimeout(() => engine.stop(), time ?? 60000);
   }
+  const timer = setTimeout(() => engine.stop(), time ?? 60000);
   const { best, info, ponder } = await withPatience(
     engine,
     search,
@@ -197,7 +215,7 @@ export async function analysePosition(engine, position, { time, depth, patience 
   if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);
   const how = { isBlack: position.fen.split(' ')[1] === 'b', isQuillon: isQuillon(engine) };
   // A search that ends within a depth may have come to another move than its last line.
-  const moves = info.pv?.[0] === best ? info.pv : [best, ponder ?? ''];
+  const moves = info.pv?.[0] === best ? longestLine(info.pv, lines) : [best, ponder ?? ''];
   return {
     score: info.score ? readScore(info.score, how) : null,
     depth: info.score ? info.depth : null,

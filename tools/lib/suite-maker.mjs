@@ -19,20 +19,19 @@ export function worth(score) {
  *  @param {import('./uci.mjs').UciEngine} engine with the option MultiPV set to 2
  *  @param {string} fen
  *  @param {number} depth
- *  @param {number} [patience] milliseconds after which it is stopped
+ *  @param {number} [nodes] it is given up after so many
  *  @returns {Promise<{move: string, score: object, depth: number}[]>} the best first; one only
  *      where there is one legal move, none when the depth wasn't reached */
-export async function judge(engine, fen, depth, patience = Infinity) {
+export async function judge(engine, fen, depth, nodes) {
   const byDepth = new Map();
-  const timer = patience < Infinity && setTimeout(() => engine.stop(), patience);
-  await engine.search(`fen ${fen}`, `depth ${depth}`, (info) => {
+  const limits = `depth ${depth}${nodes ? ` nodes ${nodes}` : ''}`;
+  await engine.search(`fen ${fen}`, limits, (info) => {
     if (!info.score || info.score.bound || !info.pv) return;
     const lines = byDepth.get(info.depth) ?? [];
     const line = { move: info.pv[0], score: readScore(info.score), depth: info.depth };
     lines[(info.multipv ?? 1) - 1] = line;
     byDepth.set(info.depth, lines);
   });
-  if (timer) clearTimeout(timer);
   return (byDepth.get(depth) ?? []).filter(Boolean);
 }
 
@@ -71,7 +70,7 @@ export function isRecapture(before, move) {
  *  @param {number} wanted.quick depth of the quick look
  *  @param {number} wanted.hard the judge mustn't prefer the move at this depth already; 0 takes
  *      easy ones too
- *  @param {number} [wanted.patience] milliseconds after which the long look is given up
+ *  @param {number} wanted.nodes after which the long look is given up
  *  @param {(fen: string) => boolean} wanted.isNew whether a position may be taken
  *  @param {(mate: number) => boolean} wanted.hasRoom whether a mate of that length is still wanted
  *  @returns {Promise<?{fen: string, ply: number, move: string, san: string, score: object,
@@ -95,10 +94,11 @@ export async function findRecord(engine, game, wanted) {
     const isSame = (lines) =>
       isClear(lines, wanted) && lines[0].move === first[0].move && room(lines);
     await engine.newGame();
-    // Most of what doesn't last is gone long before the last depths, which take nearly all time.
+    // Most of what doesn't last is gone long before the last depths, which take nearly all time:
+    // each ply takes about half as much again, eight or nine of them thirty times.
     const middle = Math.ceil((wanted.quick + wanted.depth) / 2);
-    if (!isSame(await judge(engine, fen, middle))) continue;
-    const lines = await judge(engine, fen, wanted.depth, wanted.patience);
+    if (!isSame(await judge(engine, fen, middle, Math.ceil(wanted.nodes / 20)))) continue;
+    const lines = await judge(engine, fen, wanted.depth, wanted.nodes);
     if (!isSame(lines)) continue;
     const { move, score, depth } = lines[0];
     const { san } = new Chess(fen).move(move);

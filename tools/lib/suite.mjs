@@ -47,25 +47,35 @@ export function isRight(task, move, score) {
  *  @param {import('./uci.mjs').UciEngine} engine
  *  @param {{fen: string, task: object}} record
  *  @param {number} time milliseconds
- *  @param {number} [patience] milliseconds after `time` in which it must answer
+ *  @param {object} [how]
+ *  @param {boolean} [how.isInfinite] it is told to search on and stopped when the time is over
+ *  @param {number} [how.patience] milliseconds after `time` in which it must answer
  *  @returns {Promise<{isSolved: boolean, played: string, time: ?number, depth: ?number,
  *      score: ?object}>} played is in standard notation; time is that of the line from which on
  *      all were right, in milliseconds, null when it isn't solved; the score is the mover's
  *  @throws when the engine ends, doesn't answer or answers with an illegal move */
-export async function runRecord(engine, { fen, task }, time, patience = 10000) {
-  const how = { isQuillon: isQuillon(engine) };
+export async function runRecord(
+  engine,
+  { fen, task },
+  time,
+  { isInfinite = false, patience = 10000 } = {},
+) {
+  const habits = { isQuillon: isQuillon(engine) };
   const begin = performance.now();
   let since = null;
   let score = null;
   let depth = null;
-  const search = engine.search(`fen ${fen}`, `movetime ${time}`, (info) => {
+  const search = engine.search(`fen ${fen}`, isInfinite ? 'infinite' : `movetime ${time}`, (info) => {
     if (!info.score || !info.pv || (info.multipv ?? 1) !== 1 || info.score.bound) return;
-    score = readScore(info.score, how);
+    score = readScore(info.score, habits);
     depth = info.depth ?? null;
     if (!isRight(task, info.pv[0], score)) since = null;
     else since ??= info.time ?? performance.now() - begin;
   });
-  const { best } = await withPatience(engine, search, time + patience);
+  const timer = isInfinite && setTimeout(() => engine.stop(), time);
+  const { best } = await withPatience(engine, search, time + patience).finally(() => {
+    if (timer) clearTimeout(timer);
+  });
   const move = playUci(new Chess(fen), best ?? '');
   if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);
   const isSolved = isRight(task, best, score);

@@ -82,8 +82,10 @@ test('a game is read through comments, glyphs, variations and loose numbers', ()
 3. Bb5 a6?! 4. Ba4 Nf6 5. 0-0 {open`;
   const [game] = readGames(text);
   assert.equal(game.error, null);
-  assert.deepEqual(game.moves.map((move) => move.san),
-    ['e4', 'e5', 'Nf3', 'Nc6', 'Bb5', 'a6', 'Ba4', 'Nf6', 'O-O']);
+  assert.deepEqual(
+    game.moves.map((move) => move.san),
+    ['e4', 'e5', 'Nf3', 'Nc6', 'Bb5', 'a6', 'Ba4', 'Nf6', 'O-O'],
+  );
   assert.equal(game.tags.get('White'), 'a "b" c');
   assert.equal(game.tags.get('Event'), 'one [two] {three}');
 });
@@ -154,13 +156,30 @@ test('a record is a position and operations, whose texts may hold anything but q
     '4k3/8/8/8/8/8/8/R3K2R w KQ - bm O-O Ra8+; id "a; b (c)"; c0 ""; hmvc 7; fmvn 40; ce -30',
   );
   assert.equal(fen, '4k3/8/8/8/8/8/8/R3K2R w KQ - 7 40');
-  assert.deepEqual([...operations], [['bm', 'O-O Ra8+'], ['id', 'a; b (c)'], ['c0', ''],
-    ['hmvc', '7'], ['fmvn', '40'], ['ce', '-30']]);
-  assert.equal(parseEpd('4k3/8/8/8/8/8/8/R3K3 w Q - 3 9 bm Ra8#;').fen,
-    '4k3/8/8/8/8/8/8/R3K3 w Q - 3 9');
+  assert.deepEqual(
+    [...operations],
+    [
+      ['bm', 'O-O Ra8+'],
+      ['id', 'a; b (c)'],
+      ['c0', ''],
+      ['hmvc', '7'],
+      ['fmvn', '40'],
+      ['ce', '-30'],
+    ],
+  );
+  assert.equal(
+    parseEpd('4k3/8/8/8/8/8/8/R3K3 w Q - 3 9 bm Ra8#;').fen,
+    '4k3/8/8/8/8/8/8/R3K3 w Q - 3 9',
+  );
   assert.deepEqual([...movesOf(fen, 'O-O Ra8+! 0-0-0')], ['e1g1', 'a1a8', 'e1c1']);
-  assert.equal(formatEpd(fen, [['bm', 'O-O'], ['acd', 25], ['id', 'say "x"']]),
-    '4k3/8/8/8/8/8/8/R3K2R w KQ - bm O-O; acd 25; id "say \'x\'";');
+  assert.equal(
+    formatEpd(fen, [
+      ['bm', 'O-O'],
+      ['acd', 25],
+      ['id', 'say "x"'],
+    ]),
+    '4k3/8/8/8/8/8/8/R3K2R w KQ - bm O-O; acd 25; id "say \'x\'";',
+  );
 });
 
 test('a record that asks for nothing, or for what cannot be, is refused', () => {
@@ -179,8 +198,14 @@ test('what a text is, is found out by looking', () => {
   assert.equal(kindOf('[Event "x"]\n1. e4'), 'pgn');
   assert.equal(kindOf('1. e4 e5'), 'pgn');
   const problems = [];
-  assert.deepEqual(readWork('f', 'Dear Sir, thank you.\n', (text) => problems.push(text)), []);
-  assert.deepEqual(readWork('f', ' \n', (text) => problems.push(text)), []);
+  assert.deepEqual(
+    readWork('f', 'Dear Sir, thank you.\n', (text) => problems.push(text)),
+    [],
+  );
+  assert.deepEqual(
+    readWork('f', ' \n', (text) => problems.push(text)),
+    [],
+  );
   assert.deepEqual(problems, ['f: neither positions nor games', 'f: there is nothing in it']);
 });
 
@@ -188,23 +213,40 @@ test('a record that is wrong is named with its line, and the others stay', () =>
   const problems = [];
   const text = '4k3/8/8/8/8/8/8/R3K3 w - - id "r";\n8/8/8/8/8/8/8/8 w - -\n\nstartpos\n';
   const [work] = readWork('f.epd', text, (problem) => problems.push(problem));
-  assert.deepEqual(work.positions.map(({ name }) => name), ['r', '2']);
+  assert.deepEqual(
+    work.positions.map(({ name }) => name),
+    ['r', '2'],
+  );
   assert.deepEqual(problems, ['f.epd, line 2: not a position: missing white king']);
 });
 
 /** Positions and results of a game with these scores. */
 function gameWith(text, scores, bests = []) {
   const [work] = readWork('f', text, assert.fail);
-  const results = scores.map((score, i) => ({ score, best: bests[i] ?? null, line: [], depth: 12 }));
+  const results = scores.map((score, i) => ({
+    score,
+    best: bests[i] ?? null,
+    line: [],
+    depth: 12,
+  }));
   return { ...work, results };
 }
 
 test('a swing is what the mover gives away, for either side', () => {
   // From 0 to 4 pawns is 0.5 to 10/11 of the point: 0.41 lost by Black. Back again: lost by White.
-  const { positions, results } = gameWith('1. e4 e5 2. Nf3 *',
-    [{ cp: 0 }, { cp: 0 }, { cp: 400 }, { cp: 0 }], ['e4', 'c5', 'd4']);
+  const { positions, results } = gameWith(
+    '1. e4 e5 2. Nf3 *',
+    [{ cp: 0 }, { cp: 0 }, { cp: 400 }, { cp: 0 }],
+    ['e4', 'c5', 'd4'],
+  );
   const swings = swingsOf(positions, results);
-  assert.deepEqual(swings.map(({ index, mark }) => [index, mark]), [[1, '??'], [2, '??']]);
+  assert.deepEqual(
+    swings.map(({ index, mark }) => [index, mark]),
+    [
+      [1, '??'],
+      [2, '??'],
+    ],
+  );
   assert.ok(Math.abs(swings[0].loss - (10 / 11 - 0.5)) < 1e-12);
   assert.equal(swings[0].text, '1... e5?? (0.00 -> +4.00; better 1... c5)');
   assert.equal(swings[1].text, '2. Nf3?? (+4.00 -> 0.00; better 2. d4)');
@@ -225,18 +267,28 @@ test('small losses, own best moves and positions without a score are no swings',
 });
 
 test('only the largest swings are named, in the order of the game', () => {
-  const { positions, results } = gameWith('1. e4 e5 2. Nf3 Nc6 *',
-    [{ cp: 0 }, { cp: -120 }, { cp: 400 }, { cp: -400 }, { cp: 0 }], ['a3', 'a6', 'a3', 'a6']);
-  assert.deepEqual(swingsOf(positions, results, { count: 2 }).map(({ index }) => index), [1, 2]);
+  const { positions, results } = gameWith(
+    '1. e4 e5 2. Nf3 Nc6 *',
+    [{ cp: 0 }, { cp: -120 }, { cp: 400 }, { cp: -400 }, { cp: 0 }],
+    ['a3', 'a6', 'a3', 'a6'],
+  );
+  assert.deepEqual(
+    swingsOf(positions, results, { count: 2 }).map(({ index }) => index),
+    [1, 2],
+  );
 });
 
 test('a table row has the score, and a mark where there is none', () => {
   const [work] = readWork('f', '1. e4 *', assert.fail);
   const row = (result) => formatRow(work.positions[0], result, 5);
-  assert.equal(row({ score: { cp: 25 }, depth: 12, best: 'd4', line: ['d4', 'd5'] }),
-    '1. e4    +0.25     12  d4       1. d4 d5');
-  assert.equal(row({ score: null, depth: null, best: 'd4', line: ['d4'] }),
-    '1. e4        ?      -  d4       1. d4');
+  assert.equal(
+    row({ score: { cp: 25 }, depth: 12, best: 'd4', line: ['d4', 'd5'] }),
+    '1. e4    +0.25     12  d4       1. d4 d5',
+  );
+  assert.equal(
+    row({ score: null, depth: null, best: 'd4', line: ['d4'] }),
+    '1. e4        ?      -  d4       1. d4',
+  );
 });
 
 /** An engine that answers at once and keeps what it was asked. */
@@ -249,7 +301,7 @@ function stub(answer, name = 'Stub') {
   return { name, asked, search, stop() {} };
 }
 
-test('the engine is told of the game only where a move repeats a position for the third time', async () => {
+test('the engine is told of the game only where a move completes a repetition', async () => {
   const text = '1. Nf3 Nf6 2. Ng1 Ng8 3. Nf3 Nf6 4. Ng1 Ng8 *';
   const [work] = readWork('f', text, assert.fail);
   const engine = stub({ best: 'a2a3', info: {} });
@@ -271,16 +323,24 @@ const onePosition = () => readWork('startpos', null, assert.fail)[0].positions[0
 
 test('a move without a line has itself and the expected answer as its line', async () => {
   const engine = stub({ best: 'e2e4', ponder: 'e7e5', info: {} });
-  assert.deepEqual(await analysePosition(engine, onePosition(), { time: 10 }),
-    { score: null, depth: null, best: 'e4', line: ['e4', 'e5'] });
+  assert.deepEqual(await analysePosition(engine, onePosition(), { time: 10 }), {
+    score: null,
+    depth: null,
+    best: 'e4',
+    line: ['e4', 'e5'],
+  });
   assert.deepEqual(engine.asked, [[`fen ${startFen}`, 'infinite']]);
 });
 
 test('a last line that begins with another move keeps its score only', async () => {
   const info = { score: cp(20), depth: 11, pv: ['d2d4', 'd7d5'] };
   const engine = stub({ best: 'e2e4', ponder: null, info });
-  assert.deepEqual(await analysePosition(engine, onePosition(), { depth: 11 }),
-    { score: { cp: 20 }, depth: 11, best: 'e4', line: ['e4'] });
+  assert.deepEqual(await analysePosition(engine, onePosition(), { depth: 11 }), {
+    score: { cp: 20 },
+    depth: 11,
+    best: 'e4',
+    line: ['e4'],
+  });
 });
 
 test('a line goes on as an earlier one did that began like it', async () => {
@@ -299,8 +359,10 @@ test('a line goes on as an earlier one did that began like it', async () => {
 
 test('an engine that does not answer is given up', async () => {
   const silent = stub(() => new Promise(() => {}));
-  await assert.rejects(analysePosition(silent, onePosition(), { time: 1, patience: 50 }),
-    /^Error: Stub doesn't answer$/);
+  await assert.rejects(
+    analysePosition(silent, onePosition(), { time: 1, patience: 50 }),
+    /^Error: Stub doesn't answer$/,
+  );
 });
 
 test('an answer that is no legal move is named', async () => {
@@ -323,11 +385,19 @@ function lineOf(svg) {
 }
 
 test('the picture has a point for each score, at the height of what White may expect', () => {
-  const { positions, results } = gameWith('1. e4 e5 2. Nf3 *',
-    [{ cp: 0 }, { cp: 400 }, null, { mate: -3 }]);
+  const { positions, results } = gameWith('1. e4 e5 2. Nf3 *', [
+    { cp: 0 },
+    { cp: 400 },
+    null,
+    { mate: -3 },
+  ]);
   const svg = drawScores({ title: 'A & <B>', positions, results });
   // The field is 64 to 352 high and 64 to 936 wide; 10/11 of it is 261.8 above its foot.
-  assert.deepEqual(lineOf(svg), [[64, 208], [354.7, 90.2], [936, 352]]);
+  assert.deepEqual(lineOf(svg), [
+    [64, 208],
+    [354.7, 90.2],
+    [936, 352],
+  ]);
   assert.match(svg, /A &amp; &lt;B&gt;/);
   assert.match(svg, /prefers-color-scheme: dark/);
 });
@@ -345,13 +415,18 @@ test('the picture is made of whatever is there', () => {
 test('the picture marks swings and numbers at most every 40 units', () => {
   const shuffle = ['Nf3', 'Nf6', 'Ng1', 'Ng8'];
   const words = Array.from({ length: 400 }, (_, i) => shuffle[i % 4]);
-  const { positions, results } = gameWith(`${words.join(' ')} *`,
-    Array.from({ length: 401 }, (_, i) => ({ cp: i > 200 ? -500 : 0 })), Array(401).fill('a3'));
+  const { positions, results } = gameWith(
+    `${words.join(' ')} *`,
+    Array.from({ length: 401 }, (_, i) => ({ cp: i > 200 ? -500 : 0 })),
+    Array(401).fill('a3'),
+  );
   const swings = swingsOf(positions, results);
   const svg = drawScores({ title: 'long', positions, results, swings });
   assert.match(svg, /class="large"/);
   assert.match(svg, />101\. Nf3\?\?</);
-  const ticks = [...svg.matchAll(/<line x1="([\d.]+)"[^>]*class="tick"/g)].map((match) => Number(match[1]));
+  const ticks = [...svg.matchAll(/<line x1="([\d.]+)"[^>]*class="tick"/g)].map((match) =>
+    Number(match[1]),
+  );
   assert.ok(ticks.length > 5);
   for (let i = 2; i < ticks.length; i++) assert.ok(ticks[i] - ticks[i - 1] >= 40);
 });

@@ -15,7 +15,8 @@ const cellsOf = (row) => row.trim().split(/\s{2,}/);
 
 test('mates are counted as people do, from the view of White', async () => {
   const { status, out, err } = await analyse([
-    '--time', '500',
+    '--time',
+    '500',
     '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1', // 1. Ra8#
     'r5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', // the same for Black
     '3k4/8/3K4/8/8/8/8/R7 b - - 0 1', // 1... Ke8 2. Rf1 Kd8 3. Rf8#, or 1... Kc8 2. Rb1
@@ -28,11 +29,16 @@ test('mates are counted as people do, from the view of White', async () => {
   assert.equal(status, 0);
   const [head, ...rows] = linesOf(out);
   assert.deepEqual(cellsOf(head), ['position', 'score', 'depth', 'best', 'line']);
-  assert.deepEqual(rows.map((row) => cellsOf(row)[1]), ['#1', '#-1', '#2', '#-2', '0.00', '1-0', '0.00']);
+  assert.deepEqual(
+    rows.map((row) => cellsOf(row)[1]),
+    ['#1', '#-1', '#2', '#-2', '0.00', '1-0', '0.00'],
+  );
   assert.equal(cellsOf(rows[0])[3], 'Ra8#');
   assert.equal(cellsOf(rows[0])[4], '1. Ra8#');
-  assert.deepEqual(rows.slice(4).map((row) => cellsOf(row)[4]),
-    ['stalemate', 'checkmate', 'insufficient material']);
+  assert.deepEqual(
+    rows.slice(4).map((row) => cellsOf(row)[4]),
+    ['stalemate', 'checkmate', 'insufficient material'],
+  );
 });
 
 test('a search without a score still gives its move', async () => {
@@ -63,8 +69,10 @@ test('a game has a row for each position, its blunder named and drawn', async ()
   assert.deepEqual([status, err], [0, '']);
   const lines = linesOf(out);
   assert.equal(lines[0], 'Fool - Scholar');
-  assert.deepEqual(lines.slice(2, 7).map((row) => cellsOf(row)[0]),
-    ['1. f3', '1... e5', '2. g4', '2... Qh4#', 'end']);
+  assert.deepEqual(
+    lines.slice(2, 7).map((row) => cellsOf(row)[0]),
+    ['1. f3', '1... e5', '2. g4', '2... Qh4#', 'end'],
+  );
   assert.deepEqual(cellsOf(lines[5]).slice(1, 4), ['#-1', '1', 'Qh4#']);
   assert.deepEqual(cellsOf(lines[6]).slice(1), ['0-1', '-', '-', 'checkmate']);
   assert.match(lines.slice(7).join('\n'), /^ {2}2\. g4\?\? \(-\d\.\d\d -> #-1; better 2\. \w+\)$/m);
@@ -85,7 +93,10 @@ test('games, records and positions are read from standard input', async () => {
   const record = await analyse(slow, { input: '4k3/8/8/8/8/8/8/R3K3 w - - id "rook";' });
   assert.equal(first(record.out), 'rook');
   const nothing = await analyse(slow, { input: '' });
-  assert.deepEqual([nothing.status, nothing.err], [1, 'analyse: standard input: there is nothing in it\n']);
+  assert.deepEqual(
+    [nothing.status, nothing.err],
+    [1, 'analyse: standard input: there is nothing in it\n'],
+  );
 });
 
 test('--json gives an object for each position and each game', async () => {
@@ -117,13 +128,17 @@ test('an illegal move ends its game only, and is told', async () => {
   assert.equal(status, 1);
   assert.equal(err, 'analyse: standard input: game 1: 2. Ke3 is not a legal move\n');
   const names = linesOf(out).map((line) => cellsOf(line)[0]);
-  assert.deepEqual(names.filter((name) => /^(\d|end)/.test(name)), ['1. e4', '1... e5', 'end', '1. d4', 'end']);
+  assert.deepEqual(
+    names.filter((name) => /^(\d|end)/.test(name)),
+    ['1. e4', '1... e5', 'end', '1. d4', 'end'],
+  );
 });
 
 test('when the engine dies, what was found stays, and is drawn', async () => {
   const svg = file('dies.svg');
   const { status, out, err } = await analyse(
-    engine(fake('dies', '3'), '--time', '10', '--svg', svg, file('dies.pgn', foolsMate)));
+    engine(fake('dies', '3'), '--time', '10', '--svg', svg, file('dies.pgn', foolsMate)),
+  );
   assert.equal(status, 1);
   assert.equal(err, 'analyse: Fake 1.0 has ended with status 3 (Fool - Scholar, 2. g4)\n');
   const names = linesOf(out).map((line) => cellsOf(line)[0]);
@@ -142,14 +157,16 @@ test('Ctrl-C keeps what was found and writes the picture', async () => {
   const svg = file('interrupted.svg');
   let isSent = false;
   const { status, out, err } = await analyse(
-    engine(fake('waits', '3'), '--time', '60000', '--svg', svg, file('long.pgn', foolsMate)), {
+    engine(fake('waits', '3'), '--time', '60000', '--svg', svg, file('long.pgn', foolsMate)),
+    {
       each(text, child) {
         if (isSent || !text.includes('1... e5')) return;
         isSent = true;
         // The third search is on its way when the second row is out, or will be told at its end.
         setTimeout(() => process.kill(-child.pid, 'SIGINT'), 200);
       },
-    });
+    },
+  );
   assert.equal(status, 130);
   assert.equal(err, 'analyse: interrupted\n');
   assert.match(out, /1\. f3[^]*1\.\.\. e5/);
@@ -158,9 +175,12 @@ test('Ctrl-C keeps what was found and writes the picture', async () => {
 });
 
 test('a reader that has seen enough is no error', async () => {
-  const { status, err } = await analyse(engine(fake('plain'), '--time', '10', file('pipe.pgn', foolsMate)), {
-    each: (out, child) => child.stdout.destroy(),
-  });
+  const { status, err } = await analyse(
+    engine(fake('plain'), '--time', '10', file('pipe.pgn', foolsMate)),
+    {
+      each: (out, child) => child.stdout.destroy(),
+    },
+  );
   assert.deepEqual([status, err], [0, '']);
 });
 
@@ -173,7 +193,11 @@ test('wrong use gets one line and status 2, missing things one line and status 1
     [['--time', '5', '--depth', '5', 'startpos'], 2, /exclude each other/],
     [['--as', 'txt', 'startpos'], 2, /^analyse: --as takes "epd" or "pgn", not "txt"/],
     [['--svg', 'x.svg', records], 2, /^analyse: --svg takes a game, not positions/],
-    [['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'], 2, /^analyse: please put the whole position in quotes/],
+    [
+      ['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'],
+      2,
+      /^analyse: please put the whole position in quotes/,
+    ],
     [['/nowhere.pgn'], 1, /^analyse: \/nowhere\.pgn: neither a file nor a position/],
     [['/tmp'], 1, /^analyse: \/tmp: it is a folder/],
     [['8/8/8/8/8/8/8/8 w - - 0 1'], 1, /is not a position: missing white king/],
@@ -182,13 +206,15 @@ test('wrong use gets one line and status 2, missing things one line and status 1
     [['--engine', '/nowhere/engine', 'startpos'], 1, /^analyse: cannot start \/nowhere\/engine/],
     [['--svg', '/nowhere/x.svg', file('a.pgn', foolsMate)], 1, /no such folder/],
   ];
-  await Promise.all(cases.map(async ([args, expected, message]) => {
-    const { status, out, err } = await analyse(args);
-    assert.equal(status, expected, err);
-    assert.match(err, message);
-    assert.equal(linesOf(err).length, 1, err);
-    assert.equal(out, '');
-  }));
+  await Promise.all(
+    cases.map(async ([args, expected, message]) => {
+      const { status, out, err } = await analyse(args);
+      assert.equal(status, expected, err);
+      assert.match(err, message);
+      assert.equal(linesOf(err).length, 1, err);
+      assert.equal(out, '');
+    }),
+  );
   const help = await analyse(['--help']);
   assert.equal(help.status, 0);
   assert.match(help.out, /^usage: tools\/analyse/);
@@ -212,7 +238,9 @@ test('without its package each tool tells how to get it', async () => {
   for (const tool of ['analyse', 'suite', 'make-suite']) {
     fs.copyFileSync(path.join(from, tool), path.join(copy, tool));
     const { status, err } = await run(path.relative(from, path.join(copy, tool)), ['x']);
-    assert.deepEqual([status, err],
-      [1, `${tool}: chess.js is missing; please run "npm ci" in the folder tools\n`]);
+    assert.deepEqual(
+      [status, err],
+      [1, `${tool}: chess.js is missing; please run "npm ci" in the folder tools\n`],
+    );
   }
 });

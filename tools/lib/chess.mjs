@@ -177,7 +177,8 @@ function* pgnWords(text) {
     else if (groups.result) yield { kind: 'result', text: groups.result };
     else if (groups.number) yield { kind: 'number', text: groups.number };
     else if (groups.move) yield { kind: 'move', text: groups.move };
-    else if (groups.other && !/[!?.]/.test(groups.other)) yield { kind: 'move', text: groups.other };
+    else if (groups.other && !/[!?.]/.test(groups.other))
+      yield { kind: 'move', text: groups.other };
   }
 }
 

@@ -33,7 +33,9 @@ export function parseEpd(line) {
  *  @returns {string} a line without its end */
 export function formatEpd(fen, operations) {
   const texts = [...operations].map(([name, value]) =>
-    /^(id|c\d)$/.test(name) ? ` ${name} "${String(value).replaceAll('"', "'")}";` : ` ${name} ${value};`,
+    /^(id|c\d)$/.test(name)
+      ? ` ${name} "${String(value).replaceAll('"', "'")}";`
+      : ` ${name} ${value};`,
   );
   return fen.split(' ').slice(0, 4).join(' ') + texts.join('');
 }
@@ -60,7 +62,10 @@ export function movesOf(fen, text) {
  *  @throws when nothing is asked, or something that can't be */
 export function taskOf({ fen, operations }) {
   const task = { best: null, avoid: null, mate: null };
-  for (const [name, key] of [['bm', 'best'], ['am', 'avoid']]) {
+  for (const [name, key] of [
+    ['bm', 'best'],
+    ['am', 'avoid'],
+  ]) {
     if (!operations.has(name)) continue;
     task[key] = movesOf(fen, operations.get(name));
     if (!task[key].size) throw new Error(`"${name}" names no move`);

@@ -30,7 +30,7 @@ function numberStep(moves) {
 /** Draws a game.
  *  @param {object} game
  *  @param {string} game.title
- *  @param {{fen: string, name: string}[]} game.positions all of the game, also those not analysed yet
+ *  @param {{fen: string, name: string}[]} game.positions all of the game
  *  @param {({score: ?object} | undefined)[]} game.results by position; scores are White's, in
  *      centipawns or moves to mate
  *  @param {{index: number, mark: string, text: string}[]} [game.swings] to be marked; index is that
@@ -66,7 +66,7 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
     const area = `M${x(points[0].i)} ${middle}L${path}L${x(points.at(-1).i)} ${middle}Z`;
     marks.push(
       `<clipPath id="above"><rect x="0" y="0" width="${width}" height="${middle}"/></clipPath>`,
-      `<clipPath id="below"><rect x="0" y="${middle}" width="${width}" height="${height}"/></clipPath>`,
+      `<clipPath id="below"><rect x="0" y="${middle}" width="${width}" height="${middle}"/></clipPath>`,
       `<path d="${area}" class="white" clip-path="url(#above)"/>`,
       `<path d="${area}" class="black" clip-path="url(#below)"/>`,
     );
@@ -75,8 +75,15 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
   for (const pawns of labels) {
     const at = y(expectation({ cp: 100 * pawns }));
     const kind = pawns === 0 ? 'zero' : 'grid';
-    marks.push(`<line x1="${plot.left}" x2="${plot.right}" y1="${at}" y2="${at}" class="${kind}"/>`);
-    text(plot.left - 8, at + 4, pawns > 0 ? `+${pawns}` : String(pawns).replace('-', '\u2212'), 'end');
+    marks.push(
+      `<line x1="${plot.left}" x2="${plot.right}" y1="${at}" y2="${at}" class="${kind}"/>`,
+    );
+    text(
+      plot.left - 8,
+      at + 4,
+      pawns > 0 ? `+${pawns}` : String(pawns).replace('-', '\u2212'),
+      'end',
+    );
   }
   text(plot.left - 8, plot.top - 6, 'White', 'end', 'soft');
   text(plot.left - 8, plot.bottom + 16, 'Black', 'end', 'soft');
@@ -91,14 +98,19 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
     shown = number;
     // The first number stays clear of the next one.
     const next = Math.ceil((number + 1) / step) * step;
-    if (i === 0 && number % step && (next - number) * 2 * ((plot.right - plot.left) / last) < 24) continue;
-    marks.push(`<line x1="${x(i)}" x2="${x(i)}" y1="${plot.bottom}" y2="${plot.bottom + 5}" class="tick"/>`);
+    if (i === 0 && number % step && (next - number) * 2 * ((plot.right - plot.left) / last) < 24)
+      continue;
+    marks.push(
+      `<line x1="${x(i)}" x2="${x(i)}" y1="${plot.bottom}" y2="${plot.bottom + 5}" class="tick"/>`,
+    );
     text(x(i), plot.bottom + 18, String(number), 'middle');
   }
   text((plot.left + plot.right) / 2, height - 10, 'move', 'middle', 'soft');
 
   if (points.length > 1) {
-    marks.push(`<path d="M${points.map(({ i, at }) => `${x(i)} ${y(at)}`).join('L')}" class="line"/>`);
+    marks.push(
+      `<path d="M${points.map(({ i, at }) => `${x(i)} ${y(at)}`).join('L')}" class="line"/>`,
+    );
   } else if (points.length === 1) {
     marks.push(`<circle cx="${x(points[0].i)}" cy="${y(points[0].at)}" r="3" class="dot"/>`);
   }
@@ -126,27 +138,32 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
     const near = labelX > plot.right - 60 || labelX < plot.left + 60;
     const anchor = !isOutside && !near ? 'middle' : isLeft ? 'end' : 'start';
     const shift = isOutside ? (isLeft ? -8 : 8) : 0;
+    const size = mark === '?!' ? 'small' : 'large';
     const move = words.slice(0, words.indexOf(' ('));
     marks.push(
       `<g class="swing"><title>${escape(words)}</title>` +
-        `<circle cx="${labelX}" cy="${at}" r="4" class="${mark === '?!' ? 'small' : 'large'}"/></g>`,
+        `<circle cx="${labelX}" cy="${at}" r="4" class="${size}"/></g>`,
     );
     text(labelX + shift, labelY, move, anchor, 'label');
   }
 
-  return `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${width} ${height}" width="${width}" height="${height}" role="img" font-family="sans-serif" font-size="12">
+  return `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${width} ${height}" role="img"
+  width="${width}" height="${height}" font-family="sans-serif" font-size="12">
 <title>${escape(title)}</title>
 <style>
 .paper { fill: #ffffff } .field { fill: #e9edf2 } text { fill: #1c2126 } .soft { fill: #667079 }
 .title { font-size: 16px; font-weight: bold } .grid { stroke: #cdd4db; stroke-width: 0.7 }
 .zero, .tick { stroke: #8a949e } .white { fill: #ffffff } .black { fill: #596572 }
-.line { fill: none; stroke: #1f5fa8; stroke-width: 2; stroke-linejoin: round } .dot { fill: #1f5fa8 }
+.line { fill: none; stroke: #1f5fa8; stroke-width: 2; stroke-linejoin: round }
+.dot { fill: #1f5fa8 }
 .large { fill: #c8321f; stroke: #ffffff } .small { fill: #dd9212; stroke: #ffffff }
-.label { font-weight: bold; paint-order: stroke; stroke: #e9edf2; stroke-width: 3px; stroke-linejoin: round }
+.label { font-weight: bold; paint-order: stroke }
+.label { stroke: #e9edf2; stroke-width: 3px; stroke-linejoin: round }
 .touch { fill: #000000; fill-opacity: 0 }
 @media (prefers-color-scheme: dark) {
 .paper { fill: #14181c } .field { fill: #2a3138 } text { fill: #e8ecf0 } .soft { fill: #97a2ad }
-.grid { stroke: #434c55 } .zero, .tick { stroke: #77828d } .white { fill: #b9c2cb } .black { fill: #0b0d0f }
+.grid { stroke: #434c55 } .zero, .tick { stroke: #77828d }
+.white { fill: #b9c2cb } .black { fill: #0b0d0f }
 .line { stroke: #6db0ff } .dot { fill: #6db0ff } .large { fill: #ff6a55; stroke: #14181c }
 .small { fill: #ffb43f; stroke: #14181c } .label { stroke: #2a3138 }
 }

@@ -14,7 +14,10 @@ import { parseEpd, taskOf } from './epd.mjs';
  *  @returns {{id: string, fen: string, operations: Map<string, string>, task: object}[]} */
 export function readSuite(text, complain) {
   const records = [];
-  for (const [i, line] of text.replace(/^\uFEFF/, '').split('\n').entries()) {
+  for (const [i, line] of text
+    .replace(/^\uFEFF/, '')
+    .split('\n')
+    .entries()) {
     if (!line.trim() || line.startsWith('#')) continue;
     try {
       const record = parseEpd(line);
@@ -65,13 +68,17 @@ export async function runRecord(
   let since = null;
   let score = null;
   let depth = null;
-  const search = engine.search(`fen ${fen}`, isInfinite ? 'infinite' : `movetime ${time}`, (info) => {
-    if (!info.score || !info.pv || (info.multipv ?? 1) !== 1 || info.score.bound) return;
-    score = readScore(info.score, habits);
-    depth = info.depth ?? null;
-    if (!isRight(task, info.pv[0], score)) since = null;
-    else since ??= info.time ?? performance.now() - begin;
-  });
+  const search = engine.search(
+    `fen ${fen}`,
+    isInfinite ? 'infinite' : `movetime ${time}`,
+    (info) => {
+      if (!info.score || !info.pv || (info.multipv ?? 1) !== 1 || info.score.bound) return;
+      score = readScore(info.score, habits);
+      depth = info.depth ?? null;
+      if (!isRight(task, info.pv[0], score)) since = null;
+      else since ??= info.time ?? performance.now() - begin;
+    },
+  );
   const timer = isInfinite && setTimeout(() => engine.stop(), time);
   const { best } = await withPatience(engine, search, time + patience).finally(() => {
     if (timer) clearTimeout(timer);

@@ -143,7 +143,8 @@ export class UciEngine {
       };
       this.waiting.add(wait);
       if (patience < Infinity) {
-        const late = () => wait.reject(new Error(`${this.name} doesn't answer (${pattern.source})`));
+        const wanted = pattern.source.replace(/^\^|\\b$/g, '');
+        const late = () => wait.reject(new Error(`${this.name} doesn't answer (${wanted})`));
         timer = setTimeout(late, patience);
       }
     });

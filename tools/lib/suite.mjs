@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs records of a test suite: what the engine plays, whether that is right, and when it came to
+// it for good.
+
+import { Chess } from './rules.mjs';
+import { isQuillon, withPatience } from './analysis.mjs';
+import { playUci, readScore } from './chess.mjs';
+import { parseEpd, taskOf } from './epd.mjs';
+
+/** Reads the records of a file.
+ *  @param {string} text
+ *  @param {(problem: string) => void} complain is told what had to be left out, with its line
+ *  @returns {{id: string, fen: string, operations: Map<string, string>, task: object}[]} */
+export function readSuite(text, complain) {
+  const records = [];
+  for (const [i, line] of text
+    .replace(/^\uFEFF/, '')
+    .split('\n')
+    .entries()) {
+    if (!line.trim() || line.startsWith('#')) continue;
+    try {
+      const record = parseEpd(line);
+      const id = record.operations.get('id') ?? `line ${i + 1}`;
+      records.push({ ...record, id, task: taskOf(record) });
+    } catch (error) {
+      complain(`line ${i + 1}: ${error.message}`);
+    }
+  }
+  return records;
+}
+
+/** What a record asks for, as it stands in it: "bm Nxf7 am Qd2". */
+export function taskText({ operations }) {
+  const names = ['bm', 'am', 'dm'].filter((name) => operations.has(name));
+  return names.map((name) => `${name} ${operations.get(name)}`).join(' ');
+}
+
+/** Whether a move with its score is what a record asks for.
+ *  @param {{best: ?Set<string>, avoid: ?Set<string>, mate: ?number}} task
+ *  @param {string} move in the engine protocol's notation
+ *  @param {?{cp: number} | {mate: number}} score the mover's; null when there is none */
+export function isRight(task, move, score) {
+  if (task.best && !task.best.has(move)) return false;
+  if (task.avoid?.has(move)) return false;
+  return !task.mate || (score?.mate > 0 && score.mate <= task.mate);
+}
+
+/** Runs a record.
+ *  @param {import('./uci.mjs').UciEngine} engine
+ *  @param {{fen: string, task: object}} record
+ *  @param {number} time milliseconds
+ *  @param {object} [how]
+ *  @param {boolean} [how.isInfinite] it is told to search on and stopped when the time is over
+ *  @param {number} [how.patience] milliseconds after `time` in which it must answer
+ *  @returns {Promise<{isSolved: boolean, played: string, time: ?number, depth: ?number,
+ *      score: ?object}>} played is in standard notation; time is that of the line from which on
+ *      all were right, in milliseconds, null when it isn't solved; the score is the mover's
+ *  @throws when the engine ends, doesn't answer or answers with an illegal move */
+export async function runRecord(
+  engine,
+  { fen, task },
+  time,
+  { isInfinite = false, patience = 10000 } = {},
+) {
+  const habits = { isQuillon: isQuillon(engine) };
+  const begin = performance.now();
+  let since = null;
+  let score = null;
+  let depth = null;
+  const search = engine.search(
+    `fen ${fen}`,
+    isInfinite ? 'infinite' : `movetime ${time}`,
+    (info) => {
+      if (!info.score || !info.pv || (info.multipv ?? 1) !== 1 || info.score.bound) return;
+      score = readScore(info.score, habits);
+      depth = info.depth ?? null;
+      if (!isRight(task, info.pv[0], score)) since = null;
+      else since ??= info.time ?? performance.now() - begin;
+    },
+  );
+  const timer = isInfinite && setTimeout(() => engine.stop(), time);
+  const { best } = await withPatience(engine, search, time + patience).finally(() => {
+    if (timer) clearTimeout(timer);
+  });
+  const move = playUci(new Chess(fen), best ?? '');
+  if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);
+  const isSolved = isRight(task, best, score);
+  // The last line may have had another move, or there was none.
+  since ??= performance.now() - begin;
+  return { isSolved, played: move.san, time: isSolved ? Math.round(since) : null, depth, score };
+}
+
+/** Totals of results.
+ *  @param {{isSolved: boolean, time: ?number}[]} results
+ *  @returns {{solved: number, total: number, mean: ?number, median: ?number}} times of the solved
+ *      ones, in milliseconds, null when there is none */
+export function totalsOf(results) {
+  const times = results.filter(({ isSolved }) => isSolved).map(({ time }) => time);
+  times.sort((a, b) => a - b);
+  const half = times.length / 2;
+  const none = times.length === 0;
+  return {
+    solved: times.length,
+    total: results.length,
+    mean: none ? null : times.reduce((sum, time) => sum + time, 0) / times.length,
+    median: none ? null : (times[Math.ceil(half) - 1] + times[Math.floor(half)]) / 2,
+  };
+}
+
+/** A line of totals: "87 of 100 solved (87.0 %), time to solution: mean 0.21 s, median 0.05 s". */
+export function totalsText({ solved, total, mean, median }) {
+  const seconds = (milliseconds) => `${(milliseconds / 1000).toFixed(2)} s`;
+  const times = solved
+    ? `, time to solution: mean ${seconds(mean)}, median ${seconds(median)}`
+    : '';
+  return `${solved} of ${total} solved (${((100 * solved) / total).toFixed(1)} %)${times}`;
+}
+
+/** A row of a CSV file. */
+export function csvRow(cells) {
+  return cells
+    .map((cell) => String(cell ?? ''))
+    .map((text) => (/[",\n]/.test(text) ? `"${text.replaceAll('"', '""')}"` : text))
+    .join(',');
+}

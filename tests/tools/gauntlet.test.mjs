@@ -128,8 +128,10 @@ test('wrong use and missing files get one line and a status', async () => {
     [[...opponent], 2, /^gauntlet: please name a file/],
     [[...opponent, ...pgn, '--games', 'many'], 2, /^gauntlet: --games takes a whole number/],
     [[...opponent, ...pgn, '--time', '2'], 2, /^gauntlet: --time takes seconds/],
+    [[...opponent, '--pgn', '/nowhere/games.pgn'], 1, /^gauntlet: cannot write .*no such folder/],
+    [[...opponent, ...pgn, 'more'], 2, /^gauntlet: what is "more"\?/],
     [[...opponent, ...pgn, '--nonsense'], 2, /^gauntlet: Unknown option '--nonsense'/],
-    [[...opponent, ...pgn, '--openings', '/nowhere.epd'], 1, /^gauntlet: ENOENT/],
+    [[...opponent, ...pgn, '--openings', '/nowhere.epd'], 1, /^gauntlet: \/nowhere\.epd: there is no such file/],
     [['--opponent', '/nowhere/engine', ...pgn], 1, /^gauntlet: cannot start \/nowhere\/engine/],
     [['--opponent', `${fake('other')},Book=x`, ...pgn], 1, /^gauntlet: fake other has no option Book/],
   ];

@@ -35,7 +35,7 @@ for argument in "$@"; do
 done
 
 need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
-    /usr/games/stockfish=stockfish /usr/include/gtest/gtest.h=libgtest-dev \
+    /usr/games/stockfish=stockfish chromium=chromium /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
 for folder in tests/console tools; do

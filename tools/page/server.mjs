@@ -74,10 +74,19 @@ function headersOf(hosts) {
  *  @param {number} settings.threads of each engine
  *  @param {number} settings.port 0 for any that is free
  *  @param {number} [settings.mostSessions] tabs that can have an engine at a time
+ *  @param {number} [settings.stopPatience] milliseconds, after which an engine that doesn't stop is
+ *      replaced
  *  @returns {Promise<{url: string, sessions: Set<Session>, close: () => Promise<void>}>} close()
  *      ends all engines
  *  @throws when the port is taken or a file of the page is missing */
-export async function startBoard({ file, hash, threads, port, mostSessions = 8 }) {
+export async function startBoard({
+  file,
+  hash,
+  threads,
+  port,
+  mostSessions = 8,
+  stopPatience = 5000,
+}) {
   const files = listFiles();
   const sessions = new Set();
   const connections = new Set();
@@ -137,7 +146,7 @@ export async function startBoard({ file, hash, threads, port, mostSessions = 8 }
       connection.close(1013, 'too many tabs');
       return;
     }
-    const session = new Session({ file, hash, threads }, send);
+    const session = new Session({ file, hash, threads, stopPatience }, send);
     sessions.add(session);
     connection.onMessage = (text) => {
       try {

@@ -9,8 +9,6 @@ import { UciEngine } from '../lib/uci.mjs';
 /** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
 const mostRestarts = 3;
 const restartWindow = 10000;
-/** Milliseconds that an engine may take from "stop" to "bestmove". */
-const stopPatience = 5000;
 /** Scores beyond this are mates; Quillon prints them as centipawns too, a line before. */
 const leastMateScore = 31000;
 
@@ -91,7 +89,11 @@ export class Session {
   #patience = null;
   #wake = () => {};
 
-  /** @param {{file: string, hash: number, threads: number}} settings
+  /** @param {object} settings
+   *  @param {string} settings.file
+   *  @param {number} settings.hash megabytes
+   *  @param {number} settings.threads
+   *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
    *  @param {(message: object) => void} send */
   constructor(settings, send) {
     this.#settings = settings;
@@ -140,7 +142,7 @@ export class Session {
     if (!engine?.isSearching) return;
     engine.stop();
     // An engine that hangs is replaced.
-    this.#patience ??= setTimeout(() => engine.kill(), stopPatience);
+    this.#patience ??= setTimeout(() => engine.kill(), this.#settings.stopPatience);
   }
 
   async #start() {

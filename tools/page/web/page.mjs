@@ -570,8 +570,8 @@ const short = (number) => {
 function renderEngine() {
   const { game, cursor, isTurned, isShowing } = state;
   document.body.classList.toggle('is-blind', !isShowing);
-  const isOwn = thinking && thinking.fen === game.fenAt(thinking.ply) &&
-    (state.mode === 'play' || thinking.ply === cursor);
+  const isOwn = thinking && thinking.ply <= game.length &&
+    thinking.fen === game.fenAt(thinking.ply) && (state.mode === 'play' || thinking.ply === cursor);
   const score = (isOwn && thinking.lines[0]?.score) || scoreAt(cursor);
   $('score').textContent = score ? scoreText(score) : '–';
   const share = score ? whiteShare(score) : 0.5;

@@ -589,7 +589,7 @@ function renderEngine() {
   if (!lines.length) {
     const empty = document.createElement('li');
     empty.className = 'empty';
-    empty.textContent = search ? 'Lines begin at depth 10.' : 'The engine rests.';
+    empty.textContent = isOwn ? 'Lines begin at depth 10.' : 'The engine rests.';
     $('lines').append(empty);
   }
   graph.draw(isShowing ? game.scores : [], game.length, cursor);
@@ -599,7 +599,9 @@ function renderEngine() {
 function lineElement({ depth, score, text }) {
   const element = document.createElement('li');
   element.title = text;
-  for (const [name, content] of [['depth', depth], ['worth', scoreText(score)], ['line', text]]) {
+  // Castling isn't broken at its hyphen.
+  const line = text.replaceAll('-', '\u2011');
+  for (const [name, content] of [['depth', depth], ['worth', scoreText(score)], ['line', line]]) {
     const part = document.createElement('span');
     part.className = name;
     part.textContent = content;
@@ -698,11 +700,13 @@ function paceText() {
   return `${pace.seconds} s a move`;
 }
 
+const resultText = ({ result }) => result.replaceAll('1/2', '½');
+
 function statusText() {
   const { game, cursor, mode, person } = state;
   if (review) return `Scoring position ${review.ply} of ${game.length} …`;
   const ending = isAtEnd() ? game.ending : game.endingAt(cursor);
-  if (ending) return `${ending.text} (${ending.result.replaceAll('1/2', '½')})`;
+  if (ending) return `${ending.text} (${resultText(ending)})`;
   const turn = nameOf(game.turnAt(cursor));
   if (mode === 'analyse') {
     return search ? `${turn} to move, analysing …` : `${turn} to move`;
@@ -720,7 +724,7 @@ function renderControls() {
   if ($('status').textContent !== status) $('status').textContent = status;
   $('status').classList.toggle('is-over', isOver && !review);
   $('result').hidden = !game.ending;
-  $('result').textContent = game.ending ? `${game.ending.result.replaceAll('1/2', '½')}  ${game.ending.text}` : '';
+  $('result').textContent = game.ending ? `${resultText(game.ending)} · ${game.ending.text}` : '';
   $('mode-play').setAttribute('aria-pressed', String(mode === 'play'));
   $('mode-analyse').setAttribute('aria-pressed', String(mode === 'analyse'));
   $('pace').textContent = paceText();

@@ -239,6 +239,10 @@ test('a search is answered, in fragments and with pings between them too', async
   client.frame(0x80, text.slice(10));
   assert.equal((await client.best(5)).move, 'e2e4');
   assert.equal(client.pong, 'hello');
+  // Time for an answer too many.
+  await new Promise((resolve) => setTimeout(resolve, 100));
+  const answers = client.received.filter(({ type }) => type === 'best').map(({ id }) => id);
+  assert.deepEqual(answers, [5]);
   await client.end();
 });
 
@@ -371,6 +375,43 @@ test('wrong usage and what cannot be done get one line and a status', async () =
     assert.match(result.err, message);
     assert.match(result.err, /^board: [^\n]*\n$/);
   }
+});
+
+test('--open calls the browser, and says where to go when there is none', async () => {
+  const bin = path.join(folder, 'bin');
+  const opened = path.join(folder, 'opened');
+  fs.mkdirSync(bin);
+  fs.symlinkSync(process.execPath, path.join(bin, 'node'));
+  const openAt = async (condition) => {
+    const child = spawn(tool, ['--engine', quick.file, '--port', '0', '--open'], {
+      stdio: ['ignore', 'pipe', 'pipe'],
+      env: { ...process.env, PATH: bin },
+    });
+    let out = '';
+    let err = '';
+    child.stdout.on('data', (data) => (out += data));
+    child.stderr.on('data', (data) => (err += data));
+    await until(() => out && condition(err), 'a browser');
+    child.kill();
+    await new Promise((resolve) => child.once('exit', resolve));
+    return { address: out.match(/http:\S+/)[0], err };
+  };
+  const none = await openAt((err) => err);
+  assert.equal(none.err, `board: cannot open a browser; go to ${none.address}\n`);
+  fs.writeFileSync(path.join(bin, 'xdg-open'), `#!/bin/sh\necho "$1" > "${opened}"\n`, { mode: 0o755 });
+  const some = await openAt(() => fs.existsSync(opened) && fs.readFileSync(opened, 'utf8').endsWith('\n'));
+  assert.equal(fs.readFileSync(opened, 'utf8').trim(), some.address);
+});
+
+test('without the libraries it says how to get them', async () => {
+  const bare = path.join(folder, 'tools');
+  for (const name of ['board', 'lib', 'page', 'package.json']) {
+    fs.cpSync(path.join(root, 'tools', name), path.join(bare, name), { recursive: true });
+  }
+  const err = await new Promise((resolve) => {
+    execFile(path.join(bare, 'board'), ['--engine', quick.file], (error, out, text) => resolve(text));
+  });
+  assert.match(err, /^board: tools\/node_modules\/chess\.js\S* is missing; run "npm ci" in tools\n$/);
 });
 
 for (const signal of ['SIGINT', 'SIGTERM']) {

@@ -41,9 +41,11 @@ test.before(async () => {
 
 test.after(async () => {
   await browser?.close();
-  server?.kill('SIGTERM');
-  if (server && server.exitCode === null) await new Promise((resolve) => server.once('exit', resolve));
-  assert.equal(server?.exitCode, 0);
+  if (!server) return;
+  const ended = new Promise((resolve) => server.once('exit', resolve));
+  server.kill('SIGTERM');
+  if (server.exitCode === null) await ended;
+  assert.equal(server.exitCode, 0);
 });
 
 /** A test with a tab of its own, in which nothing may go wrong unseen. */
@@ -281,6 +283,10 @@ tabTest('"move now" ends the thinking and plays', async (page) => {
   await click(page, 'd2', 'd4');
   await see(page, '#status', 'is thinking');
   await see(page, '#lines .line', '1...');
+  // It isn't the person's turn, nor are these the person's pieces.
+  await drag(page, 'e7', 'e5');
+  await drag(page, 'e2', 'e4');
+  assert.deepEqual(await movesOf(page), ['d4']);
   await page.click('#go');
   await waitMoves(page, 2);
   await see(page, '#status', 'Your move (White)');
@@ -504,6 +510,7 @@ test('a page whose server was away goes on when it is back', { timeout: 60000 },
     await board.close();
     await see(page, '#engine-state', 'not connected');
     await click(page, 'e2', 'e4');
+    await see(page, '#status', 'Waiting for Quillon');
     board = await startBoard({ ...settings, port: Number(new URL(board.url).port) });
     await waitMoves(page, 2);
   } finally {

@@ -287,6 +287,8 @@ const link = new Link({
   },
   onRefused(text) {
     setPill('no engine', true);
+    search = null;
+    render();
     say(`${text[0].toUpperCase()}${text.slice(1)}.`, { isBad: true, label: 'Try again', act: () => link.open() });
   },
 });
@@ -713,7 +715,7 @@ function statusText() {
   }
   if (!isAtEnd()) return 'An earlier position; the last one is played on';
   if (game.turnAt(cursor) === person) return `Your move (${turn})`;
-  return `${engineName} is thinking …`;
+  return search ? `${engineName} is thinking …` : `Waiting for ${engineName} …`;
 }
 
 function renderControls() {

@@ -7,7 +7,13 @@ import test from 'node:test';
 import { goOf, readRequest, scoreForPeople } from '../../tools/page/session.mjs';
 import { Clock, timeText } from '../../tools/page/web/clock.mjs';
 import { Game, readFen, splitPgn, startFen } from '../../tools/page/web/game.mjs';
-import { fromMover, readScore, scoreText, whiteShare, writeScore } from '../../tools/page/web/score.mjs';
+import {
+  fromMover,
+  readScore,
+  scoreText,
+  whiteShare,
+  writeScore,
+} from '../../tools/page/web/score.mjs';
 
 function play(moves, fen) {
   const game = new Game(fen);
@@ -40,7 +46,10 @@ test('a move replaces what was played from there on, an illegal one changes noth
   assert.equal(game.play(2, 'Nf6'), null);
   assert.equal(game.length, 4);
   assert.ok(game.play(1, 'c7c5'));
-  assert.deepEqual(game.moves.map(({ san }) => san), ['e4', 'c5']);
+  assert.deepEqual(
+    game.moves.map(({ san }) => san),
+    ['e4', 'c5'],
+  );
   assert.equal(game.scores[3], undefined);
 });
 
@@ -57,7 +66,10 @@ test('every end by the rules is seen', () => {
   assert.equal(fifty.ending, null);
   fifty.play(0, 'Rg1');
   assert.match(fifty.ending.text, /fifty/);
-  assert.match(play('Kxe2', '4k3/8/8/8/8/8/4p3/4K3 w - - 0 1').ending.text, /insufficient material/);
+  assert.match(
+    play('Kxe2', '4k3/8/8/8/8/8/4p3/4K3 w - - 0 1').ending.text,
+    /insufficient material/,
+  );
 });
 
 test('time that is over loses, unless there is nothing to mate with', () => {
@@ -69,7 +81,7 @@ test('time that is over loses, unless there is nothing to mate with', () => {
   assert.equal(bare.ending.result, '1/2-1/2');
 });
 
-test('an engine gets the moves since the last pawn move or capture, so that it sees repetitions', () => {
+test('an engine gets the moves since the last irreversible one, so it sees repetitions', () => {
   const game = play('e4 e5 Nf3 Nc6 Ng1 Nb8');
   assert.deepEqual(game.positionAt(6), {
     fen: 'rnbqkbnr/pppp1ppp/8/4p3/4P3/8/PPPP1PPP/RNBQKBNR w KQkq - 0 2',
@@ -88,7 +100,10 @@ test('a PGN with comments, variations and scores comes in and goes out', () => {
   const text = `[Event "x"]\r\n[White "A"]\r\n[Black "?"]\r\n[Result "1/2-1/2"]\r\n\r\n
 1. e4 {[%eval 0.31,20]} e5 (1... c5 2. Nf3 $1) 2. Nf3 {good} 1/2-1/2`;
   const game = Game.fromPgn(text);
-  assert.deepEqual(game.moves.map(({ uci }) => uci), ['e2e4', 'e7e5', 'g1f3']);
+  assert.deepEqual(
+    game.moves.map(({ uci }) => uci),
+    ['e2e4', 'e7e5', 'g1f3'],
+  );
   assert.deepEqual(game.scores[1], { kind: 'cp', value: 31, depth: 20 });
   assert.equal(game.ending.result, '1/2-1/2');
   assert.deepEqual(game.tags, { Event: 'x', White: 'A' });
@@ -136,11 +151,15 @@ test('scores are turned to White, written and read back', () => {
   for (const one of [score, { kind: 'mate', value: -12 }, { kind: 'cp', value: -1234, depth: 9 }]) {
     assert.deepEqual(readScore(writeScore(one)), one);
   }
-  for (const text of ['', '#', 'x', '1e5', '#1.5', '0.3,']) assert.equal(readScore(text), null, text);
+  for (const text of ['', '#', 'x', '1e5', '#1.5', '0.3,'])
+    assert.equal(readScore(text), null, text);
   assert.equal(whiteShare({ kind: 'cp', value: 0 }), 0.5);
   // Ten to one at 400 hundredths.
   assert.ok(Math.abs(whiteShare({ kind: 'cp', value: 400 }) - 10 / 11) < 1e-9);
-  assert.deepEqual([whiteShare({ kind: 'mate', value: 9 }), whiteShare({ kind: 'mate', value: -1 })], [1, 0]);
+  assert.deepEqual(
+    [whiteShare({ kind: 'mate', value: 9 }), whiteShare({ kind: 'mate', value: -1 })],
+    [1, 0],
+  );
 });
 
 test("Quillon's mates are counted as people do, those of others as they come", () => {
@@ -171,7 +190,16 @@ test('a clock counts the mover down, adds the increment and stands still when st
 
 test('times are shown as on a clock, with tenths when it matters', () => {
   const shown = [300000, 299001, 20000, 9310, 50, 0, -5, 3723000].map(timeText);
-  assert.deepEqual(shown, ['5:00', '5:00', '0:20', '0:09.4', '0:00.1', '0:00.0', '0:00.0', '1:02:03']);
+  assert.deepEqual(shown, [
+    '5:00',
+    '5:00',
+    '0:20',
+    '0:09.4',
+    '0:00.1',
+    '0:00.0',
+    '0:00.0',
+    '1:02:03',
+  ]);
 });
 
 const request = {

@@ -38,7 +38,8 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
 `,
   );
   fs.chmodSync(file, 0o755);
-  const read = (suffix) => (fs.existsSync(file + suffix) ? fs.readFileSync(file + suffix, 'utf8') : '');
+  const read = (suffix) =>
+    fs.existsSync(file + suffix) ? fs.readFileSync(file + suffix, 'utf8') : '';
   return { file, starts: () => read('.starts').length, log: () => read('.log') };
 }
 
@@ -63,11 +64,19 @@ test.after(async () => {
 function ask(requested, { method = 'GET', headers = {}, body } = {}) {
   return new Promise((resolve, reject) => {
     const request = http.request(
-      { host: '127.0.0.1', port, path: requested, method, headers: { host: `127.0.0.1:${port}`, ...headers } },
+      {
+        host: '127.0.0.1',
+        port,
+        path: requested,
+        method,
+        headers: { host: `127.0.0.1:${port}`, ...headers },
+      },
       (response) => {
         let text = '';
         response.on('data', (part) => (text += part));
-        response.on('end', () => resolve({ status: response.statusCode, headers: response.headers, text }));
+        response.on('end', () =>
+          resolve({ status: response.statusCode, headers: response.headers, text }),
+        );
       },
     );
     request.on('error', reject);
@@ -85,8 +94,14 @@ class Client {
 
   constructor(at = port, { origin = `http://127.0.0.1:${at}`, host = `127.0.0.1:${at}` } = {}) {
     this.socket = net.connect(Number(at), '127.0.0.1');
-    const lines = ['GET /engine HTTP/1.1', `Host: ${host}`, 'Upgrade: websocket', 'Connection: Upgrade',
-      'Sec-WebSocket-Version: 13', 'Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA=='];
+    const lines = [
+      'GET /engine HTTP/1.1',
+      `Host: ${host}`,
+      'Upgrade: websocket',
+      'Connection: Upgrade',
+      'Sec-WebSocket-Version: 13',
+      'Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==',
+    ];
     if (origin) lines.push(`Origin: ${origin}`);
     this.socket.write(`${lines.join('\r\n')}\r\n\r\n`);
     this.socket.on('data', (bytes) => this.#take(bytes));
@@ -202,9 +217,19 @@ test('only the files of the page are given out', async () => {
   for (const name of ['/page/web/page.mjs', '/node_modules/chess.js/dist/esm/chess.js?x=1']) {
     assert.equal((await ask(name)).status, 200, name);
   }
-  for (const name of ['/../package.json', '/page/web/../server.mjs', '/page/web/%2e%2e/server.mjs',
-    '/page/web/..%2fserver.mjs', '/page/server.mjs', '/page/web/', '/package.json', '//etc/passwd',
-    '/node_modules/playwright-core/package.json', '/constructor', '/page/web/page.mjs%00']) {
+  for (const name of [
+    '/../package.json',
+    '/page/web/../server.mjs',
+    '/page/web/%2e%2e/server.mjs',
+    '/page/web/..%2fserver.mjs',
+    '/page/server.mjs',
+    '/page/web/',
+    '/package.json',
+    '//etc/passwd',
+    '/node_modules/playwright-core/package.json',
+    '/constructor',
+    '/page/web/page.mjs%00',
+  ]) {
     assert.equal((await ask(name)).status, 404, name);
   }
 });
@@ -233,7 +258,13 @@ test('a foreign page gets no engine', async () => {
 test('a search is answered, in fragments and with pings between them too', async () => {
   const client = new Client();
   await client.engine('ready');
-  const text = JSON.stringify({ type: 'search', id: 5, fen: startFen, moves: [], limits: { kind: 'depth', depth: 1 } });
+  const text = JSON.stringify({
+    type: 'search',
+    id: 5,
+    fen: startFen,
+    moves: [],
+    limits: { kind: 'depth', depth: 1 },
+  });
   client.frame(0x01, text.slice(0, 10));
   client.frame(0x89, 'hello');
   client.frame(0x80, text.slice(10));
@@ -249,8 +280,21 @@ test('a search is answered, in fragments and with pings between them too', async
 test('nonsense is answered with an error and never reaches the engine', async () => {
   const client = new Client();
   await client.engine('ready');
-  for (const text of ['nonsense', '{}', 'null', '[]', '7', '{"type":"quit"}',
-    JSON.stringify({ type: 'search', id: 1, fen: `${startFen}\nquit`, moves: [], limits: { kind: 'infinite' } })]) {
+  for (const text of [
+    'nonsense',
+    '{}',
+    'null',
+    '[]',
+    '7',
+    '{"type":"quit"}',
+    JSON.stringify({
+      type: 'search',
+      id: 1,
+      fen: `${startFen}\nquit`,
+      moves: [],
+      limits: { kind: 'infinite' },
+    }),
+  ]) {
     const before = client.received.length;
     client.frame(0x81, text);
     await client.until((message) => client.received.indexOf(message) >= before, text);
@@ -259,7 +303,13 @@ test('nonsense is answered with an error and never reaches the engine', async ()
   client.search(2);
   await client.best(2);
   assert.doesNotMatch(quick.log(), /nonsense/);
-  assert.equal(quick.log().match(/^position .*$/gm).filter((line) => line.includes('quit')).length, 0);
+  assert.equal(
+    quick
+      .log()
+      .match(/^position .*$/gm)
+      .filter((line) => line.includes('quit')).length,
+    0,
+  );
   await client.end();
 });
 
@@ -302,7 +352,9 @@ test('there is a limit of tabs, and room again when one is closed', async () => 
 });
 
 test('a newer search replaces the one before, and a cancelled one gives no answer', async () => {
-  const stops = "if (line !== 'go infinite') say('bestmove d2d4'); } if (line === 'stop') { say('bestmove d2d4');";
+  const stops =
+    "if (line !== 'go infinite') say('bestmove d2d4'); } " +
+    "if (line === 'stop') { say('bestmove d2d4');";
   const patient = fakeEngine('patient', stops);
   const at = new URL((await start({ file: patient.file })).url).port;
   const client = new Client(at);
@@ -314,7 +366,10 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
   client.search(3);
   client.send({ type: 'stop' });
   assert.equal((await client.best(3)).move, 'd2d4');
-  assert.deepEqual(client.received.filter(({ type }) => type === 'best').map(({ id }) => id), [3]);
+  assert.deepEqual(
+    client.received.filter(({ type }) => type === 'best').map(({ id }) => id),
+    [3],
+  );
   await client.end();
 });
 
@@ -355,7 +410,8 @@ function run(...args) {
 test('--help prints the usage', async () => {
   const { status, out } = await run('--help');
   assert.equal(status, 0);
-  for (const option of ['--engine', '--port', '--hash', '--threads', '--open']) assert.ok(out.includes(option));
+  for (const option of ['--engine', '--port', '--hash', '--threads', '--open'])
+    assert.ok(out.includes(option));
 });
 
 test('wrong usage and what cannot be done get one line and a status', async () => {
@@ -398,8 +454,12 @@ test('--open calls the browser, and says where to go when there is none', async 
   };
   const none = await openAt((err) => err);
   assert.equal(none.err, `board: cannot open a browser; go to ${none.address}\n`);
-  fs.writeFileSync(path.join(bin, 'xdg-open'), `#!/bin/sh\necho "$1" > "${opened}"\n`, { mode: 0o755 });
-  const some = await openAt(() => fs.existsSync(opened) && fs.readFileSync(opened, 'utf8').endsWith('\n'));
+  fs.writeFileSync(path.join(bin, 'xdg-open'), `#!/bin/sh\necho "$1" > "${opened}"\n`, {
+    mode: 0o755,
+  });
+  const some = await openAt(
+    () => fs.existsSync(opened) && fs.readFileSync(opened, 'utf8').endsWith('\n'),
+  );
   assert.equal(fs.readFileSync(opened, 'utf8').trim(), some.address);
 });
 
@@ -409,15 +469,24 @@ test('without the libraries it says how to get them', async () => {
     fs.cpSync(path.join(root, 'tools', name), path.join(bare, name), { recursive: true });
   }
   const err = await new Promise((resolve) => {
-    execFile(path.join(bare, 'board'), ['--engine', quick.file], (error, out, text) => resolve(text));
+    execFile(path.join(bare, 'board'), ['--engine', quick.file], (error, out, text) =>
+      resolve(text),
+    );
   });
-  assert.match(err, /^board: tools\/node_modules\/chess\.js\S* is missing; run "npm ci" in tools\n$/);
+  assert.match(
+    err,
+    /^board: tools\/node_modules\/chess\.js\S* is missing; run "npm ci" in tools\n$/,
+  );
 });
 
 for (const signal of ['SIGINT', 'SIGTERM']) {
   test(`${signal} ends the server and its engines`, async () => {
-    const child = spawn(tool, ['--engine', engine, '--port', '0'], { stdio: ['ignore', 'pipe', 'inherit'] });
-    const line = await new Promise((resolve) => child.stdout.once('data', (data) => resolve(String(data))));
+    const child = spawn(tool, ['--engine', engine, '--port', '0'], {
+      stdio: ['ignore', 'pipe', 'inherit'],
+    });
+    const line = await new Promise((resolve) =>
+      child.stdout.once('data', (data) => resolve(String(data))),
+    );
     const at = line.match(/127\.0\.0\.1:(\d+)/)[1];
     const client = new Client(at);
     await client.engine('ready');

@@ -16,7 +16,8 @@ import { startBoard } from '../../tools/page/server.mjs';
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const executablePath = '/usr/bin/chromium';
-// One move wins; the second is forced and then loses at once (the bishop sees f1, the king the rest).
+// The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
+// and loses at once.
 const mateInOne = '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1';
 const matedInOne = 'r7/8/8/1b6/8/6k1/8/6K1 w - - 0 1';
 
@@ -130,7 +131,10 @@ async function setFen(page, fen) {
   await page.click('#fen-set');
 }
 
-async function newGame(page, { side = 'w', pace = 'depth', from = 'start', fields = { depth: '1' } } = {}) {
+async function newGame(
+  page,
+  { side = 'w', pace = 'depth', from = 'start', fields = { depth: '1' } } = {},
+) {
   await page.click('#new');
   await page.check(`input[name=side][value=${side}]`);
   await page.check(`input[name=pace][value=${pace}]`);
@@ -151,7 +155,11 @@ function engines() {
     .filter((name) => /^\d+$/.test(name))
     .filter((name) => {
       try {
-        const [state, parent] = fs.readFileSync(`/proc/${name}/stat`, 'utf8').split(') ').at(-1).split(' ');
+        const [state, parent] = fs
+          .readFileSync(`/proc/${name}/stat`, 'utf8')
+          .split(') ')
+          .at(-1)
+          .split(' ');
         return Number(parent) === server.pid && state !== 'Z';
       } catch {
         return false; // has just ended
@@ -193,22 +201,28 @@ async function untilBusy(pid) {
   await until(() => ticksOf(pid) > before + 5, 'a busy engine');
 }
 
-tabTest('pieces are dragged and clicked, legal targets are shown, the engine answers', async (page) => {
-  await newGame(page);
-  await drag(page, 'e2', 'e4');
-  await waitMoves(page, 2);
-  assert.equal((await movesOf(page))[0], 'e4');
-  await click(page, 'g1');
-  const targets = await page
-    .locator('#board .marker-target')
-    .evaluateAll((all) => all.map((one) => one.parentNode.dataset.square).sort());
-  assert.deepEqual(targets.filter((one) => one !== 'e2'), ['f3', 'h3']);
-  await click(page, 'f3');
-  await waitMoves(page, 4);
-  assert.equal((await movesOf(page))[2], 'Nf3');
-  assert.equal(await pieceOn(page, 'f3').getAttribute('data-piece'), 'wn');
-  assert.equal(await page.locator('#board .marker-target').count(), 0);
-});
+tabTest(
+  'pieces are dragged and clicked, legal targets are shown, the engine answers',
+  async (page) => {
+    await newGame(page);
+    await drag(page, 'e2', 'e4');
+    await waitMoves(page, 2);
+    assert.equal((await movesOf(page))[0], 'e4');
+    await click(page, 'g1');
+    const targets = await page
+      .locator('#board .marker-target')
+      .evaluateAll((all) => all.map((one) => one.parentNode.dataset.square).sort());
+    assert.deepEqual(
+      targets.filter((one) => one !== 'e2'),
+      ['f3', 'h3'],
+    );
+    await click(page, 'f3');
+    await waitMoves(page, 4);
+    assert.equal((await movesOf(page))[2], 'Nf3');
+    assert.equal(await pieceOn(page, 'f3').getAttribute('data-piece'), 'wn');
+    assert.equal(await page.locator('#board .marker-target').count(), 0);
+  },
+);
 
 tabTest('an illegal drag puts the piece back and plays nothing', async (page) => {
   await drag(page, 'e2', 'e5');
@@ -216,7 +230,10 @@ tabTest('an illegal drag puts the piece back and plays nothing', async (page) =>
   assert.equal(await pieceOn(page, 'e5').count(), 0);
   await drag(page, 'e7', 'e5'); // not the person's
   assert.deepEqual(await movesOf(page), []);
-  assert.match(await fenOf(page), /^rnbqkbnr\/pppppppp\/8\/8\/8\/8\/PPPPPPPP\/RNBQKBNR w KQkq - 0 1$/);
+  assert.match(
+    await fenOf(page),
+    /^rnbqkbnr\/pppppppp\/8\/8\/8\/8\/PPPPPPPP\/RNBQKBNR w KQkq - 0 1$/,
+  );
 });
 
 tabTest('castling by drag takes the rook along, en passant takes the pawn away', async (page) => {
@@ -243,7 +260,10 @@ tabTest('a promotion asks for the piece and can be called off', async (page) => 
   await page.mouse.click(x + width / 2, y + height / 2);
   await waitMoves(page, 2);
   assert.equal((await movesOf(page))[0], 'a8=R');
-  await until(async () => (await pieceOn(page, 'a8').getAttribute('data-piece')) === 'wr', 'a rook');
+  await until(
+    async () => (await pieceOn(page, 'a8').getAttribute('data-piece')) === 'wr',
+    'a rook',
+  );
 });
 
 tabTest('the person mates: the game is over and nobody can move', async (page) => {
@@ -275,7 +295,10 @@ tabTest('the person can be Black: the board turns and the engine begins', async 
   assert.ok(blackHome > whiteHome);
   assert.equal(await page.isDisabled('#back'), true);
   await page.click('#flip');
-  await until(async () => (await pointOf(page, 'e8'))[1] < (await pointOf(page, 'e1'))[1], 'a turned board');
+  await until(
+    async () => (await pointOf(page, 'e8'))[1] < (await pointOf(page, 'e1'))[1],
+    'a turned board',
+  );
 });
 
 tabTest('"move now" ends the thinking and plays', async (page) => {
@@ -339,40 +362,51 @@ tabTest('an engine that is killed while it owes a move gives it after all', asyn
   await see(page, '#status', 'Your move (White)');
 });
 
-tabTest('two tabs play two games with two engines, and an engine ends with its tab', async (page, { open }) => {
-  const other = await open();
-  await until(() => engines().length === 2, 'two engines');
-  await newGame(page);
-  await newGame(other, { side: 'b' });
-  await click(page, 'a2', 'a4');
-  await waitMoves(page, 2);
-  await waitMoves(other, 1);
-  assert.equal((await movesOf(page))[0], 'a4');
-  assert.equal((await movesOf(other)).length, 1);
-  await other.close();
-  await until(() => engines().length === 1, 'one engine');
-  await click(page, 'h2', 'h4');
-  await waitMoves(page, 4);
-});
+tabTest(
+  'two tabs play two games with two engines, and an engine ends with its tab',
+  async (page, { open }) => {
+    const other = await open();
+    await until(() => engines().length === 2, 'two engines');
+    await newGame(page);
+    await newGame(other, { side: 'b' });
+    await click(page, 'a2', 'a4');
+    await waitMoves(page, 2);
+    await waitMoves(other, 1);
+    assert.equal((await movesOf(page))[0], 'a4');
+    assert.equal((await movesOf(other)).length, 1);
+    await other.close();
+    await until(() => engines().length === 1, 'one engine');
+    await click(page, 'h2', 'h4');
+    await waitMoves(page, 4);
+  },
+);
 
-tabTest('take back undoes both moves in a game, one in analysis, and what it cost comes back', async (page) => {
-  await newGame(page);
-  await click(page, 'e2', 'e4');
-  await waitMoves(page, 2);
-  await page.click('#back');
-  assert.deepEqual(await movesOf(page), []);
-  await pieceOn(page, 'e2').waitFor();
-  await page.click('#mode-analyse');
-  await page.click('#go');
-  for (const [from, to] of [['e2', 'e4'], ['e7', 'e5'], ['g1', 'f3']]) await click(page, from, to);
-  await page.click('#back');
-  assert.deepEqual(await movesOf(page), ['e4', 'e5']);
-  await page.click('#first');
-  await click(page, 'd2', 'd4');
-  assert.deepEqual(await movesOf(page), ['d4']);
-  await page.click('.message button:has-text("Undo") >> nth=-1');
-  assert.deepEqual(await movesOf(page), ['e4', 'e5']);
-});
+tabTest(
+  'take back undoes both moves in a game, one in analysis, and what it cost comes back',
+  async (page) => {
+    await newGame(page);
+    await click(page, 'e2', 'e4');
+    await waitMoves(page, 2);
+    await page.click('#back');
+    assert.deepEqual(await movesOf(page), []);
+    await pieceOn(page, 'e2').waitFor();
+    await page.click('#mode-analyse');
+    await page.click('#go');
+    for (const [from, to] of [
+      ['e2', 'e4'],
+      ['e7', 'e5'],
+      ['g1', 'f3'],
+    ])
+      await click(page, from, to);
+    await page.click('#back');
+    assert.deepEqual(await movesOf(page), ['e4', 'e5']);
+    await page.click('#first');
+    await click(page, 'd2', 'd4');
+    assert.deepEqual(await movesOf(page), ['d4']);
+    await page.click('.message button:has-text("Undo") >> nth=-1');
+    assert.deepEqual(await movesOf(page), ['e4', 'e5']);
+  },
+);
 
 const pgn = `[Event "Opera"]
 [White "Morphy"]
@@ -393,7 +427,10 @@ tabTest('a PGN is read, clicked through and given back; FEN too', async (page, {
   await see(page, '#player-bottom .name', 'Morphy');
   await page.click('#moves button >> nth=4');
   // After 3. d4, written down by hand.
-  assert.equal(await fenOf(page), 'rnbqkbnr/ppp2ppp/3p4/4p3/3PP3/5N2/PPP2PPP/RNBQKB1R b KQkq - 0 3');
+  assert.equal(
+    await fenOf(page),
+    'rnbqkbnr/ppp2ppp/3p4/4p3/3PP3/5N2/PPP2PPP/RNBQKB1R b KQkq - 0 3',
+  );
   await page.keyboard.press('ArrowRight');
   assert.equal(await pieceOn(page, 'g4').getAttribute('data-piece'), 'bb');
   await page.click('#exchange');
@@ -492,7 +529,10 @@ tabTest('a whole game gets its scores, and the graph goes where it is clicked', 
     .evaluateAll((all) => all.map((one) => one.textContent));
   // Qh4 mates: one move before the end the count is known by the rules.
   assert.equal(scores[2], '\u2212M1');
-  assert.ok(scores.slice(0, 2).every((score) => /^[+\u2212]?\d/.test(score)), String(scores));
+  assert.ok(
+    scores.slice(0, 2).every((score) => /^[+\u2212]?\d/.test(score)),
+    String(scores),
+  );
   const { x, y, width, height } = await page.locator('#graph').boundingBox();
   await page.mouse.click(x + 1, y + height / 2);
   assert.equal(await page.locator('#moves [aria-current]').count(), 0);

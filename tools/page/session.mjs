@@ -44,12 +44,17 @@ export function readRequest({ id, fen, moves, limits }) {
   const first = fen.split(' ')[1];
   const turn = moves.length % 2 === 0 ? first : first === 'w' ? 'b' : 'w';
   const { kind, ...numbers } = limits ?? {};
-  const names = { infinite: [], depth: ['depth'], movetime: ['movetime'],
-    clock: ['wtime', 'btime', 'winc', 'binc'] };
+  const names = {
+    infinite: [],
+    depth: ['depth'],
+    movetime: ['movetime'],
+    clock: ['wtime', 'btime', 'winc', 'binc'],
+  };
   if (!Object.hasOwn(names, kind)) throw new Error('not a limit');
   for (const name of names[kind]) {
     const most = name === 'depth' ? 127 : longestTime;
-    if (!isWhole(numbers[name], kind === 'clock' ? 0 : 1, most)) throw new Error(`${name} is wrong`);
+    if (!isWhole(numbers[name], kind === 'clock' ? 0 : 1, most))
+      throw new Error(`${name} is wrong`);
   }
   return { id, position, turn, limits: { kind, ...numbers } };
 }

@@ -52,7 +52,9 @@ export class WebSocket {
     this.#socket = socket;
     this.#unread = head;
     const key = request.headers['sec-websocket-key'];
-    const accept = createHash('sha1').update(key + acceptGuid).digest('base64');
+    const accept = createHash('sha1')
+      .update(key + acceptGuid)
+      .digest('base64');
     socket.write(
       'HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n' +
         `Sec-WebSocket-Accept: ${accept}\r\n\r\n`,
@@ -139,7 +141,8 @@ export class WebSocket {
     if (!(data[1] & 0x80)) throw new Violation(1002, 'a client masks what it sends');
     let length = data[1] & 127;
     let at = 2;
-    if (opcode >= 8 && (length > 125 || !isFinal)) throw new Violation(1002, 'control frame too long');
+    if (opcode >= 8 && (length > 125 || !isFinal))
+      throw new Violation(1002, 'control frame too long');
     if (length === 126) {
       if (data.length < 4) return false;
       length = data.readUInt16BE(2);

@@ -22,7 +22,10 @@ export function readFen(text) {
   const fen = [...fields, ...['0', '1'].slice(fields.length - 4)].join(' ');
   const { ok, error } = validateFen(fen);
   if (!ok) throw new Error(`${error.replace(/^Invalid FEN: /, 'This FEN is wrong: ')}.`);
-  for (const [side, pattern] of [['w', /[A-Z]/g], ['b', /[a-z]/g]]) {
+  for (const [side, pattern] of [
+    ['w', /[A-Z]/g],
+    ['b', /[a-z]/g],
+  ]) {
     const pieces = fields[0].match(pattern);
     if (pieces.length > 16 || pieces.filter((piece) => /p/i.test(piece)).length > 8) {
       throw new Error(`${nameOf(side)} has more pieces than a game can bring.`);
@@ -106,7 +109,7 @@ export class Game {
     }
   }
 
-  /** The legal moves of the piece on a square after `ply` moves: { to, san, promotion, captured }. */
+  /** Legal moves of the piece on a square after `ply` moves: { to, san, promotion, captured }. */
   movesFrom(ply, square) {
     return new Chess(this.fenAt(ply)).moves({ square, verbose: true });
   }
@@ -152,7 +155,11 @@ export class Game {
       const result = side === 'w' ? '0-1' : '1-0';
       return { result, text: `Checkmate: ${winner} wins`, isFinal: true };
     }
-    const draw = (text, isFinal = false) => ({ result: '1/2-1/2', text: `Draw by ${text}`, isFinal });
+    const draw = (text, isFinal = false) => ({
+      result: '1/2-1/2',
+      text: `Draw by ${text}`,
+      isFinal,
+    });
     if (chess.isStalemate()) return draw('stalemate', true);
     if (chess.isInsufficientMaterial()) return draw('insufficient material', true);
     if (chess.isThreefoldRepetition()) return draw('threefold repetition');
@@ -168,10 +175,15 @@ export class Game {
   /** A side's time is over: it loses, unless the other side has nothing but its king. */
   loseOnTime(side) {
     const winner = otherSide(side);
-    const pieces = this.fenAt(this.length).split(' ')[0].match(winner === 'w' ? /[A-Z]/g : /[a-z]/g);
+    const pieces = this.fenAt(this.length)
+      .split(' ')[0]
+      .match(winner === 'w' ? /[A-Z]/g : /[a-z]/g);
     this.verdict =
       pieces.length === 1
-        ? { result: '1/2-1/2', text: `Draw: ${nameOf(side)}'s time is over, ${nameOf(winner)} can't mate` }
+        ? {
+            result: '1/2-1/2',
+            text: `Draw: ${nameOf(side)}'s time is over, ${nameOf(winner)} can't mate`,
+          }
         : { result: winner === 'w' ? '1-0' : '0-1', text: `${nameOf(winner)} wins on time` };
   }
 
@@ -200,7 +212,11 @@ export class Game {
       const isWhite = chess.turn() === 'w';
       let san;
       try {
-        ({ san } = chess.move({ from: move.slice(0, 2), to: move.slice(2, 4), promotion: move[4] }));
+        ({ san } = chess.move({
+          from: move.slice(0, 2),
+          to: move.slice(2, 4),
+          promotion: move[4],
+        }));
       } catch {
         break;
       }
@@ -241,7 +257,9 @@ export class Game {
       const said = error.message.split('\n')[0];
       const illegal = said.match(/^Invalid move in PGN: (.*)$/);
       throw new Error(
-        illegal ? `The move ${illegal[1]} is not possible in this game.` : `This is not PGN: ${said}`,
+        illegal
+          ? `The move ${illegal[1]} is not possible in this game.`
+          : `This is not PGN: ${said}`,
       );
     }
     const { FEN: fen, SetUp: setUp, Result: result, ...others } = chess.getHeaders();

@@ -43,7 +43,8 @@ export class Graph {
     const x = (ply) => ((ply / this.#last) * width).toFixed(1);
     const points = [];
     for (let ply = 0; ply <= length; ply++) {
-      if (scores[ply]) points.push({ ply, score: scores[ply], y: (1 - whiteShare(scores[ply])) * height });
+      if (scores[ply])
+        points.push({ ply, score: scores[ply], y: (1 - whiteShare(scores[ply])) * height });
     }
     add(svg, 'rect', { class: 'nothing', width, height });
     if (points.length) {
@@ -60,11 +61,15 @@ export class Graph {
     add(svg, 'line', { class: 'middle', x1: 0, x2: width, y1: height / 2, y2: height / 2 });
     add(svg, 'line', { class: 'cursor', x1: x(cursor), x2: x(cursor), y1: 0, y2: height });
     // A line of no length with round ends stays round however the picture is stretched.
-    for (const { ply, y } of points.length < 3 ? points : points.filter((one) => one.ply === cursor)) {
+    for (const { ply, y } of points.length < 3
+      ? points
+      : points.filter((one) => one.ply === cursor)) {
       add(svg, 'path', { class: 'point', d: `M${x(ply)},${y.toFixed(1)} h0` });
     }
     const end = points.at(-1);
-    const text = end ? `${points.length} scores, the last ${scoreText(end.score)}` : 'no scores yet';
+    const text = end
+      ? `${points.length} scores, the last ${scoreText(end.score)}`
+      : 'no scores yet';
     svg.setAttribute('aria-label', `Score over the game: ${text}`);
   }
 }

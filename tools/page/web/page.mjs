@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The board's page: what the person does, what the engine is asked and what is shown of both. Every
-// change goes through changed(): it keeps the game, asks the engine for what is wanted now and shows
-// the whole.
+// change goes through changed(): it keeps the game, asks the engine for what is wanted now and
+// shows the whole.
 //
 //   State and messages       state, say, save, restore
 //   The engine               wanted, drive, takeMessage
@@ -17,7 +17,9 @@ import {
 } from '../../node_modules/cm-chessboard/src/Chessboard.js';
 import { Arrows } from '../../node_modules/cm-chessboard/src/extensions/arrows/Arrows.js';
 import { Markers } from '../../node_modules/cm-chessboard/src/extensions/markers/Markers.js';
-import { PromotionDialog } from '../../node_modules/cm-chessboard/src/extensions/promotion-dialog/PromotionDialog.js';
+// prettier-ignore
+import { PromotionDialog }
+  from '../../node_modules/cm-chessboard/src/extensions/promotion-dialog/PromotionDialog.js';
 import { Clock, timeText } from './clock.mjs';
 import { Game, nameOf, otherSide, readFen, splitPgn } from './game.mjs';
 import { Graph } from './graph.mjs';
@@ -39,7 +41,6 @@ const reviewTime = 500;
 /** Milliseconds of its clock that the engine isn't told of: the way here and back. */
 const clockMargin = 30;
 const mostLines = 40;
-
 
 // State and messages
 
@@ -120,7 +121,6 @@ function movable() {
   if (mode === 'analyse') return game.endingAt(cursor)?.isFinal ? null : turn;
   return isAtEnd() && turn === person && !game.ending ? turn : null;
 }
-
 
 // The engine
 
@@ -237,7 +237,11 @@ function takeEngineState({ state: news, name, text }) {
   } else if (isFailed) {
     setPill('engine has ended', true);
     const again = () => link.send({ type: 'restart' });
-    forgetFailure = say(`The engine keeps ending: ${text}.`, { isBad: true, label: 'Start again', act: again });
+    forgetFailure = say(`The engine keeps ending: ${text}.`, {
+      isBad: true,
+      label: 'Start again',
+      act: again,
+    });
   } else {
     setPill(engineName);
     if (news === 'restarted') {
@@ -289,10 +293,13 @@ const link = new Link({
     setPill('no engine', true);
     search = null;
     render();
-    say(`${text[0].toUpperCase()}${text.slice(1)}.`, { isBad: true, label: 'Try again', act: () => link.open() });
+    say(`${text[0].toUpperCase()}${text.slice(1)}.`, {
+      isBad: true,
+      label: 'Try again',
+      act: () => link.open(),
+    });
   },
 });
-
 
 // Moves and games
 
@@ -403,7 +410,8 @@ const today = () => {
 function tagsOf({ person, pace }) {
   const names = { [person]: 'Human', [otherSide(person)]: engineName };
   const tags = { Event: 'Casual game', Date: today(), White: names.w, Black: names.b };
-  if (pace.kind === 'clock') tags.TimeControl = `${Math.round(pace.minutes * 60)}+${pace.increment}`;
+  if (pace.kind === 'clock')
+    tags.TimeControl = `${Math.round(pace.minutes * 60)}+${pace.increment}`;
   return tags;
 }
 
@@ -418,7 +426,15 @@ function startGame({ person, pace, fen }) {
   finished = null;
   thinking = null;
   stats = {};
-  Object.assign(state, { game, clock, person, pace, cursor: 0, mode: 'play', isTurned: person === 'b' });
+  Object.assign(state, {
+    game,
+    clock,
+    person,
+    pace,
+    cursor: 0,
+    mode: 'play',
+    isTurned: person === 'b',
+  });
   link.send({ type: 'newgame' });
   if (before) offerUndo('A new game.', before);
   changed();
@@ -487,7 +503,6 @@ function reviewNext() {
   }
 }
 
-
 // What is shown
 
 const isStill = window.matchMedia('(prefers-reduced-motion: reduce)').matches;
@@ -547,8 +562,12 @@ function renderBoard() {
 
 let arrowShown = '';
 function renderArrow() {
-  const isShown = state.isShowing && state.mode === 'analyse' && thinking?.lines.length &&
-    thinking.ply === state.cursor && thinking.fen === state.game.fenAt(state.cursor);
+  const isShown =
+    state.isShowing &&
+    state.mode === 'analyse' &&
+    thinking?.lines.length &&
+    thinking.ply === state.cursor &&
+    thinking.fen === state.game.fenAt(state.cursor);
   const first = isShown ? thinking.lines[0].first : '';
   if (first === arrowShown) return;
   arrowShown = first;
@@ -572,8 +591,11 @@ const short = (number) => {
 function renderEngine() {
   const { game, cursor, isTurned, isShowing } = state;
   document.body.classList.toggle('is-blind', !isShowing);
-  const isOwn = thinking && thinking.ply <= game.length &&
-    thinking.fen === game.fenAt(thinking.ply) && (state.mode === 'play' || thinking.ply === cursor);
+  const isOwn =
+    thinking &&
+    thinking.ply <= game.length &&
+    thinking.fen === game.fenAt(thinking.ply) &&
+    (state.mode === 'play' || thinking.ply === cursor);
   const score = (isOwn && thinking.lines[0]?.score) || scoreAt(cursor);
   $('score').textContent = score ? scoreText(score) : '–';
   const share = score ? whiteShare(score) : 0.5;
@@ -603,7 +625,11 @@ function lineElement({ depth, score, text }) {
   element.title = text;
   // Castling isn't broken at its hyphen.
   const line = text.replaceAll('-', '\u2011');
-  for (const [name, content] of [['depth', depth], ['worth', scoreText(score)], ['line', line]]) {
+  for (const [name, content] of [
+    ['depth', depth],
+    ['worth', scoreText(score)],
+    ['line', line],
+  ]) {
     const part = document.createElement('span');
     part.className = name;
     part.textContent = content;
@@ -730,10 +756,13 @@ function renderControls() {
   $('mode-play').setAttribute('aria-pressed', String(mode === 'play'));
   $('mode-analyse').setAttribute('aria-pressed', String(mode === 'analyse'));
   $('pace').textContent = paceText();
-  const isBusy = Boolean(review) || (mode === 'play' ? Boolean(search) : Boolean(search) && isAnalysing);
+  const isBusy =
+    Boolean(review) || (mode === 'play' ? Boolean(search) : Boolean(search) && isAnalysing);
   const label = review ? 'Stop' : mode === 'play' ? 'Move now' : isBusy ? 'Stop' : 'Go';
   $('go').querySelector('span').textContent = label;
-  $('go').querySelector('use').setAttribute('href', label === 'Stop' ? '#icon-stop' : '#icon-go');
+  $('go')
+    .querySelector('use')
+    .setAttribute('href', label === 'Stop' ? '#icon-stop' : '#icon-go');
   const isUseless = mode === 'play' ? !isBusy : !isBusy && game.endingAt(cursor)?.isFinal;
   $('go').disabled = Boolean(isUseless);
   $('first').disabled = cursor === 0;
@@ -774,7 +803,6 @@ function changed() {
   render();
   save();
 }
-
 
 // What the person does
 
@@ -897,7 +925,6 @@ document.addEventListener('keydown', (event) => {
   keys[key]();
 });
 
-
 // Dialogs
 
 const newForm = $('new-game').querySelector('form');
@@ -905,7 +932,8 @@ const newForm = $('new-game').querySelector('form');
 function openNewGame() {
   const { pace, person } = state;
   const { elements } = newForm;
-  for (const name of ['seconds', 'minutes', 'increment', 'depth']) elements[name].value = pace[name];
+  for (const name of ['seconds', 'minutes', 'increment', 'depth'])
+    elements[name].value = pace[name];
   elements.pace.value = pace.kind;
   if (elements.side.value !== 'random') elements.side.value = person;
   elements.from.value = 'start';
@@ -1002,7 +1030,9 @@ $('pgn-copy').addEventListener('click', () => copy($('pgn')));
 
 $('pgn-save').addEventListener('click', () => {
   const anchor = document.createElement('a');
-  anchor.href = URL.createObjectURL(new Blob([$('pgn').value], { type: 'application/x-chess-pgn' }));
+  anchor.href = URL.createObjectURL(
+    new Blob([$('pgn').value], { type: 'application/x-chess-pgn' }),
+  );
   anchor.download = `quillon-${today().replaceAll('.', '-')}.pgn`;
   anchor.click();
   setTimeout(() => URL.revokeObjectURL(anchor.href), 10000);

@@ -112,11 +112,32 @@ test('a PGN with comments, variations and scores comes in and goes out', () => {
   assert.match(game.pgn(), /\[Result "1\/2-1\/2"\]/);
 });
 
+test('lines of a PGN are short and comments are whole', () => {
+  const game = play('e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O Be7 Re1 b5 Bb3 d6 c3 O-O');
+  game.moves.forEach((move, index) => {
+    game.scores[index + 1] = { kind: 'cp', value: 10 * index, depth: 12 };
+    move.clocks = { w: 65000, b: 3605000 };
+  });
+  const text = game.pgn();
+  for (const line of text.split('\n')) {
+    assert.ok(line.length <= 80, line);
+    assert.equal(line.split('{').length, line.split('}').length, line);
+  }
+  assert.match(text, /^1\. e4 \{\[%eval 0\.00,12\] \[%clk 0:01:05\]\} /m);
+  assert.match(text, /\se5 \{\[%eval 0\.10,12\] \[%clk 1:00:05\]\}\s/);
+  assert.doesNotMatch(text, /\}[^\s]/);
+  assert.match(text, / \*\n$/);
+  assert.deepEqual(Game.fromPgn(text).scores, game.scores);
+});
+
 test('a PGN that begins elsewhere keeps its position', () => {
   const game = play('Kd2 Kd7', '4k3/8/8/8/8/8/8/R3K3 w - - 3 40');
   const again = Game.fromPgn(game.pgn());
   assert.equal(again.fen, game.fen);
   assert.match(game.pgn(), /40\. Kd2 Kd7/);
+  const black = play('Kd7 Kd2', '4k3/8/8/8/8/8/8/R3K3 b - - 3 40');
+  assert.match(black.pgn(), /\]\n\n40\.\.\. Kd7 41\. Kd2 \*\n$/);
+  assert.match(new Game().pgn(), /\]\n\n\*\n$/);
 });
 
 test('the first of several games is read; what is no game is refused', () => {

@@ -55,6 +55,20 @@ export function splitPgn(text) {
   return games.map((lines) => lines.join('\n')).filter((game) => game.trim());
 }
 
+/** Breaks the moves of a PGN into lines of at most 80 characters, but never inside a comment: some
+ *  programs take `[%eval` to be followed by a space. */
+function wrapPgn(text) {
+  const [, tags, body] = text.match(/^((?:\[.*\]\n)*)([^]*)$/);
+  const lines = [''];
+  for (const word of body.replace('. ... ', '... ').match(/\{[^}]*\}|[^\s{]+/g) ?? []) {
+    const line = lines.at(-1);
+    if (!line) lines[lines.length - 1] = word;
+    else if (line.length + 1 + word.length <= 80) lines[lines.length - 1] += ` ${word}`;
+    else lines.push(word);
+  }
+  return `${tags}\n${lines.join('\n')}\n`;
+}
+
 const clockText = (milliseconds) => {
   const seconds = Math.max(0, Math.floor(milliseconds / 1000));
   const pad = (number) => String(number).padStart(2, '0');
@@ -242,7 +256,7 @@ export class Game {
       if (clocks) notes.push(`[%clk ${clockText(clocks[mover])}]`);
       if (notes.length) chess.setComment(notes.join(' '));
     });
-    return `${chess.pgn({ maxWidth: 80 }).trim()}\n`;
+    return wrapPgn(chess.pgn());
   }
 
   /** The first game of a PGN text.

@@ -35,8 +35,8 @@ for argument in "$@"; do
 done
 
 need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
-    /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot python3=python3 \
-    /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
+    /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot chromium=chromium \
+    python3=python3 /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
     /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev

@@ -1,0 +1,502 @@
+// SPDX-License-Identifier: MIT
+// The board's server as hostile and unlucky neighbours see it: foreign pages, odd requests, odd
+// frames, too many tabs, engines that end or hang, ports that are taken, signals.
+
+import assert from 'node:assert/strict';
+import { execFile, spawn } from 'node:child_process';
+import fs from 'node:fs';
+import http from 'node:http';
+import net from 'node:net';
+import os from 'node:os';
+import path from 'node:path';
+import test from 'node:test';
+import { fileURLToPath } from 'node:url';
+import { startBoard } from '../../tools/page/server.mjs';
+
+const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
+const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
+const tool = path.join(root, 'tools', 'board');
+const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
+const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-board-'));
+
+/** A UCI engine of a few lines: answers "go" with e2e4 unless it is told to end or to hang. */
+function fakeEngine(name, onGo) {
+  const file = path.join(folder, name);
+  fs.writeFileSync(
+    file,
+    `#!${process.execPath}
+const fs = require('node:fs');
+const say = (text) => fs.writeSync(1, text + '\\n');
+fs.appendFileSync(${JSON.stringify(`${file}.starts`)}, 'x');
+require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
+  fs.appendFileSync(${JSON.stringify(`${file}.log`)}, line + '\\n');
+  if (line === 'uci') say('id name Fake\\nuciok');
+  if (line === 'isready') say('readyok');
+  if (line === 'quit') process.exit(0);
+  if (line.startsWith('go')) { ${onGo} }
+});
+`,
+  );
+  fs.chmodSync(file, 0o755);
+  const read = (suffix) =>
+    fs.existsSync(file + suffix) ? fs.readFileSync(file + suffix, 'utf8') : '';
+  return { file, starts: () => read('.starts').length, log: () => read('.log') };
+}
+
+const quick = fakeEngine('quick', "say('bestmove e2e4')");
+const boards = [];
+
+async function start(settings = {}) {
+  const board = await startBoard({ file: quick.file, hash: 16, threads: 1, port: 0, ...settings });
+  boards.push(board);
+  return board;
+}
+
+const board = await start();
+const { port } = new URL(board.url);
+
+test.after(async () => {
+  await Promise.all(boards.map((one) => one.close()));
+  fs.rmSync(folder, { recursive: true });
+});
+
+/** A request as it stands; `path` isn't tidied up. Resolves with { status, headers, text }. */
+function ask(requested, { method = 'GET', headers = {}, body } = {}) {
+  return new Promise((resolve, reject) => {
+    const request = http.request(
+      {
+        host: '127.0.0.1',
+        port,
+        path: requested,
+        method,
+        headers: { host: `127.0.0.1:${port}`, ...headers },
+      },
+      (response) => {
+        let text = '';
+        response.on('data', (part) => (text += part));
+        response.on('end', () =>
+          resolve({ status: response.statusCode, headers: response.headers, text }),
+        );
+      },
+    );
+    request.on('error', reject);
+    request.end(body);
+  });
+}
+
+/** A WebSocket client that can also misbehave. `received` holds messages, `closed` the close code
+ *  or the status line of a refusal. */
+class Client {
+  received = [];
+  #data = Buffer.alloc(0);
+  #isOpen = false;
+  #wake = () => {};
+
+  constructor(at = port, { origin = `http://127.0.0.1:${at}`, host = `127.0.0.1:${at}` } = {}) {
+    this.socket = net.connect(Number(at), '127.0.0.1');
+    const lines = [
+      'GET /engine HTTP/1.1',
+      `Host: ${host}`,
+      'Upgrade: websocket',
+      'Connection: Upgrade',
+      'Sec-WebSocket-Version: 13',
+      'Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==',
+    ];
+    if (origin) lines.push(`Origin: ${origin}`);
+    this.socket.write(`${lines.join('\r\n')}\r\n\r\n`);
+    this.socket.on('data', (bytes) => this.#take(bytes));
+    this.socket.on('error', () => {});
+    this.closed = new Promise((resolve) => {
+      this.socket.on('close', () => resolve(this.code));
+    });
+  }
+
+  #take(bytes) {
+    this.#data = Buffer.concat([this.#data, bytes]);
+    if (!this.#isOpen) {
+      const end = this.#data.indexOf('\r\n\r\n');
+      if (end < 0) return;
+      const head = this.#data.subarray(0, end).toString();
+      this.#data = this.#data.subarray(end + 4);
+      if (!head.startsWith('HTTP/1.1 101')) {
+        this.code = head.split('\r\n')[0];
+        return;
+      }
+      // RFC 6455, section 4.2.2, worked out with openssl for this key.
+      assert.match(head, /Sec-WebSocket-Accept: ICX\+Yqv66kxgM0FcWaLWlFLwTAI=/);
+      this.#isOpen = true;
+    }
+    while (this.#data.length >= 2) {
+      let length = this.#data[1];
+      const at = length === 126 ? 4 : 2;
+      if (length === 126) length = this.#data.readUInt16BE(2);
+      if (this.#data.length < at + length) return;
+      const payload = this.#data.subarray(at, at + length);
+      const opcode = this.#data[0] & 15;
+      this.#data = this.#data.subarray(at + length);
+      if (opcode === 1) this.received.push(JSON.parse(payload));
+      if (opcode === 8) this.code = payload.readUInt16BE(0);
+      if (opcode === 10) this.pong = payload.toString();
+      this.#wake();
+    }
+  }
+
+  /** Sends a frame; `first` is its first byte. */
+  frame(first, text, { isMasked = true } = {}) {
+    const payload = Buffer.from(text);
+    const mask = isMasked ? [1, 2, 3, 4] : [];
+    const bit = isMasked ? 0x80 : 0;
+    const { length } = payload;
+    const size = length < 126 ? [bit | length] : [bit | 126, length >> 8, length & 255];
+    const content = isMasked ? payload.map((byte, index) => byte ^ mask[index & 3]) : payload;
+    this.socket.write(Buffer.concat([Buffer.from([first, ...size, ...mask]), content]));
+  }
+
+  send(message) {
+    this.frame(0x81, JSON.stringify(message));
+  }
+
+  search(id, limits = { kind: 'infinite' }) {
+    this.send({ type: 'search', id, fen: startFen, moves: [], limits });
+  }
+
+  /** The first message for which a condition holds, also one that has come before. */
+  async until(condition, what) {
+    for (;;) {
+      const found = this.received.find(condition);
+      if (found) return found;
+      await Promise.race([
+        new Promise((resolve) => (this.#wake = resolve)),
+        this.closed.then(() => assert.fail(`closed (${this.code}) before ${what}`)),
+      ]);
+    }
+  }
+
+  engine(state) {
+    return this.until((message) => message.state === state, `engine ${state}`);
+  }
+
+  best(id) {
+    return this.until((message) => message.type === 'best' && message.id === id, `best ${id}`);
+  }
+
+  async end() {
+    this.socket.destroy();
+    await this.closed;
+  }
+}
+
+async function until(condition, what) {
+  for (let i = 0; i < 100; i++) {
+    if (condition()) return;
+    await new Promise((resolve) => setTimeout(resolve, 50));
+  }
+  assert.fail(`waited in vain for ${what}`);
+}
+
+test('the page comes with a policy that lets it talk to this server only', async () => {
+  const { status, headers, text } = await ask('/');
+  assert.equal(status, 200);
+  assert.match(headers['content-type'], /^text\/html/);
+  const policy = headers['content-security-policy'];
+  assert.match(policy, /default-src 'none'; script-src 'self'; style-src 'self'/);
+  const sources = policy.match(/\b(?:https?|wss?):[^ ;]*/g);
+  assert.deepEqual(sources, [`ws://127.0.0.1:${port}`, `ws://localhost:${port}`]);
+  assert.doesNotMatch(text, /(src|href)="(https?:)?\/\//);
+  assert.equal(headers['x-frame-options'], 'DENY');
+});
+
+test('it can be reached by its own names only', async () => {
+  assert.equal((await ask('/', { headers: { host: `localhost:${port}` } })).status, 200);
+  for (const host of ['evil.example', `evil.example:${port}`, '127.0.0.1', '127.0.0.1:1']) {
+    assert.equal((await ask('/', { headers: { host } })).status, 421, host);
+  }
+});
+
+test('only the files of the page are given out', async () => {
+  for (const name of ['/page/web/page.mjs', '/node_modules/chess.js/dist/esm/chess.js?x=1']) {
+    assert.equal((await ask(name)).status, 200, name);
+  }
+  for (const name of [
+    '/../package.json',
+    '/page/web/../server.mjs',
+    '/page/web/%2e%2e/server.mjs',
+    '/page/web/..%2fserver.mjs',
+    '/page/server.mjs',
+    '/page/web/',
+    '/package.json',
+    '//etc/passwd',
+    '/node_modules/playwright-core/package.json',
+    '/constructor',
+    '/page/web/page.mjs%00',
+  ]) {
+    assert.equal((await ask(name)).status, 404, name);
+  }
+});
+
+test('nothing is taken by POST, however long', async () => {
+  const { status, headers } = await ask('/', { method: 'POST', body: 'x'.repeat(1000) });
+  assert.equal(status, 405);
+  assert.equal(headers.connection, 'close');
+  assert.equal((await ask('/', { method: 'HEAD' })).text, '');
+});
+
+test('a foreign page gets no engine', async () => {
+  for (const settings of [
+    { origin: 'http://evil.example' },
+    { origin: null },
+    { origin: 'null' },
+    { origin: `https://127.0.0.1:${port}` },
+    { origin: `http://127.0.0.1:${port}.evil.example` },
+  ]) {
+    assert.match(await new Client(port, settings).closed, / 403 /, JSON.stringify(settings));
+  }
+  assert.match(await new Client(port, { host: 'evil.example' }).closed, / 421 /);
+  assert.equal(board.sessions.size, 0);
+});
+
+test('a search is answered, in fragments and with pings between them too', async () => {
+  const client = new Client();
+  await client.engine('ready');
+  const text = JSON.stringify({
+    type: 'search',
+    id: 5,
+    fen: startFen,
+    moves: [],
+    limits: { kind: 'depth', depth: 1 },
+  });
+  client.frame(0x01, text.slice(0, 10));
+  client.frame(0x89, 'hello');
+  client.frame(0x80, text.slice(10));
+  assert.equal((await client.best(5)).move, 'e2e4');
+  assert.equal(client.pong, 'hello');
+  // Time for an answer too many.
+  await new Promise((resolve) => setTimeout(resolve, 100));
+  const answers = client.received.filter(({ type }) => type === 'best').map(({ id }) => id);
+  assert.deepEqual(answers, [5]);
+  await client.end();
+});
+
+test('nonsense is answered with an error and never reaches the engine', async () => {
+  const client = new Client();
+  await client.engine('ready');
+  for (const text of [
+    'nonsense',
+    '{}',
+    'null',
+    '[]',
+    '7',
+    '{"type":"quit"}',
+    JSON.stringify({
+      type: 'search',
+      id: 1,
+      fen: `${startFen}\nquit`,
+      moves: [],
+      limits: { kind: 'infinite' },
+    }),
+  ]) {
+    const before = client.received.length;
+    client.frame(0x81, text);
+    await client.until((message) => client.received.indexOf(message) >= before, text);
+    assert.equal(client.received.at(-1).type, 'error', text);
+  }
+  client.search(2);
+  await client.best(2);
+  assert.doesNotMatch(quick.log(), /nonsense/);
+  assert.equal(
+    quick
+      .log()
+      .match(/^position .*$/gm)
+      .filter((line) => line.includes('quit')).length,
+    0,
+  );
+  await client.end();
+});
+
+test('frames against the rules end the connection with the fitting code', async () => {
+  for (const [code, act] of [
+    [1009, (client) => client.frame(0x81, 'x'.repeat(20000))],
+    [1009, (client) => [0x01, 0x00].forEach((first) => client.frame(first, 'x'.repeat(10000)))],
+    [1002, (client) => client.frame(0x81, '{}', { isMasked: false })],
+    [1002, (client) => client.frame(0xc1, '{}')],
+    [1002, (client) => client.frame(0x80, '{}')],
+    [1002, (client) => client.frame(0x83, '{}')],
+    [1002, (client) => client.frame(0x89, 'x'.repeat(126))],
+    [1003, (client) => client.frame(0x82, '{}')],
+    [1007, (client) => client.frame(0x81, Buffer.from([0xff, 0xfe]))],
+    [1000, (client) => client.frame(0x88, Buffer.from([3, 232]))],
+  ]) {
+    const client = new Client();
+    await client.engine('ready');
+    act(client);
+    client.socket.end();
+    assert.equal(await client.closed, code);
+  }
+  await until(() => board.sessions.size === 0, 'the end of all sessions');
+});
+
+test('there is a limit of tabs, and room again when one is closed', async () => {
+  const small = await start({ mostSessions: 2 });
+  const at = new URL(small.url).port;
+  const clients = [new Client(at), new Client(at)];
+  for (const client of clients) await client.engine('ready');
+  const third = new Client(at);
+  assert.equal(await third.closed, 1013);
+  assert.match(third.received[0].text, /2 tabs have an engine already/);
+  await clients[0].end();
+  await until(() => small.sessions.size === 1, 'room');
+  const fourth = new Client(at);
+  await fourth.engine('ready');
+  await fourth.end();
+  await clients[1].end();
+});
+
+test('a newer search replaces the one before, and a cancelled one gives no answer', async () => {
+  const stops =
+    "if (line !== 'go infinite') say('bestmove d2d4'); } " +
+    "if (line === 'stop') { say('bestmove d2d4');";
+  const patient = fakeEngine('patient', stops);
+  const at = new URL((await start({ file: patient.file })).url).port;
+  const client = new Client(at);
+  await client.engine('ready');
+  client.search(1);
+  client.search(2);
+  await until(() => /^go/m.test(patient.log()), 'a search');
+  client.send({ type: 'cancel' });
+  client.search(3);
+  client.send({ type: 'stop' });
+  assert.equal((await client.best(3)).move, 'd2d4');
+  assert.deepEqual(
+    client.received.filter(({ type }) => type === 'best').map(({ id }) => id),
+    [3],
+  );
+  await client.end();
+});
+
+test('an engine that keeps ending is given up, and tried again when asked', async () => {
+  const weak = fakeEngine('weak', 'process.exit(3)');
+  const at = new URL((await start({ file: weak.file })).url).port;
+  const client = new Client(at);
+  await client.engine('ready');
+  client.search(1);
+  assert.match((await client.engine('failed')).text, /Fake has ended with status 3/);
+  assert.equal(weak.starts(), 4);
+  client.send({ type: 'restart' });
+  await until(() => weak.starts() > 4, 'another try');
+  await client.end();
+});
+
+test('an engine that does not stop is replaced', async () => {
+  const deaf = fakeEngine('deaf', '');
+  const at = new URL((await start({ file: deaf.file, stopPatience: 200 })).url).port;
+  const client = new Client(at);
+  await client.engine('ready');
+  client.search(1);
+  await until(() => /^go/m.test(deaf.log()), 'a search');
+  client.send({ type: 'cancel' });
+  await client.engine('restarted');
+  assert.equal(deaf.starts(), 2);
+  await client.end();
+});
+
+function run(...args) {
+  return new Promise((resolve) => {
+    execFile(tool, args, { timeout: 20000 }, (error, out, err) => {
+      resolve({ status: error ? error.code : 0, out, err });
+    });
+  });
+}
+
+test('--help prints the usage', async () => {
+  const { status, out } = await run('--help');
+  assert.equal(status, 0);
+  for (const option of ['--engine', '--port', '--hash', '--threads', '--open'])
+    assert.ok(out.includes(option));
+});
+
+test('wrong usage and what cannot be done get one line and a status', async () => {
+  const taken = ['--engine', quick.file, '--port', port];
+  for (const [args, status, message] of [
+    [['--nonsense'], 2, /--nonsense/],
+    [['--port', '70000'], 2, /--port takes a whole number from 0 to 65535, not "70000"/],
+    [['--hash', '0'], 2, /--hash/],
+    [['--threads', 'two'], 2, /--threads/],
+    [['--engine', '/no/such/engine'], 1, /\/no\/such\/engine/],
+    [['--engine', '/bin/true'], 1, /has ended with status 0/],
+    [taken, 1, new RegExp(`port ${port} is taken`)],
+  ]) {
+    const result = await run(...args);
+    assert.equal(result.status, status, args.join(' '));
+    assert.equal(result.out, '');
+    assert.match(result.err, message);
+    assert.match(result.err, /^board: [^\n]*\n$/);
+  }
+});
+
+test('--open calls the browser, and says where to go when there is none', async () => {
+  const bin = path.join(folder, 'bin');
+  const opened = path.join(folder, 'opened');
+  fs.mkdirSync(bin);
+  fs.symlinkSync(process.execPath, path.join(bin, 'node'));
+  const openAt = async (condition) => {
+    const child = spawn(tool, ['--engine', quick.file, '--port', '0', '--open'], {
+      stdio: ['ignore', 'pipe', 'pipe'],
+      env: { ...process.env, PATH: bin },
+    });
+    let out = '';
+    let err = '';
+    child.stdout.on('data', (data) => (out += data));
+    child.stderr.on('data', (data) => (err += data));
+    await until(() => out && condition(err), 'a browser');
+    child.kill();
+    await new Promise((resolve) => child.once('exit', resolve));
+    return { address: out.match(/http:\S+/)[0], err };
+  };
+  const none = await openAt((err) => err);
+  assert.equal(none.err, `board: cannot open a browser; go to ${none.address}\n`);
+  fs.writeFileSync(path.join(bin, 'xdg-open'), `#!/bin/sh\necho "$1" > "${opened}"\n`, {
+    mode: 0o755,
+  });
+  const some = await openAt(
+    () => fs.existsSync(opened) && fs.readFileSync(opened, 'utf8').endsWith('\n'),
+  );
+  assert.equal(fs.readFileSync(opened, 'utf8').trim(), some.address);
+});
+
+test('without the libraries it says how to get them', async () => {
+  const bare = path.join(folder, 'tools');
+  for (const name of ['board', 'lib', 'page', 'package.json']) {
+    fs.cpSync(path.join(root, 'tools', name), path.join(bare, name), { recursive: true });
+  }
+  const err = await new Promise((resolve) => {
+    execFile(path.join(bare, 'board'), ['--engine', quick.file], (error, out, text) =>
+      resolve(text),
+    );
+  });
+  assert.match(
+    err,
+    /^board: tools\/node_modules\/chess\.js\S* is missing; run "npm ci" in tools\n$/,
+  );
+});
+
+for (const signal of ['SIGINT', 'SIGTERM']) {
+  test(`${signal} ends the server and its engines`, async () => {
+    const child = spawn(tool, ['--engine', engine, '--port', '0'], {
+      stdio: ['ignore', 'pipe', 'inherit'],
+    });
+    const line = await new Promise((resolve) =>
+      child.stdout.once('data', (data) => resolve(String(data))),
+    );
+    const at = line.match(/127\.0\.0\.1:(\d+)/)[1];
+    const client = new Client(at);
+    await client.engine('ready');
+    client.search(1);
+    await client.until(({ type }) => type === 'info', 'a line');
+    const pid = fs.readFileSync(`/proc/${child.pid}/task/${child.pid}/children`, 'utf8').trim();
+    assert.match(pid, /^\d+$/);
+    child.kill(signal);
+    assert.equal(await new Promise((resolve) => child.once('exit', resolve)), 0);
+    assert.equal(fs.existsSync(`/proc/${pid}`), false);
+    assert.equal(await client.closed, 1001);
+  });
+}

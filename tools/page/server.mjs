@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+//
+// The board's web server: hands out a fixed set of files and gives each tab an engine behind a
+// WebSocket. It listens on the loopback address only, and answers nobody but its own page.
+
+import fs from 'node:fs';
+import http from 'node:http';
+import path from 'node:path';
+import { fileURLToPath } from 'node:url';
+import { Session } from './session.mjs';
+import { isHandshake, WebSocket } from './websocket.mjs';
+
+const tools = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
+/** Folders below tools/ whose files the page may load, by the same paths. */
+const folders = [
+  'page/web',
+  'node_modules/chess.js/dist/esm',
+  'node_modules/cm-chessboard/src',
+  'node_modules/cm-chessboard/assets',
+];
+const types = {
+  '.html': 'text/html; charset=utf-8',
+  '.css': 'text/css; charset=utf-8',
+  '.js': 'text/javascript; charset=utf-8',
+  '.mjs': 'text/javascript; charset=utf-8',
+  '.svg': 'image/svg+xml; charset=utf-8',
+};
+/** Bytes of the longest message of a page: a thousand moves and their position fit well. */
+const longestMessage = 16384;
+const address = '127.0.0.1';
+
+/** All files by their path in a URL; what isn't in it can't be asked for.
+ *  @throws when a folder is missing */
+function listFiles() {
+  const files = new Map();
+  const visit = (folder) => {
+    for (const entry of fs.readdirSync(path.join(tools, folder), { withFileTypes: true })) {
+      const name = `${folder}/${entry.name}`;
+      if (entry.isDirectory()) visit(name);
+      else if (types[path.extname(name)]) files.set(`/${name}`, path.join(tools, name));
+    }
+  };
+  for (const folder of folders) {
+    if (!fs.existsSync(path.join(tools, folder))) {
+      throw new Error(`tools/${folder} is missing; run "npm ci" in tools`);
+    }
+    visit(folder);
+  }
+  files.set('/', files.get('/page/web/index.html'));
+  return files;
+}
+
+function headersOf(hosts) {
+  const sockets = [...hosts].map((host) => `ws://${host}`).join(' ');
+  return {
+    // cm-chessboard sets style attributes (a dragged piece's place, the size of coordinates).
+    'Content-Security-Policy':
+      "default-src 'none'; script-src 'self'; style-src 'self'; style-src-attr 'unsafe-inline'; " +
+      `img-src 'self'; connect-src 'self' ${sockets}; base-uri 'none'; form-action 'none'; ` +
+      "frame-ancestors 'none'",
+    'X-Content-Type-Options': 'nosniff',
+    'X-Frame-Options': 'DENY',
+    'Referrer-Policy': 'no-referrer',
+    'Cross-Origin-Opener-Policy': 'same-origin',
+    'Cross-Origin-Resource-Policy': 'same-origin',
+    'Cache-Control': 'no-cache',
+  };
+}
+
+/** Starts the server.
+ *  @param {object} settings
+ *  @param {string} settings.file the engine
+ *  @param {number} settings.hash megabytes of each engine
+ *  @param {number} settings.threads of each engine
+ *  @param {number} settings.port 0 for any that is free
+ *  @param {number} [settings.mostSessions] tabs that can have an engine at a time
+ *  @param {number} [settings.stopPatience] milliseconds, after which an engine that doesn't stop is
+ *      replaced
+ *  @returns {Promise<{url: string, sessions: Set<Session>, close: () => Promise<void>}>} close()
+ *      ends all engines
+ *  @throws when the port is taken or a file of the page is missing */
+export async function startBoard({
+  file,
+  hash,
+  threads,
+  port,
+  mostSessions = 8,
+  stopPatience = 5000,
+}) {
+  const files = listFiles();
+  const sessions = new Set();
+  const connections = new Set();
+  let hosts;
+  let headers;
+
+  // A page under another name that leads to this address (DNS rebinding) is a foreign page.
+  const isOwnHost = (request) => hosts.has(request.headers.host);
+  const isOwnOrigin = ({ headers: { origin } }) =>
+    origin?.startsWith('http://') && hosts.has(origin.slice(7));
+
+  function answer(response, status, text, more = {}) {
+    const type = { 'Content-Type': 'text/plain; charset=utf-8' };
+    response.writeHead(status, { ...headers, ...type, ...more }).end(`${text}\n`);
+  }
+
+  const server = http.createServer({ maxHeaderSize: 8192 }, (request, response) => {
+    if (!isOwnHost(request)) return answer(response, 421, 'not the name of this server');
+    if (request.method !== 'GET' && request.method !== 'HEAD') {
+      // What comes behind the head is not read.
+      return answer(response, 405, 'GET only', { Allow: 'GET, HEAD', Connection: 'close' });
+    }
+    const name = files.get(request.url.split('?')[0]);
+    if (!name) return answer(response, 404, 'no such file');
+    fs.readFile(name, (error, content) => {
+      if (error) return answer(response, 500, 'cannot read the file');
+      response.writeHead(200, {
+        ...headers,
+        'Content-Type': types[path.extname(name)],
+        'Content-Length': content.length,
+      });
+      return response.end(request.method === 'HEAD' ? undefined : content);
+    });
+    return undefined;
+  });
+
+  server.on('upgrade', (request, socket, head) => {
+    socket.on('error', () => {});
+    const refuse = (status) => socket.end(`HTTP/1.1 ${status}\r\nConnection: close\r\n\r\n`);
+    if (!isOwnHost(request)) return refuse('421 Misdirected Request');
+    if (!isOwnOrigin(request)) return refuse('403 Forbidden');
+    if (request.url !== '/engine') return refuse('404 Not Found');
+    if (!isHandshake(request)) return refuse('400 Bad Request');
+    const connection = new WebSocket(request, socket, head, { longest: longestMessage });
+    connections.add(connection);
+    connection.onClose = () => connections.delete(connection);
+    return open(connection);
+  });
+
+  function open(connection) {
+    const send = (message) => connection.send(JSON.stringify(message));
+    if (sessions.size >= mostSessions) {
+      send({
+        type: 'refused',
+        text: `${mostSessions} tabs have an engine already; close one and try again`,
+      });
+      connection.close(1013, 'too many tabs');
+      return;
+    }
+    const session = new Session({ file, hash, threads, stopPatience }, send);
+    sessions.add(session);
+    connection.onMessage = (text) => {
+      try {
+        session.take(JSON.parse(text));
+      } catch (error) {
+        send({ type: 'error', text: error.message });
+      }
+    };
+    connection.onClose = async () => {
+      connections.delete(connection);
+      await session.end();
+      sessions.delete(session);
+    };
+  }
+
+  await new Promise((resolve, reject) => {
+    server.once('error', reject);
+    server.listen({ host: address, port }, resolve);
+  });
+  const actual = server.address().port;
+  hosts = new Set([`${address}:${actual}`, `localhost:${actual}`]);
+  headers = headersOf(hosts);
+
+  async function close() {
+    server.close();
+    server.closeIdleConnections();
+    for (const connection of connections) connection.close(1001, 'the server ends');
+    await Promise.all([...sessions].map((session) => session.end()));
+    server.closeAllConnections();
+  }
+  return { url: `http://${address}:${actual}/`, sessions, close };
+}

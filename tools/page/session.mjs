@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+//
+// The engine behind one tab: a console process of its own, which does the search that the page has
+// asked for last. When the process ends by itself, another one takes its place and goes on with
+// that search.
+
+import { UciEngine } from '../lib/uci.mjs';
+
+/** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
+const mostRestarts = 3;
+const restartWindow = 10000;
+/** Scores beyond this are mates; Quillon prints them as centipawns too, a line before. */
+const leastMateScore = 31000;
+
+/** The score of an "info" line as people count it, or null for a line that adds nothing.
+ *  Quillon counts the moves to its own mate one too high.
+ *  @param {{kind: 'cp' | 'mate', value: number}} score
+ *  @param {string} name what the engine calls itself */
+export function scoreForPeople({ kind, value, bound }, name) {
+  if (kind === 'cp') return Math.abs(value) > leastMateScore ? null : { kind, value, bound };
+  const isOneTooHigh = value < -1 && /^quillon\b/i.test(name);
+  return { kind, value: isOneTooHigh ? value + 1 : value, bound };
+}
+
+const isWhole = (value, least, most) =>
+  Number.isSafeInteger(value) && value >= least && value <= most;
+const longestTime = 1e9;
+
+/** Takes a search request apart, as it comes from a page.
+ *  @returns {{id: number, position: string, turn: 'w' | 'b', limits: object}}
+ *  @throws when there is anything in it that an engine may not be told */
+export function readRequest({ id, fen, moves, limits }) {
+  if (!isWhole(id, 0, Number.MAX_SAFE_INTEGER)) throw new Error('a search has a number');
+  // The engine reads lines, so what goes into one is checked to the letter.
+  const isFen = typeof fen === 'string' && fen.length <= 100;
+  if (!isFen || !/^[1-8/pnbrqkPNBRQK]+ [wb] (-|[KQkq]+) (-|[a-h][36]) \d{1,4} \d{1,4}$/.test(fen)) {
+    throw new Error('not a position');
+  }
+  const isMove = (move) => typeof move === 'string' && /^([a-h][1-8]){2}[qrbn]?$/.test(move);
+  if (!Array.isArray(moves) || moves.length > 1000 || !moves.every(isMove)) {
+    throw new Error('not a list of moves');
+  }
+  const position = `fen ${fen}${moves.length ? ` moves ${moves.join(' ')}` : ''}`;
+  const first = fen.split(' ')[1];
+  const turn = moves.length % 2 === 0 ? first : first === 'w' ? 'b' : 'w';
+  const { kind, ...numbers } = limits ?? {};
+  const names = {
+    infinite: [],
+    depth: ['depth'],
+    movetime: ['movetime'],
+    clock: ['wtime', 'btime', 'winc', 'binc'],
+  };
+  if (!Object.hasOwn(names, kind)) throw new Error('not a limit');
+  for (const name of names[kind]) {
+    const most = name === 'depth' ? 127 : longestTime;
+    if (!isWhole(numbers[name], kind === 'clock' ? 0 : 1, most))
+      throw new Error(`${name} is wrong`);
+  }
+  return { id, position, turn, limits: { kind, ...numbers } };
+}
+
+/** What stands behind "go".
+ *  @param {object} limits as in a request
+ *  @param {'w' | 'b'} turn
+ *  @param {number} elapsed milliseconds that the search has taken in an engine that has ended */
+export function goOf(limits, turn, elapsed) {
+  switch (limits.kind) {
+    case 'depth':
+      return `depth ${limits.depth}`;
+    case 'movetime':
+      return `movetime ${Math.max(10, limits.movetime - elapsed)}`;
+    case 'clock': {
+      const left = (side, time) => Math.max(1, side === turn ? time - elapsed : time);
+      const times = `wtime ${left('w', limits.wtime)} btime ${left('b', limits.btime)}`;
+      return `${times} winc ${limits.winc} binc ${limits.binc}`;
+    }
+    default:
+      return 'infinite';
+  }
+}
+
+/** The engine of a tab. Tells what happens by messages:
+ *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text }
+ *    { type: 'info', id, depth, seldepth, nodes, time, hashfull, score, pv }
+ *    { type: 'best', id, move, ponder } */
+export class Session {
+  #settings;
+  #send;
+  #engine = null;
+  #request = null;
+  #isNewGame = false;
+  #isClosed = false;
+  #ends = [];
+  #patience = null;
+  #wake = () => {};
+
+  /** @param {object} settings
+   *  @param {string} settings.file
+   *  @param {number} settings.hash megabytes
+   *  @param {number} settings.threads
+   *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
+   *  @param {(message: object) => void} send */
+  constructor(settings, send) {
+    this.#settings = settings;
+    this.#send = send;
+    this.running = this.#run();
+  }
+
+  /** Takes a message of the page.
+   *  @throws when it makes no sense; nothing changes then */
+  take(message) {
+    switch (message?.type) {
+      case 'search':
+        this.#request = readRequest(message);
+        this.#interrupt();
+        break;
+      case 'stop': // and answer
+        if (this.#request) this.#request.isStopped = true;
+        this.#interrupt();
+        break;
+      case 'cancel': // and don't
+        this.#request = null;
+        this.#interrupt();
+        break;
+      case 'newgame':
+        this.#isNewGame = true;
+        break;
+      case 'restart':
+        this.#ends = [];
+        break;
+      default:
+        throw new Error('unknown message');
+    }
+    this.#wake();
+  }
+
+  /** Ends the engine and settles when it has ended. */
+  async end() {
+    this.#isClosed = true;
+    this.#wake();
+    await this.#engine?.quit(1000);
+    await this.running;
+  }
+
+  #interrupt() {
+    const engine = this.#engine;
+    if (!engine?.isSearching) return;
+    engine.stop();
+    // An engine that hangs is replaced.
+    this.#patience ??= setTimeout(() => engine.kill(), this.#settings.stopPatience);
+  }
+
+  async #start() {
+    const { file, hash, threads } = this.#settings;
+    const engine = await UciEngine.start(file);
+    if (engine.options.has('Hash')) engine.setOption('Hash', hash);
+    if (engine.options.has('Threads')) engine.setOption('Threads', threads);
+    await engine.isReady();
+    return engine;
+  }
+
+  async #run() {
+    let state = 'ready';
+    while (!this.#isClosed) {
+      try {
+        this.#engine = await this.#start();
+        const { name } = this.#engine;
+        this.#send({ type: 'engine', state, name, text: '' });
+        await this.#serve(this.#engine);
+      } catch (error) {
+        if (this.#isClosed) break;
+        this.#engine?.kill();
+        await this.#mourn(error);
+        state = 'restarted';
+      }
+    }
+    await this.#engine?.quit(1000);
+  }
+
+  /** Tells that the engine has ended, and waits if it has done so too often. */
+  async #mourn(error) {
+    const now = Date.now();
+    this.#ends = [...this.#ends.filter((end) => now - end < restartWindow), now];
+    const isFailed = this.#ends.length > mostRestarts;
+    const state = isFailed ? 'failed' : 'restarting';
+    this.#send({ type: 'engine', state, name: '', text: error.message });
+    while (this.#ends.length > mostRestarts && !this.#isClosed) await this.#woken();
+  }
+
+  #woken() {
+    return new Promise((resolve) => {
+      this.#wake = resolve;
+    });
+  }
+
+  /** Does searches until the tab or the engine is gone.
+   *  @throws when the engine has ended */
+  async #serve(engine) {
+    while (!this.#isClosed) {
+      if (this.#request) {
+        if (this.#isNewGame) {
+          this.#isNewGame = false;
+          await engine.newGame();
+        }
+        if (this.#request) await this.#search(engine, this.#request);
+      } else {
+        await Promise.race([this.#woken(), engine.ended]);
+        // Throws when the process is gone.
+        if (!this.#isClosed) await engine.isReady();
+      }
+    }
+  }
+
+  async #search(engine, request) {
+    const { id, position, turn, limits } = request;
+    request.begin ??= Date.now();
+    const go = request.isStopped ? 'movetime 10' : goOf(limits, turn, Date.now() - request.begin);
+    try {
+      const result = await engine.search(position, go, (info) => {
+        if (request !== this.#request || !info.score || !info.pv?.length) return;
+        const score = scoreForPeople(info.score, engine.name);
+        if (score) this.#send({ type: 'info', id, ...info, score });
+      });
+      if (request !== this.#request) return;
+      this.#request = null;
+      this.#send({ type: 'best', id, move: result.best, ponder: result.ponder });
+    } finally {
+      clearTimeout(this.#patience);
+      this.#patience = null;
+    }
+  }
+}

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+//
+// A chess clock with base and increment. Times are in milliseconds.
+
+/** A clock that stands still until start(). `now` gives the time, for the tests. */
+export class Clock {
+  #now;
+  #since = 0;
+
+  constructor({ base, increment }, now = () => performance.now()) {
+    this.base = base;
+    this.increment = increment;
+    this.#now = now;
+    this.times = { w: base, b: base };
+    /** Whose time runs, or null. */
+    this.side = null;
+  }
+
+  /** What a side has left; below 0 when its time is over. */
+  left(side) {
+    return this.times[side] - (side === this.side ? this.#now() - this.#since : 0);
+  }
+
+  start(side) {
+    this.stop();
+    this.side = side;
+    this.#since = this.#now();
+  }
+
+  stop() {
+    if (this.side) this.times[this.side] = this.left(this.side);
+    this.side = null;
+  }
+
+  /** A side has moved: its time stops and grows by the increment.
+   *  @returns {{w: number, b: number}} what both have now */
+  moved(side) {
+    this.stop();
+    this.times[side] += this.increment;
+    return { ...this.times };
+  }
+
+  set(times) {
+    this.side = null;
+    this.times = { ...times };
+  }
+
+  get record() {
+    const { base, increment } = this;
+    return { base, increment, w: this.left('w'), b: this.left('b') };
+  }
+
+  static fromRecord({ base, increment, w, b }) {
+    const clock = new Clock({ base, increment });
+    clock.set({ w, b });
+    return clock;
+  }
+}
+
+/** "1:02:03", "5:00"; "0:09.3" below twenty seconds. */
+export function timeText(milliseconds) {
+  const tenths = Math.max(0, Math.ceil(milliseconds / 100));
+  const pad = (number) => String(number).padStart(2, '0');
+  if (tenths < 200) return `0:${pad(Math.floor(tenths / 10))}.${tenths % 10}`;
+  const seconds = Math.ceil(tenths / 10);
+  const hours = Math.floor(seconds / 3600);
+  const minutes = Math.floor(seconds / 60) % 60;
+  return `${hours ? `${hours}:${pad(minutes)}` : minutes}:${pad(seconds % 60)}`;
+}

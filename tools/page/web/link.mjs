@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+//
+// The page's end of the wire to its engine. It comes back by itself when the server was away.
+
+const waits = [300, 1000, 2000, 4000];
+
+/** A wire whose ends are `handlers`:
+ *    onMessage(message)   what the server says
+ *    onOpen(), onLost()   the wire is there, is gone and will come back
+ *    onRefused(text)      there is no engine for this tab; open() tries again */
+export class Link {
+  #socket = null;
+  #tries = 0;
+  #handlers;
+
+  constructor(handlers) {
+    this.#handlers = handlers;
+  }
+
+  open() {
+    const { host } = window.location;
+    const socket = new WebSocket(`ws://${host}/engine`);
+    this.#socket = socket;
+    let isRefused = false;
+    socket.addEventListener('open', () => {
+      this.#tries = 0;
+      this.#handlers.onOpen();
+    });
+    socket.addEventListener('message', ({ data }) => {
+      const message = JSON.parse(data);
+      if (message.type === 'refused') {
+        isRefused = true;
+        this.#handlers.onRefused(message.text);
+      } else {
+        this.#handlers.onMessage(message);
+      }
+    });
+    socket.addEventListener('close', () => {
+      if (socket !== this.#socket) return;
+      this.#socket = null;
+      if (isRefused) return;
+      this.#handlers.onLost();
+      const wait = waits[Math.min(this.#tries++, waits.length - 1)];
+      setTimeout(() => this.#socket ?? this.open(), wait);
+    });
+  }
+
+  get isOpen() {
+    return this.#socket?.readyState === WebSocket.OPEN;
+  }
+
+  send(message) {
+    if (this.isOpen) this.#socket.send(JSON.stringify(message));
+  }
+}

@@ -15,7 +15,8 @@ import {
   totalsOf,
   totalsText,
 } from '../../tools/lib/suite.mjs';
-import { isClear, isRecapture, worth } from '../../tools/lib/suite-maker.mjs';
+import { readGames } from '../../tools/lib/chess.mjs';
+import { findRecord, isClear, isRecapture, worth } from '../../tools/lib/suite-maker.mjs';
 import { Chess, fake, file, linesOf, root, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
@@ -248,6 +249,52 @@ test('to take back what was just taken is no tactical shot', () => {
   assert.ok(!isRecapture(moves[2], 'g8f6'));
   assert.ok(!isRecapture(moves[1], 'e4d5'));
   assert.ok(!isRecapture(undefined, 'e2e4'));
+});
+
+/** A judge that prefers 1. e4 by two pawns at all depths but those named, and what it was told. */
+function judgeOf(otherDepths) {
+  const told = [];
+  let lines = 2;
+  return {
+    told,
+    newGame: () => Promise.resolve(),
+    setOption: (name, value) => (lines = value),
+    search(position, limits, onInfo) {
+      const depth = Number(limits.match(/depth (\d+)/)[1]);
+      told.push(`${limits} lines ${lines}`);
+      const moves = otherDepths.includes(depth) ? ['d2d4', 'e2e4'] : ['e2e4', 'd2d4'];
+      for (let i = 0; i < lines; i++) {
+        const score = { kind: 'cp', value: i ? 0 : 200 };
+        onInfo({ depth, multipv: i + 1, score, pv: [moves[i]] });
+      }
+      return Promise.resolve({ best: moves[0], info: {} });
+    },
+  };
+}
+
+test('a record is one whose move stays best at each depth up to the last', async () => {
+  const [game] = readGames('1. c4 *');
+  const wanted = { kind: 'tactics', gap: 150, mates: [2, 8], quick: 8, depth: 24, hard: 0 };
+  const all = { ...wanted, nodes: 99, isNew: () => true, hasRoom: () => true };
+  const judge = judgeOf([]);
+  const record = await findRecord(judge, game, all);
+  assert.deepEqual(
+    [record.san, record.ply, record.score, record.depth],
+    ['e4', 0, { cp: 200 }, 24],
+  );
+  const depths = [12, 16, 24].map((depth) => `depth ${depth} nodes 99 lines 2`);
+  assert.deepEqual(judge.told, ['depth 8 lines 2', ...depths]);
+  for (const depth of [12, 16, 24]) {
+    assert.equal(await findRecord(judgeOf([depth]), game, all), null, String(depth));
+  }
+  // What is found at once is no test; a judge that changes its mind after depth 4 is wanted.
+  assert.equal(await findRecord(judgeOf([]), game, { ...all, hard: 4 }), null);
+  assert.equal((await findRecord(judgeOf([4]), game, { ...all, hard: 4 })).san, 'e4');
+
+  const alone = judgeOf([]);
+  assert.equal((await findRecord(alone, game, { ...all, isAlone: true })).depth, 24);
+  assert.equal(alone.told.at(-1), 'depth 24 nodes 99 lines 1');
+  assert.equal(await findRecord(judgeOf([24]), game, { ...all, isAlone: true }), null);
 });
 
 test('a suite is made of games, one record of each, and goes on where it ended', async () => {

@@ -275,15 +275,19 @@ function judgeOf(otherDepths) {
 test('a record is one whose move stays best at each depth up to the last', async () => {
   const [game] = readGames('1. c4 *');
   const wanted = { kind: 'tactics', gap: 150, mates: [2, 8], quick: 8, depth: 24, hard: 0 };
-  const all = { ...wanted, nodes: 99, isNew: () => true, hasRoom: () => true };
+  const all = { ...wanted, nodes: 1600, isNew: () => true, hasRoom: () => true };
   const judge = judgeOf([]);
   const record = await findRecord(judge, game, all);
   assert.deepEqual(
     [record.san, record.ply, record.score, record.depth],
     ['e4', 0, { cp: 200 }, 24],
   );
-  const depths = [12, 16, 24].map((depth) => `depth ${depth} nodes 99 lines 2`);
-  assert.deepEqual(judge.told, ['depth 8 lines 2', ...depths]);
+  assert.deepEqual(judge.told, [
+    'depth 8 lines 2',
+    'depth 12 nodes 100 lines 2',
+    'depth 16 nodes 400 lines 2',
+    'depth 24 nodes 1600 lines 2',
+  ]);
   for (const depth of [12, 16, 24]) {
     assert.equal(await findRecord(judgeOf([depth]), game, all), null, String(depth));
   }
@@ -293,7 +297,7 @@ test('a record is one whose move stays best at each depth up to the last', async
 
   const alone = judgeOf([]);
   assert.equal((await findRecord(alone, game, { ...all, isAlone: true })).depth, 24);
-  assert.equal(alone.told.at(-1), 'depth 24 nodes 99 lines 1');
+  assert.equal(alone.told.at(-1), 'depth 24 nodes 1600 lines 1');
   assert.equal(await findRecord(judgeOf([24]), game, { ...all, isAlone: true }), null);
 });
 

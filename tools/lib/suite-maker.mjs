@@ -67,17 +67,17 @@ export function isRecapture(before, move) {
  *  @returns {Promise<?object[]>} the lines of the last look, null when the move doesn't stay */
 async function confirm(engine, fen, move, wanted) {
   const { quick, depth, nodes, isAlone } = wanted;
-  const steps = [1 / 4, 1 / 2, 1].map((part) => Math.round(quick + part * (depth - quick)));
+  const steps = [1 / 4, 1 / 2, 1];
   let lines = null;
-  for (const [i, step] of steps.entries()) {
-    const isLast = i === steps.length - 1;
-    if (isLast && isAlone) {
+  for (const part of steps) {
+    const step = Math.round(quick + part * (depth - quick));
+    if (part === 1 && isAlone) {
       const [, second] = lines;
       engine.setOption('MultiPV', 1);
       const best = await judge(engine, fen, step, nodes);
       engine.setOption('MultiPV', 2);
       lines = best.length ? [best[0], second] : [];
-    } else lines = await judge(engine, fen, step, nodes);
+    } else lines = await judge(engine, fen, step, Math.ceil(part * part * nodes));
     if (!isClear(lines, wanted) || lines[0].move !== move) return null;
   }
   return lines;
@@ -91,7 +91,7 @@ async function confirm(engine, fen, move, wanted) {
  *  @param {number} wanted.quick depth of the quick look
  *  @param {number} wanted.hard the judge mustn't prefer the move at this depth already; 0 takes
  *      easy ones too
- *  @param {number} wanted.nodes after which a look is given up
+ *  @param {number} wanted.nodes after which the last look is given up, those before it earlier
  *  @param {boolean} wanted.isAlone the last look is at the best move only; the second is known from
  *      half the way
  *  @param {(fen: string) => boolean} wanted.isNew whether a position may be taken

@@ -179,6 +179,21 @@ test('a broken engine ends the run, and what was found is counted', async () => 
   assert.equal(rubbish.err, 'suite: Fake 1.0 answers "e9e9", which is no legal move (back rank)\n');
 });
 
+test('an interrupted run counts what was found', async () => {
+  const epd = file('interrupted.epd', records);
+  const args = ['--engine', fake('waits', '2'), '--time', '60000', epd];
+  let isSent = false;
+  const { status, out, err } = await suite(args, {
+    each(text, child) {
+      if (isSent) return;
+      isSent = true;
+      process.kill(child.pid, 'SIGINT');
+    },
+  });
+  assert.deepEqual([status, err], [130, 'suite: interrupted\n']);
+  assert.match(out, /back rank[^]*^\d of 1 solved/m);
+});
+
 test('wrong use gets one line and status 2, missing things one line and status 1', async () => {
   const epd = file('good.epd', records);
   const games = file('g.pgn', '1. e4 *');

@@ -321,6 +321,22 @@ test('the engine is told of the game only where a move completes a repetition', 
 
 const onePosition = () => readWork('startpos', null, assert.fail)[0].positions[0];
 
+test('a search to a depth takes as long as it takes', async (context) => {
+  const delays = [];
+  const { setTimeout } = globalThis;
+  globalThis.setTimeout = (act, delay) => {
+    delays.push(delay);
+    return setTimeout(() => {}, 0);
+  };
+  context.after(() => (globalThis.setTimeout = setTimeout));
+  const engine = stub({ best: 'e2e4', ponder: null, info: {} });
+  await analysePosition(engine, onePosition(), { depth: 30 });
+  assert.deepEqual(delays, []);
+  assert.deepEqual(engine.asked, [[`fen ${startFen}`, 'depth 30']]);
+  await analysePosition(engine, onePosition(), { time: 7, patience: 5 });
+  assert.deepEqual(delays, [7, 12]);
+});
+
 test('a move without a line has itself and the expected answer as its line', async () => {
   const engine = stub({ best: 'e2e4', ponder: 'e7e5', info: {} });
   assert.deepEqual(await analysePosition(engine, onePosition(), { time: 10 }), {

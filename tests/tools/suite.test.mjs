@@ -15,7 +15,8 @@ import {
   totalsOf,
   totalsText,
 } from '../../tools/lib/suite.mjs';
-import { isClear, isRecapture, worth } from '../../tools/lib/suite-maker.mjs';
+import { readGames } from '../../tools/lib/chess.mjs';
+import { findRecord, isClear, isRecapture, worth } from '../../tools/lib/suite-maker.mjs';
 import { Chess, fake, file, linesOf, root, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
@@ -178,6 +179,21 @@ test('a broken engine ends the run, and what was found is counted', async () => 
   assert.equal(rubbish.err, 'suite: Fake 1.0 answers "e9e9", which is no legal move (back rank)\n');
 });
 
+test('an interrupted run counts what was found', async () => {
+  const epd = file('interrupted.epd', records);
+  const args = ['--engine', fake('waits', '2'), '--time', '60000', epd];
+  let isSent = false;
+  const { status, out, err } = await suite(args, {
+    each(text, child) {
+      if (isSent) return;
+      isSent = true;
+      process.kill(child.pid, 'SIGINT');
+    },
+  });
+  assert.deepEqual([status, err], [130, 'suite: interrupted\n']);
+  assert.match(out, /back rank[^]*^\d of 1 solved/m);
+});
+
 test('wrong use gets one line and status 2, missing things one line and status 1', async () => {
   const epd = file('good.epd', records);
   const games = file('g.pgn', '1. e4 *');
@@ -250,6 +266,56 @@ test('to take back what was just taken is no tactical shot', () => {
   assert.ok(!isRecapture(undefined, 'e2e4'));
 });
 
+/** A judge that prefers 1. e4 by two pawns at all depths but those named, and what it was told. */
+function judgeOf(otherDepths) {
+  const told = [];
+  let lines = 2;
+  return {
+    told,
+    newGame: () => Promise.resolve(),
+    setOption: (name, value) => (lines = value),
+    search(position, limits, onInfo) {
+      const depth = Number(limits.match(/depth (\d+)/)[1]);
+      told.push(`${limits} lines ${lines}`);
+      const moves = otherDepths.includes(depth) ? ['d2d4', 'e2e4'] : ['e2e4', 'd2d4'];
+      for (let i = 0; i < lines; i++) {
+        const score = { kind: 'cp', value: i ? 0 : 200 };
+        onInfo({ depth, multipv: i + 1, score, pv: [moves[i]] });
+      }
+      return Promise.resolve({ best: moves[0], info: {} });
+    },
+  };
+}
+
+test('a record is one whose move stays best at each depth up to the last', async () => {
+  const [game] = readGames('1. c4 *');
+  const wanted = { kind: 'tactics', gap: 150, mates: [2, 8], quick: 8, depth: 24, hard: 0 };
+  const all = { ...wanted, nodes: 1600, isNew: () => true, hasRoom: () => true };
+  const judge = judgeOf([]);
+  const record = await findRecord(judge, game, all);
+  assert.deepEqual(
+    [record.san, record.ply, record.score, record.depth],
+    ['e4', 0, { cp: 200 }, 24],
+  );
+  assert.deepEqual(judge.told, [
+    'depth 8 lines 2',
+    'depth 12 nodes 100 lines 2',
+    'depth 16 nodes 400 lines 2',
+    'depth 24 nodes 1600 lines 2',
+  ]);
+  for (const depth of [12, 16, 24]) {
+    assert.equal(await findRecord(judgeOf([depth]), game, all), null, String(depth));
+  }
+  // What is found at once is no test; a judge that changes its mind after depth 4 is wanted.
+  assert.equal(await findRecord(judgeOf([]), game, { ...all, hard: 4 }), null);
+  assert.equal((await findRecord(judgeOf([4]), game, { ...all, hard: 4 })).san, 'e4');
+
+  const alone = judgeOf([]);
+  assert.equal((await findRecord(alone, game, { ...all, isAlone: true })).depth, 24);
+  assert.equal(alone.told.at(-1), 'depth 24 nodes 1600 lines 1');
+  assert.equal(await findRecord(judgeOf([24]), game, { ...all, isAlone: true }), null);
+});
+
 test('a suite is made of games, one record of each, and goes on where it ended', async () => {
   const judge = '/usr/games/stockfish';
   assert.ok(fs.existsSync(judge), 'please install the package stockfish');
@@ -316,7 +382,7 @@ function matesInTwo(fen, san) {
 }
 
 for (const [name, least] of [
-  ['tactics', 50],
+  ['tactics', 20],
   ['mates', 40],
 ]) {
   test(`the suite of ${name} has different positions with one best move each`, () => {

@@ -204,12 +204,14 @@ export async function analysePosition(engine, position, { time, depth, patience 
       if (isEnough(info)) engine.stop();
     });
   }
-  const timer = setTimeout(() => engine.stop(), time ?? 60000);
+  // A depth is searched for as long as it takes; an only move isn't worth more than a minute.
+  const isTimed = time !== undefined || isForced;
+  const timer = isTimed && setTimeout(() => engine.stop(), time ?? 60000);
   const { best, info, ponder } = await withPatience(
     engine,
     search,
     depth ? Infinity : time + patience,
-  ).finally(() => clearTimeout(timer));
+  ).finally(() => timer && clearTimeout(timer));
 
   const move = playUci(new Chess(position.fen), best ?? '');
   if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);

@@ -62,6 +62,27 @@ export function isRecapture(before, move) {
   return Boolean(before?.isCapture()) && before.to === move.slice(2, 4);
 }
 
+/** Looks deeper and deeper whether a move stays the one clear move. What doesn't last is gone long
+ *  before the last depths, which take nearly all time.
+ *  @returns {Promise<?object[]>} the lines of the last look, null when the move doesn't stay */
+async function confirm(engine, fen, move, wanted) {
+  const { quick, depth, nodes, isAlone } = wanted;
+  const steps = [1 / 4, 1 / 2, 1];
+  let lines = null;
+  for (const part of steps) {
+    const step = Math.round(quick + part * (depth - quick));
+    if (part === 1 && isAlone) {
+      const [, second] = lines;
+      engine.setOption('MultiPV', 1);
+      const best = await judge(engine, fen, step, nodes);
+      engine.setOption('MultiPV', 2);
+      lines = best.length ? [best[0], second] : [];
+    } else lines = await judge(engine, fen, step, Math.ceil(part * part * nodes));
+    if (!isClear(lines, wanted) || lines[0].move !== move) return null;
+  }
+  return lines;
+}
+
 /** Looks for the first position of a game that makes a record.
  *  @param {import('./uci.mjs').UciEngine} engine
  *  @param {ReturnType<typeof import('./chess.mjs').readGames>[number]} game
@@ -70,7 +91,9 @@ export function isRecapture(before, move) {
  *  @param {number} wanted.quick depth of the quick look
  *  @param {number} wanted.hard the judge mustn't prefer the move at this depth already; 0 takes
  *      easy ones too
- *  @param {number} wanted.nodes after which the long look is given up
+ *  @param {number} wanted.nodes after which the last look is given up, those before it earlier
+ *  @param {boolean} wanted.isAlone the last look is at the best move only; the second is known from
+ *      half the way
  *  @param {(fen: string) => boolean} wanted.isNew whether a position may be taken
  *  @param {(mate: number) => boolean} wanted.hasRoom whether a mate of that length is still wanted
  *  @returns {Promise<?{fen: string, ply: number, move: string, san: string, score: object,
@@ -91,15 +114,9 @@ export async function findRecord(engine, game, wanted) {
       const [easy] = await judge(engine, fen, wanted.hard);
       if (easy?.move === first[0].move) continue;
     }
-    const isSame = (lines) =>
-      isClear(lines, wanted) && lines[0].move === first[0].move && room(lines);
     await engine.newGame();
-    // Most of what doesn't last is gone long before the last depths, which take nearly all time:
-    // each ply takes about half as much again, eight or nine of them thirty times.
-    const middle = Math.ceil((wanted.quick + wanted.depth) / 2);
-    if (!isSame(await judge(engine, fen, middle, Math.ceil(wanted.nodes / 20)))) continue;
-    const lines = await judge(engine, fen, wanted.depth, wanted.nodes);
-    if (!isSame(lines)) continue;
+    const lines = await confirm(engine, fen, first[0].move, wanted);
+    if (!lines || !room(lines)) continue;
     const { move, score, depth } = lines[0];
     const { san } = new Chess(fen).move(move);
     return { fen, ply, move, san, score, depth };

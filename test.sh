@@ -37,7 +37,8 @@ done
 need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
     /usr/games/stockfish=stockfish /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
-    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
+    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
+    dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
 for folder in tests/console tools; do
     (cd "$folder" && npm ci --silent --no-audit --no-fund)
 done

@@ -13,29 +13,24 @@ unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
 export SOURCE_DATE_EPOCH=1500000000
 
 umask 077 # which must make no difference
-quietly cmake --preset deb -B "$work/build"
-quietly cmake --build "$work/build" -j "$(nproc)" --target quillon_installed
-quietly cpack --config "$work/build/CPackConfig.cmake" -B "$work/packages"
-file=$(ls "$work"/packages/*.deb)
-same "one package" 1 "$(wc -l <<< "$file")"
-[[ $status -eq 0 ]] || finish
+make_deb
 
 version=$(sed -n 's/^project(quillon VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 field()
 {
-    dpkg-deb --field "$file" "$1"
+    dpkg-deb --field "$deb" "$1"
 }
 same "name" quillon "$(field Package)"
 check "version" holds "$(field Version)" "^$version-"
 same "the file's name" "quillon_$(field Version)_$(dpkg --print-architecture).deb" \
-    "$(basename "$file")"
+    "$(basename "$deb")"
 same "the changelog's version" "$(field Version)" \
     "$(sed -n '1s/^quillon (\(.*\)) .*/\1/p' packaging/debian/changelog)"
 check "depends on the libraries" holds "$(field Depends)" 'libc6 (>= .*libstdc++6 (>= '
 check "depends on the processor that it needs" holds "$(field Depends)" 'sse4.2-support'
 check "says which processor" holds "$(field Description | tr '\n' ' ')" 'x86-64-v2.*POPCNT'
 
-dpkg-deb --extract "$file" "$work/tree"
+dpkg-deb --extract "$deb" "$work/tree"
 documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' |
     sed 's#^#usr/share/doc/quillon/#')
 expected=$(sort << END
@@ -54,7 +49,7 @@ END
 )
 same "what is in it" "$expected" "$(cd "$work/tree" && find . -type f | sed 's#^\./##' | sort)"
 same "owners, and the date that was asked for" "root/root 2017-07-14" \
-    "$(TZ=UTC0 dpkg-deb --contents "$file" | awk '{print $2, $4}' | sort -u)"
+    "$(TZ=UTC0 dpkg-deb --contents "$deb" | awk '{print $2, $4}' | sort -u)"
 
 same "XBoard's entry" "plugin spec 0.0
 polyglot -noini -ec quillon
@@ -76,6 +71,6 @@ check "guarded stack" holds "$(readelf --dyn-syms -W "$engine")" __stack_chk_fai
 check "no symbols left" bash -c "! readelf -SW '$engine' | grep -q '\.symtab'"
 check "no folder of the build in it" bash -c "! grep -qF -e '$work' -e '$PWD' '$engine'"
 
-same "lintian finds nothing" "" "$(lintian --fail-on none "$file" 2>&1 |
+same "lintian finds nothing" "" "$(lintian --fail-on none "$deb" 2>&1 |
     grep -v '^running with root privileges' || true)"
 finish

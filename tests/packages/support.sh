@@ -45,6 +45,16 @@ holds()
     grep -q -- "$2" <<< "$1"
 }
 
+# make_deb builds the Debian package in folders of its own and sets `deb` to its path.
+make_deb()
+{
+    quietly cmake --preset deb -B "$work/build"
+    quietly cmake --build "$work/build" -j "$(nproc)" --target quillon_installed
+    quietly cpack --config "$work/build/CPackConfig.cmake" -B "$work/packages"
+    deb=$(ls "$work"/packages/*.deb)
+    [[ -f $deb ]] || { echo "not one package: $deb"; exit 1; }
+}
+
 # finish ends the test.
 finish()
 {

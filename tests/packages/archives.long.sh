@@ -43,15 +43,30 @@ hear()
     exit 1
 }
 
-# converse COMMAND... plays through what a chess program says in a game.
-converse()
+# begin COMMAND... starts the engine.
+begin()
 {
-    local move='^bestmove [a-h][1-8][a-h][1-8][nbrq]?( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$' pid
     transcript=$work/$target.transcript
+    : > "$transcript"
     coproc engine { exec "$@" 2> "$work/$target.errors"; }
     # shellcheck disable=SC2154
     pid=$engine_PID
     hear "^enter 'help' to see the commands$"
+}
+# end sends quit, and looks at how the engine ends.
+end()
+{
+    local ended=0
+    say quit
+    wait "$pid" || ended=$?
+    same "$target: exit status" 0 "$ended"
+    same "$target: nothing on the error output" "" "$(cat "$work/$target.errors")"
+}
+
+# converse plays through what a chess program says in a game.
+converse()
+{
+    local move='^bestmove [a-h][1-8][a-h][1-8][nbrq]?( ponder [a-h][1-8][a-h][1-8][nbrq]?)?$'
     say uci
     hear '^id name Quillon Version '
     hear '^uciok$'
@@ -84,11 +99,6 @@ converse()
     hear '^bestmove g5g7$'
     say "perft 1"
     hear '^Perft results for depth: 1  26 '
-    say quit
-    local ended=0
-    wait "$pid" || ended=$?
-    same "$target: exit status" 0 "$ended"
-    same "$target: nothing on the error output" "" "$(cat "$work/$target.errors")"
 }
 
 nodes=
@@ -124,16 +134,21 @@ for target in "${targets[@]}"; do
     fi
 
     cd "$work/$name"
-    converse "${command[@]}"
+    begin "${command[@]}"
+    converse
+    end
     same "$target: rtest in its folder" "Results of the perft checks is OK: 1" \
         "$("${command[@]}" rtest 2> /dev/null | tr -d '\r' | tail -n 1)"
     # The number of leaves five plies below the start, as the literature has it.
     check "$target: perft 5" holds "$("${command[@]}" perft 5 2> /dev/null)" \
         '^Perft results for depth: 5  4865609 '
-    # Lines of a search, without their times; the wait is for the slowest emulator.
-    got=$( (printf '%s\n' "position startpos moves d2d4 g8f6" "go depth 13 wtime 9999999 btime 9999999"
-        sleep 30) | "${command[@]}" 2> /dev/null | tr -d '\r' |
-        sed -n 's/ time [0-9]*//; /^info score\|^bestmove/p')
+    # A search by one thread, all of it but the times.
+    begin "${command[@]}"
+    say "position startpos moves d2d4 g8f6"
+    say "go depth 13 wtime 9999999 btime 9999999"
+    hear '^bestmove '
+    end
+    got=$(tr -d '\r' < "$transcript" | sed -n 's/ time [0-9]*//; /^info score\|^bestmove/p')
     check "$target: the search has come to its end" holds "$got" '^info score cp .* depth 13 '
     same "$target: the same search as elsewhere" "${nodes:=$got}" "$got"
     cd "$QUILLON_SOURCE_DIR"

@@ -39,7 +39,8 @@ need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
     python3=python3 /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
     /usr/include/gtest/gtest.h=libgtest-dev \
     /usr/include/benchmark/benchmark.h=libbenchmark-dev \
-    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev
+    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
+    dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
 [[ -z $long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
 for folder in tests/console tools; do
     (cd "$folder" && npm ci --silent --no-audit --no-fund)

@@ -1,0 +1,57 @@
+# SPDX-License-Identifier: MIT
+#
+# A front for those who expect `make`; CMake does the work, see CMakePresets.json.
+#
+#   make                          build/release/quillon, optimised for this machine
+#   make EXE=NAME                 the same, copied to NAME
+#   make CXX=clang++              with another compiler, in a build folder of its own
+#   make ARCH=x86-64-v3           for other processors than this one
+#   make test                     all tests: ./test.sh
+#   make install PREFIX=FOLDER    engine, perft.txt, manual page, documents; /usr/local if not given
+#   make install DESTDIR=FOLDER   the same below FOLDER, for a packager
+#   make clean                    removes the build folder
+#   make help                     this list
+#
+# JOBS=N is the number of compilers at a time, BUILD=FOLDER another build folder.
+
+PREFIX = /usr/local
+ARCH = native
+CMAKE = cmake
+JOBS := $(shell nproc 2> /dev/null || echo 2)
+
+# The compiler only if one was named; each has its own folder, since CMake can't change it later.
+ifeq ($(origin CXX),default)
+  BUILD = build/release
+else
+  BUILD = build/release-$(notdir $(CXX))
+  COMPILER = -DCMAKE_CXX_COMPILER="$(CXX)"
+endif
+
+# The make below is CMake's, with jobs of its own.
+unexport MAKEFLAGS MAKELEVEL MFLAGS
+
+.PHONY: all test install clean help configure
+
+all: configure
+	$(CMAKE) --build "$(BUILD)" --parallel $(JOBS) --target quillon -- --no-print-directory
+ifdef EXE
+	$(CMAKE) -E copy "$(BUILD)/quillon" "$(EXE)"
+endif
+
+configure:
+	$(CMAKE) --preset release -B "$(BUILD)" $(COMPILER) -DQUILLON_ARCH="$(ARCH)" \
+	    -DCMAKE_INSTALL_PREFIX:PATH="$(PREFIX)"
+
+install: configure
+	$(CMAKE) --build "$(BUILD)" --parallel $(JOBS) --target quillon_installed -- \
+	    --no-print-directory
+	umask 022 && DESTDIR="$(DESTDIR)" $(CMAKE) --install "$(BUILD)"
+
+test:
+	./test.sh
+
+clean:
+	$(CMAKE) -E rm -rf "$(BUILD)"
+
+help:
+	@sed -n '/^#   make/s/^#   //p; /^# JOBS/s/^# //p' Makefile

@@ -1,0 +1,32 @@
+# SPDX-License-Identifier: MIT
+#
+# Where installed files go. GNU's folders, Debian's by their usual variables (see the preset "deb"),
+# or one folder for all: so on Windows, and in the archives that are unpacked anywhere.
+
+if(WIN32)
+  set(one_folder ON)
+else()
+  set(one_folder OFF)
+endif()
+option(QUILLON_ONE_FOLDER "Install into one folder; perft.txt is read from the current one"
+       ${one_folder})
+option(QUILLON_DEBIAN "Install what Debian's policy asks for: copyright, compressed changelogs" OFF)
+
+if(QUILLON_ONE_FOLDER)
+  set(CMAKE_INSTALL_BINDIR .)
+  set(CMAKE_INSTALL_DATADIR .)
+  set(CMAKE_INSTALL_DOCDIR .)
+endif()
+include(GNUInstallDirs)
+
+# The path of perft.txt is compiled in. A relative one counts from the folder in which the engine
+# is started.
+if(QUILLON_ONE_FOLDER)
+  set(QUILLON_DATA_DESTINATION .)
+  set(QUILLON_MAN_DESTINATION .)
+  set(QUILLON_INSTALLED_DATA .)
+else()
+  set(QUILLON_DATA_DESTINATION ${CMAKE_INSTALL_DATADIR}/quillon)
+  set(QUILLON_MAN_DESTINATION ${CMAKE_INSTALL_MANDIR}/man6)
+  set(QUILLON_INSTALLED_DATA ${CMAKE_INSTALL_FULL_DATADIR}/quillon)
+endif()

@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# The Makefile, and through it `cmake --install`: what goes where, and an engine that plays and
+# checks itself from there.
+set -euo pipefail
+# shellcheck source=tests/packages/support.sh
+. "$(dirname "${BASH_SOURCE[0]}")/support.sh"
+need clang++ clang
+need make make
+# What CTest was started by must not reach the make that is tested.
+unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
+
+# `make help` and the targets that it names.
+help=$(make help)
+for goal in 'EXE=' 'CXX=' 'ARCH=' test install 'PREFIX=' 'DESTDIR=' clean help; do
+    check "make help tells of $goal" holds "$help" "^make.*$goal"
+done
+for goal in all install test clean; do
+    plan=$(make --no-print-directory -n "$goal" DESTDIR=/d PREFIX=/p |
+        sed -e ':a;/\\$/{N;s/\\\n//;ba}')
+    check "make $goal plans something" test -n "$plan"
+    same "make $goal calls CMake and test.sh only" "" \
+        "$(grep -v -e '^\(umask 022 && DESTDIR="/d" \)\{0,1\}cmake ' -e '^\./test\.sh$' <<< "$plan" || true)"
+done
+
+# A build in the source folder would write its Makefile over ours.
+cp -r CMakeLists.txt Makefile cmake src "$work/"
+check "no build in the source folder" \
+    bash -c "! cmake -S '$work' -B '$work' > '$work/inside' 2>&1"
+check "the refusal says what to do" grep -q 'make help' "$work/inside"
+check "the Makefile is as it was" cmp -s Makefile "$work/Makefile"
+
+# By another compiler, to another name, and installed below a folder.
+quietly make BUILD="$work/build" CXX=clang++ EXE="$work/an engine"
+compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:[A-Z]*=//p' "$work/build/CMakeCache.txt")
+check "CXX is the compiler" holds "$compiler" 'clang++$'
+same "EXE answers" "uciok" "$(echo uci | "$work/an engine" | tail -n 1)"
+
+prefix=$work/prefix
+umask 077
+quietly make install BUILD="$work/build" CXX=clang++ PREFIX="$prefix"
+documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' |
+    sed 's#^#share/doc/quillon/#')
+expected=$(sort << END
+bin/quillon
+share/quillon/perft.txt
+share/man/man6/quillon.6
+share/games/plugins/xboard/quillon.eng
+share/doc/quillon/README.md
+share/doc/quillon/CONTRIBUTING.md
+share/doc/quillon/CHANGELOG.md
+share/doc/quillon/LICENSE
+share/doc/quillon/examples/gnome-chess.conf
+$documents
+END
+)
+same "what is installed" "$expected" "$(cd "$prefix" && find . -type f | sed 's#^\./##' | sort)"
+same "whoever installs, everybody can read it" "" "$(find "$prefix" ! -perm -444)"
+same "XBoard's command" "polyglot -noini -ec $prefix/bin/quillon" \
+    "$(sed -n 2p "$prefix/share/games/plugins/xboard/quillon.eng")"
+same "rtest from elsewhere" "Results of the perft checks is OK: 1" \
+    "$(cd / && "$prefix/bin/quillon" rtest | tail -n 1)"
+
+# A packager's stage: the same tree below another folder.
+quietly make install BUILD="$work/build" CXX=clang++ PREFIX="$prefix" DESTDIR="$work/stage"
+check "DESTDIR holds the same" diff -r "$prefix" "$work/stage$prefix"
+quietly cmake --install "$work/build" --prefix "$work/other"
+check "files that move away from their path are warned of" \
+    grep -q "reads perft.txt from $prefix/share/quillon" "$work/log"
+
+quietly make clean BUILD="$work/build" CXX=clang++
+check "make clean removes the build" test ! -e "$work/build"
+finish

@@ -65,6 +65,23 @@ const onScreen = (command) => ({
 export const rows = {
   './test.sh': { by: 'self' },
 
+  // Has been run by the script that starts the tests.
+  'npm ci --prefix tools': { by: 'self' },
+  [`tools/analyse --time 1000 ${kiwi}`]: { by: 'quick', says: /^1 +[-+]\d+\.\d\d +\d+ +\S+ +13\.\.\. /m },
+  'tools/analyse --depth 12 --json startpos': { by: 'quick', says: /^\{"input":.*"depth":12/m },
+  'tools/analyse --depth 10 data/suites/mates.epd': { by: 'quick', says: /#\d/ },
+  'tools/analyse --time 2000 --svg score.svg data/immortal.pgn': {
+    by: 'quick',
+    as: 'tools/analyse --time 50 --svg score.svg data/immortal.pgn && grep -q "<svg" score.svg',
+    says: /Largest swings:/,
+  },
+  'tools/suite --time 1000 data/suites/tactics.epd data/suites/mates.epd': {
+    by: 'quick',
+    as: 'tools/suite --time 100 data/suites/tactics.epd data/suites/mates.epd',
+    says: /solved/,
+  },
+  'tools/release --help': { by: 'quick', says: /linux-arm64/ },
+
   [`build/release/quillon_explain ${kiwi}`]: { by: 'quick', says: /material/ },
   'echo rtest | build/release/quillon | tail -n 1': {
     by: 'quick',
@@ -116,6 +133,64 @@ export const rows = {
     as: 'cmake --preset asan -DQUILLON_TESTS=ON && cmake --build --preset asan --target quillon_replay',
   },
   'build/asan/tests/fuzz/quillon_replay console tests/fuzz/regressions/console': { by: 'clone' },
+
+  'make install PREFIX=$HOME/.local': {
+    by: 'clone',
+    as: 'HOME=$PWD/build/home make install PREFIX=$PWD/build/home/.local && echo rtest | build/home/.local/bin/quillon',
+    says: /^Results of the perft checks is OK: 1$/m,
+  },
+  'cmake --preset release -DQUILLON_ARCH=x86-64-v2 -DCMAKE_INSTALL_PREFIX=/usr/local': { by: 'clone' },
+  'cmake --build --preset release --target quillon_installed': { by: 'clone' },
+  'DESTDIR=$PWD/build/stage cmake --install build/release': { by: 'clone', says: /quillon\.6/ },
+  'tools/release linux-x86-64-v3 deb': { by: 'clone' },
+  'tools/release': { by: 'clone' },
+  'cmake --preset linux-arm64': { by: 'clone' },
+  'cmake --build --preset linux-arm64': { by: 'clone' },
+  'qemu-aarch64 build/linux-arm64/bench/quillon_signature 10 | tail -n 1': {
+    by: 'clone',
+    says: /^1671282 nodes/m,
+  },
+  'cmake --preset deb && cmake --build --preset deb': { by: 'clone' },
+  'cpack --config build/deb/CPackConfig.cmake -B build/deb': { by: 'clone', says: /generated/ },
+  "ctest --test-dir build/release -R '^package\\.deb$' --output-on-failure": {
+    by: 'clone',
+    as: "cmake --preset release -DQUILLON_ARCH=native -DQUILLON_TESTS=ON && ctest --test-dir build/release -R '^package\\.deb$' --output-on-failure --no-tests=error",
+  },
+
+  'npm ci --omit=dev --prefix tools': { by: 'clone' },
+  'tools/board --open': {
+    by: 'clone',
+    as: 'BROWSER=true timeout 5 tools/board --port 0 --open',
+    says: /http:\/\/127\.0\.0\.1:\d+/,
+    status: 0,
+  },
+  'node --test tests/tools/board*.test.mjs': {
+    by: 'clone',
+    as: 'npm ci --prefix tools && node --test tests/tools/board*.test.mjs',
+  },
+  'tools/gauntlet --pgn build/games.pgn --opponent /usr/games/ethereal-chess --opponent /usr/games/glaurung --opponent /usr/games/toga2 --opponent "/usr/games/gnuchess,name=GNU Chess 6.2.7,args=--uci" --opponent "/usr/games/stockfish,name=stockfish 15 kN,Use NNUE=false,nodes=15000"':
+    {
+      by: 'clone',
+      as: 'tools/gauntlet --games 2 --time 0.2+0.01 --pgn build/games.pgn --opponent /usr/games/ethereal-chess --opponent /usr/games/glaurung --opponent /usr/games/toga2 --opponent "/usr/games/gnuchess,name=GNU Chess 6.2.7,args=--uci" --opponent "/usr/games/stockfish,name=stockfish 15 kN,Use NNUE=false,nodes=15000"',
+      says: /^\| stockfish 15 kN \| 2 \|/m,
+    },
+  'tools/openings --judge /usr/games/stockfish > data/openings.epd': {
+    by: 'clone',
+    as: 'tools/openings --judge /usr/games/stockfish --count 3 --nodes 20000',
+    says: / ce -?\d+;$/m,
+  },
+  'apt-get install toga2 glaurung gnuchess ethereal-chess stockfish': {
+    by: 'clone',
+    as: 'apt-get install --dry-run toga2 glaurung gnuchess ethereal-chess stockfish',
+  },
+  'tools/make-suite --judge /usr/games/stockfish --output tactics.epd games.pgn': {
+    by: 'clone',
+    as: 'tools/make-suite --judge /usr/games/stockfish --depth 10 --count 1 --output tactics.epd data/immortal.pgn',
+  },
+  'tools/make-suite --judge /usr/games/stockfish --kind mates --count 50 --output mates.epd games.pgn': {
+    by: 'clone',
+    as: 'tools/make-suite --judge /usr/games/stockfish --kind mates --depth 10 --count 1 --output mates.epd data/immortal.pgn && test -s mates.epd',
+  },
 
   // They run until they are ended: on a screen of their own, with the engine on the path.
   'xboard -fcp quillon -fUCI': onScreen('xboard -fcp quillon -fUCI'),

@@ -19,7 +19,8 @@ root=$work/root
 quietly debootstrap --variant=minbase "$release" "$root"
 inside()
 {
-    chroot "$root" /usr/bin/env -i PATH=/usr/bin:/usr/sbin:/bin:/sbin DEBIAN_FRONTEND=noninteractive "$@"
+    chroot "$root" /usr/bin/env -i PATH=/usr/bin:/usr/sbin:/bin:/sbin \
+        DEBIAN_FRONTEND=noninteractive "$@"
 }
 # As somebody without rights, in a folder that has nothing to do with it.
 as_user()

@@ -21,7 +21,8 @@ for goal in all install test clean; do
         sed -e ':a;/\\$/{N;s/\\\n//;ba}')
     check "make $goal plans something" test -n "$plan"
     same "make $goal calls CMake and test.sh only" "" \
-        "$(grep -v -e '^\(umask 022 && DESTDIR="/d" \)\{0,1\}cmake ' -e '^\./test\.sh$' <<< "$plan" || true)"
+        "$(grep -v -e '^\(umask 022 && DESTDIR="/d" \)\{0,1\}cmake ' -e '^\./test\.sh$' \
+            <<< "$plan" || true)"
 done
 
 # A build in the source folder would write its Makefile over ours.

@@ -49,5 +49,6 @@ sed -n '/^\.SH EXAMPLES/,$p' "$page" |
     sed -n '/^\.EX/,/^\.EE/{/^\./!{s/\\-/-/g;p}}' > "$work/examples"
 answer=$(PATH=$work/bin:$PATH bash "$work/examples" 2>&1)
 check "the first example ends with a move" holds "$answer" '^bestmove [a-h][1-8][a-h][1-8]'
-same "the second example's answer" "Results of the perft checks is OK: 1" "$(tail -n 1 <<< "$answer")"
+same "the second example's answer" "Results of the perft checks is OK: 1" \
+    "$(tail -n 1 <<< "$answer")"
 finish

@@ -20,6 +20,7 @@ import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import readline from 'node:readline';
+import { quantile } from '../tools/lib/statistics.mjs';
 
 const [rounds, ...files] = process.argv.slice(2);
 if (!(Number(rounds) > 0) || files.length < 2) {
@@ -187,14 +188,6 @@ function start(file) {
   });
 }
 
-/** A share's place in a list, between two values in proportion. */
-function quantile(values, share) {
-  const sorted = [...values].sort((a, b) => a - b);
-  const place = share * (sorted.length - 1);
-  const below = Math.floor(place);
-  const above = Math.min(below + 1, sorted.length - 1);
-  return sorted[below] + (place - below) * (sorted[above] - sorted[below]);
-}
 const median = (values) => quantile(values, 0.5);
 
 // Values of each row by engine, one a round.

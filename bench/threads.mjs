@@ -12,6 +12,7 @@
 import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
+import { quantile } from '../tools/lib/statistics.mjs';
 import { UciEngine } from '../tools/lib/uci.mjs';
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
@@ -35,14 +36,6 @@ async function search(engine, fen) {
   const begin = performance.now();
   const { info } = await engine.search(`fen ${fen}`, `depth ${depth}`);
   return { nodes: info.nodes, seconds: (performance.now() - begin) / 1000 };
-}
-
-function quantile(values, share) {
-  const sorted = [...values].sort((a, b) => a - b);
-  const place = share * (sorted.length - 1);
-  const below = Math.floor(place);
-  const above = Math.min(below + 1, sorted.length - 1);
-  return sorted[below] + (place - below) * (sorted[above] - sorted[below]);
 }
 
 function report(name, values) {

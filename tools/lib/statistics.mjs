@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+//
+// Places in lists of measurements.
+
+/** A share's place in a list, between two values in proportion.
+ *  @param {number[]} values at least one, in any order
+ *  @param {number} share 0 for the smallest, 0.5 for the median, 1 for the largest */
+export function quantile(values, share) {
+  const sorted = [...values].sort((a, b) => a - b);
+  const place = share * (sorted.length - 1);
+  const below = Math.floor(place);
+  const above = Math.min(below + 1, sorted.length - 1);
+  return sorted[below] + (place - below) * (sorted[above] - sorted[below]);
+}

@@ -90,7 +90,7 @@ export const rows = {
   'tools/mutate --list': { by: 'quick', says: /src\/search\.cpp/ },
 
   './run.sh': { by: 'clone', says: /^Quillon Version 2\.0\n/m },
-  './run.sh demo': { by: 'clone', says: /^bestmove / },
+  './run.sh demo': { by: 'clone', says: /^bestmove /m },
   'cmake --preset release': { by: 'clone' },
   'cmake --build --preset release --target quillon': { by: 'clone' },
   'cmake --build --preset release --target quillon_explain': { by: 'clone' },

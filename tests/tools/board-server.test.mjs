@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The board's server as hostile and unlucky neighbours see it: foreign pages, odd requests, odd
-// frames, too many tabs, engines that end or hang, ports that are taken, signals.
+// messages, too many tabs, tabs that are silent or don't listen, engines that end or hang, ports
+// that are taken, signals.
 
 import assert from 'node:assert/strict';
 import { execFile, spawn } from 'node:child_process';
 import fs from 'node:fs';
 import http from 'node:http';
-import net from 'node:net';
+import { createRequire } from 'node:module';
 import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
@@ -16,6 +17,7 @@ import { startBoard } from '../../tools/page/server.mjs';
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const tool = path.join(root, 'tools', 'board');
+const { WebSocket } = createRequire(path.join(root, 'tools', 'package.json'))('ws');
 const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-board-'));
 
@@ -45,6 +47,8 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
 
 const quick = fakeEngine('quick', "say('bestmove e2e4')");
 const boards = [];
+/** For tests that wait for an end. */
+const limited = { timeout: 60000 };
 
 async function start(settings = {}) {
   const board = await startBoard({ file: quick.file, hash: 16, threads: 1, port: 0, ...settings });
@@ -84,76 +88,42 @@ function ask(requested, { method = 'GET', headers = {}, body } = {}) {
   });
 }
 
-/** A WebSocket client that can also misbehave. `received` holds messages, `closed` the close code
- *  or the status line of a refusal. */
+/** A tab. `received` holds its messages; `closed` settles with the close code or the HTTP status of
+ *  a refusal. */
 class Client {
   received = [];
-  #data = Buffer.alloc(0);
-  #isOpen = false;
   #wake = () => {};
 
-  constructor(at = port, { origin = `http://127.0.0.1:${at}`, host = `127.0.0.1:${at}` } = {}) {
-    this.socket = net.connect(Number(at), '127.0.0.1');
-    const lines = [
-      'GET /engine HTTP/1.1',
-      `Host: ${host}`,
-      'Upgrade: websocket',
-      'Connection: Upgrade',
-      'Sec-WebSocket-Version: 13',
-      'Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==',
-    ];
-    if (origin) lines.push(`Origin: ${origin}`);
-    this.socket.write(`${lines.join('\r\n')}\r\n\r\n`);
-    this.socket.on('data', (bytes) => this.#take(bytes));
-    this.socket.on('error', () => {});
+  constructor(
+    at = port,
+    {
+      origin = `http://127.0.0.1:${at}`,
+      host = `127.0.0.1:${at}`,
+      name = '/engine',
+      autoPong = true,
+    } = {},
+  ) {
+    this.socket = new WebSocket(`ws://127.0.0.1:${at}${name}`, {
+      origin,
+      headers: { host },
+      autoPong,
+    });
+    this.socket.on('message', (data) => {
+      this.received.push(JSON.parse(data));
+      this.#wake();
+    });
+    this.socket.on('error', () => {}); // "close" follows
     this.closed = new Promise((resolve) => {
-      this.socket.on('close', () => resolve(this.code));
+      this.socket.on('unexpected-response', (request, response) => {
+        resolve(response.statusCode);
+        request.destroy();
+      });
+      this.socket.on('close', resolve);
     });
   }
 
-  #take(bytes) {
-    this.#data = Buffer.concat([this.#data, bytes]);
-    if (!this.#isOpen) {
-      const end = this.#data.indexOf('\r\n\r\n');
-      if (end < 0) return;
-      const head = this.#data.subarray(0, end).toString();
-      this.#data = this.#data.subarray(end + 4);
-      if (!head.startsWith('HTTP/1.1 101')) {
-        this.code = head.split('\r\n')[0];
-        return;
-      }
-      // RFC 6455, section 4.2.2, worked out with openssl for this key.
-      assert.match(head, /Sec-WebSocket-Accept: ICX\+Yqv66kxgM0FcWaLWlFLwTAI=/);
-      this.#isOpen = true;
-    }
-    while (this.#data.length >= 2) {
-      let length = this.#data[1];
-      const at = length === 126 ? 4 : 2;
-      if (length === 126) length = this.#data.readUInt16BE(2);
-      if (this.#data.length < at + length) return;
-      const payload = this.#data.subarray(at, at + length);
-      const opcode = this.#data[0] & 15;
-      this.#data = this.#data.subarray(at + length);
-      if (opcode === 1) this.received.push(JSON.parse(payload));
-      if (opcode === 8) this.code = payload.readUInt16BE(0);
-      if (opcode === 10) this.pong = payload.toString();
-      this.#wake();
-    }
-  }
-
-  /** Sends a frame; `first` is its first byte. */
-  frame(first, text, { isMasked = true } = {}) {
-    const payload = Buffer.from(text);
-    const mask = isMasked ? [1, 2, 3, 4] : [];
-    const bit = isMasked ? 0x80 : 0;
-    const { length } = payload;
-    const size = length < 126 ? [bit | length] : [bit | 126, length >> 8, length & 255];
-    const content = isMasked ? payload.map((byte, index) => byte ^ mask[index & 3]) : payload;
-    this.socket.write(Buffer.concat([Buffer.from([first, ...size, ...mask]), content]));
-  }
-
   send(message) {
-    this.frame(0x81, JSON.stringify(message));
+    this.socket.send(JSON.stringify(message));
   }
 
   search(id, limits = { kind: 'infinite' }) {
@@ -167,7 +137,7 @@ class Client {
       if (found) return found;
       await Promise.race([
         new Promise((resolve) => (this.#wake = resolve)),
-        this.closed.then(() => assert.fail(`closed (${this.code}) before ${what}`)),
+        this.closed.then((code) => assert.fail(`closed (${code}) before ${what}`)),
       ]);
     }
   }
@@ -181,13 +151,13 @@ class Client {
   }
 
   async end() {
-    this.socket.destroy();
+    this.socket.terminate();
     await this.closed;
   }
 }
 
 async function until(condition, what) {
-  for (let i = 0; i < 100; i++) {
+  for (let i = 0; i < 400; i++) {
     if (condition()) return;
     await new Promise((resolve) => setTimeout(resolve, 50));
   }
@@ -249,27 +219,18 @@ test('a foreign page gets no engine', async () => {
     { origin: `https://127.0.0.1:${port}` },
     { origin: `http://127.0.0.1:${port}.evil.example` },
   ]) {
-    assert.match(await new Client(port, settings).closed, / 403 /, JSON.stringify(settings));
+    assert.equal(await new Client(port, settings).closed, 403, JSON.stringify(settings));
   }
-  assert.match(await new Client(port, { host: 'evil.example' }).closed, / 421 /);
+  assert.equal(await new Client(port, { host: 'evil.example' }).closed, 421);
+  assert.equal(await new Client(port, { name: '/other' }).closed, 404);
   assert.equal(board.sessions.size, 0);
 });
 
-test('a search is answered, in fragments and with pings between them too', async () => {
+test('a search is answered once', async () => {
   const client = new Client();
   await client.engine('ready');
-  const text = JSON.stringify({
-    type: 'search',
-    id: 5,
-    fen: startFen,
-    moves: [],
-    limits: { kind: 'depth', depth: 1 },
-  });
-  client.frame(0x01, text.slice(0, 10));
-  client.frame(0x89, 'hello');
-  client.frame(0x80, text.slice(10));
+  client.search(5, { kind: 'depth', depth: 1 });
   assert.equal((await client.best(5)).move, 'e2e4');
-  assert.equal(client.pong, 'hello');
   // Time for an answer too many.
   await new Promise((resolve) => setTimeout(resolve, 100));
   const answers = client.received.filter(({ type }) => type === 'best').map(({ id }) => id);
@@ -296,7 +257,7 @@ test('nonsense is answered with an error and never reaches the engine', async ()
     }),
   ]) {
     const before = client.received.length;
-    client.frame(0x81, text);
+    client.socket.send(text);
     await client.until((message) => client.received.indexOf(message) >= before, text);
     assert.equal(client.received.at(-1).type, 'error', text);
   }
@@ -313,26 +274,70 @@ test('nonsense is answered with an error and never reaches the engine', async ()
   await client.end();
 });
 
-test('frames against the rules end the connection with the fitting code', async () => {
+test('a message that is too long or binary ends the connection', limited, async () => {
   for (const [code, act] of [
-    [1009, (client) => client.frame(0x81, 'x'.repeat(20000))],
-    [1009, (client) => [0x01, 0x00].forEach((first) => client.frame(first, 'x'.repeat(10000)))],
-    [1002, (client) => client.frame(0x81, '{}', { isMasked: false })],
-    [1002, (client) => client.frame(0xc1, '{}')],
-    [1002, (client) => client.frame(0x80, '{}')],
-    [1002, (client) => client.frame(0x83, '{}')],
-    [1002, (client) => client.frame(0x89, 'x'.repeat(126))],
-    [1003, (client) => client.frame(0x82, '{}')],
-    [1007, (client) => client.frame(0x81, Buffer.from([0xff, 0xfe]))],
-    [1000, (client) => client.frame(0x88, Buffer.from([3, 232]))],
+    [1009, ({ socket }) => socket.send(' '.repeat(16385))],
+    [1009, ({ socket }) => [false, true].forEach((fin) => socket.send('x'.repeat(9000), { fin }))],
+    [1003, ({ socket }) => socket.send(Buffer.from('{}'))],
+    [1000, ({ socket }) => socket.close(1000)],
   ]) {
     const client = new Client();
     await client.engine('ready');
+    // The longest that it may send, and no message all the same.
+    client.socket.send(' '.repeat(16384));
+    await client.until(({ type }) => type === 'error', 'an answer');
     act(client);
-    client.socket.end();
     assert.equal(await client.closed, code);
   }
   await until(() => board.sessions.size === 0, 'the end of all sessions');
+});
+
+test('what comes behind a forbidden message is not taken', limited, async () => {
+  const busy = fakeEngine('busy', "say('bestmove e2e4')");
+  const one = await start({ file: busy.file });
+  const client = new Client(new URL(one.url).port);
+  await client.engine('ready');
+  client.socket.send(Buffer.from('{}'));
+  client.search(1);
+  assert.equal(await client.closed, 1003);
+  await until(() => one.sessions.size === 0, 'the end of the session');
+  assert.doesNotMatch(busy.log(), /^go/m);
+});
+
+test('a tab that answers no pings loses its engine, one that does keeps it', limited, async (t) => {
+  t.mock.timers.enable({ apis: ['setInterval'] });
+  const strict = await start({ heartbeat: 1000 });
+  const at = new URL(strict.url).port;
+  const answering = new Client(at);
+  const silent = new Client(at, { autoPong: false });
+  const clients = [answering, silent];
+  for (const client of clients) await client.engine('ready');
+  const pinged = clients.map(({ socket }) => new Promise((resolve) => socket.on('ping', resolve)));
+  t.mock.timers.tick(1000);
+  await Promise.all(pinged);
+  // Its pong has gone before.
+  answering.search(1);
+  await answering.best(1);
+  t.mock.timers.tick(1000);
+  // The code for a connection that ends without a word.
+  assert.equal(await silent.closed, 1006);
+  await until(() => strict.sessions.size === 1, 'the end of one session');
+  answering.search(2);
+  await answering.best(2);
+  await answering.end();
+});
+
+test('a tab that does not read loses its engine', async () => {
+  // 28 MB of messages, more than the system and the server hold for it.
+  const line = "`info depth 20 score cp 1 nodes 1 time 1 pv${' e2e4'.repeat(400)}`";
+  const wordy = fakeEngine('wordy', `for (let i = 0; i < 10000; i++) say(${line});`);
+  const one = await start({ file: wordy.file });
+  const client = new Client(new URL(one.url).port);
+  await client.engine('ready');
+  client.search(1);
+  client.socket.pause();
+  await until(() => one.sessions.size === 0, 'the end of the session');
+  await client.end();
 });
 
 test('there is a limit of tabs, and room again when one is closed', async () => {
@@ -468,15 +473,22 @@ test('without the libraries it says how to get them', async () => {
   for (const name of ['board', 'lib', 'page', 'package.json']) {
     fs.cpSync(path.join(root, 'tools', name), path.join(bare, name), { recursive: true });
   }
-  const err = await new Promise((resolve) => {
-    execFile(path.join(bare, 'board'), ['--engine', quick.file], (error, out, text) =>
-      resolve(text),
-    );
-  });
-  assert.match(
-    err,
-    /^board: tools\/node_modules\/chess\.js\S* is missing; run "npm ci" in tools\n$/,
-  );
+  const complain = () =>
+    new Promise((resolve) => {
+      const args = ['--engine', quick.file, '--port', '0'];
+      execFile(path.join(bare, 'board'), args, { timeout: 20000 }, (error, out, text) =>
+        resolve(text),
+      );
+    });
+  const libraries = path.join(bare, 'node_modules');
+  fs.mkdirSync(libraries);
+  for (const name of ['chess.js', 'cm-chessboard', 'ws']) {
+    const place = `tools/node_modules/${name}`;
+    const err = await complain();
+    assert.ok(err.startsWith(`board: ${place}`), err);
+    assert.match(err, /^\S+ \S+ is missing; run "npm ci" in tools\n$/);
+    fs.symlinkSync(path.join(root, place), path.join(libraries, name));
+  }
 });
 
 for (const signal of ['SIGINT', 'SIGTERM']) {

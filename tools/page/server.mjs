@@ -8,7 +8,6 @@ import http from 'node:http';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { Session } from './session.mjs';
-import { isHandshake, WebSocket } from './websocket.mjs';
 
 const tools = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 /** Folders below tools/ whose files the page may load, by the same paths. */
@@ -27,7 +26,18 @@ const types = {
 };
 /** Bytes of the longest message of a page: a thousand moves and their position fit well. */
 const longestMessage = 16384;
+/** Bytes; a page that lets more than this wait is taken to be gone. */
+const mostUnsent = 4 << 20;
+/** Milliseconds for a page to agree to the end of its connection; an engine gets as long. */
+const closeTimeout = 1000;
 const address = '127.0.0.1';
+
+/** Makes sure that a folder below tools/ is there.
+ *  @throws when it isn't */
+function need(folder) {
+  if (fs.existsSync(path.join(tools, folder))) return;
+  throw new Error(`tools/${folder} is missing; run "npm ci" in tools`);
+}
 
 /** All files by their path in a URL; what isn't in it can't be asked for.
  *  @throws when a folder is missing */
@@ -41,9 +51,7 @@ function listFiles() {
     }
   };
   for (const folder of folders) {
-    if (!fs.existsSync(path.join(tools, folder))) {
-      throw new Error(`tools/${folder} is missing; run "npm ci" in tools`);
-    }
+    need(folder);
     visit(folder);
   }
   files.set('/', files.get('/page/web/index.html'));
@@ -76,9 +84,11 @@ function headersOf(hosts) {
  *  @param {number} [settings.mostSessions] tabs that can have an engine at a time
  *  @param {number} [settings.stopPatience] milliseconds, after which an engine that doesn't stop is
  *      replaced
+ *  @param {number} [settings.heartbeat] milliseconds between pings; a page that hasn't answered the
+ *      one before is gone
  *  @returns {Promise<{url: string, sessions: Set<Session>, close: () => Promise<void>}>} close()
  *      ends all engines
- *  @throws when the port is taken or a file of the page is missing */
+ *  @throws when the port is taken, or a file of the page or a library is missing */
 export async function startBoard({
   file,
   hash,
@@ -86,10 +96,20 @@ export async function startBoard({
   port,
   mostSessions = 8,
   stopPatience = 5000,
+  heartbeat = 15000,
 }) {
   const files = listFiles();
+  need('node_modules/ws');
+  // Not at the top, so that its absence can be told in one line.
+  const { WebSocket, WebSocketServer } = await import('ws');
+  const wires = new WebSocketServer({
+    noServer: true,
+    maxPayload: longestMessage,
+    perMessageDeflate: false,
+    closeTimeout,
+  });
   const sessions = new Set();
-  const connections = new Set();
+  const answering = new WeakSet();
   let hosts;
   let headers;
 
@@ -124,42 +144,60 @@ export async function startBoard({
   });
 
   server.on('upgrade', (request, socket, head) => {
-    socket.on('error', () => {});
-    const refuse = (status) => socket.end(`HTTP/1.1 ${status}\r\nConnection: close\r\n\r\n`);
+    const refuse = (status) => {
+      socket.on('error', () => {});
+      socket.end(`HTTP/1.1 ${status}\r\nConnection: close\r\n\r\n`);
+    };
     if (!isOwnHost(request)) return refuse('421 Misdirected Request');
     if (!isOwnOrigin(request)) return refuse('403 Forbidden');
     if (request.url !== '/engine') return refuse('404 Not Found');
-    if (!isHandshake(request)) return refuse('400 Bad Request');
-    const connection = new WebSocket(request, socket, head, { longest: longestMessage });
-    connections.add(connection);
-    connection.onClose = () => connections.delete(connection);
-    return open(connection);
+    return wires.handleUpgrade(request, socket, head, open);
   });
 
-  function open(connection) {
-    const send = (message) => connection.send(JSON.stringify(message));
+  function open(wire) {
+    // A wire that is closing still hands over what comes in, and counts what it can't send.
+    const isOpen = () => wire.readyState === WebSocket.OPEN;
+    const send = (message) => {
+      if (!isOpen()) return;
+      wire.send(JSON.stringify(message));
+      if (wire.bufferedAmount > mostUnsent) wire.terminate();
+    };
+    answering.add(wire);
+    wire.on('pong', () => answering.add(wire));
+    wire.on('error', () => {}); // "close" follows
     if (sessions.size >= mostSessions) {
       send({
         type: 'refused',
         text: `${mostSessions} tabs have an engine already; close one and try again`,
       });
-      connection.close(1013, 'too many tabs');
+      wire.close(1013, 'too many tabs');
       return;
     }
     const session = new Session({ file, hash, threads, stopPatience }, send);
     sessions.add(session);
-    connection.onMessage = (text) => {
+    wire.on('message', (data, isBinary) => {
+      if (!isOpen()) return;
+      if (isBinary) {
+        wire.close(1003, 'text only');
+        return;
+      }
       try {
-        session.take(JSON.parse(text));
+        session.take(JSON.parse(data.toString()));
       } catch (error) {
         send({ type: 'error', text: error.message });
       }
-    };
-    connection.onClose = async () => {
-      connections.delete(connection);
+    });
+    wire.on('close', async () => {
       await session.end();
       sessions.delete(session);
-    };
+    });
+  }
+
+  function beat() {
+    for (const wire of wires.clients) {
+      if (answering.delete(wire)) wire.ping();
+      else wire.terminate();
+    }
   }
 
   await new Promise((resolve, reject) => {
@@ -169,12 +207,15 @@ export async function startBoard({
   const actual = server.address().port;
   hosts = new Set([`${address}:${actual}`, `localhost:${actual}`]);
   headers = headersOf(hosts);
+  const timer = setInterval(beat, heartbeat);
 
   async function close() {
+    clearInterval(timer);
     server.close();
     server.closeIdleConnections();
-    for (const connection of connections) connection.close(1001, 'the server ends');
-    await Promise.all([...sessions].map((session) => session.end()));
+    const closed = new Promise((resolve) => wires.close(resolve));
+    for (const wire of wires.clients) wire.close(1001, 'the server ends');
+    await Promise.all([closed, ...[...sessions].map((session) => session.end())]);
     server.closeAllConnections();
   }
   return { url: `http://${address}:${actual}/`, sessions, close };

@@ -21,7 +21,7 @@ version=$(sed -n 's/^project(quillon VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt
 export WINEPREFIX=$work/wine WINEDEBUG=-all DISPLAY=
 trap '[[ ! -d $WINEPREFIX ]] || wineserver -k || true; rm -rf "$work"' EXIT
 
-documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png')
+documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/connect/*')
 expected="CHANGELOG.md CONTRIBUTING.md LICENSE README.md examples/gnome-chess.conf perft.txt
     quillon.6 $documents"
 

@@ -31,7 +31,7 @@ check "depends on the processor that it needs" holds "$(field Depends)" 'sse4.2-
 check "says which processor" holds "$(field Description | tr '\n' ' ')" 'x86-64-v2.*POPCNT'
 
 dpkg-deb --extract "$deb" "$work/tree"
-documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' |
+documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/connect/*' |
     sed 's#^#usr/share/doc/quillon/#')
 expected=$(sort << END
 usr/games/quillon

@@ -41,7 +41,7 @@ same "EXE answers" "uciok" "$(echo uci | "$work/an engine" | tail -n 1)"
 prefix=$work/prefix
 umask 077
 quietly make install BUILD="$work/build" CXX=clang++ PREFIX="$prefix"
-documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' |
+documents=$(git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/connect/*' |
     sed 's#^#share/doc/quillon/#')
 expected=$(sort << END
 bin/quillon

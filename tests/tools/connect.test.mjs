@@ -125,7 +125,7 @@ test('the polyglot settings leave pondering to xboard and name no unknown option
 });
 
 test('the settings in docs/connect.md are ones that the engine has', () => {
-  const runners = blocks('sh').join('\n');
+  const runners = blocks('text').join('\n');
   const given = [...runners.matchAll(/\boption\.([A-Za-z]+)=(\S+)/g)];
   assert.ok(given.length >= 4);
   for (const [, name, value] of given) checkValue(name, Number(value), 'docs/connect.md');

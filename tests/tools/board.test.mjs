@@ -87,10 +87,11 @@ function tabTest(name, act, settings = {}) {
 
 /** The middle of a square on the screen. */
 async function pointOf(page, square) {
-  const { x, y, width, height } = await page
-    .locator(`#board .board rect[data-square="${square}"]`)
-    .boundingBox();
-  return [x + width / 2, y + height / 2];
+  const locator = page.locator(`#board .board rect[data-square="${square}"]`);
+  let box = null;
+  // The board draws its squares anew when it turns or grows: there is a moment without them.
+  await until(async () => (box = await locator.boundingBox()), `the square ${square}`);
+  return [box.x + box.width / 2, box.y + box.height / 2];
 }
 
 async function click(page, ...squares) {

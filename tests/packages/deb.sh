@@ -51,6 +51,7 @@ same "what is in it" "$expected" "$(cd "$work/tree" && find . -type f | sed 's#^
 same "owners, and the date that was asked for" "root/root 2017-07-14" \
     "$(TZ=UTC0 dpkg-deb --contents "$deb" | awk '{print $2, $4}' | sort -u)"
 
+# XBoard reads a file only if its first line is this one, and has no other wording for it.
 same "XBoard's entry" "plugin spec 0.0
 polyglot -noini -ec quillon
 chess" "$(cat "$work/tree/usr/share/games/plugins/xboard/quillon.eng")"

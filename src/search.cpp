@@ -765,7 +765,8 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
         const bool skipOrdering = checks.has_value();
-        if (skipOrdering && cursor < here.moveListEnd && !checks->arePossible(*cursor, position))
+        if (skipOrdering && !next.inCheck && cursor < here.moveListEnd &&
+            !checks->arePossible(*cursor, position))
             continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         prefetchEvaluation(position);
@@ -773,7 +774,8 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
         // ever raises alpha. Once begun, the node's other quiet moves go unsorted, and those that
-        // can't give check are not even made.
+        // can't give check are not even made, except to end the check that the move before has left
+        // in the child's record: getPVFromHashTable reads what stays there.
         if (ply > 0 && !next.inCheck &&
             (skipOrdering || (!pvNode && depth <= 4 && !here.inCheck &&
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))

@@ -67,3 +67,14 @@ test('the positions of the node signature are searched to depth 10 as the model 
   assert.ok(positions.length >= 40);
   compareSearches(positions, 10);
 });
+
+// A move of the line that castles is judged by the check that the search has left in the record of
+// its ply; a record that pruned moves have not touched would show the check of an earlier one.
+test('lines with castling end where those of the model do', () => {
+  compareSearches([
+    'rnbqkbnr/1pp1pp2/p2p2pp/8/P2P4/4P3/1PP1QPPP/RNB1KBNR w KQkq - 0 1',
+    'r1bqkbnr/pp1p1ppp/4p3/2p5/2Pn4/6PN/PPQPPP1P/RNB1KB1R w KQkq - 0 1',
+    'rnbqkb1r/pp2pp1p/2pp2pn/8/P7/2N3P1/1PPPPP1P/1RBQKBNR w Kkq - 0 1',
+    'r1bqkbnr/ppp1ppp1/7p/2np4/P7/1P6/RBPPPPPP/1N1QKBNR w Kkq - 0 1',
+  ], 12);
+});

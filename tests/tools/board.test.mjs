@@ -331,6 +331,7 @@ tabTest('analysis shows lines as people write them, follows the moves, and stops
   await see(page, '#lines .line', /^13\.\.\. \S+ 14\. \S+/);
   await see(page, '#score', /^[+\u2212]?\d+\.\d\d$/);
   assert.ok(Number(await page.textContent('#depth')) >= 10);
+  assert.ok(Number(await page.textContent('#seldepth')) >= 1);
   assert.equal(await page.locator('#graph .point').count(), 1);
   await click(page, 'c6', 'd4');
   await see(page, '#lines .line', /^14\. /);

@@ -602,12 +602,12 @@ function renderEngine() {
   $('bar-white').style.height = `${(share * 100).toFixed(1)}%`;
   $('bar').classList.toggle('is-turned', isTurned);
   $('bar').setAttribute('aria-label', score ? scoreWords(score) : 'no score yet');
-  const { depth, nodes, time, hashfull } = isOwn ? stats : {};
+  const { depth, seldepth, nodes, time } = isOwn ? stats : {};
   $('depth').textContent = depth ?? score?.depth ?? '–';
+  $('seldepth').textContent = seldepth ?? '–';
   $('nodes').textContent = short(nodes);
   // A quotient of a few milliseconds says nothing.
   $('speed').textContent = time >= 20 ? short((nodes * 1000) / time) : '–';
-  $('hashfull').textContent = hashfull === undefined ? '–' : `${(hashfull / 10).toFixed(0)} %`;
   const lines = isOwn ? thinking.lines : [];
   $('lines').replaceChildren(...lines.map(lineElement));
   if (!lines.length) {

@@ -8,7 +8,7 @@ import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import test from 'node:test';
 
-import { enginePath } from './engine.mjs';
+import { enginePath, startEngine } from './engine.mjs';
 import { positionsOfRandomGames, randomPlacements, signaturePositions } from './positions.mjs';
 
 const { QUILLON_EXPLAIN: explain, QUILLON_ORACLE: oracle } = process.env;
@@ -22,20 +22,26 @@ function run(program, options, input) {
   return stdout;
 }
 
+/** The lines of searches as both programs write them: without the time. */
+function searchLines(lines) {
+  return lines.filter((line) => /^(info score|bestmove)/.test(line))
+    .map((line) => line.replace(/ time \d+/, '').trimEnd());
+}
+
+// A depth limit alone would stay under the default time budget.
+const noClock = ' wtime 2000000000 btime 2000000000';
+
 /** A program's lines of one search after another, each from an empty table. */
 function searches(program, positions, depth, limits, lastCommands) {
   return positions.map((fen) => {
     const input = `ucinewgame\nposition fen ${fen}\ngo depth ${depth}${limits}\n${lastCommands}`;
-    return run(program, [], input).split('\n')
-      .filter((line) => /^(info score|bestmove)/.test(line))
-      .map((line) => line.replace(/ time \d+/, '').trimEnd());
+    return searchLines(run(program, [], input).split('\n'));
   });
 }
 
 function compareSearches(positions, depth) {
-  // A depth limit alone would stay under the default time budget.
   // Setting the threads waits for the end of the search.
-  const ours = searches(enginePath, positions, depth, ' wtime 2000000000 btime 2000000000',
+  const ours = searches(enginePath, positions, depth, noClock,
     'setoption name Threads value 1\nquit\n');
   const theirs = searches(oracle, positions, depth, '', 'quit\n');
   for (const [i, fen] of positions.entries()) assert.deepEqual(ours[i], theirs[i], fen);
@@ -77,4 +83,31 @@ test('lines with castling end where those of the model do', () => {
     'rnbqkb1r/pp2pp1p/2pp2pn/8/P7/2N3P1/1PPPPP1P/1RBQKBNR w Kkq - 0 1',
     'r1bqkbnr/ppp1ppp1/7p/2np4/P7/1P6/RBPPPPPP/1N1QKBNR w Kkq - 0 1',
   ], 12);
+});
+
+// Histories, killers, ages of the table and the keys of the game go on from search to search.
+test('the searches of games, one after the other in one process, are those of the model', async (t) => {
+  const engine = await startEngine(t);
+  const commands = [];
+  const ours = [];
+  const starts = ['startpos', 'fen 8/5pk1/4p1p1/3pP2p/1p1P3P/pP3PP1/P3K3/8 w - - 12 40'];
+  for (const start of starts) {
+    const moves = [];
+    const depths = [10, 7, 11, 4, 10, 8];
+    for (let i = 0; i < 18; i++) {
+      const set = `position ${start}${moves.length ? ` moves ${moves.join(' ')}` : ''}`;
+      const go = `go depth ${depths[i % depths.length]}`;
+      commands.push(set, go);
+      engine.send(set, go + noClock);
+      const lines = await engine.until(/^bestmove/, 60000);
+      ours.push(...searchLines(lines));
+      const [, best, , ponder] = lines.at(-1).split(' ');
+      moves.push(...[best, ponder].filter(Boolean));
+    }
+    commands.push('ucinewgame');
+    engine.send('ucinewgame');
+    await engine.expect('readyok');
+  }
+  await engine.quit();
+  assert.deepEqual(ours, searchLines(run(oracle, [], `${commands.join('\n')}\n`).split('\n')));
 });

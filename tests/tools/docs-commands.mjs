@@ -150,10 +150,10 @@ export const rows = {
   'cmake --preset release -DQUILLON_ARCH=x86-64-v2 -DCMAKE_INSTALL_PREFIX=/usr/local': { by: 'clone' },
   'cmake --build --preset release --target quillon_installed': { by: 'clone' },
   'DESTDIR=$PWD/build/stage cmake --install build/release': { by: 'clone', says: /quillon\.6/ },
-  // It releases commits, without what the commands before have left.
+  // It releases commits, without what the commands before have left, as a new flame graph.
   'tools/release linux-x86-64-v3 deb': {
     by: 'clone',
-    as: 'git clean -dfq && tools/release linux-x86-64-v3 deb',
+    as: 'git reset --hard -q && git clean -dfq && tools/release linux-x86-64-v3 deb',
   },
   'tools/release': { by: 'clone' },
   'cmake --preset linux-arm64': { by: 'clone' },

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 #
 # Builds everything, installing what it lacks, and runs the tests.
-#   ./test.sh             the default run, under 15 minutes on two cores
+#   ./test.sh             the default run, about 20 minutes on two cores
 #   ./test.sh --quick     the release and debug builds only
 #   ./test.sh --long      the default run and the tests with the label "long"
 #   ./test.sh --lint      formatting and static checks only

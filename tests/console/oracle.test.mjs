@@ -85,7 +85,8 @@ test('lines with castling end where those of the model do', () => {
   ], 12);
 });
 
-// Histories, killers, ages of the table and the keys of the game go on from search to search.
+// The table with its ages and the keys of the game go on from search to search; histories, killers
+// and counter moves begin anew with each.
 test('the searches of games, one after the other in one process, are those of the model', async (t) => {
   const engine = await startEngine(t);
   const commands = [];

@@ -136,8 +136,8 @@ void initEvaluation(positionStruct* position)
         {
             u64 men = position->pieceBB[code];
             const int type = typeOf(code);
-            if (code < KING) material += pieceValue[type] * popcount(men);
-            if (code < KING && code >= KNIGHT) phase += popcount(men) * pieceValuePhase[type];
+            if (!isKing(code)) material += pieceValue[type] * popcount(men);
+            if (!isKing(code) && !isPawn(code)) phase += popcount(men) * pieceValuePhase[type];
             while (men) pst += pieceSquareScore[type][coordinate(colour, takeLowest(men))];
         }
         position->material[colour] = material;
@@ -179,7 +179,7 @@ template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct*
         pst += pieceSquareScore[typeOf(PAWN)][coordinate(us, landing)] -
                pieceSquareScore[typeOf(PAWN)][from];
     }
-    else if (move.kind >= KINDCASTLEKING)
+    else if (isCastling(move.kind))
     {
         // The rook's way in coordinates of its rank: files h to f, or a to d.
         const int rookFrom = move.kind == KINDCASTLEKING ? from + 3 : from - 4;
@@ -275,13 +275,13 @@ template <int us> constexpr int stopSquareOf(int square)
 /// A square's rank seen from a colour, 0 its own first rank.
 template <int us> constexpr int rankFrom(int square)
 {
-    return us == WHITE ? square >> 3 : 7 - (square >> 3);
+    return us == WHITE ? rankOf(square) : 7 - rankOf(square);
 }
 
 /// The three files around a king, pulled in from the sides of the board.
 constexpr u64 kingFileRegion(int kingSquare)
 {
-    return (files[0] | files[1] | files[2]) << (std::clamp(kingSquare & 7, 1, 6) - 1);
+    return (files[0] | files[1] | files[2]) << (std::clamp(fileOf(kingSquare), 1, 6) - 1);
 }
 
 } // namespace
@@ -546,7 +546,7 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
     for (u64 remaining = mine; remaining;)
     {
         const u8 square = takeLowest(remaining);
-        const int file = square & 7;
+        const int file = fileOf(square);
         const int rank = rankFrom<us>(square);
         const int stop = stopSquareOf<us>(square);
         const bool nearKing = region & bit(square);
@@ -649,7 +649,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
     while (passers)
     {
         const u8 square = takeLowest(passers);
-        const u64 file = files[square & 7];
+        const u64 file = files[fileOf(square)];
         const u64 stop = bit(stopSquareOf<us>(square));
         const bool isEmpty = !(occupied & stop);
         const bool isAttacked = attacked & stop;
@@ -838,7 +838,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         if constexpr (piece == KNIGHT || piece == BISHOP)
         {
             // An outpost: no enemy pawn ahead on a neighbour file can ever attack it.
-            const u64 besides = passedPawnsMask[us][square] & ~files[square & 7];
+            const u64 besides = passedPawnsMask[us][square] & ~files[fileOf(square)];
             if ((outpostMask[us] & here) && !(besides & theirPawns))
             {
                 const bool defended = scratch.attackedBy[PAWN + us] & here;
@@ -857,7 +857,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         }
         if constexpr (piece == ROOK)
         {
-            const u64 file = files[square & 7];
+            const u64 file = files[fileOf(square)];
             if (!(file & ourPawns))
                 sum += trace.note(termRookFile, us, EVALROOKONOPEN[!(file & theirPawns)]);
         }
@@ -1011,7 +1011,7 @@ template <int us> int evalShield(const positionStruct* position)
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
         shield += plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
-        pawns &= ~files[rearmost & 7];
+        pawns &= ~files[fileOf(rearmost)];
     }
     return shield;
 }
@@ -1026,7 +1026,7 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 attackedTwice = scratch.attacksDouble[them];
     const u64 undefended = ~scratch.attacksAll[us];
 
-    const u64 flankAttacks = kingSideFiles[king & 7] & attacked & RANK1TO5BB[us];
+    const u64 flankAttacks = kingSideFiles[fileOf(king)] & attacked & RANK1TO5BB[us];
     const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
 
     // Weak: attacked, and defended at most once and only by king or queen. Safe: a checking man
@@ -1073,7 +1073,7 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
 
 template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace)
 {
-    const u64 flank = kingSideFiles[kingSquareOf(us, position) & 7];
+    const u64 flank = kingSideFiles[fileOf(kingSquareOf(us, position))];
     if (position->pieceBB[PAWN + us] & flank) return X(0, 0);
     return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
 }

@@ -40,7 +40,7 @@ i64 now()
 
 std::string squareToLA(u8 square)
 {
-    return {static_cast<char>('a' + (square & 7)), static_cast<char>('1' + (square >> 3))};
+    return {static_cast<char>('a' + fileOf(square)), static_cast<char>('1' + rankOf(square))};
 }
 
 u8 LAToSquare(std::string_view text)
@@ -55,7 +55,7 @@ std::string moveToLA(const moveStruct* move, u8 side)
     if (move->kind == KINDENPASSANT) to = static_cast<u8>(side == WHITE ? to + 8 : to - 8);
 
     std::string text = squareToLA(move->from) + squareToLA(to);
-    if (move->kind > KINDPLAIN && move->kind < KINDENPASSANT) text += promotionLabels[move->kind];
+    if (isPromotion(move->kind)) text += promotionLabels[move->kind];
     return text;
 }
 

@@ -5,7 +5,7 @@
 // record of settings and search limits. Plain data: no operation here changes a position.
 //
 //   Build switches        TCONST, QUILLON_PERFT_FILE
-//   Words between threads relaxed
+//   Data shared between threads   relaxed, peek, publish
 //   Limits and scores     NOFSQUARES, NOFPLIES, SCOREMATE, SCOREMATELIMIT
 //   Packed scores         combEval, X
 //   Codes                 WHITE, PAWN, KINDENPASSANT, WHITEKINGSIDE
@@ -16,6 +16,7 @@
 
 #include <atomic>
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
@@ -51,8 +52,15 @@ using u64 = std::uint64_t;
 static_assert(std::endian::native == std::endian::little,
               "the layout of a table entry and of a move word is little-endian");
 
+/// The bytes of one value read as another type of the same size. It is std::bit_cast, which libc++
+/// has only since version 14.
+template <typename To, typename From> constexpr To bitCast(const From& value)
+{
+    return __builtin_bit_cast(To, value);
+}
 
-// Words between threads
+
+// Data shared between threads
 
 /// A word that several threads read and write with no order between them: a flag, a limit or a
 /// counter for which a late view is as good as a fresh one. It behaves like a plain T and costs
@@ -76,16 +84,18 @@ template <typename T> class relaxed
     std::atomic<T> word;
 };
 
+// The builtins of g++ and clang do what std::atomic_ref does; not every C++20 library has that one.
+
 /// Reads a plain word of a record that its owner may be changing with `publish` at this moment.
-template <typename T> inline T peek(T& word)
+template <typename T> inline T peek(const T& word)
 {
-    return std::atomic_ref<T>(word).load(std::memory_order_relaxed);
+    return __atomic_load_n(&word, __ATOMIC_RELAXED);
 }
 
 /// Writes a plain word that other threads may `peek` at.
 template <typename T> inline void publish(T& word, T value)
 {
-    std::atomic_ref<T>(word).store(value, std::memory_order_relaxed);
+    __atomic_store_n(&word, value, __ATOMIC_RELAXED);
 }
 
 
@@ -181,12 +191,33 @@ constexpr u8 QUEEN = 10;
 constexpr u8 KING = 12;
 constexpr int NOFPIECECODES = 14;
 
+/// Whether a piece code is a pawn's, or a king's, of either colour.
+constexpr bool isPawn(int code)
+{
+    return (code & ~1) == PAWN;
+}
+
+constexpr bool isKing(int code)
+{
+    return code >= KING;
+}
+
 // Kinds of moves. A promotion's kind is the white code of the new man: 4, 6, 8 or 10.
 constexpr u8 KINDPLAIN = 0;
 constexpr u8 KINDENPASSANT = 12;
 constexpr u8 KINDDOUBLEPUSH = 13;
 constexpr u8 KINDCASTLEKING = 14;
 constexpr u8 KINDCASTLEQUEEN = 15;
+
+constexpr bool isPromotion(int kind)
+{
+    return kind > KINDPLAIN && kind < KINDENPASSANT;
+}
+
+constexpr bool isCastling(int kind)
+{
+    return kind >= KINDCASTLEKING;
+}
 
 // Castling rights, one bit each.
 constexpr u8 WHITEKINGSIDE = 1;
@@ -195,6 +226,18 @@ constexpr u8 WHITEQUEENSIDE = 4;
 constexpr u8 BLACKQUEENSIDE = 8;
 constexpr u8 WHITERIGHTS = WHITEKINGSIDE | WHITEQUEENSIDE;
 constexpr u8 BLACKRIGHTS = BLACKKINGSIDE | BLACKQUEENSIDE;
+
+/// The file of a square, a = 0 to h = 7.
+constexpr int fileOf(int square)
+{
+    return square & 7;
+}
+
+/// The rank of a square, 0 to 7.
+constexpr int rankOf(int square)
+{
+    return square >> 3;
+}
 
 // Squares that the rules name.
 // clang-format off
@@ -242,20 +285,20 @@ constexpr moveStruct EMPTYMOVE = {0, 0, 0, 0};
 /// A move put together as one word, so that a list entry is one store.
 constexpr moveStruct packMove(int from, int to, int kind, int score)
 {
-    return std::bit_cast<moveStruct>(static_cast<u32>(from) | static_cast<u32>(to) << 8 |
-                                     static_cast<u32>(kind) << 16 | static_cast<u32>(score) << 24);
+    return bitCast<moveStruct>(static_cast<u32>(from) | static_cast<u32>(to) << 8 |
+                               static_cast<u32>(kind) << 16 | static_cast<u32>(score) << 24);
 }
 
 /// The four bytes of a move as one word, `from` lowest.
 constexpr u32 moveWord(moveStruct move)
 {
-    return std::bit_cast<u32>(move);
+    return bitCast<u32>(move);
 }
 
 /// The move in the low 32 bits of a word.
 constexpr moveStruct wordMove(u64 word)
 {
-    return std::bit_cast<moveStruct>(static_cast<u32>(word));
+    return bitCast<moveStruct>(static_cast<u32>(word));
 }
 
 /// Whether two moves are the same: `from`, `to` and `kind` agree; `score` never takes part.

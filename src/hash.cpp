@@ -275,7 +275,7 @@ u64 calcHashKey(u8 ply, const positionStruct* position)
 
     const plyStruct& here = position->plies[ply];
     key ^= hashCodeCastling[here.castlingRights];
-    if (here.enPassantSquare) key ^= hashCodeEnpassant[here.enPassantSquare & 7];
+    if (here.enPassantSquare) key ^= hashCodeEnpassant[fileOf(here.enPassantSquare)];
     if (position->sideToMove == BLACK) key ^= hashCodeBlackToMove;
     return key;
 }

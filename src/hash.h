@@ -162,10 +162,21 @@ struct evalHashTableStruct
 static_assert(sizeof(pawnEntry) == 24 && sizeof(pawnHashTableStruct) == 1572864);
 static_assert(sizeof(evalEntry) == 16 && sizeof(evalHashTableStruct) == 262144);
 
+/// The slot of a key in its table.
+constexpr size_t pawnSlot(u64 key)
+{
+    return key & 0xffff;
+}
+
+constexpr size_t evalSlot(u64 key)
+{
+    return key & 0x3fff;
+}
+
 /// The entry of a pawn key, null when its slot holds another.
 inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
 {
-    pawnEntry& entry = table->entries[key & 0xffff];
+    pawnEntry& entry = table->entries[pawnSlot(key)];
     return entry.key == key ? &entry : nullptr;
 }
 
@@ -173,7 +184,7 @@ inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
 inline pawnEntry* putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns,
                                    combEval score, i16 whiteShield = 0, i16 blackShield = 0)
 {
-    pawnEntry& entry = table->entries[key & 0xffff];
+    pawnEntry& entry = table->entries[pawnSlot(key)];
     entry = {key, passedPawns, score, {whiteShield, blackShield}};
     return &entry;
 }
@@ -181,20 +192,20 @@ inline pawnEntry* putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 pass
 /// The entry of a position's key, null when its slot holds another.
 inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
 {
-    evalEntry& entry = table->entries[key & 0x3fff];
+    evalEntry& entry = table->entries[evalSlot(key)];
     return entry.key == key ? &entry : nullptr;
 }
 
 /// `score` is kept in its low 16 bits.
 inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
 {
-    table->entries[key & 0x3fff] = {key, static_cast<i16>(score), {}};
+    table->entries[evalSlot(key)] = {key, static_cast<i16>(score), {}};
 }
 
 /// Asks the processor to fetch the entries that the evaluation of a position looks at first. Both
 /// tables together are larger than the caches of a core.
 inline void prefetchEvaluation(const positionStruct* position)
 {
-    __builtin_prefetch(&position->evalHashTable->entries[position->hashKey & 0x3fff]);
-    __builtin_prefetch(&position->pawnHashTable->entries[position->pawnHashKey & 0xffff]);
+    __builtin_prefetch(&position->evalHashTable->entries[evalSlot(position->hashKey)]);
+    __builtin_prefetch(&position->pawnHashTable->entries[pawnSlot(position->pawnHashKey)]);
 }

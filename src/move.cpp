@@ -108,7 +108,7 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
 
     const u8 mover = position->board[move.from];
     const u8 captured = position->board[move.to];
-    const bool keyedAsPawn = mover < KNIGHT || mover >= KING;
+    const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
     // The evaluation reads the untouched board.
     updateEvaluation<us>(ply, move, position);
@@ -121,14 +121,14 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
     u64 pawnKey = position->pawnHashKey;
 
     u8 rights = parent.castlingRights;
-    if (rights && ((corners & (bit(move.from) | bit(move.to))) || mover >= KING))
+    if (rights && ((corners & (bit(move.from) | bit(move.to))) || isKing(mover)))
     {
         key ^= hashCodeCastling[rights];
         rights &= static_cast<u8>(~rightsLost(move, mover, rights));
         key ^= hashCodeCastling[rights];
     }
     child.castlingRights = rights;
-    if (parent.enPassantSquare) key ^= hashCodeEnpassant[parent.enPassantSquare & 7];
+    if (parent.enPassantSquare) key ^= hashCodeEnpassant[fileOf(parent.enPassantSquare)];
 
     // `arriving` is the man that reaches `landing`: the mover but for a promotion, and the move's
     // own `to` but for en passant.
@@ -140,9 +140,9 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
         if (move.kind == KINDDOUBLEPUSH)
         {
             enPassant = move.to;
-            key ^= hashCodeEnpassant[move.to & 7];
+            key ^= hashCodeEnpassant[fileOf(move.to)];
         }
-        else if (move.kind >= KINDCASTLEKING)
+        else if (isCastling(move.kind))
         {
             const castlingRook rook = castlingRookOf(move);
             constexpr u8 code = ROOK + us;
@@ -211,7 +211,7 @@ template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, posit
     u8 mover = arrived;
     if (move.kind != KINDPLAIN)
     {
-        if (move.kind >= KINDCASTLEKING)
+        if (isCastling(move.kind))
         {
             const castlingRook rook = castlingRookOf(move);
             constexpr u8 code = ROOK + us;
@@ -220,7 +220,7 @@ template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, posit
             position->board[rook.to] = NOPIECE;
             position->board[rook.from] = code;
         }
-        else if (move.kind < KINDENPASSANT)
+        else if (isPromotion(move.kind))
             mover = PAWN + us;
     }
 
@@ -254,7 +254,7 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
     const u64 to = bit(move->to);
 
     u64 occupied = (allMen(position) & ~from) | to;
-    if (position->board[move->from] >= KING)
+    if (isKing(position->board[move->from]))
         return isSquareAttackedThrough(move->to, them, occupied, position);
     if (move->kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move->to, us));
@@ -321,7 +321,7 @@ bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position
 {
     const int them = us ^ 1;
     const u64 to = bit(move.to);
-    const bool kingMoves = position->board[move.from] >= KING;
+    const bool kingMoves = isKing(position->board[move.from]);
 
     u64 occupied = (allMen(position) & ~bit(move.from)) | to;
     if (kingMoves && move.kind != KINDPLAIN)
@@ -367,13 +367,13 @@ bool isLegalMove(u8 ply, const moveStruct* movePointer, const positionStruct* po
     const u64 to = bit(move.to);
     if (move.score != mover) return false;
     if (position->pieceBB[us] & to) return false;
-    if (position->board[move.to] >= KING) return false;
+    if (isKing(position->board[move.to])) return false;
 
     // A man of the wrong colour gives an odd or too small type and fits no case.
     const plyStruct& here = position->plies[ply];
     const int type = mover - us;
     const u64 occupied = allMen(position);
-    if (type != PAWN && move.kind != KINDPLAIN && move.kind < KINDCASTLEKING) return false;
+    if (type != PAWN && move.kind != KINDPLAIN && !isCastling(move.kind)) return false;
     bool reachable = false;
     switch (type)
     {
@@ -1029,7 +1029,7 @@ template <int us> u32 countLegal(u8 ply, moveStruct* moves, positionStruct* posi
         // inCheckAfterMove would let all others pass without a look at the board.
         takeOffIllegal(stretches.captures, stretches.quiets);
         const moveStruct* move = stretches.castling;
-        for (; move < end && move->kind >= KINDCASTLEKING; ++move)
+        for (; move < end && isCastling(move->kind); ++move)
             count -= inCheckAfterMove(ply, move, position);
         takeOffIllegal(stretches.kingQuiets, end);
     }

@@ -52,7 +52,7 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
 inline bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruct* position)
 {
     if ((position->plies[ply].notPinned & bit(move->from)) && move->kind != KINDENPASSANT &&
-        position->board[move->from] < KING)
+        !isKing(position->board[move->from]))
         return false;
     return isKingHitAfterMove(move, position);
 }

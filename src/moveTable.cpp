@@ -49,8 +49,8 @@ u64 walkRays(u8 square, u64 occupancy, const int (&steps)[4][2])
     u64 attacks = 0;
     for (const auto& step : steps)
     {
-        int file = (square & 7) + step[0];
-        int rank = (square >> 3) + step[1];
+        int file = fileOf(square) + step[0];
+        int rank = rankOf(square) + step[1];
         for (; file >= 0 && file < 8 && rank >= 0 && rank < 8; file += step[0], rank += step[1])
         {
             attacks |= bit(rank * 8 + file);
@@ -66,7 +66,7 @@ u64 relevantOccupancy(int square, u64 raysOnEmptyBoard)
     constexpr u64 rank1 = 0xff;
     constexpr u64 rank8 = rank1 << 56;
     const u64 ownRank = rank1 << (square & 56);
-    const u64 ownFile = files[square & 7];
+    const u64 ownFile = files[fileOf(square)];
     const u64 edges = ((rank1 | rank8) & ~ownRank) | ((files[0] | files[7]) & ~ownFile);
     return raysOnEmptyBoard & ~edges;
 }
@@ -99,7 +99,7 @@ u64 createBishopAttackFromVar(u8 square, u64 occupancy)
 
 i32 getDistanceSquares(u8 a, u8 b)
 {
-    return std::max(std::abs((a & 7) - (b & 7)), std::abs((a >> 3) - (b >> 3)));
+    return std::max(std::abs(fileOf(a) - fileOf(b)), std::abs(rankOf(a) - rankOf(b)));
 }
 
 bool onBoard(i32 square)
@@ -287,7 +287,7 @@ void initLeapers()
     {
         const u64 notFileA = bit(square) & ~files[0];
         const u64 notFileH = bit(square) & ~files[7];
-        const int rank = square >> 3;
+        const int rank = rankOf(square);
 
         knightAttackTable[square] = leaperAttacks(square, knightOffsets, 3);
         kingAttackTable[square] = leaperAttacks(square, kingOffsets, 2);
@@ -306,8 +306,8 @@ void initAreas()
 
     for (int square = 0; square < NOFSQUARES; ++square)
     {
-        const int file = square & 7;
-        const int rank = square >> 3;
+        const int file = fileOf(square);
+        const int rank = rankOf(square);
         const u64 here = bit(square);
         const u64 sides = (here & ~files[0]) >> 1 | (here & ~files[7]) << 1;
 

@@ -144,6 +144,20 @@ void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
     }
 }
 
+/// Threads that are joined when the pool goes, also when a further one can't be started.
+struct threadPool
+{
+    std::vector<std::thread> threads;
+
+    threadPool() = default;
+    threadPool(const threadPool&) = delete;
+    threadPool& operator=(const threadPool&) = delete;
+    ~threadPool()
+    {
+        for (std::thread& thread : threads) thread.join();
+    }
+};
+
 } // namespace
 
 u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
@@ -157,15 +171,15 @@ u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
     makeJobs(jobs, position);
     writeSize();
 
-    // Threads that have been started are joined also when a further one can't be.
     const size_t wanted = std::min<size_t>(threads, jobs.moves.size());
-    std::vector<std::jthread> pool;
-    while (pool.size() < wanted)
     {
-        pool.emplace_back(countJobs, std::ref(jobs), depth, position);
-        jobs.started = static_cast<u32>(pool.size());
+        threadPool pool;
+        while (pool.threads.size() < wanted)
+        {
+            pool.threads.emplace_back(countJobs, std::ref(jobs), depth, position);
+            jobs.started = static_cast<u32>(pool.threads.size());
+        }
     }
-    for (std::jthread& thread : pool) thread.join();
     return jobs.total;
 }
 

@@ -304,7 +304,7 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
         attackers &= occupied;
 
         // A king may not take what is still defended.
-        if (taker >= KING) return (attackers & men[side ^ 1]) ? result : !result;
+        if (isKing(taker)) return (attackers & men[side ^ 1]) ? result : !result;
 
         result = !result;
         balance = wrap16(balance + seeValue[taker]);
@@ -318,7 +318,7 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
 /// Whether a move's exchange is judged at all: en passant and castling are not.
 bool hasExchange(moveStruct move)
 {
-    return move.kind != KINDENPASSANT && move.kind < KINDCASTLEKING;
+    return move.kind != KINDENPASSANT && !isCastling(move.kind);
 }
 
 } // namespace
@@ -366,7 +366,7 @@ void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* positi
 {
     constexpr u8 pawnTakesChecker = 250;
     for (moveStruct* move = first; move < position->plies[ply].moveListEnd; ++move)
-        if (move->score != pawnTakesChecker && position->board[move->from] < KING &&
+        if (move->score != pawnTakesChecker && !isKing(position->board[move->from]) &&
             hasExchange(*move) && losesMaterial(*move, position))
             move->score = static_cast<u8>(move->score - 100);
 }
@@ -594,7 +594,7 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     // No key is pushed and the half-move clock stands still.
     position->sideToMove ^= 1;
     position->hashKey ^= hashCodeBlackToMove;
-    if (enPassant) position->hashKey ^= hashCodeEnpassant[enPassant & 7];
+    if (enPassant) position->hashKey ^= hashCodeEnpassant[fileOf(enPassant)];
     here.enPassantSquare = 0;
     position->plies[ply + 1] = here;
 

@@ -385,8 +385,8 @@ i16 whiteScore(positionStruct* position)
 /// values at the next job, so nothing of this one may be found.
 void emptyEntries(const positionStruct* position)
 {
-    position->pawnHashTable->entries[position->pawnHashKey & 0xffff] = {};
-    position->evalHashTable->entries[position->hashKey & 0x3fff] = {};
+    position->pawnHashTable->entries[pawnSlot(position->pawnHashKey)] = {};
+    position->evalHashTable->entries[evalSlot(position->hashKey)] = {};
 }
 
 /// The squares of each man, and of all men of a colour, out of the planes of a record.

@@ -46,7 +46,7 @@ moveStruct withKind(moveStruct move, const std::string& text, const positionStru
     }
     else if (mover == PAWN + us)
     {
-        const bool diagonal = ((move.from ^ move.to) & 7) != 0;
+        const bool diagonal = fileOf(move.from) != fileOf(move.to);
         if (diagonal && position->board[move.to] == NOPIECE)
         {
             move.kind = KINDENPASSANT;

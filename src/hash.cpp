@@ -4,21 +4,37 @@
 // store at once with no lock. Two stores to one line may interleave; the check word then doesn't
 // fit the data word and the entry reads as a miss, which costs a search some work and never a
 // wrong answer. Creating, clearing and freeing the table is for the main thread alone, with every
-// worker parked.
+// worker parked. The thread that warms a new table only adds nothing to its words, atomically.
 //
 //   Random numbers        hashCodeRandomNumber
 //   Zobrist keys          initHashCodeTables, calcHashKey, calcHashKeyPawn
-//   Transposition table   createHashTable, clearHashTable, putHashTableEntry, getHashTableEntry
+//   Memory                controlGroupLimit
+//   Transposition table   createHashTable, warmHashTable, clearHashTable, putHashTableEntry,
+//                         getHashTableEntry
 
 #include "hash.h"
 
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <limits>
+#include <mutex>
 #include <new>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #ifdef __linux__
 #include <sys/mman.h>
+#endif
+#ifdef _WIN32
+#define NOMINMAX
+#include <windows.h>
+#else
+#include <unistd.h>
 #endif
 
 #include "general.h"
@@ -289,6 +305,63 @@ u64 calcHashKeyPawn(u8, const positionStruct* position)
 }
 
 
+// Memory
+
+u64 controlGroupLimit(const std::string& root)
+{
+    u64 least = std::numeric_limits<u64>::max();
+    const auto readLimit = [&least](const std::string& filename)
+    {
+        u64 limit = 0;
+        if (std::ifstream(filename) >> limit) least = std::min(least, limit);
+    };
+
+    // Lines are "number:controllers:path". Version 2 has no controllers. A limit of any group
+    // above the process's own holds as well.
+    std::ifstream groups(root + "/proc/self/cgroup");
+    for (std::string line; std::getline(groups, line);)
+    {
+        const size_t controllers = line.find(':') + 1;
+        const size_t path = line.find(':', controllers) + 1;
+        if (controllers == 0 || path == 0) continue;
+        const bool isVersion2 = path == controllers + 1;
+        if (!isVersion2 && line.substr(controllers, path - controllers).find("memory") == line.npos)
+            continue;
+
+        const std::string top = root + (isVersion2 ? "/sys/fs/cgroup" : "/sys/fs/cgroup/memory");
+        const std::string file = isVersion2 ? "/memory.max" : "/memory.limit_in_bytes";
+        for (std::string group = line.substr(path); !group.empty();
+             group.erase(group.find_last_of('/')))
+            readLimit(top + group + file);
+        readLimit(top + file);
+    }
+    return least;
+}
+
+namespace
+{
+
+/// Bytes that a table may take: the machine's memory or its control group's, less an eighth for
+/// all else. What is free at the moment plays no part.
+u64 memoryForTable()
+{
+    u64 memory = std::numeric_limits<u64>::max();
+#if defined(_WIN32)
+    MEMORYSTATUSEX status{};
+    status.dwLength = sizeof(status);
+    if (GlobalMemoryStatusEx(&status)) memory = status.ullTotalPhys;
+#elif defined(_SC_PHYS_PAGES)
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long pageSize = sysconf(_SC_PAGESIZE);
+    if (pages > 0 && pageSize > 0) memory = static_cast<u64>(pages) * static_cast<u64>(pageSize);
+#endif
+    memory = std::min(memory, controlGroupLimit(""));
+    return memory - memory / 8;
+}
+
+} // namespace
+
+
 // Transposition table
 
 namespace
@@ -328,12 +401,76 @@ void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 #endif
 }
 
+/// The thread that touches the pages of a new table.
+class pageToucher
+{
+  public:
+    pageToucher() = default;
+    pageToucher(const pageToucher&) = delete;
+    pageToucher& operator=(const pageToucher&) = delete;
+    ~pageToucher() { stop(); }
+
+    /// Starts on the lines of a table; the thread must have been stopped.
+    void start(hashLine* first, u64 count)
+    {
+        isDone = isStopped = false;
+        try
+        {
+            thread = std::thread(&pageToucher::touch, this, first, count);
+        }
+        catch (const std::system_error&)
+        {
+            isDone = true;
+        }
+    }
+
+    /// Waits until all pages are touched, or for a time; returns whether they are.
+    bool wait(int milliseconds)
+    {
+        std::unique_lock<std::mutex> lock(mtx);
+        if (!changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                              [this] { return isDone; }))
+            return false;
+        lock.unlock();
+        stop();
+        return true;
+    }
+
+    /// Ends the thread, wherever it is.
+    void stop()
+    {
+        isStopped = true;
+        if (thread.joinable()) thread.join();
+    }
+
+  private:
+    void touch(hashLine* first, u64 count)
+    {
+        constexpr u64 linesPerPage = 4096 / sizeof(hashLine);
+        for (u64 line = 0; line < count && !isStopped; line += linesPerPage)
+            __atomic_fetch_or(&first[line].check, 0, __ATOMIC_RELAXED);
+        const std::lock_guard<std::mutex> lock(mtx);
+        isDone = true;
+        changed.notify_one();
+    }
+
+    std::thread thread;
+    relaxed<bool> isStopped = false;
+    std::mutex mtx; // guards isDone
+    std::condition_variable changed;
+    bool isDone = true;
+};
+
+pageToucher theToucher;
+
 } // namespace
 
 void createHashTable(int megabytes)
 {
     const u64 wanted = homeLines(megabytes);
+    const u64 mostLines = memoryForTable() / sizeof(hashLine);
     u64 lines = wanted;
+    while (lines > mostLines && lines > SMALLESTTABLE) lines /= 2;
 
     // Memory fresh from the system is zero already and costs nothing until it is used.
     destroyHashTable();
@@ -355,8 +492,20 @@ void createHashTable(int megabytes)
     hashCountUse = 0;
 }
 
+void warmHashTable()
+{
+    theToucher.stop();
+    theToucher.start(hashTable, hashKeyMask + 1 + SPARELINES);
+}
+
+bool waitForWarmHashTable(int milliseconds)
+{
+    return theToucher.wait(milliseconds);
+}
+
 void clearHashTable()
 {
+    theToucher.stop();
     const size_t size = (hashKeyMask + 1 + SPARELINES) * sizeof(hashLine);
     std::memset(static_cast<void*>(hashTable), 0, size);
     hashHartBeat = 0;
@@ -365,6 +514,7 @@ void clearHashTable()
 
 void destroyHashTable()
 {
+    theToucher.stop();
     std::free(hashTable);
     hashTable = nullptr;
 }

@@ -4,9 +4,11 @@
 // each searcher owns: pawn structures and finished evaluations.
 //
 //   Zobrist keys          initHashCodeTables, calcHashKey, calcHashKeyPawn
-//   Transposition table   createHashTable, getHashTableEntry, putHashTableEntry
+//   Transposition table   createHashTable, warmHashTable, getHashTableEntry, putHashTableEntry
 //   Pawn and evaluation hash   getPawnHashEntry, getEvalHashEntry
 #pragma once
+
+#include <string>
 
 #include "global.h"
 
@@ -78,9 +80,21 @@ extern u64 hashCountPuts;
 extern u64 hashCountGets;
 
 /// Replaces the table by an empty one of at least `megabytes`, rounded up to a power of two, at
-/// least 1. When that much can't be had, writes a line that says so and takes the largest size
-/// that can. No search may be running.
+/// least 1. When that is more than the machine or its control group has, or can't be allocated,
+/// writes a line that says so and takes the largest size that can. No search may be running.
 void createHashTable(int megabytes);
+
+/// Starts a thread that touches the pages of a new table, so that the first searches needn't wait
+/// while the system finds each page for them. It ends by itself, and before the table is cleared,
+/// replaced or freed. Without a thread to be had, pages come when they are used.
+void warmHashTable();
+
+/// Waits until that thread has touched all pages, at most `milliseconds`. Returns whether it has.
+bool waitForWarmHashTable(int milliseconds);
+
+/// The least memory limit, in bytes, of the control groups that hold this process on Linux; the
+/// largest u64 when there is none. Files are read below `root`, "" for the system's own.
+u64 controlGroupLimit(const std::string& root);
 
 /// Empties the table and counts searches from 0 again. No search may be running.
 void clearHashTable();

@@ -37,6 +37,13 @@ void runPerft(std::istream& words, console& state)
 {
     words >> state.perftDepth;
     testFenPosition(state.perftDepth, "current", 256, 4);
+    warmHashTable();
+}
+
+void runSelfTest(std::istream&, console&)
+{
+    checkMoveGenWithPerft(1);
+    warmHashTable();
 }
 
 #ifdef QUILLON_TUNE
@@ -80,7 +87,7 @@ constexpr commandRow commands[] = {
     {"uci",        [](std::istream&, console&)       { UCIuci(); }},
     {"setoption",  [](std::istream& words, console&) { UCIsetoption(words); }},
     {"isready",    [](std::istream&, console&)       { UCIisready(); }},
-    {"rtest",      [](std::istream&, console&)       { checkMoveGenWithPerft(1); }},
+    {"rtest",      runSelfTest},
     {"perft",      runPerft},
     {"texel",      runTexel},
     {"showboard",  [](std::istream&, console&)       { writeText(boardToString(GPS)); }},
@@ -117,8 +124,10 @@ int main(int argc, char** argv)
     writeLine("");
     writeLine("enter 'help' to see the commands");
 
-    initBitboardConstants();
+    // The table comes first: its pages are touched while the attack tables are built.
     initHashCodeTables();
+    if (argc == 1) warmHashTable();
+    initBitboardConstants();
     setPosition(std::string(fenStartPos), GPS);
     theWorkForce.setNofWorkers(engine.nofThreads);
     // Without a buffer of lines the output is slower, not wrong.

@@ -440,30 +440,13 @@ inline void countNode(u64& counter)
     publish(counter, counter + 1);
 }
 
-// The first probes of a fresh table wait for the system to find a page for them, on a virtual
-// machine some milliseconds each, and thousands of nodes may take seconds. So the boss looks at the
-// clock more often meanwhile, and takes a delay that only such waits explain for the end.
-constexpr u64 FRESHTABLENODES = 65536;
-constexpr i32 FRESHTABLEINTERVAL = 2; // nodes between two looks
-constexpr i32 FRESHTABLEDELAY = 2;    // milliseconds
-
-/// Whether this is the boss's first search of a table, at its start, and the clock is not looked at
-/// as often anyway.
-bool isTableFresh(const positionStruct* position)
-{
-    return hashHartBeat <= 1 && position->workerIndex == 0 && position->nodes < FRESHTABLENODES &&
-           engine.nodeCheckInterval > FRESHTABLEINTERVAL;
-}
-
-/// The countdown to the next look at the clock; true when the hard budget is used up.
+/// Counts down to the next check of the clock; true when the hard budget is used up.
 bool isTimeOver(positionStruct* position)
 {
     if (position->nodesToClockCheck-- > 0) return false;
-    const bool isFresh = isTableFresh(position);
-    position->nodesToClockCheck = isFresh ? FRESHTABLEINTERVAL : i32{engine.nodeCheckInterval};
+    position->nodesToClockCheck = engine.nodeCheckInterval;
     if (theWorkForce.ponderSearch || engine.infinite) return false;
-    const i64 delay = isFresh ? FRESHTABLEDELAY : 0;
-    if (now() - static_cast<i64>(engine.startTime) < engine.maxTime + delay) return false;
+    if (now() - static_cast<i64>(engine.startTime) < engine.maxTime) return false;
     theWorkForce.stopSearch = true;
     return true;
 }
@@ -1242,8 +1225,6 @@ class deepening
         if (depth > 5) window.centre(score);
         window.failLow = window.failHigh = 0;
         position->rootBestChanges = 0;
-        // Not before depth 1 has given a move to answer with.
-        if (depth == 2 && isTableFresh(position)) position->nodesToClockCheck = FRESHTABLEINTERVAL;
     }
 
     /// Takes the score of an iteration that was not stopped.

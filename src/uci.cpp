@@ -236,6 +236,9 @@ void UCIsetoption(std::istream& stream)
         engine.hashSizeMB = megabytes;
         theWorkForce.endSearch();
         createHashTable(megabytes);
+        // Most tables are warm before the program that asked can start a search.
+        warmHashTable();
+        waitForWarmHashTable(1000);
     }
     else if (name == "Threads")
     {

@@ -2,6 +2,9 @@
 //
 // Transposition table, pawn and evaluation caches, packed scores, material and the driver.
 
+#include <filesystem>
+#include <fstream>
+#include <limits>
 #include <map>
 #include <random>
 
@@ -96,6 +99,62 @@ TEST_F(HashTable, SizesAreRoundedUpToAPowerOfTwo)
         EXPECT_EQ(hashKeyMask + 1, lines) << megabytes;
         EXPECT_EQ(hashHartBeat, 0U);
     }
+}
+
+TEST_F(HashTable, WarmingChangesNoEntryWhileOthersStore)
+{
+    constexpr u64 keys = 4000;
+    const auto key = [](u64 n) { return n << 50 | n * 4; }; // each four home lines apart
+    for (u64 n = 1; n < keys; n += 2) putHashTableEntry(key(n), someMove, 7, 5, boundExact, 0);
+    warmHashTable();
+    for (u64 n = 2; n < keys; n += 2) putHashTableEntry(key(n), someMove, 7, 5, boundExact, 0);
+    EXPECT_TRUE(waitForWarmHashTable(60000));
+    for (u64 n = 1; n < keys; ++n) ASSERT_EQ(hashScore(getHashTableEntry(key(n)), 0), 7) << n;
+}
+
+TEST_F(HashTable, AWarmingTableCanBeClearedReplacedAndFreed)
+{
+    createHashTable(64);
+    warmHashTable();
+    clearHashTable();
+    warmHashTable();
+    createHashTable(2);
+    warmHashTable();
+    destroyHashTable();
+    EXPECT_EQ(hashTable, nullptr);
+    EXPECT_TRUE(waitForWarmHashTable(0)) << "nothing is left to do";
+}
+
+TEST(HashMemory, TheLeastLimitOfTheControlGroupsOnTheWayUpCounts)
+{
+    namespace fs = std::filesystem;
+    const fs::path root = fs::temp_directory_path() / "quillon-control-groups";
+    const auto write = [&root](const std::string& name, const std::string& text)
+    {
+        fs::create_directories((root / name).parent_path());
+        std::ofstream(root / name) << text << '\n';
+    };
+    const auto limit = [&root] { return controlGroupLimit(root.string()); };
+    constexpr u64 none = std::numeric_limits<u64>::max();
+    fs::remove_all(root);
+    EXPECT_EQ(limit(), none) << "no control groups at all";
+
+    write("proc/self/cgroup", "0::/user/game");
+    EXPECT_EQ(limit(), none) << "a group without a limit";
+    write("sys/fs/cgroup/user/game/memory.max", "max");
+    EXPECT_EQ(limit(), none);
+    write("sys/fs/cgroup/user/memory.max", "1000000");
+    EXPECT_EQ(limit(), 1000000U) << "of the group above";
+    write("sys/fs/cgroup/user/game/memory.max", "900000");
+    EXPECT_EQ(limit(), 900000U);
+
+    write("proc/self/cgroup", "9:name=systemd:/\n4:cpu,memory:/box\n3:cpuset:/user\nnonsense");
+    EXPECT_EQ(limit(), none) << "the second version's files don't count";
+    write("sys/fs/cgroup/memory/memory.limit_in_bytes", "700000");
+    EXPECT_EQ(limit(), 700000U) << "of the top, as a container sees its own";
+    write("sys/fs/cgroup/memory/box/memory.limit_in_bytes", "600000");
+    EXPECT_EQ(limit(), 600000U);
+    fs::remove_all(root);
 }
 
 TEST_F(HashTable, MateScoresKeepTheirDistanceFromTheStoringNode)

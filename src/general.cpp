@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Text and time; see general.h. Nothing here has a state of its own.
+// Text and time; see general.h. No function here keeps any state.
 
 #include "general.h"
 
@@ -14,7 +14,7 @@
 
 void writeText(std::string_view text)
 {
-    // When nobody reads any more, nobody is left to be told; end of input ends the console.
+    // A failed write means that the reader has gone. End of input then ends the process.
     static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
     static_cast<void>(std::fflush(stdout));
 }
@@ -68,23 +68,8 @@ std::string PVToString(const positionStruct* position)
     return text;
 }
 
-std::string currentMovesToString(u8 n, const positionStruct* position)
-{
-    std::string text;
-    u8 side = WHITE;
-    for (int ply = 0; ply <= n; ++ply, side ^= 1)
-        text += moveToLA(&position->plies[ply].currentMove, side) + ' ';
-    return text;
-}
 
-std::string moveToString(const moveStruct* move, int indent)
-{
-    std::string text(indent >= 0 ? static_cast<size_t>(indent) + 1 : 0, '\t');
-    return text + squareToLA(move->from) + squareToLA(move->to) + ' ' + std::to_string(move->kind);
-}
-
-
-// Pictures
+// Board picture
 
 namespace
 {
@@ -111,15 +96,6 @@ template <typename Cell> std::string gridToString(Cell cell)
            rowsToString([&](int square) { return std::string("| ") + cell(square) + ' '; }, rowEnd);
 }
 
-/// Writes all bitboards of a position by one of the two pictures.
-void showBitboards(const positionStruct* position, std::string (*toString)(u64))
-{
-    std::string text;
-    for (int i = 0; i < NOFPIECECODES; ++i)
-        text += "Bitboard " + std::to_string(i) + '\n' + toString(position->pieceBB[i]);
-    writeText(text);
-}
-
 } // namespace
 
 std::string boardToString(const positionStruct* position)
@@ -132,6 +108,24 @@ std::string boardToString(const positionStruct* position)
         });
 }
 
+
+// Interface without a caller
+
+std::string currentMovesToString(u8 n, const positionStruct* position)
+{
+    std::string text;
+    u8 side = WHITE;
+    for (int ply = 0; ply <= n; ++ply, side ^= 1)
+        text += moveToLA(&position->plies[ply].currentMove, side) + ' ';
+    return text;
+}
+
+std::string moveToString(const moveStruct* move, int indent)
+{
+    std::string text(indent >= 0 ? static_cast<size_t>(indent) + 1 : 0, '\t');
+    return text + squareToLA(move->from) + squareToLA(move->to) + ' ' + std::to_string(move->kind);
+}
+
 std::string bitboardToStringL(u64 bitboard)
 {
     return gridToString([bitboard](int square) { return bitboard & bit(square) ? '*' : ' '; });
@@ -142,6 +136,20 @@ std::string bitboardToStringS(u64 bitboard)
     return rowsToString([bitboard](int square) { return bitboard & bit(square) ? "1 " : ". "; },
                         "\n");
 }
+
+namespace
+{
+
+/// Writes all bitboards of a position by one of the two pictures.
+void showBitboards(const positionStruct* position, std::string (*toString)(u64))
+{
+    std::string text;
+    for (int i = 0; i < NOFPIECECODES; ++i)
+        text += "Bitboard " + std::to_string(i) + '\n' + toString(position->pieceBB[i]);
+    writeText(text);
+}
+
+} // namespace
 
 void showBitboardsL(const positionStruct* position)
 {
@@ -169,9 +177,6 @@ void printTableInFormatX(const i16* first, const i16* second)
         writeLine(line.str());
     }
 }
-
-
-// Counting bits
 
 u64 softwarePopcount(u64 bitboard)
 {

@@ -63,12 +63,12 @@ template <typename To, typename From> constexpr To bitCast(const From& value)
 // Data shared between threads
 
 /// A word that several threads read and write with no order between them: a flag, a limit or a
-/// counter for which a late view is as good as a fresh one. It behaves like a plain T and costs
-/// the same instructions; only the data race is gone.
+/// counter for which an old value is as good as a new one. It behaves like a plain T and costs the
+/// same instructions, but it is not a data race.
 template <typename T> class relaxed
 {
   public:
-    // cppcheck-suppress noExplicitConstructor ; stands in for a plain T
+    // cppcheck-suppress noExplicitConstructor ; used like a plain T
     constexpr relaxed(T initial = T{}) noexcept : word(initial) {}
     relaxed(const relaxed&) = delete;
     relaxed& operator=(const relaxed&) = delete;
@@ -106,9 +106,9 @@ constexpr int NOFPLIES = 128;        // records of `plies`; ply 127 is the last
 constexpr int MOVESTACKSIZE = 8192;  // moves in one searcher's stack
 constexpr int KEYHISTORYSIZE = 1024; // keys of the game and of the path
 
-// One node needs at most 64 squares x 16 arrivals (8 lines, 8 knights) and the promotions, and
-// its losing captures once more. A node starts only below MOVESTACKSIZE, so this much behind it
-// keeps every list within the stack on any board.
+// One node needs at most 64 squares x 16 arrivals (8 lines, 8 knights) and the promotions, and its
+// bad captures once more. A node starts only below MOVESTACKSIZE, so this much space after it keeps
+// every list within the stack on any board.
 constexpr int MOVESTACKSLACK = 3072;
 
 constexpr int SCOREINFINITE = 32767;  // beyond any score
@@ -119,17 +119,17 @@ constexpr int SCOREMATELIMIT = 31872; // at or beyond this, in absolute value, a
 // Packed scores
 
 /// A mid-game and an end-game score in one signed 32-bit integer: mg + eg * 65536. The halves are
-/// no bit fields: a negative low half borrows from the high one, and `mgHalf` and `egHalf` undo
-/// that. Sums, negation and multiplication by a count work on the packed word and wrap around,
-/// so a board full of queens is no overflow. Each half must stay within 16 bits to be read back.
+/// not bit fields: a negative low half borrows from the high one, which `mgHalf` and `egHalf` undo.
+/// Sums, negation and multiplication by a count work on the packed word and wrap around, so that a
+/// board full of queens does not overflow. Each half must stay within 16 bits to be read back.
 struct combEval
 {
     i32 packed;
 
-    // cppcheck-suppress uninitMemberVar ; unset like a plain number, so arrays of it cost nothing
+    // cppcheck-suppress uninitMemberVar ; unset like a plain int, so that arrays of it cost nothing
     combEval() = default;
-    /// A plain number, not a pair. Implicit, so that a tunable table of plain numbers is written
-    /// as such; `plain` reads it back.
+    /// A plain number, not a pair. It is implicit so that a tunable table can hold plain numbers;
+    /// `plain` reads them back.
     // cppcheck-suppress noExplicitConstructor ; see above
     constexpr combEval(i32 number) noexcept : packed(number) {}
     static constexpr combEval wrapped(u32 word) { return combEval(static_cast<i32>(word)); }
@@ -181,7 +181,7 @@ constexpr u8 WHITE = 0;
 constexpr u8 BLACK = 1;
 
 // Piece codes: even white, odd black; 0 is an empty square and 1 is never on the board. A white
-// code plus the side to move is a man of that side; code / 2 - 1 is the index by piece type.
+// code plus a colour is that colour's piece; code / 2 - 1 is the index by piece type.
 constexpr u8 NOPIECE = 0;
 constexpr u8 PAWN = 2;
 constexpr u8 KNIGHT = 4;
@@ -202,7 +202,7 @@ constexpr bool isKing(int code)
     return code >= KING;
 }
 
-// Kinds of moves. A promotion's kind is the white code of the new man: 4, 6, 8 or 10.
+// Kinds of moves. A promotion's kind is the white code of the new piece: 4, 6, 8 or 10.
 constexpr u8 KINDPLAIN = 0;
 constexpr u8 KINDENPASSANT = 12;
 constexpr u8 KINDDOUBLEPUSH = 13;
@@ -248,8 +248,8 @@ enum namedSquares : u8
 };
 // clang-format on
 
-// Notation. Index of a letter in fenLabelPieces is its piece code, of a letter in
-// promotionPieces half the code, index of promotionLabels the kind of a promotion.
+// Notation. The index of a letter in fenLabelPieces is its piece code, in promotionPieces half its
+// code. The index into promotionLabels is the kind of a promotion.
 constexpr std::string_view fenLabelPieces = "  PpNnBbRrQqKk";
 constexpr std::string_view promotionPieces = " pnbrqk";
 constexpr std::string_view promotionLabels = "  ppnnbbrrqq";
@@ -264,11 +264,11 @@ constexpr std::string_view fenStartPos = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNB
 ///
 ///   byte | field | content
 ///   -----|-------|---------------------------------------------------------------------------
-///   0    | from  | square that the man leaves
+///   0    | from  | square that the piece leaves
 ///   1    | to    | square that it reaches; for en passant the square of the captured pawn, and
 ///        |       | the capturing pawn lands one rank beyond it (+8 white, -8 black)
 ///   2    | kind  | 0 plain, 4/6/8/10 promotion, 12 en passant, 13 double push, 14/15 castling
-///   3    | score | in a generated list the ordering score, in a stored move the moving man's code
+///   3    | score | in a generated list the ordering score, in a stored move the piece code
 struct alignas(4) moveStruct
 {
     u8 from;
@@ -282,7 +282,7 @@ static_assert(sizeof(moveStruct) == 4 && std::is_trivially_copyable_v<moveStruct
 /// No move: four zero bytes. No real move goes from a1 to a1.
 constexpr moveStruct EMPTYMOVE = {0, 0, 0, 0};
 
-/// A move put together as one word, so that a list entry is one store.
+/// A move built as one word, so that a list entry takes one store.
 constexpr moveStruct packMove(int from, int to, int kind, int score)
 {
     return bitCast<moveStruct>(static_cast<u32>(from) | static_cast<u32>(to) << 8 |
@@ -323,22 +323,22 @@ struct alignas(64) plyStruct
     moveStruct* quietsStart;   // first quiet move; from here on historyBad is charged
 
     moveStruct currentMove; // move being searched here; the child reads its `to`
-    moveStruct hashMove;    // move out of the table, zero when there is none
+    moveStruct hashMove;    // move from the transposition table, zero when there is none
     moveStruct killers[2];  // newest first
-    moveStruct bestMove;    // best move found here; the line from the table is laid out here too
+    moveStruct bestMove;    // best move found here; the PV from the table is written here too
 
     u64 rankedAt;      // historyChanges when the quiet moves got their scores
-    u64 notPinned = 0; // all squares but those of the mover's pinned men; zero: all pinned
+    u64 notPinned = 0; // all squares but those of the mover's pinned pieces; zero: all pinned
 
     // The parent's values, restored by unmakeMove.
     i32 savedHalfMoveClock;
     i16 savedGamePhase;
 
     // State of this ply itself, needs no restoring.
-    u8 capturedPiece;   // man that the move into this ply took, 0 when none
+    u8 capturedPiece;   // piece that the move into this ply took, 0 when none
     u8 enPassantSquare; // square of the pawn that has just double-pushed (e4, not e3), or 0
     u8 castlingRights;  // four bits
-    u8 pickerStage;     // where this ply's picker stands
+    u8 pickerStage;     // the stage that this ply's picker has reached
     u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
 };
 
@@ -357,7 +357,7 @@ struct positionStruct
     u8 board[NOFSQUARES];       // piece code on each square
     u64 hashKey;                // Zobrist key of everything that decides the position
     u64 pawnHashKey;            // Zobrist key of pawns and kings
-    u64 pieceBB[NOFPIECECODES]; // by piece code; 0 all white men, 1 all black men
+    u64 pieceBB[NOFPIECECODES]; // by piece code; 0 all white pieces, 1 all black ones
     u8 sideToMove = WHITE;
     combEval material[2];               // per colour, kings not counted
     combEval pstScore[2];               // per colour, from its own view
@@ -379,7 +379,7 @@ struct positionStruct
     i16 rootScore;         // score of the last accepted iteration
     i16 rootDepth;         // depth of the newest result
     u8 rootDepthComplete;  // 1 when that iteration ended, 0 when it only found a new best move
-    i32 nodesToClockCheck; // countdown to the next look at the clock
+    i32 nodesToClockCheck; // countdown to the next check of the clock
     i32 workerIndex;       // whose copy this is
     u8 pvLength = 0;       // index of the last move of the line in the bestMove fields
     u8 selDepth = 0;       // deepest ply that alfabeta has entered
@@ -390,35 +390,47 @@ struct positionStruct
     // Ordering of quiet moves, by [piece code - 2][to].
     u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
     u32 historyBad[12][NOFSQUARES];          // weight of the failures
-    moveStruct counterMoves[12][NOFSQUARES]; // answer to the man that has just arrived there
+    moveStruct counterMoves[12][NOFSQUARES]; // answer to the piece that has just arrived there
 };
 
 static_assert(sizeof(positionStruct) % 64 == 0 && std::is_trivially_copyable_v<positionStruct>);
+
+/// A number that `setoption` sets: its name, its default and the range that values are forced into.
+struct spinOption
+{
+    std::string_view name;
+    i32 standard;
+    i32 least;
+    i32 greatest;
+};
+
+constexpr spinOption HASHOPTION = {"Hash", 256, 1, 32768}; // megabytes
+constexpr spinOption THREADSOPTION = {"Threads", 1, 1, 64};
 
 /// Settings of the engine and limits of a search; times in milliseconds. Written by the main
 /// thread, also while a search runs, and read by all: every word is relaxed.
 struct engineStruct
 {
-    relaxed<u64> nodeLimit;         // `go nodes`; read by nobody
-    relaxed<u64> elapsedTime;       // since startTime, as of the last iteration
-    relaxed<u64> startTime;         // now() at the arrival of `go`
-    relaxed<float> timeFactor;      // 1, or 5 when time is short; on elapsed time, soft check
-    relaxed<i32> timeLeft[2];       // `wtime`, `btime`
-    relaxed<i32> timeInc[2];        // `winc`, `binc`
-    relaxed<i32> movesToGo;         // moves to the next time control, or the divisor in use
-    relaxed<i32> gamePly;           // progress of the game; GAMEPLYUNKNOWN when not known
-    relaxed<i32> depthLimit;        // `go depth`, 0 none
-    relaxed<i32> mateLimit;         // `go mate`; read by nobody
-    relaxed<i32> moveTime;          // `go movetime`, 0 none
-    relaxed<i32> targetTime;        // soft budget
-    relaxed<i32> maxTime;           // hard budget
-    relaxed<i32> hashSizeMB{256};   // option `Hash`
-    relaxed<i32> nofThreads{1};     // option `Threads`
-    relaxed<i32> hashFull;          // printed behind "hashfull"; stays 0
-    relaxed<i32> nodeCheckInterval; // nodes between two looks at the clock
-    relaxed<u8> infinite;           // `go infinite`
-    relaxed<u8> ponderEnabled;      // option `Ponder`
-    relaxed<u8> movesToGoGiven;     // `go` carried `movestogo`
+    relaxed<u64> nodeLimit;    // `go nodes`; nothing reads it
+    relaxed<u64> elapsedTime;  // since startTime, as of the last iteration
+    relaxed<u64> startTime;    // now() at the arrival of `go`
+    relaxed<float> timeFactor; // 1, or 5 when time is short; on elapsed time, soft check
+    relaxed<i32> timeLeft[2];  // `wtime`, `btime`
+    relaxed<i32> timeInc[2];   // `winc`, `binc`
+    relaxed<i32> movesToGo;    // moves to the next time control, or the divisor in use
+    relaxed<i32> gamePly;      // progress of the game; GAMEPLYUNKNOWN when not known
+    relaxed<i32> depthLimit;   // `go depth`, 0 none
+    relaxed<i32> mateLimit;    // `go mate`; nothing reads it
+    relaxed<i32> moveTime;     // `go movetime`, 0 none
+    relaxed<i32> targetTime;   // soft budget
+    relaxed<i32> maxTime;      // hard budget
+    relaxed<i32> hashSizeMB{HASHOPTION.standard};    // option `Hash`
+    relaxed<i32> nofThreads{THREADSOPTION.standard}; // option `Threads`
+    relaxed<i32> hashFull;                           // printed after "hashfull"; stays 0
+    relaxed<i32> nodeCheckInterval;                  // nodes between two checks of the clock
+    relaxed<u8> infinite;                            // `go infinite`
+    relaxed<u8> ponderEnabled;                       // option `Ponder`
+    relaxed<u8> movesToGoGiven;                      // `go` carried `movestogo`
 };
 
 static_assert(sizeof(engineStruct) == 96);

@@ -58,9 +58,9 @@ u64 hashCountGets;
 namespace
 {
 
-// hashCodeRandomNumber[i]: stored, so that keys are the same from run to run. 0 to 767 men by
-// piece code 2 to 13 and square a1 to h8, 768 to 783 castling rights by value, 784 to 791 en
-// passant files a to h, 792 black to move; the rest is not used.
+// hashCodeRandomNumber[i]: stored, so that keys are the same from run to run. 0 to 767: pieces, by
+// code 2 to 13 and square a1 to h8. 768 to 783: castling rights by value. 784 to 791: en passant
+// files a to h. 792: black to move. The rest is not used.
 // clang-format off
 constexpr u64 hashCodeRandomNumber[800] = {
     0xacfeaf947971818a, 0x1e1a986bcee58e3b, 0xd1dd9bbc7b8c8d68, 0x26c7a01e02433fa7,
@@ -287,7 +287,8 @@ u64 calcHashKey(u8 ply, const positionStruct* position)
 {
     u64 key = 0;
     for (int code = PAWN; code < NOFPIECECODES; ++code)
-        for (u64 men = position->pieceBB[code]; men;) key ^= hashCodePiece[code][takeLowest(men)];
+        for (u64 pieces = position->pieceBB[code]; pieces;)
+            key ^= hashCodePiece[code][takeLowest(pieces)];
 
     const plyStruct& here = position->plies[ply];
     key ^= hashCodeCastling[here.castlingRights];
@@ -300,7 +301,8 @@ u64 calcHashKeyPawn(u8, const positionStruct* position)
 {
     u64 key = 0;
     for (const int code : {PAWN + WHITE, PAWN + BLACK, KING + WHITE, KING + BLACK})
-        for (u64 men = position->pieceBB[code]; men;) key ^= hashCodePiece[code][takeLowest(men)];
+        for (u64 pieces = position->pieceBB[code]; pieces;)
+            key ^= hashCodePiece[code][takeLowest(pieces)];
     return key;
 }
 
@@ -387,9 +389,9 @@ bool holdsKey(u64 check, u64 data, u64 key)
     return check == ((data & HASHDATAMASK) ^ key);
 }
 
-/// Asks the system to back the inside of a block that is untouched yet with huge pages. Probes are
-/// spread over the whole table, and with small pages nearly each of them misses the TLB too. A
-/// wish: whether it is granted makes no difference but to time.
+/// Asks the system to back the inside of an untouched block with huge pages. Probes are spread over
+/// the whole table, so with small pages nearly every one of them also misses the TLB. The system
+/// may refuse: only speed depends on it.
 void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 {
 #ifdef __linux__
@@ -472,7 +474,7 @@ void createHashTable(int megabytes)
     u64 lines = wanted;
     while (lines > mostLines && lines > SMALLESTTABLE) lines /= 2;
 
-    // Memory fresh from the system is zero already and costs nothing until it is used.
+    // Memory from the system is zero already.
     destroyHashTable();
     void* block = nullptr;
     for (;; lines /= 2)
@@ -521,13 +523,19 @@ void destroyHashTable()
 
 void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, u8 ply)
 {
+    assert(hashTable);
+    assert(depth >= 0);
+    assert(bound >= boundUpper && bound <= boundExact);
+    assert(ply < NOFPLIES);
+    assert(hashAgeCounter < 64);
     if (score >= SCOREMATELIMIT)
         score = static_cast<i16>(score + ply);
     else if (score <= -SCOREMATELIMIT)
         score = static_cast<i16>(score - ply);
 
-    // The walk stops at an empty entry, even if a later line holds this key. Otherwise each
-    // search of age counts for four plies of depth and an exact bound for one ply more.
+    // The walk stops at an empty entry, even if a later line holds this key. Without one, the entry
+    // that is least worth keeping goes: each search of age costs as much as four plies of depth,
+    // and an exact bound is worth one ply more.
     hashLine* const home = &hashTable[key & hashKeyMask];
     hashLine* target = home;
     int smallestKeep = 0;
@@ -558,14 +566,15 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
 
 u64 getHashTableEntry(u64 key)
 {
+    assert(hashTable);
     hashLine* const home = &hashTable[key & hashKeyMask];
     for (hashLine* line = home; line < home + PROBES; ++line)
     {
         const u64 data = peek(line->data);
         if (!holdsKey(peek(line->check), data, key)) continue;
 
-        // Only the byte of bound and age is written, so that a store by another thread loses at
-        // most its age. A line whose age is right already stays clean in all caches.
+        // Writes the byte of bound and age alone, so that a store by another thread loses at most
+        // its age. A line whose age is right is not written and stays clean in all caches.
         if (hashAge(data) != hashAgeCounter)
         {
             u8& boundAndAge = reinterpret_cast<u8*>(&line->data)[7];

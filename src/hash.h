@@ -3,9 +3,9 @@
 // Zobrist keys, the transposition table that all threads share, and the two small caches that
 // each searcher owns: pawn structures and finished evaluations.
 //
-//   Zobrist keys          initHashCodeTables, calcHashKey, calcHashKeyPawn
-//   Transposition table   createHashTable, warmHashTable, getHashTableEntry, putHashTableEntry
-//   Pawn and evaluation hash   getPawnHashEntry, getEvalHashEntry
+//   Zobrist keys              initHashCodeTables, calcHashKey, calcHashKeyPawn
+//   Transposition table       createHashTable, warmHashTable, getHashTableEntry, putHashTableEntry
+//   Pawn and evaluation hash  getPawnHashEntry, getEvalHashEntry
 #pragma once
 
 #include <string>
@@ -34,7 +34,7 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 
 // Transposition table
 //
-// Lines of 64 bytes, one entry in the first 16 bytes of each:
+// Lines of 64 bytes with one entry each, in the first 16 bytes:
 //
 //   offset | width | content
 //   -------|-------|-----------------------------------------------------------
@@ -51,9 +51,9 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 //   56-57 | bound | 0 none, 1 upper, 2 lower, 3 exact
 //   58-63 | age   | hashAgeCounter at the store or at the last hit; not covered by the check word
 //
-// A key's entry is in one of the four lines from its home line on. The table has no lock: every
-// word is a relaxed atomic, and an entry torn between two stores fails its check word (Robert
-// Hyatt and Tim Mann, "A lockless transposition table", 2002).
+// A key's entry is in its home line or one of the three lines after it. The table has no lock:
+// every access is a relaxed atomic, and an entry torn between two stores fails its check word
+// (Robert Hyatt and Tim Mann, "A lockless transposition table", 2002).
 
 constexpr u8 boundUpper = 1; // no move reached alpha: the score is an upper bound
 constexpr u8 boundLower = 2; // a move reached beta: the score is a lower bound
@@ -153,7 +153,7 @@ struct pawnEntry
     u64 key;         // pawnHashKey
     u64 passedPawns; // of both colours
     combEval score;  // pawn structure, white minus black
-    i16 shield[2];   // per colour, of the pawns before its king; enemy queens not looked at
+    i16 shield[2];   // per colour, by the pawns before its king, whether or not queens are left
 };
 
 struct evalEntry
@@ -216,7 +216,7 @@ inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
     table->entries[evalSlot(key)] = {key, static_cast<i16>(score), {}};
 }
 
-/// Asks the processor to fetch the entries that the evaluation of a position looks at first. Both
+/// Asks the processor to fetch the entries that the evaluation of a position reads first: the two
 /// tables together are larger than the caches of a core.
 inline void prefetchEvaluation(const positionStruct* position)
 {

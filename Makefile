@@ -42,9 +42,7 @@ configure:
 	$(CMAKE) --preset release -B "$(BUILD)" $(COMPILER) -DQUILLON_ARCH="$(ARCH)" \
 	    -DCMAKE_INSTALL_PREFIX:PATH="$(PREFIX)"
 
-install: configure
-	$(CMAKE) --build "$(BUILD)" --parallel $(JOBS) --target quillon_installed -- \
-	    --no-print-directory
+install: all
 	umask 022 && DESTDIR="$(DESTDIR)" $(CMAKE) --install "$(BUILD)"
 
 test:

@@ -8,8 +8,7 @@ if(WIN32)
 else()
   set(one_folder OFF)
 endif()
-option(QUILLON_ONE_FOLDER "Install into one folder; perft.txt is read from the current one"
-       ${one_folder})
+option(QUILLON_ONE_FOLDER "Install into one folder" ${one_folder})
 option(QUILLON_DEBIAN "Install what Debian's policy asks for: copyright, compressed changelogs" OFF)
 
 if(QUILLON_ONE_FOLDER)
@@ -19,14 +18,10 @@ if(QUILLON_ONE_FOLDER)
 endif()
 include(GNUInstallDirs)
 
-# The path of perft.txt is compiled in. A relative one counts from the folder in which the engine
-# is started.
 if(QUILLON_ONE_FOLDER)
   set(QUILLON_DATA_DESTINATION .)
   set(QUILLON_MAN_DESTINATION .)
-  set(QUILLON_INSTALLED_DATA .)
 else()
   set(QUILLON_DATA_DESTINATION ${CMAKE_INSTALL_DATADIR}/quillon)
   set(QUILLON_MAN_DESTINATION ${CMAKE_INSTALL_MANDIR}/man6)
-  set(QUILLON_INSTALLED_DATA ${CMAKE_INSTALL_FULL_DATADIR}/quillon)
 endif()

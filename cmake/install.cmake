@@ -2,7 +2,7 @@
 #
 # What is installed; cmake/folders.cmake says where. docs/packaging.md has the table.
 
-install(TARGETS quillon_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS quillon RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES data/perft.txt DESTINATION ${QUILLON_DATA_DESTINATION})
 
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
@@ -42,13 +42,4 @@ else()
   compressed(CHANGELOG.md ${CMAKE_INSTALL_DOCDIR} changelog)
   compressed(packaging/debian/changelog ${CMAKE_INSTALL_DOCDIR} changelog.Debian)
   install(FILES packaging/debian/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
-endif()
-
-# `cmake --install --prefix` moves the files, not the path that the engine has in it.
-if(NOT QUILLON_ONE_FOLDER)
-  install(CODE "
-    if(NOT CMAKE_INSTALL_PREFIX STREQUAL \"${CMAKE_INSTALL_PREFIX}\")
-      message(WARNING \"The engine reads perft.txt from ${QUILLON_INSTALLED_DATA}. \"
-        \"To install elsewhere, configure with -DCMAKE_INSTALL_PREFIX=\${CMAKE_INSTALL_PREFIX}.\")
-    endif()")
 endif()

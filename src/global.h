@@ -28,7 +28,7 @@
 // --------------------|------------------|------------------------------------------------------
 // QUILLON_TUNE        | not set          | evaluation tables are constants, folded into the code
 //                     | set              | tables are writable and read at run time by the tuner
-// QUILLON_PERFT_FILE  | a string literal | where `rtest` finds its positions and counts
+// QUILLON_PERFT_FILE  | a string literal | the file that `rtest` tries first; see perft.h
 
 #ifdef QUILLON_TUNE
 #define TCONST

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Perft; see perft.h. Runs with the generators and the makeMove of the search.
+// Perft; see perft.h. It uses the generators and the makeMove of the search.
 
 #include "perft.h"
 
@@ -8,12 +8,24 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <mutex>
 #include <sstream>
+#include <system_error>
 #include <thread>
 #include <vector>
+
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#elif defined(__APPLE__)
+#include <climits>
+#include <mach-o/dyld.h>
+#endif
 
 #include "general.h"
 #include "hash.h"
@@ -37,7 +49,7 @@ u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* posi
 namespace
 {
 
-/// Both counters: `reversed` takes the moves of each list from its end.
+/// Counts for perft and perftRev; `reversed` walks each list from its end to its start.
 template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -48,7 +60,7 @@ template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* posi
     const u8 childPly = static_cast<u8>(ply + 1);
     u64 count = 0;
     perftGenerateMovesLegal(ply, here.moveListStart, position);
-    const auto countBehind = [=, &count](const moveStruct* move)
+    const auto countAfter = [=, &count](const moveStruct* move)
     {
         makeMove(childPly, move, position, false);
         count += countLeaves<reversed>(childPly, depth - 1, position);
@@ -56,10 +68,10 @@ template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* posi
     };
     if constexpr (reversed)
         for (const moveStruct* move = here.moveListEnd; move-- > here.moveListStart;)
-            countBehind(move);
+            countAfter(move);
     else
         for (const moveStruct* move = here.moveListStart; move < here.moveListEnd; ++move)
-            countBehind(move);
+            countAfter(move);
     return count;
 }
 
@@ -76,112 +88,52 @@ u64 perftRev(u8 ply, i32 depth, positionStruct* position)
 }
 
 
-// Counting on several threads
+// The perft file
 
 namespace
 {
 
-/// The pairs of a first and a second move below which the threads count, and what they have found.
-struct perftJobs
+/// The folder of the running program, symbolic links resolved on Linux and macOS; empty if the
+/// system has no way to tell.
+std::filesystem::path programFolder()
 {
-    std::mutex mtx;               // guards moves
-    std::deque<moveStruct> moves; // first and second move of each job, one behind the other
-    std::atomic<u64> total{0};
-    relaxed<u32> started = 0; // threads
-};
-
-/// Fills the jobs with every pair of moves from the root on.
-void makeJobs(perftJobs& jobs, positionStruct* position)
-{
-    plyStruct& root = position->plies[0];
-    plyStruct& next = position->plies[1];
-    perftGenerateMovesLegal(0, root.moveListStart, position);
-
-    // The second moves of a first one stand behind those of the one before. 218 lists of 218
-    // moves are more than the stack holds, but a list is not needed once its jobs are made.
-    moveStruct* const firstList = next.moveListStart;
-    const moveStruct* const stackEnd = root.moveListStart + MOVESTACKSIZE;
-    moveStruct* list = firstList;
-    for (const moveStruct* first = root.moveListStart; first < root.moveListEnd; ++first)
-    {
-        if (list >= stackEnd) list = firstList;
-        makeMove(1, first, position, false);
-        perftGenerateMovesLegal(1, list, position);
-        for (; list < next.moveListEnd; ++list)
-        {
-            jobs.moves.push_back(*first);
-            jobs.moves.push_back(*list);
-        }
-        unmakeMove(1, first, position);
-    }
+    std::filesystem::path program;
+#ifdef _WIN32
+    std::wstring name(32767, L'\0'); // the longest path that Windows allows
+    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    program = name;
+#elif defined(__APPLE__)
+    char name[PATH_MAX];
+    std::uint32_t size = sizeof name;
+    std::error_code failed;
+    if (_NSGetExecutablePath(name, &size) == 0) program = std::filesystem::canonical(name, failed);
+#else
+    std::error_code failed; // always outside Linux, which leaves the path empty
+    program = std::filesystem::read_symlink("/proc/self/exe", failed);
+#endif
+    return program.parent_path();
 }
 
-/// What one thread does: takes jobs until there is none and counts below them.
-void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
+/// Opens the first perft file that exists; a failed stream if there is none.
+std::ifstream openPerftFile()
 {
-    positionStruct position = *root;
-    moveStruct stack[MOVESTACKSIZE + MOVESTACKSLACK];
-    for (const int ply : {0, 1, 2}) position.plies[ply].moveListStart = stack;
+    std::vector<std::filesystem::path> files = {perftFilename};
+    const std::filesystem::path program = programFolder();
+    if (!program.empty())
+        for (const char* folder : {".", "../share/quillon", "../share/games/quillon"})
+            files.push_back(program / folder / "perft.txt");
+    files.emplace_back("perft.txt");
 
-    std::unique_lock<std::mutex> lock(jobs.mtx);
-    while (!jobs.moves.empty())
+    std::ifstream file;
+    for (const std::filesystem::path& name : files)
     {
-        const moveStruct first = jobs.moves[0];
-        const moveStruct second = jobs.moves[1];
-        jobs.moves.erase(jobs.moves.begin(), jobs.moves.begin() + 2);
-        lock.unlock();
-
-        // Legal both, and not to be tested again: the pins of plies[1] are those behind the first
-        // move that came last when the jobs were made.
-        makeMove(1, &first, &position, false);
-        makeMove(2, &second, &position, false);
-        const u64 count =
-            jobs.started % 2 ? perft(2, depth - 2, &position) : perftRev(2, depth - 2, &position);
-        unmakeMove(2, &second, &position);
-        unmakeMove(1, &first, &position);
-        lock.lock();
-        jobs.total += count;
+        file.open(name);
+        if (file) break;
     }
+    return file;
 }
-
-/// Threads that are joined when the pool goes, also when a further one can't be started.
-struct threadPool
-{
-    std::vector<std::thread> threads;
-
-    threadPool() = default;
-    threadPool(const threadPool&) = delete;
-    threadPool& operator=(const threadPool&) = delete;
-    ~threadPool()
-    {
-        for (std::thread& thread : threads) thread.join();
-    }
-};
 
 } // namespace
-
-u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
-{
-    if (depth < 3 || ply > 0) return perft(ply, depth, position);
-
-    perftJobs jobs;
-    const auto writeSize = [&jobs]
-    { writeLine("aantal elementen : " + std::to_string(jobs.moves.size())); };
-    writeSize();
-    makeJobs(jobs, position);
-    writeSize();
-
-    const size_t wanted = std::min<size_t>(threads, jobs.moves.size());
-    {
-        threadPool pool;
-        while (pool.threads.size() < wanted)
-        {
-            pool.threads.emplace_back(countJobs, std::ref(jobs), depth, position);
-            jobs.started = static_cast<u32>(pool.threads.size());
-        }
-    }
-    return jobs.total;
-}
 
 
 // Commands
@@ -189,14 +141,14 @@ u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
 namespace
 {
 
-/// A count and the time that it took.
+/// A count and the time it took.
 struct timedCount
 {
     u64 count;
     i64 nanoseconds;
 };
 
-/// Counts a position as it would be searched; one that can't be played on counts 0.
+/// Counts a position after preparing it as for a search; an unplayable one counts 0.
 timedCount countPosition(i32 depth, positionStruct* position)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -205,7 +157,7 @@ timedCount countPosition(i32 depth, positionStruct* position)
     return {count, std::chrono::duration_cast<std::chrono::nanoseconds>(end - start).count()};
 }
 
-/// Replaces the table, which no search may be using.
+/// Replaces the transposition table, once no search is using it.
 void replaceHashTable(i32 megabytes)
 {
     theWorkForce.endSearch();
@@ -220,7 +172,7 @@ bool checkMoveGenWithPerft(i32 level)
 
     positionStruct position{};
     position.plies[0].moveListStart = GMS;
-    std::ifstream file{std::string(perftFilename)};
+    std::ifstream file = openPerftFile();
     if (!file)
     {
         writeLine("There seems to be a problem with the perftFile. check of the move generator "
@@ -262,7 +214,7 @@ bool checkMoveGenWithPerft(i32 level)
     return ok;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): handlers of commands own their words
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is fixed
 void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
 {
     positionStruct position = GPSData;
@@ -277,4 +229,114 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
            << "Perft results for depth: " << depth << "  " << result.count
            << "  Nodes per sec: " << static_cast<double>(result.count) / seconds << '\n';
     writeText(report.str());
+}
+
+
+// Interface without a caller
+//
+// perftMt, for a developer. Each thread takes jobs from one list and counts on a position of its
+// own.
+
+namespace
+{
+
+/// What the threads share: the jobs that are left and the sum of the counts.
+struct perftJobs
+{
+    std::mutex mtx;               // guards moves
+    std::deque<moveStruct> moves; // two per job: a first move and a reply to it
+    std::atomic<u64> total{0};
+    relaxed<u32> started = 0; // threads
+};
+
+/// Adds a job for every legal pair of a first move and a reply.
+void makeJobs(perftJobs& jobs, positionStruct* position)
+{
+    plyStruct& root = position->plies[0];
+    plyStruct& next = position->plies[1];
+    perftGenerateMovesLegal(0, root.moveListStart, position);
+
+    // The replies to each first move are listed after those to the one before. 218 lists of 218
+    // moves are more than the stack holds, but a list may be overwritten once its jobs are made.
+    moveStruct* const firstList = next.moveListStart;
+    const moveStruct* const stackEnd = root.moveListStart + MOVESTACKSIZE;
+    moveStruct* list = firstList;
+    for (const moveStruct* first = root.moveListStart; first < root.moveListEnd; ++first)
+    {
+        if (list >= stackEnd) list = firstList;
+        makeMove(1, first, position, false);
+        perftGenerateMovesLegal(1, list, position);
+        for (; list < next.moveListEnd; ++list)
+        {
+            jobs.moves.push_back(*first);
+            jobs.moves.push_back(*list);
+        }
+        unmakeMove(1, first, position);
+    }
+}
+
+/// Runs in each thread: takes jobs until none is left, and counts what follows their two moves.
+void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
+{
+    positionStruct position = *root;
+    moveStruct stack[MOVESTACKSIZE + MOVESTACKSLACK];
+    for (const int ply : {0, 1, 2}) position.plies[ply].moveListStart = stack;
+
+    std::unique_lock<std::mutex> lock(jobs.mtx);
+    while (!jobs.moves.empty())
+    {
+        const moveStruct first = jobs.moves[0];
+        const moveStruct second = jobs.moves[1];
+        jobs.moves.erase(jobs.moves.begin(), jobs.moves.begin() + 2);
+        lock.unlock();
+
+        // Jobs hold legal moves only, so makeMove need not test them.
+        makeMove(1, &first, &position, false);
+        makeMove(2, &second, &position, false);
+        const u64 count =
+            jobs.started % 2 ? perft(2, depth - 2, &position) : perftRev(2, depth - 2, &position);
+        unmakeMove(2, &second, &position);
+        unmakeMove(1, &first, &position);
+        lock.lock();
+        jobs.total += count;
+    }
+}
+
+/// Threads that the destructor joins, also when starting one more of them has thrown.
+struct threadPool
+{
+    std::vector<std::thread> threads;
+
+    threadPool() = default;
+    threadPool(const threadPool&) = delete;
+    threadPool& operator=(const threadPool&) = delete;
+    ~threadPool()
+    {
+        for (std::thread& thread : threads) thread.join();
+    }
+};
+
+} // namespace
+
+u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
+{
+    if (depth < 3 || ply > 0) return perft(ply, depth, position);
+
+    perftJobs jobs;
+    const auto writeSize = [&jobs]
+    { writeLine("aantal elementen : " + std::to_string(jobs.moves.size())); };
+    writeSize();
+    makeJobs(jobs, position);
+    writeSize();
+
+    const size_t wanted = std::min<size_t>(threads, jobs.moves.size());
+    {
+        threadPool pool;
+        while (pool.threads.size() < wanted)
+        {
+            pool.threads.emplace_back(countJobs, std::ref(jobs), depth, position);
+            jobs.started = static_cast<u32>(pool.threads.size());
+        }
+    }
+    return jobs.total;
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Perft: counting the leaves of the legal move tree, which checks generators, legality, make and
-// unmake together against known counts. Every node is visited; there is no table.
+// Perft: counts the leaves of the legal move tree. Compared with known counts, it checks the
+// generators, the legality tests, make and unmake together. It visits every node and uses no table.
 //
-//   Counters                      perft, perftRev, perftGenerateMovesLegal
-//   Counting on several threads   perftMt
-//   Commands                      checkMoveGenWithPerft, testFenPosition
+//   Counters                     perft, perftRev, perftGenerateMovesLegal
+//   Commands                     checkMoveGenWithPerft, testFenPosition
+//   Interface without a caller   perftMt
 #pragma once
 
 #include <string>
@@ -15,37 +15,40 @@
 
 // Counters
 
-/// The leaves `depth` plies below a playable position at `ply`, whose moveListStart is set; 1 for
-/// a depth of 0 or less. The last ply is counted without making its moves.
+/// The number of leaves `depth` plies below a playable position at `ply`, whose moveListStart is
+/// set; 1 if the depth is 0 or less. The moves of the last ply are counted without being made.
 u64 perft(u8 ply, i32 depth, positionStruct* position);
 
-/// The same count with the moves taken in reverse order.
+/// The same count with the moves of each list taken in reverse order.
 u64 perftRev(u8 ply, i32 depth, positionStruct* position);
 
-/// Fills the list from `moves` with the legal moves of a position.
+/// Writes the legal moves of the position to the list that starts at `moves`.
 void perftGenerateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
-/// The number of legal moves; the list from `moves` is left in no useful state.
+/// The number of legal moves. Overwrites the list that starts at `moves`, with no useful content.
 u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* position);
-
-
-// Counting on several threads
-
-/// perft on `threads` threads of their own, 1 or more, at ply 0; none of them starts without a
-/// job, and 0 threads count nothing. A job is a pair of a first and a second move. Writes the
-/// number of moves in the list of jobs, two for each, while it is empty and when it is full.
-/// Another ply, or a depth below 3, is counted by perft. std::system_error when a thread can't be
-/// started.
-u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads);
 
 
 // Commands
 
 /// Counts the positions of `perft.txt`, up to the line "extended" for level 1 and "full" for level
-/// 2, writes a line for each and the result, and leaves the table at 128 MB. Returns whether all
-/// counts matched; false when the file can't be read. A malformed line throws what std::stoi does.
+/// 2. Writes a line for each position and the overall result, and leaves the table at 128 MB.
+/// Returns whether all counts matched. The file is perftFilename; if that is missing, `perft.txt`
+/// in the folder of the program, in `../share/quillon` or `../share/games/quillon` relative to that
+/// folder, or in the current folder. Without a file, writes a message and returns false. A
+/// malformed line throws the exception of std::stoi.
 bool checkMoveGenWithPerft(i32 level);
 
-/// Counts one position, a FEN or "current", and writes board, count and speed. Leaves the table at
-/// `hashSizeMB`. `threads` is not used. A position that can't be played on counts 0.
+/// Counts one position, given as a FEN or "current"; writes the board, the count and the speed.
+/// Leaves the table at `hashSizeMB`. `threads` is not used. An unplayable position counts 0.
 void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32 threads);
+
+
+// Interface without a caller
+
+/// perft with `threads` threads, for ply 0; another ply, or a depth below 3, is left to perft. The
+/// jobs are the pairs of a first move and a reply, in a list of two moves each; the size of the
+/// list is written before and after it is filled. No more threads start than the list has moves,
+/// none for an empty list. With 0 threads the count is 0. Throws std::system_error if a thread
+/// can't be started.
+u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads);

@@ -4,6 +4,8 @@
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
+import fs from 'node:fs';
+import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 import {
@@ -166,6 +168,39 @@ test('rtest finds every count of the base section and says so', async (t) => {
   // The check works on a record of its own.
   assert.equal((await perft(engine, 1)).count, 20);
   await engine.quit();
+});
+
+test('rtest reads perft.txt from the first place that has one', (t) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-'));
+  t.after(() => fs.rmSync(folder, { recursive: true }));
+  const file = (...parts) => {
+    const name = path.join(folder, ...parts);
+    fs.mkdirSync(path.dirname(name), { recursive: true });
+    return name;
+  };
+  assert.ok(process.env.QUILLON_PLACES, 'QUILLON_PLACES is set by the build');
+  fs.copyFileSync(process.env.QUILLON_PLACES, file('root/bin/quillon'));
+  // Started through a link in another folder, where the engine must not look.
+  fs.symlinkSync('../root/bin/quillon', file('links/quillon'));
+  fs.writeFileSync(file('links/perft.txt'), 'not a record\n');
+  const rtest = () =>
+    execFileSync(file('links/quillon'), ['rtest'], { cwd: folder, encoding: 'utf8' });
+
+  const greeting = `${banner.join('\n')}\n`;
+  assert.equal(rtest(), `${greeting}There seems to be a problem with the perftFile. check of the `
+    + 'move generator not executed\n');
+  // From the last place to the first, so that each new file has to win over the ones before. The
+  // first place is compiled into this engine.
+  const places = [
+    '.', 'root/share/games/quillon', 'root/share/quillon', 'root/bin', 'compiled-in',
+  ];
+  for (const [i, place] of places.entries()) {
+    const board = startFen.replace(/1$/, i + 1);
+    fs.writeFileSync(file(place, 'perft.txt'), `${board};1;20\n`);
+    const output = rtest();
+    assert.ok(output.startsWith(`${greeting}1; ${board}; 1; 20; 20; `), `${place}: ${output}`);
+    assert.ok(output.endsWith('\nResults of the perft checks is OK: 1\n'), output);
+  }
 });
 
 test('the arguments "perft 4" count 197281 from the start and end the process', async (t) => {

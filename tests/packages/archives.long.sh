@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The archives as somebody gets them: unpacked, and the engine run in its folder, on another
+# The archives as somebody gets them: unpacked, and the engine run from another folder, on another
 # processor's or system's by an emulator. Each holds a whole conversation through a pipe, counts
 # leaves right, and searches the very same nodes.
 set -euo pipefail
@@ -106,13 +106,13 @@ for target in "${targets[@]}"; do
     name=quillon-$version-$target
     program=quillon
     line_end=
-    command=(./quillon)
+    command=("$work/$name/quillon")
     case $target in
-        linux-arm64) command=(qemu-aarch64 ./quillon) ;;
+        linux-arm64) command=(qemu-aarch64 "$work/$name/quillon") ;;
         windows-x86-64)
             program=quillon.exe
             line_end=$'\r'
-            command=(wine quillon.exe)
+            command=(wine "$work/$name/quillon.exe")
             # Its first start sets up its folder, and tells of it.
             wine cmd /c exit > "$work/wine.log" 2>&1 || { cat "$work/wine.log"; exit 1; }
             ;;
@@ -133,11 +133,11 @@ for target in "${targets[@]}"; do
             bash -c "! readelf -lW '$work/$name/$program' | grep -q INTERP"
     fi
 
-    cd "$work/$name"
+    cd "$work"
     begin "${command[@]}"
     converse
     end
-    same "$target: rtest in its folder" "Results of the perft checks is OK: 1" \
+    same "$target: rtest from another folder" "Results of the perft checks is OK: 1" \
         "$("${command[@]}" rtest 2> /dev/null | tr -d '\r' | tail -n 1)"
     # The number of leaves five plies below the start, as the literature has it.
     check "$target: perft 5" holds "$("${command[@]}" perft 5 2> /dev/null)" \

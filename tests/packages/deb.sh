@@ -64,7 +64,9 @@ check "GNOME Chess: no option that the engine lacks" bash -c "! grep -q '^option
 engine=$work/tree/usr/games/quillon
 same "it answers" "uciok" "$(echo uci | "$engine" | tail -n 1)"
 check "it is compiled to read perft.txt where the package has it" grep -qrF --include=flags.make \
-    /usr/share/games/quillon/perft.txt "$work/build/CMakeFiles/quillon_perft_installed.dir"
+    /usr/share/games/quillon/perft.txt "$work/build/CMakeFiles/quillon_perft_engine.dir"
+same "rtest wherever the tree is" "Results of the perft checks is OK: 1" \
+    "$(cd / && "$engine" rtest | tail -n 1)"
 check "position-independent" holds "$(readelf -hW "$engine")" 'Type: *DYN'
 check "bound at its start" holds "$(readelf -dW "$engine")" 'BIND_NOW\|FLAGS.*NOW'
 check "read-only relocations" holds "$(readelf -lW "$engine")" GNU_RELRO

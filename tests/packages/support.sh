@@ -49,7 +49,7 @@ holds()
 make_deb()
 {
     quietly cmake --preset deb -B "$work/build"
-    quietly cmake --build "$work/build" -j "$(nproc)" --target quillon_installed
+    quietly cmake --build "$work/build" -j "$(nproc)" --target quillon
     quietly cpack --config "$work/build/CPackConfig.cmake" -B "$work/packages"
     deb=$(ls "$work"/packages/*.deb)
     [[ -f $deb ]] || { echo "not one package: $deb"; exit 1; }

@@ -148,7 +148,6 @@ export const rows = {
     says: /^Results of the perft checks is OK: 1$/m,
   },
   'cmake --preset release -DQUILLON_ARCH=x86-64-v2 -DCMAKE_INSTALL_PREFIX=/usr/local': { by: 'clone' },
-  'cmake --build --preset release --target quillon_installed': { by: 'clone' },
   'DESTDIR=$PWD/build/stage cmake --install build/release': { by: 'clone', says: /quillon\.6/ },
   // It releases commits, without what the commands before have left, as a new flame graph.
   'tools/release linux-x86-64-v3 deb': {

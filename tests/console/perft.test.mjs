@@ -170,6 +170,25 @@ test('rtest finds every count of the base section and says so', async (t) => {
   await engine.quit();
 });
 
+test('perft leaves a table of 256 MB and rtest one of 128 MB', async (t) => {
+  const engine = await startEngine(t);
+  const megabytes = () => {
+    const status = fs.readFileSync(`/proc/${engine.child.pid}/status`, 'utf8');
+    return Number(/^VmData:\s*(\d+) kB$/m.exec(status)[1]) / 1024;
+  };
+  engine.send('setoption name Hash value 64', 'isready');
+  await engine.expect('readyok');
+  const before = megabytes() - 64;
+  // Rounded, since a thread's stack may come or go.
+  const tableSize = () => Math.round((megabytes() - before) / 64) * 64;
+  await perft(engine, 1);
+  assert.equal(tableSize(), 256);
+  engine.send('rtest');
+  await engine.expect(/^Results of the perft checks/, 120000);
+  assert.equal(tableSize(), 128);
+  await engine.quit();
+});
+
 test('rtest reads perft.txt from the first place that has one', (t) => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-'));
   t.after(() => fs.rmSync(folder, { recursive: true }));

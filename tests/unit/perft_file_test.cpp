@@ -14,7 +14,13 @@ struct report
 {
     bool ok;
     std::string text;
+    u64 tableMegabytes;
 };
+
+u64 tableMegabytes()
+{
+    return (hashKeyMask + 1) * sizeof(hashLine) >> 20;
+}
 
 /// Runs the check on a file with this content, or on none.
 report check(const char* content, int level)
@@ -24,7 +30,7 @@ report check(const char* content, int level)
     testing::internal::CaptureStdout();
     const bool ok = checkMoveGenWithPerft(level);
     std::fflush(stdout);
-    report result{ok, testing::internal::GetCapturedStdout()};
+    report result{ok, testing::internal::GetCapturedStdout(), tableMegabytes()};
     std::remove("./perft.txt");
     createHashTable(1);
     return result;
@@ -90,14 +96,55 @@ TEST(PerftFile, ARecordThatCantBePlayedOnCountsNothing)
     EXPECT_TRUE(check("8/8/8/8/8/8/8/4K3 w - - 0 1;3;0\n", 1).ok);
 }
 
-TEST(PerftFile, ThePerftCommandCountsTwentyMovesAndLeavesTheMainPosition)
+TEST(PerftFile, TheCheckLeavesATableOf128Megabytes)
 {
-    const u64 key = GPS->hashKey;
-    testing::internal::CaptureStdout();
-    testFenPosition(1, start, 1, 4);
-    std::fflush(stdout);
-    const std::string text = testing::internal::GetCapturedStdout();
-    EXPECT_NE(text.find("Perft results for depth: 1  20  Nodes per sec: "), std::string::npos);
-    EXPECT_EQ(GPS->hashKey, key);
     createHashTable(1);
+    EXPECT_EQ(check("4k3/8/8/8/8/8/8/N3K3 w - - 0 1;1;7\n", 1).tableMegabytes, 128U);
+}
+
+
+// The command perft
+
+namespace
+{
+
+/// What testFenPosition writes.
+std::string count(int depth, const std::string& fen, int megabytes)
+{
+    testing::internal::CaptureStdout();
+    testFenPosition(depth, fen, megabytes, 4);
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
+} // namespace
+
+TEST(PerftCommand, AFenIsSetUpInAnotherPositionThanTheMainOne)
+{
+    // Kings and a knight: 5 + 2 moves.
+    const std::string fen = "4k3/8/8/8/8/8/8/N3K3 w - - 0 1";
+    const u64 key = GPS->hashKey;
+    const std::string text = count(1, fen, 1);
+    EXPECT_NE(text.find("\n| N |   |   |   | K |   |   |   |\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("Perft results for depth: 1  7  Nodes per sec: "), std::string::npos)
+        << text;
+    EXPECT_EQ(GPS->hashKey, key);
+}
+
+TEST(PerftCommand, CurrentIsTheMainPosition)
+{
+    setPosition("4k3/8/8/8/8/8/8/N3K3 w - - 0 1", GPS);
+    const std::string text = count(1, "current", 1);
+    EXPECT_NE(text.find("Perft results for depth: 1  7  Nodes per sec: "), std::string::npos)
+        << text;
+    setPosition(std::string(fenStartPos), GPS);
+}
+
+TEST(PerftCommand, LeavesATableOfTheGivenSize)
+{
+    for (const u64 megabytes : {2, 256, 1})
+    {
+        count(1, start, static_cast<int>(megabytes));
+        EXPECT_EQ(tableMegabytes(), megabytes);
+    }
 }

@@ -2,7 +2,11 @@
 //
 // Counting on several threads, against the counters of one thread and against known counts.
 
+#include <dlfcn.h>
+#include <pthread.h>
+
 #include <algorithm>
+#include <atomic>
 #include <memory>
 
 #include "support.h"
@@ -10,19 +14,38 @@
 namespace
 {
 
-/// A count and what was written on the way.
+std::atomic<int> threadsStarted{0};
+
+} // namespace
+
+/// Every thread of this program starts here, so that tests can count them.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*run)(void*), void* argument) noexcept
+{
+    using function = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+    static const auto create = reinterpret_cast<function>(dlsym(RTLD_NEXT, "pthread_create"));
+    ++threadsStarted;
+    return create(thread, attributes, run, argument);
+}
+
+namespace
+{
+
+/// A count, what was written on the way and the number of threads.
 struct counted
 {
     u64 leaves;
     std::string text;
+    int threads;
 };
 
 counted countMt(positionStruct* position, i32 depth, u32 threads)
 {
     testing::internal::CaptureStdout();
+    threadsStarted = 0;
     const u64 leaves = perftMt(0, depth, position, threads);
     std::fflush(stdout);
-    return {leaves, testing::internal::GetCapturedStdout()};
+    return {leaves, testing::internal::GetCapturedStdout(), threadsStarted};
 }
 
 /// The two lines of a list of jobs that has grown to this size.
@@ -95,14 +118,14 @@ TEST(PerftMt, APositionFurtherDownIsCountedByOneThread)
 
 TEST(PerftMt, ARootWithoutMovesHasNoJobsAndStartsNoThread)
 {
-    // So many threads can't be started: that none is tried is what lets this end.
     for (const char* fen : {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", "R5k1/5ppp/8/8/8/8/8/4K3 b - - 0 1"})
-        for (const u32 threads : {1U, 0xffffffffU})
+        for (const u32 threads : {1U, 5U})
         {
             Board board(fen);
             const counted result = countMt(board.get(), 4, threads);
             EXPECT_EQ(result.leaves, 0U) << fen;
             EXPECT_EQ(result.text, linesOf(0));
+            EXPECT_EQ(result.threads, 0) << fen;
         }
 }
 
@@ -111,15 +134,21 @@ TEST(PerftMt, NoMoreThreadsStartThanTheListOfJobsHasEntries)
     // Black has one move and white then 19, 14 of the rook and 5 of the king.
     Board board("7k/8/6K1/8/8/8/8/7R b - - 0 1");
     const u64 expected = perft(0, 3, board.get());
-    const counted result = countMt(board.get(), 3, 0xffffffffU);
-    EXPECT_EQ(result.leaves, expected);
-    EXPECT_EQ(result.text, linesOf(38));
+    for (const auto& [wanted, started] : {std::pair(1U, 1), {37U, 37}, {38U, 38}, {39U, 38}})
+    {
+        const counted result = countMt(board.get(), 3, wanted);
+        EXPECT_EQ(result.leaves, expected) << wanted;
+        EXPECT_EQ(result.text, linesOf(38)) << wanted;
+        EXPECT_EQ(result.threads, started);
+    }
 }
 
 TEST(PerftMt, WithoutAThreadNothingIsCounted)
 {
     Board board(start);
-    EXPECT_EQ(countMt(board.get(), 3, 0).leaves, 0U);
+    const counted result = countMt(board.get(), 3, 0);
+    EXPECT_EQ(result.leaves, 0U);
+    EXPECT_EQ(result.threads, 0);
 }
 
 TEST(PerftMt, ThePositionIsLeftAsItWas)

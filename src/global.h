@@ -327,7 +327,6 @@ struct alignas(64) plyStruct
     moveStruct killers[2];  // newest first
     moveStruct bestMove;    // best move found here; the PV from the table is written here too
 
-    u64 rankedAt;      // historyChanges when the quiet moves got their scores
     u64 notPinned = 0; // all squares but those of the mover's pinned pieces; zero: all pinned
 
     // The parent's values, restored by unmakeMove.
@@ -340,6 +339,8 @@ struct alignas(64) plyStruct
     u8 castlingRights;  // four bits
     u8 pickerStage;     // the stage that this ply's picker has reached
     u8 inCheck = 0;     // the side to move is in check; set by whoever made the move
+
+    u64 rankedAt; // historyChanges when the quiet moves got their scores
 };
 
 static_assert(sizeof(plyStruct) == 128 && std::is_trivially_copyable_v<plyStruct>);
@@ -369,8 +370,6 @@ struct positionStruct
     u64 nodes = 0;  // entered by alfabeta
     u64 qNodes = 0; // entered by quiescence
 
-    u64 historyChanges = 0; // raised with each change of historyGood and historyBad
-
     i16 keyIndex = 0;      // next free slot of keyHistory
     i16 halfMoveClock = 0; // plies since the last capture or pawn move
 
@@ -391,6 +390,8 @@ struct positionStruct
     u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
     u32 historyBad[12][NOFSQUARES];          // weight of the failures
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the piece that has just arrived there
+
+    u64 historyChanges = 0; // raised with each change of historyGood and historyBad
 };
 
 static_assert(sizeof(positionStruct) % 64 == 0 && std::is_trivially_copyable_v<positionStruct>);

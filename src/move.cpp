@@ -56,8 +56,7 @@ constexpr castlingRook castlingRookOf(moveStruct move)
 }
 
 /// The rights that a move takes away. A move onto a corner counts as the capture of its rook,
-/// without a look at the board; a black move onto a8 or h8 and, while white has no rights, onto
-/// a1 or h1 is not looked at.
+/// without a look at the board.
 u8 rightsLost(moveStruct move, u8 mover, u8 rights)
 {
     u8 lost = 0;
@@ -538,8 +537,8 @@ inline void closeList(u8 ply, moveStruct* end, positionStruct* position)
     position->plies[ply + 1].moveListStart = end;
 }
 
-/// Whole-board pawn steps of one colour. `left` is towards the side that is generated first: file
-/// a for white, file h for black.
+/// Whole-board pawn steps of one colour. `right` is towards the side that is generated first: file
+/// h for white, file a for black.
 template <int us> struct pawnSteps
 {
     static constexpr int up = us == WHITE ? 8 : -8;

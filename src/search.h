@@ -3,7 +3,7 @@
 // The search: position set-up, exchange evaluation, the node searches, the pool of threads with
 // its root search, and the clock.
 //
-//   Position set-up       setPosition, isPlayable, initPosition, addPiece
+//   Position set-up       setPosition, makePlayable, initPosition, addPiece
 //   Exchange evaluation   see, seeAfter, updateSeeScoreEvade
 //   Node searches         initLMRTable, alfabeta, quiescence
 //   Threads and root      worker, boss, workForce

@@ -36,7 +36,8 @@ TEST(Records, FieldsOfAPlyStandInTheirOrder)
                               offsetof(plyStruct, enPassantSquare),
                               offsetof(plyStruct, castlingRights),
                               offsetof(plyStruct, pickerStage),
-                              offsetof(plyStruct, inCheck)};
+                              offsetof(plyStruct, inCheck),
+                              offsetof(plyStruct, rankedAt)};
     for (size_t i = 1; i < std::size(offsets); ++i) EXPECT_LT(offsets[i - 1], offsets[i]) << i;
     EXPECT_EQ(offsets[1], offsets[0] + 8) << "the four sums are one block of 16 bytes";
     EXPECT_EQ(offsets[3], offsets[2] + 8) << "the two keys are one block of 16 bytes";
@@ -71,7 +72,8 @@ TEST(Records, FieldsOfAPositionStandInTheirOrder)
                               offsetof(positionStruct, keyHistory),
                               offsetof(positionStruct, historyGood),
                               offsetof(positionStruct, historyBad),
-                              offsetof(positionStruct, counterMoves)};
+                              offsetof(positionStruct, counterMoves),
+                              offsetof(positionStruct, historyChanges)};
     for (size_t i = 1; i < std::size(offsets); ++i) EXPECT_LT(offsets[i - 1], offsets[i]) << i;
 }
 

@@ -79,6 +79,11 @@ template <typename T> class relaxed
         word.store(value, std::memory_order_relaxed);
         return value;
     }
+    /// Puts `value` where `expected` is; else nothing changes.
+    void replace(T expected, T value)
+    {
+        word.compare_exchange_strong(expected, value, std::memory_order_relaxed);
+    }
 
   private:
     std::atomic<T> word;

@@ -33,15 +33,19 @@ struct commandRow
     void (*run)(std::istream& words, console& state);
 };
 
+// What the main thread works on for a while, a search must not work on at the same time.
+
 void runPerft(std::istream& words, console& state)
 {
+    theWorkForce.endSearch();
     words >> state.perftDepth;
     testFenPosition(state.perftDepth, "current", 256, 4);
     warmHashTable();
 }
 
-void runSelfTest(std::istream&, console&)
+void runRtest(std::istream&, console&)
 {
+    theWorkForce.endSearch();
     checkMoveGenWithPerft(1);
     warmHashTable();
 }
@@ -58,6 +62,7 @@ void runTexel(std::istream& words, console&)
 /// Sets the tables that are named to zeros.
 void zeroTables(std::istream& words, console&)
 {
+    theWorkForce.endSearch();
     for (std::string name; words >> name;)
         if (!zeroTexelTable(name)) writeLine("No table is named " + name);
 }
@@ -87,7 +92,7 @@ constexpr commandRow commands[] = {
     {"uci",        [](std::istream&, console&)       { UCIuci(); }},
     {"setoption",  [](std::istream& words, console&) { UCIsetoption(words); }},
     {"isready",    [](std::istream&, console&)       { UCIisready(); }},
-    {"rtest",      runSelfTest},
+    {"rtest",      runRtest},
     {"perft",      runPerft},
     {"texel",      runTexel},
     {"showboard",  [](std::istream&, console&)       { writeText(boardToString(GPS)); }},
@@ -144,6 +149,7 @@ int main(int argc, char** argv)
     } while (argc == 1 && token != "quit");
 
     // The table goes, so no search may be left that reads it.
+    theWorkForce.abandon();
     theWorkForce.endSearch();
     destroyHashTable();
     return 0;

@@ -447,7 +447,7 @@ bool isTimeOver(positionStruct* position)
     position->nodesToClockCheck = engine.nodeCheckInterval;
     if (theWorkForce.ponderSearch || engine.infinite) return false;
     if (now() - static_cast<i64>(engine.startTime) < engine.maxTime) return false;
-    theWorkForce.stopSearch = true;
+    theWorkForce.stop();
     return true;
 }
 
@@ -1257,7 +1257,7 @@ class deepening
     static void close()
     {
         stampElapsedTime();
-        theWorkForce.stopSearch = true;
+        theWorkForce.stop();
     }
 
   private:
@@ -1277,13 +1277,14 @@ class deepening
             getPVFromHashTable(0, position, depth);
             if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
             if (!theWorkForce.stopSearch) reporter->storePonderCandidate();
-            writeLine("info score cp " + std::to_string(score) +
-                      linesTail(depthText(depth) + selDepthText(position),
-                                " hashfull " + std::to_string(engine.hashFull), position));
+            theWorkForce.report("info score cp " + std::to_string(score) +
+                                linesTail(depthText(depth) + selDepthText(position),
+                                          " hashfull " + std::to_string(engine.hashFull),
+                                          position));
         }
         if (!isMateWithin(score, depth) || theWorkForce.stopSearch) return true;
-        writeLine("info score mate " + std::to_string(movesToMate(score)) +
-                  linesTail(depthText(depth), "", position));
+        theWorkForce.report("info score mate " + std::to_string(movesToMate(score)) +
+                            linesTail(depthText(depth), "", position));
         return engine.infinite;
     }
 
@@ -1338,10 +1339,12 @@ void worker::searchRoot()
     // Step 1. A fresh root.
     boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
     deepening run(id, self, position, FIRSTINFODEPTH);
-    if (!run.listMoves(0, -SCOREINFINITE) && self)
+    if (!run.listMoves(0, -SCOREINFINITE))
     {
-        theWorkForce.stopSearch = true;
-        writeLine("info score mate 0");
+        // Helpers leave too, so that none of them has a result to choose.
+        theWorkForce.stop();
+        if (!self) return;
+        theWorkForce.report("info score mate 0");
         run.forgetLine();
         return;
     }
@@ -1423,7 +1426,7 @@ void boss::wakeHelpers()
 void boss::writeResult()
 {
     theWorkForce.timeIsUp = true;
-    theWorkForce.stopSearch = true;
+    theWorkForce.stop();
     for (worker* helper : theWorkForce.workers)
         if (helper != this) helper->waitToTakeABreak();
 
@@ -1433,8 +1436,9 @@ void boss::writeResult()
     {
         getPVFromHashTable(0, result, result->rootDepth);
         cutLineToLegal(result);
-        writeLine("info score cp " + std::to_string(result->rootScore) +
-                  linesTail(depthText(result->rootDepth) + selDepthText(result), "", result));
+        theWorkForce.report(
+            "info score cp " + std::to_string(result->rootScore) +
+            linesTail(depthText(result->rootDepth) + selDepthText(result), "", result));
     }
 
     const moveStruct move = result->plies[0].bestMove;
@@ -1442,7 +1446,7 @@ void boss::writeResult()
     if (moveWord(ponder) == 0) ponder = getPonderCandidate(move);
     std::string line = "bestmove " + moveToLA(&move, result->sideToMove);
     if (moveWord(ponder)) line += " ponder " + moveToLA(&ponder, result->sideToMove ^ 1);
-    writeLine(line);
+    theWorkForce.report(line);
 }
 
 void boss::searchRoot()
@@ -1545,7 +1549,7 @@ void worker::searchRootOld()
     const i16 quietScore = quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, position);
     if (!run.listMoves(1, quietScore))
     {
-        writeText("info score mate 0\nbestmove a1a1\n");
+        theWorkForce.report("info score mate 0\nbestmove a1a1");
         run.forgetLine();
     }
 
@@ -1671,7 +1675,7 @@ void workForce::startWorkForce(const positionStruct* position)
 {
     // The boss parks after all helpers have.
     workers[0]->waitToTakeABreak();
-    stopSearch = false;
+    stopSearch = SEARCHING;
     timeIsUp = false;
     deepestDepth = 0;
     boardIsCrowded = isCrowded(position);
@@ -1684,8 +1688,13 @@ void workForce::startWorkForce(const positionStruct* position)
 void workForce::endSearch()
 {
     if (workers.empty()) return;
-    stopSearch = true;
+    stop();
     workers[0]->waitToTakeABreak();
+}
+
+void workForce::report(const std::string& line) const
+{
+    if (stopSearch != ABANDONED) writeLine(line);
 }
 
 u64 workForce::nofNodes() const

@@ -140,7 +140,8 @@ class worker
     worker(const worker&) = delete;
     worker& operator=(const worker&) = delete;
 
-    /// Searches `position` by iterative deepening. When it returns, stopSearch is set.
+    /// Searches `position` by iterative deepening; a mated root isn't searched. When it returns,
+    /// stopSearch is set.
     virtual void searchRoot();
 
     /// The same with the previous root search, which nothing runs: a loop over the root's moves
@@ -187,7 +188,7 @@ class boss : public worker
     boss() : worker(0) {}
     ~boss() override = default;
 
-    /// Runs a whole search of the pool and writes "bestmove".
+    /// Runs a whole search of the pool and writes "bestmove", unless the search is abandoned.
     void searchRoot() override;
 
     /// The same, this thread by the previous root search; woken helpers run theirs as ever.
@@ -209,6 +210,11 @@ class boss : public worker
     moveStruct ponderSecond = EMPTYMOVE;
 };
 
+// Values of stopSearch. The first to end a search decides how it ends.
+constexpr u8 SEARCHING = 0;
+constexpr u8 STOPPED = 1;   // it writes its result
+constexpr u8 ABANDONED = 2; // it writes nothing any more
+
 /// The pool and its flags.
 ///
 ///   flag         | set by                                  | cleared by        | polled by
@@ -227,6 +233,16 @@ class alignas(64) workForce
 
     /// Begins a search of a playable position, after a running search has ended.
     void startWorkForce(const positionStruct* position);
+
+    /// Ends a running search without a wait: it writes its result.
+    void stop() { stopSearch.replace(SEARCHING, STOPPED); }
+
+    /// Ends a running search without a wait. It writes nothing any more, unless it had ended
+    /// before: then its result still comes.
+    void abandon() { stopSearch.replace(SEARCHING, ABANDONED); }
+
+    /// Writes a line of the present search, unless that is abandoned.
+    void report(const std::string& line) const;
 
     /// Stops a running search and waits until every thread is parked.
     void endSearch();

@@ -255,7 +255,7 @@ void UCIsetoption(std::istream& stream)
 void UCIponderhit()
 {
     if (theWorkForce.timeIsUp)
-        theWorkForce.stopSearch = true;
+        theWorkForce.stop();
     else
         theWorkForce.ponderSearch = false;
 }
@@ -286,10 +286,10 @@ void UCIisready()
 
 void UCIquit()
 {
-    theWorkForce.stopSearch = true;
+    theWorkForce.abandon();
 }
 
 void UCIstop()
 {
-    theWorkForce.stopSearch = true;
+    theWorkForce.stop();
 }

@@ -11,7 +11,8 @@
 //   - Threads  | a new pool of threads                        | until the last ends | waits
 //   - Ponder   | a little more time for each move             | no                  | allowed
 //   ponderhit  | a ponder search goes on as a normal one      | no                  | meant for it
-//   stop, quit | the search ends                              | no                  | meant for it
+//   stop       | the search ends and writes its result        | no                  | meant for it
+//   quit       | the search ends and writes nothing more      | no                  | ends it
 //   ucinewgame | empties the table, answers "readyok"         | ends a search       | ends it
 //   isready    | answers "readyok"                            | no                  | at once
 //   uci        | names the engine and its options             | no                  | allowed

@@ -33,6 +33,11 @@ test('rtest without its file says so, and the loop goes on', async (t) => {
       'There seems to be a problem with the perftFile. check of the move generator not executed',
     ]);
   }
+  // During a search, which ends first.
+  engine.send('go infinite');
+  const [move, message] = await engine.reply('rtest');
+  assert.match(move, /^bestmove /);
+  assert.match(message, /check of the move generator not executed$/);
   assert.equal((await perft(engine, 1)).count, 20);
   assert.deepEqual(await showBoard(engine), pictureOf(startFen));
   await engine.quit();

@@ -502,7 +502,10 @@ class Player {
     for (const line of left) assert.match(line, searchLine, 'a line that nobody read');
     this.take(left);
     // The lines of a search that the end cut off, with a result of no meaning behind them.
-    for (const { lines } of this.searches) readSearch([...lines, `bestmove ${noMove}`]);
+    for (const { lines } of this.searches) {
+      readSearch([...lines, `bestmove ${noMove}`]);
+      assert.ok(!lines.includes('info score mate 0'), 'half an answer');
+    }
     this.engine = null;
   }
 }

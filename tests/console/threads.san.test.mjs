@@ -13,13 +13,13 @@ import { checkSearch, go } from './search.mjs';
 const thorough = timeScale <= 1;
 
 describe('threads and the flow of commands', () => {
-  test('a go among the arguments ends at once with status 0', async (t) => {
-    for (const words of ['go', 'go infinite', 'go depth 3', 'go ponder', 'go movetime 50']) {
+  test('a go among the arguments ends at once with status 0 and without a line', async (t) => {
+    for (const words of ['go', 'go infinite', 'go depth 60', 'go ponder', 'go movetime 5000']) {
       for (let i = 0; i < (thorough ? 10 : 1); i++) {
         const engine = new Engine({ args: words.split(' ') });
         t.after(() => engine.kill());
         await engine.expectCleanExit(20000);
-        assert.deepEqual(engine.log.slice(0, 4).map((line) => line.text), banner);
+        assert.deepEqual(engine.log.map((line) => line.text), banner);
       }
     }
   });

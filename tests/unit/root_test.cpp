@@ -521,6 +521,43 @@ TEST_F(RootSteps, ANewGameEndsTheSearchBeforeItAnswers)
     theWorkForce.endSearch();
 }
 
+TEST_F(RootSteps, AnAbandonedSearchWritesNothingUnlessItHadEndedBefore)
+{
+    Board board(start);
+    theWorkForce.workers.push_back(new Claimant(1, board.move("b1a3")));
+    for (const int threads : {1, 2})
+    {
+        engine.nofThreads = threads;
+        liftLimits();
+        theWorkForce.abandon();
+        theWorkForce.stop();
+        EXPECT_EQ(lines(board), "");
+
+        liftLimits();
+        theWorkForce.stop();
+        theWorkForce.abandon();
+        EXPECT_EQ(lineFromEnd(lines(board), 1), threads == 1 ? "bestmove a1a1" : "bestmove b1a3");
+    }
+
+    Board mated("3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1");
+    engine.nofThreads = 1;
+    liftLimits();
+    theWorkForce.abandon();
+    EXPECT_EQ(lines(mated), "");
+}
+
+TEST_F(RootSteps, AHelperHasNoResultForAMatedRoot)
+{
+    Board mated("3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1");
+    OpenWorker helper(1);
+    helper.setPosition(mated.get());
+    helper.searchRoot();
+    EXPECT_EQ(helper.position->rootDepth, 0);
+    EXPECT_EQ(helper.position->rootDepthComplete, 1);
+    EXPECT_EQ(helper.position->rootScore, -32767);
+    EXPECT_TRUE(theWorkForce.stopSearch);
+}
+
 TEST_F(RootSteps, EndSearchStopsAnInfiniteSearch)
 {
     theWorkForce.setNofWorkers(1);

@@ -49,6 +49,17 @@ TEST(Threats, APawnDefendedByAPawnAndAttackedTwiceIsNotWeak)
     EXPECT_EQ(whites("Kh1 Pb2 Pa4 kg8 ra7 ra8", termThreatWeakPawn), X(-4, -22));
 }
 
+TEST(Threats, APinnedPieceDefendsAndAttacksAlongThePinOnly)
+{
+    // The knight on e3 defends c4, the bishop the pawn on f4; a rook on e8 pins them on their file.
+    for (const char* piece : {"Ne3 Pc4", "Be5 Pf4"})
+    {
+        const std::string men = std::string("Ke1 ") + piece + " kh8 rc8 rf8";
+        EXPECT_EQ(whites(men, termThreatWeakPawn), none) << piece;
+        EXPECT_EQ(whites(men + " re8", termThreatWeakPawn), X(-4, -22)) << piece;
+    }
+}
+
 TEST(Threats, AMinorAttackedByAPawn)
 {
     constexpr combEval once = X(-63, -24);

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// isLegalMove on every word, and inCheckAfterMove.
+// Making and taking back moves, and isLegalMove on every word.
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "support.h"
 
 namespace
 {
 
-/// The pseudo-legal tests, told once more on the plain board.
+/// The pseudo-legal tests once more, on the plain board.
 bool modelPseudo(const positionStruct* p, moveStruct m)
 {
     const u8* b = p->board;
@@ -70,7 +71,7 @@ bool modelPseudo(const positionStruct* p, moveStruct m)
     }
 }
 
-/// Whether a man of a colour attacks a square of a plain board.
+/// Whether a piece of a colour attacks a square of a plain board.
 bool modelAttacked(const u8* b, int square, int by)
 {
     for (int s = 0; s < 64; ++s)
@@ -95,7 +96,7 @@ bool modelAttacked(const u8* b, int square, int by)
     return false;
 }
 
-/// Whether a kind is one that such a man can be given, so that the move can be taken back.
+/// Whether a piece can have a move of this kind, so that it can be taken back.
 bool modelKindFits(const u8* b, int us, moveStruct m)
 {
     const int type = b[m.from] - us;
@@ -131,9 +132,164 @@ bool modelKingSafe(const positionStruct* p, moveStruct m)
     return !modelAttacked(b, king, us ^ 1);
 }
 
+/// Walks the tree with every node's state checked against one computed from scratch.
+void walk(Board& board, int ply, int depth)
+{
+    if (depth == 0) return;
+    plyStruct& here = board.ply(ply);
+    generateMovesLegal(static_cast<u8>(ply), here.moveListStart, board.get());
+    for (moveStruct* move = here.moveListStart; move < here.moveListEnd; ++move)
+    {
+        positionStruct before;
+        std::memcpy(static_cast<void*>(&before), board.get(), offsetof(positionStruct, plies));
+        ASSERT_TRUE(makeMove(static_cast<u8>(ply + 1), move, board.get(), true));
+        ASSERT_EQ(inconsistency(board.get(), ply + 1), "") << *move;
+        ASSERT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
+        walk(board, ply + 1, depth - 1);
+        unmakeMove(static_cast<u8>(ply + 1), move, board.get());
+        ASSERT_EQ(std::memcmp(&before, board.get(), offsetof(positionStruct, plies)), 0) << *move;
+    }
+}
+
 } // namespace
 
-TEST(Legality, EveryWordIsAcceptedOrRefusedAsTheLooseTestsSay)
+
+// Making moves
+
+TEST(MoveMake, KeepsEveryFieldAsComputedFromScratchAndUnmakeRestoresIt)
+{
+    for (size_t i = 0; i < manyPositions().size(); i += 9)
+    {
+        Board board(manyPositions()[i]);
+        walk(board, 0, 3);
+        ASSERT_FALSE(HasFatalFailure()) << manyPositions()[i];
+    }
+}
+
+TEST(MoveMake, AnIllegalMoveIsRefusedAndTouchesNothing)
+{
+    const char* const pinnedRook = "4k3/4r3/8/8/8/8/4R3/4K3 w - - 0 1";
+    const struct
+    {
+        const char* fen;
+        moveStruct move;
+        bool legal;
+    } cases[] = {
+        {"4k3/8/8/8/8/8/3r4/4K3 w - - 0 1", {sq("e1"), sq("d1"), 0, 0}, false},
+        {"4k3/8/8/b7/8/8/3r4/4K3 w - - 0 1", {sq("e1"), sq("d2"), 0, 0}, false},
+        // En passant opens the rank, though nothing is pinned.
+        {"4k3/8/8/K2pP2r/8/8/8/8 w - d6 0 1", {sq("e5"), sq("d5"), KINDENPASSANT, 0}, false},
+        {pinnedRook, {sq("e2"), sq("d2"), 0, 0}, false},
+        {pinnedRook, {sq("e2"), sq("e5"), 0, 0}, true},
+        {pinnedRook, {sq("e2"), sq("e7"), 0, 0}, true},
+        {"4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1", {sq("e2"), sq("d3"), 0, 0}, false},
+        {"4k3/8/8/8/6r1/8/8/4K2R w K - 0 1", {sq("e1"), sq("g1"), KINDCASTLEKING, 0}, false}};
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        generateMovesCaptures(0, board.ply(0).moveListStart, board.get());
+        board.ply(0).inCheck = 0;
+        const auto before = std::make_unique<positionStruct>();
+        std::memcpy(static_cast<void*>(before.get()), board.get(), sizeof(positionStruct));
+        ASSERT_EQ(makeMove(1, &c.move, board.get(), true), c.legal) << c.fen << ' ' << c.move;
+        if (c.legal) continue;
+        EXPECT_EQ(std::memcmp(before.get(), board.get(), sizeof(positionStruct)), 0) << c.fen;
+        EXPECT_TRUE(makeMove(1, &c.move, board.get(), false)) << c.fen << ": not asked to test";
+        unmakeMove(1, &c.move, board.get());
+        board.ply(0).inCheck = 1;
+        EXPECT_TRUE(makeMove(1, &c.move, board.get(), true)) << c.fen << ": no test in check";
+    }
+}
+
+TEST(MoveMake, RightsFallByTheMoverAndByTheCornersOfTheMove)
+{
+    const char* const rooks = "r3k2r/8/8/8/8/8/8/R3K2R";
+    const struct
+    {
+        const char* men;
+        char side;
+        int rights;
+        const char *from, *to;
+        int left;
+    } cases[] = {
+        {rooks, 'w', 15, "a1", "b1", 11},
+        {rooks, 'w', 15, "h1", "g1", 14},
+        {rooks, 'w', 15, "e1", "e2", 10},
+        {rooks, 'b', 15, "a8", "b8", 7},
+        {rooks, 'b', 15, "h8", "g8", 13},
+        {rooks, 'b', 15, "e8", "e7", 5},
+        {rooks, 'w', 15, "a1", "a8", 3},
+        {rooks, 'w', 15, "h1", "h8", 12},
+        {rooks, 'b', 15, "a8", "a1", 3},
+        {rooks, 'b', 15, "h8", "h1", 12},
+        {rooks, 'w', 10, "a1", "a8", 2},
+        {rooks, 'b', 5, "h8", "h1", 4},
+        // A knight takes in the corner.
+        {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'w', 15, "b6", "a8", 7},
+        {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'w', 15, "g6", "h8", 13},
+        {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "b3", "a1", 11},
+        {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "g3", "h1", 14},
+        {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "g3", "e2", 15},
+        // A right may stay behind without its rook. Any move onto a1 and h1 takes it, of a8 and
+        // h8 only a white one.
+        {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'w', 15, "b3", "a1", 11},
+        {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'w', 15, "g3", "h1", 14},
+        {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'b', 15, "b6", "a8", 15},
+        {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'b', 15, "g6", "h8", 15},
+        {"4k3/8/1N4N1/8/8/8/8/4K3", 'w', 15, "b6", "a8", 7},
+        // A piece in the corner that is no rook, and a rook from elsewhere.
+        {"r3k2q/8/8/8/8/8/8/Q3K2R", 'w', 15, "a1", "b1", 15},
+        {"r3k2q/8/8/8/8/8/8/Q3K2R", 'b', 15, "h8", "g8", 15},
+        {"r3k2r/8/8/8/3R4/8/8/R3K2R", 'w', 15, "d4", "d5", 15},
+    };
+    for (const auto& c : cases)
+    {
+        std::string rights;
+        for (int i = 0; i < 4; ++i)
+            if (c.rights & 1 << i) rights += "KkQq"[i];
+        Board board(std::string(c.men) + ' ' + c.side + ' ' + rights + " - 0 1");
+        const moveStruct move{sq(c.from), sq(c.to), 0, 0};
+        makeMove(1, &move, board.get(), false);
+        EXPECT_EQ(board.ply(1).castlingRights, c.left) << c.men << ' ' << c.from << c.to;
+        EXPECT_EQ(inconsistency(board.get(), 1), "") << c.men << ' ' << c.from << c.to;
+        EXPECT_EQ(board.ply(0).castlingRights, c.rights) << "the parent keeps its own";
+    }
+}
+
+TEST(MoveMake, TheClockRunsOnWithQuietPiecesAndStartsAfreshWithPawnsAndCaptures)
+{
+    const struct
+    {
+        const char *fen, *text;
+        int clock, captured;
+    } cases[] = {
+        {"4k3/8/8/8/8/8/4P3/1N2K3 w - - 7 9", "b1c3", 8, 0},
+        {"4k3/8/8/8/8/8/4P3/1N2K3 w - - 7 9", "e2e3", 0, 0},
+        {"4k3/8/8/8/8/8/4P3/1N2K3 w - - 7 9", "e2e4", 0, 0},
+        {"4k3/8/8/8/8/2p5/8/1N2K3 w - - 7 9", "b1c3", 0, PAWN + BLACK},
+        {"4k3/8/8/8/8/8/8/4K2R w K - 7 9", "e1g1", 8, 0},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 7 9", "a7a8q", 0, 0},
+        {"1r2k3/P7/8/8/8/8/8/4K3 w - - 7 9", "a7b8n", 0, ROOK + BLACK},
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 7 9", "e5d6", 0, PAWN + BLACK},
+        {"4k3/8/8/8/3pP3/8/8/4K3 b - e3 7 9", "d4e3", 0, PAWN + WHITE},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        const moveStruct move = board.move(c.text);
+        makeMove(1, &move, board.get(), true);
+        EXPECT_EQ(board->halfMoveClock, c.clock) << c.fen << ' ' << c.text;
+        EXPECT_EQ(board.ply(1).savedHalfMoveClock, 7);
+        EXPECT_EQ(board.ply(1).capturedPiece, c.captured) << c.fen << ' ' << c.text;
+        unmakeMove(1, &move, board.get());
+        EXPECT_EQ(board->halfMoveClock, 7);
+    }
+}
+
+
+// Legality
+
+TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheLooseTestsSay)
 {
     int accepted = 0;
     for (const std::string& fen : manyPositions())
@@ -184,69 +340,84 @@ TEST(Legality, EveryWordIsAcceptedOrRefusedAsTheLooseTestsSay)
     EXPECT_GT(accepted, 5000);
 }
 
-TEST(Legality, BytesThatAreNoMoveAreRefused)
+TEST(MoveLegality, StoredBytesThatFitNoPieceOfTheSideToMoveAreRefused)
 {
     Board board{std::string(fenStartPos)};
-    for (const moveStruct move : {moveStruct{64, 3, 0, 0}, moveStruct{3, 200, 0, QUEEN},
-                                  moveStruct{8, 16, 254, PAWN}, moveStruct{255, 255, 255, 255}})
-        EXPECT_FALSE(isLegalMove(0, &move, board.get(), false)) << move;
+    const moveStruct right{sq("g1"), sq("f3"), 0, KNIGHT};
+    EXPECT_TRUE(isLegalMove(0, &right, board.get(), false));
+    std::vector<moveStruct> wrong{{64, 3, 0, 0},          {3, 200, 0, QUEEN},
+                                  {8, 16, 254, PAWN},     {255, 255, 255, 255},
+                                  {sq("e4"), 36, 0, 0},   {sq("g8"), sq("f6"), 0, KNIGHT + BLACK},
+                                  {sq("a1"), 8, 0, ROOK}, EMPTYMOVE};
+    for (const u8 code : {NOPIECE, PAWN, u8{3}, u8{5}, BISHOP, KING})
+        wrong.push_back({sq("g1"), sq("f3"), 0, code});
+    for (const moveStruct move : wrong)
+        for (const bool pseudoOnly : {true, false})
+            EXPECT_FALSE(isLegalMove(0, &move, board.get(), pseudoOnly)) << move;
 }
 
-TEST(Legality, AMoveFromAnEmptySquareIsRefused)
+TEST(MoveLegality, CastlingAsksForRightEmptySquaresRookAndACrossingOutOfAttack)
 {
-    Board board{std::string(fenStartPos)};
-    const moveStruct move{sq("e4"), sq("e5"), 0, 0};
-    EXPECT_FALSE(isLegalMove(0, &move, board.get(), false));
-}
-
-TEST(Legality, AMoveOntoTheKingIsRefused)
-{
-    Board board("4k3/8/8/8/8/8/8/K3R3 w - - 0 1");
-    const moveStruct move{sq("e1"), sq("e8"), 0, ROOK};
-    EXPECT_FALSE(isLegalMove(0, &move, board.get(), true));
-}
-
-TEST(Legality, CastlingNeedsTheRightOfItsWingAndItsRook)
-{
-    const moveStruct kingSide{E1, G1, KINDCASTLEKING, KING};
-    Board otherWing("4k3/8/8/8/8/8/8/R3K2R w Q - 0 1");
-    EXPECT_FALSE(isLegalMove(0, &kingSide, otherWing.get(), false));
-    Board noRook("4k3/8/8/8/8/8/8/R3K3 w KQ - 0 1");
-    EXPECT_FALSE(isLegalMove(0, &kingSide, noRook.get(), false));
-    Board both("4k3/8/8/8/8/8/8/R3K2R w KQ - 0 1");
-    EXPECT_TRUE(isLegalMove(0, &kingSide, both.get(), false));
-}
-
-TEST(Legality, CastlingThroughAnAttackFailsTheFirstTestsAndIntoOneTheLast)
-{
-    const moveStruct kingSide{E1, G1, KINDCASTLEKING, KING};
-    Board through("4k3/8/8/5r2/8/8/8/4K2R w K - 0 1");
-    EXPECT_FALSE(isLegalMove(0, &kingSide, through.get(), true));
-    Board into("4k3/8/8/6r1/8/8/8/4K2R w K - 0 1");
-    EXPECT_TRUE(isLegalMove(0, &kingSide, into.get(), true));
-    EXPECT_FALSE(isLegalMove(0, &kingSide, into.get(), false));
-}
-
-TEST(Legality, EnPassantNeedsAPawnThatHasJustDoublePushed)
-{
-    const moveStruct move{sq("e5"), sq("d5"), KINDENPASSANT, PAWN};
-    Board now("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
-    Board late("4k3/8/8/3pP3/8/8/8/4K3 w - - 0 1");
-    EXPECT_TRUE(isLegalMove(0, &move, now.get(), false));
-    EXPECT_FALSE(isLegalMove(0, &move, late.get(), false));
-}
-
-TEST(Legality, APinnedManMayMoveAlongThePinAndTakeThePinner)
-{
-    Board board("4k3/4r3/8/8/8/8/4R3/4K3 w - - 0 1");
-    generateMovesCaptures(0, board.ply(0).moveListStart, board.get());
-    EXPECT_FALSE(board.ply(0).notPinned & bit(sq("e2")));
-    const auto exposes = [&board](const char* from, const char* to)
+    const struct
     {
-        const moveStruct move{sq(from), sq(to), 0, 0};
-        return inCheckAfterMove(0, &move, board.get());
-    };
-    EXPECT_FALSE(exposes("e2", "e7"));
-    EXPECT_FALSE(exposes("e2", "e5"));
-    EXPECT_TRUE(exposes("e2", "d2"));
+        u8 side, kind, right;
+        std::string king, to, rook, crossed, empty;
+    } wings[] = {{WHITE, 14, 1, "e1", "g1", "h1", "f1", "f1 g1"},
+                 {WHITE, 15, 4, "e1", "c1", "a1", "d1", "b1 c1 d1"},
+                 {BLACK, 14, 2, "e8", "g8", "h8", "f8", "f8 g8"},
+                 {BLACK, 15, 8, "e8", "c8", "a8", "d8", "b8 c8 d8"}};
+    for (const auto& w : wings)
+    {
+        const moveStruct move{sq(w.king), sq(w.to), w.kind, static_cast<u8>(KING + w.side)};
+        // What becomes of it when something changes: listed, accepted but for the king's safety,
+        // accepted as legal.
+        const auto expect = [&](const std::string& what, bool listed, bool pseudo, bool legal,
+                                const std::function<void(Board&)>& change)
+        {
+            Board board(w.side == WHITE ? "4k3/8/8/8/8/8/8/R3K2R w KQ - 0 1"
+                                        : "r3k2r/8/8/8/8/8/8/4K3 b kq - 0 1");
+            change(board);
+            const std::string where = w.king + w.to + ": " + what;
+            generateMovesQuiets(0, board.ply(0).moveListStart, board.get());
+            const std::vector<moveStruct> list = board.list();
+            EXPECT_EQ(std::any_of(list.begin(), list.end(),
+                                  [&move](moveStruct m) { return sameMove(m, move); }),
+                      listed)
+                << where;
+            EXPECT_EQ(isLegalMove(0, &move, board.get(), true), pseudo) << where;
+            EXPECT_EQ(isLegalMove(0, &move, board.get(), false), legal) << where;
+        };
+        const auto enemyRookAbove = [&w](const std::string& square)
+        {
+            return [&w, square](Board& board) {
+                addPiece(static_cast<u8>(ROOK + (w.side ^ 1)), sq(square.substr(0, 1) + "4"),
+                         board.get());
+            };
+        };
+        expect("nothing", true, true, true, [](Board&) {});
+        expect("no right", false, false, false,
+               [&w](Board& board)
+               { board.ply(0).castlingRights = static_cast<u8>(15 & ~w.right); });
+        for (size_t i = 0; i < w.empty.size(); i += 3)
+            expect("a piece on the way", false, false, false,
+                   [&w, i](Board& board) {
+                       addPiece(static_cast<u8>(KNIGHT + w.side), sq(w.empty.substr(i)),
+                                board.get());
+                   });
+        expect("the crossing is attacked", false, false, false, enemyRookAbove(w.crossed));
+        expect("in check", false, false, false, [](Board& board) { board.ply(0).inCheck = 1; });
+        // The destination is left to the moment of the move, and the rook's way doesn't matter.
+        expect("the destination is attacked", true, true, false, enemyRookAbove(w.to));
+        expect("the rook is attacked", true, true, true, enemyRookAbove(w.rook));
+        if (w.kind == KINDCASTLEQUEEN)
+            expect("beside the rook", true, true, true, enemyRookAbove("b"));
+        // The rook is gone and the right stayed: only a stored move is looked at that closely.
+        expect("no rook", true, false, false,
+               [&w](Board& board)
+               {
+                   board->pieceBB[ROOK + w.side] ^= bit(sq(w.rook));
+                   board->pieceBB[w.side] ^= bit(sq(w.rook));
+                   board->board[sq(w.rook)] = NOPIECE;
+               });
+    }
 }

@@ -3,16 +3,22 @@
 // The pickers: every legal move once through the stages, stored moves in their own stages, and
 // what each stage leaves out.
 
-#include <algorithm>
-#include <map>
-#include <set>
+#include <cstring>
 
 #include "support.h"
 
 namespace
 {
 
-/// Sets a node up for the staged picker as the search does, without or with a hash move.
+/// A move without a special kind as the search stores it; no move for an empty text.
+moveStruct stored(Board& board, const std::string& text)
+{
+    if (text.empty()) return EMPTYMOVE;
+    const u8 from = sq(text);
+    return {from, sq(text.substr(2)), KINDPLAIN, board->board[from]};
+}
+
+/// Sets a node up for the pickers as the search does, without or with a hash move.
 void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
 {
     plyStruct& here = board.ply(ply);
@@ -27,23 +33,39 @@ void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
     board.ply(ply + 1).moveListStart = here.moveListEnd;
 }
 
-void clearStored(Board& board)
+/// All that the staged picker yields at a node. Before the move's text: its slot and the stage as
+/// the search sees it, but for quiet moves only at the first slot of their stretch.
+std::string pickAll(Board& board, int ply, bool skipOrdering = false)
 {
-    for (plyStruct& ply : board->plies) ply.killers[0] = ply.killers[1] = EMPTYMOVE;
-    std::fill(&board->counterMoves[0][0], &board->counterMoves[0][0] + 12L * 64, EMPTYMOVE);
+    plyStruct& here = board.ply(ply);
+    const u8 side = board->sideToMove;
+    std::string picked;
+    for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
+    {
+        if (!doNextMoveStaged(static_cast<u8>(ply), cursor, board.get(), skipOrdering)) continue;
+        if (here.pickerStage != stageQuiets || cursor == here.quietsStart)
+            picked += std::to_string(cursor - here.moveListStart) + '/' +
+                      std::to_string(here.pickerStage) + ':';
+        picked += moveToLA(cursor, side) + ' ';
+        unmakeMove(static_cast<u8>(ply + 1), cursor, board.get());
+    }
+    EXPECT_FALSE(doNextMoveStaged(static_cast<u8>(ply), here.moveListEnd, board.get(), false))
+        << "nothing more, however often it is asked";
+    EXPECT_EQ(board.ply(ply + 1).moveListStart, here.moveListEnd);
+    return picked;
 }
 
-/// What the picker yields at ply 0: stage as the search sees it, and the move's text.
-std::vector<std::pair<int, std::string>> pickAll(Board& board, bool skipOrdering = false)
+/// What another picker yields at ply 0, slot by slot, "-" for nothing.
+template <typename Picker> std::string pickSlots(Board& board, bool beyondEnd, Picker pick)
 {
-    std::vector<std::pair<int, std::string>> picked;
     const u8 side = board->sideToMove;
-    for (moveStruct* cursor = board.ply(0).moveListStart; cursor <= board.ply(0).moveListEnd;
-         ++cursor)
+    std::string picked;
+    for (moveStruct* cursor = board.ply(0).moveListStart;
+         cursor < board.ply(0).moveListEnd + beyondEnd; ++cursor)
     {
-        if (!doNextMoveStaged(0, cursor, board.get(), skipOrdering)) continue;
-        picked.emplace_back(board.ply(0).pickerStage, moveToLA(cursor, side));
-        unmakeMove(1, cursor, board.get());
+        const bool made = pick(cursor);
+        picked += made ? moveToLA(cursor, side) + ' ' : "- ";
+        if (made) unmakeMove(1, cursor, board.get());
     }
     return picked;
 }
@@ -65,209 +87,131 @@ u64 perftThroughPicker(Board& board, int ply, int depth)
     return count;
 }
 
+/// A node with stored moves, and what the staged picker yields there. The counter move is the
+/// answer to whatever stands on the square that the previous move reached.
+struct stagedNode
+{
+    const char *fen, *hashMove, *firstKiller, *secondKiller, *previousTo, *counterMove;
+    std::string picked;
+};
+
+void expectPicks(std::initializer_list<stagedNode> nodes)
+{
+    for (const stagedNode& n : nodes)
+    {
+        Board board(n.fen);
+        const u8 previousTo = sq(n.previousTo);
+        board.ply(0).currentMove.to = previousTo;
+        board.ply(1) = board.ply(0);
+        board.ply(1).killers[0] = stored(board, n.firstKiller);
+        board.ply(1).killers[1] = stored(board, n.secondKiller);
+        if (const u8 piece = board->board[previousTo])
+            board->counterMoves[piece - PAWN][previousTo] = stored(board, n.counterMove);
+        startNode(board, 1, stored(board, n.hashMove));
+        EXPECT_EQ(pickAll(board, 1), n.picked)
+            << n.fen << ' ' << n.hashMove << ", " << n.firstKiller << ' ' << n.secondKiller << ", "
+            << n.counterMove;
+    }
+}
+
+constexpr const char* quietNode = "4k3/8/8/8/8/8/3P4/4K3 w - - 0 1";
+const std::string sixQuiets = "d2d3 d2d4 e1d1 e1f1 e1e2 e1f2 ";
+
 } // namespace
 
-TEST(Pickers, PerftThroughTheStagesEqualsPerft)
+TEST(MovePickers, PerftThroughTheStagesEqualsPerft)
 {
     for (size_t i = 0; i < manyPositions().size(); i += 7)
     {
         Board board(manyPositions()[i]);
-        clearStored(board);
         const u64 expected = perft(0, 3, board.get());
         EXPECT_EQ(perftThroughPicker(board, 0, 3), expected) << manyPositions()[i];
     }
 }
 
-TEST(Pickers, EvasionsComeOnceEachFromStage99)
-{
-    Board board("4k3/8/8/8/1b6/2N5/3P4/r3K2R w K - 0 1");
-    ASSERT_TRUE(board.ply(0).inCheck);
-    clearStored(board);
-    startNode(board, 0);
-    std::multiset<std::string> picked;
-    for (const auto& [stage, text] : pickAll(board))
-    {
-        EXPECT_EQ(stage, stageEvasions);
-        picked.insert(text);
-    }
-    for (const moveStruct& move : board.legalMoves())
-        EXPECT_EQ(picked.count(moveToLA(&move, WHITE)), 1U) << move;
-    EXPECT_EQ(picked.size(), board.legalMoves().size());
-}
-
 // Pins the missing filter of the quiet stage: node counts depend on the repetition.
-TEST(Pickers, PickerRepeatsStoredQuiets)
+TEST(MovePickers, StoredQuietsAreRepeated)
 {
-    Board board{std::string(fenStartPos)};
-    clearStored(board);
-    const moveStruct hashMove = board.move("b1c3");
-    board.ply(0).killers[0] = board.move("g1f3");
-    board.ply(0).killers[1] = board.move("d2d4");
-    startNode(board, 0, hashMove);
-    std::map<std::string, std::vector<int>> stages;
-    for (const auto& [stage, text] : pickAll(board)) stages[text].push_back(stage);
-    EXPECT_EQ(stages["b1c3"], (std::vector<int>{1, 9}));
-    EXPECT_EQ(stages["g1f3"], (std::vector<int>{4, 9}));
-    EXPECT_EQ(stages["d2d4"], (std::vector<int>{5, 9}));
-    EXPECT_EQ(stages["e2e4"], (std::vector<int>{9}));
-    EXPECT_EQ(stages.size(), 20U);
+    expectPicks({{quietNode, "", "", "", "e8", "", "3/9:" + sixQuiets},
+                 {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f1",
+                  "0/1:e1f2 1/4:e1e2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets}});
 }
 
-TEST(Pickers, WithoutAHashMoveANodeStartsAtStage1AndWithOneTheCapturesComeBehindIt)
+TEST(MovePickers, AKillerOrCounterMoveEqualToTheHashMoveIsSkipped)
 {
-    Board board("4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1");
-    clearStored(board);
+    expectPicks({{quietNode, "e1f2", "e1f2", "d2d3", "e8", "e1f1",
+                  "0/1:e1f2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets},
+                 {quietNode, "e1f2", "e1e2", "e1f2", "e8", "e1f1",
+                  "0/1:e1f2 1/4:e1e2 3/6:e1f1 4/9:" + sixQuiets},
+                 {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f2",
+                  "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets}});
+}
+
+TEST(MovePickers, ACounterMoveEqualToAKillerIsSkipped)
+{
+    for (const char* counter : {"e1e2", "d2d3"})
+        expectPicks({{quietNode, "e1f2", "e1e2", "d2d3", "e8", counter,
+                      "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets}});
+}
+
+TEST(MovePickers, InCheckNeitherKillersNorTheCounterMoveAreTried)
+{
+    const char* const check = "4k3/8/8/8/8/8/4r3/4K2N w - - 0 1";
+    expectPicks({{check, "", "h1g3", "h1f2", "e2", "h1f2", "0/99:e1e2 1/99:e1f1 2/99:e1d1 "},
+                 {check, "e1e2", "h1g3", "h1f2", "e2", "h1f2", "0/1:e1e2 2/99:e1f1 3/99:e1d1 "},
+                 // An evasion that loses material comes after the king's.
+                 {"4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1", "", "", "", "e8", "",
+                  "0/99:e1d1 1/99:e1f1 2/99:e1d2 3/99:e1f2 4/99:a5e5 "}});
+}
+
+TEST(MovePickers, AKillerEqualToACaptureAlreadyPlayedIsPlayedAgain)
+{
+    expectPicks({{"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "", "e4d5", "", "d5", "",
+                  "0/2:e4d5 1/4:e4d5 4/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "},
+                 {"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "e1e2", "", "", "d5", "e4d5",
+                  "0/1:e1e2 1/2:e4d5 4/6:e4d5 5/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "}});
+}
+
+TEST(MovePickers, LosingCapturesComeAfterTheStoredMovesAndBeforeTheQuietOnes)
+{
+    expectPicks({{"4k3/8/2p5/3p3p/6P1/2N5/8/4K3 w - - 0 1", "e1e2", "e1f1", "", "d5", "",
+                  "0/1:e1e2 1/2:g4h5 3/4:e1f1 6/7:c3d5 "
+                  "7/9:g4g5 c3b1 c3d1 c3a2 c3e2 c3a4 c3e4 c3b5 e1d1 e1f1 e1d2 e1e2 e1f2 "}});
+}
+
+TEST(MovePickers, AStaleMoveBeforeANullMoveGivesNoCounterMove)
+{
+    // The square is empty by now, or holds a piece of the side to move, whose counter move is the
+    // enemy's.
+    expectPicks({{quietNode, "", "", "", "e5", "", "3/9:" + sixQuiets},
+                 {quietNode, "", "", "", "d2", "e8e7", "3/9:" + sixQuiets}});
+}
+
+TEST(MovePickers, AtPly0TheCounterMoveStageYieldsNothingAndOpensItsSlot)
+{
+    Board board(quietNode);
+    // Wherever it looked for a previous move, it would find an answer.
+    std::fill_n(&board->counterMoves[0][0], 12 * 64, stored(board, "e1f2"));
+    board.ply(0).currentMove.to = sq("e8");
     startNode(board, 0);
-    EXPECT_EQ(pickAll(board).front(), (std::pair<int, std::string>{2, "e4d5"}));
-    startNode(board, 0, board.move("e1e2"));
-    const auto picked = pickAll(board);
-    EXPECT_EQ(picked[0], (std::pair<int, std::string>{1, "e1e2"}));
-    EXPECT_EQ(picked[1], (std::pair<int, std::string>{2, "e4d5"}));
+    EXPECT_EQ(pickAll(board, 0), "3/9:" + sixQuiets);
 }
 
-TEST(Pickers, InCheckNoKillersOrCounterMovesArePlayed)
+TEST(MovePickers, AMoveWithoutDataStandsBetweenFailuresAndCutOffs)
 {
-    Board board("4k3/8/8/8/8/8/4r3/4K2N w - - 0 1");
-    clearStored(board);
-    board.ply(0).killers[0] = {sq("h1"), sq("g3"), 0, KNIGHT};
-    startNode(board, 0);
-    std::set<std::string> texts;
-    for (const auto& [stage, text] : pickAll(board))
-    {
-        EXPECT_EQ(stage, stageEvasions);
-        texts.insert(text);
-    }
-    EXPECT_EQ(texts, (std::set<std::string>{"e1e2", "e1d1", "e1f1"}));
-}
-
-TEST(Pickers, AHashMoveInCheckComesOnce)
-{
-    Board board("4k3/8/8/8/8/8/4r3/4K2N w - - 0 1");
-    clearStored(board);
-    startNode(board, 0, board.move("e1e2"));
-    const auto picked = pickAll(board);
-    EXPECT_EQ(picked[0], (std::pair<int, std::string>{1, "e1e2"}));
-    EXPECT_EQ(picked.size(), 3U) << "and the king's two flights";
-}
-
-TEST(Pickers, WithNoCapturesTheFirstCallGoesOnToTheFirstKiller)
-{
-    Board board{std::string(fenStartPos)};
-    clearStored(board);
-    board.ply(0).killers[0] = board.move("g1f3");
-    startNode(board, 0);
-    moveStruct* cursor = board.ply(0).moveListStart;
-    EXPECT_TRUE(doNextMoveStaged(0, cursor, board.get(), false));
-    EXPECT_EQ(board.ply(0).pickerStage, stageSecondKiller);
-    unmakeMove(1, cursor, board.get());
-}
-
-TEST(Pickers, AtPly0TheCounterMoveStageOpensItsSlotAndYieldsNothing)
-{
-    Board board{std::string(fenStartPos)};
-    clearStored(board);
-    startNode(board, 0);
-    moveStruct* cursor = board.ply(0).moveListStart;
-    for (int slot = 0; slot < 2; ++slot)
-        EXPECT_FALSE(doNextMoveStaged(0, cursor++, board.get(), false));
-    EXPECT_EQ(board.ply(0).pickerStage, stageCounterMove);
-    EXPECT_FALSE(doNextMoveStaged(0, cursor++, board.get(), false));
-    EXPECT_EQ(board.ply(0).pickerStage, stageOpenLosers);
-    EXPECT_EQ(board.ply(0).moveListEnd, board.ply(0).moveListStart + 3);
-}
-
-TEST(Pickers, TheCounterMoveAnswersTheManOnThePreviousMovesSquare)
-{
-    Board board{std::string(fenStartPos)};
-    clearStored(board);
-    const moveStruct first = board.move("e2e4");
-    makeMove(1, &first, board.get(), false);
-    board.ply(0).currentMove = first;
-    board.ply(1).inCheck = 0;
-    board->counterMoves[PAWN + WHITE - 2][sq("e4")] = {sq("g8"), sq("f6"), 0, KNIGHT + BLACK};
-    startNode(board, 1);
-    bool found = false;
-    for (moveStruct* cursor = board.ply(1).moveListStart; cursor <= board.ply(1).moveListEnd;
-         ++cursor)
-    {
-        if (!doNextMoveStaged(1, cursor, board.get(), false)) continue;
-        if (board.ply(1).pickerStage == stageOpenLosers)
-        {
-            EXPECT_EQ(moveToLA(cursor, BLACK), "g8f6");
-            found = true;
-        }
-        unmakeMove(2, cursor, board.get());
-    }
-    EXPECT_TRUE(found);
-}
-
-TEST(Pickers, AStaleCurrentMoveBehindANullMoveGivesNoCounterMove)
-{
-    // Black to move at ply 1 as behind a null move: what plies[0].currentMove names is long past,
-    // an empty square or a man of the side that passed, whose counter move is white's own.
-    for (const char* square : {"e5", "e2"})
-    {
-        Board board("rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR b KQkq - 0 1");
-        clearStored(board);
-        board->counterMoves[PAWN + WHITE - 2][sq("e2")] = {sq("g1"), sq("f3"), 0, KNIGHT};
-        board.ply(0).currentMove = {sq("e7"), sq(square), 0, PAWN + BLACK};
-        board.ply(1) = board.ply(0);
-        startNode(board, 1);
-        int picked = 0;
-        for (moveStruct* cursor = board.ply(1).moveListStart; cursor <= board.ply(1).moveListEnd;
-             ++cursor)
-        {
-            if (!doNextMoveStaged(1, cursor, board.get(), false)) continue;
-            EXPECT_EQ(board.ply(1).pickerStage, stageQuiets);
-            ++picked;
-            unmakeMove(2, cursor, board.get());
-        }
-        EXPECT_EQ(picked, 20);
-    }
-}
-
-TEST(Pickers, AKillerThatIsACaptureIsPlayedAgain)
-{
-    Board board("4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1");
-    clearStored(board);
-    board.ply(0).killers[0] = board.move("e4d5");
-    startNode(board, 0);
-    const auto picked = pickAll(board);
-    EXPECT_EQ(picked[0], (std::pair<int, std::string>{2, "e4d5"}));
-    EXPECT_EQ(picked[1], (std::pair<int, std::string>{4, "e4d5"}));
-}
-
-TEST(Pickers, WithoutHistoryQuietMovesComeInGenerationOrder)
-{
-    Board board("4k3/8/8/8/8/8/3P4/4K3 w - - 0 1");
-    clearStored(board);
-    startNode(board, 0);
-    std::string order;
-    for (const auto& [stage, text] : pickAll(board)) order += text + ' ';
-    EXPECT_EQ(order, "d2d3 d2d4 e1d1 e1f1 e1e2 e1f2 ");
-}
-
-TEST(Pickers, AMoveWithoutDataStandsBetweenFailuresAndCutOffs)
-{
-    Board board("4k3/8/8/8/8/8/3P4/4K3 w - - 0 1");
-    clearStored(board);
+    Board board(quietNode);
     board->historyGood[KING - 2][sq("f2")] = 30;
     board->historyBad[KING - 2][sq("f2")] = 10;
     board->historyBad[0][sq("d3")] = 10;
     startNode(board, 0);
-    std::string order;
-    for (const auto& [stage, text] : pickAll(board)) order += text + ' ';
-    EXPECT_EQ(order, "e1f2 d2d4 e1d1 e1f1 e1e2 d2d3 ");
+    EXPECT_EQ(pickAll(board, 0), "3/9:e1f2 d2d4 e1d1 e1f1 e1e2 d2d3 ");
     startNode(board, 0);
-    order.clear();
-    for (const auto& [stage, text] : pickAll(board, true)) order += text + ' ';
-    EXPECT_EQ(order, "d2d3 d2d4 e1d1 e1f1 e1e2 e1f2 ") << "skipOrdering takes them as they lie";
+    EXPECT_EQ(pickAll(board, 0, true), "3/9:" + sixQuiets) << "skipOrdering takes them as they lie";
 }
 
-TEST(Pickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
+TEST(MovePickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
 {
-    Board board("4k3/8/8/8/8/8/3P4/4K3 w - - 0 1");
-    clearStored(board);
+    Board board(quietNode);
     startNode(board, 0);
     moveStruct* cursor = board.ply(0).moveListStart;
     while (!doNextMoveStaged(0, cursor, board.get(), false)) ++cursor;
@@ -277,25 +221,45 @@ TEST(Pickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
     board->historyGood[KING - 2][sq("f1")] = 9;
     board->historyBad[0][sq("d4")] = 9;
     ++board->historyChanges;
-    std::string order;
-    for (++cursor; cursor < board.ply(0).moveListEnd; ++cursor)
-    {
-        ASSERT_TRUE(doNextMoveStaged(0, cursor, board.get(), false));
-        order += moveToLA(cursor, WHITE) + ' ';
-        unmakeMove(1, cursor, board.get());
-    }
-    EXPECT_EQ(order, "e1f1 e1d1 e1e2 e1f2 d2d4 ") << "equal ones in the order that swaps leave";
+    board.ply(0).moveListStart = cursor + 1;
+    EXPECT_EQ(pickAll(board, 0), "e1f1 e1d1 e1e2 e1f2 d2d4 ") << "equals as the swaps leave them";
 }
 
-TEST(Pickers, LosingCapturesComeBehindTheStoredMovesAndBeforeTheQuietOnes)
+TEST(MovePickers, TheFirstOfEqualScoresIsSwappedToTheFront)
 {
-    Board board("4k3/8/2p5/3p4/8/2N5/8/4K3 w - - 0 1");
-    clearStored(board);
-    startNode(board, 0);
-    EXPECT_EQ(pickAll(board).front(), (std::pair<int, std::string>{7, "c3d5"}));
+    moveStruct list[] = {{1, 1, 0, 5}, {2, 2, 0, 200}, {3, 3, 0, 200}, {4, 4, 0, 9}};
+    getBestMove(list, std::end(list));
+    EXPECT_EQ(list[0].from, 2);
+    EXPECT_EQ(list[1].from, 1);
+    EXPECT_EQ(list[2].from, 3);
+    getBestMove(list + 3, std::end(list));
+    EXPECT_EQ(list[3].from, 4);
+    getBestMove(list, std::end(list));
+    EXPECT_EQ(list[0].from, 2) << "the one in front stays among equals";
 }
 
-TEST(Pickers, AnyOtherStageYieldsNothing)
+TEST(MovePickers, TheHistoryRatioIsInUnitsOf128AndEqualsKeepTheirOrder)
+{
+    Board board{std::string(fenStartPos)};
+    // Knights to a3, c3, f3, h3: no data 64; 2 of 4 64; 129 of 256 truncates to 64; 2 of 3 85.
+    const auto set = [&board](const char* to, u32 good, u32 bad)
+    {
+        board->historyGood[KNIGHT - 2][sq(to)] = good;
+        board->historyBad[KNIGHT - 2][sq(to)] = bad;
+    };
+    set("c3", 2, 2);
+    set("f3", 129, 127);
+    set("h3", 2, 1);
+    moveStruct list[] = {stored(board, "b1a3"), stored(board, "b1c3"), stored(board, "g1f3"),
+                         stored(board, "g1h3")};
+    getBestMoveHist(list, list + 3, board.get());
+    EXPECT_EQ(list[0].to, sq("a3")) << "all at 64";
+    getBestMoveHist(list, list + 4, board.get());
+    EXPECT_EQ(list[0].to, sq("h3"));
+    EXPECT_EQ(list[3].to, sq("a3"));
+}
+
+TEST(MovePickers, AnyOtherStageYieldsNothing)
 {
     Board board{std::string(fenStartPos)};
     startNode(board, 0);
@@ -304,65 +268,76 @@ TEST(Pickers, AnyOtherStageYieldsNothing)
     EXPECT_FALSE(doNextMoveProbCut(0, board.ply(0).moveListStart, board.get(), 0));
 }
 
-TEST(Pickers, QuiescenceDropsALosingCaptureAtDepth0AndPlaysItAmongRecaptures)
+TEST(MovePickers, QuiescenceTestsExchangesOutOfCheckAtDepthsZeroToMinusFour)
 {
-    Board board("4k3/8/2p5/3p4/8/2Q5/8/4K3 w - - 0 1");
-    board->plies[0].inCheck = 0;
-    generateMovesQuiescence(0, board.ply(0).moveListStart, board.get());
-    std::string all = board.texts(board.list());
-    EXPECT_EQ(all, "c3c6");
-    Board losing("4k3/3b4/2p5/8/8/2Q5/8/4K3 w - - 0 1");
-    generateMovesQuiescence(0, losing.ply(0).moveListStart, losing.get());
-    moveStruct* cursor = losing.ply(0).moveListStart;
-    EXPECT_FALSE(doNextMoveQuiesc(0, cursor, losing.get(), 0));
-    EXPECT_FALSE(doNextMoveQuiesc(0, cursor, losing.get(), -4));
-    EXPECT_TRUE(doNextMoveQuiesc(0, cursor, losing.get(), -5));
-    unmakeMove(1, cursor, losing.get());
-}
-
-TEST(Pickers, APushPromotionIsTestedBehindAllCaptures)
-{
-    Board board("4k3/P7/8/3p4/4P3/8/8/4K3 w - - 0 1");
-    generateMovesQuiescence(0, board.ply(0).moveListStart, board.get());
-    EXPECT_EQ(board.texts(board.list()), "e4d5 a7a8q");
-    EXPECT_EQ(board.list()[1].score, 1);
-    moveStruct* cursor = board.ply(0).moveListStart;
-    for (const char* text : {"e4d5", "a7a8q"})
+    // The queen takes a pawn that a bishop defends.
+    const char* const losing = "4k3/3b4/2p5/8/8/2Q5/8/4K3 w - - 0 1";
+    const struct
     {
-        ASSERT_TRUE(doNextMoveQuiesc(0, cursor, board.get(), 0));
-        EXPECT_EQ(moveToLA(cursor, WHITE), text);
-        unmakeMove(1, cursor++, board.get());
+        const char* fen;
+        int depth;
+        const char* picked;
+    } cases[] = {
+        {losing, 1, "c3c6 "},
+        {losing, 0, "- "},
+        {losing, -1, "- "},
+        {losing, -4, "- "},
+        {losing, -5, "c3c6 "},
+        {losing, -9, "c3c6 "},
+        // Queen takes rook scores most and loses to a pawn.
+        {"4k3/1p6/2r5/3p2n1/4P2P/2Q2N2/8/4K3 w - - 0 1", 0, "h4g5 f3g5 e4d5 - "},
+        // A push-promotion comes after all captures. Where a bishop takes the new queen, it
+        // counts as the pawn that it was.
+        {"4k3/P7/8/3p4/4P3/8/8/4K3 w - - 0 1", 0, "e4d5 a7a8q "},
+        {"4k3/P7/8/8/8/5b2/8/4K3 w - - 0 1", 0, "- "},
+        // In check a rook may block where a pawn takes it.
+        {"4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1", 0, "a5e5 e1f1 e1d2 e1f2 e1d1 "},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        generateMovesQuiescence(0, board.ply(0).moveListStart, board.get());
+        const auto pick = [&](moveStruct* cursor)
+        { return doNextMoveQuiesc(0, cursor, board.get(), c.depth); };
+        EXPECT_EQ(pickSlots(board, false, pick), c.picked) << c.fen << ' ' << c.depth;
     }
-
-    // The bishop on f3 takes the new queen, which counts as the pawn that it was.
-    Board losing("4k3/P7/8/8/8/5b2/8/4K3 w - - 0 1");
-    generateMovesQuiescence(0, losing.ply(0).moveListStart, losing.get());
-    EXPECT_EQ(losing.texts(losing.list()), "a7a8q");
-    EXPECT_FALSE(doNextMoveQuiesc(0, losing.ply(0).moveListStart, losing.get(), 0));
 }
 
-TEST(Pickers, ProbCutDropsAQuietHashMoveAndPlaysCapturesThatReachTheThreshold)
+TEST(MovePickers, ProbCutPlaysCapturesAndPromotionsThatReachTheThreshold)
 {
-    Board board("4k3/8/3n4/4P3/8/8/8/4K3 w - - 0 1");
-    startNode(board, 0, board.move("e1e2"));
-    moveStruct* cursor = board.ply(0).moveListStart;
-    EXPECT_FALSE(doNextMoveProbCut(0, cursor++, board.get(), 100));
-    EXPECT_TRUE(doNextMoveProbCut(0, cursor, board.get(), 100));
-    EXPECT_EQ(moveToLA(cursor, WHITE), "e5d6");
-    unmakeMove(1, cursor++, board.get());
-    EXPECT_FALSE(doNextMoveProbCut(0, cursor, board.get(), 100));
-
-    startNode(board, 0);
-    cursor = board.ply(0).moveListStart;
-    EXPECT_FALSE(doNextMoveProbCut(0, cursor, board.get(), 2000)) << "above any capture";
-}
-
-TEST(Pickers, ProbCutJudgesAnEnPassantHashMoveByTheSignOfTheThreshold)
-{
-    Board board("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1");
-    startNode(board, 0, board.move("e5d6"));
-    EXPECT_FALSE(doNextMoveProbCut(0, board.ply(0).moveListStart, board.get(), 1));
-    startNode(board, 0, board.move("e5d6"));
-    EXPECT_TRUE(doNextMoveProbCut(0, board.ply(0).moveListStart, board.get(), 0));
-    unmakeMove(1, board.ply(0).moveListStart, board.get());
+    const char* const knight = "4k3/8/3n4/4P3/8/8/8/4K3 w - - 0 1";
+    const char* const passing = "4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1";
+    const char* const promotion = "4k3/P7/8/8/8/8/4P3/4K2R w K - 0 1";
+    const struct
+    {
+        const char *fen, *hashMove;
+        i16 threshold;
+        const char* picked;
+    } cases[] = {
+        {knight, "", 340, "e5d6 - "},
+        {knight, "", 341, "- - "},
+        // A hash move comes once, and a quiet one not at all.
+        {knight, "e5d6", 340, "e5d6 - - "},
+        {knight, "e5d6", 341, "- - - "},
+        {knight, "e1e2", 100, "- e5d6 - "},
+        {promotion, "a7a8q", 0, "a7a8q - "},
+        {promotion, "a7a8n", 0, "a7a8n - "},
+        {promotion, "e2e4", 0, "- - "},
+        {promotion, "e1g1", 0, "- - "},
+        {promotion, "e2e3", 0, "- - "},
+        // En passant is judged by the sign of the threshold.
+        {passing, "e5d6", 0, "e5d6 - - "},
+        {passing, "e5d6", 1, "- - - "},
+        // Pawn takes queen, rook takes rook; the pinned rook may not take the knight.
+        {"4k3/4r3/8/1q6/P7/8/n3R3/4K3 w - - 0 1", "", 0, "a4b5 e2e7 - - "},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        startNode(board, 0, *c.hashMove ? board.move(c.hashMove) : EMPTYMOVE);
+        const auto pick = [&](moveStruct* cursor)
+        { return doNextMoveProbCut(0, cursor, board.get(), c.threshold); };
+        EXPECT_EQ(pickSlots(board, true, pick), c.picked) << c.fen << ' ' << c.hashMove;
+        EXPECT_EQ(board.ply(0).pickerStage, 2);
+    }
 }

@@ -1,150 +1,201 @@
 // SPDX-License-Identifier: MIT
 //
-// The records: sizes, order of fields, and the plain operations on a board.
+// The records: order of fields, first values, the plain operations on a board, and notation.
 
-#include <cstddef>
+#include <algorithm>
+#include <cstring>
+#include <new>
 
 #include "support.h"
 
-TEST(Records, AreTriviallyCopyableAndOfTheirSizes)
+namespace
+{
+
+/// Whether the fields of a record lie in memory in the order in which they are named.
+template <typename... Fields> bool inOrder(const Fields&... fields)
+{
+    const void* const places[] = {&fields...};
+    return std::is_sorted(std::begin(places), std::end(places), std::less<>());
+}
+
+/// A record made in memory that held other things before.
+template <typename Record> Record* madeOver(std::vector<std::byte>& memory)
+{
+    memory.assign(sizeof(Record) + alignof(Record), std::byte{0xa5});
+    void* place = memory.data();
+    size_t space = memory.size();
+    // The compiler may not take the memory for undefined.
+    asm volatile("" : "+r"(place) : : "memory");
+    auto* const record = new (std::align(alignof(Record), sizeof(Record), place, space)) Record;
+    asm volatile("" : : "r"(record) : "memory");
+    return record;
+}
+
+} // namespace
+
+TEST(GeneralRecords, AreTriviallyCopyableAndOfTheirSizes)
 {
     EXPECT_TRUE(std::is_trivially_copyable_v<moveStruct>);
     EXPECT_TRUE(std::is_trivially_copyable_v<plyStruct>);
     EXPECT_TRUE(std::is_trivially_copyable_v<positionStruct>);
-    EXPECT_EQ(sizeof(moveStruct), 4U);
-    EXPECT_EQ(sizeof(positionStruct{}.plies) / sizeof(plyStruct), 128U);
-    EXPECT_EQ(sizeof(positionStruct{}.keyHistory), 1024U * 8);
+    EXPECT_EQ(std::size(positionStruct{}.plies), 128U);
+    EXPECT_EQ(std::size(positionStruct{}.keyHistory), 1024U);
 }
 
-TEST(Records, FieldsOfAPlyStandInTheirOrder)
+TEST(GeneralRecords, FieldsLieInTheirOrder)
 {
-    const size_t offsets[] = {offsetof(plyStruct, savedMaterial),
-                              offsetof(plyStruct, savedPstScore),
-                              offsetof(plyStruct, savedHashKey),
-                              offsetof(plyStruct, savedPawnHashKey),
-                              offsetof(plyStruct, moveListStart),
-                              offsetof(plyStruct, moveListEnd),
-                              offsetof(plyStruct, quietsStart),
-                              offsetof(plyStruct, currentMove),
-                              offsetof(plyStruct, hashMove),
-                              offsetof(plyStruct, killers),
-                              offsetof(plyStruct, bestMove),
-                              offsetof(plyStruct, notPinned),
-                              offsetof(plyStruct, savedHalfMoveClock),
-                              offsetof(plyStruct, savedGamePhase),
-                              offsetof(plyStruct, capturedPiece),
-                              offsetof(plyStruct, enPassantSquare),
-                              offsetof(plyStruct, castlingRights),
-                              offsetof(plyStruct, pickerStage),
-                              offsetof(plyStruct, inCheck),
-                              offsetof(plyStruct, rankedAt)};
-    for (size_t i = 1; i < std::size(offsets); ++i) EXPECT_LT(offsets[i - 1], offsets[i]) << i;
-    EXPECT_EQ(offsets[1], offsets[0] + 8) << "the four sums are one block of 16 bytes";
-    EXPECT_EQ(offsets[3], offsets[2] + 8) << "the two keys are one block of 16 bytes";
-    EXPECT_EQ(offsetof(plyStruct, castlingRights), offsetof(plyStruct, enPassantSquare) + 1);
+    const auto position = std::make_unique<positionStruct>();
+    const plyStruct& y = position->plies[0];
+    EXPECT_TRUE(inOrder(y.savedMaterial, y.savedPstScore, y.savedHashKey, y.savedPawnHashKey,
+                        y.moveListStart, y.moveListEnd, y.quietsStart, y.currentMove, y.hashMove,
+                        y.killers, y.bestMove, y.notPinned, y.savedHalfMoveClock, y.savedGamePhase,
+                        y.capturedPiece, y.enPassantSquare, y.castlingRights, y.pickerStage,
+                        y.inCheck));
+    // What is copied in one piece.
+    EXPECT_EQ(static_cast<const void*>(y.savedPstScore), y.savedMaterial + 2);
+    EXPECT_EQ(&y.savedPawnHashKey, &y.savedHashKey + 1);
+    EXPECT_EQ(&y.castlingRights, &y.enPassantSquare + 1);
+
+    const positionStruct& p = *position;
+    EXPECT_TRUE(inOrder(p.board, p.hashKey, p.pawnHashKey, p.pieceBB, p.sideToMove, p.material,
+                        p.pstScore, p.gamePhase, p.pawnHashTable, p.evalHashTable, p.nodes,
+                        p.qNodes, p.keyIndex, p.halfMoveClock, p.rootBestChanges, p.rootScore,
+                        p.rootDepth, p.rootDepthComplete, p.nodesToClockCheck, p.workerIndex,
+                        p.pvLength, p.selDepth, p.plies, p.keyHistory, p.historyGood, p.historyBad,
+                        p.counterMoves));
+
+    const engineStruct& e = engine;
+    EXPECT_TRUE(inOrder(e.nodeLimit, e.elapsedTime, e.startTime, e.timeFactor, e.timeLeft,
+                        e.timeInc, e.movesToGo, e.gamePly, e.depthLimit, e.mateLimit, e.moveTime,
+                        e.targetTime, e.maxTime, e.hashSizeMB, e.nofThreads, e.hashFull,
+                        e.nodeCheckInterval, e.infinite, e.ponderEnabled, e.movesToGoGiven));
 }
 
-TEST(Records, FieldsOfAPositionStandInTheirOrder)
+TEST(GeneralRecords, AFreshRecordHasItsStatedFieldsZeroWhateverTheMemoryHeld)
 {
-    const size_t offsets[] = {offsetof(positionStruct, board),
-                              offsetof(positionStruct, hashKey),
-                              offsetof(positionStruct, pawnHashKey),
-                              offsetof(positionStruct, pieceBB),
-                              offsetof(positionStruct, sideToMove),
-                              offsetof(positionStruct, material),
-                              offsetof(positionStruct, pstScore),
-                              offsetof(positionStruct, gamePhase),
-                              offsetof(positionStruct, pawnHashTable),
-                              offsetof(positionStruct, evalHashTable),
-                              offsetof(positionStruct, nodes),
-                              offsetof(positionStruct, qNodes),
-                              offsetof(positionStruct, keyIndex),
-                              offsetof(positionStruct, halfMoveClock),
-                              offsetof(positionStruct, rootBestChanges),
-                              offsetof(positionStruct, rootScore),
-                              offsetof(positionStruct, rootDepth),
-                              offsetof(positionStruct, rootDepthComplete),
-                              offsetof(positionStruct, nodesToClockCheck),
-                              offsetof(positionStruct, workerIndex),
-                              offsetof(positionStruct, pvLength),
-                              offsetof(positionStruct, selDepth),
-                              offsetof(positionStruct, plies),
-                              offsetof(positionStruct, keyHistory),
-                              offsetof(positionStruct, historyGood),
-                              offsetof(positionStruct, historyBad),
-                              offsetof(positionStruct, counterMoves),
-                              offsetof(positionStruct, historyChanges)};
-    for (size_t i = 1; i < std::size(offsets); ++i) EXPECT_LT(offsets[i - 1], offsets[i]) << i;
-}
-
-TEST(Records, AFreshRecordHasItsStatedFieldsZero)
-{
-    const auto fresh = std::make_unique<positionStruct>();
+    std::vector<std::byte> memory;
+    const positionStruct* const fresh = madeOver<positionStruct>(memory);
     EXPECT_EQ(fresh->sideToMove, 0);
     EXPECT_EQ(fresh->keyIndex, 0);
     EXPECT_EQ(fresh->halfMoveClock, 0);
     EXPECT_EQ(fresh->pvLength, 0);
     EXPECT_EQ(fresh->selDepth, 0);
-    EXPECT_EQ(fresh->nodes + fresh->qNodes, 0U);
+    EXPECT_EQ(fresh->nodes, 0U);
+    EXPECT_EQ(fresh->qNodes, 0U);
     for (const plyStruct& ply : fresh->plies)
     {
         EXPECT_EQ(ply.inCheck, 0);
         EXPECT_EQ(ply.notPinned, 0U) << "everything pinned is the safe side";
     }
+
+    const engineStruct& settings = *madeOver<engineStruct>(memory);
+    EXPECT_EQ(settings.hashSizeMB, 256);
+    EXPECT_EQ(settings.nofThreads, 1);
+    EXPECT_EQ(settings.nodeLimit + settings.elapsedTime + settings.startTime, 0U);
+    EXPECT_EQ(settings.timeFactor, 0.0F);
+    for (const relaxed<i32>* number :
+         {&settings.depthLimit, &settings.mateLimit, &settings.moveTime, &settings.gamePly,
+          &settings.hashFull, &settings.nodeCheckInterval})
+        EXPECT_EQ(*number, 0);
+    EXPECT_EQ(settings.ponderEnabled | settings.infinite | settings.movesToGoGiven, 0);
 }
 
-TEST(Records, NoEnPassantSquareIsA1WhichNoPawnCanReachByADoublePush)
+TEST(GeneralRecords, AMoveIsFourBytesAndComparedWithoutItsScore)
 {
-    Board board("4k3/8/8/8/8/8/8/4K3 w - - 0 1");
-    EXPECT_EQ(board.ply(0).enPassantSquare, 0);
-    EXPECT_EQ(board->board[A1], NOPIECE);
-    EXPECT_EQ(enpassantTable[0], 0U);
-}
-
-TEST(Records, EnPassantOfE4ByD4NamesE4AndLandsOnE3)
-{
-    Board board("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1");
-    const moveStruct move = board.move("d4e3");
-    EXPECT_EQ(move.kind, KINDENPASSANT);
-    EXPECT_EQ(move.to, sq("e4"));
-    makeMove(1, &move, board.get(), true);
-    EXPECT_EQ(board->board[sq("e3")], PAWN + BLACK);
-    EXPECT_EQ(board->board[sq("e4")], NOPIECE);
-}
-
-TEST(Records, APromotionByBlackCarriesTheWhiteCode)
-{
-    Board board("4k3/8/8/8/8/8/p7/4K3 b - - 0 1");
-    const moveStruct move = board.move("a2a1q");
-    EXPECT_EQ(move.kind, 10);
-    makeMove(1, &move, board.get(), true);
-    EXPECT_EQ(board->board[A1], 11);
-}
-
-TEST(Records, ComparingMovesIgnoresTheScore)
-{
-    EXPECT_TRUE(sameMove({1, 2, 0, 77}, {1, 2, 0, 4}));
-    EXPECT_FALSE(sameMove({1, 2, 0, 4}, {1, 2, 13, 4}));
-    EXPECT_EQ(moveWord(EMPTYMOVE), 0U);
+    EXPECT_EQ(moveWord(packMove(12, 28, 13, 2)), 12U | 28U << 8 | 13U << 16 | 2U << 24);
+    EXPECT_EQ(moveWord({12, 28, 13, 2}), moveWord(packMove(12, 28, 13, 2)));
     EXPECT_TRUE(wordMove(moveWord({1, 2, 3, 4})) == (moveStruct{1, 2, 3, 4}));
+    EXPECT_EQ(moveWord(EMPTYMOVE), 0U);
+    EXPECT_TRUE(sameMove({1, 2, 0, 77}, {1, 2, 0, 4}));
+    for (const moveStruct other : {moveStruct{2, 2, 0, 4}, {1, 3, 0, 4}, {1, 2, 13, 4}})
+        EXPECT_FALSE(sameMove({1, 2, 0, 4}, other)) << other;
 }
 
-TEST(Records, AStrayBitAmongAllWhiteMenIsFound)
+TEST(GeneralRecords, EverySortOfMoveCarriesItsKindAndPutsItsPieceWhereItsTextSays)
 {
-    Board board{std::string(fenStartPos)};
-    EXPECT_TRUE(isBoardStructOK(board.get()));
-    board->pieceBB[WHITE] |= bit(sq("e5"));
-    EXPECT_FALSE(isBoardStructOK(board.get()));
+    const std::string castling = "r3k2r/8/8/8/8/8/8/R3K2R ";
+    const struct
+    {
+        std::string fen;
+        const char* text;
+        int kind;
+        const char* to;
+        int piece;
+    } cases[] = {
+        {castling + "w KQkq - 0 1", "e1g1", 14, "g1", 12},
+        {castling + "w KQkq - 0 1", "e1c1", 15, "c1", 12},
+        {castling + "b KQkq - 0 1", "e8g8", 14, "g8", 13},
+        {castling + "b KQkq - 0 1", "e8c8", 15, "c8", 13},
+        {"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2e4", 13, "e4", 2},
+        {"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2e3", 0, "e3", 2},
+        {"4k3/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7e5", 13, "e5", 3},
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 12, "d5", 2},
+        {"4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1", "d4e3", 12, "e4", 3},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8n", 4, "a8", 4},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8b", 6, "a8", 6},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8r", 8, "a8", 8},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q", 10, "a8", 10},
+        {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1q", 10, "a1", 11},
+        {"4k3/8/8/8/8/8/p7/1B2K3 b - - 0 1", "a2b1r", 8, "b1", 9},
+        {"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "e4d5", 0, "d5", 2},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        const moveStruct move = board.move(c.text);
+        EXPECT_EQ(move.kind, c.kind) << c.fen << ' ' << c.text;
+        EXPECT_EQ(move.to, sq(c.to)) << c.fen << ' ' << c.text;
+        makeMove(1, &move, board.get(), true);
+        EXPECT_EQ(board->board[sq(std::string(c.text).substr(2))], c.piece) << c.fen << c.text;
+    }
 }
 
-TEST(Records, AddPieceAndInitPositionTouchBoardAndBitboardsOnly)
+TEST(GeneralRecords, PlainOperationsTouchBoardAndBitboardsOnly)
 {
     Board board{std::string(fenStartPos)};
     const u64 key = board->hashKey;
+    removePiece(sq("e2"));
+    EXPECT_TRUE(isBoardStructOK(board.get()));
+    board->pieceBB[WHITE] |= bit(sq("e5"));
+    EXPECT_FALSE(isBoardStructOK(board.get())) << "a stray bit among all white pieces";
     initPosition(board.get());
     addPiece(KNIGHT + BLACK, 18, board.get());
     EXPECT_TRUE(isBoardStructOK(board.get()));
     EXPECT_EQ(board->pieceBB[BLACK], bit(18));
     EXPECT_EQ(board->board[18], KNIGHT + BLACK);
     EXPECT_EQ(board->hashKey, key);
+}
+
+
+// Notation
+
+TEST(GeneralNotation, TablesAreTheseTexts)
+{
+    EXPECT_EQ(fenLabelPieces, "  PpNnBbRrQqKk");
+    EXPECT_EQ(promotionPieces, " pnbrqk");
+    EXPECT_EQ(promotionLabels, "  ppnnbbrrqq");
+    EXPECT_EQ(debugFilename, "debuggi.txt");
+    EXPECT_EQ(fenStartPos, "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
+}
+
+TEST(GeneralNotation, OnlyKindsOneToElevenAddALetter)
+{
+    const std::string letters = "? ppnnbbrrqq";
+    for (int kind = 0; kind < 256; ++kind)
+    {
+        const moveStruct move = packMove(sq("b2"), sq("c3"), kind, 0);
+        std::string expected = "b2c3";
+        if (kind == 12) expected = "b2c4";
+        if (kind >= 1 && kind <= 11) expected += letters[static_cast<size_t>(kind)];
+        EXPECT_EQ(moveToLA(&move, WHITE), expected) << kind;
+    }
+}
+
+TEST(GeneralNotation, TheLineOfCurrentMovesBeginsWithWhiteWhoeverIsToMove)
+{
+    Board board("4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1");
+    board.ply(0).currentMove = {sq("e5"), sq("d5"), KINDENPASSANT, 0};
+    board.ply(1).currentMove = {sq("d4"), sq("e4"), KINDENPASSANT, 0};
+    EXPECT_EQ(currentMovesToString(0, board.get()), "e5d6 ");
+    EXPECT_EQ(currentMovesToString(1, board.get()), "e5d6 d4e3 ");
 }

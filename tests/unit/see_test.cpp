@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Exchange evaluation, by hand and against a slow exchange search on a plain board.
+// Static exchange evaluation (SEE), by hand and against a slow exchange search on a plain board.
 
 #include <array>
 
@@ -50,7 +50,7 @@ struct slowExchange
                ((type == ROOK || type == QUEEN) && sees(from, true));
     }
 
-    /// The x-ray table: behind which man which own sliders come into view.
+    /// The x-ray table: behind which piece which own sliders come into view.
     void reveal(int gone)
     {
         const int type = gone & ~1;
@@ -78,7 +78,7 @@ struct slowExchange
         return best;
     }
 
-    /// Whether the side that put its man on the target keeps a balance of zero or more, seen from
+    /// Whether the side that put its piece on the target keeps a balance of zero or more, seen from
     /// that side, `colour` being the one to capture.
     bool holds(int balance, int colour)
     {
@@ -91,7 +91,7 @@ struct slowExchange
         reveal(man);
         if (man >= KING) return cheapest(colour ^ 1) >= 0;
 
-        // After the capture the other side's loss is made good, unless it can't be any more.
+        // After the capture the other side's loss is recovered, unless it can't be any more.
         const int left = balance + value[man];
         if (left < 0) return false;
         return !holds(-left, colour ^ 1);
@@ -117,9 +117,23 @@ bool slowSee(moveStruct move, int threshold, const positionStruct* position)
     return exchange.holds(balance, position->sideToMove ^ 1);
 }
 
+/// Sets the list of ply 0 to these moves and returns the scores that a function leaves there, from
+/// a slot on.
+template <typename Update>
+std::string scoresAfter(Board& board, const std::vector<moveStruct>& moves, Update update,
+                        int firstSlot = 0)
+{
+    plyStruct& here = board.ply(0);
+    here.moveListEnd = std::copy(moves.begin(), moves.end(), here.moveListStart);
+    update(0, here.moveListStart + firstSlot, board.get());
+    std::string scores;
+    for (const moveStruct& move : board.list()) scores += std::to_string(move.score) + ' ';
+    return scores;
+}
+
 } // namespace
 
-TEST(See, AgreesWithASlowExchangeOnManyMoves)
+TEST(SearchSee, AgreesWithASlowExchangeOnManyMoves)
 {
     int asked = 0;
     for (const std::string& fen : manyPositions())
@@ -137,50 +151,65 @@ TEST(See, AgreesWithASlowExchangeOnManyMoves)
     EXPECT_GT(asked, 20000);
 }
 
-TEST(See, APawnTakingAKnightHoldsAtOnce)
+TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
 {
-    Board board("4k3/2p5/3n4/4P3/8/8/8/4K3 w - - 0 1");
-    EXPECT_TRUE(see(board.move("e5d6"), 0, board.get()));
-}
-
-TEST(See, AKnightTakingAPawnDefendedByAPawnLoses)
-{
-    Board board("4k3/8/2p5/3p4/8/2N5/8/4K3 w - - 0 1");
-    EXPECT_FALSE(see(board.move("c3d5"), 0, board.get()));
-}
-
-TEST(See, AQueensRecaptureOnADefendedKnightIsNotWorthMaking)
-{
-    Board board("3qk3/8/8/3p4/4P3/2N5/8/4K3 w - - 0 1");
-    EXPECT_TRUE(see(board.move("c3d5"), 0, board.get()));
-}
-
-TEST(See, AKingMayNotTakeWhatIsStillDefended)
-{
-    Board defended("8/8/3k4/3p4/8/2N5/8/3RK3 w - - 0 1");
-    EXPECT_TRUE(see(defended.move("c3d5"), 0, defended.get()));
-    Board bare("8/8/3k4/3p4/8/2N5/8/4K3 w - - 0 1");
-    EXPECT_FALSE(see(bare.move("c3d5"), 0, bare.get()));
-}
-
-TEST(See, EnPassantAndCastlingHoldAtZeroAndNotAtOne)
-{
+    const struct
+    {
+        const char *fen, *from, *to;
+        int value;
+    } cases[] = {
+        // Victims.
+        {"7k/8/8/3p4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 87},
+        {"7k/8/8/3n4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 340},
+        {"7k/8/8/3b4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 340},
+        {"7k/8/8/3r4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 515},
+        {"7k/8/8/3q4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 1005},
+        // Movers that take a pawn that a pawn defends.
+        {"7k/8/2p5/3p4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 87 - 340},
+        {"7k/8/2p5/3p4/8/1B6/8/K7 w - - 0 1", "b3", "d5", 87 - 340},
+        {"7k/8/2p5/3p4/8/8/8/K2R4 w - - 0 1", "d1", "d5", 87 - 515},
+        {"7k/8/2p5/3p4/8/8/8/K2Q4 w - - 0 1", "d1", "d5", 87 - 1005},
+        {"7k/8/2p5/3p4/4P3/8/8/K7 w - - 0 1", "e4", "d5", 87 - 87},
+        // Black's queen is not worth taking back with where a pawn defends.
+        {"3qk3/8/8/3p4/4P3/2N5/8/4K3 w - - 0 1", "c3", "d5", 87},
+        // A king takes what nothing defends.
+        {"8/8/3k4/3p4/8/2N5/8/4K3 w - - 0 1", "c3", "d5", 87 - 340},
+        {"8/8/3k4/3p4/8/2N5/8/3RK3 w - - 0 1", "c3", "d5", 87},
+    };
+    for (const auto& c : cases)
+    {
+        Board board(c.fen);
+        const moveStruct takes{sq(c.from), sq(c.to), 0, 0};
+        EXPECT_TRUE(see(takes, static_cast<i16>(c.value), board.get())) << c.fen;
+        EXPECT_FALSE(see(takes, static_cast<i16>(c.value + 1), board.get())) << c.fen;
+    }
     Board passing("4k3/8/8/3pP3/8/8/8/4K2R w K d6 0 1");
-    EXPECT_TRUE(see(passing.move("e5d6"), 0, passing.get()));
-    EXPECT_FALSE(see(passing.move("e5d6"), 1, passing.get()));
-    EXPECT_TRUE(see(passing.move("e1g1"), 0, passing.get()));
-    EXPECT_FALSE(see(passing.move("e1g1"), 1, passing.get()));
+    for (const char* text : {"e5d6", "e1g1"})
+    {
+        EXPECT_TRUE(see(passing.move(text), 0, passing.get())) << text;
+        EXPECT_FALSE(see(passing.move(text), 1, passing.get())) << text;
+    }
 }
 
-TEST(See, AThresholdAboveTheVictimFails)
+TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenTakesBack)
 {
-    Board board("4k3/8/3n4/4P3/8/8/8/4K3 w - - 0 1");
-    EXPECT_TRUE(see(board.move("e5d6"), 340, board.get()));
-    EXPECT_FALSE(see(board.move("e5d6"), 341, board.get()));
+    // Knight takes pawn, knight takes knight, and the piece in front takes back. Black's piece on
+    // d8 takes that one only if nothing stands behind it, which would leave white less than 50.
+    const std::pair<const char*, bool> cases[] = {
+        {"3r2k1/8/5n2/3p4/4P3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind pawn
+        {"3r2k1/8/5n2/3p4/4B3/2N2Q2/8/K7 w - - 0 1", true}, // queen behind bishop
+        {"3q2k1/8/5n2/3p4/4Q3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind queen
+        {"3r2k1/8/5n2/3p4/8/2N5/3R4/K2R4 w - - 0 1", true}, // rook behind rook
+        {"3r2k1/8/5n2/3p4/4P3/2N5/8/K7 w - - 0 1", false},
+        {"3r2k1/8/5n2/3p4/4B3/2N5/8/K7 w - - 0 1", false},
+        {"3q2k1/8/5n2/3p4/4Q3/2N5/8/K7 w - - 0 1", false},
+        {"3r2k1/8/5n2/3p4/8/2N5/3R4/K7 w - - 0 1", false}};
+    for (const auto& [fen, holds] : cases)
+        EXPECT_EQ(see({sq("c3"), sq("d5"), 0, 0}, 50, Board(fen).get()), holds) << fen;
 }
 
 // Pins the deliberate limits of the x-ray table.
-TEST(See, SeeXrayTable)
+TEST(SearchSee, SeeXrayTable)
 {
     // Both rooks of each side are seen: rook, rook, rook and rook again, the last one black's.
     Board doubled("3r1k2/3r4/8/3p4/8/8/3R4/3R1K2 w - - 0 1");
@@ -200,7 +229,7 @@ TEST(See, SeeXrayTable)
 }
 
 // Pins the deliberate reading of the side that captures first.
-TEST(See, SeeAfterSide)
+TEST(SearchSee, SeeAfterSide)
 {
     // A queen gives check on a square that a pawn attacks; no own man bears on it: true.
     Board queen("4k3/8/5p2/8/8/8/8/K3Q3 w - - 0 1");
@@ -215,18 +244,34 @@ TEST(See, SeeAfterSide)
     EXPECT_FALSE(seeAfter(jump, 0, knight.get(), 0));
 }
 
-TEST(See, LosingEvasionsAreLoweredByAHundredAndKeepTheirOrder)
+TEST(SearchSee, LosingCapturesOfAListAreRaisedByAHundredTheKingsToo)
 {
-    // White king e1 in check from the rook on e8; a rook can block on e5, where a pawn takes it.
-    Board board("k3r3/8/3p4/R7/8/8/8/4K3 w - - 0 1");
-    generateMovesLegal(0, board.ply(0).moveListStart, board.get());
-    updateSeeScoreEvade(0, board.ply(0).moveListStart, board.get());
-    bool found = false;
-    for (const moveStruct& move : board.list())
-        if (moveToLA(&move, WHITE) == "a5e5")
-        {
-            EXPECT_EQ(move.score, 104);
-            found = true;
-        }
-    EXPECT_TRUE(found);
+    // Pawn takes knight wins; queen and king take pawns that a pawn defends.
+    Board board("7k/1p1p4/2p1p3/1n2K3/P7/2Q5/8/8 w - - 0 1");
+    const moveStruct pawn{sq("a4"), sq("b5"), 0, 38};
+    const moveStruct king{sq("e5"), sq("e6"), 0, 12};
+    const auto queen = [](u8 score) { return moveStruct{sq("c3"), sq("c6"), 0, score}; };
+    EXPECT_EQ(scoresAfter(board, {pawn, queen(14), king}, updateSeeScore), "38 114 112 ");
+    EXPECT_EQ(scoresAfter(board, {queen(14), queen(200)}, updateSeeScore, 1), "14 44 ")
+        << "from a later slot on, and around the end of the byte";
+    EXPECT_EQ(scoresAfter(board, {queen(250)}, updateSeeScore), "94 ") << "as any other here";
+}
+
+TEST(SearchSee, LosingEvasionsAreLoweredByAHundredButTheKingsAndScore250)
+{
+    // The rook on g8 takes whatever lands on g1.
+    Board board("6rk/8/8/8/8/8/8/R3K2R w KQ - 0 1");
+    const auto rook = [](u8 score, u8 kind = KINDPLAIN) {
+        return moveStruct{sq("h1"), sq("g1"), kind, score};
+    };
+    const moveStruct king{sq("e1"), sq("g1"), 0, 202};
+    const moveStruct safe{sq("a1"), sq("a2"), 0, 204};
+    EXPECT_EQ(scoresAfter(board, {rook(250), rook(204), king, safe}, updateSeeScoreEvade),
+              "250 104 202 204 ");
+    EXPECT_EQ(scoresAfter(board, {rook(204), rook(204)}, updateSeeScoreEvade, 1), "204 104 ");
+    // En passant and castling are passed over by both; 60 less 100 goes around the end.
+    const moveStruct castling{sq("e1"), sq("g1"), KINDCASTLEKING, 60};
+    const std::vector<moveStruct> list{castling, rook(60), rook(60, KINDENPASSANT)};
+    EXPECT_EQ(scoresAfter(board, list, updateSeeScore), "60 160 60 ");
+    EXPECT_EQ(scoresAfter(board, list, updateSeeScoreEvade), "60 216 60 ");
 }

@@ -1,121 +1,132 @@
 // SPDX-License-Identifier: MIT
 //
-// FEN and position set-up.
+// Set-up of a position from a FEN.
 
 #include "support.h"
 
-TEST(SetUp, TwoTokensAreEnough)
+namespace
 {
-    Board board("4k3/8/8/8/8/8/8/4K3 w");
-    EXPECT_EQ(board->sideToMove, WHITE);
-    EXPECT_EQ(board.ply(0).castlingRights, 0);
-    EXPECT_EQ(board.ply(0).enPassantSquare, 0);
-    EXPECT_EQ(board->halfMoveClock, 0);
-    EXPECT_EQ(board->keyIndex, 1);
-}
 
-TEST(SetUp, ATrailingBlankChangesNothing)
-{
-    Board plain("4k3/8/8/8/8/8/8/4K3 w - - 3 9");
-    Board blank("4k3/8/8/8/8/8/8/4K3 w - - 3 9 ");
-    EXPECT_EQ(plain->hashKey, blank->hashKey);
-    EXPECT_EQ(plain->keyIndex, blank->keyIndex);
-    EXPECT_EQ(plain->halfMoveClock, blank->halfMoveClock);
-}
+constexpr const char* kings = "4k3/8/8/8/8/8/8/4K3";
+constexpr const char* rooks = "r3k2r/8/8/8/8/8/8/R3K2R";
+constexpr const char* passing = "4k3/8/8/8/4P3/8/8/4K3";
 
-TEST(SetUp, TheStartPositionHasAllRightsAndOneKey)
+/// A FEN, as placement and the other fields, and what is read from the latter.
+struct setUp
 {
-    Board board{std::string(fenStartPos)};
-    EXPECT_EQ(board->keyIndex, 1);
-    EXPECT_EQ(board->halfMoveClock, 0);
-    EXPECT_EQ(board.ply(0).castlingRights, 15);
-    EXPECT_EQ(board.ply(0).enPassantSquare, 0);
-    EXPECT_EQ(board->keyHistory[0], board->hashKey);
-}
+    const char *placement, *fields;
+    int side, rights, enPassant, clock, keyIndex;
+};
 
-TEST(SetUp, TheClockGivesTheKeySlotAndTheMoveNumberIsNotUsed)
+/// Sets one record up from each row in turn, so that each finds what others left.
+template <size_t count>
+void expectSetUps(void (*set)(std::string, positionStruct*), const setUp (&rows)[count])
 {
-    for (const char* number : {"1", "40", "999"})
+    Board used{std::string(fenStartPos)};
+    for (const setUp& row : rows)
     {
-        Board board(std::string("4k3/8/8/8/4P3/8/8/4K3 b - e3 3 ") + number);
-        EXPECT_EQ(board->sideToMove, BLACK);
-        EXPECT_EQ(board.ply(0).enPassantSquare, sq("e4"));
-        EXPECT_EQ(board->halfMoveClock, 3);
-        EXPECT_EQ(board->keyIndex, 6);
+        const std::string fen = std::string(row.placement) + row.fields;
+        Board fresh("8/8/8/8/8/8/8/8 w");
+        for (positionStruct* const position : {fresh.get(), used.get()})
+        {
+            set(fen, position);
+            const plyStruct& root = position->plies[0];
+            EXPECT_EQ(position->sideToMove, row.side) << fen;
+            EXPECT_EQ(root.castlingRights, row.rights) << fen;
+            EXPECT_EQ(root.enPassantSquare, row.enPassant) << fen;
+            EXPECT_EQ(position->halfMoveClock, row.clock) << fen;
+            EXPECT_EQ(position->keyIndex, row.keyIndex) << fen;
+            EXPECT_EQ(position->keyHistory[position->keyIndex - 1], position->hashKey) << fen;
+            EXPECT_EQ(inconsistency(position, 0), "") << fen;
+        }
+        EXPECT_EQ(used->hashKey, fresh->hashKey) << fen << ": nothing is left over";
     }
 }
 
-TEST(SetUp, TheSideNotToMoveMayStandInCheck)
+} // namespace
+
+TEST(GeneralSetUp, EveryFieldOfAFenIsRead)
 {
-    Board board("4k3/8/8/8/8/8/8/4R1K1 w - - 0 1");
-    EXPECT_TRUE(isBoardStructOK(board.get()));
-    EXPECT_EQ(board.ply(0).inCheck, 0);
+    expectSetUps(
+        setPosition,
+        {{"rnbqkbnr/ppp1pppp/8/8/3pP3/8/PPPP1PPP/RNBQKBNR", " b KQkq e3 37 3", 1, 15, 28, 37, 74},
+         // Missing fields, blanks at the end, two blanks in a row.
+         {kings, " w", 0, 0, 0, 0, 1},
+         {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR", " w KQkq - 0 1", 0, 15, 0, 0, 1},
+         {kings, " w - - 3 9", 0, 0, 0, 3, 5},
+         {kings, " w - - 3 9 ", 0, 0, 0, 3, 5},
+         {kings, " w - - ", 0, 0, 0, 0, 1},
+         {rooks, " w  - 5", 0, 0, 0, 5, 9},
+         // Any side but "w" is black.
+         {kings, " x", 1, 0, 0, 0, 1},
+         {kings, " white", 0, 0, 0, 0, 1},
+         // The clock gives the slot of the key, up to 512, and the move number is not used. Only
+         // its low 16 bits are kept.
+         {passing, " b - e3 3 1", 1, 0, 28, 3, 6},
+         {passing, " b - e3 3 40", 1, 0, 28, 3, 6},
+         {passing, " b - e3 3 999", 1, 0, 28, 3, 6},
+         {kings, " w - - 300 200", 0, 0, 0, 300, 513},
+         {kings, " w - - 65539 1", 0, 0, 0, 3, 513},
+         {kings, " w - - 40000 1", 0, 0, 0, 40000 - 65536, 513},
+         {kings, " w - - -65536 1", 0, 0, 0, 0, 1},
+         // Rights letter by letter.
+         {rooks, " w KQkq - 0 1", 0, 15, 0, 0, 1},
+         {rooks, " w qkQK - 0 1", 0, 15, 0, 0, 1},
+         {rooks, " w Kq - 0 1", 0, 9, 0, 0, 1},
+         {rooks, " w xyz - 0 1", 0, 0, 0, 0, 1},
+         {rooks, " w QxK - 0 1", 0, 5, 0, 0, 1},
+         // Any en passant text goes by arithmetic in 8 bits: 8 * (second letter + 14 or, for
+         // black, 16) + first letter - 'a'.
+         {kings, " w - d6 0 1", 0, 0, 35, 0, 1},
+         {kings, " w - e9 0 1", 0, 0, 60, 0, 1},
+         {kings, " b - a4 0 1", 1, 0, 32, 0, 1},
+         {kings, " w - zz 0 1", 0, 0, (136 * 8 + 25) % 256, 0, 1},
+         {kings, " b - D6 0 1", 1, 0, (70 * 8 + 68 - 97) % 256, 0, 1}});
 }
 
-TEST(SetUp, AClockOf300GivesSlot512)
+TEST(GeneralSetUp, TheStreamTwinSplitsOnWhiteSpaceAndTakesTheMoveNumberForTheSlot)
 {
-    Board board("4k3/8/8/8/8/8/8/4K3 w - - 300 200");
-    EXPECT_EQ(board->keyIndex, 513);
-    EXPECT_EQ(board->halfMoveClock, 300);
+    expectSetUps(setPositionG,
+                 {{"r3k2r/8/8/8/3pP3/8/8/R3K2R", " \t b   Kq \n e3   7    3", 1, 9, 28, 7, 6},
+                  {passing, "  b - e3 3 40", 1, 0, 28, 3, 80},
+                  {kings, " w - - x 1", 0, 0, 0, 0, 1},
+                  {kings, " b", 1, 0, 0, 0, 1},
+                  {kings, " w - - 0 300", 0, 0, 0, 0, 513}});
 }
 
-TEST(SetUp, RightsAreReadLetterByLetter)
+TEST(GeneralSetUp, EveryLetterHasItsCodeAndAnyOtherSignLeaves255AndABitAmongTheBlackPieces)
 {
-    const std::pair<const char*, int> cases[] = {{"KQkq", 15}, {"qkQK", 15}, {"Kq", 9},
-                                                 {"-", 0},     {"xyz", 0},   {"QxK", 5}};
-    for (const auto& [text, rights] : cases)
+    const std::string signs = "PpNnBbRrQqKk90X";
+    for (size_t i = 0; i < signs.size(); ++i)
     {
-        Board board(std::string("r3k2r/8/8/8/8/8/8/R3K2R w ") + text + " - 0 1");
-        EXPECT_EQ(board.ply(0).castlingRights, rights) << text;
+        const int code = i < 12 ? static_cast<int>(i) + 2 : 255;
+        Board board(std::string("8/8/8/8/4") + signs[i] + "2P/8/8/8 w - - 0 1");
+        EXPECT_EQ(board->board[sq("e4")], code) << signs[i];
+        EXPECT_EQ(board->board[sq("h4")], PAWN) << signs[i] << " takes one square";
+        EXPECT_EQ(board->pieceBB[code & 1] & ~squares("h4"), squares("e4")) << signs[i];
+        EXPECT_EQ(board->pieceBB[(code & 1) ^ 1] & ~squares("h4"), 0U) << signs[i];
+        if (code < 14) EXPECT_EQ(board->pieceBB[code] & ~squares("h4"), squares("e4")) << signs[i];
     }
 }
 
-TEST(SetUp, ABadLetterLeavesCode255AndABitAmongTheBlackMen)
-{
-    Board board("4k3/8/8/8/8/8/X7/4K3 w - - 0 1");
-    EXPECT_EQ(board->board[sq("a2")], 255);
-    EXPECT_TRUE(board->pieceBB[BLACK] & bit(sq("a2")));
-    EXPECT_FALSE(makePlayable(board.get()));
-}
-
-TEST(SetUp, AnyTextButWIsBlackToMove)
-{
-    EXPECT_EQ(Board("4k3/8/8/8/8/8/8/4K3 x")->sideToMove, BLACK);
-    EXPECT_EQ(Board("4k3/8/8/8/8/8/8/4K3 white")->sideToMove, WHITE);
-}
-
-TEST(SetUp, ANonNumericClockThrows)
+TEST(GeneralSetUp, AClockThatIsNoNumberThrows)
 {
     positionStruct position{};
-    EXPECT_THROW(setPosition("4k3/8/8/8/8/8/8/4K3 w - - x 1", &position), std::invalid_argument);
+    for (const char* fen : {"4k3/8/8/8/8/8/8/4K3 w - - x 1", "4k3/8/8/8/8/8/8/4K3 w - -  "})
+        EXPECT_THROW(setPosition(fen, &position), std::invalid_argument) << fen;
 }
 
-TEST(SetUp, TheStreamTwinTakesTheMoveNumberForTheSlotAndABadClockAsZero)
+TEST(GeneralSetUp, HostileTextsTouchNothingBeyondTheBoard)
 {
-    const auto position = std::make_unique<positionStruct>();
-    setPositionG("4k3/8/8/8/4P3/8/8/4K3  b - e3 3 40", position.get());
-    EXPECT_EQ(position->halfMoveClock, 3);
-    EXPECT_EQ(position->keyIndex, 1 + 2 * 40 - 2 + 1);
-    EXPECT_EQ(position->plies[0].enPassantSquare, sq("e4"));
-    setPositionG("4k3/8/8/8/8/8/8/4K3 w - - x 1", position.get());
-    EXPECT_EQ(position->halfMoveClock, 0);
-    EXPECT_EQ(position->keyIndex, 1);
-    setPositionG("4k3/8/8/8/8/8/8/4K3 w", position.get());
-    EXPECT_EQ(position->plies[0].castlingRights, 0);
-}
-
-TEST(SetUp, HostileTextsTouchNothingBeyondTheBoard)
-{
-    const std::string texts[] = {
-        "",
-        " ",
-        "   ",
-        "x",
-        "pppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppp w",
-        "////////////////k w",
-        "8/8/8/8/8/8/8/8/8/8/8/8/PPPP b - zz 7",
-        "4k3/8/8/8/8/8/8/4K3 w  KQ",
-        "4k3/8/8/8/8/8/8/4K3 w - \xff\xff 0"};
+    const std::string texts[] = {"",
+                                 " ",
+                                 "   ",
+                                 "x",
+                                 std::string(80, 'p') + " w",
+                                 "////////////////k w",
+                                 "8/8/8/8/8/8/8/8/8/8/8/8/PPPP b - zz 7",
+                                 "4k3/8/8/8/8/8/8/4K3 w  KQ",
+                                 "4k3/8/8/8/8/8/8/4K3 w - \xff\xff 0"};
     for (const std::string& text : texts)
     {
         const auto position = std::make_unique<positionStruct>();
@@ -124,7 +135,7 @@ TEST(SetUp, HostileTextsTouchNothingBeyondTheBoard)
     }
 }
 
-TEST(SetUp, OnlyPlayableRecordsAreSearched)
+TEST(GeneralSetUp, OnlyPlayableRecordsAreSearched)
 {
     const char* const refused[] = {
         "8/8/8/8/8/8/8/4K3 w - - 0 1",      // no black king
@@ -133,8 +144,8 @@ TEST(SetUp, OnlyPlayableRecordsAreSearched)
         "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",   // pawn on rank 8
         "4k3/8/8/8/8/8/8/p3K3 w - - 0 1",   // pawn on rank 1
         "4k3/8/8/8/8/8/8/4RK2 w - - 0 1",   // the side not to move is in check
-        "4k3/8/8/3?4/8/8/8/4K3 w - - 0 1",  // no man's code
-        "4k3PP/8/8/8/8/8/8/4K3 w - - 0 1"}; // men beyond h8
+        "4k3/8/8/3?4/8/8/8/4K3 w - - 0 1",  // no piece code
+        "4k3PP/8/8/8/8/8/8/4K3 w - - 0 1"}; // pieces beyond h8
     for (const char* fen : refused) EXPECT_FALSE(makePlayable(Board(fen).get())) << fen;
     for (const std::string& fen : manyPositions())
     {
@@ -145,25 +156,11 @@ TEST(SetUp, OnlyPlayableRecordsAreSearched)
     }
 }
 
-TEST(SetUp, RightsWithoutKingOrRookAtHomeAreDropped)
+TEST(GeneralSetUp, RightsWithoutKingOrRookAtHomeAreDropped)
 {
     Board board("r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
     ASSERT_TRUE(makePlayable(board.get()));
     EXPECT_EQ(board.ply(0).castlingRights, WHITEKINGSIDE | BLACKQUEENSIDE);
     EXPECT_EQ(inconsistency(board.get(), 0), "");
     EXPECT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
-}
-
-TEST(SetUp, APositionTakesNothingOverFromTheOneBefore)
-{
-    // The first has everything that the second lacks: rights, a pawn that may be taken, a clock.
-    Board board("rnbqkbnr/ppp1pppp/8/8/3pP3/8/PPPP1PPP/RNBQKBNR b KQkq e3 37 3");
-    EXPECT_EQ(board.ply(0).enPassantSquare, sq("e4"));
-    setPosition("4k3/8/8/8/8/8/8/4K3 w - - 0 1", board.get());
-    EXPECT_EQ(board.ply(0).enPassantSquare, 0);
-    EXPECT_EQ(board.ply(0).castlingRights, 0);
-    EXPECT_EQ(board->halfMoveClock, 0);
-    EXPECT_EQ(board->sideToMove, WHITE);
-    EXPECT_EQ(popcount(board->pieceBB[WHITE] | board->pieceBB[BLACK]), 2);
-    EXPECT_EQ(board->gamePhase, 0);
 }

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// When the banner is written: seen in a process that is held up in writing it.
+
+import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
+import fs from 'node:fs';
+import os from 'node:os';
+import path from 'node:path';
+import { test } from 'node:test';
+import { enginePath } from './engine.mjs';
+
+test('the banner is written before the attack tables are built', async (t) => {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-banner-'));
+  t.after(() => fs.rmSync(folder, { recursive: true }));
+  const pipe = path.join(folder, 'pipe');
+  execFileSync('mkfifo', [pipe]);
+
+  // A full pipe, which nobody empties, holds the process up at its first byte.
+  const filler = fs.openSync(pipe, fs.constants.O_RDWR | fs.constants.O_NONBLOCK);
+  for (const size of [4096, 1]) {
+    assert.throws(() => { for (;;) fs.writeSync(filler, Buffer.alloc(size)); }, { code: 'EAGAIN' });
+  }
+  const child = spawn(enginePath, ['quit'], { stdio: ['ignore', fs.openSync(pipe, 'r+'), 'ignore'] });
+  t.after(() => child.kill('SIGKILL'));
+  const stateOf = () => fs.readFileSync(`/proc/${child.pid}/stat`, 'latin1').split(' ')[2];
+  while (stateOf() !== 'S') await new Promise((resolve) => { setTimeout(resolve, 10); });
+
+  // The table of rook attacks alone has 102,400 words: 800 kB.
+  const status = fs.readFileSync(`/proc/${child.pid}/status`, 'latin1');
+  assert.ok(Number(status.match(/RssAnon:\s*(\d+) kB/)[1]) < 600);
+});

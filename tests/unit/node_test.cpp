@@ -279,6 +279,27 @@ TEST(NodeSteps, AnExactEntryOfLessDepthSparesTheEvaluation)
     }
 }
 
+TEST(NodeSteps, AnExactEntryIsUsedWithoutAskingTheEvaluation)
+{
+    Node node(start);
+    node.enter(777, boundExact);
+    EXPECT_EQ(node.search(2, 646, 647), 777) << "reverse futility";
+    EXPECT_EQ(getEvalHashEntry(node->evalHashTable, node->hashKey), nullptr);
+}
+
+TEST(NodeSteps, TheCountdownToTheClockIsReloadedWithTheWholeInterval)
+{
+    Node node(start, 127); // the last ply searches no further
+    hashHartBeat = 0;
+    for (const auto& [before, after] : {std::pair(2, 1), {1, 0}, {0, 777}, {-1, 777}})
+    {
+        engine.nodeCheckInterval = 777;
+        node->nodesToClockCheck = before;
+        node.search(1, 0, 1);
+        EXPECT_EQ(node->nodesToClockCheck, after);
+    }
+}
+
 // Pins the missing filter of the quiet stage from the node's side.
 TEST(NodeSteps, AQuietHashMoveAndAKillerAreSearchedTwice)
 {

@@ -35,22 +35,34 @@ class OpenWorker : public worker
     }
 };
 
+/// A result of a searcher.
+struct claim
+{
+    int depth = 60;
+    int isComplete = 1;
+    int score = 31000;
+};
+
 /// A helper that claims a result at once.
 class Claimant : public OpenWorker
 {
   public:
-    Claimant(int place, moveStruct bestMove) : OpenWorker(place), claimed(bestMove) {}
+    Claimant(int place, moveStruct move, claim result = {})
+        : OpenWorker(place), bestMove(move), claimed(result)
+    {
+    }
     void searchRoot() override
     {
-        position->rootDepth = 60;
-        position->rootDepthComplete = 1;
-        position->rootScore = 31000;
-        position->plies[0].bestMove = claimed;
+        position->rootDepth = static_cast<i16>(claimed.depth);
+        position->rootDepthComplete = static_cast<u8>(claimed.isComplete);
+        position->rootScore = static_cast<i16>(claimed.score);
+        position->plies[0].bestMove = bestMove;
         position->pvLength = 0;
     }
 
   private:
-    moveStruct claimed;
+    moveStruct bestMove;
+    claim claimed;
 };
 
 /// A pool of chosen searchers, which run on the thread of the test, without any limit but those
@@ -60,11 +72,8 @@ class RootSteps : public testing::Test
   protected:
     void SetUp() override
     {
-        theWorkForce.setNofWorkers(0);
-        pool = new OpenBoss;
-        theWorkForce.workers.push_back(pool);
+        makePool({});
         clearHashTable();
-        engine.nofThreads = 1;
         liftLimits();
     }
 
@@ -74,6 +83,15 @@ class RootSteps : public testing::Test
         theWorkForce.setNofWorkers(1);
         engine.nofThreads = 1;
         liftLimits();
+    }
+
+    /// A new pool of a boss and these helpers.
+    void makePool(const std::vector<worker*>& helpers)
+    {
+        theWorkForce.setNofWorkers(0);
+        theWorkForce.workers.assign(1, pool = new OpenBoss);
+        for (worker* helper : helpers) theWorkForce.workers.push_back(helper);
+        engine.nofThreads = static_cast<int>(theWorkForce.workers.size());
     }
 
     static void liftLimits()
@@ -97,6 +115,32 @@ class RootSteps : public testing::Test
     {
         engine.startTime = static_cast<u64>(now() - 100000);
         engine.targetTime = 0;
+    }
+
+    /// Sets the clock so that this share of the soft budget is used up; what the search itself
+    /// takes is nothing beside it. The hard budget ends it twenty seconds later.
+    static void spendSoftBudget(double share)
+    {
+        constexpr int elapsed = 100'000'000;
+        engine.startTime = static_cast<u64>(now() - elapsed);
+        engine.targetTime = static_cast<i32>(elapsed / share);
+        engine.maxTime = elapsed + 20'000;
+    }
+
+    /// An empty table but for what decides the initial position: e2e4 is worth 0 and answered by
+    /// e7e5, all other moves lose.
+    static void settleE2e4(Board& board)
+    {
+        clearHashTable();
+        for (const moveStruct& move : board.legalMoves())
+        {
+            const bool isBest = moveToLA(&move, WHITE) == "e2e4";
+            const moveStruct answer{sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
+            makeMove(1, &move, board.get(), false);
+            putHashTableEntry(board->hashKey, isBest ? answer : EMPTYMOVE, isBest ? 0 : 5000, 127,
+                              boundExact, 1);
+            unmakeMove(1, &move, board.get());
+        }
     }
 
     /// What a whole search of the pool writes, by either of its root searches.

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -59,37 +60,69 @@ class RootWindows : public RootSteps
         return weights;
     }
 
-    /// Puts these scores into the table and returns black's answers to white's first move.
-    static std::vector<moveStruct> settle(Board& board, int lastDepth,
-                                          const std::vector<int>& worths = {15, 50, 90, 170, 330,
-                                                                            2000})
+    /// Empties the table and puts scores into it. White's first move is a draw up to the last but
+    /// one depth; at the last, black's answers are worth `worths`, the others nothing. So many of
+    /// white's other moves are each better than the one before. Returns black's answers.
+    static std::vector<moveStruct>
+    settle(Board& board, int lastDepth,
+           const std::vector<int>& worths = {15, 50, 90, 170, 330, 2000}, size_t betterMoves = 0)
     {
         liftLimits();
         clearHashTable();
-        positionStruct* const position = board.get();
-        std::vector<moveStruct> answers;
         const std::vector<moveStruct> moves = board.legalMoves();
-        for (size_t i = 0; i < moves.size(); ++i)
+        for (size_t i = 1; i < moves.size(); ++i)
         {
-            makeMove(1, &moves[i], position, false);
-            putHashTableEntry(position->hashKey, EMPTYMOVE, i == 0 ? 0 : 5000,
-                              static_cast<i8>(i == 0 ? lastDepth - 2 : 127), boundExact, 1);
-            if (i == 0)
-            {
-                generateMovesLegal(1, board.ply(1).moveListStart, position);
-                answers.assign(board.ply(1).moveListStart, board.ply(1).moveListEnd);
-                for (size_t k = 0; k < answers.size(); ++k)
-                {
-                    makeMove(2, &answers[k], position, false);
-                    const int worth = k < worths.size() ? worths[k] : -5000;
-                    putHashTableEntry(position->hashKey, EMPTYMOVE, static_cast<i16>(-worth), 127,
-                                      boundExact, 2);
-                    unmakeMove(2, &answers[k], position);
-                }
-            }
-            unmakeMove(1, &moves[i], position);
+            makeMove(1, &moves[i], board.get(), false);
+            enter(board, 1, i <= betterMoves ? 2000 - 100 * static_cast<int>(i) : 5000);
+            unmakeMove(1, &moves[i], board.get());
         }
+        makeMove(1, &moves[0], board.get(), false);
+        enter(board, 1, 0, boundExact, lastDepth - 2);
+        const std::vector<moveStruct> answers = movesAt(board, 1);
+        for (size_t k = 0; k < answers.size(); ++k)
+        {
+            makeMove(2, &answers[k], board.get(), false);
+            enter(board, 2, k < worths.size() ? -worths[k] : 5000);
+            unmakeMove(2, &answers[k], board.get());
+        }
+        unmakeMove(1, &moves[0], board.get());
         return answers;
+    }
+
+    /// The same with answers that are worth 5000 to white, which the search only sees in windows
+    /// above these bounds.
+    static void settleHigh(Board& board, int lastDepth, const std::vector<int>& bounds)
+    {
+        settle(board, lastDepth, {});
+        const moveStruct first = board.legalMoves()[0];
+        makeMove(1, &first, board.get(), false);
+        const std::vector<moveStruct> answers = movesAt(board, 1);
+        for (size_t k = 0; k < bounds.size(); ++k)
+        {
+            makeMove(2, &answers[k], board.get(), false);
+            enter(board, 2, bounds[k], boundLower);
+            for (const moveStruct& move : movesAt(board, 2))
+            {
+                makeMove(3, &move, board.get(), false);
+                enter(board, 3, -5000);
+                unmakeMove(3, &move, board.get());
+            }
+            unmakeMove(2, &answers[k], board.get());
+        }
+        unmakeMove(1, &first, board.get());
+    }
+
+    /// Puts a score of the position at a ply into the table.
+    static void enter(Board& board, u8 ply, int score, u8 bound = boundExact, int depth = 127)
+    {
+        putHashTableEntry(board->hashKey, EMPTYMOVE, static_cast<i16>(score),
+                          static_cast<i8>(depth), bound, ply);
+    }
+
+    static std::vector<moveStruct> movesAt(Board& board, u8 ply)
+    {
+        generateMovesLegal(ply, board.ply(ply).moveListStart, board.get());
+        return {board.ply(ply).moveListStart, board.ply(ply).moveListEnd};
     }
 
     static constexpr const char* kingsAndPawns = "4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1";
@@ -101,35 +134,48 @@ TEST_F(RootSteps, HelpersSkipTheDepthsOfTheirRowAndRowsRepeatAfter16)
 {
     // With the soft clock open to helpers, a helper stops at the first depth of its schedule that
     // reaches the limit.
+    const std::vector<int> all = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
     struct
     {
         int id;
         std::vector<int> depths; // up to 12 and one beyond
     } const schedules[] = {
         {1, {2, 4, 6, 8, 10, 12}},
-        {2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
+        {2, all},
         {3, {1, 2, 4, 5, 7, 8, 10, 11, 13}},
+        {4, {1, 3, 4, 6, 7, 9, 10, 12}},
+        {5, all},
+        {6, all},
+        {7, {3, 4, 7, 8, 11, 12}},
+        {8, {1, 2, 3, 5, 6, 7, 8, 9, 11, 12}},
         {9, {1, 2, 6, 7, 8, 12}},
-        {16, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
+        {10, all},
+        {11, {3, 4, 7, 8, 11, 12}},
+        {12, {1, 2, 3, 6, 7, 10, 11, 14}},
+        {13, {1, 3, 4, 5, 6, 8, 9, 10, 11, 13}},
+        {14, {2, 3, 5, 6, 8, 9, 11, 12}},
+        {15, all},
+        {16, all},
         {17, {2, 4, 6, 8, 10, 12}},
-        {19, {1, 2, 4, 5, 7, 8, 10, 11, 13}},
     };
     Board board(stalemated);
-    for (const auto& schedule : schedules)
+    for (const auto& [id, depths] : schedules)
+    {
+        OpenWorker helper(id);
+        std::set<int> reached;
         for (int limit = 1; limit <= 12; ++limit)
         {
             liftLimits();
             openSoftClock();
             engine.depthLimit = limit;
-            OpenWorker helper(schedule.id);
             helper.setPosition(board.get());
             helper.searchRoot();
-            const int reached = *std::find_if(schedule.depths.begin(), schedule.depths.end(),
-                                              [limit](int depth) { return depth >= limit; });
-            EXPECT_EQ(helper.currentDepth, reached) << schedule.id << " to " << limit;
-            EXPECT_EQ(helper.position->rootDepth, reached);
+            reached.insert(helper.currentDepth);
+            EXPECT_EQ(helper.position->rootDepth, helper.currentDepth);
             EXPECT_TRUE(theWorkForce.stopSearch);
         }
+        EXPECT_EQ(reached, std::set<int>(depths.begin(), depths.end())) << id;
+    }
 }
 
 TEST_F(RootSteps, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
@@ -149,6 +195,7 @@ TEST_F(RootSteps, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
         helper.setPosition(board.get());
         helper.searchRoot();
         EXPECT_EQ(helper.position->rootDepth, reached) << threads;
+        EXPECT_EQ(helper.currentDepth, reached) << "a depth left out is not begun";
     }
 }
 
@@ -264,6 +311,199 @@ TEST_F(RootSteps, NeitherAMateNorAClockEndsAnInfiniteSearchBeforeDepth127)
     EXPECT_EQ(pool->currentDepth, 1) << "else the mate ends it";
 }
 
+TEST_F(RootSteps, TheSoftClockEndsAnIterationWhoseElapsedTimeTimesTheFactorExceedsItsShare)
+{
+    // Every depth is settled: the share is 1 up to depth 5, then falls by a tenth, to 0.6 at depth
+    // 10 and no further.
+    Board board(stalemated);
+    for (const auto& [used, factor, end] :
+         {std::tuple(0.595, 1.0F, 127), std::tuple(0.605, 1.0F, 10), std::tuple(0.905, 1.0F, 6),
+          std::tuple(0.995, 1.0F, 6), std::tuple(1.005, 1.0F, 1), std::tuple(0.119, 5.0F, 127),
+          std::tuple(0.181, 5.0F, 6), std::tuple(0.201, 5.0F, 1)})
+    {
+        liftLimits();
+        spendSoftBudget(used);
+        engine.timeFactor = factor;
+        lines(board);
+        EXPECT_EQ(pool->currentDepth, end) << used << " times " << factor;
+    }
+}
+
+TEST_F(RootSteps, HelpersLookAtTheLimitsOnceASixteenthOfTheSoftBudgetOr100MillisecondsHavePassed)
+{
+    Board board(stalemated);
+    OpenWorker helper(2);
+    helper.setPosition(board.get());
+    const auto reached = [&](int elapsed, int targetTime)
+    {
+        liftLimits();
+        engine.depthLimit = 4;
+        engine.targetTime = targetTime;
+        engine.startTime = static_cast<u64>(now() - elapsed);
+        helper.searchRoot();
+        return i32{helper.currentDepth};
+    };
+    // Minutes lie between these times and their limits.
+    EXPECT_EQ(reached(100'000'000, 16 * 101'000'000), 127);
+    EXPECT_EQ(reached(100'000'000, 16 * 99'000'000), 4);
+    EXPECT_EQ(reached(101, 0), 4);
+    EXPECT_EQ(reached(101, -1'000'000'000), 4);
+    // The second must not end on the way: when the machine was so slow, again.
+    int depth = 0;
+    for (int attempts = 0; attempts < 1000 && (depth == 0 || engine.elapsedTime > 100); ++attempts)
+        depth = reached(90, 160);
+    EXPECT_EQ(depth, 127);
+}
+
+TEST_F(RootSteps, AHelperClearsTheSignThatTimeIsUpAndTheBossSetsItAtItsEnd)
+{
+    Board board(stalemated);
+    OpenWorker helper(2);
+    helper.setPosition(board.get());
+    engine.depthLimit = 1;
+    theWorkForce.timeIsUp = true;
+    openSoftClock();
+    helper.searchRoot();
+    EXPECT_FALSE(theWorkForce.timeIsUp);
+
+    theWorkForce.stopSearch = false;
+    lines(board);
+    EXPECT_TRUE(theWorkForce.timeIsUp);
+}
+
+TEST_F(RootSteps, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
+{
+    struct
+    {
+        std::vector<claim> claims;
+        size_t winner;
+    } const cases[] = {
+        {{{60, 1, 500}, {61, 0, 0}}, 1},
+        {{{60, 1, 0}, {60, 0, 500}}, 0},
+        {{{60, 0, 500}, {60, 1, 0}}, 1},
+        {{{60, 1, 10}, {60, 1, 10}}, 0},
+        {{{60, 1, 10}, {60, 1, 11}}, 1},
+        {{{60, 1, 10}, {59, 1, 31872}}, 1},
+        {{{60, 1, 10}, {59, 1, 31871}}, 0},
+        {{{60, 1, 31900}, {61, 1, 31890}}, 0},          // a lower mate, though deeper
+        {{{60, 1, 10}, {61, 1, -31990}}, 1},            // being mated overrides nothing
+        {{{60, 1, 10}, {50, 1, 31900}, {51, 1, 0}}, 2}, // measured by the mate's depth
+    };
+    Board board(start);
+    const std::vector<moveStruct> moves = board.legalMoves();
+    for (const auto& [claims, winner] : cases)
+    {
+        std::vector<worker*> helpers;
+        for (size_t i = 0; i < claims.size(); ++i)
+            helpers.push_back(new Claimant(static_cast<int>(i) + 1, moves[i], claims[i]));
+        makePool(helpers);
+        clearHashTable();
+        theWorkForce.stopSearch = true;
+        EXPECT_EQ(lineFromEnd(lines(board), 1), "bestmove " + moveToLA(&moves[winner], WHITE))
+            << &winner - &cases[0].winner;
+    }
+}
+
+TEST_F(RootSteps, AResultOfOneMoveIsGivenThePonderMoveOfTheLastLineWithThatMove)
+{
+    // The walk of a result of depth 0 finds nothing.
+    for (const auto& [claimed, answer] : {std::pair("e2e4", " ponder e7e5"), {"d2d4", ""}})
+    {
+        Board board(start);
+        settleE2e4(board);
+        makePool({new Claimant(1, board.move(claimed), {0, 1, 31900})});
+        liftLimits();
+        spendSoftBudget(0.605); // to depth 10
+        const std::string text = lines(board);
+        const std::string info = lineFromEnd(text, 2);
+        EXPECT_EQ(info.substr(info.find(" pv ")), std::string(" pv ") + claimed + " ") << text;
+        EXPECT_EQ(lineFromEnd(text, 1), std::string("bestmove ") + claimed + answer);
+    }
+}
+
+TEST_F(RootSteps, AStoppedIterationWritesItsLineButKeepsNoPonderMove)
+{
+    int stopped = 0;
+    for (int nodes = 150; nodes < 260; ++nodes)
+    {
+        Board board(start);
+        settleE2e4(board);
+        liftLimits();
+        engine.nodeCheckInterval = nodes;
+        engine.maxTime = 0;
+        const std::string info = lineFromEnd(lines(board), 2);
+        if (info.find(" depth 10 ") == std::string::npos) continue;
+        ++stopped;
+        EXPECT_EQ(info.substr(info.find(" pv ")), " pv e2e4 e7e5 ");
+        EXPECT_EQ(moveWord(pool->getPonderCandidate(board.move("e2e4"))), 0U) << nodes;
+    }
+    EXPECT_GT(stopped, 0);
+}
+
+TEST_F(RootWindows, EachRowHasItsOwnWideningsAndRowsRepeatAfter16)
+{
+    // The first windows below the last score after each failure. Of two answers around each limit
+    // only the one that reaches it cuts off.
+    struct
+    {
+        int id;
+        int depth; // the first with a window that the row doesn't skip
+        int limits[5];
+    } const rows[] = {
+        {1, 6, {15, 35, 75, 155, 315}},   {2, 6, {11, 30, 61, 110, 186}},
+        {3, 7, {15, 50, 90, 170, 330}},   {4, 6, {50, 90, 170, 330, 650}},
+        {5, 6, {15, 50, 90, 170, 330}},   {6, 6, {29, 61, 129, 253, 453}},
+        {7, 7, {15, 50, 90, 170, 330}},   {8, 6, {15, 50, 90, 170, 330}},
+        {9, 6, {29, 61, 129, 253, 453}},  {10, 6, {15, 50, 90, 170, 330}},
+        {11, 7, {15, 50, 90, 170, 330}},  {12, 6, {15, 35, 75, 155, 315}},
+        {13, 6, {11, 30, 61, 110, 186}},  {14, 6, {50, 90, 170, 330, 650}},
+        {15, 6, {35, 62, 120, 259, 459}}, {16, 6, {15, 50, 90, 170, 330}},
+    };
+    for (const auto& row : rows)
+    {
+        std::vector<int> worths;
+        for (const int limit : row.limits)
+        {
+            worths.push_back(limit - 1);
+            worths.push_back(limit);
+        }
+        worths.push_back(2000);
+        Board board(kingsAndPawns);
+        const std::vector<moveStruct> answers = settle(board, row.depth, worths);
+        openSoftClock();
+        engine.depthLimit = row.depth;
+        OpenWorker helper(row.id);
+        helper.setPosition(board.get());
+        helper.searchRoot();
+        const u32 weight = static_cast<u32>((row.depth - 1) * (row.depth - 1));
+        for (size_t k = 0; k < worths.size(); ++k)
+        {
+            const moveStruct answer = answers.at(k);
+            EXPECT_EQ(helper.position->historyGood[board->board[answer.from] - PAWN][answer.to],
+                      k % 2 ? weight : 0)
+                << row.id << ": " << worths[k];
+        }
+    }
+}
+
+TEST_F(RootWindows, TheFifthFailHighOfADepthOpensTheWindowAbove)
+{
+    // White's first move is at least worth as much as each window asks, until that is 330 above
+    // 330; then it is worth 5000. Each search of the root finds it anew.
+    for (const auto& [bounds, searches] : {std::pair(std::vector<int>{}, 2),
+                                           {{15}, 3},
+                                           {{15, 50, 90, 170}, 6},
+                                           {{15, 50, 90, 170, 330}, 6}})
+    {
+        Board board(kingsAndPawns);
+        settleHigh(board, 6, bounds);
+        engine.depthLimit = 6;
+        lines(board);
+        EXPECT_EQ(pool->position->rootScore, 5000);
+        EXPECT_EQ(pool->position->rootBestChanges, searches) << bounds.size();
+    }
+}
+
 TEST_F(RootWindows, TheFifthFailLowOfADepthOpensTheWindowBelow)
 {
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
@@ -278,26 +518,26 @@ TEST_F(RootWindows, EachFailureBehindTheFirstOfADepthMakesItLessSettled)
     const struct
     {
         std::vector<int> worths;
+        size_t betterMoves;
         int end;
     } cases[] = {
-        {{10}, 6},     // holds at once
-        {{15, 20}, 6}, // one failure is none
-        {{15, 50, 60}, 10},
-        {{15, 50, 90, 100}, 11},
-        {{15, 50, 90, 170, 180}, 13},
-        {{15, 50, 90, 170, 330, 2000}, 14},
+        {{10}, 0, 6},     // holds at once
+        {{15, 20}, 0, 6}, // one failure is none
+        {{15, 50, 60}, 0, 10},
+        {{15, 50, 90, 100}, 0, 11},
+        {{15, 50, 90, 170, 180}, 0, 13},
+        {{15, 50, 90, 170, 330, 2000}, 0, 14},
+        {{15, 50, 90, 170, 330, 2000}, 4, 14}, // four more best moves: no share above 2
     };
     for (const auto& c : cases)
     {
         Board board(kingsAndPawns);
-        settle(board, 6, c.worths);
-        engine.startTime = static_cast<u64>(now() - 400000000);
-        engine.targetTime = static_cast<i32>(400000000 / 0.95);
-        engine.maxTime = 400020000; // twenty seconds, should the end be missed
-        // Used up 0.95 of the budget, which the depths below 6 leave alone.
+        settle(board, 6, c.worths, c.betterMoves);
+        spendSoftBudget(0.95); // which the depths below 6 leave alone
         lines(board);
         EXPECT_EQ(pool->position->rootDepth, c.end) << c.worths.size();
-        EXPECT_EQ(pool->position->rootScore, -c.worths.back());
+        EXPECT_EQ(pool->position->rootScore,
+                  -c.worths.back() + 100 * static_cast<int>(c.betterMoves));
     }
 }
 
@@ -415,9 +655,7 @@ TEST_F(RootSteps, TheSoftBudgetShrinksWithEachSettledDepthFrom6OnAndGrowsWithUns
 
             clearHashTable();
             liftLimits();
-            engine.startTime = static_cast<u64>(now() - 400000000);
-            engine.targetTime = static_cast<i32>(400000000 / used);
-            engine.maxTime = 400020000; // twenty seconds, should the end be missed
+            spendSoftBudget(used);
             lines(board);
             EXPECT_EQ(pool->position->rootDepth, depth) << fen << " at " << used;
             EXPECT_EQ(pool->position->rootScore, expected.scores[static_cast<size_t>(depth - 1)]);
@@ -626,7 +864,8 @@ TEST_F(RootSteps, AGoBehindAFinishedOneFindsItsFlagsReset)
     theWorkForce.setNofWorkers(1);
     std::istringstream words("startpos moves f2f3 e7e5 g2g4 d8h4"); // mated
     UCIposition(words);
-    for (int i = 0; i < 2; ++i)
+    hashHartBeat = 127;
+    for (unsigned i = 0; i < 2; ++i)
     {
         theWorkForce.stopSearch = true;
         theWorkForce.timeIsUp = true;
@@ -641,6 +880,8 @@ TEST_F(RootSteps, AGoBehindAFinishedOneFindsItsFlagsReset)
         EXPECT_FALSE(theWorkForce.ponderSearch);
         EXPECT_EQ(theWorkForce.deepestDepth, 0);
         EXPECT_TRUE(theWorkForce.stopSearch) << "as every search leaves it";
+        EXPECT_EQ(hashHartBeat, 128U + i);
+        EXPECT_EQ(hashAgeCounter, i ? 0 : 63) << "the low six bits of the count before";
     }
 }
 
@@ -686,6 +927,43 @@ TEST(Budgets, WithMovesToGoTheShareChangesAtPlies18And51)
     EXPECT_EQ(budgets(300020, 20, 50).first, 11880);
     EXPECT_EQ(budgets(300020, 20, 51).first, 10800);
     EXPECT_EQ(budgets(300020, 20, 1024).first, 10800);
+}
+
+TEST(Budgets, TheShareIs72Or82HundredthsAndAFifthMoreWithPonder)
+{
+    // An even share of 22501.
+    std::istringstream words("startpos");
+    UCIposition(words);
+    engine.timeLeft[WHITE] = 900040;
+    for (const auto& [threads, ponder, target] :
+         {std::tuple(3, false, 16200), std::tuple(4, false, 18450), std::tuple(3, true, 19440),
+          std::tuple(4, true, 22140)})
+    {
+        engine.nofThreads = threads;
+        engine.ponderEnabled = ponder;
+        calcTimeParameters();
+        EXPECT_EQ(engine.targetTime, target) << threads;
+    }
+    engine.nofThreads = 1;
+    engine.ponderEnabled = false;
+}
+
+TEST(Budgets, AClockBelowFourTargetsIsSplitAgain)
+{
+    // An even share of 1001 gives 720.
+    std::istringstream words("startpos");
+    UCIposition(words);
+    engine.gamePly = 201;
+    engine.timeInc[WHITE] = 867;
+    for (const auto& [time, factor, target, max] :
+         {std::tuple(2889, 5.0F, 360, 936), std::tuple(2890, 1.0F, 720, 1873)})
+    {
+        engine.timeLeft[WHITE] = time;
+        calcTimeParameters();
+        EXPECT_EQ(engine.timeFactor, factor);
+        EXPECT_EQ(engine.targetTime, target);
+        EXPECT_EQ(engine.maxTime, max);
+    }
 }
 
 TEST(Budgets, GoInfiniteComputesThoseOfTheDefaults)
@@ -743,4 +1021,25 @@ TEST(LineFromTable, AWalkThroughCapturesAndCastlingLeavesThePositionAsItWas)
     EXPECT_EQ(PVToString(board.get()), "h1h8 e8e7 ") << "never more than depth";
     getPVFromHashTable(0, board.get(), 0);
     EXPECT_EQ(PVToString(board.get()), "h1h8 e8e7 ") << "depth 0 changes nothing";
+}
+
+TEST(LineFromTable, AWalkThatFindsNoMoveLeavesTheLineAndOneInACircleEndsAtTheDepth)
+{
+    clearHashTable();
+    Board board(start);
+    board->pvLength = 3;
+    board.ply(0).bestMove = {1, 2, 3, 4};
+    getPVFromHashTable(0, board.get(), 9);
+    EXPECT_EQ(board->pvLength, 3);
+    EXPECT_EQ(board.ply(0).bestMove, (moveStruct{1, 2, 3, 4}));
+
+    u8 ply = 0;
+    for (const auto& [from, to] : {std::pair("g1", "f3"), {"g8", "f6"}, {"f3", "g1"}, {"f6", "g8"}})
+    {
+        const moveStruct move{sq(from), sq(to), KINDPLAIN, board->board[sq(from)]};
+        putHashTableEntry(board->hashKey, move, 0, 9, boundExact, ply);
+        makeMove(++ply, &move, board.get(), false);
+    }
+    getPVFromHashTable(0, board.get(), 9);
+    EXPECT_EQ(PVToString(board.get()), "g1f3 g8f6 f3g1 f6g8 g1f3 g8f6 f3g1 f6g8 g1f3 ");
 }

@@ -3,11 +3,12 @@
 // and what they say of commands and options is what the engine says.
 
 import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { commandsOf, documents, root, rows, run } from './docs-commands.mjs';
+import { commandsOf, documents, quick, root, rows, run, shortened } from './docs-commands.mjs';
 
 const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
@@ -34,12 +35,21 @@ test('each command of the documents has a row, and each row a command', () => {
 test('the quick commands of the documents do what they say', async (t) => {
   const folder = folderOfLinks();
   t.after(() => fs.rmSync(folder, { recursive: true }));
-  for (const [command, { by, as, says, status = 0 }] of Object.entries(rows)) {
-    if (by !== 'quick') continue;
-    const result = await run(as ?? command, folder);
-    assert.equal(result.status, status, `${command}\n${result.output.slice(-2000)}`);
-    if (says) assert.match(result.output, says, command);
+  for (const [command, row] of Object.entries(quick)) {
+    const { status, output } = await run(shortened(command, row), folder);
+    assert.equal(status, 0, `${command}\n${output.slice(-2000)}`);
+    assert.match(output, row.says, command);
   }
+});
+
+test('the index names every document, and all of them together have at most 13,000 words', () => {
+  const index = read('docs/README.md');
+  for (const file of documents().filter((name) => /^docs\/[a-z]/.test(name))) {
+    assert.ok(index.includes(`](${path.basename(file)})`), file);
+  }
+  const files = execFileSync('git', ['ls-files', '*.md'], { cwd: root, encoding: 'utf8' }).trim();
+  const words = files.split('\n').flatMap((file) => read(file).match(/\S+/g));
+  assert.ok(words.length <= 13000, `${words.length} words`);
 });
 
 test('the links of the documents lead to files, and to headings that exist', () => {
@@ -76,31 +86,33 @@ test('docs/uci.md describes each command of the console and nothing else', () =>
   assert.deepEqual([...new Set(described)].sort(), [...new Set(known)].sort());
 });
 
-test('docs/uci.md and README.md list the options that the engine offers, with their limits', async () => {
+test('docs/uci.md lists the options that the engine offers, with their limits', async () => {
   const { output } = await run(`printf 'uci\\nquit\\n' | ${engine}`, root);
   const offered = [...output.matchAll(/^option name (\w+) type (.*)$/gm)];
   assert.equal(offered.length, 3);
   for (const [, name, type] of offered) {
-    for (const file of ['docs/uci.md', 'README.md']) {
-      const row = read(file).split('\n').find((line) => line.startsWith(`| \`${name}\` |`));
-      assert.ok(row, `${file}: ${name}`);
-      for (const [, value] of type.matchAll(/(?:default|min|max) (\S+)/g)) {
-        assert.ok(new RegExp(`\\b${value}\\b`).test(row), `${file}: ${name} ${value}`);
-      }
+    const row = read('docs/uci.md').split('\n').find((line) => line.startsWith(`| \`${name}\` |`));
+    for (const [, value] of type.matchAll(/(?:default|min|max) (\S+)/g)) {
+      assert.match(row, new RegExp(`\\b${value}\\b`), `${name} ${value}`);
     }
   }
 });
 
-test('the console answers as the example of docs/uci.md shows, times aside', async () => {
-  const section = read('docs/uci.md').split('## What a search writes')[1];
-  const lines = section.match(/^```\n(.*?)^```$/ms)[1].trim().split('\n');
-  const [start, ...rest] = lines;
-  assert.equal(start, '$ build/release/quillon');
-  const input = rest.filter((line) => !/^(info|bestmove)/.test(line));
+test('the engine answers as the examples in README.md and docs/uci.md show, times aside', async () => {
   const timeless = (line) => line.replace(/ time \d+/, '').trim();
-  const expected = rest.filter((line) => /^(info|bestmove)/.test(line)).map(timeless);
-  assert.equal(expected.length, 3);
-  const commands = input.map((line) => `echo '${line}'`).join('; ');
-  const { output } = await run(`{ ${commands}; sleep 3; } | ${engine}`, root);
-  assert.deepEqual(output.split('\n').slice(4).map(timeless).filter(Boolean), expected);
+  for (const file of ['README.md', 'docs/uci.md']) {
+    const [, example] = read(file).match(/^```\n\$ \S+quillon\n(.*?)^```$/ms);
+    const lines = example.trim().split('\n').map(timeless);
+    const isAnswer = (line) => /^(info|bestmove)/.test(line);
+    const input = lines.filter((line) => !isAnswer(line)).join('\n');
+    const { stdin, stdout } = spawn(engine);
+    stdin.write(`${input}\n`);
+    let output = '';
+    for await (const chunk of stdout) {
+      output += chunk;
+      if (/^bestmove/m.test(output)) stdin.end();
+    }
+    const answers = output.split('\n').filter(isAnswer).map(timeless);
+    assert.deepEqual(answers, lines.filter(isAnswer), file);
+  }
 });

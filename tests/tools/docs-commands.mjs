@@ -70,7 +70,6 @@ export const quick = {
   'dev/mutate --list': { says: /src\/search\.cpp/ },
   [`build/release/quillon_explain ${kiwi}`]: { says: /material/ },
   'echo rtest | build/release/quillon | tail -n 1': { says: /is OK: 1$/m },
-  "git log -1 --grep '^Signature: '": { says: /^ +Signature: \d+$/m },
 };
 
 /** A program with a window is right when it still runs after some seconds. */

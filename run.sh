@@ -7,7 +7,7 @@
 #   ./run.sh perft 5      one command, then the end
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-. tools/packages.sh
+. dev/packages.sh
 
 need_packages g++=g++ cmake=cmake make=make
 mkdir -p build

@@ -8,7 +8,7 @@
 #   ./test.sh --lint      formatting and static checks only
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
-. tools/packages.sh
+. dev/packages.sh
 
 presets=(debug portable clang asan tsan release)
 long=
@@ -25,7 +25,7 @@ for argument in "$@"; do
                 shellcheck=shellcheck g++=g++ node=nodejs \
                 /usr/include/gtest/gtest.h=libgtest-dev \
                 /usr/include/benchmark/benchmark.h=libbenchmark-dev
-            exec tools/lint.sh
+            exec dev/lint.sh
             ;;
         *)
             sed -n '4,8s/^# *//p' "$0" >&2
@@ -42,9 +42,7 @@ need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
     /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
     dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
 [[ -z $long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
-for folder in tests/console tools; do
-    (cd "$folder" && npm ci --silent --no-audit --no-fund)
-done
+npm ci --silent --no-audit --no-fund
 
 for preset in "${presets[@]}"; do
     echo "== build $preset"

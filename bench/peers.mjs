@@ -16,11 +16,10 @@
 // A second table tells what two threads do against one of the same engine, for the first engine
 // and stockfish: by the clock, and by processor time, which is what two idle processors would give.
 
-import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
-import readline from 'node:readline';
 import { quantile } from '../tools/lib/statistics.mjs';
+import { Engine } from '../tools/lib/uci.mjs';
 
 const [rounds, ...files] = process.argv.slice(2);
 if (!(Number(rounds) > 0) || files.length < 2) {
@@ -57,70 +56,8 @@ function processorTime(pid) {
   return sum;
 }
 
-/** A running engine, talked to line by line. */
-class Talk {
-  constructor(file) {
-    this.file = file;
-    this.name = path.basename(file);
-    this.started = performance.now();
-    this.child = spawn(file, [], { stdio: ['pipe', 'pipe', 'inherit'] });
-    this.child.on('error', (error) => fail(`${file}: ${error.message}`));
-    this.child.stdin.on('error', () => {});
-    this.child.on('exit', () => {
-      if (this.waiting) fail(`${file} has ended while it was to say ${this.waiting.pattern}`);
-    });
-    readline.createInterface({ input: this.child.stdout }).on('line', (line) => {
-      this.waiting?.each?.(line);
-      if (this.waiting?.pattern.test(line)) {
-        const { resolve } = this.waiting;
-        this.waiting = null;
-        resolve(line);
-      }
-    });
-  }
-
-  send(line) {
-    this.child.stdin.write(`${line}\n`);
-  }
-
-  /** The next line that matches; `each` is called with all lines up to it. */
-  until(pattern, each) {
-    return new Promise((resolve) => {
-      this.waiting = { pattern, each, resolve };
-    });
-  }
-
-  async ask(line, pattern, each) {
-    const answer = this.until(pattern, each);
-    this.send(line);
-    return answer;
-  }
-
-  /** Ready with a table of 256 MB, no book, no network where that can be switched off. */
-  async ready(threads) {
-    let options = '';
-    await this.ask('uci', /^uciok/, (line) => {
-      options += `${line}\n`;
-    });
-    const set = (name, value) => {
-      if (options.includes(`option name ${name} type`)) {
-        this.send(`setoption name ${name} value ${value}`);
-      }
-    };
-    set('Hash', 256);
-    set('Use NNUE', false);
-    set('OwnBook', false);
-    set('Threads', threads);
-    set('Number of Threads', threads);
-    await this.ask('isready', /^readyok/);
-  }
-
-  async quit() {
-    const ended = new Promise((resolve) => this.child.once('exit', resolve));
-    this.send('quit');
-    await ended;
-  }
-}
+// A table of 256 MB, no book, no network where that can be switched off.
+const settings = { Hash: 256, 'Use NNUE': false, OwnBook: false };
 
 function fail(text) {
   console.error(`peers.mjs: ${text}`);
@@ -128,10 +65,10 @@ function fail(text) {
 }
 
 async function withEngine(file, threads, job) {
-  const talk = new Talk(file);
-  await talk.ready(threads);
-  const result = await job(talk);
-  await talk.quit();
+  const known = { ...settings, Threads: threads, 'Number of Threads': threads };
+  const engine = await Engine.start(file, { known, patience: 60000 });
+  const result = await job(engine);
+  await engine.quit();
   return result;
 }
 
@@ -139,17 +76,14 @@ async function withEngine(file, threads, job) {
  *  tells nodes: some engines prepare for long when a search begins, and some say nothing at its
  *  end. */
 function search(file, threads, position, attempts = 3) {
-  return withEngine(file, threads, async (talk) => {
+  return withEngine(file, threads, async (engine) => {
     let first;
     let last;
     // Clears the table, and so has the system find its memory before the search.
-    talk.send('ucinewgame');
-    await talk.ask('isready', /^readyok/);
-    talk.send(`position ${position}`);
-    await talk.ask(`go movetime ${searchTime}`, /^bestmove/, (line) => {
-      const nodes = Number(line.match(/^info .*\bnodes (\d+)/)?.[1]);
+    await engine.newGame();
+    await engine.search(position, `movetime ${searchTime}`, ({ nodes }) => {
       if (!(nodes > 0)) return;
-      last = { nodes, clock: performance.now() * 1e6, processor: processorTime(talk.child.pid) };
+      last = { nodes, clock: performance.now() * 1e6, processor: processorTime(engine.child.pid) };
       first ??= last;
     });
     if (!(last?.nodes > first?.nodes)) return null;
@@ -167,23 +101,24 @@ const hasAllRows = (file) => file === files[0] || isStockfish(file);
 
 /** Leaves, and how many in a second. Only the count is timed, not the start of the process. */
 function count(file, { position, depth }) {
-  return withEngine(file, 1, async (talk) => {
+  return withEngine(file, 1, async (engine) => {
     const [command, pattern] = isStockfish(file)
       ? ['go perft', /^Nodes searched: (\d+)/]
       : ['perft', /^Perft results for depth: \d+ +(\d+)/];
-    talk.send(`position ${position}`);
-    await talk.ask('isready', /^readyok/);
-    const before = processorTime(talk.child.pid);
-    const leaves = Number((await talk.ask(`${command} ${depth}`, pattern)).match(pattern)[1]);
-    return { leaves, rate: (leaves * 1e9) / (processorTime(talk.child.pid) - before) };
+    engine.send(`position ${position}`);
+    await engine.isReady();
+    const before = processorTime(engine.child.pid);
+    engine.send(`${command} ${depth}`);
+    const leaves = Number((await engine.until(pattern)).at(-1).match(pattern)[1]);
+    return { leaves, rate: (leaves * 1e9) / (processorTime(engine.child.pid) - before) };
   });
 }
 
 /** Milliseconds to "readyok", and megabytes resident then. */
 function start(file) {
-  return withEngine(file, 1, (talk) => {
-    const milliseconds = performance.now() - talk.started;
-    const status = fs.readFileSync(`/proc/${talk.child.pid}/status`, 'latin1');
+  return withEngine(file, 1, (engine) => {
+    const milliseconds = performance.now() - engine.started;
+    const status = fs.readFileSync(`/proc/${engine.child.pid}/status`, 'latin1');
     return { milliseconds, memory: Number(status.match(/^VmRSS:\s+(\d+) kB/m)[1]) / 1024 };
   });
 }
@@ -198,6 +133,8 @@ function enter(row, file, value) {
   if (!byFile.has(file)) byFile.set(file, []);
   byFile.get(file).push(value);
 }
+
+process.on('unhandledRejection', (error) => fail(error.message));
 
 for (let round = 0; round < Number(rounds); round++) {
   process.stderr.write(`round ${round + 1} of ${rounds}\n`);

@@ -13,7 +13,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { quantile } from '../tools/lib/statistics.mjs';
-import { UciEngine } from '../tools/lib/uci.mjs';
+import { Engine } from '../tools/lib/uci.mjs';
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
 const file = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
@@ -27,7 +27,7 @@ const listing = fs.readFileSync(path.join(root, 'bench', 'positions.h'), 'utf8')
 const fens = [...listing.matchAll(/^ {4}"(.+)",$/gm)].map((match) => match[1]);
 
 function start(count) {
-  return UciEngine.start(file, { options: { Hash: 256, Threads: count } });
+  return Engine.start(file, { options: { Hash: 256, Threads: count } });
 }
 
 /** Nodes, and seconds by the clock. */

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
 # The Debian package, made by `cpack` in a tree of the preset "deb". Archives are made by
-# tools/release.
+# dev/release.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillon)

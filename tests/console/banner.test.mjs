@@ -7,7 +7,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
-import { enginePath } from './engine.mjs';
+import { enginePath } from './talk.mjs';
 
 test('the banner is written before the attack tables are built', async (t) => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-banner-'));

@@ -1,26 +1,709 @@
 // SPDX-License-Identifier: MIT
-// Holds the conversations of `tests/conversations`, each in the builds that it names. Their
-// language stands at the top of talk.mjs.
+// Conversations with the engine at awkward moments: commands during a search, ends of processes,
+// odd limits, odd bytes. They run in the optimised build and under the sanitizers, with fewer
+// rounds there. Every line of a search is checked by the way, see talk.mjs. What to expect comes
+// from the protocol and from what the README promises. Random moments and choices come from a
+// fixed seed; QUILLON_SEED gives others.
 
 import assert from 'node:assert/strict';
-import fs from 'node:fs';
-import path from 'node:path';
-import { describe, test } from 'node:test';
+import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
+import { bestMovePattern, noMove } from './search.mjs';
+import { banner, conversation as talkTest, pause, sanitizer, Talk } from './talk.mjs';
 
-import { sourceDir } from './engine.mjs';
-import { buildUnderTest, parseTalk, playTalk } from './talk.mjs';
+const startpos = 'startpos';
+const middlegame = 'fen r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR w KQ - 5 9';
+const stalemated = 'fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1';
+const depth10 = /^info score cp -?\d+ depth 10 /;
 
-const folder = path.join(sourceDir, 'tests', 'conversations');
-const files = fs.readdirSync(folder).filter((name) => name.endsWith('.talk')).sort();
+// Kinds of results that a search must have, see Talk.bestmove.
+const silent = { silent: true };
+const stopped = { stopped: true };
+const info = { info: true, patience: 60000 };
 
-assert.ok(files.length > 0, `${folder} has no conversation`);
+// A value for the optimised build and others for the sanitizer builds.
+const forBuild = (bare, address, thread = address) => ({ address, thread })[sanitizer] ?? bare;
 
-describe('conversations', () => {
-  for (const name of files) {
-    const talk = parseTalk(
-      path.join('tests', 'conversations', name),
-      fs.readFileSync(path.join(folder, name), 'latin1'),
-    );
-    if (talk.builds.includes(buildUnderTest)) test(talk.title, () => playTalk(talk));
+// Fails when a search that was cut off has written a result.
+const checkMoveless = (lines) => assert.ok(!lines.some((line) => bestMovePattern.test(line)));
+
+// A game of any length: the knights go out and home again.
+const knights = (plies) =>
+  Array.from({ length: plies }, (_, i) => ['g1f3', 'g8f6', 'f3g1', 'f6g8'][i % 4]).join(' ');
+
+let random;
+const any = (...list) => pick(random, list);
+const endless = () => any('infinite', 'ponder', 'depth 60', 'movetime 10000');
+
+// Waits for a random time, in steps far below a millisecond.
+async function pauseUpTo(milliseconds) {
+  const time = random() * milliseconds;
+  const end = performance.now() + time;
+  if (time >= 1) await pause(Math.floor(time));
+  while (performance.now() < end);
+}
+
+async function repeat(count, act) {
+  for (let i = 0; i < count; i++) await act();
+}
+
+// Defines a conversation with random numbers of its own.
+function conversation(title, act, settings) {
+  talkTest(title, (talk, start) => {
+    random = randomNumbers(seed);
+    return act(talk, start);
+  }, settings);
+}
+
+// Defines a conversation that is held with each number of threads.
+function conversationWith(threads, title, act) {
+  conversation(title, async (talk) => {
+    for (const count of threads) {
+      talk.send(`setoption name Threads value ${count}`);
+      await act(talk, count);
+    }
+  });
+}
+
+conversation('a chess program checks the engine before it plays', async (talk) => {
+  talk.send('uci');
+  await talk.next('id name Quillon Version 2.0');
+  await talk.next(/^id author \S/);
+  await talk.until('uciok');
+  await talk.ready();
+  await talk.newGame();
+  await talk.ready();
+  talk.send('setoption name Hash value 16', 'setoption name Threads value 1');
+  for (const [moves, clock] of [
+    ['', 'wtime 100'],
+    [' moves e2e4', 'btime 100'],
+    [' moves e2e4 e7e5', 'wtime 100 winc 100 btime 100 binc 100'],
+    [' moves e2e4 e7e5 g1f3', 'btime 100 binc 100 wtime 100 winc 100'],
+    ['', 'wtime 100 btime 100 winc 0 binc 0'],
+    [' moves d2d4', 'binc 50 winc 50 btime 100 wtime 100'],
+    [' moves e2e4', 'movetime 100'],
+  ]) {
+    talk.send(`position startpos${moves}`);
+    await talk.go(clock);
+    await talk.ready();
   }
+  await talk.newGame();
+  for (const [moves, limits] of [
+    ['', 'wtime 100000 btime 100000'],
+    [' moves e2e4 e7e5', 'btime 100000 wtime 100000 binc 100 winc 100'],
+    ['', 'depth 10'],
+  ]) {
+    talk.send(`position startpos${moves}`);
+    await talk.go(limits, info);
+  }
+  talk.send('go infinite');
+  await talk.until(depth10, 60000);
+  talk.send('stop');
+  await talk.bestmove(info);
+  await talk.ready();
+});
+
+conversation('an almost empty clock gives a legal move at once', async (talk) => {
+  // Both sides of every border that the allocation of time knows, and a game of unknown length.
+  const games = [0, 1, 17, 18, 50, 51, 80, 81, 200, 201].map((plies) => `startpos moves ${knights(plies)}`);
+  const endgame = 'fen 4k3/4p3/8/8/8/8/4P3/4K3 b - - 0 1';
+  const times = forBuild(
+    [-2147483648, -1000, -10, -1, 0, 1, 2, 5, 9, 10, 11, 40, 79, 80],
+    [-1000, 0, 1, 11, 80],
+  );
+  const clock = (time, increment, control) =>
+    `wtime ${time} btime ${time} winc ${increment} binc ${increment} ${control}`;
+  talk.send('setoption name Hash value 1');
+  for (const game of forBuild([...games, middlegame, endgame], [games[2], games[8], endgame])) {
+    talk.send(`position ${game}`);
+    for (const moves of ['', 'movestogo 0', 'movestogo 1', 'movestogo 40', 'movestogo -5']) {
+      for (const increment of [0, 1]) {
+        for (const time of times) await talk.go(clock(time, increment, moves));
+      }
+      for (const time of forBuild([-1000, 0, 11], [0])) await talk.go(clock(time, 100, moves));
+      // Larger budgets: the time they take is not of interest here.
+      for (const increment of [0, 1, 100, 2147483647]) {
+        for (const time of forBuild([-1000, 1, 100, 1000], [0, 1000])) {
+          talk.send(`go ${clock(time, increment, moves)}`);
+          await pauseUpTo(2);
+          talk.send('stop');
+          await talk.bestmove(stopped);
+        }
+      }
+    }
+  }
+});
+
+conversation('boards full of pieces are searched to depth 30 or a stop', async (talk) => {
+  // A stop may come before there is a move where captures have almost no end, and anywhere in a
+  // sanitizer build.
+  const wanted = forBuild({}, stopped);
+  const boards = [
+    // 218 moves for either side, queens everywhere, knights, pawns that are all passed, queens that
+    // check for ever, kings in the open under rooks.
+    ['R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1', wanted],
+    ['Kbnn1kb1/PP1q4/q4q2/2q4q/4q3/1q4q1/3q4/r6r b - - 0 1', wanted],
+    ['kbQQQQQQ/ppQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/KQQQQQQQ w - - 0 1', wanted],
+    ['nnnnknnn/nnnnnnnn/8/8/8/8/NNNNNNNN/NNNNKNNN w - - 0 1', wanted],
+    ['8/PPPPPPPP/k7/8/8/7K/pppppppp/8 w - - 0 1', wanted],
+    ['8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1', wanted],
+    ['8/3r4/2r2r2/3k4/8/4K3/2R2R2/4R3 w - - 0 1', wanted],
+    ['qqqqkqqq/qqqqqqqq/8/8/8/8/QQQQQQQQ/QQQQKQQQ w - - 0 1', stopped],
+    ['kqqqqqqq/qqqqqqqq/qqqqqqqq/qqqqqqq1/1QQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQK w - - 0 1', stopped],
+  ];
+  for (const [fen, result] of boards) {
+    for (const threads of [1, 2]) {
+      talk.send(`setoption name Threads value ${threads}`, `position fen ${fen}`);
+      await talk.board();
+      await talk.checkPerft(2);
+      talk.send('go depth 30');
+      await pause(200);
+      talk.send('stop');
+      await talk.bestmove(result);
+      if (result === stopped) await talk.go('movetime 100', stopped);
+      await talk.ready();
+    }
+  }
+});
+
+conversation('the end of the input ends the process with status 0, and a search without a move', async (talk, start) => {
+  talk.closeInput();
+  await talk.exit();
+  // A last line without a line end is a line.
+  const texts = [['position startpos\ngo infinite\n'], ['isready', 'readyok'], ['go infinite']];
+  for (const [text, answer] of texts) {
+    const other = await start();
+    other.bytes(text);
+    other.closeInput();
+    if (answer) await other.next(answer);
+    checkMoveless(await other.exit());
+  }
+  // A search that was stopped before has its move still to come.
+  await repeat(forBuild(40, 6), async () => {
+    const other = await start();
+    other.send(`setoption name Threads value ${any(1, 2, 4)}`);
+    other.bytes(`go ${endless()}\nstop\n`);
+    other.closeInput();
+    await other.bestmove(stopped);
+    await other.exit();
+  });
+  await repeat(forBuild(40, 6), async () => {
+    const other = await start();
+    other.send(`setoption name Threads value ${any(1, 2, 4)}`, 'position startpos moves e2e4');
+    await other.ready();
+    other.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    other.closeInput();
+    checkMoveless(await other.exit());
+  });
+});
+
+conversation('quit at any moment of a search ends the process with status 0 and without a move', async (talk, start) => {
+  // Nothing after it is read.
+  talk.send('quit now', 'uci');
+  await talk.exit();
+  await repeat(forBuild(500, 20), async () => {
+    const other = await start();
+    other.send(`setoption name Threads value ${any(1, 2, 4)}`, 'position startpos moves e2e4');
+    await other.ready();
+    other.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    checkMoveless(await other.quit());
+  });
+  // Nor is a line written: that of the iteration cut short would come now.
+  const deep = await start();
+  deep.send('position startpos', 'go infinite');
+  await deep.until(new RegExp(`^info score cp -?\\d+ depth ${forBuild(16, 12)} `), 60000);
+  assert.deepEqual(await deep.quit(), []);
+  // The search is over, or about to be.
+  await repeat(forBuild(25, 4), async () => {
+    const other = await start();
+    await other.ready();
+    other.send(`go ${any('depth 1', 'depth 4', 'movetime 2')}`);
+    await pauseUpTo(4);
+    await other.quit();
+  });
+  // A search that was stopped before has its move still to come. A mated side gets its whole answer
+  // or none.
+  for (const [position, text] of [
+    [startpos, 'stop\nquit'],
+    ['fen 3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', 'quit'],
+  ]) {
+    await repeat(forBuild(100, 10), async () => {
+      const other = await start();
+      other.send(`setoption name Threads value ${any(1, 2, 4)}`, `position ${position}`);
+      other.bytes(`go ${endless()}\n${text}\n`);
+      if (position === startpos) await other.bestmove(stopped);
+      await other.exit();
+    });
+  }
+});
+
+conversation('a go among the arguments ends at once with status 0 and without a line', async () => {
+  for (const words of ['go', 'go infinite', 'go depth 60', 'go ponder', 'go movetime 5000']) {
+    await repeat(forBuild(10, 1), async () => {
+      const other = new Talk({ args: words.split(' ') });
+      for (const line of banner) await other.next(line, 20000);
+      assert.deepEqual(await other.exit(0, 20000), []);
+    });
+  }
+});
+
+const tooLarge = (size) => new RegExp(`\\b${size} MB\\b.*\\b(1|2|4|8|16|32|64|128) MB$`);
+
+conversation('a Hash that cannot be had is said, with the size used instead', async (talk) => {
+  // The default.
+  await talk.next(/\b256 MB\b.*\b128 MB$/);
+  await talk.ready();
+  // Forced down to 32768, and rounded up to a power of two.
+  for (const size of [40000, 2147483647, 32768, 16385]) {
+    talk.send(`setoption name Hash value ${size}`);
+    await talk.next(tooLarge(32768));
+    talk.send('position startpos');
+    await talk.go('depth 6', silent);
+  }
+  talk.send('setoption name Hash value 16384');
+  await talk.next(tooLarge(16384));
+  // During a search, which ends first.
+  talk.send('go infinite');
+  await pause(20);
+  talk.send('setoption name Hash value 1024');
+  await talk.bestmove(stopped);
+  await talk.next(tooLarge(1024));
+  await talk.go('depth 6', silent);
+  talk.send('setoption name Hash value 1');
+  await talk.ready();
+  await talk.go('depth 6', silent);
+}, { memory: 200 });
+
+conversation('Hash of 1, 2, 3 and 1024 megabytes, and search on', async (talk) => {
+  for (const size of [1, 2, 3, 1024, 1, 1024, 3, 0, -1, 2]) {
+    talk.send(`setoption name Hash value ${size}`);
+    await talk.ready();
+    talk.send('position startpos moves e2e4');
+    await talk.go('depth 7', silent);
+    talk.send('position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1');
+    await talk.go('movetime 20');
+  }
+});
+
+conversation('ucinewgame answers readyok, and so does the isready right after it', async (talk) => {
+  // A ThreadSanitizer build needs four times the table to clear it.
+  for (const size of forBuild([1, 256, 1024], [1, 256, 1024], [1, 256])) {
+    talk.send(`setoption name Hash value ${size}`, 'position startpos');
+    await talk.go('depth 6', silent);
+    await repeat(2, async () => {
+      talk.send('ucinewgame', 'isready');
+      await talk.next('readyok');
+      await talk.next('readyok');
+      await talk.ready();
+    });
+    talk.send('position startpos moves d2d4');
+    await talk.go('depth 6', silent);
+  }
+}, { slack: 6 });
+
+conversation('stop and ponderhit without a search say nothing and spoil nothing', async (talk) => {
+  for (const command of ['stop', 'ponderhit']) {
+    talk.send(command);
+    await talk.ready();
+    await talk.go('depth 8', silent);
+    talk.send(...Array(100).fill(command));
+    await talk.ready();
+    // Idle means idle again after a search, and after one that was stopped.
+    talk.send('go infinite');
+    await pause(20);
+    talk.send('stop');
+    await talk.bestmove(stopped);
+    talk.send(command);
+    await talk.ready();
+    await talk.go('movetime 30');
+    // A ponder search that starts then isn't hit yet.
+    talk.send(command, 'go ponder wtime 100 btime 100');
+    await talk.silence(200);
+    talk.send('stop');
+    await talk.bestmove();
+  }
+});
+
+conversation('isready is answered at once and in one piece, a hundred times in a search', async (talk, start) => {
+  const endgame = 'fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1';
+  for (const threads of [1, 4]) {
+    for (const position of [startpos, 'fen 8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1', endgame]) {
+      const other = await start();
+      other.send(`setoption name Threads value ${threads}`, 'setoption name Hash value 16');
+      await other.ready();
+      other.send(`position ${position}`, 'go infinite');
+      // One by one.
+      await repeat(100, async () => {
+        other.send('isready');
+        await other.until('readyok', 5000);
+        await pauseUpTo(1);
+      });
+      // All together: the answers come before the result, each whole.
+      other.send(...Array(100).fill('isready'));
+      await other.silence(100);
+      other.send('stop');
+      await other.bestmove(stopped);
+      assert.equal(other.count(/^readyok$/), 201);
+      await other.ready();
+      await other.quit();
+    }
+  }
+  // A search that writes a hundred lines within milliseconds, and answers between them.
+  const rounds = forBuild(100, 30);
+  talk.send(`position ${stalemated}`);
+  await repeat(rounds, async () => {
+    talk.bytes(`go infinite\n${'isready\n'.repeat(100)}`);
+    await talk.bestmove();
+    talk.send('over');
+    await talk.until('Unknown command');
+  });
+  assert.equal(talk.count(/^readyok$/), 100 * rounds);
+});
+
+conversation('odd limits of go give a legal move', async (talk) => {
+  const least = -2147483648;
+  const most = 2147483647;
+  const clocks = (time) => `wtime ${time} btime ${time} winc ${time} binc ${time}`;
+  for (const position of [startpos, middlegame]) {
+    talk.send(`position ${position}`);
+    // No time to search, but for a move.
+    for (const words of ['movetime 1', 'movetime -1', `movetime ${least}`, clocks(least),
+      `${clocks(least)} movestogo ${least}`, 'depth 0 movetime 20', 'depth 1000 movetime 20',
+      `depth ${most} movetime 20`, 'movestogo 1 movetime 20', 'frob movetime 20',
+      'searchmoves e1g1 movetime 20', `movestogo ${most} wtime 100 btime 100`,
+    ]) {
+      await talk.go(words);
+    }
+    // A depth below 1 is over after the first iteration, 0 is none. A number that can't be read ends
+    // the reading, and the search starts all the same.
+    for (const words of ['depth -1', 'depth -1 movetime 100', `depth ${least}`, 'depth 1 infinity',
+      `${clocks(most)} depth 3`, `${clocks(most)} movestogo ${most} depth 3`, 'movetime 214748364 depth 3',
+      `movetime ${most} depth 3`, 'nodes 99999999999 depth 2', 'depth 3 wtime',
+      'depth 3 movetime x infinite', 'depth 2 nodes x', 'depth 2 nodes -1 x y',
+    ]) {
+      await talk.go(words, silent);
+    }
+    for (const words of ['depth 0', 'movetime 0', 'movetime 0 depth 0', 'depth 1000', `depth ${most}`,
+      'nodes 1', 'nodes 99999999999', 'mate 1', 'infinite depth 2 movetime 10 wtime 10',
+      `${clocks(most)} movestogo ${most}`,
+    ]) {
+      talk.send(`go ${words}`);
+      await talk.until(depth10, 60000);
+      talk.send('stop');
+      await talk.bestmove(info);
+    }
+    for (const words of ['wtime 99999999999999999999', 'movetime x']) {
+      talk.send(`go ${words}`);
+      await pause(20);
+      talk.send('stop');
+      await talk.bestmove(stopped);
+    }
+  }
+});
+
+conversation('games of up to 6001 plies are played, counted and searched', async (talk) => {
+  for (const plies of [1023, 1024, 6000, 6001]) {
+    talk.send(`position startpos moves ${knights(plies)}`);
+    await talk.board();
+    await talk.checkPerft(3);
+    await talk.go('depth 6', silent);
+    await talk.go('movetime 50');
+  }
+  talk.send('position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1');
+  await talk.board();
+  await talk.checkPerft(2);
+  await talk.go('depth 4', silent);
+});
+
+// All kinds of `go`.
+const limits = [
+  '', 'depth 1', 'depth 3', 'depth 20', 'depth 0', 'depth -1', 'depth 1000', 'ponder', 'movetime 100',
+  'movetime 0', 'movetime 1', 'movetime -1', 'nodes 100', 'mate 1', 'wtime 1 btime 1',
+  'wtime 600000 btime 600000 winc 1000 binc 1000', 'ponder wtime 1000 btime 1000 movestogo 1',
+];
+
+conversationWith([1, 2, 4, 8], 'a side without a move gets none from any go, without a stop', async (talk) => {
+  for (const [fen, lines] of [
+    ['rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3', ['info score mate 0']],
+    ['3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', ['info score mate 0']],
+    ['7k/5Q2/6K1/8/8/8/8/8 b - - 0 1'],
+    ['8/8/8/8/8/k7/p7/K7 w - - 0 1'],
+  ]) {
+    for (const words of [...limits, 'infinite']) {
+      talk.send(`position fen ${fen}`);
+      const { best, infos } = await talk.go(words);
+      assert.equal(best, noMove);
+      if (lines) assert.deepEqual(infos.map(({ text }) => text), lines);
+      talk.send(any('stop', 'ponderhit'));
+      await talk.ready();
+    }
+    await repeat(forBuild(100, 10), () => talk.go(any('infinite', 'ponder', 'depth 5', 'movetime 1000')));
+  }
+});
+
+conversationWith([4, 8, 2, 1], 'an only move is played at once and without a line, but with go infinite', async (talk, threads) => {
+  for (const [fen, move] of [
+    ['2r4k/3n4/5n2/4pP2/3K4/2PPP3/8/8 w - e6 0 2', 'f5e6'],
+    ['8/8/2ppp3/3k4/4Pp2/5N2/3N4/2R4K b - e3 0 1', 'f4e3'],
+  ]) {
+    talk.send(`position fen ${fen}`);
+    // With more threads the one that is chosen can have a line of its own.
+    await repeat(forBuild(20, 3), async () => {
+      for (const words of limits) await talk.go(words, { move, silent: threads === 1 });
+    });
+    talk.send('go infinite');
+    await talk.until(depth10, 60000);
+    await talk.silence(50);
+    talk.send('stop');
+    await talk.bestmove({ move, info: true });
+  }
+});
+
+conversationWith([1, 4], 'ponder searches end by ponderhit or stop, at any moment', async (talk) => {
+  talk.send('setoption name Ponder value true', 'position startpos moves e2e4');
+  // At once: the search goes on as a timed one.
+  await repeat(forBuild(10, 5), async () => {
+    talk.bytes('go ponder wtime 300 btime 300\nponderhit\n');
+    await talk.bestmove();
+  });
+  await repeat(forBuild(15, 8), async () => {
+    talk.send('go ponder wtime 300 btime 300');
+    await pauseUpTo(30);
+    talk.send('ponderhit');
+    await talk.bestmove();
+  });
+  // Long after the budget: nothing comes until ponderhit, which ends the search.
+  await repeat(2, async () => {
+    talk.send('go ponder wtime 300 btime 300');
+    await talk.silence(400);
+    talk.send('ponderhit');
+    await talk.bestmove({ patience: 1000 });
+    await talk.ready();
+  });
+  // The soft budget is about half a second, the hard one 3 s.
+  talk.send('go ponder wtime 20000 btime 20000');
+  await talk.silence(1500);
+  talk.send('ponderhit');
+  await talk.bestmove();
+  // stop doesn't need a ponderhit.
+  await repeat(forBuild(15, 8), async () => {
+    talk.send('go ponder wtime 300 btime 300');
+    await pauseUpTo(40);
+    await talk.silence(0);
+    talk.send('stop');
+    await talk.bestmove(stopped);
+    talk.send('ponderhit');
+    await talk.ready();
+  });
+  // A search that has nothing left to do doesn't wait: the result comes before ponderhit.
+  await talk.go('ponder depth 3 wtime 60000 btime 60000', silent);
+  talk.send('ponderhit', 'stop');
+  await talk.ready();
+});
+
+conversationWith([1, 2], 'position, Ponder and unknown options during a search do not disturb it', async (talk) => {
+  talk.send(`position ${middlegame}`, 'go infinite');
+  await pause(30);
+  talk.send('position startpos moves e2e4');
+  await talk.until(/^info score cp -?\d+ depth 11 /, 60000);
+  talk.send('stop');
+  await talk.bestmove();
+  await talk.board();
+  talk.send(`go ${any('infinite', 'ponder', 'depth 60')}`);
+  talk.send(`setoption name Ponder value ${any(true, false)}`, 'setoption name Cache value 3', 'setoption');
+  await talk.silence(100);
+  talk.send('isready');
+  await talk.until('readyok');
+  talk.send('stop');
+  await talk.bestmove();
+  await talk.go('depth 6', silent);
+  // At any moment, many times.
+  await repeat(10, async () => {
+    talk.send('go movetime 30');
+    await repeat(20, () => talk.send(`position startpos moves ${knights(any(0, 1, 2, 3))}`));
+    await talk.bestmove();
+  });
+});
+
+conversation('position startpos with moves, and with nothing after the word', async (talk) => {
+  for (const words of ['startpos moves', 'startpos', 'startpos moves ', 'startpos ']) {
+    talk.send('position startpos moves e2e4');
+    await talk.board();
+    talk.send(`position ${words}`);
+    await talk.board('rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR');
+    await talk.checkPerft(2);
+    await talk.go('depth 5', silent);
+  }
+  talk.send('position fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 moves');
+  await talk.board('4k3/8/8/8/8/8/4P3/4K3');
+  await talk.go('depth 5', silent);
+});
+
+conversation('stop 0 to 5 ms after go gets one result each time', async (talk) => {
+  for (const threads of [1, 2]) {
+    talk.send(`setoption name Threads value ${threads}`);
+    talk.send(`position ${any('startpos', 'startpos moves e2e4 e7e5')}`);
+    await repeat(forBuild(1000, 150, 100), async () => {
+      talk.send(any('go', 'go infinite', 'go ponder', 'go depth 60'));
+      await pauseUpTo(5);
+      talk.send('stop');
+      await talk.bestmove(stopped);
+      // Nothing more comes, and a stop too many says nothing.
+      talk.send('stop');
+      await talk.ready();
+    });
+  }
+  // Three threads and more, in one breath.
+  for (const threads of [3, 8]) {
+    talk.send(`setoption name Threads value ${threads}`);
+    await repeat(forBuild(100, 20), async () => {
+      talk.bytes('go infinite\nstop\n');
+      await talk.bestmove(stopped);
+      await talk.ready();
+    });
+  }
+});
+
+conversation('NUL, high bytes and lines of 64 KB are unknown commands and do no harm', async (talk) => {
+  for (const line of [
+    '\0', '\0\xff\xfe\x80', '\0isready', 'isready\0', 'x'.repeat(65536), ' '.repeat(65536),
+    '\xff'.repeat(200000), '\xef\xbb\xbfuci',
+  ]) {
+    talk.send(line);
+    await talk.next('Unknown command');
+    await talk.board();
+    await talk.ready();
+  }
+  // Known commands with such words after them.
+  const long = 'x'.repeat(65536);
+  talk.send(`isready ${long}`);
+  await talk.next('readyok');
+  talk.send(`setoption name ${long} value ${'\xff'.repeat(65536)}`, 'setoption name Ponder value \0');
+  await talk.go(`${long} depth 2`, silent);
+  await talk.go('\0\xff depth 2', silent);
+  talk.send(`position startpos moves e2e4${' '.repeat(65536)}`);
+  await talk.board();
+  await talk.go('depth 2', silent);
+  talk.send('position \0', `position ${long}`);
+  await talk.board();
+  await talk.ready();
+  // Neither during a search.
+  talk.send('go infinite');
+  await repeat(20, async () => {
+    talk.send(`\0\xff${'\x01'.repeat(3000)}`);
+    await talk.until('Unknown command');
+  });
+  talk.send('stop');
+  await talk.bestmove();
+});
+
+conversationWith([1, 4], 'commands that change tables during a search end it before they do anything', async (talk) => {
+  talk.send('position startpos');
+  await repeat(forBuild(40, 8), async () => {
+    talk.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    talk.send('ucinewgame');
+    await talk.bestmove(stopped);
+    await talk.next('readyok');
+    talk.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    talk.send(`setoption name Hash value ${any(1, 2, 16, 64)}`, 'isready');
+    await talk.bestmove(stopped);
+    await talk.next('readyok');
+    talk.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    talk.send('perft 1');
+    await talk.bestmove(stopped);
+    await talk.next('+---+---+---+---+---+---+---+---+');
+    await talk.until(/^Perft results for depth: 1 {2}20 /);
+    talk.send(`go ${endless()}`);
+    await pauseUpTo(20);
+    talk.send('texel'); // its file is missing
+    await talk.bestmove(stopped);
+    await talk.next(/tuning not executed/);
+  });
+  // A search that is about to end by itself.
+  await repeat(forBuild(40, 8), async () => {
+    talk.send(`go ${any('depth 1', 'depth 4', 'movetime 2')}`);
+    await pauseUpTo(4);
+    const isNewGame = random() < 0.5;
+    talk.send(isNewGame ? 'ucinewgame' : 'setoption name Hash value 1');
+    await talk.bestmove(stopped);
+    if (isNewGame) await talk.next('readyok');
+  });
+  await talk.go('depth 6');
+});
+
+conversation('Threads from 1 to 64 and back, idle and during a search', async (talk) => {
+  const all = Array.from({ length: 64 }, (_, i) => i + 1);
+  talk.send('setoption name Hash value 16', 'position startpos');
+  for (const threads of forBuild([64, 1, 64, 2, 63, 1, 33, 8, 3, ...all], [64, 1, 8, 2, 3])) {
+    talk.send(`setoption name Threads value ${threads}`);
+    await talk.ready();
+    await talk.go('depth 5', silent);
+  }
+  // During a search the command waits for its end.
+  for (const threads of [8, 1, 3, 64, 2, 2, 64, 1]) {
+    talk.send('go movetime 50', `setoption name Threads value ${threads}`, 'isready');
+    await talk.bestmove({ unanswered: true });
+    await talk.next('readyok');
+    await talk.go('depth 5', silent);
+  }
+  // A search that is over at any moment.
+  await repeat(forBuild(40, 8), async () => {
+    talk.send(`go ${any('depth 1', 'depth 3', 'movetime 1')}`);
+    await pauseUpTo(3);
+    talk.send(`setoption name Threads value ${any(1, 2, 3, 16)}`);
+    await talk.bestmove();
+  });
+});
+
+conversationWith([1, 2], 'a go during a search waits for its end, and each gets its result', async (talk) => {
+  talk.send('position startpos', 'go movetime 50', 'go movetime 50', 'go movetime 50');
+  await repeat(3, () => talk.bestmove());
+  await talk.ready();
+  // Nothing is read while the second waits.
+  talk.send('go movetime 100', 'position startpos moves e2e4', 'go movetime 100', 'isready');
+  await talk.bestmove({ unanswered: true });
+  await talk.until('readyok');
+  await talk.bestmove();
+  // The limits of the second hold for the first as well, as far as it still runs.
+  talk.send('go infinite');
+  await pause(30);
+  talk.send('go movetime 50');
+  await talk.bestmove(stopped);
+  await talk.bestmove();
+  await talk.ready();
+  // Two searches without a limit, in a position whose search ends by itself.
+  talk.send(`position ${stalemated}`, 'go infinite', 'go infinite');
+  await repeat(2, () => talk.bestmove());
+  talk.send('stop');
+  await talk.ready();
+});
+
+conversation('white space of any sort separates words and nothing more', async (talk) => {
+  for (const line of [
+    'position startpos moves e2e4\r', '   position   startpos   moves   e2e4    ',
+    '\tposition\tstartpos\tmoves\te2e4\t', '\v\fposition startpos moves\r\r e2e4',
+  ]) {
+    talk.send('position startpos');
+    await talk.board();
+    talk.send(line);
+    await talk.board('rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1');
+  }
+  talk.bytes('isready\r\nuci\r\n');
+  await talk.next('readyok');
+  await talk.next('id name Quillon Version 2.0');
+  await talk.until('uciok');
+  talk.bytes('position startpos\r\ngo depth 3\r\n');
+  await talk.bestmove(silent);
+  talk.bytes('\tstop\r\n isready\t\r\n');
+  await talk.next('readyok');
+  for (const line of ['', '    ', '\t', '\r']) {
+    talk.send(line);
+    await talk.next('Unknown command');
+  }
+  talk.bytes('   quit\r\n');
+  await talk.exit();
 });

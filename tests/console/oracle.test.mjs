@@ -8,7 +8,7 @@ import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
 import test from 'node:test';
 
-import { enginePath, startEngine } from './engine.mjs';
+import { enginePath, Talk } from './talk.mjs';
 import { positionsOfRandomGames, randomPlacements, signaturePositions } from './positions.mjs';
 
 const { QUILLON_EXPLAIN: explain, QUILLON_ORACLE: oracle } = process.env;
@@ -88,7 +88,7 @@ test('lines with castling end where those of the model do', () => {
 // The table with its ages and the keys of the game go on from search to search; histories, killers
 // and counter moves begin anew with each.
 test('the searches of games, one after the other in one process, are those of the model', async (t) => {
-  const engine = await startEngine(t);
+  const engine = await Talk.start(t);
   const commands = [];
   const ours = [];
   const starts = ['startpos', 'fen 8/5pk1/4p1p1/3pP2p/1p1P3P/pP3PP1/P3K3/8 w - - 12 40'];
@@ -106,8 +106,7 @@ test('the searches of games, one after the other in one process, are those of th
       moves.push(...[best, ponder].filter(Boolean));
     }
     commands.push('ucinewgame');
-    engine.send('ucinewgame');
-    await engine.expect('readyok');
+    await engine.newGame();
   }
   await engine.quit();
   assert.deepEqual(ours, searchLines(run(oracle, [], `${commands.join('\n')}\n`).split('\n')));

@@ -3,7 +3,7 @@
 
 import fs from 'node:fs';
 import path from 'node:path';
-import { sourceDir } from './engine.mjs';
+import { sourceDir } from './talk.mjs';
 
 // Returns { base, extended, full }, each a list of { fen, depth, count, text }.
 export function readPerftFile() {

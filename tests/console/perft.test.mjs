@@ -8,12 +8,12 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
-import {
-  banner, Engine, perft, sourceDir, startEngine, startStockfish,
-} from './engine.mjs';
+import { Chess, startFen } from '../../tools/lib/chess.mjs';
+import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 import { exchangeColours, readPerftFile } from './perft-file.mjs';
-import { pick, randomNumbers, seed } from './random.mjs';
-import { pictureOf, Rules, startFen } from './rules.mjs';
+import {
+  banner, conversation, leaves, pictureOf, sourceDir, startStockfish, Talk,
+} from './talk.mjs';
 
 const { base, extended, full } = readPerftFile();
 
@@ -24,7 +24,7 @@ test('the perft file has its three sections, the base one with at least 80 recor
 });
 
 test('the perft file holds the positions and depths of its source list', () => {
-  const output = execFileSync(path.join(sourceDir, 'tools', 'make-perft'), ['--check'], {
+  const output = execFileSync(path.join(sourceDir, 'dev', 'make-perft'), ['--check'], {
     encoding: 'utf8',
   });
   assert.match(output, /records, as in the list/);
@@ -42,44 +42,43 @@ test('exchanging the colours changes no count of the perft file', () => {
   assert.ok(pairs >= 160, `only ${pairs} records have a twin`);
 });
 
+// How many pieces give check to the side to move.
+function checkers(chess) {
+  const [king] = chess.findPiece({ type: 'k', color: chess.turn() });
+  return chess.attackers(king, chess.turn() === 'w' ? 'b' : 'w').length;
+}
+
 test('the perft file reaches every special move, and every kind of pin and check', () => {
   const seen = new Set();
   for (const { fen, count } of base) {
-    const rules = new Rules(fen);
-    const colour = rules.turn === 0 ? 'white' : 'black';
-    const moves = rules.legalMoves();
-    const inCheck = rules.chess.isCheck();
+    const chess = new Chess(fen);
+    const note = (what) => seen.add(`${chess.turn() === 'w' ? 'white' : 'black'} ${what}`);
+    const moves = chess.moves({ verbose: true });
+    const inCheck = chess.isCheck();
     if (moves.length === 0) {
       assert.equal(count, 0, fen);
-      seen.add(`${colour} ${inCheck ? 'mated' : 'stalemated'}`);
+      note(inCheck ? 'mated' : 'stalemated');
     }
-    for (const { text, move } of moves) {
-      rules.play(text);
-      const checks = rules.chess.attackers(kingSquare(rules), rules.turn === 0 ? 'b' : 'w');
-      rules.undo();
-      const onMove = (what) => seen.add(`${colour} ${what}`);
-      // chess.js flags: 8 en passant, 16 promotion, 32 and 64 castling, 2 capture.
-      if (move.flags & 8) onMove(inCheck ? 'en passant out of check' : 'en passant');
-      if (move.flags & 8 && checks.length) onMove('en passant with check');
-      if (move.promotion) {
-        const capture = move.flags & 2 ? ' by capture' : '';
-        onMove(`promotion to ${move.promotion}${capture}`);
-        if (checks.length) onMove(`promotion to ${move.promotion} with check`);
-        if (inCheck) onMove(`promotion${capture} out of check`);
+    if (checkers(chess) > 1) note('in double check');
+    for (const move of moves) {
+      const checks = /[+#]$/.test(move.san) ? checkers(new Chess(move.after)) : 0;
+      if (checks > 1) note('double check');
+      if (move.isEnPassant()) note(inCheck ? 'en passant out of check' : 'en passant');
+      if (move.isEnPassant() && checks) note('en passant with check');
+      if (move.isPromotion()) {
+        const capture = move.isCapture() ? ' by capture' : '';
+        note(`promotion to ${move.promotion}${capture}`);
+        if (checks) note(`promotion to ${move.promotion} with check`);
+        if (inCheck) note(`promotion${capture} out of check`);
       }
-      if (move.flags & 96) {
-        onMove(move.flags & 32 ? 'castling king side' : 'castling queen side');
-        if (checks.length) onMove('castling with check');
-      }
-      if (checks.length > 1) onMove('double check');
-    }
-    if (inCheck && rules.chess.attackers(kingSquare(rules), other(rules)).length > 1) {
-      seen.add(`${colour} in double check`);
+      if (move.isKingsideCastle()) note('castling king side');
+      if (move.isQueensideCastle()) note('castling queen side');
+      if (/^O/.test(move.san) && checks) note('castling with check');
     }
     for (const pin of pinsOf(fen)) seen.add(pin);
     // An en passant square without the capture in the list: refused.
-    if (fen.split(' ')[3] !== '-' && !moves.some(({ move }) => move.flags & 8)) {
-      seen.add(`${colour} en passant refused`);
+    if (fen.split(' ')[3] !== '-' && !moves.some((move) => move.isEnPassant())) {
+      note('en passant refused');
     }
   }
   const wanted = [
@@ -87,22 +86,19 @@ test('the perft file reaches every special move, and every kind of pin and check
     'en passant refused', 'castling king side', 'castling queen side', 'castling with check',
     'double check', 'in double check', 'promotion out of check',
     'promotion by capture out of check',
-    ...[...'nbrq'].flatMap((man) => [
-      `promotion to ${man}`, `promotion to ${man} by capture`, `promotion to ${man} with check`,
-    ]),
+    ...[...'nbrq'].flatMap((piece) => ['', ' by capture', ' with check'].map((how) =>
+      `promotion to ${piece}${how}`)),
+    ...['file', 'rank', 'diagonal a1-h8', 'diagonal a8-h1'].map((line) => `pinned on a ${line}`),
+    ...[...'pnbrq'].map((piece) => `pinned ${piece}`),
   ];
-  for (const line of ['file', 'rank', 'diagonal a1-h8', 'diagonal a8-h1']) {
-    wanted.push(`pinned on a ${line}`);
-  }
-  for (const man of 'pnbrq') wanted.push(`pinned ${man}`);
   const missing = ['white', 'black']
     .flatMap((colour) => wanted.map((what) => `${colour} ${what}`))
     .filter((what) => !seen.has(what));
   assert.deepEqual(missing, []);
 });
 
-// Names the pins that stand on the board: the first man on a line from a king is its own, the
-// second an enemy that moves along that line.
+// Names the pins on the board: the first piece on a line from a king is its own, the second an
+// enemy that moves along that line.
 function pinsOf(fen) {
   const rows = fen
     .split(' ')[0]
@@ -118,28 +114,19 @@ function pinsOf(fen) {
       const y = rows.findIndex((row) => row.includes(king));
       const x = rows[y].indexOf(king);
       for (const step of [1, -1]) {
-        const men = [];
+        const pieces = [];
         for (let i = step; at(x + i * dx, y + i * dy) !== undefined; i += step) {
-          const man = at(x + i * dx, y + i * dy);
-          if (man !== ' ') men.push(man);
+          const piece = at(x + i * dx, y + i * dy);
+          if (piece !== ' ') pieces.push(piece);
         }
-        if (men.length < 2 || !own.test(men[0]) || own.test(men[1])) continue;
+        if (pieces.length < 2 || !own.test(pieces[0]) || own.test(pieces[1])) continue;
         const sliders = name.startsWith('diagonal') ? 'bq' : 'rq';
-        if (!sliders.includes(men[1].toLowerCase())) continue;
-        pins.push(`${colour} pinned on a ${name}`, `${colour} pinned ${men[0].toLowerCase()}`);
+        if (!sliders.includes(pieces[1].toLowerCase())) continue;
+        pins.push(`${colour} pinned on a ${name}`, `${colour} pinned ${pieces[0].toLowerCase()}`);
       }
     }
   }
   return pins;
-}
-
-function kingSquare(rules) {
-  const colour = rules.turn === 0 ? 'w' : 'b';
-  return rules.chess.findPiece({ type: 'k', color: colour })[0];
-}
-
-function other(rules) {
-  return rules.turn === 0 ? 'b' : 'w';
 }
 
 test('stockfish counts what a sample of the perft file says', async (t) => {
@@ -148,17 +135,16 @@ test('stockfish counts what a sample of the perft file says', async (t) => {
   const cheap = base.filter((record) => record.count < 3e6);
   const sample = new Set();
   while (sample.size < 15) sample.add(pick(random, cheap));
-  for (const record of sample) {
-    stockfish.send(`position fen ${record.fen}`, `go perft ${record.depth}`);
-    const line = await stockfish.expect(/^Nodes searched: /, 60000);
-    assert.equal(line, `Nodes searched: ${record.count}`, `${record.text} (seed ${seed})`);
+  for (const { fen, depth, count, text } of sample) {
+    stockfish.send(`position fen ${fen}`, `go perft ${depth}`);
+    const lines = await stockfish.until(/^Nodes searched: /, 60000);
+    assert.equal(lines.at(-1), `Nodes searched: ${count}`, `${text} (seed ${seed})`);
   }
 });
 
-test('rtest finds every count of the base section and says so', async (t) => {
-  const engine = await startEngine(t);
-  engine.send('rtest');
-  const lines = await engine.until(/^Results of the perft checks/, 120000);
+conversation('rtest finds every count of the base section and says so', async (talk) => {
+  talk.send('rtest');
+  const lines = await talk.until(/^Results of the perft checks/, 120000);
   assert.equal(lines.at(-1), 'Results of the perft checks is OK: 1');
   assert.equal(lines.length - 1, base.length, 'one line for each record, none of "extended"');
   for (const [i, { fen, depth, count }] of base.entries()) {
@@ -166,27 +152,24 @@ test('rtest finds every count of the base section and says so', async (t) => {
     assert.equal(lines[i].replace(/\d+$/, ''), `1; ${fen}; ${depth}; ${count}; ${count}; `);
   }
   // The check works on a record of its own.
-  assert.equal((await perft(engine, 1)).count, 20);
-  await engine.quit();
+  await talk.checkPerft(1);
 });
 
-test('perft leaves a table of 256 MB and rtest one of 128 MB', async (t) => {
-  const engine = await startEngine(t);
+conversation('perft leaves a table of 256 MB and rtest one of 128 MB', async (talk) => {
   const megabytes = () => {
-    const status = fs.readFileSync(`/proc/${engine.child.pid}/status`, 'utf8');
+    const status = fs.readFileSync(`/proc/${talk.child.pid}/status`, 'utf8');
     return Number(/^VmData:\s*(\d+) kB$/m.exec(status)[1]) / 1024;
   };
-  engine.send('setoption name Hash value 64', 'isready');
-  await engine.expect('readyok');
+  talk.send('setoption name Hash value 64');
+  await talk.ready();
   const before = megabytes() - 64;
   // Rounded, since a thread's stack may come or go.
   const tableSize = () => Math.round((megabytes() - before) / 64) * 64;
-  await perft(engine, 1);
+  await talk.perft(1);
   assert.equal(tableSize(), 256);
-  engine.send('rtest');
-  await engine.expect(/^Results of the perft checks/, 120000);
+  talk.send('rtest');
+  await talk.until(/^Results of the perft checks/, 120000);
   assert.equal(tableSize(), 128);
-  await engine.quit();
 });
 
 test('rtest reads perft.txt from the first place that has one', (t) => {
@@ -224,50 +207,33 @@ test('rtest reads perft.txt from the first place that has one', (t) => {
 
 test('the arguments "perft 4" count 197281 from the start and end the process', async (t) => {
   // The input stays open: with arguments it is never read.
-  const engine = new Engine({ args: ['perft', '4'] });
-  t.after(() => engine.kill());
-  await engine.expectCleanExit(30000);
-  const lines = engine.log.map((line) => line.text);
-  assert.deepEqual(lines.slice(0, 4), banner);
-  assert.deepEqual(lines.slice(4, 21), pictureOf(startFen));
-  assert.match(lines[21], /^\d+ ns and \S+ in seconds$/);
-  assert.match(lines[22], /^Perft results for depth: 4 {2}197281 {2}Nodes per sec: \S+$/);
-  assert.equal(lines.length, 23);
+  const talk = await Talk.start(t, { args: ['perft', '4'] });
+  const lines = await talk.finish();
+  assert.deepEqual(lines.slice(0, 17), pictureOf(startFen));
+  assert.match(lines[17], /^\d+ ns and \S+ in seconds$/);
+  assert.match(lines[18], /^Perft results for depth: 4 {2}197281 {2}Nodes per sec: \S+$/);
+  assert.equal(lines.length, 19);
 });
 
-test('perft draws the board, then gives time, depth, count and speed', async (t) => {
-  const engine = await startEngine(t);
+conversation('perft draws the board, then gives time, depth, count and speed', async (talk) => {
   const fen = 'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1';
-  engine.send(`position fen ${fen}`);
-  const { lines, board, count } = await perft(engine, 2);
+  talk.send(`position fen ${fen}`);
+  const { lines, count } = await talk.perft(2);
   assert.equal(lines.length, 19);
-  assert.deepEqual(board, pictureOf(fen));
+  assert.deepEqual(lines.slice(0, 17), pictureOf(fen));
   const time = /^(\d+) ns and (\S+) in seconds$/.exec(lines[17]);
   assert.ok(time, lines[17]);
   assert.ok(Math.abs(Number(time[1]) / 1e9 - Number(time[2])) <= Number(time[2]) * 1e-4);
-  assert.equal(count, new Rules(fen).countLeaves(2));
-  await engine.quit();
+  assert.equal(count, leaves(`fen ${fen}`, 2));
 });
 
-test('perft leaves the position as it was', async (t) => {
-  const engine = await startEngine(t);
-  engine.send('position startpos moves e2e4 c7c5');
-  const first = await perft(engine, 3);
-  assert.deepEqual(await perft(engine, 3).then((again) => again.count), first.count);
-  assert.equal(first.count, playedOut(['e2e4', 'c7c5']).countLeaves(3));
-  await engine.quit();
+conversation('perft leaves the position as it was', async (talk) => {
+  talk.send('position startpos moves e2e4 c7c5');
+  for (let i = 0; i < 2; i++) await talk.checkPerft(3);
 });
 
-function playedOut(moves) {
-  const rules = new Rules();
-  for (const text of moves) rules.play(text);
-  return rules;
-}
-
-test('the initial position has 20, 400, 8902 and 197281 sequences of 1 to 4 moves', async (t) => {
-  const engine = await startEngine(t);
-  const counts = [];
-  for (const depth of [1, 2, 3, 4]) counts.push((await perft(engine, depth)).count);
-  assert.deepEqual(counts, [20, 400, 8902, 197281]);
-  await engine.quit();
+conversation('the initial position has 20, 400, 8902 and 197281 sequences of 1 to 4 moves', async (talk) => {
+  for (const [i, count] of [20, 400, 8902, 197281].entries()) {
+    assert.equal((await talk.perft(i + 1)).count, count);
+  }
 });

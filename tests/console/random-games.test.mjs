@@ -1,8 +1,36 @@
 // SPDX-License-Identifier: MIT
-// Two hundred random games against chess.js, an independent authority on the rules.
+// Random games against chess.js, an independent authority on the rules; the long run plays more of
+// them and counts more positions in depth.
 
-import { test } from 'node:test';
-import { playRandomGames } from './random-play.mjs';
+import assert from 'node:assert/strict';
+import { randomNumbers, seed } from '../../tools/lib/random.mjs';
+import { randomGame } from './positions.mjs';
+import { conversation, isLong } from './talk.mjs';
 
-test('board and legal moves agree with chess.js all through 200 random games', (t) =>
-  playRandomGames(t, 200, 16));
+const [games, sample] = isLong ? [2000, 4] : [200, 16];
+const longestGame = 160;
+
+// After every move the engine's board and its number of legal moves must be those of chess.js.
+// A number doesn't tell the moves themselves, so in each `sample`-th position all continuations
+// of two moves are counted too, once from the moves of the game and once from a FEN: a wrong
+// move in the list, a lost right or en passant chance gives other numbers a move later.
+conversation(`board and legal moves agree with chess.js all through ${games} random games`, async (talk, _, t) => {
+  const random = randomNumbers();
+  let positions = 0;
+  for (let game = 0; game < games; game++) {
+    talk.forget();
+    const { moves, fens } = randomGame(random, longestGame);
+    t.diagnostic(`seed ${seed}, game ${game}, ${moves.length} plies`);
+    for (const [ply, fen] of fens.entries()) {
+      talk.send(`position startpos moves ${moves.slice(0, ply + 1).join(' ')}`);
+      await talk.board(fen);
+      await talk.checkPerft(1, `fen ${fen}`);
+      if (positions++ % sample) continue;
+      await talk.checkPerft(2, `fen ${fen}`);
+      talk.send(`position fen ${fen}`);
+      await talk.board(fen);
+      await talk.checkPerft(2);
+    }
+  }
+  assert.ok(positions > 20 * games, `only ${positions} positions`);
+});

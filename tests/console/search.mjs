@@ -2,11 +2,12 @@
 // The lines that a search writes: reading them, and holding them against the rules of chess.
 
 import assert from 'node:assert/strict';
+import { Chess, playUci } from '../../tools/lib/chess.mjs';
 
 const move = '[a-h][1-8][a-h][1-8][nbrq]?';
 const line = `pv ((?:${move} )+)`;
 
-// The forms of the lines. Each ends where it says; a line of moves ends with a blank. The count
+// The forms of the lines. Each ends where it says; a line of moves ends with a space. The count
 // of the table's use is always 0, and the line of a helper thread leaves it out.
 const scoreLine = new RegExp(
   '^info score cp (-?\\d+) depth (\\d+) seldepth (\\d+) nodes (\\d+) time (\\d+)( hashfull 0)? ' +
@@ -30,7 +31,7 @@ export function readSearch(lines) {
   const infos = [];
   let result = null;
   for (const text of lines) {
-    assert.equal(result, null, `line behind the result: ${text}`);
+    assert.equal(result, null, `line after the result: ${text}`);
     let match;
     if ((match = scoreLine.exec(text))) {
       const [score, depth, selDepth, nodes, time] = match.slice(1, 6).map(Number);
@@ -53,46 +54,42 @@ export function readSearch(lines) {
   return { ...result, infos };
 }
 
-// Fails unless the moves can be played one after the other.
-export function checkLine(rules, moves, what) {
-  const played = rules.countPlayable(moves);
-  if (played < moves.length) {
-    const before = moves.slice(0, played).join(' ');
-    throw new Error(`${what}: ${moves[played]} is illegal after "${before}"`);
+// The position after a move as a FEN, or null when it is illegal. Searches of one position repeat
+// their lines, and chess.js takes its time.
+const known = new Map();
+function fenAfter(fen, move) {
+  const key = `${fen} ${move}`;
+  if (!known.has(key)) {
+    if (known.size > 1e5) known.clear();
+    const chess = new Chess(fen);
+    known.set(key, playUci(chess, move) && chess.fen());
+  }
+  return known.get(key);
+}
+
+function checkLine(start, moves, what) {
+  let fen = start;
+  for (const move of moves) {
+    fen = fenAfter(fen, move);
+    assert.ok(fen, `${move} is illegal: ${what} in ${start}`);
   }
 }
 
-// Fails unless the best move, the ponder move and all lines of a search are legal in the
-// position of the rules and the lines are of a depth that their kind allows. mayBeEmpty: the
-// search was stopped from outside, so it may have had no time for a move.
-export function checkSearch(rules, search, { mayBeEmpty = false } = {}) {
-  const where = rules.positionCommand();
-  if (rules.legalMoves().length === 0) {
+// Fails unless the best move, the ponder move and all lines of a search are legal in a position
+// and the lines are of a depth that their kind allows. A search that was stopped from outside may
+// have no move. end: how the game has ended there, as endOf() says it.
+export function checkSearch({ fen, end }, { best, ponder, infos }) {
+  if (/mate/.test(end)) {
     // A mated side says so and doesn't search; a stalemated one searches to scores of 0.
-    const mated = rules.result() === 'mate';
-    assert.deepEqual([search.best, search.ponder], [noMove, null], where);
-    if (mated) assert.deepEqual(search.infos.map(({ text }) => text), [matedLine], where);
-    for (const info of mated ? [] : search.infos) {
-      assert.deepEqual([info.kind, info.score, info.pv], ['cp', 0, [noMove]], where);
-      assert.ok(info.helper || info.depth >= 10, info.text);
-    }
-    return;
-  }
-  if (search.best === noMove) {
-    assert.ok(mayBeEmpty, `no move although there is one: ${where}`);
-    assert.equal(search.ponder, null);
+    assert.deepEqual([best, ponder], [noMove, null], fen);
+    if (end === 'checkmate') assert.deepEqual(infos.map(({ text }) => text), [matedLine], fen);
+    else for (const { score, pv } of infos) assert.deepEqual([score, pv], [0, [noMove]], fen);
   } else {
-    const moves = search.ponder ? [search.best, search.ponder] : [search.best];
-    checkLine(rules, moves, `bestmove in ${where}`);
+    if (best !== noMove) checkLine(fen, ponder ? [best, ponder] : [best], 'bestmove');
+    else assert.equal(ponder, null);
+    for (const { pv, text } of infos) checkLine(fen, pv, text);
   }
-  for (const info of search.infos) {
-    checkLine(rules, info.pv, `${info.text} in ${where}`);
-    if (info.kind === 'cp') assert.ok(info.helper || info.depth >= 10, info.text);
+  for (const { kind, helper, depth, text } of infos) {
+    if (kind === 'cp') assert.ok(helper || depth >= 10, text);
   }
-}
-
-// Sends a `go` and returns its search, read.
-export async function go(engine, words, milliseconds = 60000) {
-  engine.send(`go ${words}`);
-  return readSearch(await engine.until(bestMovePattern, milliseconds));
 }

@@ -1,70 +1,121 @@
 // SPDX-License-Identifier: MIT
-// The language of the conversations: a file with a fault in it is refused with its name and line,
-// and each step can fail.
+// The client, the referee and the watch over memory must notice what they are there for: small
+// programs that misbehave stand in for the engine.
 
 import assert from 'node:assert/strict';
-import { describe, test } from 'node:test';
+import fs from 'node:fs';
+import { test } from 'node:test';
+import { play } from './games.mjs';
+import { checkFlat, readUse, tolerance } from './process.mjs';
+import { readSearch } from './search.mjs';
+import { Talk } from './talk.mjs';
 
-import { builds, parseTalk, playTalk } from './talk.mjs';
+// A program that does this with each line, and otherwise behaves; `say` writes a line.
+function impostor(t, code, settings) {
+  const frame = `
+    const say = (text) => process.stdout.write(text + '\\n');
+    let turns = 0;
+    require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
+      if (line.startsWith('go')) turns++;
+      ${code}
+      if (line === 'isready') say('readyok');
+      if (line === 'quit') process.exit(0);
+    });`;
+  const talk = new Talk({ file: process.execPath, args: ['-e', frame], ...settings });
+  t.after(() => talk.kill().catch(() => {}));
+  return talk;
+}
 
-describe('the language of conversations', () => {
-  const faults = [
-    ['no name', 'send uci', 1],
-    ['no step', '# name\n# nothing else', 2],
-    ['an unknown step', '# name\nsend uci\nexpct uciok', 3],
-    ['an unknown build', '# name\nbuilds bare release\nsend uci', 2],
-    ['a header behind a step', '# name\nsend uci\nslack 2', 3],
-    ['an unknown escape', '# name\nsend a\\q', 2],
-    ['an unknown variable', '# name\nsend {depth}', 2],
-    ['an unknown piece', '# name\nsend {bishops 3}', 2],
-    ['a piece without its number', '# name\nsend {knights x}', 2],
-    ['a pattern that is none', '# name\nsend uci\n\nexpect /(/', 4],
-    ['an unknown flag', '# name\nsend go\nbestmove loud', 3],
-    ['a pause without a unit', '# name\npause 5', 2],
-    ['a loop without an end', '# name\nrepeat 3\nsend uci\nrepeat 2\nsend uci\ndone', 2],
-    ['an end without a loop', '# name\nsend uci\ndone', 3],
-    ['an empty loop', '# name\nrepeat 3\ndone', 3],
-    ['a note for an unknown build', '# name\nrepeat 3 (debug 1)\nsend uci\ndone', 2],
-  ];
-  for (const [what, source, line] of faults) {
-    test(`${what} is refused with its line`, () => {
-      assert.throws(() => parseTalk('a.talk', `${source}\n`), {
-        message: new RegExp(`^a\\.talk:${line}: .`),
-      });
-    });
+const onGo = (code) => `if (line.startsWith('go')) { ${code} }`;
+const info = 'info score cp 1 depth 10 seldepth 11 nodes 9 time 1 hashfull 0 pv';
+const answer = (...lines) => onGo(lines.map((line) => `say('${line}');`).join(' '));
+const go = (wanted) => (talk) => talk.go('depth 1', { patience: 2000, ...wanted });
+const quit = (talk) => talk.quit();
+
+for (const [what, code, act, message] of [
+  ['a line that never comes', '', (talk) => talk.until('uciok', 50), /doesn't answer \(uciok\)/],
+  ['an early end', 'process.exit(0);', (talk) => talk.ready(), /has ended with status 0/],
+  ['a bad status', "if (line === 'quit') process.exit(3);", quit, /bad end/],
+  ['an end by a signal', "if (line === 'quit') process.kill(process.pid, 'SIGSEGV');", quit, /bad end/],
+  ['text on the error stream', "process.stderr.write('hm\\n');", quit, /text on the error stream/],
+  ['a line that nobody reads', "say('hm');", quit, /a line that nobody has read/],
+  ['a line cut short', "process.stdout.write('hm');", quit, /a line cut short/],
+  ['another line than the next', "say('hm');", (talk) => talk.ready(), /readyok/],
+  ['an illegal move', answer('bestmove e2e5'), go(), /e2e5 is illegal/],
+  ['an illegal ponder move', answer('bestmove e2e4 ponder e2e4'), go(), /e2e4 is illegal/],
+  ['an illegal move in a line', answer(`${info} e2e4 e7e4 `, 'bestmove e2e4'), go(), /e7e4 is illegal/],
+  ['no move where there is one', answer('bestmove a1a1'), go(), /a1a1/],
+  ['another move than wanted', answer('bestmove e2e4'), go({ move: 'd2d4' }), /d2d4/],
+  ['a missing line', answer('bestmove e2e4'), go({ info: true }), /a line with a score/],
+  ['a line too many', answer(`${info} e2e4 `, 'bestmove e2e4'), go({ silent: true }), /no line but/],
+  ['an answer before the result', answer('readyok', 'bestmove e2e4'), go({ unanswered: true }), /before/],
+  ['a line of no search', answer('hm', 'bestmove e2e4'), go(), /hm/],
+  ['a result that comes early', answer('bestmove e2e4'), (talk) => {
+    talk.send('go infinite');
+    return talk.silence(500);
+  }, /the search still runs/],
+  ['two results', answer('bestmove e2e4', 'bestmove e2e4'), async (talk) => {
+    await talk.go('depth 1');
+    await talk.ready();
+  }, /where none runs/],
+  ['a wrong board', "if (line === 'showboard') say('+---+');", (talk) => talk.board(), /\+---\+---/],
+  ['a wrong count', "say('Perft results for depth: 1  21  Nodes per sec: 1');",
+    (talk) => talk.checkPerft(1), /21/],
+]) {
+  test(`the client notices ${what}`, (t) => assert.rejects(act(impostor(t, code)), message));
+}
+
+test("where text may be on the error stream, a sanitizer's report may not", async (t) => {
+  const settings = { stderrAllowed: /^terminate called/ };
+  await impostor(t, "process.stderr.write('terminate called\\n');", settings).quit();
+  for (const report of ['ThreadSanitizer: data race', 'x.cpp:3:4: runtime error: overflow']) {
+    const talk = impostor(t, `process.stderr.write('terminate called ${report}\\n');`, settings);
+    await assert.rejects(talk.quit(), /text on the error stream/);
   }
+});
 
-  test('a slower build can have fewer rounds', () => {
-    const rounds = (note) =>
-      builds.map((build) => {
-        const { steps } = parseTalk('a.talk', `# name\nrepeat 9 ${note}\nsend uci\ndone\n`, build);
-        return steps[0].rounds.length;
-      });
-    assert.deepEqual(rounds(''), [9, 9, 9]);
-    assert.deepEqual(rounds('(san 4)'), [9, 4, 4]);
-    assert.deepEqual(rounds('(asan 4) (tsan 2)'), [9, 4, 2]);
-  });
+test('lines of a search in any other form are failures', () => {
+  const good = 'info score cp 12 depth 10 seldepth 12 nodes 999 time 3 hashfull 0 pv e2e4 e7e5 ';
+  assert.equal(readSearch([good, 'bestmove e2e4 ponder e7e5']).infos.length, 1);
+  for (const bad of [
+    good.trimEnd(), good.replace('hashfull 0', 'hashfull 1'), `${good} `, ` ${good}`,
+    good.replace('cp 12', 'cp'), good.replace('e7e5', 'e7e9'), `${good}readyok`, '',
+    'info score mate 0 depth 1 nodes 1 time 1 pv e2e4 ', 'info string hello',
+  ]) {
+    assert.throws(() => readSearch([bad, 'bestmove e2e4']), undefined, bad);
+  }
+  assert.throws(() => readSearch([good]), /ends with "bestmove"/);
+  for (const bad of ['bestmove', 'bestmove e2e4 ', 'bestmove e2e4 ponder', 'bestmove (none)']) {
+    assert.throws(() => readSearch([bad]), undefined, bad);
+  }
+  assert.throws(() => readSearch(['bestmove e2e4', good]), /after the result/);
+});
 
-  // What each step must not let pass, told to the real engine.
-  const failures = [
-    ['expect', 'send isready\nexpect 200ms uciok', 3],
-    ['next', 'send uci\nnext uciok', 3],
-    ['bestmove without a go', 'send isready\nbestmove 200ms', 3],
-    ['bestmove with another move', 'send go depth 1\nbestmove a1a1', 3],
-    ['bestmove info', 'send go depth 1\nbestmove info', 3],
-    ['bestmove silent', 'send go depth 11\nbestmove silent', 3],
-    ['board', 'send position startpos moves e2e4\nboard 8/8/8/8/8/8/8/8', 3],
-    ['forbid', 'forbid readyok\nsend isready\nsend uci\nexpect uciok', 5],
-    ['count', 'send isready\nnext readyok\ncount readyok 2', 4],
-    ['exit with another status', 'send quit\nexit 1', 3],
-    ['an answer that nobody reads', 'send isready\nsend quit\nexit 0', 4],
-    ['an answer that nobody reads, at the end', 'send isready', 'end'],
-    ['a step in a loop', 'repeat 2\neach n 1 | 2\nsend isready\nnext readyok{n}\ndone\ndone', 5],
-  ];
-  for (const [what, steps, line] of failures) {
-    test(`${what} fails with its line`, async () => {
-      const talk = parseTalk('a.talk', `# name\n${steps}\n`);
-      await assert.rejects(playTalk(talk), { message: new RegExp(`^a\\.talk:${line}: `) });
-    });
+// The referee's other faults are tested by the games of tools/gauntlet.
+test('the referee sees a clock that runs out, and that a move too many is played', async (t) => {
+  const game = async (code) => {
+    const players = [impostor(t, code), impostor(t, answer('bestmove e7e5'))].map((engine) => ({ engine }));
+    for (const { engine } of players) await engine.ready();
+    return play(players, { base: 20, longest: 2 });
+  };
+  await game(answer('bestmove e2e4'));
+  await assert.rejects(game(onGo("setTimeout(say, 400, 'bestmove e2e4');")), /by time forfeit/);
+  await assert.rejects(game(answer('bestmove a1a1')), /by illegal move/);
+  const twice = game(answer('bestmove e2e4', 'bestmove d2d4'));
+  await assert.rejects(twice, /where none runs/);
+});
+
+test('the watch over a process sees what it holds, and allows the tolerance and no more', () => {
+  const before = readUse(process.pid);
+  const file = fs.openSync('/dev/null');
+  const memory = Buffer.alloc(1 << 26, 1);
+  const after = readUse(process.pid);
+  fs.closeSync(file);
+  assert.equal(after.files, before.files + 1);
+  assert.ok(after.rss > before.rss + memory.length / 2048);
+  const first = { rss: 30000, peak: 31000, threads: 3, files: 4 };
+  checkFlat(first, { ...first, rss: 30000 + tolerance, peak: 31000 + tolerance }, 'at the limit');
+  for (const more of [{ rss: 30001 + tolerance }, { peak: 31001 + tolerance }, { threads: 4 }, { files: 5 }]) {
+    assert.throws(() => checkFlat(first, { ...first, ...more }, 'beyond'));
   }
 });

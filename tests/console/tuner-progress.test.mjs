@@ -9,8 +9,8 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import test from 'node:test';
 
-import { draw, duration, Progress } from '../../tools/tuner-progress.mjs';
-import { sourceDir } from './engine.mjs';
+import { draw, duration, Progress } from '../../dev/tuner-progress.mjs';
+import { sourceDir } from './talk.mjs';
 
 const log = [
   'Lets go',
@@ -77,7 +77,7 @@ test('the program hands the lines on and writes the picture', () => {
   const picture = join(folder, 'picture.svg');
   const input = `${log.join('\n')}\n`;
   const { stdout, status } = spawnSync('node',
-    [join(sourceDir, 'tools/tuner-progress.mjs'), picture, '--log'], { input, encoding: 'utf8' });
+    [join(sourceDir, 'dev/tuner-progress.mjs'), picture, '--log'], { input, encoding: 'utf8' });
   assert.equal(status, 0);
   assert.equal(stdout, input);
   assert.equal(readFileSync(picture, 'utf8'), draw(read(log)));

@@ -10,8 +10,8 @@ set -euo pipefail
 unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
 targets=(linux-x86-64-v2 linux-x86-64-v3 linux-arm64 windows-x86-64)
 
-# Signatures are run and compared by tools/release.
-tools/release --dirty --output "$work/out" "${targets[@]}" > "$work/log" 2>&1 ||
+# Signatures are run and compared by dev/release.
+dev/release --dirty --output "$work/out" "${targets[@]}" > "$work/log" 2>&1 ||
     { cat "$work/log"; exit 1; }
 grep signature "$work/log"
 same "as many signatures as targets" ${#targets[@]} "$(grep -c '^signature' "$work/log")"

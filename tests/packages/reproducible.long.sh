@@ -13,10 +13,10 @@ quietly git clone -q --no-hardlinks . "$work/one"
 quietly git clone -q --no-hardlinks . "$work/a folder of another length/two"
 umask 022
 quietly env TZ=UTC0 LC_ALL=C \
-    "$work/one/tools/release" --no-run --output "$work/first"
+    "$work/one/dev/release" --no-run --output "$work/first"
 umask 077
 quietly env TZ=Pacific/Auckland LC_ALL=C.UTF-8 \
-    "$work/a folder of another length/two/tools/release" --no-run --output "$work/second"
+    "$work/a folder of another length/two/dev/release" --no-run --output "$work/second"
 cat "$work/first/SHA256SUMS"
 same "as many files as there are to make" 6 "$(wc -l < "$work/first/SHA256SUMS")"
 for file in "$work"/first/*; do

@@ -39,7 +39,7 @@ check "threads.mjs wants a depth" ends_with 2 bench/threads.mjs deep
 check "threads.mjs names an engine that isn't there" \
     ends_with 1 env QUILLON_ENGINE=/nowhere/engine bench/threads.mjs
 grep -q '^threads.mjs: cannot start /nowhere/engine' "$work/output" || status=1
-check "flame-graph.sh wants a depth" ends_with 2 tools/flame-graph.sh deep
+check "flame-graph.sh wants a depth" ends_with 2 dev/flame-graph.sh deep
 
 # Eight samples, innermost call first. In the last two `walk` has called itself by way of `step`.
 sample()
@@ -57,7 +57,7 @@ for _ in 1 2 3; do sample '20 scan (/bin/true)' "$main"; done > "$work/samples"
         sample '40 walk (/bin/true)' '50 step (/bin/true)' '40 walk (/bin/true)' "$main"
     done
 } >> "$work/samples"
-node tools/flame-graph.mjs /bin/true "$work/flame.svg" < "$work/samples" > "$work/table"
+node dev/flame-graph.mjs /bin/true "$work/flame.svg" < "$work/samples" > "$work/table"
 cat > "$work/expected" <<'END'
 | `scan` | other | 37.5 % | 50.0 % |
 | `walk` | other | 25.0 % | 25.0 % |
@@ -78,5 +78,5 @@ for box in 'ns::main: 100.0 %|1179.5' 'scan: 50.0 %|589.5' 'walk: 25.0 %|294.5' 
 done
 check "a call within a recursion is not drawn" ends_with 1 grep -q 'step' "$work/flame.svg"
 check "samples of another program are refused" \
-    ends_with 1 node tools/flame-graph.mjs /bin/true "$work/flame.svg" <<< ''
+    ends_with 1 node dev/flame-graph.mjs /bin/true "$work/flame.svg" <<< ''
 exit $status

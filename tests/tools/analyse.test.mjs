@@ -5,62 +5,50 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
-import { fake, file, linesOf, root, run } from './support.mjs';
+import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
 
 const analyse = (args, how) => run('analyse', args, how);
-const engine = (program, ...args) => ['--engine', program, ...args];
+/** Runs it for 10 ms a position on a fake engine. */
+const analyseBy = (program, args, how) =>
+  run('analyse', ['--engine', program, '--time', '10', ...args], how);
 
 /** The cells of a row: name, score, depth, best, line. */
 const cellsOf = (row) => row.trim().split(/\s{2,}/);
+const namesOf = (out) => linesOf(out).map((line) => cellsOf(line)[0]);
 
 test('mates are counted as people do, from the view of White', async () => {
-  const { status, out, err } = await analyse([
-    '--time',
-    '500',
-    '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1', // 1. Ra8#
-    'r5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', // the same for Black
-    '3k4/8/3K4/8/8/8/8/R7 b - - 0 1', // 1... Ke8 2. Rf1 Kd8 3. Rf8#, or 1... Kc8 2. Rb1
-    '3K4/8/3k4/8/8/8/8/r7 w - - 0 1',
-    '7k/8/5KQ1/8/8/8/8/8 b - - 0 1', // stalemate
-    '7k/6Q1/5K2/8/8/8/8/8 b - - 0 1', // checkmate
-    '8/8/4k3/8/8/3NK3/8/8 w - - 0 1',
-  ]);
-  assert.equal(err, '');
-  assert.equal(status, 0);
-  const [head, ...rows] = linesOf(out);
-  assert.deepEqual(cellsOf(head), ['position', 'score', 'depth', 'best', 'line']);
-  assert.deepEqual(
-    rows.map((row) => cellsOf(row)[1]),
-    ['#1', '#-1', '#2', '#-2', '0.00', '1-0', '0.00'],
-  );
-  assert.equal(cellsOf(rows[0])[3], 'Ra8#');
-  assert.equal(cellsOf(rows[0])[4], '1. Ra8#');
-  assert.deepEqual(
-    rows.slice(4).map((row) => cellsOf(row)[4]),
-    ['stalemate', 'checkmate', 'insufficient material'],
-  );
+  const rows = [
+    ['6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1', '#1', '1. Ra8#'],
+    ['r5k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', '#-1', '1... Ra1#'],
+    ['3k4/8/3K4/8/8/8/8/R7 b - - 0 1', '#2'], // 1... Ke8 2. Rf1 Kd8 3. Rf8#, or 1... Kc8 2. Rb1
+    ['3K4/8/3k4/8/8/8/8/r7 w - - 0 1', '#-2'],
+    ['7k/8/5KQ1/8/8/8/8/8 b - - 0 1', '0.00', 'stalemate'],
+    ['7k/6Q1/5K2/8/8/8/8/8 b - - 0 1', '1-0', 'checkmate'],
+    ['8/8/4k3/8/8/3NK3/8/8 w - - 0 1', '0.00', 'insufficient material'],
+  ];
+  const { status, out, err } = await analyse(['--time', '500', ...rows.map(([fen]) => fen)]);
+  assert.deepEqual([status, err], [0, '']);
+  const [head, ...lines] = linesOf(out).map(cellsOf);
+  assert.deepEqual(head, ['position', 'score', 'depth', 'best', 'line']);
+  for (const [i, [fen, score, line]] of rows.entries()) {
+    assert.equal(lines[i][1], score, fen);
+    if (line) assert.equal(lines[i][4], line);
+  }
 });
 
-test('a search without a score still gives its move', async () => {
-  const { status, out } = await analyse(['--depth', '3', 'startpos']);
-  assert.equal(status, 0);
-  const [, score, depth, best, line] = cellsOf(linesOf(out)[1]);
+test('a search without a score still gives its move; an only move is searched as well', async () => {
+  const shallow = await analyse(['--depth', '3', 'startpos']);
+  assert.equal(shallow.status, 0);
+  const [, score, depth, best, line] = cellsOf(linesOf(shallow.out)[1]);
   assert.deepEqual([score, depth, line.split(' ').slice(0, 2)], ['?', '-', ['1.', best]]);
-});
-
-test('an only move is searched as well', async () => {
   // Kxb2 is the only move, and leaves a pawn that the king doesn't catch.
   const { out } = await analyse(['--depth', '10', '7k/p7/8/8/8/8/1r6/K7 w - - 0 1']);
-  const [, score, , best] = cellsOf(linesOf(out)[1]);
-  assert.equal(best, 'Kxb2');
-  assert.match(score, /^[-+#]?\d/);
+  const [, worth, , only] = cellsOf(linesOf(out)[1]);
+  assert.equal(only, 'Kxb2');
+  assert.match(worth, /^[-+#]?\d/);
 });
 
-const foolsMate = `[White "Fool"]
-[Black "Scholar"]
-
-1. f3 e5 2. g4 Qh4# 0-1
-`;
+const foolsMate = '[White "Fool"]\n[Black "Scholar"]\n\n1. f3 e5 2. g4 Qh4# 0-1\n';
 
 test('a game has a row for each position, its blunder named and drawn', async () => {
   const svg = file('fool.svg');
@@ -69,14 +57,11 @@ test('a game has a row for each position, its blunder named and drawn', async ()
   assert.deepEqual([status, err], [0, '']);
   const lines = linesOf(out);
   assert.equal(lines[0], 'Fool - Scholar');
-  assert.deepEqual(
-    lines.slice(2, 7).map((row) => cellsOf(row)[0]),
-    ['1. f3', '1... e5', '2. g4', '2... Qh4#', 'end'],
-  );
+  assert.deepEqual(namesOf(out).slice(2, 7), ['1. f3', '1... e5', '2. g4', '2... Qh4#', 'end']);
   assert.deepEqual(cellsOf(lines[5]).slice(1, 4), ['#-1', '1', 'Qh4#']);
   assert.deepEqual(cellsOf(lines[6]).slice(1), ['0-1', '-', '-', 'checkmate']);
   assert.match(lines.slice(7).join('\n'), /^ {2}2\. g4\?\? \(-\d\.\d\d -> #-1; better 2\. \w+\)$/m);
-  const picture = fs.readFileSync(svg, 'utf8');
+  const picture = read(svg);
   assert.match(picture, /^<svg xmlns="http:\/\/www\.w3\.org\/2000\/svg" /);
   assert.match(picture, />2\. g4\?\?</);
   assert.match(picture, />Fool - Scholar</);
@@ -86,23 +71,18 @@ test('a game has a row for each position, its blunder named and drawn', async ()
 });
 
 test('games, records and positions are read from standard input', async () => {
-  const first = (out) => cellsOf(linesOf(out)[1])[0];
-  const slow = engine(fake('plain'), '--time', '10', '-');
-  const game = await analyse(slow, { input: foolsMate });
-  assert.equal(linesOf(game.out)[0], 'Fool - Scholar');
-  const record = await analyse(slow, { input: '4k3/8/8/8/8/8/8/R3K3 w - - id "rook";' });
-  assert.equal(first(record.out), 'rook');
-  const nothing = await analyse(slow, { input: '' });
-  assert.deepEqual(
-    [nothing.status, nothing.err],
-    [1, 'analyse: standard input: there is nothing in it\n'],
-  );
+  for (const [input, first] of [
+    [foolsMate, 'Fool - Scholar'],
+    ['4k3/8/8/8/8/8/8/R3K3 w - - id "rook";', 'position'],
+    ['startpos\n', 'position'],
+  ]) {
+    const { out } = await analyseBy(fake(), ['-'], { input });
+    assert.equal(namesOf(out)[0], first);
+  }
 });
 
 test('--json gives an object for each position and each game', async () => {
-  const { status, out } = await analyse(engine(fake('plain'), '--time', '10', '--json', '-'), {
-    input: '1. e4 e5 *',
-  });
+  const { status, out } = await analyseBy(fake(), ['--json', '-'], { input: '1. e4 e5 *' });
   assert.equal(status, 0);
   const [before, middle, last, game] = linesOf(out).map((line) => JSON.parse(line));
   assert.equal(before.played, 'e4');
@@ -111,46 +91,27 @@ test('--json gives an object for each position and each game', async () => {
   assert.deepEqual(game, { input: 'White - Black', result: '*', swings: [] });
 });
 
-test('several games have a picture each', async () => {
-  const svg = file('two.svg');
-  const { status, out } = await analyse(engine(fake('plain'), '--time', '10', '--svg', svg, '-'), {
-    input: '1. e4 *\n\n1. d4 d5 *',
-  });
-  assert.equal(status, 0);
+test('several games have a picture each; an illegal move ends its game only, and is told', async () => {
+  const input = '1. e4 e5 2. Ke3 *\n\n1. d4 *';
+  const { status, out, err } = await analyseBy(fake(), ['--svg', file('two.svg'), '-'], { input });
+  assert.equal(status, 1);
+  assert.equal(err, 'analyse: standard input: game 1: 2. Ke3 is not a legal move\n');
+  const names = namesOf(out).filter((name) => /^(\d|end)/.test(name));
+  assert.deepEqual(names, ['1. e4', '1... e5', 'end', '1. d4', 'end']);
   assert.match(out, /White - Black \(game 2 of 2\)/);
   assert.ok(fs.existsSync(file('two-1.svg')) && fs.existsSync(file('two-2.svg')));
 });
 
-test('an illegal move ends its game only, and is told', async () => {
-  const { status, out, err } = await analyse(engine(fake('plain'), '--time', '10', '-'), {
-    input: '1. e4 e5 2. Ke3 *\n\n1. d4 *',
-  });
-  assert.equal(status, 1);
-  assert.equal(err, 'analyse: standard input: game 1: 2. Ke3 is not a legal move\n');
-  const names = linesOf(out).map((line) => cellsOf(line)[0]);
-  assert.deepEqual(
-    names.filter((name) => /^(\d|end)/.test(name)),
-    ['1. e4', '1... e5', 'end', '1. d4', 'end'],
-  );
-});
-
 test('when the engine dies, what was found stays, and is drawn', async () => {
   const svg = file('dies.svg');
-  const { status, out, err } = await analyse(
-    engine(fake('dies', '3'), '--time', '10', '--svg', svg, file('dies.pgn', foolsMate)),
-  );
+  const pgn = file('dies.pgn', foolsMate);
+  const { status, out, err } = await analyseBy(fake('dies', 3), ['--svg', svg, pgn]);
   assert.equal(status, 1);
   assert.equal(err, 'analyse: Fake 1.0 has ended with status 3 (Fool - Scholar, 2. g4)\n');
-  const names = linesOf(out).map((line) => cellsOf(line)[0]);
+  const names = namesOf(out);
   assert.deepEqual(names.slice(2, 4), ['1. f3', '1... e5']);
   assert.ok(!names.includes('2. g4'));
-  assert.match(fs.readFileSync(svg, 'utf8'), /class="line"/);
-});
-
-test('an engine that writes rubbish is told so', async () => {
-  const { status, err } = await analyse(engine(fake('rubbish'), '--time', '10', 'startpos'));
-  assert.equal(status, 1);
-  assert.equal(err, 'analyse: Fake 1.0 answers "e9e9", which is no legal move (positions, 1)\n');
+  assert.match(read(svg), /class="line"/);
 });
 
 // A terminal interrupts the engine as well, a script may interrupt the tool alone.
@@ -162,88 +123,61 @@ for (const [name, target] of [
     const svg = file(`${name}.svg`);
     let isSent = false;
     const args = ['--time', '60000', '--svg', svg, file('long.pgn', foolsMate)];
-    const { status, out, err } = await analyse(engine(fake('waits', '3'), ...args), {
+    const { status, out, err } = await analyseBy(fake('waits', 3), args, {
       each(text, child) {
         if (isSent || !text.includes('1... e5')) return;
         isSent = true;
         process.kill(target(child), 'SIGINT');
       },
     });
-    assert.equal(status, 130);
-    assert.equal(err, 'analyse: interrupted\n');
+    assert.deepEqual([status, err], [130, 'analyse: interrupted\n']);
     assert.match(out, /1\. f3[^]*1\.\.\. e5/);
     assert.doesNotMatch(out, /^2\. g4/m);
-    assert.match(fs.readFileSync(svg, 'utf8'), /class="line"/);
+    assert.match(read(svg), /class="line"/);
   });
 }
 
 test('a reader that has seen enough is no error', async () => {
-  const { status, err } = await analyse(
-    engine(fake('plain'), '--time', '10', file('pipe.pgn', foolsMate)),
-    {
-      each: (out, child) => child.stdout.destroy(),
-    },
-  );
+  const { status, err } = await analyseBy(fake(), [file('pipe.pgn', foolsMate)], {
+    each: (out, child) => child.stdout.destroy(),
+  });
   assert.deepEqual([status, err], [0, '']);
 });
 
 test('wrong use gets one line and status 2, missing things one line and status 1', async () => {
   const records = file('one.epd', '4k3/8/8/8/8/8/8/R3K3 w - -\n');
   const cases = [
-    [[], 2, /^analyse: please give a position or a file/],
-    [['--nonsense'], 2, /^analyse: Unknown option '--nonsense'$/m],
-    [['--time', 'long', 'startpos'], 2, /^analyse: --time takes a whole number from 1/],
+    [[], 2, /please give a position or a file/],
+    [['--nonsense'], 2, / Unknown option '--nonsense'$/m],
+    [['--time', 'long', 'startpos'], 2, /--time takes a whole number from 1/],
     [['--time', '5', '--depth', '5', 'startpos'], 2, /exclude each other/],
-    [['--as', 'txt', 'startpos'], 2, /^analyse: --as takes "epd" or "pgn", not "txt"/],
-    [['--svg', 'x.svg', records], 2, /^analyse: --svg takes a game, not positions/],
-    [
-      ['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'],
-      2,
-      /^analyse: please put the whole position in quotes/,
-    ],
-    [['/nowhere.pgn'], 1, /^analyse: \/nowhere\.pgn: neither a file nor a position/],
-    [['docs'], 1, /^analyse: docs: it is a folder/],
+    [['--as', 'txt', 'startpos'], 2, /--as takes "epd" or "pgn", not "txt"/],
+    [['--svg', 'x.svg', records], 2, /--svg takes a game, not positions/],
+    [['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'], 2, /please put the whole position in quotes/],
+    [['/nowhere.pgn'], 1, /\/nowhere\.pgn: neither a file nor a position/],
+    [['docs'], 1, /docs: is a folder/],
     [['8/8/8/8/8/8/8/8 w - - 0 1'], 1, /is not a position: missing white king/],
     [[file('empty.pgn', '\n')], 1, /empty\.pgn: there is nothing in it/],
     [['--hash', '99999', 'startpos'], 1, /takes Hash from 1 to 32768, not 99999/],
-    [['--engine', '/nowhere/engine', 'startpos'], 1, /^analyse: cannot start \/nowhere\/engine/],
+    [['--engine', '/nowhere/engine', 'startpos'], 1, /cannot start \/nowhere\/engine/],
     [['--svg', '/nowhere/x.svg', file('a.pgn', foolsMate)], 1, /no such folder/],
   ];
-  await Promise.all(
-    cases.map(async ([args, expected, message]) => {
-      const { status, out, err } = await analyse(args);
-      assert.equal(status, expected, err);
-      assert.match(err, message);
-      assert.equal(linesOf(err).length, 1, err);
-      assert.equal(out, '');
-    }),
-  );
-  const help = await analyse(['--help']);
-  assert.equal(help.status, 0);
-  assert.match(help.out, /^usage: tools\/analyse/);
+  await checkUse(cases.map((row) => ['analyse', ...row]));
+  const rubbish = await analyseBy(fake('rubbish'), ['startpos']);
+  const message = 'Fake 1.0 answers "e9e9", which is not a legal move (positions, 1)';
+  assert.deepEqual([rubbish.status, rubbish.err], [1, `analyse: ${message}\n`]);
 });
 
 test('the engine of the environment is used unless one is named', async () => {
-  const { out } = await analyse(['--time', '10', '--json', 'startpos'], {
-    env: { QUILLON_ENGINE: fake('plain') },
-  });
+  const env = { QUILLON_ENGINE: fake() };
+  const { out } = await analyse(['--time', '10', '--json', 'startpos'], { env });
   assert.deepEqual(JSON.parse(out).score, { cp: 10 });
 });
 
 test('without its package each tool tells how to get it', async () => {
-  const copy = file('tools');
-  const lib = path.join(copy, 'lib');
-  fs.mkdirSync(lib, { recursive: true });
-  const from = path.join(root, 'tools');
-  for (const name of fs.readdirSync(path.join(from, 'lib'))) {
-    fs.copyFileSync(path.join(from, 'lib', name), path.join(lib, name));
-  }
-  for (const tool of ['analyse', 'suite', 'make-suite']) {
-    fs.copyFileSync(path.join(from, tool), path.join(copy, tool));
-    const { status, err } = await run(path.relative(from, path.join(copy, tool)), ['x']);
-    assert.deepEqual(
-      [status, err],
-      [1, `${tool}: chess.js is missing; please run "npm ci" in the folder tools\n`],
-    );
+  fs.cpSync(path.join(root, 'tools'), file('tools'), { recursive: true });
+  for (const tool of ['analyse', 'suite', 'make-suite', 'gauntlet']) {
+    const { status, err } = await run(path.relative(path.join(root, 'tools'), file(`tools/${tool}`)), ['x']);
+    assert.deepEqual([status, err], [1, `${tool}: chess.js is missing; please run "npm ci"\n`]);
   }
 });

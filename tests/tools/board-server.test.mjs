@@ -7,19 +7,14 @@ import assert from 'node:assert/strict';
 import { execFile, spawn } from 'node:child_process';
 import fs from 'node:fs';
 import http from 'node:http';
-import { createRequire } from 'node:module';
-import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { fileURLToPath } from 'node:url';
+import { WebSocket } from 'ws';
+import { startFen } from '../../tools/lib/chess.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
+import { enginePath as engine, folder, root } from './support.mjs';
 
-const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
-const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const tool = path.join(root, 'tools', 'board');
-const { WebSocket } = createRequire(path.join(root, 'tools', 'package.json'))('ws');
-const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-board-'));
 
 /** A UCI engine of a few lines: answers "go" with e2e4 unless it is told to end or to hang. */
 function fakeEngine(name, onGo) {
@@ -61,7 +56,6 @@ const { port } = new URL(board.url);
 
 test.after(async () => {
   await Promise.all(boards.map((one) => one.close()));
-  fs.rmSync(folder, { recursive: true });
 });
 
 /** A request as it stands; `path` isn't tidied up. Resolves with { status, headers, text }. */
@@ -184,21 +178,21 @@ test('it can be reached by its own names only', async () => {
 });
 
 test('only the files of the page are given out', async () => {
-  for (const name of ['/page/web/page.mjs', '/node_modules/chess.js/dist/esm/chess.js?x=1']) {
+  for (const name of ['/tools/page/web/page.mjs', '/node_modules/chess.js/dist/esm/chess.js?x=1']) {
     assert.equal((await ask(name)).status, 200, name);
   }
   for (const name of [
     '/../package.json',
-    '/page/web/../server.mjs',
-    '/page/web/%2e%2e/server.mjs',
-    '/page/web/..%2fserver.mjs',
-    '/page/server.mjs',
-    '/page/web/',
+    '/tools/page/web/../server.mjs',
+    '/tools/page/web/%2e%2e/server.mjs',
+    '/tools/page/web/..%2fserver.mjs',
+    '/tools/page/server.mjs',
+    '/tools/page/web/',
     '/package.json',
     '//etc/passwd',
     '/node_modules/playwright-core/package.json',
     '/constructor',
-    '/page/web/page.mjs%00',
+    '/tools/page/web/page.mjs%00',
   ]) {
     assert.equal((await ask(name)).status, 404, name);
   }
@@ -469,24 +463,22 @@ test('--open calls the browser, and says where to go when there is none', async 
 });
 
 test('without the libraries it says how to get them', async () => {
-  const bare = path.join(folder, 'tools');
-  for (const name of ['board', 'lib', 'page', 'package.json']) {
-    fs.cpSync(path.join(root, 'tools', name), path.join(bare, name), { recursive: true });
-  }
+  const bare = path.join(folder, 'bare');
+  fs.cpSync(path.join(root, 'tools'), path.join(bare, 'tools'), { recursive: true });
   const complain = () =>
     new Promise((resolve) => {
       const args = ['--engine', quick.file, '--port', '0'];
-      execFile(path.join(bare, 'board'), args, { timeout: 20000 }, (error, out, text) =>
+      execFile(path.join(bare, 'tools', 'board'), args, { timeout: 20000 }, (error, out, text) =>
         resolve(text),
       );
     });
   const libraries = path.join(bare, 'node_modules');
   fs.mkdirSync(libraries);
   for (const name of ['chess.js', 'cm-chessboard', 'ws']) {
-    const place = `tools/node_modules/${name}`;
+    const place = `node_modules/${name}`;
     const err = await complain();
     assert.ok(err.startsWith(`board: ${place}`), err);
-    assert.match(err, /^\S+ \S+ is missing; run "npm ci" in tools\n$/);
+    assert.match(err, /^\S+ \S+ is missing; please run "npm ci"\n$/);
     fs.symlinkSync(path.join(root, place), path.join(libraries, name));
   }
 });

@@ -8,13 +8,11 @@ import fs from 'node:fs';
 import path from 'node:path';
 import readline from 'node:readline';
 import test from 'node:test';
-import { fileURLToPath } from 'node:url';
-import { chromium } from '../../tools/node_modules/playwright-core/index.mjs';
-import { Chess } from '../../tools/node_modules/chess.js/dist/esm/chess.js';
+import { chromium } from 'playwright-core';
+import { Chess } from '../../tools/lib/chess.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
+import { enginePath as engine, root } from './support.mjs';
 
-const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
-const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const executablePath = '/usr/bin/chromium';
 // The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
 // and loses at once.

@@ -6,27 +6,21 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import fs from 'node:fs';
-import { createRequire } from 'node:module';
-import os from 'node:os';
 import path from 'node:path';
 import readline from 'node:readline';
 import test from 'node:test';
-import { fileURLToPath } from 'node:url';
+import { Chess } from '../../tools/lib/chess.mjs';
+import { enginePath, file, folder } from './support.mjs';
 
-const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
-const enginePath = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 // Milliseconds; a game takes half a minute.
 const patience = 300000;
-const { Chess } = createRequire(path.join(root, 'tools', 'package.json'))('chess.js');
 
-for (const [file, debianPackage] of [
+for (const [program, debianPackage] of [
   ['/usr/bin/Xvfb', 'xvfb'],
   ['/usr/games/xboard', 'xboard'],
   ['/usr/games/polyglot', 'polyglot'],
 ]) {
-  if (!fs.existsSync(file)) {
-    throw new Error(`${file} not found: install the Debian package "${debianPackage}"`);
-  }
+  assert.ok(fs.existsSync(program), `please install the Debian package ${debianPackage}`);
 }
 
 /** Ends a program that was started as the first of its group, and those that it has started. */
@@ -39,8 +33,7 @@ function end(child) {
 }
 
 test('Quillon plays itself in xboard, by legal moves and in time', async () => {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-xboard-'));
-  fs.symlinkSync(path.resolve(enginePath), path.join(folder, 'quillon'));
+  fs.symlinkSync(path.resolve(enginePath), file('quillon'));
   const children = [];
   try {
     // The server finds a free number for its display and writes it to the first output.
@@ -57,7 +50,7 @@ test('Quillon plays itself in xboard, by legal moves and in time', async () => {
       HOME: folder,
       PATH: `${folder}:/usr/games:${process.env.PATH}`,
     };
-    const games = path.join(folder, 'games.pgn');
+    const games = file('games.pgn');
     const xboard = spawn(
       '/usr/games/xboard',
       [
@@ -88,6 +81,5 @@ test('Quillon plays itself in xboard, by legal moves and in time', async () => {
     else assert.ok(chess.isDraw(), text);
   } finally {
     children.forEach(end);
-    fs.rmSync(folder, { recursive: true });
   }
 });

@@ -6,7 +6,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { clone, root, run, shortened } from './docs-commands.mjs';
+import { clone, root, run, shortened } from '../../dev/docs-commands.mjs';
 
 test('the commands of the documents work in a fresh clone', async (t) => {
   const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-clone-'));

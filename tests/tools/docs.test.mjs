@@ -8,7 +8,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { commandsOf, documents, quick, root, rows, run, shortened } from './docs-commands.mjs';
+import { commandsOf, documents, quick, root, rows, run, shortened } from '../../dev/docs-commands.mjs';
 
 const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');

@@ -3,48 +3,28 @@
 // gauntlet goes on where it has stopped.
 
 import assert from 'node:assert/strict';
-import { execFile } from 'node:child_process';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { fileURLToPath } from 'node:url';
 import { eloOf, evaluateMatch } from '../../tools/lib/elo.mjs';
+import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
 
-const here = path.dirname(fileURLToPath(import.meta.url));
-const root = path.resolve(here, '..', '..');
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-gauntlet-'));
-test.after(() => fs.rmSync(folder, { recursive: true }));
-
-/** Runs a tool and returns { status, out, err }. */
-function run(tool, ...args) {
-  return new Promise((resolve) => {
-    execFile(path.join(root, 'tools', tool), args, { cwd: root }, (error, out, err) => {
-      resolve({ status: error ? error.code : 0, out, err });
-    });
-  });
-}
-
-const fake = (manner) =>
-  `${process.execPath},name=${manner},args=${path.join(here, 'fake-player.mjs')} ${manner}`;
-
-function write(name, text) {
-  const file = path.join(folder, name);
-  fs.writeFileSync(file, text);
-  return file;
-}
+const fakeNamed = (name, ...manner) => `${fake(...manner)},name=${name}`;
 
 // White and Black both mate at once if it is their turn; White begins, so White wins.
-const mateInOne = write('mate.epd', '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - id "back rank";\n');
-const start = write('start.epd', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -\n');
+const mateInOne = file('mate.epd', '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - id "back rank";\n');
+const start = file('start.epd', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -\n');
 // A king and a knight are no mating material.
-const bare = write('bare.epd', '8/8/4k3/8/8/3NK3/8/8 w - -\n');
+const bare = file('bare.epd', '8/8/4k3/8/8/3NK3/8/8 w - -\n');
 
-async function gauntlet(name, opponent, ...args) {
-  const pgn = path.join(folder, `${name}.pgn`);
-  const result = await run('gauntlet', '--engine', fake('mate'), '--opponent', opponent, '--pgn', pgn,
-    '--time', '1+0', ...args);
-  return { ...result, pgn, row: result.out.trim().split('\n').at(-1).split('|').map((s) => s.trim()) };
+/** Runs a gauntlet; row: the cells of the last row of its table. */
+async function gauntlet(name, opponent, games, openings) {
+  const pgn = file(`${name}.pgn`);
+  const args = ['--engine', fakeNamed('mate'), '--opponent', opponent, '--pgn', pgn];
+  const limits = ['--time', '1+0', '--games', String(games), '--openings', openings];
+  const result = await run('gauntlet', [...args, ...limits]);
+  const row = linesOf(result.out).at(-1).split('|').map((cell) => cell.trim());
+  return { ...result, row, text: read(pgn) };
 }
 
 test('Elo differences are those of the logistic curve', () => {
@@ -62,114 +42,92 @@ test('the error comes from pairs: mean 0.6875, standard error 0.11968 by hand', 
   assert.equal(match.score, 0.6875);
   assert.ok(Math.abs(match.low + 32.8) < 0.1, String(match.low));
   assert.ok(Math.abs(match.high - 429.2) < 0.1, String(match.high));
-});
-
-test('openings that decide every game leave no doubt about equal strength', () => {
-  const match = evaluateMatch([[1, 0], [0, 1], [1, 0]]);
-  assert.deepEqual([match.elo, match.low, match.high].map(Math.round), [0, 0, 0]);
+  // Openings that decide every game leave no doubt about equal strength.
+  const even = evaluateMatch([[1, 0], [0, 1], [1, 0]]);
+  assert.deepEqual([even.elo, even.low, even.high].map(Math.round), [0, 0, 0]);
 });
 
 test('a game that has no partner yet counts for the score and not for the error', () => {
   const match = evaluateMatch([[1, 0], [0, 1], [1]]);
-  assert.equal(match.games, 5);
-  assert.equal(match.score, 0.6);
+  assert.deepEqual([match.games, match.score], [5, 0.6]);
   assert.deepEqual(match.pentanomial, [0, 0, 2, 0, 0]);
 });
 
 test('White mates from the opening, so that each side of a pair wins once', async () => {
-  const { status, row, pgn } = await gauntlet('mates', fake('mate two'), '--games', '2',
-    '--openings', mateInOne);
+  const { status, row, text } = await gauntlet('mates', fakeNamed('mate two'), 2, mateInOne);
   assert.equal(status, 0);
   assert.deepEqual(row.slice(1, 7), ['mate two', '2', '1', '0', '1', '50.0 %']);
   assert.equal(row[8], '0, 0, 1, 0, 0');
-  const text = fs.readFileSync(pgn, 'utf8');
   assert.match(text, /\[White "mate"\]\n\[Black "mate two"\]\n\[Result "1-0"\]/);
   assert.match(text, /\[White "mate two"\]\n\[Black "mate"\]\n\[Result "1-0"\]/);
   assert.match(text, /\[FEN "6k1\/5ppp\/8\/8\/8\/8\/5PPP\/R5K1 w - - 0 1"\]/);
   assert.match(text, /\[Termination "checkmate"\]/);
-  assert.match(text, /1\. Ra8# \{\+0\.12\/3 0\.\d+s\} 1-0/);
-});
-
-test('a position without mating material is a draw at once', async () => {
-  const { row, pgn } = await gauntlet('bare', fake('other'), '--games', '2', '--openings', bare);
-  assert.deepEqual(row.slice(2, 6), ['2', '0', '2', '0']);
-  assert.match(fs.readFileSync(pgn, 'utf8'), /\[Termination "insufficient material"\]/);
+  assert.match(text, /1\. Ra8# \{\+0\.10\/12 0\.\d+s\} 1-0/);
 });
 
 for (const [fault, ending] of [
   ['illegal', 'illegal move'],
-  ['crash', 'engine has ended'],
+  ['dies', 'engine has ended'],
   ['late', 'time forfeit'],
+  ['waits', 'engine does not answer'],
 ]) {
   test(`an opponent loses by its fault, and the fault is counted: ${ending}`, async () => {
-    const { status, row, pgn } = await gauntlet(fault, fake(fault), '--games', '2', '--openings', start);
+    const { status, row, text } = await gauntlet(fault, fakeNamed(fault, fault, 3), 2, start);
     assert.equal(status, 0);
     assert.deepEqual(row.slice(2, 6), ['2', '2', '0', '0']);
     assert.deepEqual(row.slice(9, 11), ['0', '2']);
-    const endings = fs.readFileSync(pgn, 'utf8').match(/\[Termination ".*"\]/g);
-    assert.deepEqual(endings, Array(2).fill(`[Termination "${ending}"]`));
+    assert.equal(text.split(`[Termination "${ending}"]`).length, 3);
   });
 }
 
 test('a gauntlet goes on where its file of games ends, and plays nothing twice', async () => {
-  const first = await gauntlet('resumed', fake('other'), '--games', '1', '--openings', bare);
-  assert.equal(first.row[2], '1');
-  const second = await gauntlet('resumed', fake('other'), '--games', '3', '--openings', bare);
-  assert.equal(second.row[2], '3');
-  const rounds = fs.readFileSync(second.pgn, 'utf8').match(/\[Round ".*"\]/g);
-  assert.deepEqual(rounds, ['[Round "1"]', '[Round "2"]', '[Round "3"]']);
+  const first = await gauntlet('resumed', fakeNamed('other'), 1, bare);
+  assert.deepEqual(first.row.slice(2, 6), ['1', '0', '1', '0']);
+  const { row, text } = await gauntlet('resumed', fakeNamed('other'), 3, bare);
+  assert.deepEqual(row.slice(2, 6), ['3', '0', '3', '0']);
+  const tags = text.match(/\[(Round|Termination) ".*"\]/g);
+  const end = '[Termination "insufficient material"]';
+  assert.deepEqual(tags, ['[Round "1"]', end, '[Round "2"]', end, '[Round "3"]', end]);
 });
 
 test('wrong use and missing files get one line and a status', async () => {
-  const opponent = ['--opponent', fake('other')];
-  const pgn = ['--pgn', path.join(folder, 'none.pgn')];
-  const cases = [
-    [[], 2, /^gauntlet: please name an opponent/],
-    [[...opponent], 2, /^gauntlet: please name a file/],
-    [[...opponent, ...pgn, '--games', 'many'], 2, /^gauntlet: --games takes a whole number/],
-    [[...opponent, ...pgn, '--time', '2'], 2, /^gauntlet: --time takes seconds/],
-    [[...opponent, '--pgn', '/nowhere/games.pgn'], 1, /^gauntlet: cannot write .*no such folder/],
-    [[...opponent, ...pgn, 'more'], 2, /^gauntlet: what is "more"\?/],
-    [[...opponent, ...pgn, '--nonsense'], 2, /^gauntlet: Unknown option '--nonsense'/],
-    [[...opponent, ...pgn, '--openings', '/nowhere.epd'], 1, /^gauntlet: \/nowhere\.epd: there is no such file/],
-    [['--opponent', '/nowhere/engine', ...pgn], 1, /^gauntlet: cannot start \/nowhere\/engine/],
-    [['--opponent', `${fake('other')},Book=x`, ...pgn], 1, /^gauntlet: fake other has no option Book/],
-  ];
-  for (const [args, status, message] of cases) {
-    const result = await run('gauntlet', '--engine', fake('mate'), ...args);
-    assert.equal(result.status, status, result.err);
-    assert.match(result.err, message);
-    assert.equal(result.err.trim().split('\n').length, 1, result.err);
-  }
-  assert.ok(!fs.existsSync(path.join(folder, 'none.pgn')));
+  const opponent = ['--opponent', fakeNamed('other')];
+  const pgn = ['--pgn', file('none.pgn')];
+  const both = [...opponent, ...pgn];
+  await checkUse([
+    ['gauntlet', [], 2, /please name an opponent/],
+    ['gauntlet', [...opponent], 2, /please name a file/],
+    ['gauntlet', [...both, '--games', 'many'], 2, /--games takes a whole number/],
+    ['gauntlet', [...both, '--time', '2'], 2, /--time takes seconds/],
+    ['gauntlet', [...opponent, '--pgn', '/nowhere/games.pgn'], 1, /cannot write .*no such folder/],
+    ['gauntlet', [...both, 'more'], 2, /what is "more"\?/],
+    ['gauntlet', [...both, '--nonsense'], 2, /Unknown option '--nonsense'/],
+    ['gauntlet', [...both, '--openings', '/nowhere.epd'], 1, / \/nowhere\.epd: no such file/],
+    ['gauntlet', ['--opponent', '/nowhere/engine', ...pgn], 1, /cannot start \/nowhere\/engine/],
+    ['gauntlet', ['--opponent', `${fakeNamed('other')},Book=x`, ...pgn], 1, /has no option Book/],
+    ['openings', [], 2, /please name a judge/],
+    ['openings', ['--judge', '/nowhere/engine'], 1, /cannot start \/nowhere\/engine/],
+    ['openings', ['--judge', fake(), '--limit', '9', '--count', '1'], 1, /only 0 of 1 openings/],
+  ]);
+  assert.ok(!fs.existsSync(file('none.pgn')));
 });
 
-test('openings need a judge that runs, and draw the same moves from the same seed', async () => {
-  assert.match((await run('openings', '--help')).out, /^usage: tools\/openings/);
-  assert.equal((await run('openings')).status, 2);
-  const missing = await run('openings', '--judge', '/nowhere/engine');
-  assert.equal(missing.status, 1);
-  assert.match(missing.err, /^openings: cannot start \/nowhere\/engine/);
-  // The fake finds everything even at 12 centipawns, which is printed.
-  const judge = write('judge', `#!/bin/sh\nexec ${process.execPath} ${here}/fake-player.mjs judge\n`);
-  fs.chmodSync(judge, 0o755);
-  const draw = (seed, limit, count = '5') =>
-    run('openings', '--judge', judge, '--count', count, '--seed', seed, '--limit', limit);
-  const [one, again, other] = [await draw('1', '12'), await draw('1', '12'), await draw('2', '12')];
-  const lines = one.out.trim().split('\n');
+test('openings are different, and the same seed draws the same moves', async () => {
+  // The fake finds everything even at 10 centipawns, which is printed.
+  const draw = async (seed) => {
+    const args = ['--judge', fake(), '--count', '5', '--seed', seed, '--limit', '10'];
+    return linesOf((await run('openings', args)).out);
+  };
+  const lines = await draw('1');
   assert.equal(new Set(lines).size, 5);
-  for (const line of lines) assert.match(line, / w [KQkq-]+ [a-h36-]+ ce 12;$/);
-  assert.equal(one.out, again.out);
-  assert.notEqual(one.out, other.out);
-  const none = await draw('1', '11', '1');
-  assert.equal(none.status, 1);
-  assert.equal(none.err, 'openings: only 0 of 1 openings are balanced\n');
+  for (const line of lines) assert.match(line, / w [KQkq-]+ [a-h36-]+ ce 10;$/);
+  assert.deepEqual(await draw('1'), lines);
+  assert.notDeepEqual(await draw('2'), lines);
 });
 
 test('the openings of the matches are 250 different positions that stand evenly', () => {
-  const lines = fs.readFileSync(path.join(root, 'data', 'openings.epd'), 'utf8').trim().split('\n');
-  const keys = lines.map((line) => line.split(' ').slice(0, 4).join(' '));
-  assert.equal(new Set(keys).size, 250);
+  const lines = linesOf(read(path.join(root, 'data', 'openings.epd')));
+  assert.equal(new Set(lines.map((line) => line.split(' ').slice(0, 4).join(' '))).size, 250);
   for (const line of lines) {
     assert.match(line, / w [KQkq-]+ [a-h36-]+ ce -?\d+;$/);
     assert.ok(Math.abs(Number(line.match(/ce (-?\d+);/)[1])) <= 40, line);

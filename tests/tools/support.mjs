@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the tools for analysis share: a folder for their files, running a tool, and
-// engines that misbehave.
+// What the tests of the tools share: a folder for their files, running a tool, and engines that
+// misbehave.
 
+import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
-import { createRequire } from 'node:module';
 import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
@@ -12,16 +12,19 @@ import { fileURLToPath } from 'node:url';
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 export const root = path.resolve(here, '..', '..');
-export const { Chess } = createRequire(path.join(root, 'tools', 'package.json'))('chess.js');
-const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-tools-'));
+export const enginePath =
+  process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
+export const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-tools-'));
 test.after(() => fs.rmSync(folder, { recursive: true }));
 
 /** A file of that name in the tests' folder, written unless the text is missing. */
-export function file(name, text) {
+export function file(name, text, mode) {
   const place = path.join(folder, name);
-  if (text !== undefined) fs.writeFileSync(place, text);
+  if (text !== undefined) fs.writeFileSync(place, text, { mode });
   return place;
 }
+
+export const read = (place) => fs.readFileSync(place, 'utf8');
 
 /** Runs a tool to its end: { status, out, err }.
  *  @param {string} tool its name in tools/
@@ -49,13 +52,28 @@ export function run(tool, args, { input = '', env = {}, each } = {}) {
   });
 }
 
+/** Fails unless each tool prints its usage for --help, and for each case one line and a status.
+ *  @param {[string, string[], number, RegExp][]} cases tool, arguments, status, line */
+export async function checkUse(cases) {
+  for (const [tool, args, expected, message] of cases) {
+    const { status, out, err } = await run(tool, args);
+    assert.equal(status, expected, err);
+    assert.match(err, message);
+    assert.ok(err.startsWith(`${tool}: `) && /^[^\n]*\n$/.test(err), err);
+    assert.equal(out, '');
+  }
+  for (const tool of new Set(cases.map(([name]) => name))) {
+    const { status, out } = await run(tool, ['--help']);
+    assert.equal(status, 0);
+    assert.ok(out.startsWith(`usage: tools/${tool} `), out);
+  }
+}
+
 /** The program of the fake engine, with its arguments. */
 export function fake(...args) {
-  const place = file(`fake-${args.join('-')}`);
-  const module = path.join(here, 'fake-analyst.mjs');
-  fs.writeFileSync(place, `#!/bin/sh\nexec "${process.execPath}" "${module}" ${args.join(' ')}\n`);
-  fs.chmodSync(place, 0o755);
-  return place;
+  const module = path.join(here, 'fake-engine.mjs');
+  const script = `#!/bin/sh\nexec "${process.execPath}" "${module}" ${args.join(' ')}\n`;
+  return file(`fake-${args.join('-')}`, script, 0o755);
 }
 
 /** The lines of a text, without the empty ones. */

@@ -4,8 +4,8 @@
 // and where a game swung.
 
 import fs from 'node:fs';
-import { Chess } from './rules.mjs';
 import {
+  Chess,
   endOf,
   expectation,
   looksLikeFen,
@@ -126,29 +126,11 @@ function finalScore({ end, fen }) {
   return { mate: 0, winner: fen.split(' ')[1] === 'w' ? 'b' : 'w' };
 }
 
-/** Waits for an answer, and gives up on an engine that gives none.
- *  @param {import('./uci.mjs').UciEngine} engine
- *  @param {Promise} answer
- *  @param {number} milliseconds */
-export async function withPatience(engine, answer, milliseconds) {
-  if (milliseconds === Infinity) return answer;
-  let timer;
-  const late = new Promise((_, reject) => {
-    timer = setTimeout(() => reject(new Error(`${engine.name} doesn't answer`)), milliseconds);
-  });
-  answer.catch(() => {}); // of an engine that is given up on
-  try {
-    return await Promise.race([answer, late]);
-  } finally {
-    clearTimeout(timer);
-  }
-}
-
 /** Whether an engine is Quillon, whose habits are known.
- *  @param {import('./uci.mjs').UciEngine} engine */
+ *  @param {import('./uci.mjs').Engine} engine */
 export const isQuillon = (engine) => /^Quillon\b/.test(engine.name);
 
-/** What stands behind "position". Engines take the first return to a position of the game for a
+/** What follows "position". Engines take the first return to a position of the game for a
  *  draw, so they are told of the game only where a move completes a threefold repetition. */
 function protocolPosition({ start, moves, fen }) {
   const chess = new Chess(start);
@@ -177,7 +159,7 @@ function isShortestMate({ score, depth }) {
 }
 
 /** Analyses one position.
- *  @param {import('./uci.mjs').UciEngine} engine
+ *  @param {import('./uci.mjs').Engine} engine
  *  @param {Position} position
  *  @param {object} limits
  *  @param {number} [limits.time] milliseconds
@@ -194,27 +176,21 @@ export async function analysePosition(engine, position, { time, depth, patience 
   // that it sees; so it is told to stop when there is nothing better to be expected.
   const isForced = new Chess(position.fen).moves().length === 1;
   const isEnough = (info) => (depth ? info.depth >= Math.max(depth, 10) : isShortestMate(info));
+  const isToDepth = depth && !isForced;
   const lines = [];
-  let search;
-  const note = ({ pv, multipv = 1 }) => pv && multipv === 1 && lines.push(pv);
-  if (depth && !isForced) search = engine.search(text, `depth ${depth}`, note);
-  else {
-    search = engine.search(text, 'infinite', (info) => {
-      note(info);
-      if (isEnough(info)) engine.stop();
-    });
-  }
+  const note = (info) => {
+    if (info.pv && (info.multipv ?? 1) === 1) lines.push(info.pv);
+    if (!isToDepth && isEnough(info)) engine.stop();
+  };
+  const limits = isToDepth ? `depth ${depth}` : 'infinite';
+  const search = engine.search(text, limits, note, depth ? Infinity : time + patience);
   // A depth is searched for as long as it takes; an only move isn't worth more than a minute.
   const isTimed = time !== undefined || isForced;
   const timer = isTimed && setTimeout(() => engine.stop(), time ?? 60000);
-  const { best, info, ponder } = await withPatience(
-    engine,
-    search,
-    depth ? Infinity : time + patience,
-  ).finally(() => timer && clearTimeout(timer));
+  const { best, info, ponder } = await search.finally(() => clearTimeout(timer));
 
   const move = playUci(new Chess(position.fen), best ?? '');
-  if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);
+  if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
   const how = { isBlack: position.fen.split(' ')[1] === 'b', isQuillon: isQuillon(engine) };
   // A search that ends within a depth may have come to another move than its last line.
   const moves = info.pv?.[0] === best ? longestLine(info.pv, lines) : [best, ponder ?? ''];

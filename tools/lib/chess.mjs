@@ -1,11 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// Chess as text: positions, games and moves as people write them, scores as they read them. The
-// rules are those of chess.js; games are read here, because it keeps no more than one and gives up
-// on a whole game for one wrong move.
+// The rules of chess and chess as text, for all programs here: positions, games and moves as people
+// and engines write them, scores as people read them. The rules are those of chess.js; games are
+// read here, because chess.js reads one game and gives up on the whole of it for one wrong move.
 
-import { Chess, validateFen } from './rules.mjs';
+import path from 'node:path';
 
+let library;
+try {
+  library = await import('chess.js');
+} catch (error) {
+  if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
+  const program = path.basename(process.argv[1] ?? 'quillon');
+  console.error(`${program}: chess.js is missing; please run "npm ci"`);
+  process.exit(1);
+}
+
+export const { Chess } = library;
 export const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 
 /** Whether a text begins like a position, right or wrong: eight ranks.
@@ -23,7 +34,7 @@ export function readFen(text) {
   if (fields[0] === 'startpos' && fields.length === 1) return new Chess(startFen);
   if (fields.length === 4) fields.push('0', '1');
   const fen = fields.join(' ');
-  const { ok, error } = validateFen(fen);
+  const { ok, error } = library.validateFen(fen);
   if (!ok) throw new Error(error.replace(/^Invalid FEN: /, 'not a position: '));
   const chess = new Chess(fen);
   const mover = chess.turn();
@@ -65,6 +76,24 @@ export function playUci(chess, text) {
   } catch {
     return null;
   }
+}
+
+/** The legal moves of a position, as the engine protocol writes them. */
+export const uciMoves = (chess) => chess.moves({ verbose: true }).map((move) => move.lan);
+
+/** Plays what follows "position" in the engine protocol; the word before the moves can be any.
+ *  @param {string} text "startpos moves e2e4", "fen ... moves e2e4"
+ *  @returns {Chess} with the moves as its history
+ *  @throws when it isn't a position, or a move isn't legal */
+export function readPosition(text) {
+  const words = text.trim().split(/\s+/);
+  const end = words[0] === 'startpos' ? 1 : words.indexOf('moves', 1);
+  const fen = words.slice(1, end < 0 ? undefined : end).join(' ');
+  const chess = words[0] === 'startpos' ? new Chess() : new Chess(fen);
+  for (const move of end < 0 ? [] : words.slice(end + 1)) {
+    if (!playUci(chess, move)) throw new Error(`${move} is not legal in ${chess.fen()}`);
+  }
+  return chess;
 }
 
 /** A line of protocol moves in standard notation, cut before the first move that isn't legal.

@@ -7,7 +7,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { parseArgs } from 'node:util';
-import { UciEngine } from './uci.mjs';
+import { Engine } from './uci.mjs';
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 
@@ -66,9 +66,9 @@ export class Command {
     const folder = path.dirname(file);
     try {
       fs.accessSync(fs.existsSync(file) ? file : folder, fs.constants.W_OK);
-      if (fs.existsSync(file) && fs.statSync(file).isDirectory()) throw new Error('it is a folder');
+      if (fs.existsSync(file) && fs.statSync(file).isDirectory()) throw new Error('is a folder');
     } catch (error) {
-      const reason = { ENOENT: 'there is no such folder', EACCES: 'not allowed' }[error.code];
+      const reason = { ENOENT: 'no such folder', EACCES: 'permission denied' }[error.code];
       this.fail(`cannot write ${file}: ${reason ?? error.message}`);
     }
   }
@@ -80,9 +80,9 @@ export class Command {
       return fs.readFileSync(file === '-' ? 0 : file, 'utf8');
     } catch (error) {
       const reasons = {
-        ENOENT: 'there is no such file',
-        EISDIR: 'it is a folder',
-        EACCES: 'it may not be read',
+        ENOENT: 'no such file',
+        EISDIR: 'is a folder',
+        EACCES: 'permission denied',
       };
       throw new Error(`${file}: ${reasons[error.code] ?? error.message}`);
     }
@@ -91,7 +91,7 @@ export class Command {
 
 /** The engine that is asked for, that of the environment, the one built here, or the one that is
  *  installed. */
-function engineFile(file) {
+export function engineFile(file) {
   if (file) return file;
   if (process.env.QUILLON_ENGINE) return process.env.QUILLON_ENGINE;
   const built = path.join(root, 'build', 'release', 'quillon');
@@ -101,10 +101,10 @@ function engineFile(file) {
 /** Starts the engine of a command line.
  *  @param {string} [file] Quillon unless given
  *  @param {Record<string, number>} options set where the engine has them
- *  @returns {Promise<UciEngine>}
+ *  @returns {Promise<Engine>}
  *  @throws when it can't be started or an option is out of its range */
 export async function startEngine(file, options) {
-  const engine = await UciEngine.start(engineFile(file));
+  const engine = await Engine.start(engineFile(file));
   try {
     for (const [name, value] of Object.entries(options)) {
       if (!engine.options.has(name)) continue;

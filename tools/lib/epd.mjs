@@ -2,8 +2,7 @@
 //
 // Records of test positions (EPD): a position of four fields, then operations such as "bm Nf3;".
 
-import { Chess } from './rules.mjs';
-import { playText, readFen } from './chess.mjs';
+import { Chess, playText, readFen } from './chess.mjs';
 
 /** Reads one line.
  *  @param {string} line a position, its two counters if it has them, then operations; the last

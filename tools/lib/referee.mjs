@@ -1,33 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
-// A game between two engines with clocks, refereed by chess.js.
+// A game between two engines with clocks and pondering, by the rules of chess.js.
 
-import { Chess } from 'chess.js';
+import { endOf, playUci, readPosition } from './chess.mjs';
 
-/** Why a game has ended. The last four are faults of the side that lost by them. */
+/** Why a game has ended, beside what endOf() knows; all but the first are faults of the loser. */
 export const endings = {
-  mate: 'checkmate',
-  stalemate: 'stalemate',
-  material: 'insufficient material',
-  repetition: 'threefold repetition',
-  fifty: 'fifty moves',
   longest: 'longest game',
   time: 'time forfeit',
   illegal: 'illegal move',
   crash: 'engine has ended',
   silence: 'engine does not answer',
 };
-export const faults = [endings.time, endings.illegal, endings.crash, endings.silence];
+export const faults = Object.values(endings).slice(1);
 
-function drawOf(chess) {
-  if (chess.isStalemate()) return endings.stalemate;
-  if (chess.isInsufficientMaterial()) return endings.material;
-  if (chess.isThreefoldRepetition()) return endings.repetition;
-  if (chess.isDrawByFiftyMoves()) return endings.fifty;
-  return null;
-}
-
-/** How a move's score stands in a PGN comment: "+0.35/12 0.05s", from the mover's view. */
+/** How a move's score stands in a PGN comment: "+0.35/12 0.050s", from the mover's view. */
 function comment({ score, depth }, milliseconds) {
   const time = `${(milliseconds / 1000).toFixed(3)}s`;
   if (!score) return time;
@@ -37,72 +24,108 @@ function comment({ score, depth }, milliseconds) {
   return `${sign}${size}/${depth} ${time}`;
 }
 
-/** The answer to a search, or null when it takes longer than the clock and `patience` more. */
-async function answer(engine, position, limits, milliseconds, patience) {
-  let timer;
-  const late = new Promise((resolve) => {
-    timer = setTimeout(() => resolve(null), milliseconds + patience);
-  });
-  const search = engine.search(position, limits);
-  search.catch(() => {}); // of an engine that is given up on
-  try {
-    return await Promise.race([search, late]);
-  } finally {
-    clearTimeout(timer);
-  }
-}
-
 /** Plays a game.
  *  @param {object} game
- *  @param {{engine: import('./uci.mjs').UciEngine, limits?: string}[]} game.players White, Black;
- *      limits are added to the clock of each `go`
- *  @param {string} game.fen where it begins
+ *  @param {{engine: import('./uci.mjs').Engine, limits?: string, ponder?: boolean,
+ *      margin?: number}[]} game.players White, Black; limits are added to the clock of each `go`
+ *  @param {string} game.start what follows "position": "startpos moves e2e4", "fen ..."
  *  @param {number} game.base milliseconds on each clock at the beginning
  *  @param {number} game.increment milliseconds added after each move
  *  @param {number} [game.margin] milliseconds by which a clock may be overstepped: what pipes and
- *      the machine's other work take
+ *      the machine's other work take; a player can have his own
  *  @param {number} [game.longest] half-moves after which it is a draw
- *  @returns {Promise<{result: '1-0' | '0-1' | '1/2-1/2', ending: string, chess: Chess,
- *      slowest: number}>} slowest: the largest time over a clock, in milliseconds, negative when
- *      no move was late */
-export async function playGame({ players, fen, base, increment, margin = 20, longest = 600 }) {
-  const chess = new Chess(fen);
+ *  @param {(engine) => () => number} [game.watch] is called before each move, what it returns
+ *      after it: milliseconds of the move's time that the machine is to blame for
+ *  @returns {Promise<{result: '1-0' | '0-1' | '1/2-1/2', ending: string, detail: string,
+ *      chess: import('chess.js').Chess, slowest: number, hits: number[], misses: number[]}>}
+ *      slowest: the largest time over a clock with a margin, in milliseconds, negative when no move
+ *      was late; hits and misses: how often each player had expected the right move */
+export async function playGame({
+  players,
+  start,
+  base,
+  increment,
+  margin = 20,
+  longest = 600,
+  watch = () => () => 0,
+}) {
+  const chess = readPosition(start);
   const moves = [];
   const clocks = [base, base];
+  const expected = [null, null]; // the moves after which the players ponder
+  const game = { chess, slowest: -Infinity, hits: [0, 0], misses: [0, 0] };
   const lossOf = { w: '0-1', b: '1-0' };
-  let slowest = -Infinity;
-  const over = (result, ending) => ({ result, ending, chess, slowest });
+
+  const positionAfter = (list) => {
+    const word = / moves /.test(start) ? ' ' : ' moves ';
+    return list.length ? `${start}${word}${list.join(' ')}` : start;
+  };
+  const clockText = () =>
+    `wtime ${Math.floor(clocks[0])} btime ${Math.floor(clocks[1])} ` +
+    `winc ${increment} binc ${increment}`;
+
+  /** Ends a ponder search, and returns how long that took. */
+  async function stopPondering(side) {
+    const { engine } = players[side];
+    const from = performance.now();
+    expected[side] = null;
+    game.misses[side]++;
+    engine.stop();
+    await engine.result(undefined, 5000);
+    return Math.max(0, engine.lastAt - from);
+  }
+
+  async function over(result, ending, detail = '') {
+    for (const [side, { engine }] of players.entries()) {
+      if (expected[side] && engine.isRunning) await stopPondering(side);
+    }
+    return { ...game, result, ending, detail };
+  }
 
   for (;;) {
-    if (chess.isCheckmate()) return over(lossOf[chess.turn()], endings.mate);
-    const draw = moves.length >= longest ? endings.longest : drawOf(chess);
-    if (draw) return over('1/2-1/2', draw);
+    const end = endOf(chess) ?? (moves.length >= longest ? endings.longest : null);
+    if (end) return over(end === 'checkmate' ? lossOf[chess.turn()] : '1/2-1/2', end);
 
     const side = chess.turn() === 'w' ? 0 : 1;
     const loss = lossOf[chess.turn()];
-    const { engine, limits = '' } = players[side];
-    const position = `fen ${fen}${moves.length ? ` moves ${moves.join(' ')}` : ''}`;
-    const clock = `wtime ${Math.floor(clocks[0])} btime ${Math.floor(clocks[1])}`;
-    const go = `${clock} winc ${increment} binc ${increment} ${limits}`.trim();
-    const started = performance.now();
+    const { engine, limits = '', ponder = false, margin: own = margin } = players[side];
+    const holdUp = watch(engine);
+    let used = 0;
     let reply;
     try {
-      reply = await answer(engine, position, go, clocks[side], 5000);
-    } catch {
-      return over(loss, endings.crash);
+      const isHit = expected[side] !== null && expected[side] === moves.at(-1);
+      if (expected[side] && !isHit) used += await stopPondering(side);
+      const from = performance.now();
+      if (isHit) {
+        // The search may have ended by itself, and its result be here already.
+        expected[side] = null;
+        game.hits[side]++;
+        engine.send('ponderhit');
+      } else engine.begin(positionAfter(moves), `${clockText()} ${limits}`.trim());
+      reply = await engine.result(undefined, clocks[side] + 5000);
+      used += Math.max(0, engine.lastAt - from);
+    } catch (error) {
+      if (!engine.isRunning) return over(loss, endings.crash, error.message);
+      if (error.isLate) return over(loss, endings.silence, error.message);
+      throw error;
     }
-    const used = performance.now() - started;
-    if (!reply) return over(loss, endings.silence);
-    slowest = Math.max(slowest, used - clocks[side]);
-    try {
-      const [, from, to, promotion] = reply.best.match(/^([a-h][1-8])([a-h][1-8])([nbrq])?$/) ?? [];
-      chess.move({ from, to, promotion });
-    } catch {
-      return over(loss, endings.illegal);
-    }
+    const held = holdUp();
+    const late = used - clocks[side] - held;
+    if (own < Infinity) game.slowest = Math.max(game.slowest, late);
+    if (!playUci(chess, reply.best)) return over(loss, endings.illegal, reply.best);
     chess.setComment(comment(reply.info, used));
-    if (used > clocks[side] + margin) return over(loss, endings.time);
+    if (late > own) {
+      const time = `${used.toFixed(1)} of ${clocks[side].toFixed(1)} ms, held up ${held.toFixed(1)}`;
+      return over(loss, endings.time, time);
+    }
     moves.push(reply.best);
     clocks[side] = Math.max(0, clocks[side] - used) + increment;
+
+    if (!ponder || !reply.ponder || endOf(chess) || !playUci(chess, reply.ponder)) continue;
+    const goesOn = !endOf(chess);
+    chess.undo();
+    if (!goesOn) continue;
+    expected[side] = reply.ponder;
+    engine.begin(positionAfter([...moves, reply.ponder]), `ponder ${clockText()}`);
   }
 }

@@ -3,8 +3,7 @@
 // Finds positions of games that ask for one move: tactical shots and mates, first by a quick look
 // of an engine that judges, then by a long one.
 
-import { Chess } from './rules.mjs';
-import { readScore } from './chess.mjs';
+import { Chess, readScore } from './chess.mjs';
 
 const won = 30000;
 
@@ -16,7 +15,7 @@ export function worth(score) {
 }
 
 /** Lets an engine compare the best moves of a position.
- *  @param {import('./uci.mjs').UciEngine} engine with the option MultiPV set to 2
+ *  @param {import('./uci.mjs').Engine} engine with the option MultiPV set to 2
  *  @param {string} fen
  *  @param {number} depth
  *  @param {number} [nodes] it is given up after so many
@@ -84,7 +83,7 @@ async function confirm(engine, fen, move, wanted) {
 }
 
 /** Looks for the first position of a game that makes a record.
- *  @param {import('./uci.mjs').UciEngine} engine
+ *  @param {import('./uci.mjs').Engine} engine
  *  @param {ReturnType<typeof import('./chess.mjs').readGames>[number]} game
  *  @param {object} wanted as `isClear` takes it, and:
  *  @param {number} wanted.depth of the long look

@@ -3,9 +3,8 @@
 // Runs records of a test suite: what the engine plays, whether that is right, and when it came to
 // it for good.
 
-import { Chess } from './rules.mjs';
-import { isQuillon, withPatience } from './analysis.mjs';
-import { playUci, readScore } from './chess.mjs';
+import { isQuillon } from './analysis.mjs';
+import { Chess, playUci, readScore } from './chess.mjs';
 import { parseEpd, taskOf } from './epd.mjs';
 
 /** Reads the records of a file.
@@ -47,7 +46,7 @@ export function isRight(task, move, score) {
 }
 
 /** Runs a record.
- *  @param {import('./uci.mjs').UciEngine} engine
+ *  @param {import('./uci.mjs').Engine} engine
  *  @param {{fen: string, task: object}} record
  *  @param {number} time milliseconds
  *  @param {object} [how]
@@ -78,13 +77,12 @@ export async function runRecord(
       if (!isRight(task, info.pv[0], score)) since = null;
       else since ??= info.time ?? performance.now() - begin;
     },
+    time + patience,
   );
   const timer = isInfinite && setTimeout(() => engine.stop(), time);
-  const { best } = await withPatience(engine, search, time + patience).finally(() => {
-    if (timer) clearTimeout(timer);
-  });
+  const { best } = await search.finally(() => clearTimeout(timer));
   const move = playUci(new Chess(fen), best ?? '');
-  if (!move) throw new Error(`${engine.name} answers "${best}", which is no legal move`);
+  if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
   const isSolved = isRight(task, best, score);
   // The last line may have had another move, or there was none.
   since ??= performance.now() - begin;

@@ -9,10 +9,10 @@ import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { Session } from './session.mjs';
 
-const tools = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
-/** Folders below tools/ whose files the page may load, by the same paths. */
+const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
+/** Folders whose files the page may load, by the same paths. */
 const folders = [
-  'page/web',
+  'tools/page/web',
   'node_modules/chess.js/dist/esm',
   'node_modules/cm-chessboard/src',
   'node_modules/cm-chessboard/assets',
@@ -32,11 +32,11 @@ const mostUnsent = 4 << 20;
 const closeTimeout = 1000;
 const address = '127.0.0.1';
 
-/** Makes sure that a folder below tools/ is there.
+/** Makes sure that a folder is there.
  *  @throws when it isn't */
 function need(folder) {
-  if (fs.existsSync(path.join(tools, folder))) return;
-  throw new Error(`tools/${folder} is missing; run "npm ci" in tools`);
+  if (fs.existsSync(path.join(root, folder))) return;
+  throw new Error(`${folder} is missing; please run "npm ci"`);
 }
 
 /** All files by their path in a URL; what isn't in it can't be asked for.
@@ -44,17 +44,17 @@ function need(folder) {
 function listFiles() {
   const files = new Map();
   const visit = (folder) => {
-    for (const entry of fs.readdirSync(path.join(tools, folder), { withFileTypes: true })) {
+    for (const entry of fs.readdirSync(path.join(root, folder), { withFileTypes: true })) {
       const name = `${folder}/${entry.name}`;
       if (entry.isDirectory()) visit(name);
-      else if (types[path.extname(name)]) files.set(`/${name}`, path.join(tools, name));
+      else if (types[path.extname(name)]) files.set(`/${name}`, path.join(root, name));
     }
   };
   for (const folder of folders) {
     need(folder);
     visit(folder);
   }
-  files.set('/', files.get('/page/web/index.html'));
+  files.set('/', files.get('/tools/page/web/index.html'));
   return files;
 }
 

@@ -4,7 +4,7 @@
 // asked for last. When the process ends by itself, another one takes its place and goes on with
 // that search.
 
-import { UciEngine } from '../lib/uci.mjs';
+import { Engine } from '../lib/uci.mjs';
 
 /** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
 const mostRestarts = 3;
@@ -150,13 +150,9 @@ export class Session {
     this.#patience ??= setTimeout(() => engine.kill(), this.#settings.stopPatience);
   }
 
-  async #start() {
+  #start() {
     const { file, hash, threads } = this.#settings;
-    const engine = await UciEngine.start(file);
-    if (engine.options.has('Hash')) engine.setOption('Hash', hash);
-    if (engine.options.has('Threads')) engine.setOption('Threads', threads);
-    await engine.isReady();
-    return engine;
+    return Engine.start(file, { known: { Hash: hash, Threads: threads } });
   }
 
   async #run() {

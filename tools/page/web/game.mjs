@@ -3,7 +3,7 @@
 // A game on the board: its moves with scores and clocks, how it has ended, FEN and PGN in and out.
 // It knows nothing of the page; chess.js knows the rules.
 
-import { Chess, validateFen } from '../../node_modules/chess.js/dist/esm/chess.js';
+import { Chess, validateFen } from '../../../node_modules/chess.js/dist/esm/chess.js';
 import { readScore, writeScore } from './score.mjs';
 
 export const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';

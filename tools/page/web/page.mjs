@@ -14,12 +14,12 @@ import {
   BORDER_TYPE,
   Chessboard,
   INPUT_EVENT_TYPE,
-} from '../../node_modules/cm-chessboard/src/Chessboard.js';
-import { Arrows } from '../../node_modules/cm-chessboard/src/extensions/arrows/Arrows.js';
-import { Markers } from '../../node_modules/cm-chessboard/src/extensions/markers/Markers.js';
+} from '../../../node_modules/cm-chessboard/src/Chessboard.js';
+import { Arrows } from '../../../node_modules/cm-chessboard/src/extensions/arrows/Arrows.js';
+import { Markers } from '../../../node_modules/cm-chessboard/src/extensions/markers/Markers.js';
 // prettier-ignore
 import { PromotionDialog }
-  from '../../node_modules/cm-chessboard/src/extensions/promotion-dialog/PromotionDialog.js';
+  from '../../../node_modules/cm-chessboard/src/extensions/promotion-dialog/PromotionDialog.js';
 import { Clock, timeText } from './clock.mjs';
 import { Game, nameOf, otherSide, readFen, splitPgn } from './game.mjs';
 import { Graph } from './graph.mjs';

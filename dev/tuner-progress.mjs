@@ -9,43 +9,38 @@
 import { writeFileSync } from 'node:fs';
 import { createInterface } from 'node:readline';
 import { pathToFileURL } from 'node:url';
+import { duration } from '../tools/lib/command.mjs';
 
 /** What the lines of a tuner say; times in seconds. */
 export class Progress {
   constructor() {
-    this.start = null; // { time, error }
-    this.points = []; // { time, error } of each kept step
+    this.start = null; // time of the first error
+    this.points = []; // { time, error } of the start and of each kept step
     this.passes = []; // { time, kept } of each finished pass
     this.kept = 0; // in the running pass
-    this.end = null; // { time, error }
+    this.isFinished = false;
     this.time = 0; // of the last line
   }
 
   read(line, time) {
     this.time = time;
-    const number = String.raw`(-?nan|[-+.e\d]+)`;
-    const starting = line.match(new RegExp(`^Starting error ${number}`));
-    const step = line.match(new RegExp(`^Min error ${number} parameter \\d+ `));
-    const ending = line.match(new RegExp(`^Ending error ${number}`));
-    if (starting) {
-      this.start = { time, error: Number(starting[1]) };
-      this.points.push(this.start);
-    } else if (step) {
-      this.points.push({ time, error: Number(step[1]) });
-      this.kept++;
-    } else if (/^ Improving: \d+/.test(line)) {
+    const [, what, error] = line.match(/^(Starting|Min|Ending) error (\S+)/) ?? [];
+    if (what === 'Starting') this.start = time;
+    if (what === 'Min') this.kept++;
+    if (what === 'Ending') this.isFinished = true;
+    else if (what && Number.isFinite(Number(error))) this.points.push({ time, error: Number(error) });
+    if (/^ Improving: \d+/.test(line)) {
       this.passes.push({ time, kept: this.kept });
       this.kept = 0;
-    } else if (ending) this.end = { time, error: Number(ending[1]) };
+    }
   }
 
   /** Passes that are still to come, the running one included: the kept steps of a pass fall by
    * about the same factor each time, and the last pass keeps none. Null while nothing is known. */
   passesLeft() {
-    if (this.end) return 0;
     const kept = this.passes.slice(-4).map((pass) => pass.kept);
     const last = kept.at(-1);
-    if (last === 0) return 0;
+    if (this.isFinished || last === 0) return 0;
     if (kept.length < 2 || last >= kept[0]) return null;
     const factor = (last / kept[0]) ** (1 / (kept.length - 1));
     return Math.max(1, Math.ceil(Math.log(last) / -Math.log(factor)) + 1);
@@ -54,117 +49,87 @@ export class Progress {
   /** Seconds that are left, null while nothing is known. */
   secondsLeft() {
     const left = this.passesLeft();
-    if (left === null || !this.start || this.passes.length === 0) return left === 0 ? 0 : null;
-    const lastPass = this.passes.at(-1).time - (this.passes.at(-2) ?? this.start).time;
-    const running = this.time - this.passes.at(-1).time;
-    return Math.max(0, left * lastPass - running);
+    if (!left) return left;
+    const times = [this.start, ...this.passes.map((pass) => pass.time)];
+    const [before, last] = times.slice(-2);
+    return Math.max(0, left * (last - before) - (this.time - last));
   }
 }
 
-/** A duration for people. */
-export function duration(seconds) {
-  if (seconds < 90) return `${Math.round(seconds)} s`;
-  if (seconds < 5400) return `${Math.round(seconds / 60)} min`;
-  return `${(seconds / 3600).toFixed(1)} h`;
-}
-
-/** The step between two labels of an axis, 1, 2 or 5 times a power of ten. */
-function niceStep(range, count) {
-  const rough = range / count || 1;
+/** Places of labels on an axis, 1, 2 or 5 times a power of ten apart, or as the units of time. */
+function labels(least, most, count, steps = []) {
+  const rough = (most - least) / count || 1;
   const power = 10 ** Math.floor(Math.log10(rough));
-  return power * ([1, 2, 5].find((factor) => factor * power >= rough) ?? 10);
+  const decimal = [1, 2, 5, 10].map((factor) => factor * power);
+  const step = [...steps, ...decimal].find((one) => one >= rough) ?? steps.at(-1);
+  const found = [];
+  for (let i = Math.ceil(least / step); i * step <= most; i++) found.push(i * step);
+  return found;
 }
-
-/** The seconds between two labels of the time axis. */
-function timeStepOf(span) {
-  const steps = [1, 2, 5, 10, 20, 30, 60, 120, 300, 600, 1200, 1800, 3600, 7200, 14400, 43200];
-  return span < 4 ? niceStep(span, 8) : steps.find((step) => step * 8 >= span) ?? 86400;
-}
-
-/** A label of the time axis. */
-function timeLabel(seconds, step) {
-  if (step >= 3600) return `${seconds / 3600} h`;
-  if (step >= 60) return `${seconds / 60} min`;
-  return `${Number(seconds.toFixed(3))} s`;
-}
+const timeSteps = [60, 120, 300, 600, 1200, 1800, 3600, 7200, 14400, 43200, 86400];
 
 /** The picture of a progress. */
 export function draw(progress) {
-  const width = 900;
-  const left = 90;
-  const right = width - 30;
+  const { points, passes, kept, time: end } = progress;
+  const [width, left, right] = [900, 90, 870];
   const upper = { top: 90, bottom: 400 }; // error
   const lower = { top: 450, bottom: 560 }; // kept steps
-  const begin = progress.start?.time ?? 0;
-  const span = Math.max(progress.time - begin, 1e-9);
-  const points = progress.points.filter((point) => Number.isFinite(point.error));
-  const errors = points.map((point) => point.error);
-  const most = errors.length ? Math.max(...errors) : 1;
-  const least = errors.length ? Math.min(...errors) : 0;
+  const begin = progress.start ?? 0;
+  const span = Math.max(end - begin, 1e-9);
+  const errors = points.map(({ error }) => error);
+  const [least, most] = errors.length ? [Math.min(...errors), Math.max(...errors)] : [0, 1];
   const height = most - least || most * 0.01 || 1;
-  const x = (time) => left + ((time - begin) / span) * (right - left);
-  const y = (error) => upper.bottom - ((error - least) / height) * (upper.bottom - upper.top);
   const fixed = (value) => value.toFixed(1);
+  const x = (time) => fixed(left + ((time - begin) / span) * (right - left));
+  const y = (error) => fixed(upper.bottom - ((error - least) / height) * (upper.bottom - upper.top));
   const marks = [];
-  const text = (atX, atY, words, anchor = 'start', kind = '') =>
-    marks.push(`<text x="${fixed(atX)}" y="${fixed(atY)}" text-anchor="${anchor}"` +
-      `${kind && ` class="${kind}"`}>${words}</text>`);
+  const text = (atX, atY, words, anchor = 'start', kind = 'plain') =>
+    marks.push(`<text x="${atX}" y="${atY}" text-anchor="${anchor}" class="${kind}">${words}</text>`);
+  const line = (x1, x2, y1, y2, kind) =>
+    marks.push(`<line x1="${x1}" x2="${x2}" y1="${y1}" y2="${y2}" class="${kind}"/>`);
 
-  const errorStep = niceStep(height, 6);
-  const decimals = Math.max(0, -Math.floor(Math.log10(errorStep)));
-  for (let e = Math.ceil(least / errorStep) * errorStep; e <= most; e += errorStep) {
-    marks.push(`<line x1="${left}" x2="${right}" y1="${fixed(y(e))}" y2="${fixed(y(e))}" class="grid"/>`);
-    text(left - 8, y(e) + 4, e.toFixed(decimals), 'end');
+  for (const error of labels(least, least + height, 6)) {
+    line(left, right, y(error), y(error), 'grid');
+    text(left - 8, y(error), Number(error.toPrecision(6)), 'end');
   }
-  const timeStep = timeStepOf(span);
-  for (let t = 0; t <= span; t += timeStep)
-    text(x(begin + t), lower.bottom + 18, timeLabel(t, timeStep), 'middle');
-
-  const mostKept = Math.max(1, progress.kept, ...progress.passes.map((pass) => pass.kept));
-  const bars = [...progress.passes, { time: progress.time, kept: progress.kept, running: true }];
+  for (const time of labels(0, span, 8, span < 480 ? [] : timeSteps)) {
+    text(x(begin + time), lower.bottom + 18, duration(time), 'middle');
+  }
+  const bars = [...passes, { time: end, kept, isRunning: true }];
   const isCrowded = bars.length > 60; // no room for a line and a gap each
-  const gap = isCrowded ? 0 : 1;
+  const mostKept = Math.max(1, ...bars.map((bar) => bar.kept));
   let from = begin;
-  for (const [i, bar] of bars.entries()) {
-    const barWidth = x(bar.time) - x(from);
-    const barHeight = (bar.kept / mostKept) * (lower.bottom - lower.top);
-    if (!bar.running || bar.kept) {
-      marks.push(`<rect x="${fixed(x(from) + gap)}" y="${fixed(lower.bottom - barHeight)}" ` +
-        `width="${fixed(Math.max(barWidth - 2 * gap, 0.5))}" height="${fixed(barHeight)}" ` +
-        `class="${bar.running ? 'running' : 'pass'}"/>`);
-      if (barWidth > 26)
-        text(x(from) + barWidth / 2, lower.bottom - barHeight - 4, bar.kept, 'middle');
-    }
-    if (!bar.running) {
-      if (!isCrowded)
-        marks.push(`<line x1="${fixed(x(bar.time))}" x2="${fixed(x(bar.time))}" y1="${upper.top}" y2="${upper.bottom}" class="turn"/>`);
-      if (barWidth > 26) text(x(from) + barWidth / 2, upper.top - 6, `pass ${i + 1}`, 'middle', 'soft');
-    }
-    from = bar.time;
+  for (const [i, { time, kept: count, isRunning }] of bars.entries()) {
+    const [barWidth, middle] = [x(time) - x(from), x((from + time) / 2)];
+    const top = lower.bottom - (count / mostKept) * (lower.bottom - lower.top);
+    const shown = Math.max(barWidth - (isCrowded ? 0 : 2), 0.5);
+    marks.push(
+      `<rect x="${x(from)}" y="${fixed(top)}" width="${fixed(shown)}" ` +
+        `height="${fixed(lower.bottom - top)}" class="${isRunning ? 'running' : 'pass'}"/>`,
+    );
+    if (barWidth > 26 && count) text(middle, fixed(top - 4), count, 'middle');
+    if (barWidth > 26 && !isRunning) text(middle, upper.top - 6, `pass ${i + 1}`, 'middle', 'soft');
+    if (!isRunning && !isCrowded) line(x(time), x(time), upper.top, upper.bottom, 'turn');
+    from = time;
+  }
+  if (points.length) {
+    const steps = points.map(({ time, error }) => `H${x(time)}V${y(error)}`).join('');
+    marks.push(`<path d="M${x(points[0].time)} ${y(errors[0])}${steps}H${x(end)}" class="error"/>`);
   }
 
-  let path = '';
-  for (const point of points)
-    path += path ? `H${fixed(x(point.time))}V${fixed(y(point.error))}` : `M${fixed(x(point.time))} ${fixed(y(point.error))}`;
-  if (path) marks.push(`<path d="${path}H${fixed(x(progress.time))}" class="error"/>`);
-
-  const steps = progress.passes.reduce((sum, pass) => sum + pass.kept, progress.kept);
+  const total = bars.reduce((sum, bar) => sum + bar.kept, 0);
   const seconds = progress.secondsLeft();
-  const state = progress.end
-    ? 'finished'
-    : seconds === null
-      ? 'too early to say what is left'
-      : `about ${progress.passesLeft()} passes and ${duration(seconds)} left`;
+  const rest = `about ${progress.passesLeft()} passes and ${duration(seconds)} left`;
+  const state = seconds === null ? 'too early to say what is left' : rest;
   const error = errors.length ? `error ${errors[0]} to ${errors.at(-1)}` : 'no error yet';
   text(left, 30, 'Tuning', 'start', 'title');
-  text(left, 54, `${error}; ${progress.passes.length} passes, ${steps} steps kept; ` +
-    `${duration(progress.time - begin)}, ${state}`);
-  text(left - 70, upper.top - 22, 'error', 'start', 'soft');
-  text(left - 70, lower.top - 14, 'steps kept', 'start', 'soft');
-
+  text(left, 54, `${error}; ${passes.length} passes, ${total} steps kept; ` +
+    `${duration(end - begin)}, ${progress.isFinished ? 'finished' : state}`);
+  text(20, upper.top - 22, 'error', 'start', 'soft');
+  text(20, lower.top - 14, 'steps kept', 'start', 'soft');
   return `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${width} 600" font-family="sans-serif" font-size="12">
 <style>
-text { fill: #222 } .soft { fill: #777 } .title { font-size: 18px; font-weight: bold }
+.plain { fill: #222 } .soft { fill: #777 } .title { font-size: 18px; font-weight: bold }
 .grid { stroke: #ddd } .turn { stroke: #bbb; stroke-dasharray: 3 3 }
 .error { fill: none; stroke: #1f5fa8; stroke-width: 2 } .pass { fill: #7fa7d4 } .running { fill: #c9d9ec }
 </style>

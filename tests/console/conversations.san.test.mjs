@@ -438,7 +438,8 @@ conversationWith([1, 2, 4, 8], 'a side without a move gets none from any go, wit
       talk.send(any('stop', 'ponderhit'));
       await talk.ready();
     }
-    await repeat(forBuild(100, 10), () => talk.go(any('infinite', 'ponder', 'depth 5', 'movetime 1000')));
+    const words = () => any('infinite', 'ponder', 'depth 5', 'movetime 1000');
+    await repeat(forBuild(100, 10), () => talk.go(words()));
   }
 });
 
@@ -449,7 +450,7 @@ conversationWith([4, 8, 2, 1], 'an only move is played at once and without a lin
   ]) {
     talk.send(`position fen ${fen}`);
     // With more threads the one that is chosen can have a line of its own.
-    await repeat(forBuild(20, 3), async () => {
+    await repeat(forBuild(5, 1), async () => {
       for (const words of limits) await talk.go(words, { move, silent: threads === 1 });
     });
     talk.send('go infinite');

@@ -126,7 +126,7 @@ export async function startEngine(file, options) {
 
 /** A duration for people.
  *  @param {number} seconds */
-function duration(seconds) {
+export function duration(seconds) {
   if (seconds < 90) return `${Math.ceil(seconds)} s`;
   return seconds < 5400 ? `${Math.round(seconds / 60)} min` : `${(seconds / 3600).toFixed(1)} h`;
 }

@@ -79,7 +79,7 @@ function checkLine(start, moves, what) {
 // and the lines are of a depth that their kind allows. A search that was stopped from outside may
 // have no move. end: how the game has ended there, as endOf() says it.
 export function checkSearch({ fen, end }, { best, ponder, infos }) {
-  if (/mate/.test(end)) {
+  if (/mate$/.test(end)) {
     // A mated side says so and doesn't search; a stalemated one searches to scores of 0.
     assert.deepEqual([best, ponder], [noMove, null], fen);
     if (end === 'checkmate') assert.deepEqual(infos.map(({ text }) => text), [matedLine], fen);

@@ -159,7 +159,7 @@ export class Talk extends Engine {
     const position = positionOf(search.position);
     this.found = readSearch(search.lines);
     if (position) checkSearch(position, this.found);
-    this.found.hasMoves = position !== null && !/mate/.test(position.end);
+    this.found.hasMoves = position !== null && !/mate$/.test(position.end);
   }
 
   // Reads up to the first line that matches. While a search runs, only its lines and answers to

@@ -1,97 +1,124 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Builds everything, installing what it lacks, and runs the tests.
-#   ./test.sh             the default run, about 20 minutes on two cores
-#   ./test.sh --quick     the release and debug builds only
-#   ./test.sh --long      the default run and the tests with the label "long"
-#   ./test.sh --lint      formatting and static checks only
+# Builds what the tests need, installs packages that are missing, and runs the tests.
+#   ./test.sh          one optimised build with assertions and its quick tests: five minutes at most
+#   ./test.sh --full   all builds and tests but the longest: sanitizers, clang, fuzzers, packages,
+#                      the board in a browser, short matches: some 25 minutes
+#   ./test.sh --long   the full run and whole games, all archives, the documents' commands: hours
+#   ./test.sh --lint   formatting and static checks
+#   ctest --test-dir build/check -L eval    afterwards: the tests of one area; see CONTRIBUTING.md
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . dev/packages.sh
 
-presets=(debug portable clang asan tsan release)
-long=
-quick=
-for argument in "$@"; do
-    case $argument in
-        --quick)
-            presets=(debug release)
-            quick=yes
-            ;;
-        --long) long=yes ;;
-        --lint)
-            need_packages clang-format=clang-format clang-tidy=clang-tidy cppcheck=cppcheck \
-                shellcheck=shellcheck g++=g++ node=nodejs \
-                /usr/include/gtest/gtest.h=libgtest-dev \
-                /usr/include/benchmark/benchmark.h=libbenchmark-dev
-            exec dev/lint.sh
-            ;;
-        *)
-            sed -n '4,8s/^# *//p' "$0" >&2
-            exit 2
-            ;;
-    esac
-done
+level=quick
+case ${1:-} in
+    '') ;;
+    --full) level=full ;;
+    --long) level=long ;;
+    --lint)
+        need_packages clang-format=clang-format clang-tidy=clang-tidy cppcheck=cppcheck \
+            shellcheck=shellcheck g++=g++ node=nodejs \
+            /usr/include/gtest/gtest.h=libgtest-dev \
+            /usr/include/benchmark/benchmark.h=libbenchmark-dev
+        exec dev/lint.sh
+        ;;
+    --help | -h)
+        sed -n '/^#   /s/^#   //p' "$0"
+        exit 0
+        ;;
+    *)
+        sed -n '/^#   /s/^#   //p' "$0" >&2
+        exit 2
+        ;;
+esac
 
-need_packages g++=g++ clang++=clang cmake=cmake make=make node=nodejs npm=npm \
-    /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot chromium=chromium \
-    python3=python3 /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
-    /usr/include/gtest/gtest.h=libgtest-dev \
-    /usr/include/benchmark/benchmark.h=libbenchmark-dev \
-    /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
-    dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
-[[ -z $long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
-npm ci --silent --no-audit --no-fund
+need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
+    /usr/include/gtest/gtest.h=libgtest-dev
+[[ $level == quick ]] ||
+    need_packages clang++=clang /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot \
+        chromium=chromium python3=python3 \
+        /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
+        /usr/include/benchmark/benchmark.h=libbenchmark-dev \
+        /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
+        dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
+[[ $level != long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
 
-for preset in "${presets[@]}"; do
-    echo "== build $preset"
-    # Linking whole programs optimises for minutes: once for the tests, in release, is enough.
-    case $preset in
-        portable) options=(-DQUILLON_TESTS=OFF) ;;
-        clang) options=(-DQUILLON_TESTS=ON -DQUILLON_LTO=OFF) ;;
-        *) options=(-DQUILLON_TESTS=ON) ;;
-    esac
-    cmake --preset "$preset" "${options[@]}" -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON > /dev/null
-    cmake --build --preset "$preset" -j "$(nproc)" -- --no-print-directory -s | grep -v '^\[' || true
-    # The pipe hides the build's status; an up-to-date tree answers at once.
-    cmake --build --preset "$preset" -j "$(nproc)" > "build/$preset.log" 2>&1 ||
-        { cat "build/$preset.log" >&2; exit 1; }
-done
+mkdir -p build
+status=0
 
-# Only the fuzzers, beside the default run.
-if [[ $quick != yes ]]; then
-    echo "== build fuzz"
-    cmake --preset fuzz -DQUILLON_WERROR=ON > /dev/null
-    cmake --build --preset fuzz -j "$(nproc)" > build/fuzz.log 2>&1 ||
-        { cat build/fuzz.log >&2; exit 1; }
+# The console tests and those of the tools run on Node with packages from the npm registry.
+without_node=()
+if ! npm ci --no-audit --no-fund > build/npm.log 2>&1; then
+    echo "npm ci has failed (see build/npm.log): the tests that run on Node are left out." >&2
+    echo "With access to the npm registry, run ./test.sh again." >&2
+    without_node=(-LE node)
+    [[ $level == quick ]] || status=1
 fi
 
-status=0
-# run NAME ARGUMENTS... runs CTest in a build and goes on when tests fail.
+# build PRESET OPTION... configures and builds a preset.
+build()
+{
+    local preset=$1 log=build/$1.log
+    shift
+    echo "== build $preset"
+    if ! cmake --preset "$preset" "$@" > "$log" 2>&1 ||
+        ! cmake --build --preset "$preset" -j "$(nproc)" 2>&1 | tee -a "$log" |
+        grep --line-buffered -E '^\[.*(Linking|Built target|Precompiled)|error' >&2; then
+        # grep fails too when there is nothing to build.
+        if ! cmake --build --preset "$preset" >> "$log" 2>&1; then
+            tail -n 40 "$log" >&2
+            echo "The build $preset has failed; its whole output is in $log." >&2
+            exit 1
+        fi
+    fi
+}
+
+results=$(mktemp)
+trap 'rm -f "$results"' EXIT
+
+# run PRESET ARGUMENT... runs CTest in a build and goes on when tests fail.
 run()
 {
-    local preset=$1
+    local preset=$1 failed=0
     shift
     echo "== test $preset"
-    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error "$@" || status=1
+    ctest --test-dir "build/$preset" --output-on-failure --no-tests=error -j "$(nproc)" "$@" |
+        grep --line-buffered -vE '^ *Start +[0-9]+:|^$|^Internal ctest|^Test project' ||
+        failed=${PIPESTATUS[0]}
+    [[ $failed -eq 0 ]] || status=1
+    dev/count-tests "$preset" "build/$preset/Testing/Temporary/LastTest.log" >> "$results"
 }
-for preset in "${presets[@]}"; do
-    case $preset in
-        release) run release -LE long -j 2 ;;
-        debug) run debug -L unit ;;
-        asan) run asan -L san -j 2 ;;
-        tsan) run tsan -L threads -j 2 ;;
-    esac
-done
-# Three seconds each, from a fixed seed.
-[[ $quick == yes ]] || run fuzz -L fuzz -j 2
-if [[ -n $long ]]; then
-    run release -L long
-    # Whole games under the sanitizers; the other long tests would take them hours.
-    for preset in "${presets[@]}"; do
-        case $preset in asan | tsan) run "$preset" -R '^console\.clock-games\.long$' ;; esac
-    done
+
+began=$SECONDS
+if [[ $level == quick ]]; then
+    build check -DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
+    run check -L quick "${without_node[@]}"
+else
+    # Linking whole programs optimises for minutes: once for the tests, in release, is enough.
+    tests=(-DQUILLON_TESTS=ON -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON)
+    build debug "${tests[@]}"
+    build portable -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON
+    build clang "${tests[@]}" -DQUILLON_LTO=OFF
+    build asan "${tests[@]}"
+    build tsan "${tests[@]}"
+    build release "${tests[@]}"
+    build fuzz -DQUILLON_WERROR=ON
+    run debug -L unit
+    run clang -L unit
+    run asan -L san "${without_node[@]}"
+    run tsan -L threads "${without_node[@]}"
+    run release -LE 'long|node' -j 2
+    [[ ${#without_node[@]} -gt 0 ]] || run release -L node -LE long
+    run fuzz -L fuzz
 fi
-if [[ $status -eq 0 ]]; then echo "All tests have passed."; else echo "Some tests have failed."; fi
+if [[ $level == long ]]; then
+    run release -L long -j 1
+    # Whole games under the sanitizers; the other long tests would take them hours.
+    for preset in asan tsan; do run "$preset" -R '^console\.clock-games\.long$'; done
+fi
+
+echo
+dev/count-tests --sum "$results" "$((SECONDS - began))"
 exit $status

@@ -130,7 +130,7 @@ TEST(MovePickers, PerftThroughTheStagesEqualsPerft)
 }
 
 // Pins the missing filter of the quiet stage: node counts depend on the repetition.
-TEST(MovePickers, StoredQuietsAreRepeated)
+TEST(MovePickers, PickerRepeatsStoredQuiets)
 {
     expectPicks({{quietNode, "", "", "", "e8", "", "3/9:" + sixQuiets},
                  {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f1",

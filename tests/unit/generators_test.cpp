@@ -114,9 +114,9 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         EXPECT_EQ(board.ply(1).moveListStart, here.moveListEnd) << c.fen;
         // Evasions end a node's stages, but in quiescence there are none.
         EXPECT_EQ(here.pickerStage, here.inCheck && c.generate != quiescence ? 99 : 7) << c.fen;
-        if (!*c.list)
-            EXPECT_EQ(here.moveListStart->score, c.generate == quiescence ? 77 : 0)
-                << c.fen << ": the first slot's score";
+        if (*c.list) continue;
+        EXPECT_EQ(here.moveListStart->score, c.generate == quiescence ? 77 : 0)
+            << c.fen << ": the first slot's score";
     }
 }
 
@@ -161,9 +161,9 @@ TEST(MoveGenerators, QuietMovesAndLegalMovesComeInTheirOrder)
         c.generate(0, start, board.get());
         EXPECT_EQ(board.texts(board.list()), c.list) << c.fen;
         EXPECT_EQ(board.ply(1).moveListStart, board.ply(0).moveListEnd) << c.fen;
-        if (c.generate == quiets) EXPECT_EQ(start->score, 0) << c.fen;
-        if (c.generate != checks) continue;
-        EXPECT_EQ(start->score, 255) << c.fen;
+        if (c.generate == legal) continue;
+        EXPECT_EQ(start->score, c.generate == checks ? 255 : 0) << c.fen;
+        if (c.generate == quiets) continue;
         for (int i = 1; i < 100; ++i) EXPECT_EQ(start[i].score, 77) << c.fen;
     }
 }

@@ -111,45 +111,6 @@ TEST(GeneralRecords, AMoveIsFourBytesAndComparedWithoutItsScore)
         EXPECT_FALSE(sameMove({1, 2, 0, 4}, other)) << other;
 }
 
-TEST(GeneralRecords, EverySortOfMoveCarriesItsKindAndPutsItsPieceWhereItsTextSays)
-{
-    const std::string castling = "r3k2r/8/8/8/8/8/8/R3K2R ";
-    const struct
-    {
-        std::string fen;
-        const char* text;
-        int kind;
-        const char* to;
-        int piece;
-    } cases[] = {
-        {castling + "w KQkq - 0 1", "e1g1", 14, "g1", 12},
-        {castling + "w KQkq - 0 1", "e1c1", 15, "c1", 12},
-        {castling + "b KQkq - 0 1", "e8g8", 14, "g8", 13},
-        {castling + "b KQkq - 0 1", "e8c8", 15, "c8", 13},
-        {"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2e4", 13, "e4", 2},
-        {"4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2e3", 0, "e3", 2},
-        {"4k3/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7e5", 13, "e5", 3},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", 12, "d5", 2},
-        {"4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1", "d4e3", 12, "e4", 3},
-        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8n", 4, "a8", 4},
-        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8b", 6, "a8", 6},
-        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8r", 8, "a8", 8},
-        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q", 10, "a8", 10},
-        {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1q", 10, "a1", 11},
-        {"4k3/8/8/8/8/8/p7/1B2K3 b - - 0 1", "a2b1r", 8, "b1", 9},
-        {"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "e4d5", 0, "d5", 2},
-    };
-    for (const auto& c : cases)
-    {
-        Board board(c.fen);
-        const moveStruct move = board.move(c.text);
-        EXPECT_EQ(move.kind, c.kind) << c.fen << ' ' << c.text;
-        EXPECT_EQ(move.to, sq(c.to)) << c.fen << ' ' << c.text;
-        makeMove(1, &move, board.get(), true);
-        EXPECT_EQ(board->board[sq(std::string(c.text).substr(2))], c.piece) << c.fen << c.text;
-    }
-}
-
 TEST(GeneralRecords, PlainOperationsTouchBoardAndBitboardsOnly)
 {
     Board board{std::string(fenStartPos)};

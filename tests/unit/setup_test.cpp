@@ -105,7 +105,8 @@ TEST(GeneralSetUp, EveryLetterHasItsCodeAndAnyOtherSignLeaves255AndABitAmongTheB
         EXPECT_EQ(board->board[sq("h4")], PAWN) << signs[i] << " takes one square";
         EXPECT_EQ(board->pieceBB[code & 1] & ~squares("h4"), squares("e4")) << signs[i];
         EXPECT_EQ(board->pieceBB[(code & 1) ^ 1] & ~squares("h4"), 0U) << signs[i];
-        if (code < 14) EXPECT_EQ(board->pieceBB[code] & ~squares("h4"), squares("e4")) << signs[i];
+        if (code == 255) continue;
+        EXPECT_EQ(board->pieceBB[code] & ~squares("h4"), squares("e4")) << signs[i];
     }
 }
 
@@ -118,15 +119,16 @@ TEST(GeneralSetUp, AClockThatIsNoNumberThrows)
 
 TEST(GeneralSetUp, HostileTextsTouchNothingBeyondTheBoard)
 {
-    const std::string texts[] = {"",
-                                 " ",
-                                 "   ",
-                                 "x",
-                                 std::string(80, 'p') + " w",
-                                 "////////////////k w",
-                                 "8/8/8/8/8/8/8/8/8/8/8/8/PPPP b - zz 7",
-                                 "4k3/8/8/8/8/8/8/4K3 w  KQ",
-                                 "4k3/8/8/8/8/8/8/4K3 w - \xff\xff 0"};
+    const std::string texts[] = {
+        "",
+        " ",
+        "   ",
+        "x",
+        "pppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppppp w",
+        "////////////////k w",
+        "8/8/8/8/8/8/8/8/8/8/8/8/PPPP b - zz 7",
+        "4k3/8/8/8/8/8/8/4K3 w  KQ",
+        "4k3/8/8/8/8/8/8/4K3 w - \xff\xff 0"};
     for (const std::string& text : texts)
     {
         const auto position = std::make_unique<positionStruct>();

@@ -12,15 +12,6 @@
 namespace
 {
 
-/// What a function writes.
-template <typename Function> std::string written(Function function)
-{
-    testing::internal::CaptureStdout();
-    function();
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
-
 const std::string border = "+---+---+---+---+---+---+---+---+\n";
 const std::string emptyGridRow = "|   |   |   |   |   |   |   |   |\n" + border;
 const std::string emptyRow = ". . . . . . . . \n";
@@ -34,7 +25,7 @@ std::string repeated(const std::string& text, int times)
 
 } // namespace
 
-TEST(Dumps, TheLargeBitboardIsAGridWithRank8AtTheTop)
+TEST(GeneralDumps, TheLargeBitboardIsAGridWithRank8AtTheTop)
 {
     EXPECT_EQ(bitboardToStringL(squares("a8 d8 h7 a1 b1")),
               border + "| * |   |   | * |   |   |   |   |\n" + border +
@@ -43,7 +34,7 @@ TEST(Dumps, TheLargeBitboardIsAGridWithRank8AtTheTop)
     EXPECT_EQ(bitboardToStringL(0), border + repeated(emptyGridRow, 8));
 }
 
-TEST(Dumps, TheSmallBitboardOfA1HasItsBitAtTheStartOfTheLastRow)
+TEST(GeneralDumps, TheSmallBitboardOfA1HasItsBitAtTheStartOfTheLastRow)
 {
     EXPECT_EQ(bitboardToStringS(1), repeated(emptyRow, 7) + "1 . . . . . . . \n");
     EXPECT_EQ(bitboardToStringS(squares("h8 c7 e4")), ". . . . . . . 1 \n"
@@ -57,7 +48,7 @@ TEST(Dumps, TheSmallBitboardOfA1HasItsBitAtTheStartOfTheLastRow)
     EXPECT_EQ(bitboardToStringS(~0ULL), repeated("1 1 1 1 1 1 1 1 \n", 8));
 }
 
-TEST(Dumps, AllFourteenBitboardsAreShownInTheOrderOfTheirCodes)
+TEST(GeneralDumps, AllFourteenBitboardsAreShownInTheOrderOfTheirCodes)
 {
     // White: king e1, rook a1. Black: king e8, pawn h7.
     Board board("4k3/7p/8/8/8/8/8/R3K3 w - - 0 1");
@@ -76,7 +67,7 @@ TEST(Dumps, AllFourteenBitboardsAreShownInTheOrderOfTheirCodes)
     EXPECT_EQ(written([&] { showBitboardsS(board.get()); }), small);
 }
 
-TEST(Dumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineBehind)
+TEST(GeneralDumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineBehind)
 {
     Board board(std::string{fenStartPos});
     EXPECT_EQ(written([&] { printBoard(board->board); }), "9,5,7,11,13,7,5,9,\n"
@@ -90,7 +81,7 @@ TEST(Dumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineBehind)
                                                           "\n");
 }
 
-TEST(Dumps, ATableIsPrintedInRowsOfPairsFourWideAndWiderWhereNeeded)
+TEST(GeneralDumps, ATableIsPrintedInRowsOfPairsFourWideAndWiderWhereNeeded)
 {
     i16 first[64] = {1, -2, 30, -400, 5000, -32768};
     i16 second[64] = {-1, 12, 345, 6789, 0, 32767};
@@ -104,7 +95,7 @@ TEST(Dumps, ATableIsPrintedInRowsOfPairsFourWideAndWiderWhereNeeded)
                   repeated(zeros, 6) + "X(   0,  -8), " + repeated(zero, 6) + "X(   7,   0), \n");
 }
 
-TEST(Dumps, ThePackedSquareTableIsPrintedAsTwoArraysOfItsHalves)
+TEST(GeneralDumps, ThePackedSquareTableIsPrintedAsTwoArraysOfItsHalves)
 {
     // The first pairs are the halves of the pawn's and of the rook's a8 to d8: 0,0 four times, and
     // -18,27  -4,21  -25,25  -2,20, each upper half one less for the borrow of the lower one.
@@ -136,7 +127,7 @@ TEST(Dumps, ThePackedSquareTableIsPrintedAsTwoArraysOfItsHalves)
     EXPECT_EQ(text, expected);
 }
 
-TEST(Dumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
+TEST(GeneralDumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
 {
     std::mt19937_64 random(5);
     for (int i = 0; i < 1000; ++i)
@@ -154,7 +145,7 @@ TEST(Dumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
     for (int n = 0; n < 64; ++n) EXPECT_EQ(softwarePopcount(1ULL << n), 1U);
 }
 
-TEST(Dumps, AMoveWithoutIndentHasNoTabsAndIndent0HasOne)
+TEST(GeneralDumps, AMoveWithoutIndentHasNoTabsAndIndent0HasOne)
 {
     const moveStruct move = {sq("e2"), sq("e4"), KINDDOUBLEPUSH, PAWN};
     EXPECT_EQ(moveToString(&move, -1), "e2e4 13");

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Single nodes of the main search and of quiescence, step by step. Static evaluations come out of
-// the evaluation cache and subtrees out of the transposition table, both filled beforehand, so
-// that each expectation follows from the rules of the node alone. Scores of children are from the
-// child's side to move.
+// Single nodes of the main search and of quiescence, step by step. Static evaluations come from the
+// evaluation cache and the scores of children from the transposition table. The tests fill both, so
+// each expectation follows from the rules of the node alone. A child's score is from its own side
+// to move.
 
 #include <algorithm>
 #include <functional>
@@ -86,7 +86,12 @@ class Node : public Board
         setEvaluation(score);
     }
 
-    /// The key behind a null move.
+    void settleChildren(int score)
+    {
+        forEachChild([this, score](size_t, moveStruct) { settleChild(score); });
+    }
+
+    /// The key after a null move.
     u64 nullKey() { return get()->hashKey ^ hashCodeBlackToMove; }
 
     u64 visits() { return get()->nodes - 1 + get()->qNodes; }
@@ -95,41 +100,43 @@ class Node : public Board
     u8 here;
 };
 
-/// The legal move of a list with this text, its score byte the mover's code.
-moveStruct named(const std::vector<moveStruct>& moves, const std::string& text,
-                 const positionStruct* position)
-{
-    for (moveStruct move : moves)
-        if (moveToLA(&move, position->sideToMove) == text)
-        {
-            move.score = position->board[move.from];
-            return move;
-        }
-    ADD_FAILURE() << text << " is not legal";
-    return EMPTYMOVE;
-}
-
 const std::string start{fenStartPos};
+const std::string pawns = "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1";
+const std::string pawnsAndKnight = "4k3/8/8/8/8/8/PPPP4/1N2K3 w - - 0 1";
 
 } // namespace
 
-TEST(NodeSteps, TheRootTakesARepeatedPositionAsANewOne)
+TEST(SearchNode, ARepetitionIsADrawAtOnceExceptAtTheRoot)
 {
-    Node root(start, 0);
-    for (const char* text : {"g1f3", "g8f6", "f3g1", "f6g8"})
+    for (const u8 ply : {u8{0}, u8{1}})
     {
-        const moveStruct move = root.move(text);
-        makeMove(1, &move, root.get(), false);
-        root.ply(0).castlingRights = root.ply(1).castlingRights;
+        Node node(start, ply);
+        for (const char* text : {"g1f3", "g8f6", "f3g1", "f6g8"})
+        {
+            const moveStruct move = node.move(text);
+            makeMove(1, &move, node.get(), false);
+            node.ply(0).castlingRights = node.ply(1).castlingRights;
+        }
+        ASSERT_EQ(node->keyHistory[node->keyIndex - 5], node->hashKey);
+        const int score = node.search(1, -32767, 32767);
+        EXPECT_EQ(node.visits() > 19, ply == 0);
+        EXPECT_TRUE(ply == 0 || score == 0);
     }
-    ASSERT_EQ(root->keyHistory[root->keyIndex - 5], root->hashKey);
-    root.search(1, -32767, 32767);
-    EXPECT_GT(root.visits(), 19U) << "its moves are searched";
 }
 
-TEST(NodeSteps, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
+TEST(SearchNode, TheTableCutsOffExceptAtTheRoot)
 {
-    const std::string pawns = "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1";
+    for (const u8 ply : {u8{0}, u8{1}})
+    {
+        Node node(start, ply);
+        node.enter(123, boundExact, EMPTYMOVE, 9);
+        const int score = node.search(2, -32767, 32767);
+        EXPECT_EQ(score == 123 && node.visits() == 0, ply == 1);
+    }
+}
+
+TEST(SearchNode, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
+{
     Node root(pawns, 0);
     root.search(2, -32767, -32000);
     EXPECT_GT(root.visits(), 0U) << "not at the root: its moves are searched";
@@ -148,20 +155,28 @@ TEST(NodeSteps, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
     EXPECT_GT(below.visits(), 0U);
 }
 
-TEST(NodeSteps, NeitherStalemateNorMateNorADrawByTheClockIsStored)
+TEST(SearchNode, StalemateMateFromThePlyAndADrawByTheFiftyMoveCounterAreNotStored)
 {
-    Node stalemate("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
-    EXPECT_EQ(stalemate.search(3, -32767, 32767), 0);
-    EXPECT_EQ(getHashTableEntry(stalemate->hashKey), 0U);
-    Node mate("R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 7);
-    EXPECT_EQ(mate.search(3, -32767, 32767), -31993);
-    EXPECT_EQ(getHashTableEntry(mate->hashKey), 0U);
-    Node clock("7k/8/8/8/8/8/Q7/K7 w - - 100 80");
-    EXPECT_EQ(clock.search(2, -32000, 32000), 0);
-    EXPECT_EQ(getHashTableEntry(clock->hashKey), 0U);
+    struct
+    {
+        const char* fen;
+        u8 ply;
+        int score;
+    } const cases[] = {
+        {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", 1, 0},
+        {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 0, -32000},
+        {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 7, -31993},
+        {"7k/8/8/8/8/8/Q7/K7 w - - 100 80", 1, 0},
+    };
+    for (const auto& [fen, ply, score] : cases)
+    {
+        Node node(fen, ply);
+        EXPECT_EQ(node.search(3, -32000, 32000), score) << fen;
+        EXPECT_EQ(node.entry(), 0U) << fen;
+    }
 }
 
-TEST(NodeSteps, AtAHundredPliesAMoveThatReachesBetaKeepsItsScoreAndOneThatOnlyRaisesAlphaIsADraw)
+TEST(SearchNode, AtAHundredPliesOnlyACutOffOrAMateKeepsItsScore)
 {
     // In check nothing is pruned before the moves. Taking the rook wins, and the other evasions
     // lose more than they can.
@@ -174,11 +189,13 @@ TEST(NodeSteps, AtAHundredPliesAMoveThatReachesBetaKeepsItsScoreAndOneThatOnlyRa
     };
     EXPECT_EQ(evade(99, 1000), 700);
     EXPECT_EQ(evade(100, 1000), 0);
-    EXPECT_EQ(evade(100, 700), 700) << "a cut-off never looks at the clock";
+    EXPECT_EQ(evade(100, 700), 700) << "a cut-off never looks at the counter";
     EXPECT_EQ(evade(100, 701), 0);
+    Node mate("6k1/5ppp/8/8/8/8/8/R3K3 w - - 99 80", 0);
+    EXPECT_EQ(mate.search(2, -32767, 32767), 31999);
 }
 
-TEST(NodeSteps, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
+TEST(SearchNode, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
 {
     // No captures, so quiescence gives the evaluation back; a search of the moves finds the pawn.
     const auto isRazored = [](int depth, int evaluation, int beta)
@@ -197,36 +214,40 @@ TEST(NodeSteps, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
     EXPECT_FALSE(isRazored(4, -1000, 1));
 }
 
-TEST(NodeSteps, ReverseFutilityNeedsAPieceBesidesTheKing)
+TEST(SearchNode, ReverseFutilityReturnsTheEvaluationBelowDepth7WithAPieceBesidesTheKing)
 {
-    for (const bool knight : {false, true})
+    for (const auto& [fen, depth, score] :
+         {std::tuple(pawns, 1, 2000), std::tuple(pawnsAndKnight, 1, 1000),
+          std::tuple(pawnsAndKnight, 6, 1000), std::tuple(pawnsAndKnight, 7, 2000)})
     {
-        Node node(knight ? "4k3/8/8/8/8/8/PPPP4/1N2K3 w - - 0 1"
-                         : "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        Node node(fen);
         node.setEvaluation(1000);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(-2000); });
-        EXPECT_EQ(node.search(1, -1, 0), knight ? 1000 : 2000);
-        EXPECT_EQ(node.visits(), knight ? 0U : 1U);
+        node.settleChildren(-2000);
+        // The null move fails.
+        putHashTableEntry(node.nullKey(), EMPTYMOVE, 2000, DEEP, boundExact, 2);
+        EXPECT_EQ(node.search(depth, -1, 0), score) << depth;
     }
 }
 
-TEST(NodeSteps, TheNullMoveNeedsAPieceBesidesTheKing)
+TEST(SearchNode, TheNullMoveNeedsAPieceBesidesTheKingAndCopiesTheKillers)
 {
+    const moveStruct killer{1, 2, 3, 4};
     for (const bool knight : {false, true})
     {
-        Node node(knight ? "4k3/8/8/8/8/8/PPPP4/1N2K3 w - - 0 1"
-                         : "4k3/8/8/8/8/8/PPPP4/4K3 w - - 0 1");
+        Node node(knight ? pawnsAndKnight : pawns);
         node.setEvaluation(50); // too little above beta for reverse futility
         putHashTableEntry(node.nullKey(), EMPTYMOVE, -60, DEEP, boundExact, 2);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(-2000); });
+        node.settleChildren(-2000);
+        node.ply(1).killers[1] = killer;
         EXPECT_EQ(node.search(4, -1, 0), knight ? 60 : 2000);
+        EXPECT_EQ(sameMove(node.ply(2).killers[1], killer), knight);
     }
 }
 
-TEST(NodeSteps, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiescence)
+TEST(SearchNode, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiescence)
 {
-    // A full window, which rules out reverse futility but not the null move. Behind the null move
-    // black seems to stand just below its own beta, so that its node runs through and is stored.
+    // A full window, which rules out reverse futility but not the null move. After the null move
+    // black seems to be just below its own beta, so its node searches all moves and is stored.
     const auto passAt = [](int depth, u64& entry, u64& nodes)
     {
         Node node("4k3/p7/8/8/8/8/8/QN2K3 w - - 0 1");
@@ -240,7 +261,7 @@ TEST(NodeSteps, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiesce
     u64 entry = 0;
     u64 nodes = 0;
     EXPECT_EQ(passAt(3, entry, nodes), -2000);
-    EXPECT_EQ(nodes, 1U) << "no node of the main search behind it";
+    EXPECT_EQ(nodes, 1U) << "no node of the main search after it";
     EXPECT_EQ(entry, 0U);
     for (const auto& [depth, childDepth] :
          {std::pair(4, 1), std::pair(5, 2), std::pair(6, 2), std::pair(7, 3), std::pair(12, 7)})
@@ -251,7 +272,7 @@ TEST(NodeSteps, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiesce
     }
 }
 
-TEST(NodeSteps, ANullMoveScoreBeyondTheMateLimitComesBackAsBeta)
+TEST(SearchNode, ANullMoveScoreBeyondTheMateLimitComesBackAsBeta)
 {
     for (const auto& [passed, returned] : {std::pair(31871, 31871), std::pair(31872, 31872),
                                            std::pair(31873, 0), std::pair(31990, 0)})
@@ -265,29 +286,21 @@ TEST(NodeSteps, ANullMoveScoreBeyondTheMateLimitComesBackAsBeta)
     }
 }
 
-TEST(NodeSteps, AnExactEntryOfLessDepthSparesTheEvaluation)
+TEST(SearchNode, AnExactEntryOfLessDepthReplacesTheEvaluationWhichIsNotCalled)
 {
-    // 100 at depth 1 is reverse futility at beta 35 and not at 36; the evaluation says otherwise.
+    // 100 at depth 1 is reverse futility at beta 35 and not at 36.
     for (const int beta : {35, 36})
     {
         Node node(start);
-        node.setEvaluation(-3000);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(0); });
-        putHashTableEntry(node->hashKey, EMPTYMOVE, 100, 0, boundExact, 1);
+        node.settleChildren(0);
+        node.enter(100, boundExact);
         EXPECT_EQ(node.search(1, beta - 1, beta), beta == 35 ? 100 : 0);
         EXPECT_EQ(node.visits() == 0, beta == 35);
+        EXPECT_EQ(getEvalHashEntry(node->evalHashTable, node->hashKey), nullptr);
     }
 }
 
-TEST(NodeSteps, AnExactEntryIsUsedWithoutAskingTheEvaluation)
-{
-    Node node(start);
-    node.enter(777, boundExact);
-    EXPECT_EQ(node.search(2, 646, 647), 777) << "reverse futility";
-    EXPECT_EQ(getEvalHashEntry(node->evalHashTable, node->hashKey), nullptr);
-}
-
-TEST(NodeSteps, TheCountdownToTheClockIsReloadedWithTheWholeInterval)
+TEST(SearchNode, TheCountdownToTheClockIsReloadedWithTheWholeInterval)
 {
     Node node(start, 127); // the last ply searches no further
     hashHartBeat = 0;
@@ -301,27 +314,25 @@ TEST(NodeSteps, TheCountdownToTheClockIsReloadedWithTheWholeInterval)
 }
 
 // Pins the missing filter of the quiet stage from the node's side.
-TEST(NodeSteps, AQuietHashMoveAndAKillerAreSearchedTwice)
+TEST(SearchNode, AQuietHashMoveAndAKillerAreSearchedTwice)
 {
     for (const int stored : {0, 1, 3})
     {
         Node node(start);
         node.setEvaluation(0);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
-        const std::vector<moveStruct> moves = node.legalMoves();
-        if (stored > 0)
-            putHashTableEntry(node->hashKey, named(moves, "b1c3", node.get()), 0, 0, boundUpper, 1);
+        node.settleChildren(50);
+        if (stored > 0) node.enter(0, boundUpper, node.move("b1c3"));
         if (stored > 1)
         {
-            node.ply(1).killers[0] = named(moves, "g1f3", node.get());
-            node.ply(1).killers[1] = named(moves, "d2d4", node.get());
+            node.ply(1).killers[0] = node.move("g1f3");
+            node.ply(1).killers[1] = node.move("d2d4");
         }
         EXPECT_EQ(node.search(2, -40, 400), -50) << "a full window prunes nothing";
         EXPECT_EQ(node.visits(), 20U + static_cast<unsigned>(stored));
     }
 }
 
-TEST(NodeSteps, ARepeatedHashMoveCountsTwiceTowardsLateMovePruning)
+TEST(SearchNode, ARepeatedHashMoveCountsTwiceTowardsLateMovePruning)
 {
     // Three counted moves at depth 1: of 20 quiet moves the first three, or the hash move, its
     // repetition and the second move.
@@ -337,7 +348,7 @@ TEST(NodeSteps, ARepeatedHashMoveCountsTwiceTowardsLateMovePruning)
                 order.push_back(move);
             });
         order[0].score = node->board[order[0].from];
-        if (stored) putHashTableEntry(node->hashKey, order[0], 0, 0, boundUpper, 1);
+        if (stored) node.enter(0, boundUpper, order[0]);
         EXPECT_EQ(node.search(1, 0, 1), -50);
         EXPECT_EQ(node.visits(), 3U);
         EXPECT_EQ(node->qNodes, 3U);
@@ -345,7 +356,7 @@ TEST(NodeSteps, ARepeatedHashMoveCountsTwiceTowardsLateMovePruning)
     }
 }
 
-TEST(NodeSteps, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
+TEST(SearchNode, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
 {
     // The first quiet move is also the hash move, the second the killer; the fourth cuts off.
     Node node(start);
@@ -359,7 +370,7 @@ TEST(NodeSteps, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
             order.push_back(move);
         });
     for (size_t i = 0; i < 5; ++i) ASSERT_EQ(node->board[order[i].from], PAWN);
-    putHashTableEntry(node->hashKey, order[0], 0, 0, boundUpper, 1);
+    node.enter(0, boundUpper, order[0]);
     node.ply(1).killers[0] = order[1];
 
     EXPECT_EQ(node.search(3, 0, 100), 200);
@@ -376,15 +387,30 @@ TEST(NodeSteps, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
     EXPECT_TRUE(sameMove(node.ply(1).killers[1], order[1]));
 }
 
-TEST(NodeSteps, AfterThreeMovesAtDepth1OnlyQuietChecksAreLeft)
+TEST(SearchNode, AFirstQuietMoveThatCutsOffIsAKillerAndFromDepth3OnRewardedInTheHistory)
 {
-    // One move gives check, and it comes behind the pawn moves. LMP: 3, 5, 7, 9 by depth.
+    for (const int depth : {2, 3})
+    {
+        Node node(pawns);
+        node.setEvaluation(0);
+        node.settleChildren(-200);
+        EXPECT_EQ(node.search(depth, 0, 100), 200);
+        const moveStruct killer = node.ply(1).killers[0];
+        EXPECT_TRUE(sameMove(killer, node.legalMoves()[0]));
+        EXPECT_EQ(killer.score, node->board[killer.from]);
+        EXPECT_EQ(node->historyGood[killer.score - PAWN][killer.to], depth == 3 ? 9U : 0U);
+    }
+}
+
+TEST(SearchNode, AfterThreeMovesAtDepth1OnlyQuietChecksAreLeft)
+{
+    // One move gives check, and it comes after the pawn moves. LMP: 3, 5, 7, 9 by depth.
     for (const int depth : {1, 2, 3, 4})
     {
         Node node("4k3/8/8/8/8/8/PPPPPP2/4K2R w - - 0 1");
         // Below beta, not so far that it is razored, and at depth 4 too far for an inner search.
         node.setEvaluation(depth == 4 ? -150 : 0);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
+        node.settleChildren(50);
         EXPECT_EQ(node.search(depth, 0, 1), -50);
         EXPECT_EQ(node.visits(), 2U * static_cast<unsigned>(depth) + 2) << depth;
         EXPECT_EQ(moveToLA(&node.ply(1).currentMove, WHITE), "h1h8");
@@ -396,22 +422,22 @@ TEST(NodeSteps, AfterThreeMovesAtDepth1OnlyQuietChecksAreLeft)
     }
 }
 
-TEST(NodeSteps, LateMovePruningSparesFullWindowsAndTheRoot)
+TEST(SearchNode, LateMovePruningSparesFullWindowsAndTheRoot)
 {
     for (const auto& [ply, beta] : {std::pair<u8, int>(1, 2), std::pair<u8, int>(0, 1)})
     {
         Node node(start, ply);
         node.setEvaluation(0);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(50); });
+        node.settleChildren(50);
         EXPECT_EQ(node.search(1, 0, beta), -50);
         EXPECT_EQ(node.visits(), 20U);
     }
 }
 
-TEST(NodeSteps, TheReductionIsLookedUpWithTheMoveAtHandCounted)
+TEST(SearchNode, TheReductionIsLookedUpWithTheMoveAtHandCounted)
 {
-    // White moves and black, a queen up, refutes each one; a child's entry then shows the depth
-    // at which it was searched. At depth 3 the second counted move has entry 2 of the table,
+    // White moves and black, a queen up, refutes each move; a child's entry then shows the depth
+    // of its search. At depth 3 the second counted move has entry 2 of the table,
     // which is 0, the third and the fourth have 1. A null window counts all moves, a wider one
     // the late ones, which here are the same.
     for (const int beta : {1, 100})
@@ -433,7 +459,18 @@ TEST(NodeSteps, TheReductionIsLookedUpWithTheMoveAtHandCounted)
     }
 }
 
-TEST(QuiescenceSteps, TheDeepBandSearchesARecaptureThoughTheSideIsInCheck)
+TEST(SearchNode, AtPly127TheEvaluationComesBackEvenInCheck)
+{
+    Node node("4k3/8/8/8/8/8/4r3/4K3 w - - 0 1", 127);
+    EXPECT_EQ(node.quiet(0, -32767, 32767), evaluateN(0, node.get()));
+    EXPECT_EQ(node.search(3, -32767, 32767), evaluateN(0, node.get()));
+}
+
+
+// Quiescence
+
+// Pins the oddity of the deepest band: only recaptures are searched, in check too.
+TEST(SearchQuiescence, DeepBandForgetsChecks)
 {
     // The king may take the rook, which leaves bare kings: better than the mated score.
     Node take("4k3/8/8/8/8/8/4r3/4K3 w - - 0 1");
@@ -444,13 +481,13 @@ TEST(QuiescenceSteps, TheDeepBandSearchesARecaptureThoughTheSideIsInCheck)
     EXPECT_TRUE(sameMove(take.ply(1).currentMove, {sq("e1"), sq("e2"), 0, 0}));
     EXPECT_EQ(take.ply(1).inCheck, 0);
 
-    // A guarded rook can't be taken, and nothing else is looked at.
+    // The king can't take a guarded rook, and no other move is tried: the mated score.
     Node guarded("4k3/8/8/8/8/4r3/4r3/4K3 w - - 0 1");
     guarded.ply(0).currentMove = {sq("d2"), sq("e2"), 0, ROOK + BLACK};
     EXPECT_EQ(guarded.quiet(-14, -32767, 32767), -31999);
 }
 
-TEST(QuiescenceSteps, AboveTheDeepBandAllEvasionsAreSearched)
+TEST(SearchQuiescence, AboveTheDeepBandAllEvasionsAreSearched)
 {
     // No capture, three king moves.
     for (const int depth : {0, -4, -5, -13, -14, -40})
@@ -465,7 +502,7 @@ TEST(QuiescenceSteps, AboveTheDeepBandAllEvasionsAreSearched)
     }
 }
 
-TEST(QuiescenceSteps, AnEmptyListOfEvasionsIsMateCountedFromThePly)
+TEST(SearchQuiescence, AnEmptyListOfEvasionsIsMateCountedFromThePly)
 {
     for (const int depth : {0, -4, -5, -13, -14})
         for (const u8 ply : {u8{1}, u8{6}})
@@ -476,14 +513,20 @@ TEST(QuiescenceSteps, AnEmptyListOfEvasionsIsMateCountedFromThePly)
         }
 }
 
-TEST(QuiescenceSteps, AStandPatThatReachesBetaGeneratesNothing)
+TEST(SearchQuiescence, StalemateIsNotSeen)
+{
+    Node node("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
+    EXPECT_EQ(node.quiet(0, -32767, 32767), evaluateN(1, node.get()));
+}
+
+TEST(SearchQuiescence, AStandPatThatReachesBetaGeneratesNothing)
 {
     // A pawn hangs to the rook. The generator would set both ends of the list.
     const auto generated = [](int evaluation)
     {
         Node node("4k3/8/8/8/p7/8/8/R3K3 w - - 0 1");
         node.setEvaluation(evaluation);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(0); });
+        node.settleChildren(0);
         node.ply(1).moveListEnd = nullptr;
         node.ply(2).moveListStart = nullptr;
         const int score = node.quiet(0, -100, 100);
@@ -495,7 +538,7 @@ TEST(QuiescenceSteps, AStandPatThatReachesBetaGeneratesNothing)
     EXPECT_FALSE(generated(101));
 }
 
-TEST(QuiescenceSteps, AWindowClosedByMateDistanceReturnsAtOnce)
+TEST(SearchQuiescence, AWindowClosedByMateDistanceReturnsAtOnce)
 {
     for (const u8 ply : {u8{0}, u8{5}})
     {
@@ -532,7 +575,7 @@ const std::string rookTakesPawn = "4k3/8/8/8/p7/8/8/R3K3 w - - 0 1";
 
 } // namespace
 
-TEST(QuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
+TEST(SearchQuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
 {
     for (size_t i = 0; i < manyPositions().size(); i += 3)
         for (const auto& [alpha, beta] : {std::pair(-32767, 32767), std::pair(0, 1),
@@ -547,7 +590,7 @@ TEST(QuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
             }
 }
 
-TEST(QuiescenceHash, AnEntryOfAnyDepthThatDecidesTheWindowIsTheResult)
+TEST(SearchQuiescenceHash, AnEntryOfAnyDepthThatDecidesTheWindowIsTheResult)
 {
     const struct
     {
@@ -563,7 +606,7 @@ TEST(QuiescenceHash, AnEntryOfAnyDepthThatDecidesTheWindowIsTheResult)
     {
         Node node(rookTakesPawn, 3);
         node.setEvaluation(0);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(20); });
+        node.settleChildren(20);
         node.enter(c.score, c.bound);
         node.ply(3).moveListEnd = nullptr;
         const int score = node.quietHash(0, -50, 50);
@@ -578,7 +621,7 @@ TEST(QuiescenceHash, AnEntryOfAnyDepthThatDecidesTheWindowIsTheResult)
     EXPECT_EQ(node.quietHash(0, -50, 50), 31990);
 }
 
-TEST(QuiescenceHash, ABoundThatIsNearerThanTheEvaluationIsTheStandPat)
+TEST(SearchQuiescenceHash, ABoundThatIsNearerThanTheEvaluationIsTheStandPat)
 {
     const struct
     {
@@ -595,7 +638,7 @@ TEST(QuiescenceHash, ABoundThatIsNearerThanTheEvaluationIsTheStandPat)
         // The capture is worth less than standing pat in all cases.
         Node node(rookTakesPawn);
         node.setEvaluation(c.evaluation);
-        node.forEachChild([&node](size_t, moveStruct) { node.settleChild(200); });
+        node.settleChildren(200);
         node.enter(c.score, c.bound);
         EXPECT_EQ(node.quietHash(0, -50, 50), c.standPat) << c.evaluation << " " << c.score;
         EXPECT_EQ(node->qNodes, 2U);
@@ -609,7 +652,7 @@ TEST(QuiescenceHash, ABoundThatIsNearerThanTheEvaluationIsTheStandPat)
     EXPECT_EQ(high.entry(), before) << "and stores nothing";
 }
 
-TEST(QuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
+TEST(SearchQuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
 {
     const struct
     {
@@ -630,7 +673,7 @@ TEST(QuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
             const moveStruct capture = node.move("a1a4");
             node.ply(ply).hashMove = {sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK}; // not white's
             node.setEvaluation(0);
-            node.forEachChild([&](size_t, moveStruct) { node.settleChild(c.child); });
+            node.settleChildren(c.child);
             EXPECT_EQ(node.quietHash(0, c.withMove ? -10 : 10, 50), c.score);
             const u64 entry = node.entry();
             EXPECT_EQ(hashBound(entry), c.bound) << c.child;
@@ -649,7 +692,7 @@ TEST(QuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
     EXPECT_EQ(hashBound(mated.entry()), boundUpper);
 }
 
-TEST(QuiescenceHash, TheHashMoveOfThePlyIsPlayedFirstEvenAQuietOne)
+TEST(SearchQuiescenceHash, TheHashMoveOfThePlyIsPlayedFirstEvenAQuietOne)
 {
     const auto searched = [](int worth, const char* text, int beta)
     {

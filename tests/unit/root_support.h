@@ -4,6 +4,7 @@
 // chosen searchers that run on the thread of the test.
 #pragma once
 
+#include <set>
 #include <sstream>
 
 #include "support.h"
@@ -11,6 +12,7 @@
 inline const std::string start{fenStartPos};
 inline const std::string stalemated = "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1";
 inline const std::string mateInOne = "6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 1";
+inline const std::string onlyMove = "7k/8/6K1/8/8/8/8/7R b - - 0 1";
 
 /// A boss whose inner state shows.
 class OpenBoss : public boss
@@ -43,12 +45,16 @@ struct claim
     int score = 31000;
 };
 
-/// A helper that claims a result at once.
+/// A helper that claims a result at once, with a line of `moves`.
 class Claimant : public OpenWorker
 {
   public:
+    Claimant(int place, std::vector<moveStruct> moves, claim result = {})
+        : OpenWorker(place), line(std::move(moves)), claimed(result)
+    {
+    }
     Claimant(int place, moveStruct move, claim result = {})
-        : OpenWorker(place), bestMove(move), claimed(result)
+        : Claimant(place, std::vector<moveStruct>{move}, result)
     {
     }
     void searchRoot() override
@@ -56,18 +62,18 @@ class Claimant : public OpenWorker
         position->rootDepth = static_cast<i16>(claimed.depth);
         position->rootDepthComplete = static_cast<u8>(claimed.isComplete);
         position->rootScore = static_cast<i16>(claimed.score);
-        position->plies[0].bestMove = bestMove;
-        position->pvLength = 0;
+        position->pvLength = static_cast<u8>(line.size() - 1);
+        for (size_t ply = 0; ply < line.size(); ++ply) position->plies[ply].bestMove = line[ply];
     }
 
   private:
-    moveStruct bestMove;
+    std::vector<moveStruct> line;
     claim claimed;
 };
 
 /// A pool of chosen searchers, which run on the thread of the test, without any limit but those
 /// that a test sets.
-class RootSteps : public testing::Test
+class SearchRoot : public testing::Test
 {
   protected:
     void SetUp() override
@@ -110,15 +116,8 @@ class RootSteps : public testing::Test
         engine.startTime = static_cast<u64>(now());
     }
 
-    /// Lets helpers, too, look at the limits behind each depth.
-    static void openSoftClock()
-    {
-        engine.startTime = static_cast<u64>(now() - 100000);
-        engine.targetTime = 0;
-    }
-
-    /// Sets the clock so that this share of the soft budget is used up; what the search itself
-    /// takes is nothing beside it. The hard budget ends it twenty seconds later.
+    /// Sets the clock so that this share of the soft budget is used up; what the search itself takes
+    /// is nothing beside it. The hard budget ends it twenty seconds later.
     static void spendSoftBudget(double share)
     {
         constexpr int elapsed = 100'000'000;
@@ -127,30 +126,46 @@ class RootSteps : public testing::Test
         engine.maxTime = elapsed + 20'000;
     }
 
-    /// An empty table but for what decides the initial position: e2e4 is worth 0 and answered by
-    /// e7e5, all other moves lose.
-    static void settleE2e4(Board& board)
+    /// Lets helpers, too, look at the limits after each depth.
+    static void openSoftClock()
     {
-        clearHashTable();
-        for (const moveStruct& move : board.legalMoves())
-        {
-            const bool isBest = moveToLA(&move, WHITE) == "e2e4";
-            const moveStruct answer{sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
-            makeMove(1, &move, board.get(), false);
-            putHashTableEntry(board->hashKey, isBest ? answer : EMPTYMOVE, isBest ? 0 : 5000, 127,
-                              boundExact, 1);
-            unmakeMove(1, &move, board.get());
-        }
+        engine.startTime = static_cast<u64>(now() - 100000);
+        engine.targetTime = 0;
+    }
+
+    /// Puts the score of the position after a root move into the table, from its side to move.
+    static void enterAfter(Board& board, moveStruct move, int score, u8 bound = boundExact,
+                           moveStruct answer = EMPTYMOVE)
+    {
+        makeMove(1, &move, board.get(), false);
+        putHashTableEntry(board->hashKey, answer, static_cast<i16>(score), 127, bound, 1);
+        unmakeMove(1, &move, board.get());
     }
 
     /// What a whole search of the pool writes, by either of its root searches.
     std::string lines(Board& board, void (boss::*search)() = &boss::searchRoot)
     {
         for (worker* each : theWorkForce.workers) each->setPosition(board.get());
-        testing::internal::CaptureStdout();
-        (pool->*search)();
-        std::fflush(stdout);
-        return testing::internal::GetCapturedStdout();
+        return written([&] { (pool->*search)(); });
+    }
+
+    /// The depths at which a helper stops under the limits 1 to 12, which are those that it
+    /// searches up to 12, or to one beyond.
+    static std::set<int> depthsOf(int id, void (worker::*search)() = &worker::searchRoot)
+    {
+        Board board(stalemated);
+        OpenWorker helper(id);
+        std::set<int> depths;
+        for (int limit = 1; limit <= 12; ++limit)
+        {
+            liftLimits();
+            openSoftClock();
+            engine.depthLimit = limit;
+            helper.setPosition(board.get());
+            (helper.*search)();
+            depths.insert(helper.currentDepth);
+        }
+        return depths;
     }
 
     OpenBoss* pool = nullptr;

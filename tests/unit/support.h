@@ -60,6 +60,15 @@ u64 squares(const std::string& names);
 /// an empty text.
 std::string inconsistency(const positionStruct* position, int ply);
 
+/// What a function writes to standard output.
+template <typename Function> std::string written(Function function)
+{
+    testing::internal::CaptureStdout();
+    function();
+    std::fflush(stdout);
+    return testing::internal::GetCapturedStdout();
+}
+
 /// Some two hundred positions of all phases and kinds.
 const std::vector<std::string>& manyPositions();
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The dumps for a debugger: each with its whole text.
+// Notation, and the dumps for a debugger, each with its whole text.
 
 #include <algorithm>
 #include <random>
@@ -67,7 +67,7 @@ TEST(GeneralDumps, AllFourteenBitboardsAreShownInTheOrderOfTheirCodes)
     EXPECT_EQ(written([&] { showBitboardsS(board.get()); }), small);
 }
 
-TEST(GeneralDumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineBehind)
+TEST(GeneralDumps, ABoardIsPrintedAsItsCodesWithAnEmptyLineAfterIt)
 {
     Board board(std::string{fenStartPos});
     EXPECT_EQ(written([&] { printBoard(board->board); }), "9,5,7,11,13,7,5,9,\n"
@@ -148,7 +148,45 @@ TEST(GeneralDumps, SoftwarePopcountCountsTheBitsOneByOneAsWell)
 TEST(GeneralDumps, AMoveWithoutIndentHasNoTabsAndIndent0HasOne)
 {
     const moveStruct move = {sq("e2"), sq("e4"), KINDDOUBLEPUSH, PAWN};
-    EXPECT_EQ(moveToString(&move, -1), "e2e4 13");
-    EXPECT_EQ(moveToString(&move, 0), "\te2e4 13");
-    EXPECT_EQ(moveToString(&move, 2), "\t\t\te2e4 13");
+    for (const auto& [indent, tabs] : {std::pair(-1, ""), {0, "\t"}, {2, "\t\t\t"}})
+        EXPECT_EQ(moveToString(&move, indent), tabs + std::string("e2e4 13"));
+}
+
+TEST(GeneralNotation, MovesHaveTheirText)
+{
+    struct
+    {
+        moveStruct move;
+        u8 side;
+        const char* text;
+    } const cases[] = {
+        {{sq("e5"), sq("d5"), KINDENPASSANT, 0}, WHITE, "e5d6"},
+        {{sq("d4"), sq("e4"), KINDENPASSANT, 0}, BLACK, "d4e3"},
+        {{sq("a2"), sq("a1"), QUEEN, 0}, BLACK, "a2a1q"},
+        {{sq("e2"), sq("e4"), KINDDOUBLEPUSH, 0}, WHITE, "e2e4"},
+        {EMPTYMOVE, WHITE, "a1a1"},
+    };
+    for (const auto& [move, side, text] : cases) EXPECT_EQ(moveToLA(&move, side), text);
+    EXPECT_EQ(squareToLA(63), "h8");
+    EXPECT_EQ(LAToSquare("h8"), 63);
+}
+
+TEST(GeneralNotation, ALineEndsWithASpaceAndHasOneMoveMoreThanItsLength)
+{
+    Board board{std::string(fenStartPos)};
+    board.ply(0).bestMove = board.move("e2e4");
+    board.ply(1).bestMove = {sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
+    EXPECT_EQ(PVToString(board.get()), "e2e4 ");
+    board->pvLength = 1;
+    EXPECT_EQ(PVToString(board.get()), "e2e4 e7e5 ");
+}
+
+TEST(GeneralNotation, ABoardHas17Lines)
+{
+    Board board{std::string(fenStartPos)};
+    const std::string picture = boardToString(board.get());
+    EXPECT_EQ(std::count(picture.begin(), picture.end(), '\n'), 17);
+    EXPECT_NE(picture.find("| r | n | b | q | k | b | n | r |\n"), std::string::npos);
+    board->board[20] = 255;
+    EXPECT_NE(boardToString(board.get()).find('?'), std::string::npos);
 }

@@ -2,6 +2,7 @@
 //
 // The check of a perft file, on files that the tests write where they run.
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 
@@ -27,10 +28,9 @@ report check(const char* content, int level)
 {
     std::remove("./perft.txt");
     if (content) std::ofstream("./perft.txt") << content;
-    testing::internal::CaptureStdout();
-    const bool ok = checkMoveGenWithPerft(level);
-    std::fflush(stdout);
-    report result{ok, testing::internal::GetCapturedStdout(), tableMegabytes()};
+    bool ok = false;
+    const std::string text = written([&] { ok = checkMoveGenWithPerft(level); });
+    const report result{ok, text, tableMegabytes()};
     std::remove("./perft.txt");
     createHashTable(1);
     return result;
@@ -38,11 +38,9 @@ report check(const char* content, int level)
 
 constexpr const char* start = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1";
 
-int records(const std::string& text)
+auto records(const std::string& text)
 {
-    int lines = 0;
-    for (const char letter : text) lines += letter == '\n';
-    return lines - 1;
+    return std::count(text.begin(), text.end(), '\n') - 1;
 }
 
 } // namespace
@@ -84,10 +82,11 @@ TEST(PerftFile, SectionsEndTheFileByLevel)
 
 TEST(PerftFile, AMalformedRecordThrows)
 {
-    EXPECT_THROW(check("\n", 1), std::invalid_argument);
-    testing::internal::GetCapturedStdout();
-    EXPECT_THROW(check("4k3/8/8/8/8/8/8/4K3 w - - 0 1;x;1\n", 1), std::invalid_argument);
-    testing::internal::GetCapturedStdout();
+    for (const char* file : {"\n", "4k3/8/8/8/8/8/8/4K3 w - - 0 1;x;1\n"})
+    {
+        EXPECT_THROW(check(file, 1), std::invalid_argument);
+        testing::internal::GetCapturedStdout();
+    }
     std::remove("./perft.txt");
 }
 
@@ -98,7 +97,6 @@ TEST(PerftFile, ARecordThatCantBePlayedOnCountsNothing)
 
 TEST(PerftFile, TheCheckLeavesATableOf128Megabytes)
 {
-    createHashTable(1);
     EXPECT_EQ(check("4k3/8/8/8/8/8/8/N3K3 w - - 0 1;1;7\n", 1).tableMegabytes, 128U);
 }
 
@@ -111,32 +109,23 @@ namespace
 /// What testFenPosition writes.
 std::string count(int depth, const std::string& fen, int megabytes)
 {
-    testing::internal::CaptureStdout();
-    testFenPosition(depth, fen, megabytes, 4);
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
+    return written([&] { testFenPosition(depth, fen, megabytes, 4); });
 }
 
 } // namespace
 
-TEST(PerftCommand, AFenIsSetUpInAnotherPositionThanTheMainOne)
+TEST(PerftCommand, AFenIsSetUpInAnotherPositionThanTheMainOneWhichIsCurrent)
 {
     // Kings and a knight: 5 + 2 moves.
     const std::string fen = "4k3/8/8/8/8/8/8/N3K3 w - - 0 1";
     const u64 key = GPS->hashKey;
-    const std::string text = count(1, fen, 1);
-    EXPECT_NE(text.find("\n| N |   |   |   | K |   |   |   |\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("Perft results for depth: 1  7  Nodes per sec: "), std::string::npos)
-        << text;
+    const std::string given = count(1, fen, 1);
+    EXPECT_NE(given.find("\n| N |   |   |   | K |   |   |   |\n"), std::string::npos) << given;
     EXPECT_EQ(GPS->hashKey, key);
-}
-
-TEST(PerftCommand, CurrentIsTheMainPosition)
-{
-    setPosition("4k3/8/8/8/8/8/8/N3K3 w - - 0 1", GPS);
-    const std::string text = count(1, "current", 1);
-    EXPECT_NE(text.find("Perft results for depth: 1  7  Nodes per sec: "), std::string::npos)
-        << text;
+    setPosition(fen, GPS);
+    for (const std::string& text : {given, count(1, "current", 1)})
+        EXPECT_NE(text.find("Perft results for depth: 1  7  Nodes per sec: "), std::string::npos)
+            << text;
     setPosition(std::string(fenStartPos), GPS);
 }
 

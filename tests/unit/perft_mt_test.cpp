@@ -41,11 +41,10 @@ struct counted
 
 counted countMt(positionStruct* position, i32 depth, u32 threads)
 {
-    testing::internal::CaptureStdout();
     threadsStarted = 0;
-    const u64 leaves = perftMt(0, depth, position, threads);
-    std::fflush(stdout);
-    return {leaves, testing::internal::GetCapturedStdout(), threadsStarted};
+    u64 leaves = 0;
+    const std::string text = written([&] { leaves = perftMt(0, depth, position, threads); });
+    return {leaves, text, threadsStarted};
 }
 
 /// The two lines of a list of jobs that has grown to this size.
@@ -60,39 +59,46 @@ const std::string middlegame =
 
 } // namespace
 
-TEST(PerftMt, OneThreadAndManyGiveTheKnownCounts)
+TEST(PerftMt, OneThreadAndManyGiveTheKnownCountsAndWriteTheListOfJobsEmptyAndFull)
 {
-    for (const u32 threads : {1U, 2U, 3U, 24U})
+    // Two entries for each of 20 x 20 and of 2039 pairs. The lists of further plies need no bounds.
+    struct
     {
-        Board first(start);
-        EXPECT_EQ(countMt(first.get(), 3, threads).leaves, 8902U) << threads;
-        EXPECT_EQ(countMt(first.get(), 4, threads).leaves, 197281U) << threads;
-        Board second(middlegame);
-        EXPECT_EQ(countMt(second.get(), 3, threads).leaves, 97862U) << threads;
-    }
+        std::string fen;
+        int depth;
+        u64 leaves;
+        u64 jobMoves;
+    } const cases[] = {
+        {start, 3, 8902, 800}, {start, 4, 197281, 800}, {middlegame, 3, 97862, 4078}};
+    for (const auto& [fen, depth, leaves, jobMoves] : cases)
+        for (const u32 threads : {1U, 2U, 3U, 24U})
+        {
+            Board board(fen);
+            board.ply(1).moveListStart = board.ply(2).moveListStart = nullptr;
+            const counted result = countMt(board.get(), depth, threads);
+            EXPECT_EQ(result.leaves, leaves) << threads;
+            EXPECT_EQ(result.text, linesOf(jobMoves));
+        }
 }
 
-TEST(PerftMt, TwentyPositionsCountAsTheCountersOfOneThreadDo)
+TEST(PerftMt, PositionsCountAsTheCountersOfOneThreadDoAndAreLeftAsTheyWere)
 {
-    const std::vector<std::string>& positions = manyPositions();
-    for (size_t i = 0; i < 20; ++i)
+    for (size_t i = 0; i < 200; i += 10)
     {
-        const std::string& fen = positions[i * 10];
+        const std::string& fen = manyPositions()[i];
         Board board(fen);
         const u64 expected = perft(0, 3, board.get());
         ASSERT_EQ(perftRev(0, 3, board.get()), expected) << fen;
-        for (const u32 threads : {1U, 2U, 3U, 24U})
+        const auto before = std::make_unique<positionStruct>(*board.get());
+        for (const u32 threads : {1U, 3U, 24U})
             EXPECT_EQ(countMt(board.get(), 3, threads).leaves, expected) << fen << ' ' << threads;
+        EXPECT_EQ(board->keyIndex, before->keyIndex);
+        EXPECT_EQ(board->halfMoveClock, before->halfMoveClock);
+        EXPECT_EQ(board->sideToMove, before->sideToMove);
+        EXPECT_TRUE(std::equal(board->board, board->board + 64, before->board));
+        EXPECT_EQ(board.ply(0).castlingRights, before->plies[0].castlingRights);
+        EXPECT_EQ(inconsistency(board.get(), 0), "");
     }
-}
-
-TEST(PerftMt, TheListOfJobsIsWrittenEmptyAndFull)
-{
-    // Two entries for each of 20 x 20 and of 2039 pairs.
-    Board first(start);
-    EXPECT_EQ(countMt(first.get(), 3, 2).text, linesOf(800));
-    Board second(middlegame);
-    EXPECT_EQ(countMt(second.get(), 3, 1).text, linesOf(4078));
 }
 
 TEST(PerftMt, ADepthBelow3IsCountedByOneThreadWithoutAWord)
@@ -134,41 +140,20 @@ TEST(PerftMt, NoMoreThreadsStartThanTheListOfJobsHasEntries)
     // Black has one move and white then 19, 14 of the rook and 5 of the king.
     Board board("7k/8/6K1/8/8/8/8/7R b - - 0 1");
     const u64 expected = perft(0, 3, board.get());
-    for (const auto& [wanted, started] : {std::pair(1U, 1), {37U, 37}, {38U, 38}, {39U, 38}})
+    for (const auto& [wanted, started] :
+         {std::pair(0U, 0), {1U, 1}, {37U, 37}, {38U, 38}, {39U, 38}})
     {
         const counted result = countMt(board.get(), 3, wanted);
-        EXPECT_EQ(result.leaves, expected) << wanted;
+        EXPECT_EQ(result.leaves, wanted ? expected : 0) << wanted;
         EXPECT_EQ(result.text, linesOf(38)) << wanted;
         EXPECT_EQ(result.threads, started);
     }
 }
 
-TEST(PerftMt, WithoutAThreadNothingIsCounted)
-{
-    Board board(start);
-    const counted result = countMt(board.get(), 3, 0);
-    EXPECT_EQ(result.leaves, 0U);
-    EXPECT_EQ(result.threads, 0);
-}
-
-TEST(PerftMt, ThePositionIsLeftAsItWas)
-{
-    Board board("r3k2r/8/8/3pP3/8/8/8/R3K2R w KQkq d6 7 20");
-    const auto before = std::make_unique<positionStruct>(*board.get());
-    countMt(board.get(), 3, 3);
-    EXPECT_EQ(board->hashKey, before->hashKey);
-    EXPECT_EQ(board->keyIndex, before->keyIndex);
-    EXPECT_EQ(board->halfMoveClock, before->halfMoveClock);
-    EXPECT_EQ(board->sideToMove, before->sideToMove);
-    EXPECT_TRUE(std::equal(board->board, board->board + 64, before->board));
-    EXPECT_EQ(board.ply(0).castlingRights, before->plies[0].castlingRights);
-    EXPECT_EQ(inconsistency(board.get(), 0), "");
-}
-
 TEST(PerftMt, ListsThatTogetherExceedTheMoveStackStayWithinIt)
 {
-    // The list below each first move is written behind the one before, and with so many queens all
-    // of them are longer than the stack with its slack.
+    // The list of each first move's answers is written after the one before. With so many queens
+    // all of them together are longer than the stack with its slack.
     Board board("qqqqqqqk/q5pp/1q1q1q1q/1q6/1Q6/1Q1Q1Q1Q/Q5PP/QQQQQQQK w - - 0 1");
     const size_t whole = MOVESTACKSIZE + MOVESTACKSLACK;
     std::vector<moveStruct> stack(whole + 40000, moveStruct{1, 2, 3, 4});
@@ -182,11 +167,4 @@ TEST(PerftMt, ListsThatTogetherExceedTheMoveStackStayWithinIt)
                             [](moveStruct move) {
                                 return move == moveStruct{1, 2, 3, 4};
                             }));
-}
-
-TEST(PerftMt, TheSecondPlysListNeedNotBeBound)
-{
-    Board board(start);
-    board.ply(1).moveListStart = board.ply(2).moveListStart = nullptr;
-    EXPECT_EQ(countMt(board.get(), 3, 2).leaves, 8902U);
 }

@@ -31,6 +31,7 @@ class OpenWorker : public worker
     using worker::worker;
 
     static i32 idOf(const worker* any) { return any->*(&OpenWorker::id); }
+    static relaxed<i32>& depthOf(worker* any) { return any->*(&OpenWorker::currentDepth); }
     static const positionStruct* positionOf(const worker* any)
     {
         return any->*(&OpenWorker::position);
@@ -116,8 +117,8 @@ class SearchRoot : public testing::Test
         engine.startTime = static_cast<u64>(now());
     }
 
-    /// Sets the clock so that this share of the soft budget is used up; what the search itself takes
-    /// is nothing beside it. The hard budget ends it twenty seconds later.
+    /// Sets the clock so that this share of the soft budget is used up; what the search itself
+    /// takes is nothing beside it. The hard budget ends it twenty seconds later.
     static void spendSoftBudget(double share)
     {
         constexpr int elapsed = 100'000'000;

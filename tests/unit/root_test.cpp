@@ -163,22 +163,41 @@ TEST_F(SearchRoot, HelpersSkipTheDepthsOfTheirRowAndRowsRepeatAfter16)
 
 TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
 {
-    Board board(stalemated);
-    auto* const other = new OpenWorker(1);
-    theWorkForce.workers.push_back(other);
-    for (const auto& [threads, begun, reached] :
-         {std::tuple(2, 127, 8), std::tuple(4, 127, 9), std::tuple(2, 8, 9)})
+    // In the previous search from 11 on, beyond a depth and only of five threads and more.
+    struct
     {
+        void (worker::*search)();
+        int threads, others;
+        int begun; // by the others
+        int limit, reached;
+    } const cases[] = {
+        {&worker::searchRoot, 2, 2, 127, 9, 8},
+        {&worker::searchRoot, 4, 2, 127, 9, 9},
+        {&worker::searchRoot, 2, 2, 8, 9, 9},
+        {&worker::searchRoot, 2, 2, 9, 9, 10},
+        {&worker::searchRootOld, 5, 3, 127, 11, 10}, // no depth is searched any more
+        {&worker::searchRootOld, 5, 3, 9, 11, 11},
+        {&worker::searchRootOld, 5, 3, 10, 11, 13}, // 12 is left out by the schedule
+        {&worker::searchRootOld, 5, 2, 127, 11, 11},
+        {&worker::searchRootOld, 6, 3, 127, 11, 11},
+        {&worker::searchRootOld, 4, 3, 127, 11, 11},
+    };
+    Board board(stalemated);
+    for (const auto& [search, threads, others, begun, limit, reached] : cases)
+    {
+        makePool({new OpenWorker(2), new OpenWorker(3)});
+        engine.nofThreads = threads;
+        hashHartBeat = 0;
+        for (size_t i = 0; i < 3; ++i)
+            OpenWorker::depthOf(theWorkForce.workers[i]) = static_cast<int>(i) < others ? begun : 0;
         liftLimits();
         openSoftClock();
-        engine.depthLimit = 9;
-        engine.nofThreads = threads;
-        pool->currentDepth = other->currentDepth = begun;
-        OpenWorker helper(2);
+        engine.depthLimit = limit;
+        OpenWorker helper(search == &worker::searchRoot ? 2 : 1);
         helper.setPosition(board.get());
-        helper.searchRoot();
-        EXPECT_EQ(helper.position->rootDepth, reached) << threads;
-        EXPECT_EQ(helper.currentDepth, reached) << "a depth left out is not begun";
+        (helper.*search)();
+        EXPECT_EQ(helper.currentDepth, reached) << threads << ' ' << others << ' ' << begun;
+        EXPECT_TRUE(search != &worker::searchRoot || helper.position->rootDepth == reached);
     }
 }
 
@@ -476,8 +495,7 @@ TEST_F(SearchWindow, AStopAtAnyNodeOfDepth10LeavesALegalLine)
         Board played(kingsAndPawns);
         for (std::string text; line >> text;)
         {
-            const moveStruct move = played.move(text);
-            ASSERT_NE(moveWord(move), 0U) << info;
+            const moveStruct move = played.move(text); // fails when it is not legal
             makeMove(1, &move, played.get(), false);
             played.ply(0).enPassantSquare = played.ply(1).enPassantSquare;
         }
@@ -490,26 +508,21 @@ TEST_F(SearchWindow, AStopAtAnyNodeOfDepth10LeavesALegalLine)
 
 TEST_F(SearchRoot, UnderADepthLimitTheBossAnswersElseTheDeepestResult)
 {
-    Board board(start);
-    makePool({new Claimant(1, board.move("b1a3"))});
-    engine.depthLimit = 5;
-    const std::string own = lines(board);
-    EXPECT_EQ(own.find("bestmove "), 0U) << own;
-    EXPECT_EQ(own.find("bestmove b1a3"), std::string::npos) << own;
-    EXPECT_EQ(pool->position->rootDepth, 5);
-
-    // But not when it has none: the end of a helper's search may stop it before its first depth.
-    clearHashTable();
-    theWorkForce.stopSearch = true;
-    EXPECT_EQ(lineFromEnd(lines(board), 1), "bestmove b1a3");
-
-    // Without a limit, to a boss that is stopped before its first depth.
-    liftLimits();
-    clearHashTable();
-    theWorkForce.stopSearch = true;
-    const std::string claimed = lines(board);
-    EXPECT_EQ(claimed.find("info score cp 31000 depth 60 seldepth "), 0U) << claimed;
-    EXPECT_EQ(lineFromEnd(claimed, 1), "bestmove b1a3");
+    // A boss that is stopped before its first depth has no answer, though.
+    for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
+        for (const auto& [limit, stopped] : {std::pair(5, false), {5, true}, {0, true}})
+        {
+            Board board(start);
+            makePool({new Claimant(1, board.move("b1a3"))});
+            clearHashTable();
+            liftLimits();
+            engine.depthLimit = limit;
+            theWorkForce.stopSearch = stopped;
+            const std::string text = lines(board, search);
+            const bool claimed = stopped && (limit == 0 || search == &boss::searchRoot);
+            EXPECT_EQ(text.find("info score cp 31000 depth 60 seldepth ") == 0, claimed) << text;
+            EXPECT_EQ(lineFromEnd(text, 1) == "bestmove b1a3", claimed) << text;
+        }
 }
 
 TEST_F(SearchRoot, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
@@ -566,7 +579,7 @@ TEST_F(SearchRoot, LinesBeginAtDepth10AndTheirAnswerIsThePonderCandidate)
 TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
 {
     Board board(start);
-    board.ply(0).bestMove = board.move("e2e4");
+    const moveStruct best = board.ply(0).bestMove = board.move("e2e4");
     board.ply(1).bestMove = {sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
     for (const u8 last : {u8{0}, u8{1}})
     {
@@ -574,12 +587,9 @@ TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
         liftLimits();
         theWorkForce.stopSearch = true;
         EXPECT_EQ(lines(board), last ? "bestmove e2e4 ponder e7e5\n" : "bestmove e2e4\n");
-
         pool->initPonderCandidate();
         pool->storePonderCandidate();
-        const moveStruct candidate = pool->getPonderCandidate(board.ply(0).bestMove);
-        EXPECT_EQ(moveWord(candidate), last ? moveWord(board.ply(1).bestMove) : 0U);
-        EXPECT_EQ(moveWord(pool->getPonderCandidate(board.move("d2d4"))), 0U);
+        EXPECT_EQ(sameMove(pool->getPonderCandidate(best), board.ply(1).bestMove), last == 1);
     }
 }
 
@@ -651,26 +661,21 @@ TEST_F(SearchRoot, ALineThatIsNotLegalToItsEndIsCutBeforeItIsWritten)
 TEST_F(SearchRoot, AnAbandonedSearchWritesNothingUnlessItHadEndedBefore)
 {
     Board board(start);
-    theWorkForce.workers.push_back(new Claimant(1, board.move("b1a3")));
-    for (const int threads : {1, 2})
-    {
-        engine.nofThreads = threads;
-        liftLimits();
-        theWorkForce.abandon();
-        theWorkForce.stop();
-        EXPECT_EQ(lines(board), "");
-
-        liftLimits();
-        theWorkForce.stop();
-        theWorkForce.abandon();
-        EXPECT_EQ(lineFromEnd(lines(board), 1), threads == 1 ? "bestmove a1a1" : "bestmove b1a3");
-    }
-
     Board matedBoard("3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1");
-    engine.nofThreads = 1;
-    liftLimits();
-    theWorkForce.abandon();
-    EXPECT_EQ(lines(matedBoard), "");
+    for (const auto& [searched, helpers, answer] :
+         {std::tuple(&board, 0, "bestmove a1a1"), std::tuple(&board, 1, "bestmove b1a3"),
+          std::tuple(&matedBoard, 0, "bestmove a1a1")})
+        for (const bool isAbandoned : {true, false})
+        {
+            makePool({});
+            if (helpers) makePool({new Claimant(1, board.move("b1a3"))});
+            liftLimits();
+            if (isAbandoned) theWorkForce.abandon();
+            theWorkForce.stop();
+            theWorkForce.abandon();
+            const std::string text = lines(*searched);
+            EXPECT_EQ(isAbandoned ? text : lineFromEnd(text, 1), isAbandoned ? "" : answer);
+        }
 }
 
 
@@ -755,11 +760,6 @@ TEST_F(SearchRoot, AGoDuringASearchWaitsForItsEnd)
         EXPECT_EQ(lineFromEnd(text, 2), "info score mate 0");
         EXPECT_EQ(lineFromEnd(text, 1), "bestmove a1a1");
     }
-}
-
-TEST_F(SearchRoot, WhatCantBePlayedOnGetsTheEmptyMove)
-{
-    EXPECT_EQ(goLines("fen 8/8/8/8/8/8/8/4K3 w - - 0 1", "infinite"), "bestmove a1a1\n");
 }
 
 TEST_F(SearchRoot, AfterANewGameTheSameSearchGivesTheSameLines)

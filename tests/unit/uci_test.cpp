@@ -3,8 +3,9 @@
 // The words of UCI commands: limits and budgets of a search, moves and options.
 
 #include <algorithm>
-#include <cstdio>
+#include <chrono>
 #include <sstream>
+#include <thread>
 
 #include "support.h"
 #include "uci.h"
@@ -22,10 +23,7 @@ void command(void (*handler)(std::istream&), const std::string& words)
 void goNowhere(const std::string& words)
 {
     command(UCIposition, "fen 8/8/8/8/8/8/8/8 w - - 0 1");
-    testing::internal::CaptureStdout();
-    command(UCIgo, words);
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "bestmove a1a1\n");
+    EXPECT_EQ(written([&] { command(UCIgo, words); }), "bestmove a1a1\n");
     command(UCIposition, "startpos");
 }
 
@@ -74,10 +72,10 @@ TEST(UciGo, TheFirstNumberThatCantBeReadEndsTheWords)
     EXPECT_FALSE(engine.infinite);
 }
 
-TEST(UciGo, ALimitOfNodesOrMovesToMateLeavesTheDefaultBudget)
+TEST(UciGo, NodesMovesToMateAndInfiniteLeaveTheDefaultBudget)
 {
     // 900,000 ms by 30 moves, times 0.72 * 1.4 for a game of unknown length; seven times that.
-    for (const char* words : {"", "nodes 1000", "mate 3", "nodes 1 mate 1"})
+    for (const char* words : {"", "nodes 1000", "mate 3", "nodes 1 mate 1", "infinite"})
     {
         goNowhere(words);
         EXPECT_EQ(engine.targetTime, 30240) << words;
@@ -86,8 +84,9 @@ TEST(UciGo, ALimitOfNodesOrMovesToMateLeavesTheDefaultBudget)
     }
 }
 
-TEST(UciMoves, CastlingTextsCountForEitherColourAndOnlyAFifthLetterOfFivePromotes)
+TEST(UciMoves, AMovesKindComesFromItsDistanceItsTargetOrAFifthLetterOfFive)
 {
+    // Castling texts count for either colour.
     const struct
     {
         const char *fen, *move, *square;
@@ -100,6 +99,9 @@ TEST(UciMoves, CastlingTextsCountForEitherColourAndOnlyAFifthLetterOfFivePromote
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8n", "a8", KNIGHT},
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q+", "a8", PAWN},
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8", "a8", PAWN},
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8Q", "a8", NOPIECE}, // kind 254 can't be made
+        {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1q", "a1", QUEEN + BLACK},
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", "d5", NOPIECE}, // onto an empty square
     };
     for (const auto& c : cases)
     {
@@ -115,10 +117,7 @@ TEST(UciNewGame, EmptiesTheTableTheKeysOfTheGameAndItsLength)
     ASSERT_EQ(engine.gamePly, 2);
     GPS->keyHistory[KEYHISTORYSIZE - 1] = 9;
     putHashTableEntry(123, {1, 2, 0, 4}, 0, 5, boundLower, 0);
-    testing::internal::CaptureStdout();
-    UCInewgame();
-    std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "readyok\n");
+    EXPECT_EQ(written(UCInewgame), "readyok\n");
     EXPECT_EQ(engine.gamePly, 0);
     EXPECT_TRUE(std::all_of(std::begin(GPS->keyHistory), std::end(GPS->keyHistory),
                             [](u64 key) { return key == 0; }));
@@ -135,4 +134,107 @@ TEST(UciSetOption, TheFirstWordIsThrownAwayWhateverItIs)
         EXPECT_TRUE(engine.ponderEnabled) << first;
     }
     command(UCIsetoption, "name Ponder value false");
+}
+
+TEST(UciPosition, ProgressOfTheGame)
+{
+    const std::string fen = "fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1";
+    for (const auto& [words, gamePly] : {std::pair<std::string, int>("startpos", 0),
+                                         {"startpos moves e2e4 e7e5", 2},
+                                         {fen, 1024},
+                                         {fen + " moves e2e4", 3}})
+    {
+        command(UCIposition, words);
+        EXPECT_EQ(engine.gamePly, gamePly) << words;
+    }
+}
+
+TEST(UciPosition, TheWordAfterStartposIsDiscardedUnread)
+{
+    command(UCIposition, "startpos what e2e4");
+    EXPECT_EQ(GPS->board[sq("e4")], PAWN);
+    command(UCIposition, "nonsense e2e4 e7e5");
+    EXPECT_EQ(GPS->sideToMove, BLACK) << "nothing has changed";
+}
+
+TEST(UciSetOption, NumbersAreForcedIntoTheirRange)
+{
+    command(UCIsetoption, "name Hash value 0");
+    EXPECT_EQ(engine.hashSizeMB, 1);
+    command(UCIsetoption, "name Ponder value true");
+    EXPECT_TRUE(engine.ponderEnabled);
+    command(UCIsetoption, "name Ponder value True");
+    EXPECT_FALSE(engine.ponderEnabled);
+    command(UCIsetoption, "name Two Words value 7");
+    command(UCIsetoption, "name Threads value 0");
+    EXPECT_EQ(engine.nofThreads, 1);
+    EXPECT_THROW(command(UCIsetoption, "name Hash value many"), std::invalid_argument);
+    EXPECT_THROW(command(UCIsetoption, "name Threads"), std::invalid_argument);
+}
+
+// The choice among the threads' results asks how many there are, and a thread that has hardly begun
+// has no move.
+TEST(UciSetOption, ARunningSearchKeepsItsNumberOfThreads)
+{
+    command(UCIposition, "startpos");
+    command(UCIsetoption, "name Threads value 2");
+    written(
+        []
+        {
+            command(UCIgo, "infinite");
+            std::thread changing([] { command(UCIsetoption, "name Threads value 1"); });
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            EXPECT_EQ(engine.nofThreads, 2);
+            UCIstop();
+            changing.join();
+        });
+    EXPECT_EQ(engine.nofThreads, 1);
+}
+
+TEST(UciPonderhit, ChangesOnlyFlagsWhenIdle)
+{
+    theWorkForce.timeIsUp = false;
+    theWorkForce.ponderSearch = true;
+    UCIponderhit();
+    EXPECT_FALSE(theWorkForce.ponderSearch);
+    theWorkForce.timeIsUp = true;
+    UCIponderhit();
+    EXPECT_TRUE(theWorkForce.stopSearch);
+}
+
+TEST(UciMoves, MovesOffTheBoardArePassedOver)
+{
+    command(UCIposition, "startpos");
+    const u64 key = GPS->hashKey;
+    for (const char* text : {"e9e4", "zz", "", "e2", "e2e9", "e4e5", "e2e4Q"}) UCIprocesMove(text);
+    EXPECT_TRUE(isBoardStructOK(GPS));
+    EXPECT_EQ(GPS->board[sq("e4")], PAWN) << "the distance makes a double push of the last one";
+    for (const char* text : {"\xff\xff\xff\xff", "g7g7", "a1h8", "h8a1k", "e8e1"})
+        UCIprocesMove(text);
+    command(UCIposition, "startpos");
+    EXPECT_EQ(GPS->hashKey, key) << "and the next position is whole";
+}
+
+TEST(UciMoves, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
+{
+    // A fifth letter k makes en passant of any move, landing a rank beyond its square.
+    for (const auto& [fen, text] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
+                                    std::pair("fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k")})
+    {
+        command(UCIposition, fen);
+        const u64 key = GPS->hashKey;
+        UCIprocesMove(text);
+        EXPECT_EQ(GPS->hashKey, key) << text;
+    }
+}
+
+TEST(UciPosition, AGameOfSixThousandPliesFitsTheHistory)
+{
+    std::string words = "startpos moves";
+    for (int i = 0; i < 1500; ++i) words += " g1f3 g8f6 f3g1 f6g8";
+    command(UCIposition, words);
+    EXPECT_LT(GPS->keyIndex, KEYHISTORYSIZE - NOFPLIES);
+    EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 1], GPS->hashKey);
+    EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 5], GPS->hashKey);
+    EXPECT_EQ(engine.gamePly, 6000);
 }

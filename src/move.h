@@ -3,11 +3,12 @@
 // Moves: playing and taking back, legality, generation by class, and the pickers that hand the
 // search one move at a time.
 //
-//   Making moves          makeMove, unmakeMove
-//   Legality              inCheckAfterMove, isLegalMove
-//   Generators            generateMovesCaptures, generateMovesQuiets, generateMovesEvade, ...
-//   Pickers               doNextMoveStaged, doNextMoveQuiesc, doNextMoveProbCut
-//   Line from the table   getPVFromHashTable
+//   Making moves                makeMove, unmakeMove
+//   Legality                    inCheckAfterMove, isLegalMove
+//   Generators                  generateMovesCaptures, generateMovesQuiets, generateMovesEvade, ...
+//   Pickers                     doNextMoveStaged, doNextMoveQuiesc, doNextMoveProbCut
+//   PV from the table           getPVFromHashTable
+//   Interface without a caller  generateSimpleChecks, getBestMoveHist, listWriter
 #pragma once
 
 #include "global.h"
@@ -93,9 +94,6 @@ void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 /// Their number; leaves the list in no useful state. Computes inCheck and notPinned.
 u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
-/// Quiet moves that give direct check; needs notPinned. The first slot's score becomes 255.
-void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position);
-
 
 // Pickers
 //
@@ -133,13 +131,34 @@ bool doNextMoveProbCut(u8 ply, moveStruct* cursor, positionStruct* position, i16
 /// stretch is not empty.
 void getBestMove(moveStruct* first, const moveStruct* end);
 
-/// The same by history ratio.
-void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position);
 
-
-// Line from the table
+// PV from the table
 
 /// Lays out the line of exact table entries from the position on, at most `depth` moves, in the
 /// bestMove fields from plies[ply] on, and sets pvLength to the index of the last. Without an
 /// entry nothing changes. The position is left as it was.
 void getPVFromHashTable(u8 ply, positionStruct* position, int depth);
+
+
+// Interface without a caller
+//
+// Two ways to list moves that the search does not use, and the list writers for the test that
+// compares them.
+
+/// Quiet moves that give direct check; needs notPinned. The first slot's score becomes 255.
+void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position);
+
+/// getBestMove by history ratio instead of score.
+void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position);
+
+/// The two functions of a list writer; see move.cpp. Each appends the moves to `targets`, at most
+/// 32 squares, and returns the end of the list. Up to seven slots after the end may be overwritten.
+struct listWriter
+{
+    moveStruct* (*appendMoves)(moveStruct* moves, u64 targets, u32 step, u32 base);
+    moveStruct* (*appendCaptures)(moveStruct* moves, u64 targets, u32 step, u32 base,
+                                  const positionStruct* position);
+};
+
+extern const listWriter plainListWriter; // the writer for any processor
+extern const listWriter listWriterInUse; // the one that the generators of this build call

@@ -142,7 +142,7 @@ void makeAndUnmake(benchmark::State& state)
 BENCHMARK(makeAndUnmake);
 
 /// A generator over all positions that suit it.
-void runGenerator(benchmark::State& state, void (*generate)(u8, moveStruct*, positionStruct*),
+void runGenerator(benchmark::State& state, void (*generate)(int, moveStruct*, positionStruct*),
                   bool inCheck)
 {
     int64_t lists = 0;

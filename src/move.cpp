@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Moves; see move.h. Legality is decided late: generators give pseudo-legal moves, evasions
-// excepted, and makeMove refuses the few that leave the king in check before it changes anything.
+// Moves; see move.h. Most listed moves are never played, so the generators do not test them for
+// legality (evasions excepted, which are few and easy to list exactly). makeMove tests a move when
+// its turn comes, and refuses it before anything changes.
 //
 //   Making moves                makeMove, unmakeMove
 //   Legality                    inCheckAfterMove, isLegalMove
@@ -37,31 +38,32 @@ namespace
 
 constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
 
-/// Where the capturing pawn lands, one rank beyond the pawn that it takes.
-constexpr u8 enPassantLanding(u8 to, int us)
+/// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
+constexpr int enPassantLanding(int to, int us)
 {
-    return static_cast<u8>(us == WHITE ? to + 8 : to - 8);
+    return us == WHITE ? to + 8 : to - 8;
 }
 
 /// The rook's squares of a castling move.
 struct castlingRook
 {
-    u8 from;
-    u8 to;
+    int from;
+    int to;
 };
 
+/// Counted from the king's squares, so that one rule serves both colours.
 constexpr castlingRook castlingRookOf(moveStruct move)
 {
-    if (move.kind == KINDCASTLEKING)
-        return {static_cast<u8>(move.from + 3), static_cast<u8>(move.to - 1)};
-    return {static_cast<u8>(move.from - 4), static_cast<u8>(move.to + 1)};
+    if (move.kind == KINDCASTLEKING) return {move.from + 3, move.to - 1};
+    return {move.from - 4, move.to + 1};
 }
 
-/// The rights that a move takes away. A move onto a corner counts as the capture of its rook,
-/// without a look at the board.
-u8 rightsLost(moveStruct move, u8 mover, u8 rights)
+/// The castling rights that a move ends. A king or rook that leaves its first square ends its own
+/// side's; a move to a corner ends the right of the rook there, without a look at the board. Black
+/// moves to a8 and h8 are not compared: Black's own rook stands there as long as it has the right.
+int rightsLost(moveStruct move, int mover, int rights)
 {
-    u8 lost = 0;
+    int lost = 0;
     if (mover & 1)
     {
         if (rights & BLACKRIGHTS)
@@ -96,23 +98,22 @@ u8 rightsLost(moveStruct move, u8 mover, u8 rights)
 } // namespace
 
 template <int us>
-bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
+bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
 {
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
-    if (testLegal && !parent.inCheck &&
-        inCheckAfterMove(static_cast<u8>(ply - 1), movePointer, position))
+    if (testLegal && !parent.inCheck && inCheckAfterMove(ply - 1, movePointer, position))
         return false;
 
     const u8 mover = position->board[move.from];
     const u8 captured = position->board[move.to];
     const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
-    // The evaluation reads the untouched board.
-    updateEvaluation<us>(ply, move, position);
+    // Before any change: it reads the mover and the captured piece from the board.
+    updateEvaluation<us>(static_cast<u8>(ply), move, position);
 
     child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
@@ -121,6 +122,7 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
     u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][move.from];
     u64 pawnKey = position->pawnHashKey;
 
+    // Only a king's move and a move from or to a corner can end a right, and few moves are that.
     u8 rights = parent.castlingRights;
     if (rights && ((corners & (bit(move.from) | bit(move.to))) || isKing(mover)))
     {
@@ -131,9 +133,9 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
     child.castlingRights = rights;
     if (parent.enPassantSquare) key ^= hashCodeEnpassant[fileOf(parent.enPassantSquare)];
 
-    // `arriving` is the man that reaches `landing`: the mover but for a promotion, and the move's
-    // own `to` but for en passant.
-    u8 landing = move.to;
+    // `arriving` is the piece that ends on `landing`. It is the mover except for a promotion, and
+    // `landing` is the move's own `to` except for en passant.
+    int landing = move.to;
     u8 arriving = mover;
     u8 enPassant = 0;
     if (move.kind != KINDPLAIN)
@@ -145,6 +147,7 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
         }
         else if (isCastling(move.kind))
         {
+            // The rook alone; the king moves below like any piece.
             const castlingRook rook = castlingRookOf(move);
             constexpr u8 code = ROOK + us;
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
@@ -171,29 +174,31 @@ bool makeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position,
     key ^= hashCodePiece[arriving][landing];
     if (keyedAsPawn)
     {
+        // A pawn that promotes leaves the pawn key.
         pawnKey ^= hashCodePiece[mover][move.from];
         if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
     }
 
-    i16 clock = mover < KNIGHT ? i16{0} : static_cast<i16>(position->halfMoveClock + 1);
+    int clock = isPawn(mover) ? 0 : position->halfMoveClock + 1;
     if (captured)
     {
         position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
         key ^= hashCodePiece[captured][move.to];
-        if (captured < KNIGHT) pawnKey ^= hashCodePiece[captured][move.to];
+        if (isPawn(captured)) pawnKey ^= hashCodePiece[captured][move.to];
         clock = 0;
     }
 
     position->hashKey = key;
     position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
-    position->halfMoveClock = clock;
+    position->halfMoveClock = static_cast<i16>(clock);
     position->sideToMove = them;
     return true;
 }
 
-template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, positionStruct* position)
+template <int us>
+void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position)
 {
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
@@ -204,10 +209,9 @@ template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, posit
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = static_cast<i16>(child.savedHalfMoveClock);
-    restoreEvaluation(ply, position);
+    restoreEvaluation(static_cast<u8>(ply), position);
 
-    u8 landing = move.to;
-    if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
+    const int landing = move.kind == KINDENPASSANT ? enPassantLanding(move.to, us) : int{move.to};
     const u8 arrived = position->board[landing];
     u8 mover = arrived;
     if (move.kind != KINDPLAIN)
@@ -225,6 +229,8 @@ template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, posit
             mover = PAWN + us;
     }
 
+    // `landing` is emptied before the captured piece comes back: except for en passant both are
+    // the same square.
     const u8 captured = child.capturedPiece;
     position->pieceBB[arrived] ^= bit(landing);
     position->pieceBB[mover] ^= bit(move.from);
@@ -239,29 +245,31 @@ template <int us> void unmakeMoveOf(u8 ply, const moveStruct* movePointer, posit
     }
 }
 
-template bool makeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*, bool);
-template bool makeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*, bool);
-template void unmakeMoveOf<WHITE>(u8, const moveStruct*, positionStruct*);
-template void unmakeMoveOf<BLACK>(u8, const moveStruct*, positionStruct*);
+template bool makeMoveOf<WHITE>(int, const moveStruct*, positionStruct*, bool);
+template bool makeMoveOf<BLACK>(int, const moveStruct*, positionStruct*, bool);
+template void unmakeMoveOf<WHITE>(int, const moveStruct*, positionStruct*);
+template void unmakeMoveOf<BLACK>(int, const moveStruct*, positionStruct*);
 
 
 // Legality
 
 bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 {
-    const int us = position->sideToMove;
-    const u8 them = static_cast<u8>(us ^ 1);
+    const u8 us = position->sideToMove;
+    const u8 them = us ^ 1;
     const u64 from = bit(move->from);
     const u64 to = bit(move->to);
 
+    // The board after the move, as far as it blocks lines. En passant empties `to` and fills the
+    // landing square.
     u64 occupied = (allMen(position) & ~from) | to;
     if (isKing(position->board[move->from]))
         return isSquareAttackedThrough(move->to, them, occupied, position);
     if (move->kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move->to, us));
 
-    // A slider that is taken gives no check.
-    const u8 king = kingSquareOf(us, position);
+    // The bitboards still hold a slider that the move captures; it gives no check.
+    const int king = kingSquareOf(us, position);
     return (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position) & ~to) ||
            (getRookAttackTable(king, occupied) & rooksAndQueens(them, position) & ~to);
 }
@@ -269,14 +277,14 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 namespace
 {
 
-/// What a castling move asks for.
+/// What castling to one side needs.
 struct castlingRule
 {
     u8 right;
     u8 kingFrom;
     u8 kingTo;
     u8 rookSquare;
-    u8 crossed; // square that must not be attacked; the destination is tested by the move itself
+    u8 crossed; // must not be attacked; makeMove tests the destination like any king's move
     u64 empty;
 };
 
@@ -286,38 +294,44 @@ constexpr castlingRule castlingRules[2][2] = {
     {{BLACKKINGSIDE, E8, G8, H8, F8, 0x60ULL << 56},
      {BLACKQUEENSIDE, E8, C8, A8, D8, 0x0eULL << 56}}};
 
-/// A pawn's part of the pseudo-legal test. Deliberately loose: the kind byte is believed, and
-/// the direction of a capture, the sides of the board and the last rank are not looked at. A move
-/// that passes fits the board in every byte that makeMove reads.
+/// The pawn part of the pseudo-legal test. It is loose on purpose: it trusts the kind byte and does
+/// not check the direction of a capture, the edges of the board or the last rank. Only a hash
+/// collision brings in a move that a stricter test would refuse, and it does no harm: makeMove can
+/// play it.
 bool isPseudoLegalPawnMove(const plyStruct& here, moveStruct move, int us,
                            const positionStruct* position)
 {
     const int step = us == WHITE ? 8 : -8;
     const u8* board = position->board;
+    // A step from an arbitrary square may leave the board; the number then wraps around.
     const auto isEmpty = [board](int square) { return board[square & 63] == NOPIECE; };
 
     if (move.kind == KINDDOUBLEPUSH) return isEmpty(move.to) && isEmpty(move.from + step);
-    if (move.kind >= KINDENPASSANT)
+    if (move.kind != KINDPLAIN && !isPromotion(move.kind))
         return here.enPassantSquare && (enpassantTable[here.enPassantSquare] & bit(move.from)) &&
                board[move.to] == PAWN + (us ^ 1) && isEmpty(move.to + step);
 
-    if (move.from < 8 || move.from > 55) return false;
+    if (rankOf(move.from) == 0 || rankOf(move.from) == 7) return false;
     const int reach = move.from > move.to ? move.from - move.to : move.to - move.from;
     if (reach < 7 || reach > 9) return false;
+    // A push needs an empty square, a capture an enemy piece; isLegalMove has ruled out our own.
     return (move.to == move.from + step) == isEmpty(move.to);
 }
 
-/// A castling move's part of the pseudo-legal test. Any kind but 14 counts as 15.
+/// The castling part of the pseudo-legal test. Any kind but KINDCASTLEKING counts as queen side.
 bool isPseudoLegalCastling(const plyStruct& here, moveStruct move, int us,
                            const positionStruct* position)
 {
     const castlingRule& rule = castlingRules[us][move.kind == KINDCASTLEKING ? 0 : 1];
+    const u8 them = position->sideToMove ^ 1;
     return !here.inCheck && (here.castlingRights & rule.right) &&
            !(allMen(position) & rule.empty) && position->board[rule.rookSquare] == ROOK + us &&
-           !isSquareAttacked(rule.crossed, static_cast<u8>(us ^ 1), position);
+           !isSquareAttacked(rule.crossed, them, position);
 }
 
-/// Whether the own king stands in check after a pseudo-legal move, whatever the state of pins.
+/// Whether the own king is attacked after a pseudo-legal move. This test is exact in any position.
+/// inCheckAfterMove is cheaper, but needs notPinned, and that is not computed yet when a node tests
+/// its hash move.
 bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position)
 {
     const int them = us ^ 1;
@@ -333,18 +347,19 @@ bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position
     else if (move.kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move.to, us));
 
-    const u8 king = kingMoves ? move.to : kingSquareOf(us, position);
-    const u64 left = ~to;
-    return (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position) & left) ||
-           (getRookAttackTable(king, occupied) & rooksAndQueens(them, position) & left) ||
-           (pawnAttackTable[them][king] & position->pieceBB[PAWN + them] & left) ||
-           (knightAttackTable[king] & position->pieceBB[KNIGHT + them] & left) ||
+    const int king = kingMoves ? move.to : kingSquareOf(us, position);
+    const u64 notCaptured = ~to;
+    return (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position) &
+            notCaptured) ||
+           (getRookAttackTable(king, occupied) & rooksAndQueens(them, position) & notCaptured) ||
+           (pawnAttackTable[them][king] & position->pieceBB[PAWN + them] & notCaptured) ||
+           (knightAttackTable[king] & position->pieceBB[KNIGHT + them] & notCaptured) ||
            (kingAttackTable[king] & position->pieceBB[KING + them]);
 }
 
-/// Whether unmakeMove can take back what makeMove makes of a pseudo-legal move. It can't for a
-/// kind that no generator gives to that man, which the loose tests above let pass.
-bool isTakenBack(moveStruct move, int type, int us)
+/// Whether unmakeMove can reverse what makeMove does with a pseudo-legal move. It can't for a kind
+/// that no generator gives to a piece of this type; the loose tests above let such kinds pass.
+bool canBeUnmade(moveStruct move, int type, int us)
 {
     constexpr u32 pawnKinds = 1U << KINDPLAIN | 1U << KNIGHT | 1U << BISHOP | 1U << ROOK |
                               1U << QUEEN | 1U << KINDENPASSANT | 1U << KINDDOUBLEPUSH;
@@ -356,21 +371,21 @@ bool isTakenBack(moveStruct move, int type, int us)
 
 } // namespace
 
-bool isLegalMove(u8 ply, const moveStruct* movePointer, const positionStruct* position,
+bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* position,
                  bool pseudoOnly)
 {
     const moveStruct move = *movePointer;
     if (moveWord(move) == 0) return false;
     if ((move.from | move.to) >= NOFSQUARES || move.kind > KINDCASTLEQUEEN) return false;
 
-    const u8 mover = position->board[move.from];
+    const int mover = position->board[move.from];
     const int us = position->sideToMove;
     const u64 to = bit(move.to);
     if (move.score != mover) return false;
     if (position->pieceBB[us] & to) return false;
     if (isKing(position->board[move.to])) return false;
 
-    // A man of the wrong colour gives an odd or too small type and fits no case.
+    // For an empty square or a piece of the wrong colour, `type` is odd or below PAWN and no case.
     const plyStruct& here = position->plies[ply];
     const int type = mover - us;
     const u64 occupied = allMen(position);
@@ -394,22 +409,21 @@ bool isLegalMove(u8 ply, const moveStruct* movePointer, const positionStruct* po
     default: break;
     }
     if (!reachable) return false;
-    return pseudoOnly || (isTakenBack(move, type, us) && !isKingAttackedAfter(move, us, position));
+    return pseudoOnly || (canBeUnmade(move, type, us) && !isKingAttackedAfter(move, us, position));
 }
 
 
 // List writers
 //
 // A writer appends one move for each bit of `targets`, lowest bit first, and returns the end of the
-// list. It has two functions: appendMoves for moves of score 0, and appendCaptures, which adds the
-// captured piece's code times 8 to the score, so that the most valuable victim comes first. A
-// writer for another instruction set goes beside these two; the build takes the best one that it
-// may use.
+// list. It has two functions: appendMoves writes moves of score 0; appendCaptures adds the captured
+// piece's code times 8 to the score, so that the most valuable victim comes first. A writer for
+// another instruction set goes beside these two and gets its turn where `writer` is chosen.
 //
-// The words of all these moves are `to * step + base`, so a move costs a multiplication and an
-// addition instead of four bytes put together. `step` is byTo for one piece, whose square is in
-// `base`. It is byBoth for a step of all pawns at once: `from` then follows `to` at a constant
-// distance, which is in `base` as a negative or positive number and wraps around.
+// The four bytes of a move are written as one word, `to * step + base`. For the moves of one piece,
+// `base` holds its square and step is byTo, which puts `to` into the second byte. For a step of all
+// pawns at once step is byBoth, which puts `to` into the first byte too: `from` is at the same
+// distance from every `to`, and `base` holds that distance.
 
 namespace
 {
@@ -418,28 +432,27 @@ constexpr u32 byTo = 0x100;
 constexpr u32 byBoth = 0x101;
 
 /// What the words of moves to several targets have in common. `from` and `score` may be negative:
-/// what is added for each target brings them back into their bytes.
+/// the bytes above borrow, and what a target adds gives it back.
 constexpr u32 moveBase(int from, int score, int kind = KINDPLAIN)
 {
-    return static_cast<u32>(from) + (static_cast<u32>(kind) << 16) +
-           (static_cast<u32>(score) << 24);
+    return static_cast<u32>(from + kind * 0x10000 + score * 0x1000000);
 }
 
 /// The writer for any processor.
 struct plainWriter
 {
-    static inline moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
+    static moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
     {
         while (targets) *moves++ = wordMove(takeLowest(targets) * step + base);
         return moves;
     }
 
-    static inline moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
-                                             const positionStruct* position)
+    static moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
+                                      const positionStruct* position)
     {
         while (targets)
         {
-            const u8 to = takeLowest(targets);
+            const u32 to = takeLowest(targets);
             *moves++ = wordMove(to * step + base + moveBase(0, position->board[to] * 8));
         }
         return moves;
@@ -448,14 +461,14 @@ struct plainWriter
 
 #ifdef QUILLON_AVX512
 
-/// The writer for AVX-512. A loop over the bits of a set ends with a branch that no predictor
-/// guesses, and that was most of the cost of a generator. This processor has an instruction that
-/// packs the squares of a set side by side, and then writes eight moves at a time: perft is 1.3 to
-/// 1.8 times as fast. It always writes whole groups of eight, so up to seven slots after the end of
-/// the list are overwritten. They are free, and the slack of the stack covers the last list.
+/// The writer for AVX-512. The plain one loops over the bits of a set, and no predictor knows when
+/// such a loop ends; that was most of the cost of a generator. Here one instruction packs the
+/// squares of a set side by side, and moves are written eight at a time without a look at their
+/// number: perft is 1.3 to 1.8 times as fast. So up to eight slots after the end of a list are
+/// overwritten. They are free, and MOVESTACKSLACK leaves room for them after the last list.
 struct avx512Writer
 {
-    static inline moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
+    static moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
     {
         const int count = popcount(targets);
         const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
@@ -463,16 +476,16 @@ struct avx512Writer
         writeEight(moves, squares, step, bases);
         for (int i = 8; i < count; i += 8)
         {
-            squares = withoutFirstEight(squares);
+            squares = dropEight(squares);
             writeEight(moves + i, squares, step, bases);
         }
         return moves + count;
     }
 
-    static inline moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
-                                             const positionStruct* position)
+    static moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
+                                      const positionStruct* position)
     {
-        // Most pieces can capture nothing.
+        // Most pieces have nothing to capture.
         if (!targets) return moves;
 
         const int count = popcount(targets);
@@ -481,21 +494,22 @@ struct avx512Writer
         __m256i victims = packPieces(targets, position);
         for (int i = 0;;)
         {
-            // The code times 8, in the score byte.
-            const __m256i scores = _mm256_slli_epi32(firstEight(victims), 24 + 3);
+            // Times 8 and into the score byte.
+            const __m256i scores = _mm256_slli_epi32(firstEight(victims), 3 + 24);
             writeEight(moves + i, squares, step, _mm256_add_epi32(bases, scores));
             i += 8;
             if (i >= count) return moves + count;
-            squares = withoutFirstEight(squares);
-            victims = withoutFirstEight(victims);
+            squares = dropEight(squares);
+            victims = dropEight(victims);
         }
     }
 
   private:
-    // One byte per target, at most 32 of them, so half a register is enough.
+    // Sets are packed into 32 bytes, the lower half of a register. That is enough: a piece has at
+    // most 27 targets, and the pawns have at most one target each, on squares without a pawn.
 
     /// The squares of a set, lowest first, then zeros.
-    static inline __m256i packSquares(u64 set)
+    static __m256i packSquares(u64 set)
     {
         alignas(64) static constexpr auto squares = []
         {
@@ -508,26 +522,23 @@ struct avx512Writer
     }
 
     /// The piece codes on the squares of a set, in the same order.
-    static inline __m256i packPieces(u64 set, const positionStruct* position)
+    static __m256i packPieces(u64 set, const positionStruct* position)
     {
         const __m512i all = _mm512_loadu_si512(position->board);
         return _mm512_castsi512_si256(_mm512_maskz_compress_epi8(set, all));
     }
 
     /// The first eight bytes as 32-bit words.
-    static inline __m256i firstEight(__m256i bytes)
+    static __m256i firstEight(__m256i bytes)
     {
         return _mm256_cvtepu8_epi32(_mm256_castsi256_si128(bytes));
     }
 
-    /// The bytes rotated by eight, so that the next eight come first.
-    static inline __m256i withoutFirstEight(__m256i bytes)
-    {
-        return _mm256_permute4x64_epi64(bytes, 0x39);
-    }
+    /// The bytes moved down by eight places.
+    static __m256i dropEight(__m256i bytes) { return _mm256_permute4x64_epi64(bytes, 0x39); }
 
     /// Writes the moves to the first eight squares.
-    static inline void writeEight(moveStruct* moves, __m256i squares, u32 step, __m256i base)
+    static void writeEight(moveStruct* moves, __m256i squares, u32 step, __m256i base)
     {
         const __m256i to = firstEight(squares);
         const __m256i from = step == byBoth ? to : _mm256_setzero_si256();
@@ -553,28 +564,30 @@ namespace
 {
 
 /// Appends the four promotions of one pawn, queen first.
-inline moveStruct* appendPromotions(moveStruct* moves, u8 from, u8 to, u8 score)
+inline moveStruct* appendPromotions(moveStruct* moves, int from, int to, int score)
 {
-    for (const u8 kind : {QUEEN, ROOK, BISHOP, KNIGHT}) *moves++ = packMove(from, to, kind, score);
+    for (const int kind : {QUEEN, ROOK, BISHOP, KNIGHT}) *moves++ = packMove(from, to, kind, score);
     return moves;
 }
 
-/// Closes a list one past its last move.
-inline void closeList(u8 ply, moveStruct* end, positionStruct* position)
+/// Ends a list at `end`, one past its last move.
+inline void closeList(int ply, moveStruct* end, positionStruct* position)
 {
     position->plies[ply].moveListEnd = end;
     position->plies[ply + 1].moveListStart = end;
 }
 
-/// Whole-board pawn steps of one colour. `right` is towards the side that is generated first: file
-/// h for white, file a for black.
+/// Steps of all pawns of one colour at once. `right` and `left` are as the player sees them, so
+/// `right` is towards file h for white and towards file a for black.
 template <int us> struct pawnSteps
 {
+    // to - from
     static constexpr int up = us == WHITE ? 8 : -8;
-    static constexpr int left = us == WHITE ? 7 : -7;  // to - from of the second direction
-    static constexpr int right = us == WHITE ? 9 : -9; // to - from of the first direction
+    static constexpr int right = us == WHITE ? 9 : -9;
+    static constexpr int left = us == WHITE ? 7 : -7;
     static constexpr u64 lastRank = us == WHITE ? 0xffULL << 56 : 0xffULL;
     static constexpr u64 doubleRank = us == WHITE ? 0xffULL << 24 : 0xffULL << 32;
+    // Where a capture arrives that has left the board at one side and come in at the other.
     static constexpr u64 rightWrap = us == WHITE ? files[0] : files[7];
     static constexpr u64 leftWrap = us == WHITE ? files[7] : files[0];
 
@@ -589,23 +602,24 @@ template <int us> struct pawnSteps
     }
 };
 
-/// Computes notPinned: our men that stand alone between our king and an enemy slider. A slider
-/// with nothing in between pins nothing and gives check. Returns whether the king is in check.
-template <int us> inline bool computePins(u8 ply, positionStruct* position)
+/// Computes notPinned and returns whether the king is in check. Both take the enemy sliders that
+/// would hit our king on an empty board: one with a single piece in between pins it if it is ours,
+/// one with nothing in between gives check.
+template <int us> inline bool computePins(int ply, positionStruct* position)
 {
     constexpr int them = us ^ 1;
-    const u8 king = kingSquareOf(us, position);
+    const int king = kingSquareOf(us, position);
     const u64 occupied = allMen(position);
 
-    u64 candidates = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
-                     (rooksAndQueens(them, position) & rookAttackAll[king]);
+    u64 sliders = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
+                  (rooksAndQueens(them, position) & rookAttackAll[king]);
     u64 pinned = 0;
     bool inCheck = ((pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
                     (knightAttackTable[king] & position->pieceBB[KNIGHT + them]) |
                     (kingAttackTable[king] & position->pieceBB[KING + them])) != 0;
-    while (candidates)
+    while (sliders)
     {
-        const u64 between = inBetweenSquares[king][takeLowest(candidates)] & occupied;
+        const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
         inCheck |= !between;
         if (!moreThanOne(between)) pinned |= between;
     }
@@ -613,7 +627,7 @@ template <int us> inline bool computePins(u8 ply, positionStruct* position)
     return inCheck;
 }
 
-void computePins(u8 ply, positionStruct* position)
+void computePins(int ply, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         computePins<WHITE>(ply, position);
@@ -621,29 +635,30 @@ void computePins(u8 ply, positionStruct* position)
         computePins<BLACK>(ply, position);
 }
 
-/// Appends knight, bishop, rook and queen moves to `targets`, each scored by `append`.
+/// Appends the moves of knights, bishops, rooks and queens to `targets`. append(moves, from, set,
+/// type) writes the moves of one piece to the squares of `set` and returns the end of the list.
 template <typename Append>
 inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64 rooks, u64 queens,
                                 u64 targets, u64 occupied, Append append)
 {
     while (knights)
     {
-        const u8 from = takeLowest(knights);
+        const int from = takeLowest(knights);
         moves = append(moves, from, knightAttackTable[from] & targets, KNIGHT);
     }
     while (bishops)
     {
-        const u8 from = takeLowest(bishops);
+        const int from = takeLowest(bishops);
         moves = append(moves, from, getBishopAttackTable(from, occupied) & targets, BISHOP);
     }
     while (rooks)
     {
-        const u8 from = takeLowest(rooks);
+        const int from = takeLowest(rooks);
         moves = append(moves, from, getRookAttackTable(from, occupied) & targets, ROOK);
     }
     while (queens)
     {
-        const u8 from = takeLowest(queens);
+        const int from = takeLowest(queens);
         const u64 attacks =
             getBishopAttackTable(from, occupied) | getRookAttackTable(from, occupied);
         moves = append(moves, from, attacks & targets, QUEEN);
@@ -651,27 +666,28 @@ inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64
     return moves;
 }
 
-/// What a capture generator leaves out or adds.
+/// Which promotions a generator of captures lists.
 enum class captureClass
 {
-    all,        // four promotions per capturing pawn
-    quiescence, // queen promotions only
+    all,        // all four
+    quiescence, // to a queen only, which is nearly always the best
 };
 
-// Ordering scores of captures: the victim's code times 8, less this by the mover.
+// Ordering scores of captures: the victim's code times 8, less this by the mover, so that of two
+// captures of the same piece the one by the lesser piece comes first.
 constexpr int pawnMalus = 2;
 constexpr int promotionMalus = 14;
 constexpr int kingMalus = 12;
-constexpr u8 enPassantScore = 14;
-constexpr u8 pushPromotionScore = 1;
+constexpr int enPassantScore = 14;
+constexpr int pushPromotionScore = 1;
 
-/// Less for knight 4, bishop 6, rook 8, queen 10: the mover's own code.
-constexpr int pieceMalus(u8 type)
+/// For knight 4, bishop 6, rook 8, queen 10: the mover's own code.
+constexpr int pieceMalus(int type)
 {
     return type;
 }
 
-/// Appends one direction of pawn captures, promotions first.
+/// Appends the pawn captures of one direction, promotions first. `step` is to - from.
 template <int us, captureClass which>
 inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
                                       const positionStruct* position)
@@ -680,9 +696,9 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
     targets ^= promotions;
     while (promotions)
     {
-        const u8 to = takeLowest(promotions);
-        const u8 from = static_cast<u8>(to - step);
-        const u8 score = static_cast<u8>(position->board[to] * 8 - promotionMalus);
+        const int to = takeLowest(promotions);
+        const int from = to - step;
+        const int score = position->board[to] * 8 - promotionMalus;
         if constexpr (which == captureClass::all)
             moves = appendPromotions(moves, from, to, score);
         else
@@ -691,7 +707,8 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
     return writer::appendCaptures(moves, targets, byBoth, moveBase(-step, -pawnMalus), position);
 }
 
-/// Appends all captures of enemy men within `targets` but en passant and the king's.
+/// Appends all captures on `targets`, a set of enemy pieces, except en passant and those by the
+/// king.
 template <int us, captureClass which>
 inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                                     const positionStruct* position)
@@ -705,7 +722,7 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
     return appendPieces(moves, knights, position->pieceBB[BISHOP + us],
                         position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], targets,
                         allMen(position),
-                        [position](moveStruct* end, u8 from, u64 attacks, u8 type)
+                        [position](moveStruct* end, int from, u64 attacks, int type)
                         {
                             const u32 base = moveBase(from, -pieceMalus(type));
                             return writer::appendCaptures(end, attacks, byTo, base, position);
@@ -713,7 +730,7 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
 }
 
 template <int us>
-inline moveStruct* appendEnPassant(moveStruct* moves, u8 square, const positionStruct* position)
+inline moveStruct* appendEnPassant(moveStruct* moves, int square, const positionStruct* position)
 {
     if (!square) return moves;
     u64 pawns = position->pieceBB[PAWN + us] & enpassantTable[square];
@@ -725,12 +742,12 @@ template <int us>
 inline moveStruct* appendKingCaptures(moveStruct* moves, u64 targets,
                                       const positionStruct* position)
 {
-    const u8 king = kingSquareOf(us, position);
+    const int king = kingSquareOf(us, position);
     return writer::appendCaptures(moves, kingAttackTable[king] & targets, byTo,
                                   moveBase(king, -kingMalus), position);
 }
 
-template <int us> void generateCaptures(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateCaptures(int ply, moveStruct* moves, positionStruct* position)
 {
     const plyStruct& here = position->plies[ply];
     const u64 enemies = position->pieceBB[us ^ 1];
@@ -745,7 +762,7 @@ template <int us> void generateCaptures(u8 ply, moveStruct* moves, positionStruc
 
 } // namespace
 
-void generateMovesCaptures(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position)
 {
     moves->score = 0;
     computePins(ply, position);
@@ -764,19 +781,19 @@ namespace
 {
 
 // Ordering scores of evasions.
-constexpr int kingTakesScore = 220; // and the victim's code, and 1 for the only checker
-constexpr u8 kingFleesScore = 202;
-constexpr u8 pawnTakesScore = 250;
-constexpr u8 pawnBlocksScore = 210;
+constexpr int kingTakesScore = 220; // plus the victim's code, plus 1 if it is the only checker
+constexpr int kingFleesScore = 202;
+constexpr int pawnTakesScore = 250;
+constexpr int pawnBlocksScore = 210;
 constexpr int pieceTakesScore = 238;  // less half the mover's code: knight 236 to queen 233
 constexpr int pieceBlocksScore = 208; // knight 206 to queen 203
 
-template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateEvasions(int ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
     constexpr u8 them = us ^ 1;
     const plyStruct& here = position->plies[ply];
-    const u8 king = kingSquareOf(us, position);
+    const int king = kingSquareOf(us, position);
     const u64 occupied = allMen(position);
     const u64 checkers = (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position)) |
                          (getRookAttackTable(king, occupied) & rooksAndQueens(them, position)) |
@@ -784,13 +801,13 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
                          (knightAttackTable[king] & position->pieceBB[KNIGHT + them]);
     const bool doubleCheck = moreThanOne(checkers);
 
-    // The king's rays run on through the square that it leaves.
+    // Without the king on the board: it can't hide on the far side of its own square.
     const u64 withoutKing = occupied ^ bit(king);
     for (u64 targets = kingAttackTable[king] & ~position->pieceBB[us]; targets;)
     {
         const u8 to = takeLowest(targets);
         if (isSquareAttackedThrough(to, them, withoutKing, position)) continue;
-        const u8 victim = position->board[to];
+        const int victim = position->board[to];
         const int takes = kingTakesScore + victim + (bit(to) == checkers);
         // NOLINTNEXTLINE(readability-suspicious-call-argument): king is its square
         *moves++ = packMove(king, to, KINDPLAIN, victim ? takes : kingFleesScore);
@@ -801,15 +818,16 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
         return;
     }
 
-    // A pinned man can't answer a check from another line.
+    // A pinned piece never answers a check: it may move only along the line of its pin, which meets
+    // the line of the check on the king's own square.
     const u64 able = here.notPinned;
     const u64 pawns = position->pieceBB[PAWN + us] & able;
-    const u8 checker = lowestSquare(checkers);
+    const int checker = lowestSquare(checkers);
     const auto pawnTakes = [&moves](u64 targets, int step)
     {
         if (!targets) return;
-        const u8 to = lowestSquare(targets);
-        const u8 from = static_cast<u8>(to - step);
+        const int to = lowestSquare(targets);
+        const int from = to - step;
         if (targets & steps::lastRank)
             moves = appendPromotions(moves, from, to, pawnTakesScore);
         else
@@ -818,7 +836,9 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     pawnTakes(steps::captureRight(pawns) & checkers, steps::right);
     pawnTakes(steps::captureLeft(pawns) & checkers, steps::left);
 
-    // Only the checking pawn itself is worth taking en passant: the landing square blocks nothing.
+    // En passant helps only if the double-pushed pawn itself gives check. The landing square blocks
+    // no other check: of the lines that the push has opened only the file runs through it, and on
+    // the file the pawn is still in the way.
     if (here.enPassantSquare == checker)
         for (u64 takers = pawns & enpassantTable[checker]; takers;)
             *moves++ = packMove(takeLowest(takers), checker, KINDENPASSANT, pawnTakesScore);
@@ -830,28 +850,28 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
     u64 doubles = steps::push(pushed) & ~occupied & between & steps::doubleRank;
     while (promotions)
     {
-        const u8 to = takeLowest(promotions);
-        moves = appendPromotions(moves, static_cast<u8>(to - steps::up), to, pawnBlocksScore);
+        const int to = takeLowest(promotions);
+        moves = appendPromotions(moves, to - steps::up, to, pawnBlocksScore);
     }
     while (singles)
     {
-        const u8 to = takeLowest(singles);
+        const int to = takeLowest(singles);
         *moves++ = packMove(to - steps::up, to, KINDPLAIN, pawnBlocksScore);
     }
     while (doubles)
     {
-        const u8 to = takeLowest(doubles);
+        const int to = takeLowest(doubles);
         *moves++ = packMove(to - 2 * steps::up, to, KINDDOUBLEPUSH, pawnBlocksScore);
     }
 
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & able,
                          position->pieceBB[BISHOP + us] & able, position->pieceBB[ROOK + us] & able,
                          position->pieceBB[QUEEN + us] & able, between | checkers, occupied,
-                         [checkers](moveStruct* end, u8 from, u64 targets, u8 type)
+                         [checkers](moveStruct* end, int from, u64 targets, int type)
                          {
                              while (targets)
                              {
-                                 const u8 to = takeLowest(targets);
+                                 const int to = takeLowest(targets);
                                  const int score =
                                      bit(to) == checkers ? pieceTakesScore : pieceBlocksScore;
                                  *end++ = packMove(from, to, KINDPLAIN, score - type / 2);
@@ -863,7 +883,7 @@ template <int us> void generateEvasions(u8 ply, moveStruct* moves, positionStruc
 
 } // namespace
 
-void generateMovesEvade(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesEvade(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         generateEvasions<WHITE>(ply, moves, position);
@@ -874,9 +894,9 @@ void generateMovesEvade(u8 ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-/// Returns where the castling moves stand if there are any.
+/// Returns where the castling moves are in the list, if there are any.
 template <int us>
-inline moveStruct* generateQuiets(u8 ply, moveStruct* moves, positionStruct* position)
+inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
     const plyStruct& here = position->plies[ply];
@@ -889,15 +909,16 @@ inline moveStruct* generateQuiets(u8 ply, moveStruct* moves, positionStruct* pos
     const u64 doubles = steps::push(pushed) & empty & steps::doubleRank;
     while (promotions)
     {
-        const u8 to = takeLowest(promotions);
-        moves = appendPromotions(moves, static_cast<u8>(to - steps::up), to, 0);
+        const int to = takeLowest(promotions);
+        moves = appendPromotions(moves, to - steps::up, to, 0);
     }
     moves = writer::appendMoves(moves, singles, byBoth, moveBase(-steps::up, 0));
     moves =
         writer::appendMoves(moves, doubles, byBoth, moveBase(-2 * steps::up, 0, KINDDOUBLEPUSH));
 
     moveStruct* const castling = moves;
-    // King and rook are where the right says; the destination is left to makeMove.
+    // A right means that king and rook are on their first squares. Whether the king's destination
+    // is attacked is left to makeMove, which tests every move of the king.
     if ((here.castlingRights & (us == WHITE ? WHITERIGHTS : BLACKRIGHTS)) && !here.inCheck)
         for (const int wing : {0, 1})
         {
@@ -910,15 +931,15 @@ inline moveStruct* generateQuiets(u8 ply, moveStruct* moves, positionStruct* pos
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & here.notPinned,
                          position->pieceBB[BISHOP + us], position->pieceBB[ROOK + us],
                          position->pieceBB[QUEEN + us], empty, occupied,
-                         [](moveStruct* end, u8 from, u64 targets, u8)
+                         [](moveStruct* end, int from, u64 targets, int)
                          { return writer::appendMoves(end, targets, byTo, moveBase(from, 0)); });
-    const u8 king = kingSquareOf(us, position);
+    const int king = kingSquareOf(us, position);
     moves = writer::appendMoves(moves, kingAttackTable[king] & empty, byTo, moveBase(king, 0));
     closeList(ply, moves, position);
     return castling;
 }
 
-template <int us> void generateQuiescence(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateQuiescence(int ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
     const plyStruct& here = position->plies[ply];
@@ -933,17 +954,16 @@ template <int us> void generateQuiescence(u8 ply, moveStruct* moves, positionStr
         steps::push(position->pieceBB[PAWN + us]) & ~allMen(position) & steps::lastRank;
     while (promotions)
     {
-        const u8 to = takeLowest(promotions);
+        const int to = takeLowest(promotions);
         *moves++ = packMove(to - steps::up, to, QUEEN, pushPromotionScore);
     }
     closeList(ply, moves, position);
 }
 
-template <int us> void generateRecapture(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateRecapture(int ply, moveStruct* moves, positionStruct* position)
 {
-    // After an en passant capture the square is empty, and so is the list. En passant itself is
-    // never among the recaptures: the pawn to be taken would stand on the target square itself,
-    // and a pawn that has just double-pushed has captured nothing.
+    // After an en passant capture `to` is the emptied square, so the list is empty. En passant is
+    // never a recapture: it answers a double push, which captures nothing.
     const u64 target = bit(position->plies[ply - 1].currentMove.to) & position->pieceBB[us ^ 1];
     moves = appendCapturesOf<us, captureClass::quiescence>(
         moves, target, position->pieceBB[KNIGHT + us], position);
@@ -953,7 +973,7 @@ template <int us> void generateRecapture(u8 ply, moveStruct* moves, positionStru
 
 } // namespace
 
-void generateMovesQuiets(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         generateQuiets<WHITE>(ply, moves, position);
@@ -961,7 +981,7 @@ void generateMovesQuiets(u8 ply, moveStruct* moves, positionStruct* position)
         generateQuiets<BLACK>(ply, moves, position);
 }
 
-void generateMovesQuiescence(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesQuiescence(int ply, moveStruct* moves, positionStruct* position)
 {
     computePins(ply, position);
     if (position->plies[ply].inCheck)
@@ -972,7 +992,7 @@ void generateMovesQuiescence(u8 ply, moveStruct* moves, positionStruct* position
         generateQuiescence<BLACK>(ply, moves, position);
 }
 
-void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesRecapture(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->plies[ply].inCheck)
     {
@@ -988,18 +1008,19 @@ void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-/// Where in a list of all moves those stand that can be illegal when nothing is pinned.
+/// The parts of a list of all moves in which a move can be illegal although nothing is pinned and
+/// there is no en passant: castling and the moves of the king.
 struct kingStretches
 {
-    const moveStruct* captures; // the king's
-    const moveStruct* quiets;   // of all men; the end of the king's captures
+    const moveStruct* captures; // the king's captures, up to `quiets`
+    const moveStruct* quiets;   // the first quiet move
     const moveStruct* castling;
-    const moveStruct* kingQuiets; // to the end of the list
+    const moveStruct* kingQuiets; // up to the end of the list
 };
 
-/// All moves; in check the evasions, and no stretches. Computes inCheck and notPinned.
+/// Lists all moves; in check the evasions, without stretches. Computes inCheck and notPinned.
 template <int us>
-inline kingStretches generateAll(u8 ply, moveStruct* moves, positionStruct* position)
+inline kingStretches generateAll(int ply, moveStruct* moves, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     moves->score = 0;
@@ -1020,14 +1041,14 @@ inline kingStretches generateAll(u8 ply, moveStruct* moves, positionStruct* posi
             here.moveListEnd - popcount(kingTargets & ~allMen(position))};
 }
 
-template <int us> void generateLegal(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> void generateLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     generateAll<us>(ply, moves, position);
     const plyStruct& here = position->plies[ply];
     if (here.inCheck) return;
 
-    // An illegal move changes places with the last one and is dropped; the root search depends on
-    // the order that this leaves.
+    // An illegal move is swapped to the end and dropped. The root search depends on the order that
+    // this leaves.
     moveStruct* end = here.moveListEnd;
     for (moveStruct* move = moves; move < end;)
     {
@@ -1039,7 +1060,7 @@ template <int us> void generateLegal(u8 ply, moveStruct* moves, positionStruct* 
     closeList(ply, end, position);
 }
 
-template <int us> u32 countLegal(u8 ply, moveStruct* moves, positionStruct* position)
+template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     const kingStretches stretches = generateAll<us>(ply, moves, position);
     const plyStruct& here = position->plies[ply];
@@ -1047,27 +1068,27 @@ template <int us> u32 countLegal(u8 ply, moveStruct* moves, positionStruct* posi
     u32 count = static_cast<u32>(end - moves);
     if (here.inCheck) return count;
 
-    const auto takeOffIllegal = [=, &count](const moveStruct* first, const moveStruct* last)
+    const auto subtractIllegal = [=, &count](const moveStruct* first, const moveStruct* last)
     {
         for (; first < last; ++first) count -= inCheckAfterMove(ply, first, position);
     };
     if (here.notPinned != ~0ULL || here.enPassantSquare)
-        takeOffIllegal(moves, end);
+        subtractIllegal(moves, end);
     else
     {
-        // inCheckAfterMove would let all others pass without a look at the board.
-        takeOffIllegal(stretches.captures, stretches.quiets);
+        // Of the other moves inCheckAfterMove would say at once that they are legal.
+        subtractIllegal(stretches.captures, stretches.quiets);
         const moveStruct* move = stretches.castling;
         for (; move < end && isCastling(move->kind); ++move)
             count -= inCheckAfterMove(ply, move, position);
-        takeOffIllegal(stretches.kingQuiets, end);
+        subtractIllegal(stretches.kingQuiets, end);
     }
     return count;
 }
 
 } // namespace
 
-void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
+void generateMovesLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         generateLegal<WHITE>(ply, moves, position);
@@ -1075,7 +1096,7 @@ void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
         generateLegal<BLACK>(ply, moves, position);
 }
 
-u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position)
+u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     return position->sideToMove == WHITE ? countLegal<WHITE>(ply, moves, position)
                                          : countLegal<BLACK>(ply, moves, position);
@@ -1095,18 +1116,19 @@ void getBestMove(moveStruct* first, const moveStruct* end)
 namespace
 {
 
-/// The share of cut-offs in what a quiet move has done, in 128ths, 0 to 128; 64 without data.
+/// The share of cut-offs among what a quiet move has led to, in 128ths: 0 to 128, 64 without data.
 u32 historyRatio(moveStruct move, const positionStruct* position)
 {
-    const int man = position->board[move.from] - PAWN;
-    const u32 good = position->historyGood[man][move.to];
-    const u32 sum = good + position->historyBad[man][move.to];
+    const int piece = position->board[move.from] - PAWN;
+    const u32 good = position->historyGood[piece][move.to];
+    const u32 sum = good + position->historyBad[piece][move.to];
     return sum ? good * 128 / sum : 64;
 }
 
-/// Swaps the quiet move of the highest history ratio to the cursor. The ratios stand in the score
-/// bytes, worked out again only when a cut-off has changed the history since: below a node of depth
-/// 2 or less none does, and to divide for each move at each pick took a fifteenth of the search.
+/// Swaps the quiet move of the highest history ratio to the cursor. The ratios are kept in the
+/// score bytes and computed again only when a cut-off has changed the history since. Below a node
+/// of depth 2 or less none does, and a division for each move at each pick took a fifteenth of the
+/// search.
 void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* position)
 {
     if (here.rankedAt != position->historyChanges)
@@ -1118,64 +1140,67 @@ void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* pos
     getBestMove(cursor, here.moveListEnd);
 }
 
-/// Puts a killer or counter move into the slot of the cursor and makes it, if it can be played.
-bool playStoredMove(u8 ply, moveStruct move, moveStruct* cursor, positionStruct* position)
+/// Puts a killer or counter move into the cursor's slot and makes it, if it can be played.
+bool playStoredMove(int ply, moveStruct move, moveStruct* cursor, positionStruct* position)
 {
     if (!isLegalMove(ply, &move, position, true)) return false;
     *cursor = move;
-    return makeMove(static_cast<u8>(ply + 1), cursor, position, true);
+    return makeMove(ply + 1, cursor, position, true);
 }
 
-/// Stage 99: evasions are exact and need no test.
-bool playEvasion(u8 ply, moveStruct* cursor, positionStruct* position)
+/// In check: the next evasion. Evasions are legal, so makeMove need not test them.
+bool playEvasion(int ply, moveStruct* cursor, positionStruct* position)
 {
     const plyStruct& here = position->plies[ply];
     if (cursor == here.moveListEnd) return false;
     getBestMove(cursor, here.moveListEnd);
     if (sameMove(*cursor, here.hashMove)) return false;
-    return makeMove(static_cast<u8>(ply + 1), cursor, position, false);
+    return makeMove(ply + 1, cursor, position, false);
 }
 
 } // namespace
 
-// Layout of a node's list, in address order:
+// A node's list, in the order of addresses:
 //
-//   stretch                                      | filled by
+//   stretch                                      | written by
 //   ---------------------------------------------|---------------------------------------
 //   hash move, if legal: one slot                | the search
-//   captures, the best one selected at each slot | stage 1
-//   first killer, second killer, counter move    | stages 3 to 5, one reserved slot each
-//   losing captures                              | stage 2, one by one
-//   quiet moves                                  | stage 8
+//   captures, the best one selected at each slot | stageMakeCaptures
+//   first killer, second killer, counter move    | their stages, one reserved slot each
+//   bad captures                                 | stageWinningCaptures, one by one
+//   quiet moves                                  | stageMakeQuiets
 //
-// moveListEnd limits the stretch at hand: cursor and end being equal means that it is used up.
-// moveListStart of the next ply doubles as the write pointer of the losing captures. Each stage
-// of a stored move opens its slot by moving the end on by one, which keeps the caller's loop
-// running even when the stage yields nothing.
+// The caller moves the cursor on by one slot after every call, so a stage owns as many calls as it
+// has slots. moveListEnd is the end of the present stretch; a cursor that has reached it has used
+// the stretch up. The stage of a stored move moves the end on by its one slot, which keeps the
+// caller's loop running even if it yields nothing.
 //
-// The quiet stage is not filtered: a hash move, killer or counter move that has been played in
-// its own stage comes again there. Node counts depend on it (test: PickerRepeatsStoredQuiets).
-bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool skipOrdering)
+// Bad captures are copied to the end of the list. moveListStart of the next ply is their write
+// pointer, so that a child's list begins after them.
+//
+// The quiet stage does not filter: a quiet hash move, killer or counter move that has been played
+// in its own stage is played again there. Node counts depend on it.
+bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, bool skipOrdering)
 {
     plyStruct& here = position->plies[ply];
     plyStruct& next = position->plies[ply + 1];
-    const u8 childPly = static_cast<u8>(ply + 1);
 
     switch (here.pickerStage)
     {
     case stageHashMove:
         here.pickerStage = stageMakeCaptures;
-        return makeMove(childPly, cursor, position, false);
+        // The search has tested it exactly before it took it into the list.
+        return makeMove(ply + 1, cursor, position, false);
 
     case stageMakeCaptures:
         generateMovesCaptures(ply, cursor, position);
         if (here.pickerStage == stageEvasions)
         {
-            updateSeeScoreEvade(ply, cursor, position);
+            updateSeeScoreEvade(static_cast<u8>(ply), cursor, position);
             return playEvasion(ply, cursor, position);
         }
         here.pickerStage = stageWinningCaptures;
-        next.moveListStart += 3;
+        next.moveListStart += 3; // the slots of the stored moves
         [[fallthrough]];
 
     case stageWinningCaptures:
@@ -1188,7 +1213,7 @@ bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool
                 *next.moveListStart++ = *cursor;
                 return false;
             }
-            return makeMove(childPly, cursor, position, true);
+            return makeMove(ply + 1, cursor, position, true);
         }
         here.pickerStage = stageFirstKiller;
         [[fallthrough]];
@@ -1208,10 +1233,11 @@ bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool
         ++here.moveListEnd;
         here.pickerStage = stageOpenLosers;
         if (ply == 0) return false;
-        const u8 square = position->plies[ply - 1].currentMove.to;
-        const u8 man = position->board[square];
-        if (man < PAWN) return false;
-        const moveStruct counter = position->counterMoves[man - PAWN][square];
+        // After a null move currentMove is an old one and its square may be empty.
+        const int square = position->plies[ply - 1].currentMove.to;
+        const int piece = position->board[square];
+        if (piece == NOPIECE) return false;
+        const moveStruct counter = position->counterMoves[piece - PAWN][square];
         if (moveWord(counter) == 0 || sameMove(counter, here.hashMove) ||
             sameMove(counter, here.killers[0]) || sameMove(counter, here.killers[1]))
             return false;
@@ -1224,41 +1250,42 @@ bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool
         [[fallthrough]];
 
     case stageLosingCaptures:
-        if (cursor != here.moveListEnd) return makeMove(childPly, cursor, position, true);
+        if (cursor != here.moveListEnd) return makeMove(ply + 1, cursor, position, true);
         here.pickerStage = stageMakeQuiets;
         [[fallthrough]];
 
     case stageMakeQuiets:
         generateMovesQuiets(ply, cursor, position);
         here.quietsStart = cursor;
-        here.rankedAt = position->historyChanges - 1;
+        here.rankedAt = position->historyChanges - 1; // out of date: nothing is ranked yet
         here.pickerStage = stageQuiets;
         [[fallthrough]];
 
     case stageQuiets:
         if (cursor == here.moveListEnd) return false;
         if (!skipOrdering) getBestQuiet(here, cursor, position);
-        return makeMove(childPly, cursor, position, true);
+        return makeMove(ply + 1, cursor, position, true);
 
     case stageEvasions: return playEvasion(ply, cursor, position);
     default: return false;
     }
 }
 
-bool doNextMoveQuiesc(u8 ply, moveStruct* cursor, positionStruct* position, int depth)
+bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int depth)
 {
     const plyStruct& here = position->plies[ply];
-    const u8 childPly = static_cast<u8>(ply + 1);
-    const bool testExchange = depth <= 0 && depth > FIRSTRECAPTUREDEPTH;
 
-    if (here.inCheck || !testExchange)
+    // Evasions and recaptures are all played, whatever they lose.
+    const bool testSee = depth <= 0 && depth > FIRSTRECAPTUREDEPTH;
+    if (here.inCheck || !testSee)
     {
         getBestMove(cursor, here.moveListEnd);
-        return makeMove(childPly, cursor, position, !here.inCheck);
+        return makeMove(ply + 1, cursor, position, !here.inCheck);
     }
 
-    // The highest score among the moves that don't lose material. The entry at the cursor is
-    // tested only when nothing above it has passed.
+    // Selects the highest score among the moves that do not lose material. SEE is costly, so it is
+    // asked only for a move that scores more than the best so far, and for the one at the cursor
+    // only if no other was selected.
     moveStruct* best = cursor;
     for (moveStruct* move = cursor + 1; move < here.moveListEnd; ++move)
         if (move->score > best->score && see(*move, 0, position)) best = move;
@@ -1266,22 +1293,19 @@ bool doNextMoveQuiesc(u8 ply, moveStruct* cursor, positionStruct* position, int 
         std::swap(*cursor, *best);
     else if (!see(*cursor, 0, position))
         return false;
-    return makeMove(childPly, cursor, position, true);
+    return makeMove(ply + 1, cursor, position, true);
 }
 
-bool doNextMoveProbCut(u8 ply, moveStruct* cursor, positionStruct* position, i16 threshold)
+bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i16 threshold)
 {
     plyStruct& here = position->plies[ply];
-    const u8 childPly = static_cast<u8>(ply + 1);
 
     switch (here.pickerStage)
     {
     case stageHashMove:
         here.pickerStage = stageMakeCaptures;
-        if (position->board[cursor->to] == NOPIECE &&
-            (cursor->kind == KINDPLAIN || cursor->kind >= KINDENPASSANT))
-            return false;
-        return see(*cursor, threshold, position) && makeMove(childPly, cursor, position, false);
+        if (position->board[cursor->to] == NOPIECE && !isPromotion(cursor->kind)) return false;
+        return see(*cursor, threshold, position) && makeMove(ply + 1, cursor, position, false);
 
     case stageMakeCaptures:
         generateMovesCaptures(ply, cursor, position);
@@ -1292,7 +1316,7 @@ bool doNextMoveProbCut(u8 ply, moveStruct* cursor, positionStruct* position, i16
         if (cursor == here.moveListEnd) return false;
         getBestMove(cursor, here.moveListEnd);
         if (sameMove(*cursor, here.hashMove)) return false;
-        return see(*cursor, threshold, position) && makeMove(childPly, cursor, position, true);
+        return see(*cursor, threshold, position) && makeMove(ply + 1, cursor, position, true);
 
     default: return false;
     }
@@ -1301,45 +1325,41 @@ bool doNextMoveProbCut(u8 ply, moveStruct* cursor, positionStruct* position, i16
 
 // PV from the table
 
-void getPVFromHashTable(u8 ply, positionStruct* position, int depth)
+void getPVFromHashTable(int ply, positionStruct* position, int depth)
 {
     int found = 0;
     for (; found < depth; ++found)
     {
-        const u8 here = static_cast<u8>(ply + found);
+        const int here = ply + found;
         const u64 entry = getHashTableEntry(position->hashKey);
         if (hashBound(entry) != boundExact) break;
         const moveStruct move = wordMove(entry);
         if (!isLegalMove(here, &move, position, false)) break;
 
         position->plies[here].bestMove = move;
-        makeMove(static_cast<u8>(here + 1), &move, position, false);
+        makeMove(here + 1, &move, position, false);
         position->pvLength = static_cast<u8>(found);
     }
     while (found-- > 0)
-    {
-        const u8 here = static_cast<u8>(ply + found);
-        unmakeMove(static_cast<u8>(here + 1), &position->plies[here].bestMove, position);
-    }
+        unmakeMove(ply + found + 1, &position->plies[ply + found].bestMove, position);
 }
 
 
 // Interface without a caller
 
-void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position)
+void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position)
 {
     const int us = position->sideToMove;
     const u64 occupied = allMen(position);
     const u64 empty = ~occupied;
-    const u8 king = kingSquareOf(us ^ 1, position);
+    const int king = kingSquareOf(us ^ 1, position);
     const plyStruct& here = position->plies[ply];
 
     moves->score = 255;
-    const auto append = [&moves](u8 from, u8 to, u8 kind)
+    // The other score bytes keep what was in them.
+    const auto append = [&moves](int from, int to, int kind)
     {
-        moves->from = from;
-        moves->to = to;
-        moves->kind = kind;
+        *moves = packMove(from, to, kind, moves->score);
         ++moves;
     };
 
@@ -1353,40 +1373,41 @@ void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position)
     const u64 pawnChecks = pawnAttackTable[us][king];
     for (u64 promotions = pushed & lastRank; promotions;)
     {
-        const u8 to = takeLowest(promotions);
-        const u8 from = static_cast<u8>(to - up);
-        const u64 behind = occupied ^ bit(from);
-        if ((getBishopAttackTable(to, behind) | getRookAttackTable(to, behind)) & bit(king))
+        const int to = takeLowest(promotions);
+        const int from = to - up;
+        // The new piece may look back along the file, through the square that the pawn has left.
+        const u64 withoutPawn = occupied ^ bit(from);
+        if ((getBishopAttackTable(to, withoutPawn) | getRookAttackTable(to, withoutPawn)) &
+            bit(king))
             append(from, to, QUEEN);
         if (knightAttackTable[king] & bit(to)) append(from, to, KNIGHT);
     }
     for (u64 singles = pushed & ~lastRank & pawnChecks; singles;)
     {
-        const u8 to = takeLowest(singles);
-        append(static_cast<u8>(to - up), to, KINDPLAIN);
+        const int to = takeLowest(singles);
+        append(to - up, to, KINDPLAIN);
     }
     for (u64 doubles = push(pushed) & empty & doubleRank & pawnChecks; doubles;)
     {
-        const u8 to = takeLowest(doubles);
-        append(static_cast<u8>(to - 2 * up), to, KINDDOUBLEPUSH);
+        const int to = takeLowest(doubles);
+        append(to - 2 * up, to, KINDDOUBLEPUSH);
     }
 
-    // Pieces: a square from which the man would hit the king once it has left its own.
-    for (const u8 type : {KNIGHT, BISHOP, ROOK, QUEEN})
+    // Pieces: a square from which the piece attacks the king once it has left its own.
+    for (const int type : {KNIGHT, BISHOP, ROOK, QUEEN})
     {
-        u64 men = position->pieceBB[type + us];
-        if (type == KNIGHT) men &= here.notPinned;
-        while (men)
+        const auto attacksFrom = [type](int square, u64 blockers)
         {
-            const u8 from = takeLowest(men);
-            const auto attacksFrom = [type](u8 square, u64 blockers)
-            {
-                u64 attacks = type == KNIGHT ? knightAttackTable[square] : 0;
-                if (type == BISHOP || type == QUEEN)
-                    attacks |= getBishopAttackTable(square, blockers);
-                if (type == ROOK || type == QUEEN) attacks |= getRookAttackTable(square, blockers);
-                return attacks;
-            };
+            u64 attacks = type == KNIGHT ? knightAttackTable[square] : 0;
+            if (type == BISHOP || type == QUEEN) attacks |= getBishopAttackTable(square, blockers);
+            if (type == ROOK || type == QUEEN) attacks |= getRookAttackTable(square, blockers);
+            return attacks;
+        };
+        u64 pieces = position->pieceBB[type + us];
+        if (type == KNIGHT) pieces &= here.notPinned;
+        while (pieces)
+        {
+            const int from = takeLowest(pieces);
             u64 targets =
                 attacksFrom(from, occupied) & empty & attacksFrom(king, occupied ^ bit(from));
             while (targets) append(from, takeLowest(targets), KINDPLAIN);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Moves: playing and taking back, legality, generation by class, and the pickers that hand the
-// search one move at a time.
+// Moves: making and unmaking them, legality, generation by class, and the pickers that give the
+// search one move at a time. A `ply` is the index of a record in `plies`.
 //
 //   Making moves                makeMove, unmakeMove
 //   Legality                    inCheckAfterMove, isLegalMove
@@ -16,24 +16,24 @@
 
 // Making moves
 
-/// makeMove and unmakeMove of the colour `us`, the mover's: codes and directions are constants in
-/// them. Call them by way of the two functions below, which find the colour.
+/// makeMove and unmakeMove for a mover of the colour `us`. As a template argument the colour makes
+/// piece codes and directions constants. Call them through the two functions below.
 template <int us>
-bool makeMoveOf(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal);
-template <int us> void unmakeMoveOf(u8 ply, const moveStruct* move, positionStruct* position);
+bool makeMoveOf(int ply, const moveStruct* move, positionStruct* position, bool testLegal);
+template <int us> void unmakeMoveOf(int ply, const moveStruct* move, positionStruct* position);
 
-/// Plays a pseudo-legal move and creates the state of plies[ply], `ply` being the child's ply.
-/// With `testLegal`, and when the parent is not in check, a move that leaves the own king in check
-/// is refused: the result is false and nothing has changed. In check moves are taken on trust,
-/// since evasions are generated exact. inCheck of the child is left to the caller.
-inline bool makeMove(u8 ply, const moveStruct* move, positionStruct* position, bool testLegal)
+/// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
+/// With `testLegal`, a move that leaves the own king in check is refused: the result is false and
+/// nothing has changed. This test needs notPinned of the parent; if the parent is in check it is
+/// left out, since evasions are legal. The caller sets inCheck of the child.
+inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
 {
     return position->sideToMove == WHITE ? makeMoveOf<WHITE>(ply, move, position, testLegal)
                                          : makeMoveOf<BLACK>(ply, move, position, testLegal);
 }
 
 /// Takes back the move that makeMove played with the same arguments.
-inline void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position)
+inline void unmakeMove(int ply, const moveStruct* move, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         unmakeMoveOf<BLACK>(ply, move, position);
@@ -43,14 +43,17 @@ inline void unmakeMove(u8 ply, const moveStruct* move, positionStruct* position)
 
 
 // Legality
+//
+// Here `ply` is the ply of the position itself.
 
-/// The part of inCheckAfterMove that looks at lines to the king.
+/// The slow part of inCheckAfterMove: it looks for sliders that hit the king, and for all attackers
+/// if the king moves.
 bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
 
-/// Whether a generated move leaves the own king in check. `ply` is the ply of the position itself.
-/// Right for men that are not pinned only when the position is not in check. En passant clears
-/// two squares at once, so it is looked at whether or not anything is pinned.
-inline bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruct* position)
+/// Whether a generated move leaves the own king in check, for a position that is not in check;
+/// needs notPinned. Most moves are decided by one bit: a piece that is not pinned opens no line.
+/// En passant removes two pieces from a line at once, so it is always tested.
+inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStruct* position)
 {
     if ((position->plies[ply].notPinned & bit(move->from)) && move->kind != KINDENPASSANT &&
         !isKing(position->board[move->from]))
@@ -58,86 +61,93 @@ inline bool inCheckAfterMove(u8 ply, const moveStruct* move, const positionStruc
     return isKingHitAfterMove(move, position);
 }
 
-/// Whether a move that was not generated here can be played: one out of the table or a killer.
-/// Its score byte must hold the moving man's code. Any bytes are safe. With `pseudoOnly` the own
-/// king's safety is not looked at. `ply` is the ply of the position itself.
-bool isLegalMove(u8 ply, const moveStruct* move, const positionStruct* position, bool pseudoOnly);
+/// Whether a move from the transposition table, a killer or a counter move can be played here. Its
+/// score byte must hold the moving piece's code. Any bytes are safe. With `pseudoOnly` the safety
+/// of the own king is not tested.
+bool isLegalMove(int ply, const moveStruct* move, const positionStruct* position, bool pseudoOnly);
 
 
 // Generators
 //
-// Each writes its moves from `moves` upward and sets moveListEnd of `ply` and moveListStart of
-// the next ply to one past its last move. Men are taken from the lowest square up, and so are the
-// destinations of each. Moves are pseudo-legal, evasions legal.
+// Each writes its moves from `moves` upward and sets moveListEnd of `ply` and moveListStart of the
+// next ply to one past its last move. Pieces are taken from the lowest square up, and so are the
+// destinations of each. Moves are pseudo-legal, evasions legal. Up to eight slots after the last
+// move may be overwritten.
 
-/// Captures and capturing promotions; in check all evasions, and pickerStage becomes 99. Computes
-/// notPinned.
-void generateMovesCaptures(u8 ply, moveStruct* moves, positionStruct* position);
+/// Captures, also with promotion. In check it lists all evasions instead, and
+/// pickerStage becomes stageEvasions. Computes notPinned. The first slot's score is 0 if there is
+/// no move.
+void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position);
 
 /// The legal moves of a side in check; needs notPinned.
-void generateMovesEvade(u8 ply, moveStruct* moves, positionStruct* position);
+void generateMovesEvade(int ply, moveStruct* moves, positionStruct* position);
 
-/// Moves that capture nothing, castling and pushes to the last rank included; needs notPinned.
-/// Leaves no ordering scores.
-void generateMovesQuiets(u8 ply, moveStruct* moves, positionStruct* position);
+/// All moves that do not capture, among them castling and promotions; needs notPinned. Score bytes
+/// hold no order.
+void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position);
 
 /// Captures and queen promotions; in check all evasions. Computes notPinned.
-void generateMovesQuiescence(u8 ply, moveStruct* moves, positionStruct* position);
+void generateMovesQuiescence(int ply, moveStruct* moves, positionStruct* position);
 
-/// Captures on the square that the previous move reached; in check all evasions. Computes
-/// notPinned in check only.
-void generateMovesRecapture(u8 ply, moveStruct* moves, positionStruct* position);
+/// Captures on the square that the previous move reached; in check all evasions, and only then
+/// notPinned is computed. `ply` is at least 1.
+void generateMovesRecapture(int ply, moveStruct* moves, positionStruct* position);
 
-/// All legal moves, scored as captures are and not in order. Computes inCheck and notPinned.
-void generateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
+/// All legal moves, captures first and with their scores, but in no order of play. Computes inCheck
+/// and notPinned. The first slot's score is 0 if there is no move.
+void generateMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 
-/// Their number; leaves the list in no useful state. Computes inCheck and notPinned.
-u32 countMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
+/// The number of legal moves. What it leaves in the list is of no use. Computes inCheck and
+/// notPinned.
+u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 
 
 // Pickers
 //
-// A picker takes a cursor into the node's list and returns true with the move already made at
-// ply + 1, false with nothing played at this slot. The caller moves the cursor on by one slot
-// after every call.
+// A node asks its picker for one move at a time. The picker takes a cursor into the node's list. It
+// returns true if it has made a move at ply + 1, which is then in the cursor's slot, and false if
+// this slot yields none. After every call the caller moves the cursor on by one slot.
 
-/// pickerStage of doNextMoveStaged, as it stands when the picker is entered. The picker raises
-/// the stage before it returns, so a node that has got a move sees the one behind.
+/// pickerStage of doNextMoveStaged: the stage that its next call begins with. The picker raises it
+/// before it returns, so when the search has a move, pickerStage may already name the next stage.
+/// The names are for the main search; ProbCut uses the first three.
 enum pickerStages : u8
 {
-    stageHashMove = 0,        // the one move in the first slot
+    stageHashMove = 0,        // the hash move, in the first slot
     stageMakeCaptures = 1,    // generates the captures, or the evasions
-    stageWinningCaptures = 2, // best score first; losing ones are put aside
-    stageFirstKiller = 3,     // passed through within a call
+    stageWinningCaptures = 2, // best score first; bad ones, by SEE, are put aside
+    stageFirstKiller = 3,     // follows the last good capture in the same call
     stageSecondKiller = 4,
     stageCounterMove = 5,
-    stageOpenLosers = 6,     // passed through within a call
+    stageOpenLosers = 6,     // bad captures follow in the same call
     stageLosingCaptures = 7, // in the order in which they were put aside
     stageMakeQuiets = 8,     // generates the quiet moves
     stageQuiets = 9,         // best history first
-    stageEvasions = 99       // all legal moves, in check
+    stageEvasions = 99       // in check: all legal moves, best score first
 };
 
-/// The next move of a node of the main search. With `skipOrdering` quiet moves come as they lie.
-bool doNextMoveStaged(u8 ply, moveStruct* cursor, positionStruct* position, bool skipOrdering);
+/// The next move of a node of the main search. With `skipOrdering` quiet moves come in the order of
+/// the list instead of by history.
+bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, bool skipOrdering);
 
-/// The next move of a quiescence node, whose list is complete; `depth` is 0 or less.
-bool doNextMoveQuiesc(u8 ply, moveStruct* cursor, positionStruct* position, int depth);
+/// The next move of a quiescence node. Its list is complete, and the cursor is before its end.
+/// `depth` is 0 or less.
+bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int depth);
 
-/// The next capture or promotion of a node out of check that gains at least `threshold`.
-bool doNextMoveProbCut(u8 ply, moveStruct* cursor, positionStruct* position, i16 threshold);
+/// The next capture or promotion that gains at least `threshold`, for a node that is not in check.
+bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i16 threshold);
 
-/// Swaps the move of the highest score in [first, end) to `first`; of equals the first one. The
-/// stretch is not empty.
+/// Swaps the move of the highest score in [first, end) to `first`; of equal scores the first one.
+/// The list is not empty.
 void getBestMove(moveStruct* first, const moveStruct* end);
 
 
 // PV from the table
 
-/// Lays out the line of exact table entries from the position on, at most `depth` moves, in the
-/// bestMove fields from plies[ply] on, and sets pvLength to the index of the last. Without an
-/// entry nothing changes. The position is left as it was.
-void getPVFromHashTable(u8 ply, positionStruct* position, int depth);
+/// Follows the exact entries of the transposition table from the position on and writes their
+/// moves, at most `depth`, into the bestMove fields from plies[ply] on. pvLength becomes the index
+/// of the last one. If there is no such entry nothing changes. The position is restored.
+void getPVFromHashTable(int ply, positionStruct* position, int depth);
 
 
 // Interface without a caller
@@ -146,13 +156,14 @@ void getPVFromHashTable(u8 ply, positionStruct* position, int depth);
 // compares them.
 
 /// Quiet moves that give direct check; needs notPinned. The first slot's score becomes 255.
-void generateSimpleChecks(u8 ply, moveStruct* moves, positionStruct* position);
+void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position);
 
-/// getBestMove by history ratio instead of score.
+/// Like getBestMove, by history ratio.
 void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position);
 
-/// The two functions of a list writer; see move.cpp. Each appends the moves to `targets`, at most
-/// 32 squares, and returns the end of the list. Up to seven slots after the end may be overwritten.
+/// The two functions of a list writer; move.cpp describes them. Each appends the moves to
+/// `targets`, at most 32 squares, and returns the end of the list. Up to eight slots after the end
+/// may be overwritten.
 struct listWriter
 {
     moveStruct* (*appendMoves)(moveStruct* moves, u64 targets, u32 step, u32 base);
@@ -160,5 +171,5 @@ struct listWriter
                                   const positionStruct* position);
 };
 
-extern const listWriter plainListWriter; // the writer for any processor
+extern const listWriter plainListWriter; // for any processor
 extern const listWriter listWriterInUse; // the one that the generators of this build call

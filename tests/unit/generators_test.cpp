@@ -13,7 +13,7 @@
 namespace
 {
 
-using generator = void (*)(u8, moveStruct*, positionStruct*);
+using generator = void (*)(int, moveStruct*, positionStruct*);
 
 /// A list as texts with their scores, as it lies at a ply.
 std::string scored(Board& board, int ply)

@@ -1,20 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
 // The static evaluation. Every term is a packed pair of a mid-game and an end-game score, X(mg, eg)
-// (see combEval in global.h), so that a whole evaluation is summed with plain additions and split
-// once, at the end. A colour's terms are good for that colour when positive; the total is white
-// minus black, and only the last step turns it to the side to move.
+// (see combEval in global.h). So plain additions sum a whole evaluation, and it is split only once,
+// at the end. A positive term is good for its colour. The total is white minus black; only the last
+// step turns it to the view of the side to move.
+//
+// eval.h lists all tables and terms, and says how to add one. After a change of any number run
+// `dev/adopt-tables --new-numbers`.
 //
 //   Material              pieceValue, pieceSquareScore, initEvaluation, updateEvaluation
-//   Evaluation terms      evalScratch and how a term is noted
+//   Evaluation terms      evalScratch, silent, recording
 //   Driver                evaluateN, evalPawns, evalPawnsPassed
 //   Pawn structure        evalPawnStructure
 //   Passed pawns          evalPassers
 //   Piece activity        evalPieces, evalActivity
 //   Threats               evalThreats
 //   King safety           evalShield, kingDanger, evalKing
-//   Evaluation by terms   evaluateTraced, evalTermName
-//   Tables in print       printPSTinFormatX
+//   Evaluation by terms   evaluateTraced, evalTermName, evalTermMeaning
+//   Interface without a caller   printPSTinFormatX
 
 #include "eval.h"
 
@@ -30,17 +33,14 @@
 
 // clang-format off
 
-// pieceValue[type]: score of a man by type pawn to king; the king's is never read.
+// pieceValue[type]: score of a piece, pawn to king; the king's is never read.
 TCONST combEval pieceValue[6] = {
     X(  82,   94), X( 352,  274), X( 381,  293), X( 484,  514), X(1043,  960), X(12000, 12000),
 };
 
-// pieceValuePhase[type]: weight of a man in gamePhase; pawn and king are never read.
-constexpr i16 pieceValuePhase[6] = {82, 352, 381, 484, 1043, 12000};
-
-// pieceSquareScore[type][coordinate]: score of a man by the square that it stands on, from its
-// owner's view. One rank a line, the owner's eighth rank first, files a to h: white reads its
-// square XOR 56, black the square itself. Not symmetric between the wings.
+// pieceSquareScore[type][coordinate]: score of a piece by its square, from its owner's view. One
+// rank a line, the owner's eighth rank first, files a to h: white reads its square XOR 56, black the
+// square itself. The two wings differ.
 TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
     { // pawn
         X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0),
@@ -108,18 +108,17 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
 namespace
 {
 
-constexpr int GAMEPHASEMAXMG = 6183; // from here on pure mid-game
-constexpr int GAMEPHASEMINEG = 497;  // down from here pure end-game
-
 /// A square as its owner's table coordinate.
 constexpr int coordinate(int colour, int square)
 {
+    assert(square >= 0 && square < NOFSQUARES);
     return colour == WHITE ? square ^ 56 : square;
 }
 
-/// Index of a piece code in the tables by type.
+/// The index of a piece code in the tables by type.
 constexpr int typeOf(int code)
 {
+    assert(code >= PAWN && code < NOFPIECECODES);
     return code / 2 - 1;
 }
 
@@ -134,11 +133,11 @@ void initEvaluation(positionStruct* position)
         combEval pst = X(0, 0);
         for (int code = PAWN + colour; code < NOFPIECECODES; code += 2)
         {
-            u64 men = position->pieceBB[code];
+            u64 pieces = position->pieceBB[code];
             const int type = typeOf(code);
-            if (!isKing(code)) material += pieceValue[type] * popcount(men);
-            if (!isKing(code) && !isPawn(code)) phase += popcount(men) * pieceValuePhase[type];
-            while (men) pst += pieceSquareScore[type][coordinate(colour, takeLowest(men))];
+            if (!isKing(code)) material += pieceValue[type] * popcount(pieces);
+            if (!isKing(code) && !isPawn(code)) phase += popcount(pieces) * pieceValuePhase[type];
+            while (pieces) pst += pieceSquareScore[type][coordinate(colour, takeLowest(pieces))];
         }
         position->material[colour] = material;
         position->pstScore[colour] = pst;
@@ -148,6 +147,7 @@ void initEvaluation(positionStruct* position)
 
 template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
 {
+    assert(ply > 0 && ply < NOFPLIES);
     constexpr int them = us ^ 1;
     plyStruct& child = position->plies[ply];
     const int from = coordinate(us, move.from);
@@ -181,7 +181,8 @@ template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct*
     }
     else if (isCastling(move.kind))
     {
-        // The rook's way in coordinates of its rank: files h to f, or a to d.
+        // The rook's move, counted from the king's square: from the h-file to the f-file, or from
+        // the a-file to the d-file.
         const int rookFrom = move.kind == KINDCASTLEKING ? from + 3 : from - 4;
         const int rookTo = move.kind == KINDCASTLEKING ? from + 1 : from - 1;
         pst += pieceSquareScore[typeOf(KING)][to] - pieceSquareScore[typeOf(KING)][from];
@@ -202,40 +203,42 @@ template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* p
 
 // Evaluation terms
 //
-// One evaluation builds an evalScratch and hands it from stage to stage. Every stage is one body
-// for both colours, and every term goes through `trace.note`, which costs nothing in `silent`
-// evaluations and fills the record of evaluateTraced in the others.
+// One evaluation builds an evalScratch and hands it from stage to stage. Both colours run through
+// the same code. Every term passes through `trace.note`: with `silent` it costs nothing, with
+// `recording` it fills the record of evaluateTraced.
 
 namespace
 {
 
-/// Attack maps and king counters that the stages of one evaluation share. Index [c] is a colour,
-/// [code] a piece code.
+/// Attack maps and king counters that the stages of one evaluation share, by colour or piece code.
+///
+/// startScratch fills in what depends on pawns, kings and lines; evalActivity completes the maps
+/// and the counters of its colour.
 struct evalScratch
 {
     u8 kingSquare[2];
-    u64 attackedBy[NOFPIECECODES]; // by all men of one code; 0 and 1 are not set
-    u64 attacksAll[2];             // attacked so far
-    u64 attacksDouble[2];          // attacked at least twice so far
+    u64 attackedBy[NOFPIECECODES]; // squares attacked by one kind of piece; 0 and 1 are not set
+    u64 attacksAll[2];             // squares attacked so far
+    u64 attacksDouble[2];          // squares attacked at least twice so far
     u64 mobilityArea[2];           // squares that count for mobility
     u64 blockedPawns[2];           // pawns whose next square is occupied
-    u64 pawnPushes[2];             // empty squares that pawns reach by a push
-    u64 pinnedMen[2];              // alone between their own king and an enemy slider
-    u64 discoverers[2];            // alone between the enemy king and an own slider
-    i32 kingAttackers[2];          // attackers of the enemy king's zone, by attacker
-    i32 kingAttackWeight[2];       // sum of their weights
-    i32 kingAdjacentAttacks[2];    // attacks on squares next to the enemy king
+    u64 pawnPushes[2];             // empty squares that a pawn can move to
+    u64 pinnedMen[2];              // pieces alone between their own king and an enemy slider
+    u64 discoverers[2];            // pieces alone between the enemy king and an own slider
+    i32 kingAttackers[2];          // by attacking colour: attackers of the enemy king's zone
+    i32 kingAttackWeight[2];       // the sum of their weights
+    i32 kingAdjacentAttacks[2];    // their attacks on squares next to the enemy king
 };
 
-/// The trace of an evaluation that nobody looks at.
+/// The trace of an ordinary evaluation: none.
 struct silent
 {
     static constexpr bool traced = false;
     static combEval note(evalTerm, int, combEval score) { return score; }
 };
 
-/// Notes each term of a colour, good for that colour when positive.
-struct noting
+/// The trace of evaluateTraced: adds each term to its record.
+struct recording
 {
     static constexpr bool traced = true;
     evalTrace* trace;
@@ -249,7 +252,8 @@ struct noting
 constexpr u64 notFileA = ~files[0];
 constexpr u64 notFileH = ~files[7];
 
-/// Squares that a colour's pawns attack towards file a, towards file h, and one step ahead.
+/// The squares that a colour's pawns attack towards the a-file and towards the h-file, and the
+/// squares one step ahead of a set.
 template <int us> constexpr u64 pawnAttacksLeft(u64 pawns)
 {
     return us == WHITE ? (pawns & notFileA) << 7 : (pawns & notFileA) >> 9;
@@ -265,20 +269,20 @@ template <int us> constexpr u64 ahead(u64 bitboard)
     return us == WHITE ? bitboard << 8 : bitboard >> 8;
 }
 
-/// The square before one, seen from a colour. Wraps around the board for a pawn on its last rank,
-/// which no position has that can be played on.
+/// The square directly ahead of a colour's pawn. For a pawn on its last rank it wraps around the
+/// board; a position with such a pawn is never searched.
 template <int us> constexpr int stopSquareOf(int square)
 {
     return (us == WHITE ? square + 8 : square - 8) & 63;
 }
 
-/// A square's rank seen from a colour, 0 its own first rank.
+/// The rank of a square as a colour counts it: 0 is its own first rank.
 template <int us> constexpr int rankFrom(int square)
 {
     return us == WHITE ? rankOf(square) : 7 - rankOf(square);
 }
 
-/// The three files around a king, pulled in from the sides of the board.
+/// The three files around a king; for a king on the a- or h-file, the three at the edge.
 constexpr u64 kingFileRegion(int kingSquare)
 {
     return (files[0] | files[1] | files[2]) << (std::clamp(fileOf(kingSquare), 1, 6) - 1);
@@ -294,41 +298,51 @@ namespace
 
 constexpr int PHASERANGE = GAMEPHASEMAXMG - GAMEPHASEMINEG;
 
-// Mid-game material of the pawnless draws.
-constexpr int ONEMINOR = 382; // below this a side has at most one knight or bishop
-constexpr int ONEROOK = 484;
+/// Mid-game material of the pawnless draws: a lone knight or bishop is below oneMinor, and oneRook
+/// is a lone rook.
+int oneMinor()
+{
+    return std::max(mgHalf(pieceValue[typeOf(KNIGHT)]), mgHalf(pieceValue[typeOf(BISHOP)])) + 1;
+}
+
+int oneRook()
+{
+    return mgHalf(pieceValue[typeOf(ROOK)]);
+}
 
 } // namespace
 
-TCONST combEval EVALBISHOPPAIR = X(33, 44); // for exactly two bishops, of any colours
-TCONST combEval EVALTEMPO = X(25, 17);      // for the side to move
+// For exactly two bishops, even on squares of one colour, and for the side to move.
+TCONST combEval EVALBISHOPPAIR = X(33, 44);
+TCONST combEval EVALTEMPO = X(25, 17);
 
 namespace
 {
 
-// The stages, one colour's sum each, in the order of the sections below.
+// The stages, in the order of the sections below. Each gives one colour's sum.
 
-/// The structure of one colour's pawns; its passed pawns are added to `passedPawns`.
+/// The structure of one colour's pawns. Adds its passed pawns to `passedPawns`.
 template <int us, typename Trace>
 combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace);
 
-/// One colour's passed pawns, with the maps of both sides complete.
+/// One colour's passed pawns. The attack maps of both colours must be complete.
 template <int us, typename Trace>
 combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
                      Trace trace);
 
-/// One colour's pieces, knights to queens.
+/// One colour's pieces, knights to queens. Completes the colour's attack maps and king counters.
 template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
 
-/// What is hanging of one colour, and what its pawns could attack by a safe push.
+/// One colour's attacked pieces, and what its pawns could attack with a safe push. The attack maps
+/// of both colours must be complete.
 template <int us, typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
-/// The pawns in front of one colour's king, as far as pawns and kings alone tell.
+/// The shield of one colour's king, which depends on pawns and kings alone.
 template <int us> int evalShield(const positionStruct* position);
 
-/// A colour's shield with the other's queens in view: half as much without one.
+/// The shield's term: half the shield if the enemy has no queen.
 template <int us, typename Trace>
 combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
@@ -336,19 +350,19 @@ combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Tr
     return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
 }
 
-/// A king without an own pawn on its flank.
+/// The term of a king without an own pawn on its flank.
 template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace);
 
-/// The attack on one colour's king.
+/// The attack on one colour's king. The attack maps of both colours must be complete.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
-/// Starts the scratch record: kings, pawns, and the men between kings and sliders.
+/// Starts the scratch record: kings, pawns, and the pieces between kings and sliders.
 void startScratch(const positionStruct* position, evalScratch& scratch)
 {
-    const u64* men = position->pieceBB;
-    const u64 white = men[PAWN + WHITE];
-    const u64 black = men[PAWN + BLACK];
+    const u64* pieces = position->pieceBB;
+    const u64 white = pieces[PAWN + WHITE];
+    const u64 black = pieces[PAWN + BLACK];
     const u64 occupied = allMen(position);
     const u64 empty = ~occupied;
 
@@ -366,7 +380,7 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     scratch.blockedPawns[WHITE] = white & ahead<BLACK>(occupied);
     scratch.blockedPawns[BLACK] = black & ahead<WHITE>(occupied);
 
-    // A double push whose middle square an enemy pawn attacks doesn't count.
+    // A double push doesn't count if an enemy pawn attacks the square that it passes.
     constexpr u64 rank3 = 0xff0000;
     constexpr u64 rank6 = 0xff0000000000;
     const u64 whiteMiddle = ahead<WHITE>(white) & empty & rank3 & ~scratch.attacksAll[BLACK];
@@ -386,13 +400,26 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
             const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
             if (!moreThanOne(between)) alone |= between;
         }
-        scratch.pinnedMen[colour] = alone & men[colour];
-        scratch.discoverers[enemy] = alone & men[enemy];
+        scratch.pinnedMen[colour] = alone & pieces[colour];
+        scratch.discoverers[enemy] = alone & pieces[enemy];
     }
 }
 
-/// All behind the pawn structure, white minus black. Every piece of both colours is done before the
-/// first passed pawn, threat or danger, which read the finished maps of both.
+/// Whether the maps of both colours have been completed: all attacks are in attacksAll, and what is
+/// attacked twice is attacked.
+[[maybe_unused]] bool areMapsComplete(const evalScratch& scratch)
+{
+    u64 attacks[2] = {};
+    for (int code = PAWN; code < NOFPIECECODES; ++code)
+        attacks[code & 1] |= scratch.attackedBy[code];
+    return attacks[WHITE] == scratch.attacksAll[WHITE] &&
+           attacks[BLACK] == scratch.attacksAll[BLACK] &&
+           !(scratch.attacksDouble[WHITE] & ~attacks[WHITE]) &&
+           !(scratch.attacksDouble[BLACK] & ~attacks[BLACK]);
+}
+
+/// Everything after the pawn structure, white minus black. The activity of both colours comes
+/// first, because passed pawns, threats and danger read the complete maps of both.
 template <typename Trace>
 combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
@@ -404,21 +431,21 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
     sum += evalActivity<WHITE>(position, scratch, trace);
     sum -= evalActivity<BLACK>(position, scratch, trace);
 
-    const u64* men = position->pieceBB;
+    assert(areMapsComplete(scratch));
+    const u64* pieces = position->pieceBB;
     const u64 passedPawns = pawns.passedPawns;
-    sum += evalPassers<WHITE>(position, passedPawns & men[PAWN + WHITE], scratch, trace);
+    sum += evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
     sum += evalThreats<WHITE>(position, scratch, trace);
     sum += evalKing<WHITE>(position, scratch, trace);
-    sum -= evalPassers<BLACK>(position, passedPawns & men[PAWN + BLACK], scratch, trace);
+    sum -= evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
     sum -= evalThreats<BLACK>(position, scratch, trace);
     sum -= evalKing<BLACK>(position, scratch, trace);
     return sum;
 }
 
-/// The positional sum, white minus black: what depends on pawns and kings alone, from the pawn
-/// table where it is known,
-/// and all that builds on it. Material, piece squares, the bishop pair and the tempo are the
-/// driver's.
+/// The positional sum, white minus black: first what depends on pawns and kings alone, from the
+/// pawn table if it is there, then all that builds on it. evalTotal adds material, piece squares,
+/// bishop pair and tempo.
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
 {
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
@@ -433,11 +460,13 @@ template <typename Trace> combEval evalPawns(positionStruct* position, Trace tra
                                  structure, static_cast<i16>(evalShield<WHITE>(position)),
                                  static_cast<i16>(evalShield<BLACK>(position)));
     }
+    assert(!(entry->passedPawns &
+             ~(position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK])));
     return entry->score + evalPawnsPassed(position, *entry, trace);
 }
 
-/// Blends a packed total by the phase of the game: pure mid-game from GAMEPHASEMAXMG on, pure
-/// end-game down from GAMEPHASEMINEG, linear in between, truncated toward zero.
+/// Blends the halves of a packed total by the phase of the game: pure mid-game at GAMEPHASEMAXMG
+/// and above, pure end-game at GAMEPHASEMINEG and below, linear in between, truncated toward zero.
 int blend(combEval total, int gamePhase)
 {
     const int phase = std::clamp(gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
@@ -447,13 +476,13 @@ int blend(combEval total, int gamePhase)
     return static_cast<i16>(blended);
 }
 
-/// Whether neither side can win without pawns: at most one minor piece each, or rook against rook.
+/// Whether there are no pawns, and each side has at most one minor piece or each has just a rook.
 bool isPawnlessDraw(const positionStruct* position)
 {
     if (position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK]) return false;
     const int white = mgHalf(position->material[WHITE]);
     const int black = mgHalf(position->material[BLACK]);
-    return (white < ONEMINOR && black < ONEMINOR) || (white == ONEROOK && black == ONEROOK);
+    return (white < oneMinor() && black < oneMinor()) || (white == oneRook() && black == oneRook());
 }
 
 /// The whole total, white minus black.
@@ -476,6 +505,8 @@ template <typename Trace> combEval evalTotal(positionStruct* position, Trace tra
 
 int evaluateN(int, positionStruct* position)
 {
+    assert(position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK]);
+    assert(position->pawnHashTable && position->evalHashTable);
     const bool whiteMoves = position->sideToMove == WHITE;
     if (const evalEntry* entry = getEvalHashEntry(position->evalHashTable, position->hashKey))
         return whiteMoves ? entry->score : -entry->score;
@@ -491,7 +522,7 @@ int evaluateN(int, positionStruct* position)
 
 // clang-format off
 
-// By file a to h, for the pawn's owner; the wings differ.
+// By file, a to h. The two wings differ.
 TCONST combEval EVALPAWNISOLATED[8] = {
     X(  -2,   -6), X(  -5,   -6), X(  -6,  -16), X( -13,  -14), X( -15,  -18), X(   4,  -15), X(  -2,   -5), X( -15,   -6),
 };
@@ -504,7 +535,7 @@ TCONST combEval EVALPAWNBACKHALF[8] = {
     X( -10,  -10), X( -14,  -11), X( -16,  -14), X( -14,  -13), X( -10,  -12), X( -14,  -12), X( -14,   -8), X(  -7,   -4),
 };
 
-// By rank, the owner's first rank to the eighth.
+// By rank, from the owner's first to its eighth.
 TCONST combEval EVALPAWNCONNECTED[8] = {
     X(   0,    0), X(   0,    0), X(  11,    5), X(  11,   -1), X(  17,    4), X(  37,   29), X( 104,   39), X(   0,    0),
 };
@@ -513,7 +544,8 @@ TCONST combEval EVALPAWNNEIGHBOUR[8] = {
     X(   0,    0), X(   4,   -4), X(   4,   -2), X(  10,    2), X(  17,   17), X(  48,   67), X(   2,  147), X(   0,    0),
 };
 
-// EVALPAWNPASSEDCANDIDATE[row][rank]: row 0 fewer defenders than levers, row 1 at least as many.
+// EVALPAWNPASSEDCANDIDATE[row][rank]: row 0 if fewer own pawns defend the pawn than enemy pawns
+// attack it, row 1 if at least as many do. The rank is the owner's.
 TCONST combEval EVALPAWNPASSEDCANDIDATE[2][8] = {
     {
         X(   0,    0), X( -40,  -12), X( -18,  -10), X(   2,    4), X(  12,   25), X(  32,   17), X(   0,    0), X(   0,    0),
@@ -525,7 +557,7 @@ TCONST combEval EVALPAWNPASSEDCANDIDATE[2][8] = {
 
 // clang-format on
 
-// For a pawn on the three files around its own king.
+// For a pawn on one of the three files around its own king.
 TCONST combEval EVALPAWNKSISOLATED = X(-8, 4);
 TCONST combEval EVALPAWNKSDOUBLED = X(10, -1);
 TCONST combEval EVALPAWNKSBACKWARD = X(-1, 4);
@@ -542,7 +574,8 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
     const u64 theirs = position->pieceBB[PAWN + them];
     combEval sum = X(0, 0);
 
-    // `remaining` holds the pawns not yet visited, so a file with n pawns is doubled n - 1 times.
+    // `remaining` holds the pawns not visited yet, so a file with n pawns counts n - 1 doubled
+    // ones.
     for (u64 remaining = mine; remaining;)
     {
         const u8 square = takeLowest(remaining);
@@ -559,7 +592,7 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
             passedPawns |= bit(square);
         else
         {
-            // A candidate: no enemy pawn in front does anything but attack it or its stop square.
+            // A candidate: each enemy pawn in front attacks either it or its stop square.
             const u64 levers = pawnAttackTable[them][square] & theirs;
             if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
             {
@@ -597,8 +630,8 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
 
 // clang-format off
 
-// EVALPAWNPASSED[stop square empty][stop square attacked][rank]: by rank from the owner's first to
-// its eighth; an occupied stop square may hold any man.
+// EVALPAWNPASSED[stop square empty][stop square attacked][rank]: the rank is the owner's, first to
+// eighth. Any piece of either colour occupies the stop square.
 TCONST combEval EVALPAWNPASSED[2][2][8] = {
     {
         { // occupied, not attacked
@@ -618,7 +651,7 @@ TCONST combEval EVALPAWNPASSED[2][2][8] = {
     },
 };
 
-// By the distance from the pawn to the own and to the enemy king.
+// By the pawn's distance in king moves from its own king, and from the enemy king.
 TCONST combEval EVALPAWNPASSEDDISTOWN[8] = {
     X(   0,    0), X(  20,    0), X(  15,   -7), X(   5,  -19), X( -15,  -21), X( -20,  -17), X( -25,  -13), X( -30,  -13),
 };
@@ -627,7 +660,8 @@ TCONST combEval EVALPAWNPASSEDDISTOTHER[8] = {
     X(   0,    0), X( -30,  -39), X( -20,  -38), X(  -5,  -16), X(   0,   -1), X(  20,    5), X(  30,    7), X(  40,    5),
 };
 
-// Entry 0: no square of the pawn's file from its own on is attacked. The rest is not read.
+// Entry 0 is for a free path: the enemy attacks neither the pawn nor a square ahead of it on its
+// file. The rest is not read.
 TCONST combEval EVALPAWNPASSEDPROMO[4] = {
     X( -25,   28), X(   0,    0), X(   0,    0), X(   0,    0),
 };
@@ -645,6 +679,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
     const u64 occupied = allMen(position);
     const u64 attacked = scratch.attacksAll[them];
     combEval sum = X(0, 0);
+    assert(!(passers & ~position->pieceBB[PAWN + us]));
 
     while (passers)
     {
@@ -658,7 +693,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
                          EVALPAWNPASSEDDISTOTHER[distance[square][scratch.kingSquare[them]]];
         if (!(ranksAtOrAbove[us][square] & file & attacked)) value += EVALPAWNPASSEDPROMO[0];
 
-        // An own rook or queen in front is in the way.
+        // An own rook or queen ahead blocks the pawn's path until it moves away.
         if (passedPawnsMask[us][square] & file & rooksAndQueens(us, position))
         {
             const int divisor = attacked & bit(square) ? 4 : 2;
@@ -676,8 +711,9 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
 
 // clang-format off
 
-// By piece type, pawn to king; pawns, kings and the rest are not read. A pinned man attacked by an
-// enemy pawn, a pinned man that is not, and a man that can give discovered check.
+// Three tables by piece type; only the entries of knight to queen are read. EVALPINNED: a pinned
+// piece that an enemy pawn attacks. EVALPINNEDFREE: any other pinned piece. EVALDISCOVERED: a piece
+// alone between an own slider and the enemy king, so that its move gives a discovered check.
 TCONST combEval EVALPINNED[8] = {
     X(   0,    0), X( -46,  -95), X( -84, -160), X( -25, -113), X( -83, -404), X(   0,    0), X(   0,    0), X(   0,    0),
 };
@@ -690,7 +726,7 @@ TCONST combEval EVALDISCOVERED[8] = {
     X(   0,    0), X( 149,   66), X( 139,   58), X( 190,  128), X( 400,  389), X(   0,    0), X(   0,    0), X(   0,    0),
 };
 
-// By the number of counted squares. The bumps are tuned.
+// By the number of counted squares. The bumps come from tuning.
 TCONST combEval EVALMOBILITYKNIGHT[12] = {
     X( -22,  -17), X( -21,  -25), X(  -8,   15), X(   1,   29), X(  13,   32), X(  18,   42),
     X(  26,   39), X(  34,   40), X(  44,   31), X(   0,    0), X(   0,    0), X(   0,    0),
@@ -713,7 +749,7 @@ TCONST combEval EVALMOBILITYQUEEN[28] = {
     X(  22,   56), X(  19,   56), X(  30,   57), X(  59,   47), X(  46,   33), X(  64,   36), X(  48,   18),
 };
 
-// On an outpost: entry 1 when an own pawn defends it.
+// On an outpost: entry 1 if an own pawn defends the piece, else entry 0.
 TCONST combEval EVALOUTPOSTKNIGHT[2] = {
     X(   4,  -15), X(  23,    5),
 };
@@ -722,28 +758,28 @@ TCONST combEval EVALOUTPOSTBISHOP[2] = {
     X(   6,   -7), X(  32,    0),
 };
 
-// A rook without an own pawn on its file: entry 0 with an enemy pawn there, entry 1 without.
+// A rook on a file without own pawns: entry 0 if an enemy pawn is there, else entry 1.
 TCONST combEval EVALROOKONOPEN[2] = {
     X(  17,    3), X(  40,   -6),
 };
 
-// Entry 0: per square of distance of a knight or bishop from its own king. The rest is not read.
+// Entry 0 is for each king move between a knight or bishop and its own king. The rest is not read.
 TCONST combEval EVALKINGDIST[4] = {
     X(  -3,    0), X(   0,    0), X(   0,    0), X(   0,    0),
 };
 
 // clang-format on
 
-// Per own blocked pawn on the colour of a bishop's square.
+// A bad bishop: for each own blocked pawn on squares of the bishop's colour.
 TCONST combEval EVALTEST = X(-2, -11);
 
-// EVALKINGATTWEIGHT[type]: weight of a man whose attacks touch the enemy king's zone.
+// EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone.
 TCONST combEval EVALKINGATTWEIGHT[5] = {0, 25, 25, 30, 21};
 
 namespace
 {
 
-// Ranks 4 to 6 from the owner's side.
+// Ranks 4 to 6 as the owner counts them.
 constexpr u64 outpostMask[2] = {0x0000ffffff000000, 0x000000ffffff0000};
 constexpr u64 lightSquares = 0x55aa55aa55aa55aa;
 
@@ -753,7 +789,8 @@ inline u64 kingZone(int colour, const evalScratch& scratch)
     return kingSafetyArea[colour][scratch.kingSquare[colour]];
 }
 
-/// What the men of a colour attack, summed up in registers while its pieces are entered.
+/// The attacks of one colour so far. A local copy of the scratch fields, so that the compiler keeps
+/// them in registers while the pieces are entered.
 struct attackSums
 {
     u64 all;
@@ -769,12 +806,20 @@ struct attackSums
     }
 };
 
-/// All men of one kind and colour: their attack sets into the maps, and their activity. Rays run
-/// through own queens, and those of rooks and queens along ranks and files through own rooks.
+/// The entry of a mobility table for a number of squares.
+template <size_t size> combEval mobilityScore(TCONST combEval (&table)[size], int mobility)
+{
+    assert(mobility >= 0 && static_cast<size_t>(mobility) < size);
+    return table[mobility];
+}
+
+/// All pieces of one kind and colour: enters their attacks into the maps and scores their activity.
+/// Rays pass through own queens; rays along ranks and files also pass through own rooks.
 template <int us, int piece, typename Trace>
 inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
                            Trace trace)
 {
+    static_assert(piece >= KNIGHT && piece <= QUEEN);
     constexpr int them = us ^ 1;
     constexpr int type = typeOf(piece);
     constexpr evalTerm byType = static_cast<evalTerm>(type - 1);
@@ -786,14 +831,14 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     const u8 king = scratch.kingSquare[us];
     const u64 enemyZone = kingZone(them, scratch);
     const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
-    // Pins and discovered checks are rare, so one test goes for both.
+    // Pins and discovered checks are rare, so one test covers both.
     const u64 onLines = scratch.pinnedMen[us] | scratch.discoverers[us];
     u64 attackedByThese = 0;
     combEval sum = X(0, 0);
 
-    for (u64 men = position->pieceBB[piece + us]; men;)
+    for (u64 pieces = position->pieceBB[piece + us]; pieces;)
     {
-        const u8 square = takeLowest(men);
+        const u8 square = takeLowest(pieces);
         const u64 here = bit(square);
         u64 attacks = 0;
         if constexpr (piece == KNIGHT) attacks = knightAttackTable[square];
@@ -804,27 +849,31 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
 
         if (onLines & here) [[unlikely]]
         {
-            // A pinned man attacks along the pin only, in all that follows.
+            // From here on a pinned piece attacks along the line of the pin only.
             if (scratch.pinnedMen[us] & here)
             {
                 attacks &= inLineSquares[king][square];
-                sum += trace.note(termOf(termPinned), us,
+                sum += trace.note(termOf(termPinnedKnight), us,
                                   scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
                                                                          : EVALPINNEDFREE[type]);
             }
             if (scratch.discoverers[us] & here)
-                sum += trace.note(termOf(termDiscovered), us, EVALDISCOVERED[type]);
+                sum += trace.note(termOf(termDiscoveredKnight), us, EVALDISCOVERED[type]);
         }
 
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
-            sum += trace.note(termOf(termMobility), us, EVALMOBILITYKNIGHT[mobility]);
+            sum += trace.note(termOf(termMobilityKnight), us,
+                              mobilityScore(EVALMOBILITYKNIGHT, mobility));
         if constexpr (piece == BISHOP)
-            sum += trace.note(termOf(termMobility), us, EVALMOBILITYBISHOP[mobility]);
+            sum += trace.note(termOf(termMobilityKnight), us,
+                              mobilityScore(EVALMOBILITYBISHOP, mobility));
         if constexpr (piece == ROOK)
-            sum += trace.note(termOf(termMobility), us, EVALMOBILITYROOK[mobility]);
+            sum += trace.note(termOf(termMobilityKnight), us,
+                              mobilityScore(EVALMOBILITYROOK, mobility));
         if constexpr (piece == QUEEN)
-            sum += trace.note(termOf(termMobility), us, EVALMOBILITYQUEEN[mobility]);
+            sum += trace.note(termOf(termMobilityKnight), us,
+                              mobilityScore(EVALMOBILITYQUEEN, mobility));
         attackedByThese |= attacks;
         sums.enter(attacks);
 
@@ -837,17 +886,17 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
 
         if constexpr (piece == KNIGHT || piece == BISHOP)
         {
-            // An outpost: no enemy pawn ahead on a neighbour file can ever attack it.
+            // An outpost: no enemy pawn is ahead on a neighbouring file, so none can attack it.
             const u64 besides = passedPawnsMask[us][square] & ~files[fileOf(square)];
             if ((outpostMask[us] & here) && !(besides & theirPawns))
             {
                 const bool defended = scratch.attackedBy[PAWN + us] & here;
-                sum += trace.note(termOf(termOutpost), us,
+                sum += trace.note(termOf(termOutpostKnight), us,
                                   piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
                                                   : EVALOUTPOSTBISHOP[defended]);
             }
-            sum +=
-                trace.note(termOf(termKingDistance), us, EVALKINGDIST[0] * distance[square][king]);
+            sum += trace.note(termOf(termKingDistanceKnight), us,
+                              EVALKINGDIST[0] * distance[square][king]);
         }
         if constexpr (piece == BISHOP)
         {
@@ -870,7 +919,7 @@ template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    // Own men stay in the area: to defend one counts as mobility.
+    // Squares of own pieces stay in the area: defending a piece counts as mobility.
     scratch.mobilityArea[us] =
         ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
     scratch.attackedBy[KING + us] = kingAttackTable[scratch.kingSquare[us]];
@@ -898,19 +947,17 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
 
 // Threats
 
-// Each per man counted, from the view of the side whose men hang; but the last one, which is for
-// the side that threatens: own pawns on weak squares that no pawn attacks; minors attacked by a
-// pawn; by a minor; minors on weak squares attacked by a rook or queen; rooks attacked by a pawn or
-// minor; queens attacked by anything; pieces attacked and defended exactly once; enemy men that a
-// safe push would newly attack.
-TCONST combEval EVALTHREADWEAKPAWN = X(-4, -22);
-TCONST combEval EVALTHREADMINORABPAWN = X(-63, -24);
-TCONST combEval EVALTHREADMINORABMINOR = X(-19, -22);
-TCONST combEval EVALTHREADMINORABMAJOR = X(-20, -28);
-TCONST combEval EVALTHREADROOKABLESS = X(-56, -8);
-TCONST combEval EVALTHREADQUEENABALL = X(-55, 10);
-TCONST combEval EVALTHREADOVERLOADED = X(-3, -15);
-TCONST combEval EVALTHREADPAWNPUSH = X(16, 10);
+// For each piece counted. Those above the blank line are for the side whose pieces are attacked;
+// the last one is for the side whose pawn can attack.
+TCONST combEval EVALTHREADWEAKPAWN = X(-4, -22);      // pawns on weak squares, no pawn attacks them
+TCONST combEval EVALTHREADMINORABPAWN = X(-63, -24);  // minors attacked by a pawn
+TCONST combEval EVALTHREADMINORABMINOR = X(-19, -22); // minors attacked by a minor
+TCONST combEval EVALTHREADMINORABMAJOR = X(-20, -28); // minors on weak squares, attacked by a major
+TCONST combEval EVALTHREADROOKABLESS = X(-56, -8);    // rooks attacked by a pawn or minor
+TCONST combEval EVALTHREADQUEENABALL = X(-55, 10);    // queens attacked by anything
+TCONST combEval EVALTHREADOVERLOADED = X(-3, -15);    // attacked pieces, defended exactly once
+
+TCONST combEval EVALTHREADPAWNPUSH = X(16, 10); // enemy pieces that a safe push would newly attack
 
 namespace
 {
@@ -919,17 +966,18 @@ template <int us, typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    const u64* men = position->pieceBB;
+    const u64* pieces = position->pieceBB;
     const u64* attackedBy = scratch.attackedBy;
     const u64 attacked = scratch.attacksAll[them];
     const u64 defended = scratch.attacksAll[us];
     const u64 byPawns = attackedBy[PAWN + them];
     const u64 byMinors = attackedBy[KNIGHT + them] | attackedBy[BISHOP + them];
     const u64 byMajors = attackedBy[ROOK + them] | attackedBy[QUEEN + them];
-    const u64 minors = men[KNIGHT + us] | men[BISHOP + us];
-    const u64 majors = men[ROOK + us] | men[QUEEN + us];
+    const u64 minors = pieces[KNIGHT + us] | pieces[BISHOP + us];
+    const u64 majors = pieces[ROOK + us] | pieces[QUEEN + us];
 
-    // Attacked twice and not defended twice or by a pawn, or attacked and not defended.
+    // Weak: attacked and not defended at all, or attacked twice and defended neither twice nor by a
+    // pawn.
     const u64 weakSquares =
         (scratch.attacksDouble[them] & ~scratch.attacksDouble[us] & ~attackedBy[PAWN + us]) |
         (attacked & ~defended);
@@ -937,18 +985,18 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
     const auto count = [&](evalTerm term, combEval score, u64 set)
     { sum += trace.note(term, us, score * popcount(set)); };
 
-    count(termThreatWeakPawn, EVALTHREADWEAKPAWN, men[PAWN + us] & weakSquares & ~byPawns);
+    count(termThreatWeakPawn, EVALTHREADWEAKPAWN, pieces[PAWN + us] & weakSquares & ~byPawns);
     count(termThreatMinorByPawn, EVALTHREADMINORABPAWN, minors & byPawns);
     count(termThreatMinorByMinor, EVALTHREADMINORABMINOR, minors & byMinors);
     count(termThreatMinorByMajor, EVALTHREADMINORABMAJOR, minors & weakSquares & byMajors);
-    count(termThreatRookByLess, EVALTHREADROOKABLESS, men[ROOK + us] & (byMinors | byPawns));
-    count(termThreatQueenByAll, EVALTHREADQUEENABALL, men[QUEEN + us] & attacked);
+    count(termThreatRookByLess, EVALTHREADROOKABLESS, pieces[ROOK + us] & (byMinors | byPawns));
+    count(termThreatQueenByAll, EVALTHREADQUEENABALL, pieces[QUEEN + us] & attacked);
     count(termThreatOverloaded, EVALTHREADOVERLOADED,
           defended & ~scratch.attacksDouble[us] & (minors | majors) & attacked);
 
     const u64 pushes = scratch.pawnPushes[us] & (~attacked | defended) & ~byPawns;
     const u64 hits = pawnAttacksLeft<us>(pushes) | pawnAttacksRight<us>(pushes);
-    count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & men[them] & ~attackedBy[PAWN + us]);
+    count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & pieces[them] & ~attackedBy[PAWN + us]);
     return sum;
 }
 
@@ -959,9 +1007,8 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 
 // clang-format off
 
-// EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost pawn of a file in the king's zone, by
-// its square; one rank a line, the owner's eighth rank first, files a to h: white reads its square
-// XOR 56, black the square itself.
+// EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost own pawn of each file in the king's
+// zone, by its square. One rank a line, as in pieceSquareScore.
 TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
      138,   94,  191,  171,   32,  134,  144,  101,
@@ -973,34 +1020,35 @@ TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
 };
 
-// Points of danger, in the order of the sum: attacks next to the king, weak squares in its zone,
-// unsafe checks, attacks on its flank, no enemy queen, the constant, pinned men in the zone.
+// Points of danger: for each attack on a square next to the king, each weak square in its zone, each
+// unsafe check and each attack on its flank; for an enemy without a queen; always; and for each
+// pinned piece in the zone.
 TCONST combEval EVALKINGDANGER[7] = {27, 71, 98, 23, -638, -295, -47};
 
 // clang-format on
 
-// Points for a safe check, once for each kind of man.
+// Points for a safe check, once for each kind of piece.
 TCONST combEval EVALCHECKSAFEQUEEN = 355;
 TCONST combEval EVALCHECKSAFEROOK = 475;
 TCONST combEval EVALCHECKSAFEBISHOP = 176;
 TCONST combEval EVALCHECKSAFEKNIGHT = 413;
 
-// Danger d costs d * d / the first in the mid-game and d / the second in the end-game.
+// Danger d costs d * d / TRANSMG in the mid-game and d / TRANSEG in the end-game.
 TCONST combEval EVALKINGDANGERTRANSMG = 4095;
 TCONST combEval EVALKINGDANGERTRANSEG = 35;
 
-// Entry 0: no own pawn on the king's flank. The rest is not read.
+// Entry 0 is for a king without an own pawn on its flank. The rest is not read.
 TCONST combEval EVALKINGNOPAWNONFILES[3] = {X(11, -16), X(0, 0), X(0, 0)};
 
 namespace
 {
 
-// kingSideFiles[file of the king]: its flank.
+// kingSideFiles[file]: the flank of a king on that file, three or four files wide.
 constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f0f0f0f0f0f0f,
                                   0x3c3c3c3c3c3c3c3c, 0x3c3c3c3c3c3c3c3c, 0xf0f0f0f0f0f0f0f0,
                                   0xf0f0f0f0f0f0f0f0, 0xe0e0e0e0e0e0e0e0};
 
-// RANK1TO5BB[colour]: the five ranks on the colour's side.
+// RANK1TO5BB[colour]: the first five ranks from the colour's side.
 constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
 
 template <int us> int evalShield(const positionStruct* position)
@@ -1016,7 +1064,7 @@ template <int us> int evalShield(const positionStruct* position)
     return shield;
 }
 
-/// The points of danger to one colour's king, which its attackers have earned.
+/// The points of danger to one colour's king; may be negative.
 template <int us> int kingDanger(const positionStruct* position, const evalScratch& scratch)
 {
     constexpr int them = us ^ 1;
@@ -1029,13 +1077,13 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 flankAttacks = kingSideFiles[fileOf(king)] & attacked & RANK1TO5BB[us];
     const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
 
-    // Weak: attacked, and defended at most once and only by king or queen. Safe: a checking man
-    // would survive there.
+    // Weak: attacked, and either undefended or defended just once, by the king or a queen.
+    // Safe: the enemy could check from there without losing the checking piece.
     const u64 weak = (attackedBy[KING + us] | attackedBy[QUEEN + us] | undefended) & attacked &
                      ~scratch.attacksDouble[us];
     const u64 safe = ((attackedTwice & weak) | undefended) & ~position->pieceBB[them];
 
-    // Squares from which each kind gives check; own queens block no line.
+    // Squares from which each kind of piece gives check. Own queens do not block the lines.
     const u64 blockers = allMen(position) & ~position->pieceBB[QUEEN + us];
     const u64 rookLines = getRookAttackTable(king, blockers);
     const u64 bishopLines = getBishopAttackTable(king, blockers);
@@ -1053,7 +1101,8 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
                  plain(EVALKINGDANGER[6]) * popcount(scratch.pinnedMen[us] & kingZone(us, scratch));
     if (!position->pieceBB[QUEEN + them]) danger += plain(EVALKINGDANGER[4]);
 
-    // A kind with a safe check counts once for it, the others' checks are unsafe ones.
+    // A kind of piece with a safe check counts once; all checks of the other kinds are unsafe ones.
+    // Unsafe checks by a queen don't count.
     u64 unsafeChecks = 0;
     if (queenChecks & safe) danger += plain(EVALCHECKSAFEQUEEN);
     if (rookChecks & safe)
@@ -1078,18 +1127,19 @@ template <int us, typename Trace> combEval evalFlank(const positionStruct* posit
     return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
 }
 
-// The danger counts quadratically in the mid-game and linearly in the end-game.
+// The cost rises with the square of the danger in the mid-game, in proportion to it in the
+// end-game.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
 
-    // One attacker alone is no danger but with a queen behind it.
+    // A single attacker counts only if the enemy has a queen, which need not attack itself.
     if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
     if (danger < 1) return X(0, 0);
     const u32 points = static_cast<u32>(danger);
-    // A tuner may step a divisor down to nothing.
+    // The tuner may step a divisor down to zero or below.
     const u32 transMg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
     const u32 transEg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
     return trace.note(
@@ -1105,7 +1155,7 @@ combEval evalKing(const positionStruct* position, const evalScratch& scratch, Tr
 evalTrace evaluateTraced(positionStruct* position)
 {
     evalTrace trace{};
-    const combEval total = evalTotal(position, noting{&trace});
+    const combEval total = evalTotal(position, recording{&trace});
     trace.total = total;
     trace.phase = std::clamp<int>(position->gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
     trace.isDraw = isPawnlessDraw(position);
@@ -1114,36 +1164,39 @@ evalTrace evaluateTraced(positionStruct* position)
     return trace;
 }
 
+namespace
+{
+
+#define TERMNAME(term, name, meaning) name,
+constexpr const char* names[] = {EVALTERMS(TERMNAME)};
+#undef TERMNAME
+
+#define TERMMEANING(term, name, meaning) meaning,
+constexpr const char* meanings[] = {EVALTERMS(TERMMEANING)};
+#undef TERMMEANING
+
+static_assert(std::size(names) == NOFEVALTERMS && std::size(meanings) == NOFEVALTERMS);
+
+} // namespace
+
 const char* evalTermName(int term)
 {
-    // clang-format off
-    static constexpr const char* names[NOFEVALTERMS] = {
-        "material", "piece squares",
-        "pawn candidate", "pawn isolated", "pawn isolated near king",
-        "pawn doubled", "pawn doubled near king",
-        "pawn backward, half-open file", "pawn backward near king",
-        "pawn connected", "pawn neighbour",
-        "king shield",
-        "knight pinned", "bishop pinned", "rook pinned", "queen pinned",
-        "knight discovers", "bishop discovers", "rook discovers", "queen discovers",
-        "knight mobility", "bishop mobility", "rook mobility", "queen mobility",
-        "knight outpost", "bishop outpost", "knight king distance", "bishop king distance",
-        "bishop bad", "rook on open file", "passed pawns",
-        "threat: weak pawn", "threat: minor by pawn", "threat: minor by minor", "threat: minor by major",
-        "threat: rook by less", "threat: queen by any", "threat: overloaded", "threat: pawn push",
-        "king flank", "king danger", "bishop pair", "tempo",
-    };
-    // clang-format on
+    assert(term >= 0 && term < NOFEVALTERMS);
     return names[term];
 }
 
+const char* evalTermMeaning(int term)
+{
+    assert(term >= 0 && term < NOFEVALTERMS);
+    return meanings[term];
+}
 
-// Tables in print
+
+// Interface without a caller
 
 void printPSTinFormatX()
 {
-    // The halves lie in memory as they would in two arrays, one behind the other; only a copy may
-    // be read as what they are not.
+    // Pairs may not be read as 16-bit numbers in place, but their copied bytes may.
     constexpr size_t half = std::size(pieceSquareScore) * NOFSQUARES;
     i16 numbers[2 * half];
     static_assert(sizeof numbers == sizeof pieceSquareScore);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The tuner; see texel.h. All threads read the tables and K; they are written between two jobs
-// only, when every worker waits.
+// The tuner; see texel.h. All threads read the tables and K. The main thread writes them only
+// between two jobs, when every worker waits.
 //
 //   Training positions    readTexelPos
 //   Tunable parameters    setTexelParameters, printTexelParameters, stepTexelParameter
@@ -39,7 +39,7 @@ texelWorkForce theTexelWorkForce;
 namespace
 {
 
-/// Reads one line. False when it ends before the word `c9`.
+/// Reads one line of the training file. Returns false if it has no word `c9`.
 bool readRecord(const std::string& line, texelPosStruct& record)
 {
     std::istringstream words(line);
@@ -47,9 +47,9 @@ bool readRecord(const std::string& line, texelPosStruct& record)
     std::string fen;
     while (words >> word && word != "c9") fen += word + ' ';
     if (!words) return false;
-    record.fen = fen; // a copy has no spare room
+    record.fen = fen; // a copy, because a moved string would keep its spare capacity
 
-    // A line that ends here leaves the word as it is, which counts as a black win.
+    // If the line ends here, `word` still is "c9", which counts as a black win.
     words >> word;
     const std::string result = word.size() > 1 ? word.substr(1, 3) : "";
     record.result = result == "1-0" ? 1.0 : result == "1/2" ? 0.5 : 0.0;
@@ -62,7 +62,7 @@ bool readRecord(const std::string& line, texelPosStruct& record)
 int readTexelPos()
 {
     std::ifstream file("quiet-labeled.epd");
-    // A folder opens as well and fails at the first byte.
+    // A folder can be opened too; reading its first byte fails.
     if (file.is_open()) file.peek();
     if (!file.is_open() || file.bad())
     {
@@ -84,55 +84,39 @@ int readTexelPos()
 namespace
 {
 
-// Kinds of table, see texel.h; those that are not named here are plain tables as well.
-enum printKind : i32
-{
-    kindTable = 0,
-    kindLone = 1,
-    kindLonePlain = 3,
-    kindFirstZero = 5,
-    kindFirstAndLastZero = 6,
-    kindTwoFirstAndLastZero = 7,
-    kindPlainFirstZero = 8,
-    kindPieceValue = 9,
-    kindPawnSquares = 10,
-    kindPieceSquares = 11,
-    kindKingSquares = 12,
-};
-
 bool isLone(i32 kind)
 {
-    return kind == kindLone || kind == kindLonePlain;
+    return kind == tableLonePair || kind == tableLoneNumber;
 }
 
 std::string pairText(int mg, int eg)
 {
     char text[32];
-    // Two of the longest numbers fit.
+    // Long enough for any two halves.
     static_cast<void>(std::snprintf(text, sizeof text, "X(%4d,%4d)", mg, eg));
     return text;
 }
 
-/// What stands before the elements of a table.
+/// The text before the elements of a table.
 std::string headerText(const texelParStruct& first)
 {
     std::string text;
-    if (first.printKind <= kindPieceValue) text = "TCONST combEval " + first.name + " = ";
-    if (first.printKind == kindPawnSquares)
+    if (first.printKind <= tablePieceValue) text = "TCONST combEval " + first.name + " = ";
+    if (first.printKind == tablePawnSquares)
         text = "TCONST combEval pieceSquareScore[6][NOFSQUARES] = ";
-    if (first.printKind > kindPawnSquares)
+    if (first.printKind > tablePawnSquares)
         text = "// " + first.name + '\n';
     else if (!isLone(first.printKind))
         text += "\n{\n";
 
     switch (first.printKind)
     {
-    case kindFirstZero:
-    case kindFirstAndLastZero: return text + ' ' + pairText(0, 0) + ", ";
-    case kindTwoFirstAndLastZero:
+    case tableFirstZero:
+    case tableFirstAndLastZero: return text + ' ' + pairText(0, 0) + ", ";
+    case tableTwoFirstAndLastZero:
         return text + ' ' + pairText(0, 0) + ",  " + pairText(0, 0) + ", ";
-    case kindPlainFirstZero: return text + " 0, ";
-    case kindPieceValue: return text + ' ' + pairText(82, 94) + ", ";
+    case tableNumbersFirstZero: return text + " 0, ";
+    case tablePieceValue: return text + ' ' + pairText(82, 94) + ", ";
     default: return text;
     }
 }
@@ -157,14 +141,14 @@ std::string elementsText(const texelParStruct& first)
     return text;
 }
 
-/// What stands behind the elements of a table.
+/// The text after the elements of a table.
 std::string footerText(i32 kind)
 {
-    if (kind == kindPawnSquares || kind == kindPieceSquares) return ",\n";
+    if (kind == tablePawnSquares || kind == tablePieceSquares) return ",\n";
     if (isLone(kind)) return ";\n";
     std::string text;
-    if (kind == kindFirstAndLastZero || kind == kindTwoFirstAndLastZero) text = ", X( 0, 0) ";
-    if (kind == kindPieceValue) text = ", X(12000, 12000) ";
+    if (kind == tableFirstAndLastZero || kind == tableTwoFirstAndLastZero) text = ", X( 0, 0) ";
+    if (kind == tablePieceValue) text = ", X(12000, 12000) ";
     return text + "\n};\n";
 }
 
@@ -172,6 +156,7 @@ std::string footerText(i32 kind)
 
 void printTexelParameters()
 {
+    assert(nofTexelPars <= static_cast<i32>(texelPars.size()));
     std::string text;
     for (u32 i = 0; static_cast<i32>(i) < nofTexelPars;)
     {
@@ -184,6 +169,7 @@ void printTexelParameters()
 
 void stepTexelParameter(int index, int step)
 {
+    assert(index >= 0 && static_cast<size_t>(index) < texelPars.size());
     const texelParStruct& par = texelPars[static_cast<size_t>(index)];
     const u32 word = static_cast<u32>(*par.value);
     const u32 units = static_cast<u32>(step);
@@ -191,8 +177,8 @@ void stepTexelParameter(int index, int step)
         *par.value = static_cast<i32>(word + units);
     else
     {
-        // A negative low half has borrowed from the high one: 0x8000 pays that back before the
-        // low half is cut off, and the low half, added as a signed number, borrows again.
+        // A negative low half has borrowed 1 from the high half. Adding 0x8000 undoes that, so the
+        // high half can be cut out; adding the low half as a signed number borrows again.
         const u32 high = (word + 0x8000 + units * 0x10000) & 0xffff0000;
         const i32 low = static_cast<i16>(word);
         *par.value = static_cast<i32>(high + static_cast<u32>(low));
@@ -200,6 +186,7 @@ void stepTexelParameter(int index, int step)
     if (par.mirrored)
     {
         const u32 element = (static_cast<u32>(index) - par.firstIndex) / 2;
+        // From file a, b, c or d to file h, g, f or e of the same rank.
         par.value[7 - 2 * (element % 4)] = *par.value;
     }
 }
@@ -219,110 +206,25 @@ std::vector<std::string> texelSelection;
 namespace
 {
 
-/// The part of a parameter's name that names its table: "EVALPINNED" of "EVALPINNED[8]".
-std::string tableOf(const std::string& name)
+/// Whether texelSelection is empty or names a table; "EVALPINNED" names "EVALPINNED[8]".
+bool isSelected(const std::string& table)
 {
-    return name.substr(0, name.find_first_of("[ "));
+    const std::string name = table.substr(0, table.find_first_of("[ "));
+    return texelSelection.empty() ||
+           std::find(texelSelection.begin(), texelSelection.end(), name) != texelSelection.end();
 }
 
-/// Registers tables, or those of a selection.
-class registry
+/// Appends the parameters of a table: its tuned entries, of pairs both halves.
+void registerTable(const evalTable& table)
 {
-  public:
-    explicit registry(std::span<const std::string> selection) : selected(selection) {}
-
-    /// `count` packed elements from `first` on.
-    void pairs(const char* name, combEval* first, u32 count, i32 kind, bool padRows = false)
-    {
-        add(name, first, count, kind, padRows, true);
-    }
-
-    /// `count` plain elements from `first` on.
-    void numbers(const char* name, combEval* first, u32 count, i32 kind, bool padRows = false)
-    {
-        add(name, first, count, kind, padRows, false);
-    }
-
-  private:
-    void add(const char* name, combEval* first, u32 count, i32 kind, bool padRows, bool packed)
-    {
-        if (!selected.empty() &&
-            std::find(selected.begin(), selected.end(), tableOf(name)) == selected.end())
-            return;
-        const u32 firstIndex = static_cast<u32>(texelPars.size());
-        for (u32 i = 0; i < count; ++i)
-            for (const bool midGame : {true, false})
-                if (midGame || packed)
-                    texelPars.push_back({name, &first[i].packed, count, firstIndex, packed, !packed,
-                                         padRows, false, midGame, kind});
-        nofTexelPars = static_cast<i32>(texelPars.size());
-    }
-
-    std::span<const std::string> selected;
-};
-
-/// Every tunable table. Entries at the ends of a table that nothing reads aren't listed: they print
-/// as zeros, or are left out and thereby zero.
-void registerTables(registry to)
-{
-    to.pairs("pieceValue[6]", &pieceValue[1], 4, kindPieceValue);
-    to.pairs("pieceSquareScore pawn", &pieceSquareScore[0][8], 48, kindPawnSquares, true);
-    to.pairs("pieceSquareScore knight", pieceSquareScore[1], 64, kindPieceSquares);
-    to.pairs("pieceSquareScore bishop", pieceSquareScore[2], 64, kindPieceSquares);
-    to.pairs("pieceSquareScore rook", pieceSquareScore[3], 64, kindPieceSquares);
-    to.pairs("pieceSquareScore queen", pieceSquareScore[4], 64, kindPieceSquares);
-    to.pairs("pieceSquareScore king", pieceSquareScore[5], 64, kindKingSquares);
-
-    to.pairs("EVALBISHOPPAIR", &EVALBISHOPPAIR, 1, kindLone);
-    to.pairs("EVALTEMPO", &EVALTEMPO, 1, kindLone);
-
-    to.pairs("EVALPAWNISOLATED[8]", EVALPAWNISOLATED, 8, kindTable);
-    to.pairs("EVALPAWNDOUBLED[8]", EVALPAWNDOUBLED, 8, kindTable);
-    to.pairs("EVALPAWNBACKHALF[8]", EVALPAWNBACKHALF, 8, kindTable);
-    to.pairs("EVALPAWNCONNECTED[8]", &EVALPAWNCONNECTED[2], 5, kindTwoFirstAndLastZero);
-    to.pairs("EVALPAWNNEIGHBOUR[8]", &EVALPAWNNEIGHBOUR[1], 6, kindFirstAndLastZero);
-    to.pairs("EVALPAWNPASSEDCANDIDATE[2][8]", EVALPAWNPASSEDCANDIDATE[0], 16, kindTable);
-    to.pairs("EVALPAWNKSISOLATED", &EVALPAWNKSISOLATED, 1, kindLone);
-    to.pairs("EVALPAWNKSDOUBLED", &EVALPAWNKSDOUBLED, 1, kindLone);
-    to.pairs("EVALPAWNKSBACKWARD", &EVALPAWNKSBACKWARD, 1, kindLone);
-
-    to.pairs("EVALPAWNPASSED[2][2][8]", EVALPAWNPASSED[0][0], 32, kindTable);
-    to.pairs("EVALPAWNPASSEDDISTOWN[8]", &EVALPAWNPASSEDDISTOWN[1], 7, kindFirstZero);
-    to.pairs("EVALPAWNPASSEDDISTOTHER[8]", &EVALPAWNPASSEDDISTOTHER[1], 7, kindFirstZero);
-    to.pairs("EVALPAWNPASSEDPROMO[4]", EVALPAWNPASSEDPROMO, 1, kindTable);
-
-    to.pairs("EVALPINNED[8]", &EVALPINNED[1], 4, kindFirstZero);
-    to.pairs("EVALPINNEDFREE[8]", &EVALPINNEDFREE[1], 4, kindFirstZero);
-    to.pairs("EVALDISCOVERED[8]", &EVALDISCOVERED[1], 4, kindFirstZero);
-    to.pairs("EVALMOBILITYKNIGHT[12]", EVALMOBILITYKNIGHT, 9, kindTable);
-    to.pairs("EVALMOBILITYBISHOP[16]", EVALMOBILITYBISHOP, 14, kindTable);
-    to.pairs("EVALMOBILITYROOK[16]", EVALMOBILITYROOK, 15, kindTable);
-    to.pairs("EVALMOBILITYQUEEN[28]", EVALMOBILITYQUEEN, 28, kindTable);
-    to.pairs("EVALOUTPOSTKNIGHT[2]", EVALOUTPOSTKNIGHT, 2, kindTable);
-    to.pairs("EVALOUTPOSTBISHOP[2]", EVALOUTPOSTBISHOP, 2, kindTable);
-    to.pairs("EVALROOKONOPEN[2]", EVALROOKONOPEN, 2, kindTable);
-    to.pairs("EVALKINGDIST[4]", EVALKINGDIST, 1, kindTable);
-    to.pairs("EVALTEST", &EVALTEST, 1, kindLone);
-    to.numbers("EVALKINGATTWEIGHT[5]", &EVALKINGATTWEIGHT[1], 4, kindPlainFirstZero);
-
-    to.pairs("EVALTHREADWEAKPAWN", &EVALTHREADWEAKPAWN, 1, kindLone);
-    to.pairs("EVALTHREADMINORABPAWN", &EVALTHREADMINORABPAWN, 1, kindLone);
-    to.pairs("EVALTHREADMINORABMINOR", &EVALTHREADMINORABMINOR, 1, kindLone);
-    to.pairs("EVALTHREADMINORABMAJOR", &EVALTHREADMINORABMAJOR, 1, kindLone);
-    to.pairs("EVALTHREADROOKABLESS", &EVALTHREADROOKABLESS, 1, kindLone);
-    to.pairs("EVALTHREADQUEENABALL", &EVALTHREADQUEENABALL, 1, kindLone);
-    to.pairs("EVALTHREADOVERLOADED", &EVALTHREADOVERLOADED, 1, kindLone);
-    to.pairs("EVALTHREADPAWNPUSH", &EVALTHREADPAWNPUSH, 1, kindLone);
-
-    to.numbers("EVALPAWNSHIELD[NOFSQUARES]", &EVALPAWNSHIELD[8], 48, kindTable, true);
-    to.numbers("EVALKINGDANGER[7]", EVALKINGDANGER, 7, kindTable);
-    to.numbers("EVALCHECKSAFEQUEEN", &EVALCHECKSAFEQUEEN, 1, kindLonePlain);
-    to.numbers("EVALCHECKSAFEROOK", &EVALCHECKSAFEROOK, 1, kindLonePlain);
-    to.numbers("EVALCHECKSAFEBISHOP", &EVALCHECKSAFEBISHOP, 1, kindLonePlain);
-    to.numbers("EVALCHECKSAFEKNIGHT", &EVALCHECKSAFEKNIGHT, 1, kindLonePlain);
-    to.numbers("EVALKINGDANGERTRANSMG", &EVALKINGDANGERTRANSMG, 1, kindLonePlain);
-    to.numbers("EVALKINGDANGERTRANSEG", &EVALKINGDANGERTRANSEG, 1, kindLonePlain);
-    to.pairs("EVALKINGNOPAWNONFILES[3]", EVALKINGNOPAWNONFILES, 1, kindTable);
+    const bool packed = table.hasPairs();
+    const u32 firstIndex = static_cast<u32>(texelPars.size());
+    for (u32 i = table.firstTuned; i < table.firstTuned + table.nofTuned; ++i)
+        for (const bool midGame : {true, false})
+            if (midGame || packed)
+                texelPars.push_back({table.name, &table.start[i].packed, table.nofTuned, firstIndex,
+                                     packed, !packed, table.hasOuterRanks(), false, midGame,
+                                     table.kind});
 }
 
 } // namespace
@@ -330,8 +232,9 @@ void registerTables(registry to)
 void setTexelParameters()
 {
     texelPars.clear();
-    nofTexelPars = 0;
-    registerTables(registry(texelSelection));
+    for (const evalTable& table : evalTables)
+        if (isSelected(table.name)) registerTable(table);
+    nofTexelPars = static_cast<i32>(texelPars.size());
 }
 
 bool zeroTexelTable(const std::string& name)
@@ -351,8 +254,8 @@ bool zeroTexelTable(const std::string& name)
 namespace
 {
 
-/// Whether setPosition can read the clock of a FEN, its fifth word; it ends the process on one
-/// that is no number.
+/// Whether the half-move clock of a FEN, its fifth word, is missing or a number that setPosition
+/// can read. Anything else would end the process.
 bool hasReadableClock(const std::string& fen)
 {
     size_t start = 0;
@@ -381,29 +284,29 @@ i16 whiteScore(positionStruct* position)
     return position->sideToMove == WHITE ? score : static_cast<i16>(-score);
 }
 
-/// Empties the entries that the evaluation of a position has filled: the tables may have other
-/// values at the next job, so nothing of this one may be found.
+/// Empties the two cache entries that the evaluation of a position has filled. At the next job the
+/// tables may have other values, so the evaluation must not find these.
 void emptyEntries(const positionStruct* position)
 {
     position->pawnHashTable->entries[pawnSlot(position->pawnHashKey)] = {};
     position->evalHashTable->entries[evalSlot(position->hashKey)] = {};
 }
 
-/// The squares of each man, and of all men of a colour, out of the planes of a record.
+/// Computes all bitboards of a position from the planes of a record.
 void spreadPlanes(const u64* planes, u64* pieceBB)
 {
     for (int code = PAWN; code < NOFPIECECODES; ++code)
     {
-        u64 men = ~0ULL;
-        for (int b = 0; b < 4; ++b) men &= code >> b & 1 ? planes[b] : ~planes[b];
-        pieceBB[code] = men;
+        u64 pieces = ~0ULL;
+        for (int b = 0; b < 4; ++b) pieces &= code >> b & 1 ? planes[b] : ~planes[b];
+        pieceBB[code] = pieces;
     }
     const u64 occupied = planes[1] | planes[2] | planes[3];
     pieceBB[WHITE] = occupied & ~planes[0];
     pieceBB[BLACK] = occupied & planes[0];
 }
 
-/// What is kept of a record. `position` is for its set-up.
+/// Prepares the board of a record. Uses `position` as scratch space.
 texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
 {
     texelBoardStruct board = {{}, record.result, boardEven, WHITE};
@@ -411,8 +314,8 @@ texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
     setPosition(record.fen, position);
     if (!hasBothKings(position)) return board;
 
-    // A position whose key is 0 takes an empty entry of a cache for its own; its score is not what
-    // the board is worth.
+    // A position with the key 0 mistakes an empty cache entry for its own and gets that score. To
+    // do the same here, it is set up from its text.
     board.kind = boardText;
     if (!position->hashKey || !position->pawnHashKey) return board;
     for (int code = PAWN; code < NOFPIECECODES; ++code)
@@ -460,14 +363,15 @@ void texelWorker::takeShare(std::span<const texelPosStruct> share)
 
 i16 texelWorker::scoreOf(size_t index)
 {
+    assert(index < boards.size() && boards.size() == positions.size());
     const texelBoardStruct& board = boards[index];
     if (board.kind == boardEven) return 0;
     if (board.kind == boardText)
         setPosition(positions[index].fen, position);
     else
     {
-        // All that an evaluation reads. Its caches are empty, so any key but 0 will do, and with
-        // the same for all positions only one entry of each cache is ever touched.
+        // This is all that an evaluation reads. The caches are empty, so any key but 0 will do. One
+        // key for all positions touches only one entry of each cache.
         spreadPlanes(board.planes, position->pieceBB);
         position->sideToMove = board.sideToMove;
         position->hashKey = position->pawnHashKey = 1;
@@ -543,7 +447,7 @@ double calcOptimalK()
     for (int level = 0; level < 5; ++level)
     {
         const double next = step / 10.0;
-        // A new best moves the end of the scan on.
+        // A new best also extends the scan: it ends one step above the best.
         double candidate = best - step;
         while (candidate <= best + step)
         {
@@ -573,7 +477,8 @@ double calcOptimalK()
 namespace
 {
 
-/// Tables, positions and pool; false when there is no file.
+/// Builds the tables, reads the positions and starts the workers. Returns false if there is no
+/// file.
 bool startTexel()
 {
     theWorkForce.endSearch();
@@ -600,10 +505,11 @@ void doTheTexel()
 namespace
 {
 
-/// Steps a parameter by one unit up, else down, and keeps what lowers the error; true when it has.
+/// Tries a step of one unit up, then one down, and keeps the first that lowers the error. Returns
+/// whether it kept one.
 bool tryParameter(int index, double& minError)
 {
-    // Up by one; from there down by two, which is one below the start; and back.
+    // Up by one; then down by two, to one below the start; at the end back to the start.
     for (const int step : {+1, -2})
     {
         stepTexelParameter(index, step);

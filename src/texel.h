@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// Fits the evaluation to game results (Peter Österlund, "Texel's tuning method", 2014): positions
-// labelled with the result of their game, the mean squared error of a logistic function of their
-// evaluation, and a descent that moves one parameter at a time by one unit.
+// The tuner fits the evaluation to game results (Peter Österlund, "Texel's tuning method", 2014).
+// Its input is positions with the results of their games. A logistic function of the evaluation
+// predicts each result; the error is the mean squared difference. A descent changes one parameter
+// at a time by one unit as long as that lowers the error.
 //
 //   Training positions    texelPosStruct, texelBoardStruct, readTexelPos
 //   Tunable parameters    texelParStruct, setTexelParameters, printTexelParameters
 //   Error function and K  texelWorker, texelWorkForce, calcOptimalK
 //   Coordinate descent    doTheTexel, doTexelTuning
 //
-// In a playing build the tables are constant and the list of parameters is empty, so that a run
-// gives the error of the present tables. The build with QUILLON_TUNE registers all tables.
+// In a playing build the tables are constant and the list of parameters is empty, so a run only
+// prints the error of the present tables. A build with QUILLON_TUNE tunes all tables.
 #pragma once
 
 #include <memory>
@@ -29,21 +30,22 @@
 /// A position and the result of its game.
 struct texelPosStruct
 {
-    std::string fen; // its words, a blank behind each
+    std::string fen; // its words, each followed by a space
     double result;   // from white's view: 1.0, 0.5 or 0.0
-    i16 spare;       // 0, not read
+    i16 spare;       // 0; nothing reads it
 };
 
-/// What a record is to the tuner.
+/// How the tuner evaluates a record.
 enum texelBoardKind : u8
 {
-    boardEven,   // not to be evaluated: a king is missing, or the clock is no number
-    boardPlanes, // set up from its planes
-    boardText,   // two men on a square, a letter that is no man's, the key 0: set up from its text
+    boardEven,   // not at all, it scores 0: a king is missing, or the half-move clock is no number
+    boardPlanes, // from its planes
+    boardText,   // from its text: planes can't hold two pieces on a square or a letter that names
+                 // no piece, and a key of 0 needs care
 };
 
-/// What every error reads of a record: its position, set up from the text once, when it is dealt
-/// out, since reading the text takes longer than an evaluation.
+/// A record in the form in which every error calculation reads it. It is made once, when the
+/// records are dealt out, because reading the text takes longer than an evaluation.
 struct texelBoardStruct
 {
     u64 planes[4]; // plane b: the squares whose piece code has bit b; colour, then type + 1
@@ -55,10 +57,10 @@ struct texelBoardStruct
 /// The training set, in the order of the file. The workers hold copies of their shares.
 extern std::vector<texelPosStruct> texelPositions;
 
-/// Fills texelPositions from the file "quiet-labeled.epd" in the working directory: a line each,
-/// the words of the position, the word `c9`, and a word whose characters 1 to 3 are the result
-/// `1-0`, `1/2` or anything else for a black win. The rest of a line is ignored, and so is a line
-/// without `c9`. Returns 0, or 9 with a message when the file can't be read.
+/// Fills texelPositions from the file "quiet-labeled.epd" in the working directory. A line holds
+/// the words of a position, the word `c9`, and a word with the result in its characters 1 to 3:
+/// `1-0`, `1/2`, or anything else for a black win. The rest of the line is ignored, and so is any
+/// line without `c9`. Returns 0, or 9 with a message if the file can't be read.
 int readTexelPos();
 
 
@@ -67,57 +69,55 @@ int readTexelPos();
 /// One parameter: one half of a packed table element, or a plain element.
 struct texelParStruct
 {
-    std::string name; // the table's, as it is printed
+    std::string name; // of its table, as it is printed
     i32* value;       // the element
-    u32 tableSize;    // tuned elements of the table
-    u32 firstIndex;   // in texelPars, of the first parameter of the table
-    bool packed;      // the element is printed as X(mg,eg)
-    i32 oneHalf;      // not 0: one parameter per element, else two, mid-game first
-    bool padRows;     // the first parameter is 8 elements into the table, and 16 more are printed
-    bool mirrored;    // files a to d are tuned and written to the other wing as well
+    u32 tableSize;    // number of tuned elements of the table
+    u32 firstIndex;   // index in texelPars of the table's first parameter
+    bool packed;      // print the element as X(mg,eg)
+    i32 oneHalf;      // not 0: one parameter per element; 0: two, mid-game first
+    bool padRows;     // print the 8 elements before the first tuned one and the 8 after the last
+    bool mirrored;    // files a to d are tuned, and each step also goes to the other wing
     bool midGameHalf; // a step changes the low half
-    i32 printKind;    // 0 to 12, see printTexelParameters
+    i32 printKind;    // an evalTableKind, see printTexelParameters
 };
 
 extern std::vector<texelParStruct> texelPars;
 extern i32 nofTexelPars;
 
-/// Lists what may be tuned: nothing in a playing build. In a tuning build every table, or only
-/// those of texelSelection.
+/// Fills texelPars: with nothing in a playing build, in a tuning build with the tables of
+/// texelSelection or, if that is empty, with all of evalTables.
 void setTexelParameters();
 
-/// Prints the tables of texelPars in the form of the source, ready to paste over the old ones.
-/// The kinds of table:
+/// Prints the tables of texelPars as C++ source. `dev/adopt-tables` puts them into eval.cpp.
 ///
-///   kind     | shape
+///   kind     | what is printed
 ///   ---------|------------------------------------------------------------
-///   0, 2, 4  | a table
-///   1, 3     | a lone value, packed or plain
-///   5, 6, 7  | a first entry that stays zero; 6 also a last one, 7 two first and a last one
-///   8        | plain numbers behind a zero
+///   0, 2, 4  | a table: of pairs, of numbers, of numbers with two ranks that are not tuned
+///   1, 3     | a lone pair, a lone number
+///   5, 6, 7  | pairs after one zero; 6 also before one; 7 after two zeros and before one
+///   8        | numbers after a zero
 ///   9        | pieceValue with its fixed pawn and king
-///   10 to 12 | pieceSquareScore: pawns, knights to queens, kings
+///   10 to 12 | pieceSquareScore: pawns; knights to queens; kings
 void printTexelParameters();
 
-/// Moves a parameter by `step` units of its half, and its mirror element with it. Steps of the
-/// end-game half leave the mid-game half as it is, whatever its sign.
-/// `index` is the parameter's in texelPars, `step` +1 or -2.
+/// Adds `step` (+1 or -2) to one half of the element of parameter `index` of texelPars, and copies
+/// the element to its mirror element if it has one. The other half stays as it is.
 void stepTexelParameter(int index, int step);
 
 
 // Error function and K
 
 extern double K;            // scale of the logistic function; a larger one makes it steeper
-extern i32 nofTexelThreads; // size of the pool that `texel` asks for
+extern i32 nofTexelThreads; // number of workers that `texel` starts
 
-/// The share of a game that a score of white's view stands for: 0 to 1, 0.5 for a score of 0.
+/// The result that a score from white's view predicts: from 0 to 1, 0.5 for a score of 0.
 double sigma(i16 score);
 
-/// One thread of the tuner, with a position and caches of its own.
+/// One thread of the tuner, with its own position and caches.
 class texelWorker
 {
   public:
-    /// Returns when the thread waits for work.
+    /// Starts the thread and returns once it waits for work.
     explicit texelWorker(int number);
     texelWorker(const texelWorker&) = delete;
     texelWorker& operator=(const texelWorker&) = delete;
@@ -125,11 +125,10 @@ class texelWorker
     /// Ends and joins the thread.
     virtual ~texelWorker();
 
-    /// Takes over a share of the training set and sets every position of it up. The thread must be
-    /// waiting.
+    /// Takes over a share of the training set and prepares its boards. The thread must be waiting.
     void takeShare(std::span<const texelPosStruct> share);
 
-    /// Sets partialError to the sum of squared errors of `positions`.
+    /// Sets partialError to the sum of the squared errors of `positions`.
     virtual void calcTexelPosSubset();
 
     /// The thread's loop: waits for work and does it.
@@ -138,18 +137,18 @@ class texelWorker
     /// Wakes the thread for one job.
     void startWorking();
 
-    /// Waits until the thread waits.
+    /// Returns once the thread waits for work again.
     void waitToTakeABreak();
 
-    /// The sum of the last job, once the thread waits.
+    /// The result of the last job. The thread must be waiting.
     double error() const { return partialError; }
 
     int id;
     std::vector<texelPosStruct> positions; // this worker's share
-    std::vector<texelBoardStruct> boards;  // one for each of them
+    std::vector<texelBoardStruct> boards;  // one for each position
 
   protected:
-    /// The score of a position of the share from white's view; 0 when it can't be evaluated.
+    /// The score of position `index` of the share from white's view; 0 if it can't be evaluated.
     i16 scoreOf(size_t index);
 
     desk ownDesk;
@@ -165,11 +164,11 @@ class texelWorker
 class texelWorkForce
 {
   public:
-    /// Ends all workers, makes `n` new ones and deals out texelPositions in slices of equal size;
-    /// the last worker gets the rest as well. Below 1 no worker is left.
+    /// Ends all workers, starts `n` new ones and deals out texelPositions in equal slices; the last
+    /// worker also gets the remainder. With `n` below 1 no worker is left.
     void setNofWorkers(int n);
 
-    /// The mean squared error of texelPositions; not a number when there are none.
+    /// The mean squared error of texelPositions; not a number (NaN) if there are none.
     double calcTexelError();
 
     std::vector<texelWorker*> workers;
@@ -177,18 +176,19 @@ class texelWorkForce
 
 extern texelWorkForce theTexelWorkForce;
 
-/// Scans for the K with the least error, in five levels down to steps of 0.00001, prints its way
-/// and returns the best. K is left at the last value tried.
+/// Searches for the K with the least error, in five levels with steps from 0.1 down to 0.00001.
+/// Prints every value it tries and returns the best one. Leaves K at the last value it tried.
 double calcOptimalK();
 
 
 // Coordinate descent
 
-/// The command `texel`: builds all tables anew, reads the positions, starts the pool and tunes.
+/// The command `texel`: rebuilds the attack and key tables, reads the positions, starts the workers
+/// and tunes.
 void doTheTexel();
 
-/// Steps each parameter by one unit up or down where that lowers the error, pass after pass, until
-/// a whole pass finds nothing.
+/// Steps each parameter up or down by one unit if that lowers the error. Repeats this in passes
+/// until a whole pass finds no improvement.
 void doTexelTuning();
 
 
@@ -196,15 +196,15 @@ void doTexelTuning();
 
 // Tuning build
 
-/// Names of the tables to register, such as "EVALPAWNSHIELD"; empty for all.
+/// Names of the tables to tune, such as "EVALPAWNSHIELD"; empty for all.
 extern std::vector<std::string> texelSelection;
 
-/// Sets every tuned element of a table to 0, to see whether tuning finds it again. False when no
+/// Sets every tuned element of a table to 0, to see whether tuning restores it. Returns false if no
 /// table has this name.
 bool zeroTexelTable(const std::string& name);
 
-/// Reads the positions and sets K to the value that suits them and the present tables best. Scores
-/// of another K come out on another scale.
+/// Reads the positions and sets K to the value with the least error for the present tables. K fixes
+/// the scale of the scores that tuning finds.
 void fitTexelK();
 
 #endif

@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// Prints what a position is worth, term by term, computed by the engine's own code.
+// Prints the evaluation of a position term by term, computed by the engine's own code.
 //
 // Usage: quillon_explain FEN...      one table for each FEN (quote it)
 //        quillon_explain             reads one FEN a line from standard input
-// With --raw as the first argument each FEN gives "score S" and a line per term that is not zero:
-// name, colour 0 or 1, mid-game half, end-game half; then an empty line.
+//        quillon_explain --terms     the name of each term and a sentence on what it measures
+//        quillon_explain --tables    the name and the entries of each table, pairs as mg/eg
+// With --raw as the first argument each FEN gives "score S" and a line for each term that is not
+// zero: name, colour 0 or 1, mid-game half, end-game half; then an empty line.
 
 #include <cstdio>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -64,11 +67,39 @@ void printTable(const std::string& fen, const evalTrace& trace)
     const halves total = split(trace.total);
     std::printf("%s%-30s|%15s|%15s|  %8d %4d\n", rule, "total, white minus black", "", "", total.mg,
                 total.eg);
-    std::printf("phase %d (497 end-game to 6183 mid-game)%s\nscore %d for the side to move\n\n",
-                trace.phase, trace.isDraw ? ", a pawnless draw" : "", trace.score);
+    std::printf("phase %d (%d end-game to %d mid-game)%s\nscore %d for the side to move\n\n",
+                trace.phase, GAMEPHASEMINEG, GAMEPHASEMAXMG,
+                trace.isDraw ? ", a pawnless draw" : "", trace.score);
 }
 
-/// Evaluates one FEN and prints it; false when it can't be played on.
+/// Prints a table of plain numbers or pairs, eight entries a line.
+void printEntries(const char* name, const combEval* entries, u32 size, bool hasPairs)
+{
+    std::printf("%s\n", name);
+    for (u32 i = 0; i < size; ++i)
+    {
+        const halves value = split(entries[i]);
+        const char* end = i + 1 == size || i % 8 == 7 ? "\n" : "";
+        if (hasPairs)
+            std::printf(" %d/%d%s", value.mg, value.eg, end);
+        else
+            std::printf(" %d%s", plain(entries[i]), end);
+    }
+    std::printf("\n");
+}
+
+void printTables()
+{
+    for (const evalTable& table : evalTables)
+        printEntries(table.name, table.start, table.size, table.hasPairs());
+    const std::vector<combEval> weights(std::begin(pieceValuePhase), std::end(pieceValuePhase));
+    const combEval bounds[] = {GAMEPHASEMAXMG, GAMEPHASEMINEG};
+    printEntries("pieceValuePhase[6]", weights.data(), 6, false);
+    printEntries("GAMEPHASEMAXMG", &bounds[0], 1, false);
+    printEntries("GAMEPHASEMINEG", &bounds[1], 1, false);
+}
+
+/// Evaluates and prints one FEN. Returns false if the position can't be played on.
 bool explain(const std::string& fen, bool raw)
 {
     static const auto pawns = std::make_unique<pawnHashTableStruct>();
@@ -94,14 +125,25 @@ bool explain(const std::string& fen, bool raw)
 
 int main(int argc, char** argv)
 {
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    const std::string first = arguments.empty() ? "" : arguments[0];
+    if (first == "--terms")
+    {
+        for (int term = 0; term < NOFEVALTERMS; ++term)
+            std::printf("%s\t%s\n", evalTermName(term), evalTermMeaning(term));
+        return 0;
+    }
+    if (first == "--tables")
+    {
+        printTables();
+        return 0;
+    }
+    const bool raw = first == "--raw";
+    if (raw) arguments.erase(arguments.begin());
+
     engine.hashSizeMB = 1;
     initBitboardConstants();
     initHashCodeTables();
-
-    std::vector<std::string> arguments(argv + 1, argv + argc);
-    const bool raw = !arguments.empty() && arguments[0] == "--raw";
-    if (raw) arguments.erase(arguments.begin());
-
     bool ok = true;
     for (const std::string& fen : arguments) ok = explain(fen, raw) && ok;
     if (arguments.empty())

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The reference evaluation: every term summed afresh from 64 squares, with file and rank
-// arithmetic, lines walked one square at a time and attacks counted per square. It shares nothing
-// with the engine, no tables, no lookups and no caches, so that the two can be compared.
+// arithmetic, lines walked one square at a time and attacks counted per square. It shares no code
+// with the engine, so that the two can be compared. Its numbers come from a file.
 #include "oracle_eval.h"
-
-#include "oracle_eval_tables.h"
 
 #include <algorithm>
 #include <array>
@@ -13,14 +11,148 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <iterator>
+#include <map>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace
 {
 
-using namespace oracle_eval;
+// A mid-game and an end-game value, good for the colour that owns the piece.
+struct Pair
+{
+    int mg;
+    int eg;
+};
+
+struct Files
+{
+    int first;
+    int last;
+};
+
+using Table = std::vector<Pair>;
+
+// The tables of tests/data/evaluation.txt: a line with the name, then the entries in one row, pairs
+// as mg/eg. A plain number is the mid-game half of its entry.
+std::map<std::string, Table> readTables()
+{
+    std::ifstream file(QUILLON_EVALUATION_FILE);
+    std::map<std::string, Table> tables;
+    Table* table = nullptr;
+    for (std::string line; std::getline(file, line);)
+    {
+        if (line.empty() || line[0] == '#') continue;
+        if (std::isalpha(static_cast<unsigned char>(line[0])))
+        {
+            table = &tables[line.substr(0, line.find('['))];
+            continue;
+        }
+        std::istringstream words(line);
+        for (std::string word; words >> word;)
+        {
+            const auto slash = word.find('/');
+            table->push_back({std::stoi(word),
+                              slash == std::string::npos ? 0 : std::stoi(word.substr(slash + 1))});
+        }
+    }
+    return tables;
+}
+
+const Table& tableOf(const std::string& name)
+{
+    static const std::map<std::string, Table> tables = readTables();
+    return tables.at(name);
+}
+
+const Table& pieceValue = tableOf("pieceValue"); // pawn to king
+const Table& phaseWeight = tableOf("pieceValuePhase");
+const int phaseFullMiddleGame = tableOf("GAMEPHASEMAXMG")[0].mg;
+const int phaseFullEndGame = tableOf("GAMEPHASEMINEG")[0].mg;
+
+// By type; row 0 is the owner's eighth rank, columns a to h for both colours.
+const std::array<Table, 6> pieceOnSquare{
+    tableOf("pieceSquareScore pawn"),   tableOf("pieceSquareScore knight"),
+    tableOf("pieceSquareScore bishop"), tableOf("pieceSquareScore rook"),
+    tableOf("pieceSquareScore queen"),  tableOf("pieceSquareScore king")};
+
+const Pair bishopPair = tableOf("EVALBISHOPPAIR")[0];
+const Pair tempo = tableOf("EVALTEMPO")[0];
+
+// By file.
+const Table& pawnIsolated = tableOf("EVALPAWNISOLATED");
+const Table& pawnDoubled = tableOf("EVALPAWNDOUBLED");
+const Table& pawnBackward = tableOf("EVALPAWNBACKHALF"); // without an enemy pawn on the file
+
+// By the owner's rank.
+const Table& pawnConnected = tableOf("EVALPAWNCONNECTED");
+const Table& pawnNeighbour = tableOf("EVALPAWNNEIGHBOUR");
+const Table& pawnCandidate = tableOf("EVALPAWNPASSEDCANDIDATE"); // and 8 on: enough defenders
+const Table& passed = tableOf("EVALPAWNPASSED"); // 16 on: stop square empty; 8 more: attacked
+
+const Pair pawnIsolatedNearKing = tableOf("EVALPAWNKSISOLATED")[0];
+const Pair pawnDoubledNearKing = tableOf("EVALPAWNKSDOUBLED")[0];
+const Pair pawnBackwardNearKing = tableOf("EVALPAWNKSBACKWARD")[0];
+
+// By the distance from the king.
+const Table& passedOwnKing = tableOf("EVALPAWNPASSEDDISTOWN");
+const Table& passedEnemyKing = tableOf("EVALPAWNPASSEDDISTOTHER");
+const Pair passedFreePath = tableOf("EVALPAWNPASSEDPROMO")[0];
+
+// By type.
+const Table& pinnedByPawn = tableOf("EVALPINNED"); // pinned and attacked by an enemy pawn
+const Table& pinnedFree = tableOf("EVALPINNEDFREE");
+const Table& discovery = tableOf("EVALDISCOVERED"); // alone between enemy king and own slider
+const Table& kingAttackWeight = tableOf("EVALKINGATTWEIGHT");
+
+// By the number of counted squares.
+const std::array<Table, 4> mobility{tableOf("EVALMOBILITYKNIGHT"), tableOf("EVALMOBILITYBISHOP"),
+                                    tableOf("EVALMOBILITYROOK"), tableOf("EVALMOBILITYQUEEN")};
+
+// By whether an own pawn defends it.
+const Table& outpostKnight = tableOf("EVALOUTPOSTKNIGHT");
+const Table& outpostBishop = tableOf("EVALOUTPOSTBISHOP");
+
+const Table& rookFile = tableOf("EVALROOKONOPEN");    // no own pawn on the file: half open, open
+const Pair badBishop = tableOf("EVALTEST")[0];        // per blocked own pawn of its colour
+const Pair kingDistance = tableOf("EVALKINGDIST")[0]; // per step from knight or bishop to king
+
+const Pair threatWeakPawn = tableOf("EVALTHREADWEAKPAWN")[0];
+const Pair threatMinorByPawn = tableOf("EVALTHREADMINORABPAWN")[0];
+const Pair threatMinorByMinor = tableOf("EVALTHREADMINORABMINOR")[0];
+const Pair threatMinorByMajor = tableOf("EVALTHREADMINORABMAJOR")[0];
+const Pair threatRookByLess = tableOf("EVALTHREADROOKABLESS")[0];
+const Pair threatQueenByAny = tableOf("EVALTHREADQUEENABALL")[0];
+const Pair threatOverloaded = tableOf("EVALTHREADOVERLOADED")[0];
+const Pair threatPawnPush = tableOf("EVALTHREADPAWNPUSH")[0];
+
+const Table& shield = tableOf("EVALPAWNSHIELD"); // by square, as pieceOnSquare
+
+// Points of danger to a king; the two divisors turn their sum into a penalty.
+const Table& dangerPoints = tableOf("EVALKINGDANGER");
+const int dangerAdjacentAttack = dangerPoints[0].mg;
+const int dangerWeakSquare = dangerPoints[1].mg;
+const int dangerUnsafeCheck = dangerPoints[2].mg;
+const int dangerFlankAttack = dangerPoints[3].mg;
+const int dangerNoQueen = dangerPoints[4].mg;
+const int dangerAlways = dangerPoints[5].mg;
+const int dangerPinned = dangerPoints[6].mg;
+const int dangerSafeQueenCheck = tableOf("EVALCHECKSAFEQUEEN")[0].mg;
+const int dangerSafeRookCheck = tableOf("EVALCHECKSAFEROOK")[0].mg;
+const int dangerSafeBishopCheck = tableOf("EVALCHECKSAFEBISHOP")[0].mg;
+const int dangerSafeKnightCheck = tableOf("EVALCHECKSAFEKNIGHT")[0].mg;
+const int dangerDivisorMiddleGame = tableOf("EVALKINGDANGERTRANSMG")[0].mg;
+const int dangerDivisorEndGame = tableOf("EVALKINGDANGERTRANSEG")[0].mg;
+
+const Pair noPawnOnFlank = tableOf("EVALKINGNOPAWNONFILES")[0];
+
+// First and last file of the flank, by the file of the king.
+constexpr std::array<Files, 8> flankFiles{
+    {{0, 2}, {0, 3}, {0, 3}, {2, 5}, {2, 5}, {4, 7}, {4, 7}, {5, 7}}};
 
 using Squares = std::bitset<64>;
 
@@ -38,7 +170,7 @@ enum Type
 enum Term
 {
     termMaterial,
-    termManOnSquare,
+    termPieceSquares,
     termPawnIsolated,
     termPawnIsolatedNearKing,
     termPawnDoubled,
@@ -425,8 +557,8 @@ class Model
         if (of(0, pawn).any() || of(1, pawn).any()) return false;
         const int white = static_cast<std::int16_t>(sums[termMaterial][0].mg);
         const int black = static_cast<std::int16_t>(sums[termMaterial][1].mg);
-        const int minor = manValue[bishop].mg;
-        const int oneRook = manValue[rook].mg;
+        const int minor = std::max(pieceValue[knight].mg, pieceValue[bishop].mg);
+        const int oneRook = pieceValue[rook].mg;
         return (white <= minor && black <= minor) || (white == oneRook && black == oneRook);
     }
 
@@ -435,10 +567,10 @@ class Model
         for (int type = pawn; type <= king; ++type)
             for (const int s : listOf(men[at(us)][at(type)]))
             {
-                credit(termManOnSquare, us, manOnSquare[at(type)].at(at(tableIndex(us, s))));
+                credit(termPieceSquares, us, pieceOnSquare[at(type)].at(at(tableIndex(us, s))));
                 if (type == king) continue;
-                credit(termMaterial, us, manValue[at(type)]);
-                phase += manPhase[at(type)];
+                credit(termMaterial, us, pieceValue[at(type)]);
+                if (type != pawn) phase += phaseWeight[at(type)].mg;
             }
     }
 
@@ -465,7 +597,7 @@ class Model
                 passers[at(us)].set(at(s));
             else if ((front & ~levers) == stopGuards && stopGuards.count() <= neighbours.count())
                 credit(termPawnCandidate, us,
-                       pawnCandidate[defenders.count() >= levers.count() ? 1 : 0][rank]);
+                       pawnCandidate[rank + (defenders.count() >= levers.count() ? 8 : 0)]);
 
             remaining.reset(at(s));
             const Squares beside = squaresWhere(
@@ -560,7 +692,7 @@ class Model
             {
                 const int s = squareAt(file, us == 0 ? rank : 7 - rank);
                 if (!guards.test(at(s))) continue;
-                sum += shield.at(at(tableIndex(us, s)));
+                sum += shield.at(at(tableIndex(us, s))).mg;
                 break; // the rearmost pawn of a file is the one that counts
             }
         return of(1 - us, queen).none() ? sum / 2 : sum;
@@ -575,15 +707,6 @@ class Model
         if (type == bishop) return walk(diagonal, s, withoutQueens);
         if (type == rook) return walk(straight, s, withoutHeavy);
         return walk(straight, s, withoutHeavy) | walk(diagonal, s, withoutQueens);
-    }
-
-    static Pair mobilityOf(Type type, int squares)
-    {
-        const std::size_t n = at(squares);
-        if (type == knight) return mobilityKnight.at(n);
-        if (type == bishop) return mobilityBishop.at(n);
-        if (type == rook) return mobilityRook.at(n);
-        return mobilityQueen.at(n);
     }
 
     void pieces(int us)
@@ -612,18 +735,18 @@ class Model
         {
             attacks &= lineThrough(home, s);
             credit(termPin + which, us,
-                   attackedBy(them, pawn).test(at(s)) ? pinnedByPawn[at(which)]
-                                                      : pinnedFree[at(which)]);
+                   attackedBy(them, pawn).test(at(s)) ? pinnedByPawn[at(type)]
+                                                      : pinnedFree[at(type)]);
         }
-        if (discoverers[at(us)].test(at(s)))
-            credit(termDiscovery + which, us, discovery[at(which)]);
-        credit(termMobility + which, us, mobilityOf(type, count(attacks & mobilityArea[at(us)])));
+        if (discoverers[at(us)].test(at(s))) credit(termDiscovery + which, us, discovery[at(type)]);
+        credit(termMobility + which, us,
+               mobility[at(which)].at(at(count(attacks & mobilityArea[at(us)]))));
         enterAttacks(us, type, attacks);
 
         if ((attacks & kingZone(them, target)).any())
         {
             ++kingAttackers[at(us)];
-            kingWeight[at(us)] += kingAttackWeight[at(which)];
+            kingWeight[at(us)] += kingAttackWeight[at(type)].mg;
             adjacentAttacks[at(us)] += count(attacks & kingReach(target));
         }
 
@@ -664,9 +787,9 @@ class Model
             const int stop = s + 8 * forward(us);
             const Squares ahead = aheadOnThreeFiles(us, s) & wholeFile(fileOf(s));
             const Squares fire = attacked(them);
-            const int row = (occupied.test(at(stop)) ? 0 : 2) + (fire.test(at(stop)) ? 1 : 0);
+            const int row = (occupied.test(at(stop)) ? 0 : 16) + (fire.test(at(stop)) ? 8 : 0);
 
-            Pair value = passed[at(row)][at(ownRank(us, s))];
+            Pair value = passed.at(at(row + ownRank(us, s)));
             const Pair& own = passedOwnKing.at(at(kingSteps(s, kingSquare[at(us)])));
             const Pair& enemy = passedEnemyKing.at(at(kingSteps(s, kingSquare[at(them)])));
             value.mg += own.mg + enemy.mg;
@@ -784,9 +907,10 @@ class Model
 
         if (points < 1) return;
         const auto number = static_cast<std::uint32_t>(points);
+        const auto divisor = [](int n) { return static_cast<std::uint32_t>(std::max(n, 1)); };
         credit(termDanger, us,
-               {-static_cast<int>(number * number / std::uint32_t{dangerDivisorMiddleGame}),
-                -static_cast<int>(number / std::uint32_t{dangerDivisorEndGame})});
+               {-static_cast<int>(number * number / divisor(dangerDivisorMiddleGame)),
+                -static_cast<int>(number / divisor(dangerDivisorEndGame))});
     }
 
     template <typename Element> using PerColour = std::array<Element, 2>;

@@ -55,6 +55,21 @@ export function tablesOfSource(header, source) {
   return tables;
 }
 
+/** The tables of the source, with the tuned entries of those that the tuner has printed. */
+export function adoptedTables(header, source, printed) {
+  const tables = tablesOfSource(header, source);
+  const found = definitions(printed);
+  const adopted = tableList(header).filter(({ variable }) => found.has(variable));
+  assert.ok(adopted.length, 'no table is printed there');
+  for (const { name, variable, start, first, tuned } of adopted)
+    for (let i = first; i < first + tuned; i++) {
+      const entry = found.get(variable)[start + i];
+      assert.equal(entry?.length, tables.get(name)[i].length, `${name} is not complete`);
+      tables.get(name)[i] = entry;
+    }
+  return tables;
+}
+
 /** The source with the numbers of `tables` in its definitions, laid out as before. */
 export function writeTables(header, source, tables) {
   const flat = new Map();
@@ -109,4 +124,127 @@ export function readTranscription(text) {
       .map((entry) => entry.split('/').map(Number)));
   }
   return tables;
+}
+
+// The document
+
+const axes = {
+  file: [...'abcdefgh'],
+  rank: [...'12345678'],
+  piece: ['pawn', 'knight', 'bishop', 'rook', 'queen', 'king'],
+  number: Array.from({ length: 28 }, (_, i) => String(i)),
+};
+const mostColumns = 9;
+
+/** Rows of cells as lines, with the columns aligned. */
+function aligned(rows) {
+  const width = (column) => Math.max(...rows.map((row) => row[column]?.length ?? 0));
+  return rows.map((row) => row.map((cell, i) => (
+    i ? cell.padStart(width(i)) : cell.padEnd(width(0)))).join('  ').trimEnd());
+}
+
+/** The rows of a table: { label, cells }, one for each value of the leading indices. */
+function rowsOf(spec, entries) {
+  const cells = entries.map((entry, i) => {
+    const isRead = (i >= spec.first && i < spec.first + spec.tuned) || entry.some(Boolean);
+    return isRead ? entryText(entry) : '.';
+  });
+  const sizes = [...spec.name.matchAll(/\[(\d+)\]/g)].map(([, size]) => Number(size));
+  const length = sizes.pop() ?? 1;
+  return Array.from({ length: cells.length / length }, (_, row) => {
+    let rest = row;
+    const indices = sizes.toReversed().map((size) => {
+      const index = rest % size;
+      rest = (rest - index) / size;
+      return `[${index}]`;
+    });
+    return { label: spec.variable + indices.toReversed().join(''),
+      cells: cells.slice(row * length, (row + 1) * length) };
+  });
+}
+
+/** A board of entries, ranks from 8 to 1. */
+function boardLines(entries) {
+  return aligned([...axes.rank.toReversed().map((rank, i) => [rank,
+    ...entries.slice(8 * i, 8 * i + 8).map(entryText)]), ['', ...axes.file]]);
+}
+
+/** Tables with a common axis as lines of text. */
+function tableLines(axis, names, list, tables) {
+  const specs = names.map((name) => {
+    const spec = list.find((entry) => [entry.variable, entry.name].includes(name));
+    assert.ok(spec, `no table ${name}`);
+    return spec;
+  });
+  if (axis === 'square')
+    return specs.flatMap(({ name }, i) => [...(i ? [''] : []), name.replace(/\[.*/, ''),
+      ...boardLines(tables.get(name))]);
+  const rows = specs.flatMap((spec) => rowsOf(spec, tables.get(spec.name)));
+  if (axis === 'none') return aligned(rows.map(({ label, cells }) => [label, cells[0]]));
+
+  const isUsed = (column) => rows.some(({ cells }) => (cells[column] ?? '.') !== '.');
+  const columns = axes[axis].map((_, i) => i).filter(isUsed);
+  const parts = [];
+  for (let i = 0; i < columns.length; i += mostColumns) {
+    const part = columns.slice(i, i + mostColumns);
+    parts.push(...aligned([[axis, ...part.map((column) => axes[axis][column])],
+      ...rows.filter(({ cells }) => part.some((column) => cells[column]))
+        .map(({ label, cells }) => [label, ...part.map((column) => cells[column] ?? '')])]));
+  }
+  return parts;
+}
+
+/** A FEN's board. */
+function diagramLines(fen) {
+  const ranks = fen.split(' ')[0].split('/').map((rank, i) => `${8 - i} |${
+    [...rank.replace(/\d/g, (count) => '.'.repeat(Number(count)))].join('|')}|`);
+  return [...ranks, '  |a|b|c|d|e|f|g|h|'];
+}
+
+/**
+ * The document with all that stands between its markers written anew. `explain` gives what
+ * quillon_explain prints for its arguments, `header` is eval.h.
+ *
+ *   <!-- terms: NAME; NAME -->           the names with their sentences
+ *   <!-- tables AXIS: NAME, NAME; AXIS: NAME -->   by file, rank, piece, number, square or none
+ *   <!-- position FEN: NAME COLOUR; ... -->   a diagram and the values of terms
+ *   <!-- explain: FEN -->                the whole output of the program
+ *   <!--end-->                           ends each of them
+ */
+export function writeDocument(text, header, explain) {
+  const list = [...tableList(header),
+    ...fixedNumbers.map(([name, size]) => ({ name: size > 1 ? `${name}[${size}]` : name,
+      variable: name, first: 0, tuned: size }))];
+  const tables = readTranscription(explain('--tables'));
+  const meanings = new Map(explain('--terms').trim().split('\n').map((line) => line.split('\t')));
+  const fenced = (lines) => ['```', ...lines, '```'];
+  const writers = [
+    [/^terms: (.+)$/, (names) => names.split('; ').map((name) => {
+      assert.ok(meanings.has(name), `no term ${name}`);
+      return `- **${name}**: ${meanings.get(name)}`.replace(/(.{1,98})( |$)/g, '$1\n  ').trimEnd();
+    })],
+    [/^tables (.+)$/, (groups) => fenced(groups.split('; ').map((group) => {
+      const [axis, names] = group.split(': ');
+      return tableLines(axis, names.split(', '), list, tables).join('\n');
+    }).join('\n\n').split('\n'))],
+    [/^position ([^:]+): (.+)$/, (fen, wanted) => {
+      const raw = explain('--raw', fen).split('\n');
+      const values = wanted.split('; ').map((what) => {
+        const [, term, colour] = what.match(/^(.+) (white|black)$/);
+        const line = raw.find((row) => row.startsWith(`${term} ${colour === 'white' ? 0 : 1} `));
+        const [mg, eg] = line ? line.split(' ').slice(-2) : [0, 0];
+        return `**${term}**, ${colour}: ${mg}/${eg}`;
+      });
+      return [...fenced(diagramLines(fen)), '', `\`${fen}\`: ${values.join('; ')}`];
+    }],
+    [/^explain: (.+)$/, (fen) => fenced([`$ build/release/quillon_explain "${fen}"`,
+      ...explain(fen).trimEnd().split('\n')])],
+  ];
+  return text.replace(/(<!-- (.+?) -->\n)[^]*?\n?(<!--end-->)/g, (_, marker, what, end) => {
+    for (const [form, write] of writers) {
+      const match = what.match(form);
+      if (match) return `${marker}\n${write(...match.slice(1)).join('\n')}\n\n${end}`;
+    }
+    throw new Error(`unknown marker: ${what}`);
+  });
 }

@@ -4,16 +4,16 @@
 
 #include <cctype>
 
-std::string fenOf(const std::string& men, int sideToMove)
+std::string fenOf(const std::string& pieces, int sideToMove)
 {
     std::string ranks[8];
     for (std::string& rank : ranks) rank = "11111111";
-    for (size_t i = 0; i + 2 < men.size(); i += 4)
+    for (size_t i = 0; i + 2 < pieces.size(); i += 4)
     {
-        const u8 square = sq(men.substr(i + 1, 2));
+        const u8 square = sq(pieces.substr(i + 1, 2));
         char& place = ranks[square / 8][square % 8];
-        EXPECT_EQ(place, '1') << "two men on one square: " << men;
-        place = men[i];
+        EXPECT_EQ(place, '1') << "two pieces on one square: " << pieces;
+        place = pieces[i];
     }
     std::string fen;
     for (int rank = 7; rank >= 0; --rank)
@@ -24,38 +24,51 @@ std::string fenOf(const std::string& men, int sideToMove)
     return fen + (sideToMove == WHITE ? " w - - 0 1" : " b - - 0 1");
 }
 
-std::string exchanged(std::string men)
+std::string exchanged(std::string pieces)
 {
-    for (size_t i = 0; i + 2 < men.size(); i += 4)
+    for (size_t i = 0; i + 2 < pieces.size(); i += 4)
     {
-        const bool isWhite = std::isupper(static_cast<unsigned char>(men[i]));
-        men[i] = static_cast<char>(isWhite ? std::tolower(men[i]) : std::toupper(men[i]));
-        men[i + 2] = static_cast<char>('1' + '8' - men[i + 2]);
+        const bool isWhite = std::isupper(static_cast<unsigned char>(pieces[i]));
+        pieces[i] = static_cast<char>(isWhite ? std::tolower(pieces[i]) : std::toupper(pieces[i]));
+        pieces[i + 2] = static_cast<char>('1' + '8' - pieces[i + 2]);
     }
-    return men;
+    return pieces;
 }
 
-combEval whites(const std::string& men, int term, int sideToMove)
+namespace
 {
-    Board board(fenOf(men, sideToMove));
-    Board mirror(fenOf(exchanged(men), sideToMove ^ 1));
-    const combEval value = evaluateTraced(board.get()).terms[term][WHITE];
-    EXPECT_EQ(value, evaluateTraced(mirror.get()).terms[term][BLACK])
-        << evalTermName(term) << " differs between the colours: " << men;
+
+/// A term's value for a colour; the other colour's must be the same with the colours exchanged.
+combEval valueOf(const std::string& pieces, int term, int colour, int sideToMove)
+{
+    Board board(fenOf(pieces, sideToMove));
+    Board mirror(fenOf(exchanged(pieces), sideToMove ^ 1));
+    const combEval value = evaluateTraced(board.get()).terms[term][colour];
+    EXPECT_EQ(value, evaluateTraced(mirror.get()).terms[term][colour ^ 1])
+        << evalTermName(term) << " differs between the colours: " << pieces;
     return value;
 }
 
-combEval blacks(const std::string& men, int term, int sideToMove)
+} // namespace
+
+combEval whites(const std::string& pieces, int term, int sideToMove)
 {
-    Board board(fenOf(men, sideToMove));
-    Board mirror(fenOf(exchanged(men), sideToMove ^ 1));
-    const combEval value = evaluateTraced(board.get()).terms[term][BLACK];
-    EXPECT_EQ(value, evaluateTraced(mirror.get()).terms[term][WHITE])
-        << evalTermName(term) << " differs between the colours: " << men;
-    return value;
+    return valueOf(pieces, term, WHITE, sideToMove);
 }
 
-std::string man(char letter, int file, int rank)
+combEval blacks(const std::string& pieces, int term, int sideToMove)
+{
+    return valueOf(pieces, term, BLACK, sideToMove);
+}
+
+std::string piece(char letter, int file, int rank)
 {
     return {letter, static_cast<char>('a' + file), static_cast<char>('1' + rank), ' '};
+}
+
+void expectWhites(int term, const std::vector<termCase>& cases)
+{
+    for (const auto& [pieces, value, why] : cases)
+        EXPECT_EQ(whites(pieces, term), value)
+            << evalTermName(term) << ", " << pieces << ' ' << why;
 }

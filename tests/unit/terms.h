@@ -1,24 +1,41 @@
 // SPDX-License-Identifier: MIT
 //
-// Single terms of an evaluation, read from men named in a text such as "Kg1 Pf2 kg8 qd5": letter
-// as in a FEN, then the square. Every look is a double one, also with the colours exchanged.
+// Single terms of an evaluation, read from pieces named in a text such as "Kg1 Pf2 kg8 qd5": letter
+// as in a FEN, then the square. Every position is also evaluated with the colours exchanged.
+//
+// The expected values name the tables of the evaluation: these tests check the rules. That the
+// numbers are the right ones is checked in eval_tables_test.cpp alone.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "support.h"
 
-/// A FEN without rights from a list of men.
-std::string fenOf(const std::string& men, int sideToMove = WHITE);
+constexpr combEval none = X(0, 0);
 
-/// The same men with the ranks mirrored and the colours exchanged.
-std::string exchanged(std::string men);
+/// A FEN without castling rights from a list of pieces.
+std::string fenOf(const std::string& pieces, int sideToMove = WHITE);
+
+/// The same pieces with the ranks mirrored and the colours exchanged.
+std::string exchanged(std::string pieces);
 
 /// White's value of a term. Black's must be the same with the colours exchanged.
-combEval whites(const std::string& men, int term, int sideToMove = WHITE);
+combEval whites(const std::string& pieces, int term, int sideToMove = WHITE);
 
 /// Black's value of a term, and likewise white's with the colours exchanged.
-combEval blacks(const std::string& men, int term, int sideToMove = WHITE);
+combEval blacks(const std::string& pieces, int term, int sideToMove = WHITE);
 
-/// One man as an entry of a list, from its letter and the file and rank, both from 0.
-std::string man(char letter, int file, int rank);
+/// One piece as an entry of a list, from its letter and the file and rank, both from 0.
+std::string piece(char letter, int file, int rank);
+
+/// A list of pieces, white's value of a term there, and what the case is about.
+struct termCase
+{
+    const char* pieces;
+    combEval value;
+    const char* why = "";
+};
+
+/// Expects white's value of a term in each case.
+void expectWhites(int term, const std::vector<termCase>& cases);

@@ -275,20 +275,6 @@ TEST(EvalDriver, EachHalfWeighsItsDistanceFromTheOtherBoundOfThePhase)
     }
 }
 
-TEST(EvalDriver, TheTempoCountsForTheSideToMoveAtBothEndsOfThePhase)
-{
-    // Whatever else a position holds cancels between the two sides to move.
-    for (const auto& [gamePhase, tempo] :
-         {std::pair(7000, mgHalf(EVALTEMPO)), std::pair(0, egHalf(EVALTEMPO))})
-        for (const char* men : {"4k3/4p3/8/8/8/8/4P3/3QK3", "r2k4/p4ppp/8/3n4/8/8/PP3PPP/3RK2B"})
-        {
-            Board white(std::string(men) + " w - - 0 1");
-            Board black(std::string(men) + " b - - 0 1");
-            white->gamePhase = black->gamePhase = static_cast<i16>(gamePhase);
-            EXPECT_EQ(evaluateN(0, white.get()) + evaluateN(0, black.get()), 2 * tempo) << men;
-        }
-}
-
 TEST(EvalDriver, WithoutPawnsAtMostOneMinorPieceEachOrRookAgainstRookIsADraw)
 {
     for (const char* fen : {"4k3/8/8/8/8/8/8/4K3 w - - 0 1", "4k3/8/8/8/8/8/8/2B1K3 w - - 0 1",
@@ -468,26 +454,6 @@ TEST_F(HashTableEdges, AHitRenewsTheAgeAndNothingElse)
     hashAgeCounter = 0;
     EXPECT_EQ(getHashTableEntry(3 | 1ULL << 40), 0U);
     EXPECT_EQ(wordAt(3, 8) >> 58, 63U) << "a miss renews nothing";
-}
-
-TEST_F(HashTableEdges, AnExactBoundCountsForOnePlyAndTheEarliestOfEqualsGoes)
-{
-    const auto keyOf = [](u64 n) { return n << 40 | 500; };
-    const auto fill = [&keyOf](std::initializer_list<std::pair<int, u8>> entries)
-    {
-        clearHashTable();
-        u64 n = 0;
-        for (const auto& [depth, bound] : entries)
-            putHashTableEntry(keyOf(++n), {1, 2, 0, 4}, 0, static_cast<i8>(depth), bound, 0);
-        putHashTableEntry(keyOf(9), {1, 2, 0, 4}, 0, 1, boundUpper, 0);
-        for (u64 i = 1; i <= 4; ++i)
-            if (getHashTableEntry(keyOf(i)) == 0) return static_cast<int>(i);
-        return 0;
-    };
-    EXPECT_EQ(fill({{5, boundExact}, {5, boundUpper}, {6, boundLower}, {7, boundLower}}), 2);
-    EXPECT_EQ(fill({{5, boundExact}, {6, boundUpper}, {6, boundLower}, {7, boundLower}}), 1);
-    EXPECT_EQ(fill({{9, boundLower}, {9, boundUpper}, {8, boundExact}, {9, boundLower}}), 1);
-    EXPECT_EQ(fill({{9, boundLower}, {9, boundUpper}, {9, boundExact}, {3, boundLower}}), 4);
 }
 
 TEST_F(HashTableEdges, TheScanGoesOnBeyondAnEmptyLine)

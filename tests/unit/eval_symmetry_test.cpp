@@ -89,29 +89,6 @@ class evaluator
     Board position{"4k3/8/8/8/8/8/8/4K3 w - - 0 1"};
 };
 
-std::vector<placement> positionsOfRandomGames(size_t count)
-{
-    std::vector<placement> positions;
-    std::mt19937 random(4);
-    while (positions.size() < count)
-    {
-        Board board{std::string(fenStartPos)};
-        for (int ply = 0; ply < 200 && positions.size() < count; ++ply)
-        {
-            const std::vector<moveStruct> moves = board.legalMoves();
-            if (moves.empty()) break;
-            const moveStruct move = moves[random() % moves.size()];
-            makeMove(1, &move, board.get(), false);
-            board.ply(0).enPassantSquare = board.ply(1).enPassantSquare;
-            board.ply(0).castlingRights = board.ply(1).castlingRights;
-            placement& next = positions.emplace_back();
-            std::copy_n(board->board, NOFSQUARES, next.board);
-            next.side = board->sideToMove;
-        }
-    }
-    return positions;
-}
-
 /// Two kings and up to 40 more pieces anywhere; the side not to move isn't in check.
 std::vector<placement> randomPlacements(size_t count)
 {
@@ -137,14 +114,13 @@ std::vector<placement> randomPlacements(size_t count)
     return placements;
 }
 
-/// Both lists, made once a process.
+/// Random placements and positions of games, made once a process.
 const std::vector<placement>& allPlacements()
 {
     static const std::vector<placement> all = []
     {
-        std::vector<placement> list = positionsOfRandomGames(20000);
-        const std::vector<placement> random = randomPlacements(20000);
-        list.insert(list.end(), random.begin(), random.end());
+        std::vector<placement> list = randomPlacements(20000);
+        for (const std::string& fen : manyPositions()) list.push_back(placementOf(fen));
         return list;
     }();
     return all;

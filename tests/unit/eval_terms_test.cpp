@@ -57,23 +57,6 @@ TEST(EvalDriver, TempoIsForTheSideToMove)
 
 // Pawn structure
 
-TEST(EvalPawns, AColourWithoutPawnsHasNothingAndNoPassedPawn)
-{
-    const std::string pieces = "Kh1 Pa2 Pa3 Pc4 Pd4 Pe5 kd6";
-    for (int term = termPawnCandidate; term <= termPawnNeighbour; ++term)
-        EXPECT_EQ(blacks(pieces, term), none) << evalTermName(term);
-    EXPECT_EQ(blacks(pieces, termPassedPawns), none);
-}
-
-TEST(EvalPawns, TwoLonePawnsOfAFileAreBothPassedAndIsolatedAndOneIsDoubled)
-{
-    const std::string pieces = "Kh1 Pa2 Pa3 kh8";
-    EXPECT_EQ(whites(pieces, termPawnDoubled), EVALPAWNDOUBLED[0]);
-    EXPECT_EQ(whites(pieces, termPawnIsolated), EVALPAWNISOLATED[0] * 2);
-    EXPECT_EQ(whites(pieces, termPassedPawns),
-              EVALPAWNPASSED[0][0][1] + EVALPAWNPASSED[1][0][2] + (freePath + bothFar) * 2);
-}
-
 TEST(EvalPawns, ACandidateHasOnlyLeversAndGuardsOfItsStopSquareInFront)
 {
     const combEval bare = EVALPAWNPASSEDCANDIDATE[0][3];

@@ -4,20 +4,6 @@
 
 #include "terms.h"
 
-TEST(EvalThreats, CancelBetweenTwoSidesWithTheSamePiecesOnMirroredSquares)
-{
-    // Queens, rooks and minors attack each other, and the pawns hang.
-    const std::string white = "Kg1 Qd1 Rd2 Rh3 Nc4 Nf3 Bb5 Pa2 Pe4";
-    const std::string both = white + ' ' + exchanged(white);
-    int found = 0;
-    for (int term = termThreatWeakPawn; term <= termThreatPawnPush; ++term)
-    {
-        EXPECT_EQ(whites(both, term), blacks(both, term)) << evalTermName(term);
-        found += whites(both, term) != none;
-    }
-    EXPECT_GT(found, 0) << "something must be there to cancel";
-}
-
 TEST(EvalThreats, AnAttackedPawnIsWeakByItsDefendersButForAnAttackByAPawn)
 {
     expectWhites(termThreatWeakPawn, {{"Kh1 Pa4 kg8 ra8", EVALTHREADWEAKPAWN},

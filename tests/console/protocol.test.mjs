@@ -166,7 +166,7 @@ conversation('Hash is forced up to 1 megabyte without a word', async (talk) => {
 });
 
 conversation('names are compared exactly; unknown ones and any text for Ponder say nothing', async (talk) => {
-  await talk.reply('setoption name Hash value 256');
+  await talk.reply('setoption name Hash value 16'); // small, so that its pages are soon touched
   const size = megabytesOf(talk);
   for (const words of [
     ' name hash value 1', ' name Clear Hash', ' name Hash Size value 1', ' name threads value 4',

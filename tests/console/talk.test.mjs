@@ -50,7 +50,8 @@ for (const [what, code, act, message] of [
   ['a line too many', answer(`${info} e2e4 `, 'bestmove e2e4'), go({ silent: true }), /no line but/],
   ['an answer before the result', answer('readyok', 'bestmove e2e4'), go({ unanswered: true }), /before/],
   ['a line of no search', answer('hm', 'bestmove e2e4'), go(), /hm/],
-  ['a result that comes early', answer('bestmove e2e4'), (talk) => {
+  ['a result that comes early', answer('bestmove e2e4'), async (talk) => {
+    await talk.ready();
     talk.send('go infinite');
     return talk.silence(500);
   }, /the search still runs/],

@@ -165,16 +165,6 @@ TEST(GeneralNotation, MovesHaveTheirText)
     EXPECT_EQ(LAToSquare("h8"), 63);
 }
 
-TEST(GeneralNotation, ALineEndsWithASpaceAndHasOneMoveMoreThanItsLength)
-{
-    Board board{std::string(fenStartPos)};
-    board.ply(0).bestMove = board.move("e2e4");
-    board.ply(1).bestMove = {sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
-    EXPECT_EQ(PVToString(board.get()), "e2e4 ");
-    board->pvLength = 1;
-    EXPECT_EQ(PVToString(board.get()), "e2e4 e7e5 ");
-}
-
 TEST(GeneralNotation, ABoardHas17Lines)
 {
     Board board{std::string(fenStartPos)};

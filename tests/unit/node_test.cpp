@@ -19,7 +19,7 @@ constexpr i8 DEEP = 127; // an entry of this depth decides every node
 class Node : public Board
 {
   public:
-    explicit Node(const std::string& fen, u8 at = 1) : Board(fen), here(at)
+    explicit Node(const std::string& fen, int at = 1) : Board(fen), here(static_cast<u8>(at))
     {
         theWorkForce.stopSearch = false;
         engine.infinite = true;
@@ -131,17 +131,13 @@ TEST(SearchNode, ARepetitionOrATableEntryIsTheResultExceptAtTheRoot)
 
 TEST(SearchNode, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
 {
-    struct
+    for (const auto& [ply, alpha, beta, result] : {std::tuple(1, -32767, -31999, -31999),
+                                                   {1, -32767, -31998, 0},
+                                                   {1, 32000, 32767, 32000},
+                                                   {1, 31999, 32767, 0},
+                                                   {0, -32767, -32000, 0}})
     {
-        u8 ply;
-        int alpha, beta;
-        int result; // 0: the moves are searched
-    } const cases[] = {
-        {1, -32767, -31999, -31999}, {1, -32767, -31998, 0}, {1, 32000, 32767, 32000},
-        {1, 31999, 32767, 0},        {0, -32767, -32000, 0},
-    };
-    for (const auto& [ply, alpha, beta, result] : cases)
-    {
+        // Result 0: the moves are searched.
         Node node(pawns, ply);
         const int score = node.search(2, alpha, beta);
         EXPECT_TRUE(result == 0 || score == result) << score;
@@ -151,18 +147,10 @@ TEST(SearchNode, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
 
 TEST(SearchNode, StalemateMateFromThePlyAndADrawByTheFiftyMoveCounterAreNotStored)
 {
-    struct
-    {
-        const char* fen;
-        u8 ply;
-        int score;
-    } const cases[] = {
-        {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", 1, 0},
-        {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 0, -32000},
-        {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 7, -31993},
-        {"7k/8/8/8/8/8/Q7/K7 w - - 100 80", 1, 0},
-    };
-    for (const auto& [fen, ply, score] : cases)
+    for (const auto& [fen, ply, score] : {std::tuple("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", 1, 0),
+                                          {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 0, -32000},
+                                          {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", 7, -31993},
+                                          {"7k/8/8/8/8/8/Q7/K7 w - - 100 80", 1, 0}})
     {
         Node node(fen, ply);
         EXPECT_EQ(node.search(3, -32000, 32000), score) << fen;
@@ -210,26 +198,18 @@ TEST(SearchNode, RazoringLeavesNullWindowsOfDepth1To3ToQuiescence)
 
 TEST(SearchNode, ReverseFutilityBelowDepth7AndTheNullMoveNeedAPieceAndPassingFindsNoMate)
 {
-    struct
+    for (const auto& [fen, depth, evaluation, passed, passes, result] :
+         {std::tuple(pawns, 1, 1000, 60, false, 2000),
+          {pawnsAndKnight, 1, 1000, 60, false, 1000},
+          {pawnsAndKnight, 6, 1000, 60, false, 1000},
+          {pawnsAndKnight, 7, 1000, 60, true, 60},
+          {pawns, 4, 50, 60, false, 2000},
+          {pawnsAndKnight, 4, 50, 60, true, 60},
+          {pawnsAndKnight, 4, 50, -1, true, 2000},
+          {pawnsAndKnight, 4, 50, 31872, true, 31872},
+          {pawnsAndKnight, 4, 50, 31873, true, 0}})
     {
-        std::string fen;
-        int depth, evaluation;
-        int passed; // the score of passing
-        bool passes;
-        int result; // 2000 by the moves
-    } const cases[] = {
-        {pawns, 1, 1000, 60, false, 2000},
-        {pawnsAndKnight, 1, 1000, 60, false, 1000},
-        {pawnsAndKnight, 6, 1000, 60, false, 1000},
-        {pawnsAndKnight, 7, 1000, 60, true, 60},
-        {pawns, 4, 50, 60, false, 2000},
-        {pawnsAndKnight, 4, 50, 60, true, 60},
-        {pawnsAndKnight, 4, 50, -1, true, 2000},
-        {pawnsAndKnight, 4, 50, 31872, true, 31872},
-        {pawnsAndKnight, 4, 50, 31873, true, 0},
-    };
-    for (const auto& [fen, depth, evaluation, passed, passes, result] : cases)
-    {
+        // Passing scores `passed`, a move 2000.
         const moveStruct killer{1, 2, 3, 4};
         Node node(fen);
         node.setEvaluation(evaluation);
@@ -469,7 +449,7 @@ TEST(SearchQuiescence, AboveTheDeepBandAllEvasionsAreSearched)
 TEST(SearchQuiescence, AnEmptyListOfEvasionsIsMateCountedFromThePlyAndStalemateIsNotSeen)
 {
     for (const int depth : {0, -4, -5, -13, -14})
-        for (const u8 ply : {u8{1}, u8{6}})
+        for (const int ply : {1, 6})
         {
             Node node("R3k3/8/4K3/8/8/8/8/8 b - - 0 1", ply);
             EXPECT_EQ(node.quiet(depth, -32767, 32767), ply - 32000);
@@ -495,17 +475,15 @@ TEST(SearchQuiescence, AStandPatThatReachesBetaGeneratesNothing)
 
 TEST(SearchQuiescence, AWindowClosedByMateDistanceReturnsAtOnce)
 {
-    struct
-    {
-        u8 ply;
-        int alpha, beta;
-        int score; // 10, the evaluation, when it is searched
-    } const cases[] = {
-        {0, -32767, -32000, -32000}, {0, 32001, 32767, 32001}, {0, -32767, -31999, 10},
-        {5, -32767, -31995, -31995}, {5, 31996, 32767, 31996}, {5, -32767, -31994, 10},
-        {5, 31997, 32000, 31997}, // between the best mates from here and from the root
-    };
-    for (const auto& [ply, alpha, beta, score] : cases)
+    // One point wider the stand pat, 10, is returned. The ends of the last window lie between the
+    // best mates from here and from the root.
+    for (const auto& [ply, alpha, beta, score] : {std::tuple(0, -32767, -32000, -32000),
+                                                  {0, 32001, 32767, 32001},
+                                                  {0, -32767, -31999, 10},
+                                                  {5, -32767, -31995, -31995},
+                                                  {5, 31996, 32767, 31996},
+                                                  {5, -32767, -31994, 10},
+                                                  {5, 31997, 32000, 31997}})
     {
         Node node(start, ply);
         node.setEvaluation(10);
@@ -536,22 +514,20 @@ TEST(SearchQuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
 
 TEST(SearchQuiescenceHash, AnEntryOfAnyDepthDecidesTheWindowOrIsTheNearerStandPat)
 {
-    struct
-    {
-        int evaluation, score;
-        u8 bound;
-        int result;   // between -50 and 50
-        bool decides; // nothing is played or stored
-    } const cases[] = {
-        {0, 10, boundExact, 10, true},       {0, 90, boundExact, 90, true},
-        {0, 50, boundLower, 50, true},       {0, 49, boundLower, 49, false},
-        {0, -50, boundUpper, -50, true},     {0, -49, boundUpper, -49, false},
-        {0, 90, boundUpper, 0, false},       {0, -90, boundLower, 0, false},
-        {30, 0, boundLower, 30, false},      {30, 0, boundUpper, 0, false},
-        {60, 30, boundUpper, 30, false},     {50, 20, boundLower, 50, true},
-        {0, 31990, boundExact, 31990, true},
-    };
-    for (const auto& [evaluation, score, bound, result, decides] : cases)
+    for (const auto& [evaluation, score, bound, result, decides] :
+         {std::tuple(0, 10, boundExact, 10, true),
+          {0, 90, boundExact, 90, true},
+          {0, 50, boundLower, 50, true},
+          {0, 49, boundLower, 49, false},
+          {0, -50, boundUpper, -50, true},
+          {0, -49, boundUpper, -49, false},
+          {0, 90, boundUpper, 0, false},
+          {0, -90, boundLower, 0, false},
+          {30, 0, boundLower, 30, false},
+          {30, 0, boundUpper, 0, false},
+          {60, 30, boundUpper, 30, false},
+          {50, 20, boundLower, 50, true},
+          {0, 31990, boundExact, 31990, true}})
     {
         // The capture is worth less than standing pat in all cases.
         Node node(rookTakesPawn, 3);
@@ -567,35 +543,27 @@ TEST(SearchQuiescenceHash, AnEntryOfAnyDepthDecidesTheWindowOrIsTheNearerStandPa
 
 TEST(SearchQuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
 {
-    const struct
-    {
-        int child; // score of the capture, from black's view
-        int score;
-        u8 bound;
-        bool withMove;
-    } cases[] = {
-        {-60, 60, boundLower, true}, // beta is 50
-        {-50, 50, boundLower, true},
-        {-20, 20, boundExact, true},
-        {20, 0, boundUpper, false}, // the stand pat is 0, alpha 10
-    };
-    for (const auto& c : cases)
-        for (const u8 ply : {u8{1}, u8{4}})
+    // The capture's worth; beta is 50, the stand pat 0. The last one stays below alpha, and the
+    // hash move of the ply, which isn't white's, is stored.
+    const moveStruct foreign{sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK};
+    for (const auto& [worth, alpha, score, bound] : {std::tuple(60, -10, 60, boundLower),
+                                                     {50, -10, 50, boundLower},
+                                                     {20, -10, 20, boundExact},
+                                                     {-20, 10, 0, boundUpper}})
+        for (const int ply : {1, 4})
         {
             Node node(rookTakesPawn, ply);
-            const moveStruct capture = node.move("a1a4");
-            node.ply(ply).hashMove = {sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK}; // not white's
+            const moveStruct expected = bound == boundUpper ? foreign : node.move("a1a4");
+            node.ply(ply).hashMove = foreign;
             node.setEvaluation(0);
-            node.settleChildren(c.child);
-            EXPECT_EQ(node.quietHash(0, c.withMove ? -10 : 10, 50), c.score);
+            node.settleChildren(-worth);
+            EXPECT_EQ(node.quietHash(0, alpha, 50), score);
             const u64 entry = node.entry();
-            EXPECT_EQ(hashBound(entry), c.bound) << c.child;
+            EXPECT_EQ(hashBound(entry), bound) << worth;
             EXPECT_EQ(hashDepth(entry), 0);
-            EXPECT_EQ(hashScore(entry, ply), c.score);
-            const moveStruct expected = c.withMove ? capture : node.ply(ply).hashMove;
-            EXPECT_TRUE(sameMove(wordMove(entry), expected)) << c.child;
-            EXPECT_TRUE(!c.withMove || wordMove(entry).score == ROOK);
-            EXPECT_EQ(node.ply(ply).hashMove.from, sq("e8")) << "the ply keeps its hash move";
+            EXPECT_EQ(hashScore(entry, static_cast<u8>(ply)), score);
+            EXPECT_EQ(wordMove(entry), expected);
+            EXPECT_EQ(node.ply(ply).hashMove, foreign) << "the ply keeps its hash move";
         }
 
     // Mated: Qg7 is covered by the king.

@@ -54,10 +54,6 @@ class Claimant : public OpenWorker
         : OpenWorker(place), line(std::move(moves)), claimed(result)
     {
     }
-    Claimant(int place, moveStruct move, claim result = {})
-        : Claimant(place, std::vector<moveStruct>{move}, result)
-    {
-    }
     void searchRoot() override
     {
         position->rootDepth = static_cast<i16>(claimed.depth);

@@ -163,27 +163,20 @@ TEST_F(SearchRoot, HelpersSkipTheDepthsOfTheirRowAndRowsRepeatAfter16)
 
 TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
 {
-    // In the previous search from 11 on, beyond a depth and only of five threads and more.
-    struct
-    {
-        void (worker::*search)();
-        int threads, others;
-        int begun; // by the others
-        int limit, reached;
-    } const cases[] = {
-        {&worker::searchRoot, 2, 2, 127, 9, 8},
-        {&worker::searchRoot, 4, 2, 127, 9, 9},
-        {&worker::searchRoot, 2, 2, 8, 9, 9},
-        {&worker::searchRoot, 2, 2, 9, 9, 10},
-        {&worker::searchRootOld, 5, 3, 127, 11, 10}, // no depth is searched any more
-        {&worker::searchRootOld, 5, 3, 9, 11, 11},
-        {&worker::searchRootOld, 5, 3, 10, 11, 13}, // 12 is left out by the schedule
-        {&worker::searchRootOld, 5, 2, 127, 11, 11},
-        {&worker::searchRootOld, 6, 3, 127, 11, 11},
-        {&worker::searchRootOld, 4, 3, 127, 11, 11},
-    };
     Board board(stalemated);
-    for (const auto& [search, threads, others, begun, limit, reached] : cases)
+    // In the previous search from 11 on, of five threads and more, and those that are beyond it.
+    // Its schedule leaves out 12 as well.
+    for (const auto& [isOld, threads, others, begun, limit, reached] :
+         {std::tuple(false, 2, 2, 127, 9, 8),
+          {false, 4, 2, 127, 9, 9},
+          {false, 2, 2, 8, 9, 9},
+          {false, 2, 2, 9, 9, 10},
+          {true, 5, 3, 127, 11, 10},
+          {true, 5, 3, 9, 11, 11},
+          {true, 5, 3, 10, 11, 13},
+          {true, 5, 2, 127, 11, 11},
+          {true, 6, 3, 127, 11, 11},
+          {true, 4, 3, 127, 11, 11}})
     {
         makePool({new OpenWorker(2), new OpenWorker(3)});
         engine.nofThreads = threads;
@@ -193,11 +186,11 @@ TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
         liftLimits();
         openSoftClock();
         engine.depthLimit = limit;
-        OpenWorker helper(search == &worker::searchRoot ? 2 : 1);
+        OpenWorker helper(isOld ? 1 : 2);
         helper.setPosition(board.get());
-        (helper.*search)();
+        isOld ? helper.searchRootOld() : helper.searchRoot();
         EXPECT_EQ(helper.currentDepth, reached) << threads << ' ' << others << ' ' << begun;
-        EXPECT_TRUE(search != &worker::searchRoot || helper.position->rootDepth == reached);
+        EXPECT_TRUE(isOld || helper.position->rootDepth == reached);
     }
 }
 
@@ -430,23 +423,16 @@ TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
 {
     // At depth 6 the window fails as often as black has answers but one; each depth after it is
     // settled and takes a tenth off the share, 1 plus a fifth of the failures. The search ends
-    // where the share comes below 0.95: 0.9 at once, or 1.4, 1.6, 1.8 or 2 times powers of 0.9.
-    const struct
-    {
-        std::vector<int> worths;
-        std::vector<int> others;
-        int end;
-    } cases[] = {
-        {{10}, {}, 6},     // holds at once
-        {{15, 20}, {}, 6}, // one failure is none
-        {{15, 50, 60}, {}, 10},
-        {{15, 50, 90, 100}, {}, 11},
-        {{15, 50, 90, 170, 180}, {}, 13},
-        {{15, 50, 90, 170, 330, 2000}, {}, 14},
-        // Four more best moves: the share is 2 at most.
-        {{15, 50, 90, 170, 330, 2000}, {-1900, -1800, -1700, -1600}, 14},
-    };
-    for (const auto& [worths, others, end] : cases)
+    // where the share comes below 0.95: 0.9 at once, which one failure doesn't change, or 1.4, 1.6,
+    // 1.8 or 2 times powers of 0.9. Four more best moves than the last case's leave the share at 2.
+    for (const auto& [worths, others, end] :
+         {std::tuple(std::vector<int>{10}, std::vector<int>{}, 6),
+          {{15, 20}, {}, 6},
+          {{15, 50, 60}, {}, 10},
+          {{15, 50, 90, 100}, {}, 11},
+          {{15, 50, 90, 170, 180}, {}, 13},
+          {{15, 50, 90, 170, 330, 2000}, {}, 14},
+          {{15, 50, 90, 170, 330, 2000}, {-1900, -1800, -1700, -1600}, 14}})
     {
         Board board(kingsAndPawns);
         settle(board, 6, worths, others);
@@ -509,17 +495,17 @@ TEST_F(SearchWindow, AStopAtAnyNodeOfDepth10LeavesALegalLine)
 TEST_F(SearchRoot, UnderADepthLimitTheBossAnswersElseTheDeepestResult)
 {
     // A boss that is stopped before its first depth has no answer, though.
-    for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
+    for (const bool isOld : {false, true})
         for (const auto& [limit, stopped] : {std::pair(5, false), {5, true}, {0, true}})
         {
             Board board(start);
-            makePool({new Claimant(1, board.move("b1a3"))});
+            makePool({new Claimant(1, {board.move("b1a3")})});
             clearHashTable();
             liftLimits();
             engine.depthLimit = limit;
             theWorkForce.stopSearch = stopped;
-            const std::string text = lines(board, search);
-            const bool claimed = stopped && (limit == 0 || search == &boss::searchRoot);
+            const std::string text = lines(board, isOld ? &boss::searchRootOld : &boss::searchRoot);
+            const bool claimed = stopped && (limit == 0 || !isOld);
             EXPECT_EQ(text.find("info score cp 31000 depth 60 seldepth ") == 0, claimed) << text;
             EXPECT_EQ(lineFromEnd(text, 1) == "bestmove b1a3", claimed) << text;
         }
@@ -549,8 +535,8 @@ TEST_F(SearchRoot, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
     {
         std::vector<worker*> helpers;
         for (const claim& result : each.claims)
-            helpers.push_back(
-                new Claimant(static_cast<int>(helpers.size()) + 1, moves[helpers.size()], result));
+            helpers.push_back(new Claimant(static_cast<int>(helpers.size()) + 1,
+                                           {moves[helpers.size()]}, result));
         makePool(helpers);
         clearHashTable();
         theWorkForce.stopSearch = true;
@@ -620,7 +606,7 @@ TEST_F(SearchPonder, AResultOfOneMoveIsGivenThePonderMoveOfTheLastLineWithThatMo
     for (const auto& [claimed, answer] : {std::pair("e2e4", " ponder e7e5"), {"d2d4", ""}})
     {
         settle();
-        makePool({new Claimant(1, board.move(claimed), {0, 1, 31900})});
+        makePool({new Claimant(1, {board.move(claimed)}, {0, 1, 31900})});
         spendSoftBudget(0.605); // to depth 10
         const std::string text = lines(board);
         EXPECT_EQ(pvOf(lineFromEnd(text, 2)), claimed + std::string(" ")) << text;
@@ -668,7 +654,7 @@ TEST_F(SearchRoot, AnAbandonedSearchWritesNothingUnlessItHadEndedBefore)
         for (const bool isAbandoned : {true, false})
         {
             makePool({});
-            if (helpers) makePool({new Claimant(1, board.move("b1a3"))});
+            if (helpers) makePool({new Claimant(1, {board.move("b1a3")})});
             liftLimits();
             if (isAbandoned) theWorkForce.abandon();
             theWorkForce.stop();

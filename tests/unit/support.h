@@ -40,7 +40,7 @@ class Board
     /// The list of ply 0 as a generator has left it.
     std::vector<moveStruct> list();
 
-    /// Texts of a list in its order, joined by blanks.
+    /// Texts of a list in its order, separated by spaces.
     std::string texts(const std::vector<moveStruct>& moves);
 
   private:

@@ -67,7 +67,7 @@ TEST(UciGo, EveryWordSetsItsLimitAndTheNextGoStartsAfresh)
 TEST(UciGo, TheFirstNumberThatCantBeReadEndsTheWords)
 {
     goNowhere("winc 12 depth seven mate 3 infinite");
-    EXPECT_EQ(engine.timeInc[WHITE], 12) << "what was read stands";
+    EXPECT_EQ(engine.timeInc[WHITE], 12) << "what was read before stays";
     EXPECT_EQ(engine.mateLimit, 0);
     EXPECT_FALSE(engine.infinite);
 }

@@ -49,9 +49,10 @@ class Node : public Board
     }
 
     /// Puts an entry for this position into the table and returns it as it is found.
-    u64 enter(int score, u8 bound, moveStruct move = EMPTYMOVE, i8 depth = 0)
+    u64 enter(int score, int bound, moveStruct move = EMPTYMOVE, i8 depth = 0)
     {
-        putHashTableEntry(get()->hashKey, move, static_cast<i16>(score), depth, bound, here);
+        putHashTableEntry(get()->hashKey, move, static_cast<i16>(score), depth,
+                          static_cast<u8>(bound), here);
         return entry();
     }
 
@@ -131,11 +132,12 @@ TEST(SearchNode, ARepetitionOrATableEntryIsTheResultExceptAtTheRoot)
 
 TEST(SearchNode, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
 {
-    for (const auto& [ply, alpha, beta, result] : {std::tuple(1, -32767, -31999, -31999),
-                                                   {1, -32767, -31998, 0},
-                                                   {1, 32000, 32767, 32000},
-                                                   {1, 31999, 32767, 0},
-                                                   {0, -32767, -32000, 0}})
+    const int cases[][4] = {{1, -32767, -31999, -31999},
+                            {1, -32767, -31998, 0},
+                            {1, 32000, 32767, 32000},
+                            {1, 31999, 32767, 0},
+                            {0, -32767, -32000, 0}};
+    for (const auto& [ply, alpha, beta, result] : cases)
     {
         // Result 0: the moves are searched.
         Node node(pawns, ply);
@@ -477,13 +479,11 @@ TEST(SearchQuiescence, AWindowClosedByMateDistanceReturnsAtOnce)
 {
     // One point wider the stand pat, 10, is returned. The ends of the last window lie between the
     // best mates from here and from the root.
-    for (const auto& [ply, alpha, beta, score] : {std::tuple(0, -32767, -32000, -32000),
-                                                  {0, 32001, 32767, 32001},
-                                                  {0, -32767, -31999, 10},
-                                                  {5, -32767, -31995, -31995},
-                                                  {5, 31996, 32767, 31996},
-                                                  {5, -32767, -31994, 10},
-                                                  {5, 31997, 32000, 31997}})
+    const int cases[][4] = {{0, -32767, -32000, -32000}, {0, 32001, 32767, 32001},
+                            {0, -32767, -31999, 10},     {5, -32767, -31995, -31995},
+                            {5, 31996, 32767, 31996},    {5, -32767, -31994, 10},
+                            {5, 31997, 32000, 31997}};
+    for (const auto& [ply, alpha, beta, score] : cases)
     {
         Node node(start, ply);
         node.setEvaluation(10);
@@ -514,20 +514,14 @@ TEST(SearchQuiescenceHash, WithAnEmptyTableItVisitsAndFindsWhatQuiescenceDoes)
 
 TEST(SearchQuiescenceHash, AnEntryOfAnyDepthDecidesTheWindowOrIsTheNearerStandPat)
 {
-    for (const auto& [evaluation, score, bound, result, decides] :
-         {std::tuple(0, 10, boundExact, 10, true),
-          {0, 90, boundExact, 90, true},
-          {0, 50, boundLower, 50, true},
-          {0, 49, boundLower, 49, false},
-          {0, -50, boundUpper, -50, true},
-          {0, -49, boundUpper, -49, false},
-          {0, 90, boundUpper, 0, false},
-          {0, -90, boundLower, 0, false},
-          {30, 0, boundLower, 30, false},
-          {30, 0, boundUpper, 0, false},
-          {60, 30, boundUpper, 30, false},
-          {50, 20, boundLower, 50, true},
-          {0, 31990, boundExact, 31990, true}})
+    const int cases[][5] = {{0, 10, boundExact, 10, true},      {0, 90, boundExact, 90, true},
+                            {0, 50, boundLower, 50, true},      {0, 49, boundLower, 49, false},
+                            {0, -50, boundUpper, -50, true},    {0, -49, boundUpper, -49, false},
+                            {0, 90, boundUpper, 0, false},      {0, -90, boundLower, 0, false},
+                            {30, 0, boundLower, 30, false},     {30, 0, boundUpper, 0, false},
+                            {60, 30, boundUpper, 30, false},    {50, 20, boundLower, 50, true},
+                            {0, 31990, boundExact, 31990, true}};
+    for (const auto& [evaluation, score, bound, result, decides] : cases)
     {
         // The capture is worth less than standing pat in all cases.
         Node node(rookTakesPawn, 3);

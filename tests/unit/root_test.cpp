@@ -166,17 +166,12 @@ TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
     Board board(stalemated);
     // In the previous search from 11 on, of five threads and more, and those that are beyond it.
     // Its schedule leaves out 12 as well.
-    for (const auto& [isOld, threads, others, begun, limit, reached] :
-         {std::tuple(false, 2, 2, 127, 9, 8),
-          {false, 4, 2, 127, 9, 9},
-          {false, 2, 2, 8, 9, 9},
-          {false, 2, 2, 9, 9, 10},
-          {true, 5, 3, 127, 11, 10},
-          {true, 5, 3, 9, 11, 11},
-          {true, 5, 3, 10, 11, 13},
-          {true, 5, 2, 127, 11, 11},
-          {true, 6, 3, 127, 11, 11},
-          {true, 4, 3, 127, 11, 11}})
+    const int cases[][6] = {{false, 2, 2, 127, 9, 8},  {false, 4, 2, 127, 9, 9},
+                            {false, 2, 2, 8, 9, 9},    {false, 2, 2, 9, 9, 10},
+                            {true, 5, 3, 127, 11, 10}, {true, 5, 3, 9, 11, 11},
+                            {true, 5, 3, 10, 11, 13},  {true, 5, 2, 127, 11, 11},
+                            {true, 6, 3, 127, 11, 11}, {true, 4, 3, 127, 11, 11}};
+    for (const auto& [isOld, threads, others, begun, limit, reached] : cases)
     {
         makePool({new OpenWorker(2), new OpenWorker(3)});
         engine.nofThreads = threads;

@@ -245,7 +245,7 @@ TEST_F(SearchRoot, EverySearchReadsTheClockFirstAfterTheWholeInterval)
         engine.nodeCheckInterval = interval;
         engine.maxTime = 0;
         EXPECT_EQ(lines(board) == "bestmove a1a1\n", interval == 0);
-        EXPECT_EQ(pool->position->nodes, interval + 1U);
+        EXPECT_EQ(pool->position->nodes, static_cast<u64>(interval) + 1);
         EXPECT_EQ(pool->position->rootDepth > 0, interval > 0);
     }
 }

@@ -8,6 +8,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
+import { definitions } from '../../dev/evaluation.mjs';
 import { conversation, enginePath, Talk } from './talk.mjs';
 
 const tunePath = process.env.QUILLON_TUNE ?? path.join(path.dirname(enginePath), 'quillon-tune');
@@ -18,6 +19,13 @@ const letsGo = Array(24).fill('Lets go');
 const start = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -';
 // Nobody can win, so worth 0.
 const drawn = '8/8/4k3/8/8/4KN2/8/8 b - -';
+
+// The stock value of the first move.
+const source = new URL('../../src/eval.cpp', import.meta.url);
+const stock = definitions(fs.readFileSync(source, 'utf8'));
+const [tempo, tempoInEndGame] = stock.get('EVALTEMPO')[0];
+const tempoTable = (mg, eg) =>
+  `TCONST combEval EVALTEMPO = X(${String(mg).padStart(4)},${String(eg).padStart(4)});`;
 
 const line = (fen, result) => `${fen} c9 "${result}";\n`;
 
@@ -70,8 +78,9 @@ test('24 workers start before the tuning, which has nothing to change', async (t
   const { starting, ending, minimum } = readRun(await texel(t, content));
   assert.equal(ending, minimum);
   assert.equal(starting, minimum);
-  // White to move is 25 up, a share of 0.561568: (0.438432^2 + 0.561568^2 + 0) / 3.
-  assert.equal(starting, '0.169194');
+  // White to move is ahead by the tempo: two decided games, and a draw that costs nothing.
+  const share = 1 / (1 + 10 ** (-tempo * 1.72 / 400));
+  assert.equal(starting, ((share ** 2 + (1 - share) ** 2) / 3).toPrecision(6));
 });
 
 const noise = Buffer.from(
@@ -142,16 +151,16 @@ test('it tunes the tables that are named and prints them before and after', asyn
   assert.deepEqual(lines.slice(0, 26), [
     ...letsGo,
     'Starting texel tuning....',
-    'TCONST combEval EVALTEMPO = X(  25,  17);',
+    tempoTable(tempo, tempoInEndGame),
   ]);
   assert.match(lines[26], /^Starting error 0\.\d+$/);
   assert.match(lines[27], /^Min error 0\.\d+ parameter 0 EVALTEMPO$/);
   assert.deepEqual(lines.slice(-2), [
     'Ending error 0.0625 Minimum error 0.0625',
-    'TCONST combEval EVALTEMPO = X( 111,  17);',
+    tempoTable(111, tempoInEndGame),
   ]);
   const errors = lines.flatMap((text) => text.match(/^Min error (\S+) /)?.[1] ?? []).map(Number);
-  assert.equal(errors.length, 111 - 25);
+  assert.equal(errors.length, 111 - tempo);
   for (let i = 1; i < errors.length; i++) assert.ok(errors[i] <= errors[i - 1]);
   await talk.quit();
 });
@@ -163,9 +172,9 @@ test('zero empties the named tables and names those that it does not know', asyn
   ]);
   const lines = await talk.reply('texel EVALTEMPO EVALTEST EVALCHECKSAFEROOK', 60000);
   const tables = [
-    'TCONST combEval EVALTEMPO = X(   0,   0);',
+    tempoTable(0, 0),
     'TCONST combEval EVALTEST = X(   0,   0);',
-    'TCONST combEval EVALCHECKSAFEROOK = 475;',
+    `TCONST combEval EVALCHECKSAFEROOK = ${stock.get('EVALCHECKSAFEROOK')[0][0]};`,
   ];
   assert.deepEqual(lines.slice(25, 28), tables);
   assert.match(lines[28], /^Starting error -?nan$/);

@@ -393,6 +393,8 @@ TEST(HashCaches, ScoresKeepTheirSignAndTheLow16BitsAndZeroIsData)
     }
     putEvalHashEntry(evaluations.get(), 9, 0x7fff0005);
     EXPECT_EQ(getEvalHashEntry(evaluations.get(), 9)->score, 5);
+    putEvalHashEntry(evaluations.get(), 0x4009, 7);
+    EXPECT_EQ(getEvalHashEntry(evaluations.get(), 9), nullptr) << "another key of the slot";
     const auto pawns = std::make_unique<pawnHashTableStruct>();
     for (const u64 passed : {0ULL, ~0ULL})
     {

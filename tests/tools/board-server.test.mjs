@@ -4,7 +4,7 @@
 // that are taken, signals.
 
 import assert from 'node:assert/strict';
-import { execFile, spawn } from 'node:child_process';
+import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import http from 'node:http';
 import path from 'node:path';
@@ -12,35 +12,29 @@ import test from 'node:test';
 import { WebSocket } from 'ws';
 import { startFen } from '../../tools/lib/chess.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
-import { enginePath as engine, folder, root } from './support.mjs';
+import { checkUse, enginePath, file, folder, pause, read, root, run, until } from './support.mjs';
 
-const tool = path.join(root, 'tools', 'board');
-
-/** A UCI engine of a few lines: answers "go" with e2e4 unless it is told to end or to hang. */
-function fakeEngine(name, onGo) {
-  const file = path.join(folder, name);
-  fs.writeFileSync(
-    file,
-    `#!${process.execPath}
+/** A UCI engine of a few lines: answers "go" with e2e4 unless it is told otherwise. */
+function fakeEngine(name, onGo = "say('bestmove e2e4')") {
+  const log = file(`${name}.log`, '');
+  const program = `#!${process.execPath}
 const fs = require('node:fs');
 const say = (text) => fs.writeSync(1, text + '\\n');
-fs.appendFileSync(${JSON.stringify(`${file}.starts`)}, 'x');
+const note = (text) => fs.appendFileSync('${log}', text + '\\n');
+note('start');
 require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
-  fs.appendFileSync(${JSON.stringify(`${file}.log`)}, line + '\\n');
+  note(line);
   if (line === 'uci') say('id name Fake\\nuciok');
   if (line === 'isready') say('readyok');
   if (line === 'quit') process.exit(0);
   if (line.startsWith('go')) { ${onGo} }
 });
-`,
-  );
-  fs.chmodSync(file, 0o755);
-  const read = (suffix) =>
-    fs.existsSync(file + suffix) ? fs.readFileSync(file + suffix, 'utf8') : '';
-  return { file, starts: () => read('.starts').length, log: () => read('.log') };
+`;
+  const starts = () => read(log).match(/^start$/gm).length;
+  return { file: file(name, program, 0o755), log: () => read(log), starts };
 }
 
-const quick = fakeEngine('quick', "say('bestmove e2e4')");
+const quick = fakeEngine('quick');
 const boards = [];
 /** For tests that wait for an end. */
 const limited = { timeout: 60000 };
@@ -48,35 +42,25 @@ const limited = { timeout: 60000 };
 async function start(settings = {}) {
   const board = await startBoard({ file: quick.file, hash: 16, threads: 1, port: 0, ...settings });
   boards.push(board);
-  return board;
+  return { ...board, port: new URL(board.url).port };
 }
 
 const board = await start();
-const { port } = new URL(board.url);
+const { port } = board;
 
-test.after(async () => {
-  await Promise.all(boards.map((one) => one.close()));
-});
+test.after(() => Promise.all(boards.map((one) => one.close())));
 
-/** A request as it stands; `path` isn't tidied up. Resolves with { status, headers, text }. */
-function ask(requested, { method = 'GET', headers = {}, body } = {}) {
+/** A request as it stands; `name` isn't tidied up. Resolves with { status, headers, text }. */
+function ask(name, { method = 'GET', headers = {}, body } = {}) {
+  const address = { host: '127.0.0.1', port, path: name, method };
+  const all = { host: `127.0.0.1:${port}`, ...headers };
   return new Promise((resolve, reject) => {
-    const request = http.request(
-      {
-        host: '127.0.0.1',
-        port,
-        path: requested,
-        method,
-        headers: { host: `127.0.0.1:${port}`, ...headers },
-      },
-      (response) => {
-        let text = '';
-        response.on('data', (part) => (text += part));
-        response.on('end', () =>
-          resolve({ status: response.statusCode, headers: response.headers, text }),
-        );
-      },
-    );
+    const request = http.request({ ...address, headers: all }, (response) => {
+      let text = '';
+      response.on('data', (part) => (text += part));
+      const { statusCode: status, headers: received } = response;
+      response.on('end', () => resolve({ status, headers: received, text }));
+    });
     request.on('error', reject);
     request.end(body);
   });
@@ -88,20 +72,10 @@ class Client {
   received = [];
   #wake = () => {};
 
-  constructor(
-    at = port,
-    {
-      origin = `http://127.0.0.1:${at}`,
-      host = `127.0.0.1:${at}`,
-      name = '/engine',
-      autoPong = true,
-    } = {},
-  ) {
-    this.socket = new WebSocket(`ws://127.0.0.1:${at}${name}`, {
-      origin,
-      headers: { host },
-      autoPong,
-    });
+  constructor(at = port, settings = {}) {
+    const own = `127.0.0.1:${at}`;
+    const { origin = `http://${own}`, host = own, name = '/engine', autoPong = true } = settings;
+    this.socket = new WebSocket(`ws://${own}${name}`, { origin, headers: { host }, autoPong });
     this.socket.on('message', (data) => {
       this.received.push(JSON.parse(data));
       this.#wake();
@@ -114,6 +88,13 @@ class Client {
       });
       this.socket.on('close', resolve);
     });
+  }
+
+  /** A tab whose engine is ready. */
+  static async open(...settings) {
+    const client = new Client(...settings);
+    await client.engine('ready');
+    return client;
   }
 
   send(message) {
@@ -144,18 +125,15 @@ class Client {
     return this.until((message) => message.type === 'best' && message.id === id, `best ${id}`);
   }
 
+  /** The searches that have been answered. */
+  get answers() {
+    return this.received.filter(({ type }) => type === 'best').map(({ id }) => id);
+  }
+
   async end() {
     this.socket.terminate();
     await this.closed;
   }
-}
-
-async function until(condition, what) {
-  for (let i = 0; i < 400; i++) {
-    if (condition()) return;
-    await new Promise((resolve) => setTimeout(resolve, 50));
-  }
-  assert.fail(`waited in vain for ${what}`);
 }
 
 test('the page comes with a policy that lets it talk to this server only', async () => {
@@ -221,20 +199,17 @@ test('a foreign page gets no engine', async () => {
 });
 
 test('a search is answered once', async () => {
-  const client = new Client();
-  await client.engine('ready');
+  const client = await Client.open();
   client.search(5, { kind: 'depth', depth: 1 });
   assert.equal((await client.best(5)).move, 'e2e4');
   // Time for an answer too many.
-  await new Promise((resolve) => setTimeout(resolve, 100));
-  const answers = client.received.filter(({ type }) => type === 'best').map(({ id }) => id);
-  assert.deepEqual(answers, [5]);
+  await pause(100);
+  assert.deepEqual(client.answers, [5]);
   await client.end();
 });
 
 test('nonsense is answered with an error and never reaches the engine', async () => {
-  const client = new Client();
-  await client.engine('ready');
+  const client = await Client.open();
   for (const text of [
     'nonsense',
     '{}',
@@ -242,13 +217,7 @@ test('nonsense is answered with an error and never reaches the engine', async ()
     '[]',
     '7',
     '{"type":"quit"}',
-    JSON.stringify({
-      type: 'search',
-      id: 1,
-      fen: `${startFen}\nquit`,
-      moves: [],
-      limits: { kind: 'infinite' },
-    }),
+    `{"type":"search","id":1,"fen":"${startFen}\\nquit","moves":[],"limits":{"kind":"infinite"}}`,
   ]) {
     const before = client.received.length;
     client.socket.send(text);
@@ -258,13 +227,7 @@ test('nonsense is answered with an error and never reaches the engine', async ()
   client.search(2);
   await client.best(2);
   assert.doesNotMatch(quick.log(), /nonsense/);
-  assert.equal(
-    quick
-      .log()
-      .match(/^position .*$/gm)
-      .filter((line) => line.includes('quit')).length,
-    0,
-  );
+  assert.doesNotMatch(quick.log(), /^position .*quit/m);
   await client.end();
 });
 
@@ -275,8 +238,7 @@ test('a message that is too long or binary ends the connection', limited, async 
     [1003, ({ socket }) => socket.send(Buffer.from('{}'))],
     [1000, ({ socket }) => socket.close(1000)],
   ]) {
-    const client = new Client();
-    await client.engine('ready');
+    const client = await Client.open();
     // The longest that it may send, and no message all the same.
     client.socket.send(' '.repeat(16384));
     await client.until(({ type }) => type === 'error', 'an answer');
@@ -287,10 +249,9 @@ test('a message that is too long or binary ends the connection', limited, async 
 });
 
 test('what comes behind a forbidden message is not taken', limited, async () => {
-  const busy = fakeEngine('busy', "say('bestmove e2e4')");
+  const busy = fakeEngine('busy');
   const one = await start({ file: busy.file });
-  const client = new Client(new URL(one.url).port);
-  await client.engine('ready');
+  const client = await Client.open(one.port);
   client.socket.send(Buffer.from('{}'));
   client.search(1);
   assert.equal(await client.closed, 1003);
@@ -301,11 +262,10 @@ test('what comes behind a forbidden message is not taken', limited, async () => 
 test('a tab that answers no pings loses its engine, one that does keeps it', limited, async (t) => {
   t.mock.timers.enable({ apis: ['setInterval'] });
   const strict = await start({ heartbeat: 1000 });
-  const at = new URL(strict.url).port;
-  const answering = new Client(at);
-  const silent = new Client(at, { autoPong: false });
+  const at = strict.port;
+  const answering = await Client.open(at);
+  const silent = await Client.open(at, { autoPong: false });
   const clients = [answering, silent];
-  for (const client of clients) await client.engine('ready');
   const pinged = clients.map(({ socket }) => new Promise((resolve) => socket.on('ping', resolve)));
   t.mock.timers.tick(1000);
   await Promise.all(pinged);
@@ -326,8 +286,7 @@ test('a tab that does not read loses its engine', async () => {
   const line = "`info depth 20 score cp 1 nodes 1 time 1 pv${' e2e4'.repeat(400)}`";
   const wordy = fakeEngine('wordy', `for (let i = 0; i < 10000; i++) say(${line});`);
   const one = await start({ file: wordy.file });
-  const client = new Client(new URL(one.url).port);
-  await client.engine('ready');
+  const client = await Client.open(one.port);
   client.search(1);
   client.socket.pause();
   await until(() => one.sessions.size === 0, 'the end of the session');
@@ -336,17 +295,14 @@ test('a tab that does not read loses its engine', async () => {
 
 test('there is a limit of tabs, and room again when one is closed', async () => {
   const small = await start({ mostSessions: 2 });
-  const at = new URL(small.url).port;
-  const clients = [new Client(at), new Client(at)];
-  for (const client of clients) await client.engine('ready');
+  const at = small.port;
+  const clients = [await Client.open(at), await Client.open(at)];
   const third = new Client(at);
   assert.equal(await third.closed, 1013);
   assert.match(third.received[0].text, /2 tabs have an engine already/);
   await clients[0].end();
   await until(() => small.sessions.size === 1, 'room');
-  const fourth = new Client(at);
-  await fourth.engine('ready');
-  await fourth.end();
+  await (await Client.open(at)).end();
   await clients[1].end();
 });
 
@@ -355,9 +311,8 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
     "if (line !== 'go infinite') say('bestmove d2d4'); } " +
     "if (line === 'stop') { say('bestmove d2d4');";
   const patient = fakeEngine('patient', stops);
-  const at = new URL((await start({ file: patient.file })).url).port;
-  const client = new Client(at);
-  await client.engine('ready');
+  const { port: at } = await start({ file: patient.file });
+  const client = await Client.open(at);
   client.search(1);
   client.search(2);
   await until(() => /^go/m.test(patient.log()), 'a search');
@@ -365,18 +320,14 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
   client.search(3);
   client.send({ type: 'stop' });
   assert.equal((await client.best(3)).move, 'd2d4');
-  assert.deepEqual(
-    client.received.filter(({ type }) => type === 'best').map(({ id }) => id),
-    [3],
-  );
+  assert.deepEqual(client.answers, [3]);
   await client.end();
 });
 
 test('an engine that keeps ending is given up, and tried again when asked', async () => {
   const weak = fakeEngine('weak', 'process.exit(3)');
-  const at = new URL((await start({ file: weak.file })).url).port;
-  const client = new Client(at);
-  await client.engine('ready');
+  const { port: at } = await start({ file: weak.file });
+  const client = await Client.open(at);
   client.search(1);
   assert.match((await client.engine('failed')).text, /Fake has ended with status 3/);
   assert.equal(weak.starts(), 4);
@@ -387,9 +338,8 @@ test('an engine that keeps ending is given up, and tried again when asked', asyn
 
 test('an engine that does not stop is replaced', async () => {
   const deaf = fakeEngine('deaf', '');
-  const at = new URL((await start({ file: deaf.file, stopPatience: 200 })).url).port;
-  const client = new Client(at);
-  await client.engine('ready');
+  const { port: at } = await start({ file: deaf.file, stopPatience: 200 });
+  const client = await Client.open(at);
   client.search(1);
   await until(() => /^go/m.test(deaf.log()), 'a search');
   client.send({ type: 'cancel' });
@@ -398,38 +348,18 @@ test('an engine that does not stop is replaced', async () => {
   await client.end();
 });
 
-function run(...args) {
-  return new Promise((resolve) => {
-    execFile(tool, args, { timeout: 20000 }, (error, out, err) => {
-      resolve({ status: error ? error.code : 0, out, err });
-    });
-  });
-}
-
-test('--help prints the usage', async () => {
-  const { status, out } = await run('--help');
-  assert.equal(status, 0);
-  for (const option of ['--engine', '--port', '--hash', '--threads', '--open'])
-    assert.ok(out.includes(option));
-});
-
 test('wrong usage and what cannot be done get one line and a status', async () => {
-  const taken = ['--engine', quick.file, '--port', port];
-  for (const [args, status, message] of [
-    [['--nonsense'], 2, /--nonsense/],
-    [['--port', '70000'], 2, /--port takes a whole number from 0 to 65535, not "70000"/],
-    [['--hash', '0'], 2, /--hash/],
-    [['--threads', 'two'], 2, /--threads/],
-    [['--engine', '/no/such/engine'], 1, /\/no\/such\/engine/],
-    [['--engine', '/bin/true'], 1, /has ended with status 0/],
-    [taken, 1, new RegExp(`port ${port} is taken`)],
-  ]) {
-    const result = await run(...args);
-    assert.equal(result.status, status, args.join(' '));
-    assert.equal(result.out, '');
-    assert.match(result.err, message);
-    assert.match(result.err, /^board: [^\n]*\n$/);
-  }
+  const { out } = await run('board', ['--help']);
+  for (const name of ['engine', 'port', 'hash', 'threads', 'open']) assert.ok(out.includes(`--${name}`));
+  await checkUse([
+    ['board', ['--nonsense'], 2, /--nonsense/],
+    ['board', ['--port', '70000'], 2, /--port takes a whole number from 0 to 65535, not "70000"/],
+    ['board', ['--hash', '0'], 2, /--hash/],
+    ['board', ['--threads', 'two'], 2, /--threads/],
+    ['board', ['--engine', '/no/such/engine'], 1, /\/no\/such\/engine/],
+    ['board', ['--engine', '/bin/true'], 1, /has ended with status 0/],
+    ['board', ['--engine', quick.file, '--port', port], 1, new RegExp(`port ${port} is taken`)],
+  ]);
 });
 
 test('--open calls the browser, and says where to go when there is none', async () => {
@@ -438,7 +368,7 @@ test('--open calls the browser, and says where to go when there is none', async 
   fs.mkdirSync(bin);
   fs.symlinkSync(process.execPath, path.join(bin, 'node'));
   const openAt = async (condition) => {
-    const child = spawn(tool, ['--engine', quick.file, '--port', '0', '--open'], {
+    const child = spawn(path.join(root, 'tools/board'), ['--engine', quick.file, '--port', '0', '--open'], {
       stdio: ['ignore', 'pipe', 'pipe'],
       env: { ...process.env, PATH: bin },
     });
@@ -453,47 +383,35 @@ test('--open calls the browser, and says where to go when there is none', async 
   };
   const none = await openAt((err) => err);
   assert.equal(none.err, `board: cannot open a browser; go to ${none.address}\n`);
-  fs.writeFileSync(path.join(bin, 'xdg-open'), `#!/bin/sh\necho "$1" > "${opened}"\n`, {
-    mode: 0o755,
-  });
-  const some = await openAt(
-    () => fs.existsSync(opened) && fs.readFileSync(opened, 'utf8').endsWith('\n'),
-  );
-  assert.equal(fs.readFileSync(opened, 'utf8').trim(), some.address);
+  file('bin/xdg-open', `#!/bin/sh\necho "$1" > "${opened}"\n`, 0o755);
+  const some = await openAt(() => fs.existsSync(opened) && read(opened).endsWith('\n'));
+  assert.equal(read(opened).trim(), some.address);
 });
 
 test('without the libraries it says how to get them', async () => {
   const bare = path.join(folder, 'bare');
   fs.cpSync(path.join(root, 'tools'), path.join(bare, 'tools'), { recursive: true });
-  const complain = () =>
-    new Promise((resolve) => {
-      const args = ['--engine', quick.file, '--port', '0'];
-      execFile(path.join(bare, 'tools', 'board'), args, { timeout: 20000 }, (error, out, text) =>
-        resolve(text),
-      );
-    });
-  const libraries = path.join(bare, 'node_modules');
-  fs.mkdirSync(libraries);
+  const tool = path.relative(path.join(root, 'tools'), path.join(bare, 'tools', 'board'));
+  fs.mkdirSync(path.join(bare, 'node_modules'));
   for (const name of ['chess.js', 'cm-chessboard', 'ws']) {
     const place = `node_modules/${name}`;
-    const err = await complain();
+    const { err } = await run(tool, ['--engine', quick.file, '--port', '0']);
     assert.ok(err.startsWith(`board: ${place}`), err);
     assert.match(err, /^\S+ \S+ is missing; please run "npm ci"\n$/);
-    fs.symlinkSync(path.join(root, place), path.join(libraries, name));
+    fs.symlinkSync(path.join(root, place), path.join(bare, place));
   }
 });
 
 for (const signal of ['SIGINT', 'SIGTERM']) {
   test(`${signal} ends the server and its engines`, async () => {
-    const child = spawn(tool, ['--engine', engine, '--port', '0'], {
+    const child = spawn(path.join(root, 'tools/board'), ['--engine', enginePath, '--port', '0'], {
       stdio: ['ignore', 'pipe', 'inherit'],
     });
     const line = await new Promise((resolve) =>
       child.stdout.once('data', (data) => resolve(String(data))),
     );
     const at = line.match(/127\.0\.0\.1:(\d+)/)[1];
-    const client = new Client(at);
-    await client.engine('ready');
+    const client = await Client.open(at);
     client.search(1);
     await client.until(({ type }) => type === 'info', 'a line');
     const pid = fs.readFileSync(`/proc/${child.pid}/task/${child.pid}/children`, 'utf8').trim();

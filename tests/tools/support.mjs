@@ -69,6 +69,17 @@ export async function checkUse(cases) {
   }
 }
 
+export const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+/** Waits until a condition holds, 20 seconds at most. */
+export async function until(condition, what) {
+  for (let i = 0; i < 400; i++) {
+    if (await condition()) return;
+    await pause(50);
+  }
+  assert.fail(`waited in vain for ${what}`);
+}
+
 /** The program of the fake engine, with its arguments. */
 export function fake(...args) {
   const module = path.join(here, 'fake-engine.mjs');

@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
-#include <numeric>
 
 #include "search.h"
 
@@ -40,21 +38,32 @@ namespace
 constexpr int MAXSUBSETS = 4096; // of a rook's mask on a corner square: 2 to the power of 12
 constexpr int MAGICBITS = 9;     // sparse multipliers are the ones that work, and soon
 
-constexpr int rookSteps[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
-constexpr int bishopSteps[4][2] = {{1, 1}, {-1, 1}, {1, -1}, {-1, -1}};
+constexpr u64 rank1 = 0xff;
+constexpr u64 rank8 = rank1 << 56;
 
-/// Walks four rays of {file step, rank step} up to and including the first blocker.
-u64 walkRays(u8 square, u64 occupancy, const int (&steps)[4][2])
+/// A direction: by how much a step rotates a bitboard left, and the edge where a ray ends.
+struct direction
+{
+    int step;
+    u64 edge;
+};
+
+constexpr direction rookDirections[4] = {{8, rank8}, {56, rank1}, {1, files[7]}, {63, files[0]}};
+constexpr direction bishopDirections[4] = {
+    {9, rank8 | files[7]}, {7, rank8 | files[0]}, {57, rank1 | files[7]}, {55, rank1 | files[0]}};
+
+/// Walks four rays up to and including the first blocker.
+u64 walkRays(u8 square, u64 occupancy, const direction (&directions)[4])
 {
     u64 attacks = 0;
-    for (const auto& step : steps)
+    for (const auto& [step, edge] : directions)
     {
-        int file = fileOf(square) + step[0];
-        int rank = rankOf(square) + step[1];
-        for (; file >= 0 && file < 8 && rank >= 0 && rank < 8; file += step[0], rank += step[1])
+        u64 here = bit(square);
+        // The square itself is no blocker.
+        for (u64 end = edge; !(here & end); end = edge | occupancy)
         {
-            attacks |= bit(rank * 8 + file);
-            if (occupancy & bit(rank * 8 + file)) break;
+            here = std::rotl(here, step);
+            attacks |= here;
         }
     }
     return attacks;
@@ -63,8 +72,6 @@ u64 walkRays(u8 square, u64 occupancy, const int (&steps)[4][2])
 /// The squares whose occupancy matters to a slider: rays without the last square of each.
 u64 relevantOccupancy(int square, u64 raysOnEmptyBoard)
 {
-    constexpr u64 rank1 = 0xff;
-    constexpr u64 rank8 = rank1 << 56;
     const u64 ownRank = rank1 << (square & 56);
     const u64 ownFile = files[fileOf(square)];
     const u64 edges = ((rank1 | rank8) & ~ownRank) | ((files[0] | files[7]) & ~ownFile);
@@ -89,12 +96,12 @@ u64 leaperAttacks(int square, const int (&offsets)[8], int reach)
 
 u64 createRookAttackFromVar(u8 square, u64 occupancy)
 {
-    return walkRays(square, occupancy, rookSteps);
+    return walkRays(square, occupancy, rookDirections);
 }
 
 u64 createBishopAttackFromVar(u8 square, u64 occupancy)
 {
-    return walkRays(square, occupancy, bishopSteps);
+    return walkRays(square, occupancy, bishopDirections);
 }
 
 i32 getDistanceSquares(u8 a, u8 b)
@@ -126,85 +133,78 @@ u64 randomWord()
     return randomState * 0x2545f4914f6cdd1d;
 }
 
+/// A word with `bits` distinct random bits set.
+inline u64 drawBits(int bits)
+{
+    // A random word holds ten bit numbers.
+    u64 word = 0;
+    u64 random = randomWord();
+    int shift = 64;
+    const auto draw = [&] { word |= bit(static_cast<int>(random >> (shift -= 6))); };
+    // The first can't be too many.
+    for (int i = std::min(bits, 10); i > 0; --i) draw();
+    while (popcount(word) < bits)
+    {
+        if (shift < 6)
+        {
+            random = randomWord();
+            shift = 64;
+        }
+        draw();
+    }
+    return word;
+}
+
 } // namespace
 
 u64 generateMagicNumber(i32 bits)
 {
-    u64 candidate = 0;
-    u64 random = 0;
-    for (int left = std::min(bits, 64), numbers = 0; left > 0; --numbers)
-    {
-        // One word holds ten numbers of six bits.
-        if (numbers == 0)
-        {
-            random = randomWord();
-            numbers = 10;
-        }
-        const u64 drawn = bit(static_cast<int>(random >> 58));
-        random <<= 6;
-        if (candidate & drawn) continue;
-        candidate |= drawn;
-        --left;
-    }
-    return candidate;
+    return drawBits(std::min(bits, 64));
 }
 
 namespace
 {
 
-/// Lists all subsets of a mask, by the carry-rippler step, and returns their number. Those with
-/// fewer men come first: they have the most different attacks, so a candidate that fails does so
-/// after a sixth of the tests.
-int listSubsets(u64 mask, u64 (&subsets)[MAXSUBSETS])
+/// Lists all subsets of a slider's mask with their attacks and returns their number. Those with
+/// fewer pieces come first: they have the most different attacks, so most candidates fail early.
+/// The walks go by the carry-rippler step, in which one is much like the one before.
+int listSubsets(u8 square, u64 mask, u64 (*slowAttacks)(u8, u64), u64 (&subsets)[MAXSUBSETS],
+                u64 (&attacks)[MAXSUBSETS])
 {
-    const auto next = [mask](u64 subset) { return (subset - mask) & mask; };
-    int start[64] = {}; // of the subsets of n men
+    const int bits = popcount(mask);
+    int start[64] = {}; // of the subsets of n pieces, as many as ways to choose n of the bits
+    for (int n = 0, ways = 1; n <= bits; ++n)
+    {
+        start[n + 1] = start[n] + ways;
+        ways = ways * (bits - n) / (n + 1);
+    }
     u64 subset = 0;
     do {
-        ++start[popcount(subset) + 1];
-        subset = next(subset);
+        const int place = start[popcount(subset)]++;
+        subsets[place] = subset;
+        attacks[place] = slowAttacks(square, subset);
+        subset = (subset - mask) & mask;
     } while (subset);
-    std::partial_sum(std::begin(start), std::end(start), std::begin(start));
-
-    int count = 0;
-    do {
-        subsets[start[popcount(subset)]++] = subset;
-        ++count;
-        subset = next(subset);
-    } while (subset);
-    return count;
+    return 1 << bits;
 }
 
-// Seeds with which the first candidate of a square is a multiplier that works. Any others would do
-// and cost time: without them the search takes ten times as long as the rest of the start.
+// Where the generator starts for the squares of a rank, a1 to h1 first. Any other words would do
+// and cost time: without them the search rejects ten times as many candidates.
 // clang-format off
-constexpr u32 rookSeeds[64] = {
-     27525,  21048,  15448,    240,  30740,  18941,   2734, 167741,
-     14706,   1542,  21184,   9016,  27490,  14246,   3724,  30534,
-      3665,   7418,    133,     64,  17585,  40394,   2313,    963,
-      6337,   2381,  32583,   4571,  10969,  28826,   5292,   3542,
-     16946,   2381,  33495,  20487,  46020,  26236,   9607,  11952,
-      8554,   9636, 143694,   9016,  43953, 113961,   2648,   1588,
-     13725,   1542,    133,   4571,  15324,  22988,  17214,  20854,
-     37357,  26502,   2405,   1659,   1659,   1659,   2501,  13166,
+constexpr u32 rookSeeds[8] = {
+    467904739, 154149393, 69170229, 92825621, 28885489, 53829588, 159543925, 67135766,
 };
-constexpr u32 bishopSeeds[64] = {
-      4745,    874,    415,     27,    290,    282,    440,    296,
-      1167,    556,    874,    613,    201,   1479,    762,    946,
-      3108,   1945,   4737,    297,   1317,   4018,     94,    281,
-      1499,   1317,    119,  18150,  25415,   1942,   1300,    675,
-       159,    246,   4806,   2874,  14677,   5637,   1897,   3928,
-       440,   1578,   1674,   4309,    442,   2044,   1049,    529,
-       440,     22,    220,    147,    643,    643,    449,    874,
-       296,    946,    226,     55,     38,    955,   1167,   4745,
+constexpr u32 bishopSeeds[8] = {
+    33129711, 476898, 38248187, 32321234, 37261165, 30463936, 38332240, 14899955,
 };
 // clang-format on
 
-/// Finds a multiplier for each square of one slider and fills its table. `stamps` marks the cells
-/// that the present attempt has filled, which spares clearing them between attempts; `attempt`
-/// runs on through all squares of both sliders.
-void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
-                  u64 (*slowAttacks)(u8, u64), const u32 (&seeds)[64], i32 (&stamps)[MAXSUBSETS],
+/// Finds a multiplier for each square of one slider and fills its table. The generator runs on from
+/// where it is when there are no seeds. `stamps` marks the cells that the present attempt has
+/// filled, which spares clearing them between attempts; `attempt` runs on through all squares of
+/// both sliders.
+void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
+                  u64 (*slowAttacks)(u8, u64), const u32* seeds, i32 (&stamps)[MAXSUBSETS],
                   i32& attempt)
 {
     u64 subsets[MAXSUBSETS] = {};
@@ -217,27 +217,37 @@ void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
         entry.mask = relevantOccupancy(square, emptyBoard[square]);
         entry.shift = 64 - popcount(entry.mask);
 
-        const int count = listSubsets(entry.mask, subsets);
-        for (int i = 0; i < count; ++i)
-            attacks[i] = slowAttacks(static_cast<u8>(square), subsets[i]);
+        const int count =
+            listSubsets(static_cast<u8>(square), entry.mask, slowAttacks, subsets, attacks);
         if (square < 63) lut[square + 1].attacks = entry.attacks + count;
 
-        randomState = seeds[square] * 0x9e3779b97f4a7c15;
+        // The bits of a multiplier that carry a lone piece into the index. Without one of them the
+        // piece gets index 0, that of the empty board, and most candidates lack one.
+        u64 carriers[13] = {};
+        u64* end = carriers;
+        for (u64 rest = entry.mask; rest;) *end++ = (~0ULL << entry.shift) >> takeLowest(rest);
+
+        if (seeds && fileOf(square) == 0) randomState = seeds[rankOf(square)] * 0x9e3779b97f4a7c15;
+        u64* const slice = entry.attacks;
+        const i32 shift = entry.shift;
         for (bool found = false; !found;)
         {
-            entry.magic = generateMagicNumber(MAGICBITS);
-            const i32 before = attempt++;
-            found = true;
+            const u64 magic = drawBits(MAGICBITS);
+            const i32 stamp = ++attempt;
+            entry.magic = magic;
+            const u64* carrier = carriers;
+            while (magic & *carrier) ++carrier;
+            found = carrier == end;
             for (int i = 0; i < count && found; ++i)
             {
-                const u64 index = (subsets[i] * entry.magic) >> entry.shift;
-                if (stamps[index] <= before)
+                const u64 index = (subsets[i] * magic) >> shift;
+                if (stamps[index] < stamp)
                 {
-                    stamps[index] = attempt;
-                    entry.attacks[index] = attacks[i];
+                    stamps[index] = stamp;
+                    slice[index] = attacks[i];
                 }
-                else if (entry.attacks[index] != attacks[i])
-                    found = false;
+                else
+                    found = slice[index] == attacks[i];
             }
         }
 #ifdef QUILLON_PEXT
@@ -248,6 +258,17 @@ void searchMagics(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
 }
 
 } // namespace
+
+i32 searchMagics(bool seeded)
+{
+    i32 stamps[MAXSUBSETS] = {};
+    i32 attempt = 0;
+    searchSlider(rookAttackLUT, rookAttackTable, rookAttackAll, createRookAttackFromVar,
+                 seeded ? rookSeeds : nullptr, stamps, attempt);
+    searchSlider(bishopAttackLUT, bishopAttackTable, bishopAttackAll, createBishopAttackFromVar,
+                 seeded ? bishopSeeds : nullptr, stamps, attempt);
+    return attempt - 2 * NOFSQUARES;
+}
 
 
 // Lines, areas and the whole
@@ -345,13 +366,7 @@ void initBitboardConstants()
         bishopAttackAll[square] = createBishopAttackFromVar(static_cast<u8>(square), 0);
     }
 
-    i32 stamps[MAXSUBSETS] = {};
-    i32 attempt = 0;
-    searchMagics(rookAttackLUT, rookAttackTable, rookAttackAll, createRookAttackFromVar, rookSeeds,
-                 stamps, attempt);
-    searchMagics(bishopAttackLUT, bishopAttackTable, bishopAttackAll, createBishopAttackFromVar,
-                 bishopSeeds, stamps, attempt);
-
+    searchMagics(true);
     initInBetweenSquares();
     initAreas();
 }

@@ -6,7 +6,7 @@
 // white and -8 for black.
 //
 //   Tables                knightAttackTable ... kingSafetyArea
-//   Start-up              initBitboardConstants, initInBetweenSquares
+//   Start-up              initBitboardConstants, searchMagics, initInBetweenSquares
 //   Lookups               getRookAttackTable, getBishopAttackTable, isSquareAttacked
 //   Geometry              getDistanceSquares, onBoard, northFill, southFill
 //   Slow counterparts     createRookAttackFromVar, createBishopAttackFromVar
@@ -65,6 +65,12 @@ void initBitboardConstants();
 
 /// Builds inBetweenSquares, inLineSquares and distance; needs the slider lookups.
 void initInBetweenSquares();
+
+/// Finds a multiplier for each square and slider, fills both tables by them, and returns how many
+/// candidates it has rejected. `seeded` starts the generator anew at each rank, where the search is
+/// short; else it runs on from where it is, which rejects ten times as many. Needs rookAttackAll
+/// and bishopAttackAll.
+i32 searchMagics(bool seeded);
 
 /// A word with exactly `bits` distinct random bits set, 0 to 64; zero when `bits` is below 1.
 u64 generateMagicNumber(i32 bits);

@@ -72,6 +72,32 @@ TEST(MoveTable, MasksAreTheInnerSquaresOfTheRaysAndSlicesFillTheTables)
     EXPECT_EQ(bishopAttackLUT[H1].mask, squares("g2 f3 e4 d5 c6 b7"));
 }
 
+TEST(MoveTable, TheMagicSearchRejectsMultipliersUntilOneKeepsDifferentAttacksApart)
+{
+    for (const bool seeded : {false, true})
+    {
+        EXPECT_GT(searchMagics(seeded), 0) << seeded;
+        for (const bool diagonal : {false, true})
+            for (u8 s = 0; s < 64; ++s)
+            {
+                const magicStruct& entry = (diagonal ? bishopAttackLUT : rookAttackLUT)[s];
+                std::vector<u64> cells(size_t{1} << popcount(entry.mask));
+                u64 subset = 0;
+                do {
+                    const u64 walked = slowSlider(s, subset, diagonal);
+                    ASSERT_EQ(diagonal ? getBishopAttackTable(s, subset)
+                                       : getRookAttackTable(s, subset),
+                              walked);
+                    // The multiplier itself: lookups may do without it. No walk is empty.
+                    u64& cell = cells[(subset * entry.magic) >> entry.shift];
+                    ASSERT_TRUE(cell == 0 || cell == walked) << int{s};
+                    cell = walked;
+                    subset = (subset - entry.mask) & entry.mask;
+                } while (subset);
+            }
+    }
+}
+
 TEST(MoveTable, EveryTableIsWhatItsGeometrySays)
 {
     for (int a = 0; a < 64; ++a)

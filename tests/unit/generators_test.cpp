@@ -268,7 +268,7 @@ TEST(Perft, AgreesWithItsReverseEverywhereAndLeavesThePosition)
     }
 }
 
-TEST(PerftFile, IsReadToItsEndWithoutSectionsAndBlanksAndOtherTextDoNoHarm)
+TEST(PerftFile, IsReadToItsEndWithoutSectionsAndSpacesAndOtherTextDoNoHarm)
 {
     const std::string start{fenStartPos};
     for (const int level : {1, 2, 3})

@@ -207,7 +207,7 @@ TEST(MoveMake, RightsFallByTheMoverAndByTheCornersOfTheMove)
     const char* const rooks = "r3k2r/8/8/8/8/8/8/R3K2R";
     const struct
     {
-        const char* men;
+        const char* pieces;
         char side;
         int rights;
         const char *from, *to;
@@ -248,11 +248,11 @@ TEST(MoveMake, RightsFallByTheMoverAndByTheCornersOfTheMove)
         std::string rights;
         for (int i = 0; i < 4; ++i)
             if (c.rights & 1 << i) rights += "KkQq"[i];
-        Board board(std::string(c.men) + ' ' + c.side + ' ' + rights + " - 0 1");
+        Board board(std::string(c.pieces) + ' ' + c.side + ' ' + rights + " - 0 1");
         const moveStruct move{sq(c.from), sq(c.to), 0, 0};
         makeMove(1, &move, board.get(), false);
-        EXPECT_EQ(board.ply(1).castlingRights, c.left) << c.men << ' ' << c.from << c.to;
-        EXPECT_EQ(inconsistency(board.get(), 1), "") << c.men << ' ' << c.from << c.to;
+        EXPECT_EQ(board.ply(1).castlingRights, c.left) << c.pieces << ' ' << c.from << c.to;
+        EXPECT_EQ(inconsistency(board.get(), 1), "") << c.pieces << ' ' << c.from << c.to;
         EXPECT_EQ(board.ply(0).castlingRights, c.rights) << "the parent keeps its own";
     }
 }
@@ -426,9 +426,10 @@ TEST(MoveLegality, CastlingAsksForRightEmptySquaresRookAndACrossingOutOfAttack)
         expect("no rook", true, false, false,
                [&w](Board& board)
                {
-                   board->pieceBB[ROOK + w.side] ^= bit(sq(w.rook));
-                   board->pieceBB[w.side] ^= bit(sq(w.rook));
-                   board->board[sq(w.rook)] = NOPIECE;
+                   positionStruct* const position = board.get();
+                   position->pieceBB[ROOK + w.side] ^= bit(sq(w.rook));
+                   position->pieceBB[w.side] ^= bit(sq(w.rook));
+                   position->board[sq(w.rook)] = NOPIECE;
                });
     }
 }

@@ -11,11 +11,11 @@ namespace
 {
 
 /// A move without a special kind as the search stores it; no move for an empty text.
-moveStruct stored(Board& board, const std::string& text)
+moveStruct stored(const positionStruct* position, const std::string& text)
 {
     if (text.empty()) return EMPTYMOVE;
     const u8 from = sq(text);
-    return {from, sq(text.substr(2)), KINDPLAIN, board->board[from]};
+    return {from, sq(text.substr(2)), KINDPLAIN, position->board[from]};
 }
 
 /// Sets a node up for the pickers as the search does, without or with a hash move.
@@ -103,11 +103,11 @@ void expectPicks(std::initializer_list<stagedNode> nodes)
         const u8 previousTo = sq(n.previousTo);
         board.ply(0).currentMove.to = previousTo;
         board.ply(1) = board.ply(0);
-        board.ply(1).killers[0] = stored(board, n.firstKiller);
-        board.ply(1).killers[1] = stored(board, n.secondKiller);
+        board.ply(1).killers[0] = stored(board.get(), n.firstKiller);
+        board.ply(1).killers[1] = stored(board.get(), n.secondKiller);
         if (const u8 piece = board->board[previousTo])
-            board->counterMoves[piece - PAWN][previousTo] = stored(board, n.counterMove);
-        startNode(board, 1, stored(board, n.hashMove));
+            board->counterMoves[piece - PAWN][previousTo] = stored(board.get(), n.counterMove);
+        startNode(board, 1, stored(board.get(), n.hashMove));
         EXPECT_EQ(pickAll(board, 1), n.picked)
             << n.fen << ' ' << n.hashMove << ", " << n.firstKiller << ' ' << n.secondKiller << ", "
             << n.counterMove;
@@ -191,7 +191,7 @@ TEST(MovePickers, AtPly0TheCounterMoveStageYieldsNothingAndOpensItsSlot)
 {
     Board board("4k3/8/8/8/8/1p6/1P6/B3K3 w - - 0 1");
     // Wherever it looked for a previous move, it would find an answer: zeros are the bishop on a1.
-    std::fill_n(&board->counterMoves[0][0], 12 * 64, stored(board, "e1f2"));
+    std::fill_n(&board->counterMoves[0][0], 12 * 64, stored(board.get(), "e1f2"));
     board.ply(0).currentMove.to = sq("e8");
     startNode(board, 0);
     EXPECT_EQ(pickAll(board, 0), "3/9:e1d1 e1f1 e1d2 e1e2 e1f2 ");
@@ -250,8 +250,8 @@ TEST(MovePickers, TheHistoryRatioIsInUnitsOf128AndEqualsKeepTheirOrder)
     set("c3", 2, 2);
     set("f3", 129, 127);
     set("h3", 2, 1);
-    moveStruct list[] = {stored(board, "b1a3"), stored(board, "b1c3"), stored(board, "g1f3"),
-                         stored(board, "g1h3")};
+    moveStruct list[] = {stored(board.get(), "b1a3"), stored(board.get(), "b1c3"),
+                         stored(board.get(), "g1f3"), stored(board.get(), "g1h3")};
     getBestMoveHist(list, list + 3, board.get());
     EXPECT_EQ(list[0].to, sq("a3")) << "all at 64";
     getBestMoveHist(list, list + 4, board.get());

@@ -14,7 +14,7 @@ constexpr int value[] = {0, 0, 87, 87, 340, 340, 340, 340, 515, 515, 1005, 1005,
 /// A plain board and the exchange on one square, walked square by square.
 struct slowExchange
 {
-    std::array<int, 64> men{};
+    std::array<int, 64> pieces{};
     std::array<bool, 64> attacker{};
     int target = 0;
 
@@ -33,17 +33,17 @@ struct slowExchange
         if (ranksAndFiles ? !straight : !diagonal) return false;
         const int n = steps(from, target);
         for (int i = 1; i < n; ++i)
-            if (men[static_cast<size_t>(from + (dr / n * 8 + df / n) * i)]) return false;
+            if (pieces[static_cast<size_t>(from + (dr / n * 8 + df / n) * i)]) return false;
         return n > 0;
     }
 
     bool bears(int from) const
     {
-        const int man = men[static_cast<size_t>(from)];
-        const int type = man & ~1;
+        const int piece = pieces[static_cast<size_t>(from)];
+        const int type = piece & ~1;
         const int df = std::abs(target % 8 - from % 8);
         const int dr = target / 8 - from / 8;
-        if (type == PAWN) return df == 1 && dr == (man & 1 ? -1 : 1);
+        if (type == PAWN) return df == 1 && dr == (piece & 1 ? -1 : 1);
         if (type == KNIGHT) return df * std::abs(dr) == 2;
         if (type == KING) return steps(from, target) == 1;
         return ((type == BISHOP || type == QUEEN) && sees(from, false)) ||
@@ -58,9 +58,9 @@ struct slowExchange
         const bool straight = type == ROOK || type == KING;
         for (int s = 0; s < 64; ++s)
         {
-            const int man = men[static_cast<size_t>(s)];
-            if (!man || (man & 1) != (gone & 1) || s == target) continue;
-            const int other = man & ~1;
+            const int piece = pieces[static_cast<size_t>(s)];
+            if (!piece || (piece & 1) != (gone & 1) || s == target) continue;
+            const int other = piece & ~1;
             if (other == QUEEN || other == (straight ? ROOK : BISHOP))
                 if (sees(s, straight)) attacker[static_cast<size_t>(s)] = true;
         }
@@ -72,8 +72,8 @@ struct slowExchange
         for (int s = 0; s < 64; ++s)
         {
             const auto i = static_cast<size_t>(s);
-            if (attacker[i] && (men[i] & 1) == colour)
-                if (best < 0 || men[i] < men[static_cast<size_t>(best)]) best = s;
+            if (attacker[i] && (pieces[i] & 1) == colour)
+                if (best < 0 || pieces[i] < pieces[static_cast<size_t>(best)]) best = s;
         }
         return best;
     }
@@ -85,14 +85,14 @@ struct slowExchange
         const int from = cheapest(colour);
         if (from < 0) return true;
         const auto i = static_cast<size_t>(from);
-        const int man = men[i];
-        men[i] = 0;
+        const int piece = pieces[i];
+        pieces[i] = 0;
         attacker[i] = false;
-        reveal(man);
-        if (man >= KING) return cheapest(colour ^ 1) >= 0;
+        reveal(piece);
+        if (piece >= KING) return cheapest(colour ^ 1) >= 0;
 
         // After the capture the other side's loss is recovered, unless it can't be any more.
-        const int left = balance + value[man];
+        const int left = balance + value[piece];
         if (left < 0) return false;
         return !holds(-left, colour ^ 1);
     }
@@ -108,11 +108,11 @@ bool slowSee(moveStruct move, int threshold, const positionStruct* position)
 
     slowExchange exchange;
     exchange.target = move.to;
-    for (size_t s = 0; s < 64; ++s) exchange.men[s] = position->board[s];
-    exchange.men[move.from] = 0;
-    exchange.men[move.to] = 0;
+    for (size_t s = 0; s < 64; ++s) exchange.pieces[s] = position->board[s];
+    exchange.pieces[move.from] = 0;
+    exchange.pieces[move.to] = 0;
     for (int s = 0; s < 64; ++s)
-        if (exchange.men[static_cast<size_t>(s)])
+        if (exchange.pieces[static_cast<size_t>(s)])
             exchange.attacker[static_cast<size_t>(s)] = exchange.bears(s);
     return exchange.holds(balance, position->sideToMove ^ 1);
 }
@@ -169,7 +169,7 @@ TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
         {"7k/8/2p5/3p4/8/1B6/8/K7 w - - 0 1", "b3", "d5", 87 - 340},
         {"7k/8/2p5/3p4/8/8/8/K2R4 w - - 0 1", "d1", "d5", 87 - 515},
         {"7k/8/2p5/3p4/8/8/8/K2Q4 w - - 0 1", "d1", "d5", 87 - 1005},
-        {"7k/8/2p5/3p4/4P3/8/8/K7 w - - 0 1", "e4", "d5", 87 - 87},
+        {"7k/8/2p5/3p4/4P3/8/8/K7 w - - 0 1", "e4", "d5", 0},
         // Black's queen is not worth taking back with where a pawn defends.
         {"3qk3/8/8/3p4/4P3/2N5/8/4K3 w - - 0 1", "c3", "d5", 87},
         // A king takes what nothing defends.
@@ -222,7 +222,7 @@ TEST(SearchSee, SeeXrayTable)
     Board queenAndRook("3r3k/3q4/8/Q2p4/8/8/8/3R2K1 w - - 0 1");
     EXPECT_TRUE(see(queenAndRook.move("a5d5"), 0, queenAndRook.get()));
 
-    // Nor is a slider of the other colour behind the man removed: knight takes pawn, rook takes
+    // Nor is a slider of the other colour behind the piece removed: knight takes pawn, rook takes
     // knight, and white's rook on d8, which really takes back, stood behind the black rook.
     Board otherColour("3R4/3r4/7k/3p4/8/2N5/8/6K1 w - - 0 1");
     EXPECT_FALSE(see(otherColour.move("c3d5"), 0, otherColour.get()));
@@ -231,7 +231,7 @@ TEST(SearchSee, SeeXrayTable)
 // Pins the deliberate reading of the side that captures first.
 TEST(SearchSee, SeeAfterSide)
 {
-    // A queen gives check on a square that a pawn attacks; no own man bears on it: true.
+    // A queen gives check on a square that a pawn attacks; no own piece bears on it: true.
     Board queen("4k3/8/5p2/8/8/8/8/K3Q3 w - - 0 1");
     const moveStruct check = queen.move("e1e5");
     makeMove(1, &check, queen.get(), true);

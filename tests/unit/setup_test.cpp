@@ -50,7 +50,7 @@ TEST(GeneralSetUp, EveryFieldOfAFenIsRead)
     expectSetUps(
         setPosition,
         {{"rnbqkbnr/ppp1pppp/8/8/3pP3/8/PPPP1PPP/RNBQKBNR", " b KQkq e3 37 3", 1, 15, 28, 37, 74},
-         // Missing fields, blanks at the end, two blanks in a row.
+         // Missing fields, spaces at the end, two spaces in a row.
          {kings, " w", 0, 0, 0, 0, 1},
          {"rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR", " w KQkq - 0 1", 0, 15, 0, 0, 1},
          {kings, " w - - 3 9", 0, 0, 0, 3, 5},

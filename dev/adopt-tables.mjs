@@ -9,6 +9,7 @@ import { fileURLToPath } from 'node:url';
 
 import {
   adoptedTables,
+  entryName,
   readTranscription,
   tablesOfSource,
   transcription,
@@ -86,9 +87,8 @@ const before = fs.existsSync(inTree(names.numbers))
 for (const [name, entries] of tables)
   for (const [i, entry] of entries.entries())
     for (const [half, number] of entry.entries()) {
-      const where = entries.length > 1 ? ` ${i}` : '';
-      report(`${name}${where}${['', ' mid-game', ' end-game'][entry.length - 1 && half + 1]}`,
-        before.get(name)?.[i]?.[half], number);
+      const which = ['', ' mid-game', ' end-game'][entry.length - 1 && half + 1];
+      report(entryName(name, i) + which, before.get(name)?.[i]?.[half], number);
     }
 for (const name of before.keys()) if (!tables.has(name)) report(name, 'a table', undefined);
 stopIfUnwanted();

@@ -100,6 +100,19 @@ export function checksum(tables) {
   return sum.toString(16).padStart(8, '0');
 }
 
+/** The name of an entry, such as "EVALPAWNPASSED[1][0][4]" or "pieceSquareScore king e1". */
+export function entryName(name, index) {
+  const variable = name.replace(/\[.*/, '');
+  if (/^pieceSquareScore|\[NOFSQUARES\]$/.test(name))
+    return `${variable} ${axes.file[index % 8]}${8 - Math.floor(index / 8)}`;
+  let rest = index;
+  return variable + [...name.matchAll(/\[(\d+)\]/g)].reverse().map(([, size]) => {
+    const place = rest % size;
+    rest = (rest - place) / size;
+    return `[${place}]`;
+  }).reverse().join('');
+}
+
 const entryText = ([mg, eg]) => (eg === undefined ? String(mg) : `${mg}/${eg}`);
 
 /** The transcription: a name, then its entries, eight in a line. */
@@ -149,23 +162,16 @@ function rowsOf(spec, entries) {
     const isRead = (i >= spec.first && i < spec.first + spec.tuned) || entry.some(Boolean);
     return isRead ? entryText(entry) : '.';
   });
-  const sizes = [...spec.name.matchAll(/\[(\d+)\]/g)].map(([, size]) => Number(size));
-  const length = sizes.pop() ?? 1;
-  return Array.from({ length: cells.length / length }, (_, row) => {
-    let rest = row;
-    const indices = sizes.toReversed().map((size) => {
-      const index = rest % size;
-      rest = (rest - index) / size;
-      return `[${index}]`;
-    });
-    return { label: spec.variable + indices.toReversed().join(''),
-      cells: cells.slice(row * length, (row + 1) * length) };
-  });
+  const length = Number(spec.name.match(/\[(\d+)\]$/)?.[1] ?? 1);
+  return Array.from({ length: cells.length / length }, (_, row) => ({
+    label: entryName(spec.name.replace(/\[\d+\]$/, ''), row),
+    cells: cells.slice(row * length, (row + 1) * length),
+  }));
 }
 
 /** A board of entries, ranks from 8 to 1. */
 function boardLines(entries) {
-  return aligned([...axes.rank.toReversed().map((rank, i) => [rank,
+  return aligned([...[...axes.rank].reverse().map((rank, i) => [rank,
     ...entries.slice(8 * i, 8 * i + 8).map(entryText)]), ['', ...axes.file]]);
 }
 

@@ -230,7 +230,7 @@ struct evalScratch
     i32 kingAdjacentAttacks[2];    // their attacks on squares next to the enemy king
 };
 
-/// The trace of an ordinary evaluation: none.
+/// The trace of an ordinary evaluation, which records nothing.
 struct silent
 {
     static constexpr bool traced = false;

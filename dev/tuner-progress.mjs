@@ -28,7 +28,7 @@ export class Progress {
     if (what === 'Starting') this.start = time;
     if (what === 'Min') this.kept++;
     if (what === 'Ending') this.isFinished = true;
-    else if (what && Number.isFinite(Number(error))) this.points.push({ time, error: Number(error) });
+    else if (Number.isFinite(Number(error))) this.points.push({ time, error: Number(error) });
     if (/^ Improving: \d+/.test(line)) {
       this.passes.push({ time, kept: this.kept });
       this.kept = 0;
@@ -81,7 +81,8 @@ export function draw(progress) {
   const height = most - least || most * 0.01 || 1;
   const fixed = (value) => value.toFixed(1);
   const x = (time) => fixed(left + ((time - begin) / span) * (right - left));
-  const y = (error) => fixed(upper.bottom - ((error - least) / height) * (upper.bottom - upper.top));
+  const depth = upper.bottom - upper.top;
+  const y = (error) => fixed(upper.bottom - ((error - least) / height) * depth);
   const marks = [];
   const text = (atX, atY, words, anchor = 'start', kind = 'plain') =>
     marks.push(`<text x="${atX}" y="${atY}" text-anchor="${anchor}" class="${kind}">${words}</text>`);

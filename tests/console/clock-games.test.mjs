@@ -40,7 +40,7 @@ for (let pair = 0; pair < pairs; pair++) {
       slowest = Math.max(slowest, end.slowest);
       players.reverse();
     }
-    t.diagnostic(`largest time over the clock ${slowest.toFixed(1)} ms; ${pondered} ponder searches`);
+    t.diagnostic(`${slowest.toFixed(1)} ms over the clock at most; ${pondered} ponder searches`);
     assert.equal(pondered > 0, ponder);
     for (const { engine } of players) await engine.quit();
   });

@@ -104,7 +104,8 @@ conversation('a chess program checks the engine before it plays', async (talk) =
 
 conversation('an almost empty clock gives a legal move at once', async (talk) => {
   // Both sides of every border that the allocation of time knows, and a game of unknown length.
-  const games = [0, 1, 17, 18, 50, 51, 80, 81, 200, 201].map((plies) => `startpos moves ${knights(plies)}`);
+  const plies = [0, 1, 17, 18, 50, 51, 80, 81, 200, 201];
+  const games = plies.map((count) => `startpos moves ${knights(count)}`);
   const endgame = 'fen 4k3/4p3/8/8/8/8/4P3/4K3 b - - 0 1';
   const times = forBuild(
     [-2147483648, -1000, -10, -1, 0, 1, 2, 5, 9, 10, 11, 40, 79, 80],
@@ -165,7 +166,7 @@ conversation('boards full of pieces are searched to depth 30 or a stop', async (
   }
 });
 
-conversation('the end of the input ends the process with status 0, and a search without a move', async (talk, start) => {
+conversation('the end of the input ends the process without a move', async (talk, start) => {
   talk.closeInput();
   await talk.exit();
   // A last line without a line end is a line.
@@ -197,7 +198,7 @@ conversation('the end of the input ends the process with status 0, and a search 
   });
 });
 
-conversation('quit at any moment of a search ends the process with status 0 and without a move', async (talk, start) => {
+conversation('quit at any moment ends the process without a move', async (talk, start) => {
   // Nothing after it is read.
   talk.send('quit now', 'uci');
   await talk.exit();
@@ -325,7 +326,7 @@ conversation('stop and ponderhit without a search say nothing and spoil nothing'
   }
 });
 
-conversation('isready is answered at once and in one piece, a hundred times in a search', async (talk, start) => {
+conversation('isready is answered at once and whole, in a search too', async (talk, start) => {
   const endgame = 'fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1';
   for (const threads of [1, 4]) {
     for (const position of [startpos, 'fen 8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1', endgame]) {
@@ -375,16 +376,18 @@ conversation('odd limits of go give a legal move', async (talk) => {
     ]) {
       await talk.go(words);
     }
-    // A depth below 1 is over after the first iteration, 0 is none. A number that can't be read ends
-    // the reading, and the search starts all the same.
+    // A depth below 1 is over after the first iteration, 0 is none. A number that can't be read
+    // ends the reading, and the search starts all the same.
     for (const words of ['depth -1', 'depth -1 movetime 100', `depth ${least}`, 'depth 1 infinity',
-      `${clocks(most)} depth 3`, `${clocks(most)} movestogo ${most} depth 3`, 'movetime 214748364 depth 3',
+      `${clocks(most)} depth 3`, `${clocks(most)} movestogo ${most} depth 3`,
+      'movetime 214748364 depth 3',
       `movetime ${most} depth 3`, 'nodes 99999999999 depth 2', 'depth 3 wtime',
       'depth 3 movetime x infinite', 'depth 2 nodes x', 'depth 2 nodes -1 x y',
     ]) {
       await talk.go(words, silent);
     }
-    for (const words of ['depth 0', 'movetime 0', 'movetime 0 depth 0', 'depth 1000', `depth ${most}`,
+    for (const words of ['depth 0', 'movetime 0', 'movetime 0 depth 0', 'depth 1000',
+      `depth ${most}`,
       'nodes 1', 'nodes 99999999999', 'mate 1', 'infinite depth 2 movetime 10 wtime 10',
       `${clocks(most)} movestogo ${most}`,
     ]) {
@@ -418,12 +421,13 @@ conversation('games of up to 6001 plies are played, counted and searched', async
 
 // All kinds of `go`.
 const limits = [
-  '', 'depth 1', 'depth 3', 'depth 20', 'depth 0', 'depth -1', 'depth 1000', 'ponder', 'movetime 100',
+  '', 'depth 1', 'depth 3', 'depth 20', 'depth 0', 'depth -1', 'depth 1000', 'ponder',
+  'movetime 100',
   'movetime 0', 'movetime 1', 'movetime -1', 'nodes 100', 'mate 1', 'wtime 1 btime 1',
   'wtime 600000 btime 600000 winc 1000 binc 1000', 'ponder wtime 1000 btime 1000 movestogo 1',
 ];
 
-conversationWith([1, 2, 4, 8], 'a side without a move gets none from any go, without a stop', async (talk) => {
+conversationWith([1, 2, 4, 8], 'a side without a move gets none, without a stop', async (talk) => {
   for (const [fen, lines] of [
     ['rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3', ['info score mate 0']],
     ['3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', ['info score mate 0']],
@@ -443,7 +447,7 @@ conversationWith([1, 2, 4, 8], 'a side without a move gets none from any go, wit
   }
 });
 
-conversationWith([4, 8, 2, 1], 'an only move is played at once and without a line, but with go infinite', async (talk, threads) => {
+conversationWith([4, 8, 2, 1], 'an only move is played at once', async (talk, threads) => {
   for (const [fen, move] of [
     ['2r4k/3n4/5n2/4pP2/3K4/2PPP3/8/8 w - e6 0 2', 'f5e6'],
     ['8/8/2ppp3/3k4/4Pp2/5N2/3N4/2R4K b - e3 0 1', 'f4e3'],
@@ -461,7 +465,7 @@ conversationWith([4, 8, 2, 1], 'an only move is played at once and without a lin
   }
 });
 
-conversationWith([1, 4], 'ponder searches end by ponderhit or stop, at any moment', async (talk) => {
+conversationWith([1, 4], 'ponder searches end by ponderhit or stop', async (talk) => {
   talk.send('setoption name Ponder value true', 'position startpos moves e2e4');
   // At once: the search goes on as a timed one.
   await repeat(forBuild(10, 5), async () => {
@@ -503,7 +507,7 @@ conversationWith([1, 4], 'ponder searches end by ponderhit or stop, at any momen
   await talk.ready();
 });
 
-conversationWith([1, 2], 'position, Ponder and unknown options during a search do not disturb it', async (talk) => {
+conversationWith([1, 2], 'position and options do not disturb a search', async (talk) => {
   talk.send(`position ${middlegame}`, 'go infinite');
   await pause(30);
   talk.send('position startpos moves e2e4');
@@ -512,7 +516,8 @@ conversationWith([1, 2], 'position, Ponder and unknown options during a search d
   await talk.bestmove();
   await talk.board();
   talk.send(`go ${any('infinite', 'ponder', 'depth 60')}`);
-  talk.send(`setoption name Ponder value ${any(true, false)}`, 'setoption name Cache value 3', 'setoption');
+  talk.send(`setoption name Ponder value ${any(true, false)}`);
+  talk.send('setoption name Cache value 3', 'setoption');
   await talk.silence(100);
   talk.send('isready');
   await talk.until('readyok');
@@ -566,7 +571,7 @@ conversation('stop 0 to 5 ms after go gets one result each time', async (talk) =
   }
 });
 
-conversation('NUL, high bytes and lines of 64 KB are unknown commands and do no harm', async (talk) => {
+conversation('NUL, high bytes and lines of 64 KB are unknown commands', async (talk) => {
   for (const line of [
     '\0', '\0\xff\xfe\x80', '\0isready', 'isready\0', 'x'.repeat(65536), ' '.repeat(65536),
     '\xff'.repeat(200000), '\xef\xbb\xbfuci',
@@ -580,7 +585,8 @@ conversation('NUL, high bytes and lines of 64 KB are unknown commands and do no 
   const long = 'x'.repeat(65536);
   talk.send(`isready ${long}`);
   await talk.next('readyok');
-  talk.send(`setoption name ${long} value ${'\xff'.repeat(65536)}`, 'setoption name Ponder value \0');
+  talk.send(`setoption name ${long} value ${'\xff'.repeat(65536)}`);
+  talk.send('setoption name Ponder value \0');
   await talk.go(`${long} depth 2`, silent);
   await talk.go('\0\xff depth 2', silent);
   talk.send(`position startpos moves e2e4${' '.repeat(65536)}`);
@@ -599,7 +605,7 @@ conversation('NUL, high bytes and lines of 64 KB are unknown commands and do no 
   await talk.bestmove();
 });
 
-conversationWith([1, 4], 'commands that change tables during a search end it before they do anything', async (talk) => {
+conversationWith([1, 4], 'commands that change tables end a search first', async (talk) => {
   talk.send('position startpos');
   await repeat(forBuild(40, 8), async () => {
     talk.send(`go ${endless()}`);
@@ -660,7 +666,7 @@ conversation('Threads from 1 to 64 and back, idle and during a search', async (t
   });
 });
 
-conversationWith([1, 2], 'a go during a search waits for its end, and each gets its result', async (talk) => {
+conversationWith([1, 2], 'a go during a search waits, and each gets its result', async (talk) => {
   talk.send('position startpos', 'go movetime 50', 'go movetime 50', 'go movetime 50');
   await repeat(3, () => talk.bestmove());
   await talk.ready();

@@ -232,7 +232,7 @@ conversation('perft leaves the position as it was', async (talk) => {
   for (let i = 0; i < 2; i++) await talk.checkPerft(3);
 });
 
-conversation('the initial position has 20, 400, 8902 and 197281 sequences of 1 to 4 moves', async (talk) => {
+conversation('the start has 20, 400, 8902 and 197281 sequences of 1 to 4 moves', async (talk) => {
   for (const [i, count] of [20, 400, 8902, 197281].entries()) {
     assert.equal((await talk.perft(i + 1)).count, count);
   }

@@ -38,7 +38,7 @@ const unplayable = [
   ['a pinned piece that left', '4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1 moves e2d3'],
   ['a king that was taken', '4k3/8/8/8/8/8/4R3/4K3 w - - 0 1 moves e2e8'],
 ];
-conversation('a position that cannot be played on has no moves, and the next one works', async (talk) => {
+conversation('an unplayable position has no moves, and the next one works', async (talk) => {
   for (const [what, fen] of unplayable) {
     talk.send(`position fen ${fen}`);
     for (const words of ['', 'infinite', 'depth 5', 'ponder']) {
@@ -77,11 +77,14 @@ async function checkSurvived(talk, line, limits) {
 
 const kings = '4k3/8/8/8/8/8/8/4K3';
 const brokenFens = [
-  '', ' ', ' moves', ' moves e2e4', ' rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR', ' w', ' -', ' 8 8',
+  '', ' ', ' moves', ' moves e2e4', ' rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR', ' w', ' -',
+  ' 8 8',
   ' x x x x', ' / / / /', ' //////// w - - 0 1', ` ${'/'.repeat(32)} w - - 0 1`,
-  ` ${'Q'.repeat(300)} w - - 0 1`, ` ${'8'.repeat(300)}K w - - 0 1`, ` ${'x'.repeat(1000)} w - - 0 1`,
+  ` ${'Q'.repeat(300)} w - - 0 1`, ` ${'8'.repeat(300)}K w - - 0 1`,
+  ` ${'x'.repeat(1000)} w - - 0 1`,
   ' 4k3ppppppppppppppppp/8/8/8/8/8/8/4K3 w - - 0 1', ` ${kings}QQQQQQQQQQ w - - 0 1`,
-  ` ${kings} w - zz 0 1`, ` ${kings} w - e 0 1`, ` ${kings} w - \xff\xff 0 1`, ` ${kings} w - e9 0 1`,
+  ` ${kings} w - zz 0 1`, ` ${kings} w - e 0 1`, ` ${kings} w - \xff\xff 0 1`,
+  ` ${kings} w - e9 0 1`,
   ` ${kings} w - a1 0 1`, ` ${kings} b - h8 0 1`, ` ${kings} w KKKKKKKKKKKKKKKK - 99999 1`,
   ` ${kings} w - - -99999 1`, ` ${kings} w - - 2147483647 -2147483648`,
   ` ${kings} w - - 300 1 and more words after it`, ` 8/8/8/8 w - - 0 ${'1 '.repeat(2000)}`,

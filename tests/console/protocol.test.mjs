@@ -33,7 +33,7 @@ const unknown = ['Unknown command'];
 
 // Start and end of the process
 
-conversation('the banner comes by itself, before anything is read, and nothing else', async (talk) => {
+conversation('the banner comes by itself, and nothing else', async (talk) => {
   await talk.quit();
   assert.deepEqual(talk.texts, banner);
 });
@@ -66,18 +66,20 @@ test('any command can be an argument, and its words one or several', async (t) =
 
 // Words of a line
 
-conversation('uci, isready and help write exactly their texts; only the first word counts', async (talk) => {
+conversation('uci, isready and help write their texts; one word counts', async (talk) => {
   for (const [line, answer] of [
-    ['uci', uciAnswer], ['uci isready quit', uciAnswer], ['isready', ['readyok']], ['help', helpAnswer],
+    ['uci', uciAnswer], ['uci isready quit', uciAnswer], ['isready', ['readyok']], ['help',
+      helpAnswer],
   ]) {
     talk.send(line);
     for (const text of answer) await talk.next(text);
   }
 });
 
-conversation('an unknown word, upper case or no word at all gets "Unknown command"', async (talk) => {
+conversation('an unknown word, upper case or no word gets "Unknown command"', async (talk) => {
   for (const line of [
-    '', '    ', '\t', '\r', 'frobnicate', 'e2e4', 'position1 startpos', 'UCI', 'Isready', 'QUIT', 'Perft 1',
+    '', '    ', '\t', '\r', 'frobnicate', 'e2e4', 'position1 startpos', 'UCI', 'Isready', 'QUIT',
+    'Perft 1',
     'HELP', 'Go depth 1',
   ]) {
     assert.deepEqual(await talk.reply(line), unknown, JSON.stringify(line));
@@ -118,7 +120,7 @@ conversation('the board of the start position has nine borders and eight ranks',
   ]);
 });
 
-conversation('the first bare perft runs depth 6, a later one the depth of the last', async (talk) => {
+conversation('the first bare perft runs depth 6, a later one the last depth', async (talk) => {
   const record = readPerftFile().base.find(({ depth, count }) => depth === 6 && count > 1e5);
   talk.send(`position fen ${record.fen}`);
   const first = await talk.perft();
@@ -165,18 +167,19 @@ conversation('Hash is forced up to 1 megabyte without a word', async (talk) => {
   }
 });
 
-conversation('names are compared exactly; unknown ones and any text for Ponder say nothing', async (talk) => {
+conversation('unknown names and any text for Ponder do and say nothing', async (talk) => {
   await talk.reply('setoption name Hash value 16'); // small, so that its pages are soon touched
   const size = megabytesOf(talk);
   for (const words of [
     ' name hash value 1', ' name Clear Hash', ' name Hash Size value 1', ' name threads value 4',
     ' name Skill Level value 3', ' name UCI_Chess960 value true', ' name value 5', '',
-    ...['true', 'false', 'True', '1', '', 'true true'].map((value) => ` name Ponder value ${value}`),
+    ...['true', 'false', 'True', '1', '', 'true true'].map((text) => ` name Ponder value ${text}`),
   ]) {
     assert.deepEqual(await talk.reply(`setoption${words}`), [], words);
   }
-  assert.equal(threadsOf(talk), 1);
   assert.ok(Math.abs(megabytesOf(talk) - size) < 1);
+  await talk.reply('setoption name Hash value 1'); // the thread that warms the table has ended
+  assert.equal(threadsOf(talk), 1);
 });
 
 for (const line of [
@@ -206,9 +209,10 @@ const castles = (side, rights) => `fen r3k2r/8/8/8/8/8/8/R3K2R ${side} ${rights}
 const ep = 'fen r3k2r/8/8/8/3pP3/8/8/R3K2R b - - 0 1';
 const rook = (side) => `fen 4k3/8/8/8/8/8/8/R3K3 ${side} - - 0 1`;
 for (const [title, proper, texts] of [
-  ['any word after startpos stands for "moves"', 'startpos moves e2e4 e7e5', ['startpos with e2e4 e7e5']],
+  ['any word after startpos stands for "moves"', 'startpos moves e2e4 e7e5',
+    ['startpos with e2e4 e7e5']],
   ['a FEN with repeated spaces or a carriage return is the same FEN', castles('b', 'KQkq'),
-    [castles('b', 'KQkq'), castles('b', 'KQkq').replaceAll(' ', '   '), `${castles('b', 'KQkq')}\r`]],
+    [castles('b', 'KQkq').replaceAll(' ', '   '), `${castles('b', 'KQkq')}\r`]],
   ['missing fields of a FEN: no rights, no en passant, no moves', ep,
     [3, 4, 5, 6, 7].map((words) => ep.split(' ', words).join(' '))],
   ['castling rights count in any order', castles('w', 'KQkq'), [castles('w', 'qkQK')]],
@@ -217,14 +221,14 @@ for (const [title, proper, texts] of [
   ['a right can be repeated', castles('w', 'Q'), [castles('w', 'QQ')]],
   ['any side but one that begins with "w" is black', rook('b'), [rook('b'), rook('W'), rook('-')]],
   ['a side that begins with "w" is white', rook('w'), [rook('white')]],
-  ['the en passant square is the one that the pawn has passed', 'fen 4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1',
+  ['the en passant square is the one passed', 'fen 4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1',
     ['fen 4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1']],
   ['the same for the other side', 'fen 4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 1',
     ['fen 4k3/8/8/3Pp3/8/8/8/4K3 w - e6 0 1']],
   ...[
     'e2e4 a7a6 e4e5 d7d5', 'e2e4 a7a6 e4e5 d7d5 a2a3 a6a5', 'e2e4 e7e5 g1f3 g8f6 f1c4 f8c5',
     'e2e4 e7e5 g1f3 g8f6 f1c4 f8c5 h1g1 h8g8 g1h1 g8h8', 'a2a4 h7h5 a4a5 b7b5 a5b6 h5h4 g2g4',
-  ].map((moves) => [`en passant and rights after ${moves}`, `startpos moves ${moves}`, [`startpos moves ${moves}`]]),
+  ].map((moves) => `startpos moves ${moves}`).map((text) => [`rights after ${text}`, text, [text]]),
 ]) {
   conversation(title, async (talk) => {
     for (const text of texts) {
@@ -281,14 +285,14 @@ for (const [title, fen, move] of [
 
 // Lines of a search
 
-conversation('below depth 10 only the result is written, also by a pool of threads', async (talk) => {
+conversation('below depth 10 only the result is written, also by threads', async (talk) => {
   talk.send(`position fen ${middlegame}`);
   for (const depth of [1, 2, 5, 9]) await talk.go(`depth ${depth}`, { silent: true });
   talk.send('setoption name Threads value 4');
   for (let i = 0; i < 10; i++) await talk.go('depth 5', { silent: true });
 });
 
-conversation('the first line is that of depth 10, and one comes for each depth after it', async (talk) => {
+conversation('the first line is that of depth 10, and each depth has one', async (talk) => {
   talk.send(`position fen ${middlegame}`);
   const { best, ponder, infos } = await talk.go('depth 13');
   assert.deepEqual(infos.map(({ depth }) => depth), [10, 11, 12, 13]);
@@ -302,7 +306,7 @@ conversation('the first line is that of depth 10, and one comes for each depth a
   assert.deepEqual([best, ponder], infos.at(-1).pv.slice(0, 2));
 });
 
-conversation('the same search to a fixed depth gives the same lines after ucinewgame', async (talk, start) => {
+conversation('the same search gives the same lines after ucinewgame', async (talk, start) => {
   const search = async (engine) => {
     engine.send(`position fen ${middlegame}`);
     const { best, ponder, infos } = await engine.go('depth 12');
@@ -330,9 +334,9 @@ async function mateOf(stockfish, chess) {
   return info.score.kind === 'mate' ? info.score.value : NaN;
 }
 
-// Moves to the mate, negative for the side that is mated; stockfish must say the same. In those that
-// are marked quiet first moves mate, and reductions and pruning let the search meet a longer mate
-// before the shortest: what it announces must be a mate all the same.
+// Moves to the mate, negative for the side that is mated; stockfish must say the same. In those
+// that are marked quiet first moves mate, and reductions and pruning let the search meet a longer
+// mate before the shortest: what it announces must be a mate all the same.
 for (const [fen, mate, isLonger = false] of [
   ['6k1/5ppp/8/8/8/8/8/K2R4 w - - 0 1', 1],
   ['7k/8/5K2/8/8/8/8/6Q1 w - - 0 1', 1],
@@ -353,7 +357,8 @@ for (const [fen, mate, isLonger = false] of [
   ['5r1k/6pp/8/6N1/2Q5/8/6PP/6K1 w - - 0 1', 4, true],
   ['1k6/8/2K5/8/8/8/8/7R b - - 0 1', -2, true],
 ]) {
-  conversation(`a mate in ${mate} ${isLonger ? 'or more ' : ''}is announced: ${fen}`, async (talk, _, t) => {
+  const title = `a mate in ${mate} ${isLonger ? 'or more ' : ''}is announced: ${fen}`;
+  conversation(title, async (talk, _, t) => {
     const stockfish = await startStockfish(t, 20);
     const chess = readPosition(`fen ${fen}`);
     assert.equal(await mateOf(stockfish, chess), mate);
@@ -383,7 +388,7 @@ for (const [fen, mate, isLonger = false] of [
   });
 }
 
-conversation('go infinite goes on beyond a mate, with two lines for each depth from 10', async (talk) => {
+conversation('go infinite goes on beyond a mate, with two lines a depth', async (talk) => {
   talk.send('position fen 8/4k3/R7/1R6/8/8/8/7K w - - 0 1', 'go infinite');
   await talk.until(/^info score mate 2 depth 12 /, 60000);
   talk.send('stop');
@@ -395,7 +400,7 @@ conversation('go infinite goes on beyond a mate, with two lines for each depth f
   }
 });
 
-conversation('a mate ends a ponder search too, and bestmove does not wait for ponderhit', async (talk) => {
+conversation('a mate ends a ponder search without a ponderhit', async (talk) => {
   talk.send('position fen 6k1/5ppp/8/8/8/8/8/K2R4 w - - 0 1');
   await talk.go('ponder wtime 60000 btime 60000', { move: 'd1d8', patience: 10000 });
   assert.deepEqual(await talk.reply('ponderhit'), []);

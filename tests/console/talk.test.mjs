@@ -36,19 +36,23 @@ for (const [what, code, act, message] of [
   ['a line that never comes', '', (talk) => talk.until('uciok', 50), /doesn't answer \(uciok\)/],
   ['an early end', 'process.exit(0);', (talk) => talk.ready(), /has ended with status 0/],
   ['a bad status', "if (line === 'quit') process.exit(3);", quit, /bad end/],
-  ['an end by a signal', "if (line === 'quit') process.kill(process.pid, 'SIGSEGV');", quit, /bad end/],
+  ['an end by a signal', "if (line === 'quit') process.kill(process.pid, 'SIGSEGV');", quit,
+    /bad end/],
   ['text on the error stream', "process.stderr.write('hm\\n');", quit, /text on the error stream/],
   ['a line that nobody reads', "say('hm');", quit, /a line that nobody has read/],
   ['a line cut short', "process.stdout.write('hm');", quit, /a line cut short/],
   ['another line than the next', "say('hm');", (talk) => talk.ready(), /readyok/],
   ['an illegal move', answer('bestmove e2e5'), go(), /e2e5 is illegal/],
   ['an illegal ponder move', answer('bestmove e2e4 ponder e2e4'), go(), /e2e4 is illegal/],
-  ['an illegal move in a line', answer(`${info} e2e4 e7e4 `, 'bestmove e2e4'), go(), /e7e4 is illegal/],
+  ['an illegal move in a line', answer(`${info} e2e4 e7e4 `, 'bestmove e2e4'), go(),
+    /e7e4 is illegal/],
   ['no move where there is one', answer('bestmove a1a1'), go(), /a1a1/],
   ['another move than wanted', answer('bestmove e2e4'), go({ move: 'd2d4' }), /d2d4/],
   ['a missing line', answer('bestmove e2e4'), go({ info: true }), /a line with a score/],
-  ['a line too many', answer(`${info} e2e4 `, 'bestmove e2e4'), go({ silent: true }), /no line but/],
-  ['an answer before the result', answer('readyok', 'bestmove e2e4'), go({ unanswered: true }), /before/],
+  ['a line too many', answer(`${info} e2e4 `, 'bestmove e2e4'), go({ silent: true }),
+    /no line but/],
+  ['an answer before the result', answer('readyok', 'bestmove e2e4'), go({ unanswered: true }),
+    /before/],
   ['a line of no search', answer('hm', 'bestmove e2e4'), go(), /hm/],
   ['a result that comes early', answer('bestmove e2e4'), async (talk) => {
     await talk.ready();
@@ -59,7 +63,8 @@ for (const [what, code, act, message] of [
     await talk.go('depth 1');
     await talk.ready();
   }, /where none runs/],
-  ['a wrong board', "if (line === 'showboard') say('+---+');", (talk) => talk.board(), /\+---\+---/],
+  ['a wrong board', "if (line === 'showboard') say('+---+');", (talk) => talk.board(),
+    /\+---\+---/],
   ['a wrong count', "say('Perft results for depth: 1  21  Nodes per sec: 1');",
     (talk) => talk.checkPerft(1), /21/],
 ]) {
@@ -95,7 +100,8 @@ test('lines of a search in any other form are failures', () => {
 // The referee's other faults are tested by the games of tools/gauntlet.
 test('the referee sees a clock that runs out, and that a move too many is played', async (t) => {
   const game = async (code) => {
-    const players = [impostor(t, code), impostor(t, answer('bestmove e7e5'))].map((engine) => ({ engine }));
+    const engines = [impostor(t, code), impostor(t, answer('bestmove e7e5'))];
+    const players = engines.map((engine) => ({ engine }));
     for (const { engine } of players) await engine.ready();
     return play(players, { base: 20, longest: 2 });
   };
@@ -116,7 +122,8 @@ test('the watch over a process sees what it holds, and allows the tolerance and 
   assert.ok(after.rss > before.rss + memory.length / 2048);
   const first = { rss: 30000, peak: 31000, threads: 3, files: 4 };
   checkFlat(first, { ...first, rss: 30000 + tolerance, peak: 31000 + tolerance }, 'at the limit');
-  for (const more of [{ rss: 30001 + tolerance }, { peak: 31001 + tolerance }, { threads: 4 }, { files: 5 }]) {
+  const [rss, peak] = [30001 + tolerance, 31001 + tolerance];
+  for (const more of [{ rss }, { peak }, { threads: 4 }, { files: 5 }]) {
     assert.throws(() => checkFlat(first, { ...first, ...more }, 'beyond'));
   }
 });

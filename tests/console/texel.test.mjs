@@ -91,7 +91,8 @@ for (const [title, error, ...content] of [
     ...['1-0', '0-1', '1/2-1/2', '*', '1/2-1/2'].map((result) => line(drawn, result))],
   // Two records: a quarter and nothing.
   ['bad lines are left out and the records around them are kept', '0.125', line(drawn, '1-0'),
-    '\n \t \nno result here\n', 'x'.repeat(1 << 20), '\n', noise, '\n', line(drawn, '1/2-1/2'), 'cut off'],
+    '\n \t \nno result here\n', 'x'.repeat(1 << 20), '\n', noise, '\n', line(drawn, '1/2-1/2'),
+    'cut off'],
 ]) {
   test(title, async (t) => {
     const lines = await texel(t, Buffer.concat(content.map((part) => Buffer.from(part))));

@@ -35,7 +35,7 @@ function read(lines) {
   return progress;
 }
 
-test('errors, steps and passes are read, and what is left is guessed from the fall of the steps', () => {
+test('errors, steps and passes are read, and what is left is guessed', () => {
   const progress = read(log);
   const errors = progress.points.map(({ error }) => error);
   assert.deepEqual(errors, [0.5, 0.4, 0.3, 0.29, 0.28, 0.25, 0.24]);
@@ -61,7 +61,8 @@ test('the program hands the lines on and writes the picture', (t) => {
   t.after(() => rmSync(picture));
   const input = `${log.join('\n')}\n`;
   const program = join(sourceDir, 'dev/tuner-progress.mjs');
-  const { stdout, status } = spawnSync('node', [program, picture, '--log'], { input, encoding: 'utf8' });
+  const how = { input, encoding: 'utf8' };
+  const { stdout, status } = spawnSync('node', [program, picture, '--log'], how);
   assert.deepEqual([stdout, status], [input, 0]);
   assert.equal(readFileSync(picture, 'utf8'), draw(read(log)));
 });

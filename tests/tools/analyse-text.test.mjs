@@ -8,7 +8,8 @@ import {
   analysePosition, formatRow, kindOf, pictureFile, readWork, swingsOf,
 } from '../../tools/lib/analysis.mjs';
 import {
-  endOf, expectation, numbered, playText, readFen, readGames, readScore, sanLine, scoreText, startFen,
+  endOf, expectation, numbered, playText, readFen, readGames, readScore, sanLine, scoreText,
+  startFen,
 } from '../../tools/lib/chess.mjs';
 import { formatEpd, movesOf, parseEpd, taskOf } from '../../tools/lib/epd.mjs';
 import { drawScores } from '../../tools/lib/score-graph.mjs';
@@ -193,7 +194,8 @@ test('what a text is, is found out by looking; wrong records are named and the o
 /** Positions and results of a game with these scores. */
 function gameWith(text, scores, bests = []) {
   const [work] = readWork('f', text, assert.fail);
-  const results = scores.map((score, i) => ({ score, best: bests[i] ?? null, line: [], depth: 12 }));
+  const result = { best: null, line: [], depth: 12 };
+  const results = scores.map((score, i) => ({ ...result, score, best: bests[i] ?? null }));
   return { ...work, results };
 }
 
@@ -226,7 +228,8 @@ test('small losses, own best moves and positions without a score are no swings',
 
 test('only the largest swings are named, in the order of the game', () => {
   const scores = [0, -120, 400, -400, 0].map((value) => ({ cp: value }));
-  const { positions, results } = gameWith('1. e4 e5 2. Nf3 Nc6 *', scores, ['a3', 'a6', 'a3', 'a6']);
+  const bests = ['a3', 'a6', 'a3', 'a6'];
+  const { positions, results } = gameWith('1. e4 e5 2. Nf3 Nc6 *', scores, bests);
   const swings = swingsOf(positions, results, { count: 2 });
   assert.deepEqual(swings.map(({ index }) => index), [1, 2]);
 });
@@ -270,7 +273,7 @@ async function analyse(answer, limits, infos) {
   return { found: [score, depth, best, line.join(' ')], asked: engine.asked[0].slice(1) };
 }
 
-test('a position has a score, a best move and a line, as far as the engine gives them', async () => {
+test('a position has a score, a best move and a line, where the engine has them', async () => {
   const info = (...pv) => ({ score: cp(20), depth: 11, pv });
   for (const [what, answer, limits, infos, found, asked] of [
     ['a search to a depth takes as long as it takes', {}, { depth: 30 }, [],

@@ -36,7 +36,7 @@ test('mates are counted as people do, from the view of White', async () => {
   }
 });
 
-test('a search without a score still gives its move; an only move is searched as well', async () => {
+test('a search without a score gives its move; an only move is searched as well', async () => {
   const shallow = await analyse(['--depth', '3', 'startpos']);
   assert.equal(shallow.status, 0);
   const [, score, depth, best, line] = cellsOf(linesOf(shallow.out)[1]);
@@ -91,7 +91,7 @@ test('--json gives an object for each position and each game', async () => {
   assert.deepEqual(game, { input: 'White - Black', result: '*', swings: [] });
 });
 
-test('several games have a picture each; an illegal move ends its game only, and is told', async () => {
+test('several games have a picture each; an illegal move ends its game only', async () => {
   const input = '1. e4 e5 2. Ke3 *\n\n1. d4 *';
   const { status, out, err } = await analyseBy(fake(), ['--svg', file('two.svg'), '-'], { input });
   assert.equal(status, 1);
@@ -177,7 +177,8 @@ test('the engine of the environment is used unless one is named', async () => {
 test('without its package each tool tells how to get it', async () => {
   fs.cpSync(path.join(root, 'tools'), file('tools'), { recursive: true });
   for (const tool of ['analyse', 'suite', 'make-suite', 'gauntlet']) {
-    const { status, err } = await run(path.relative(path.join(root, 'tools'), file(`tools/${tool}`)), ['x']);
+    const copy = path.relative(path.join(root, 'tools'), file(`tools/${tool}`));
+    const { status, err } = await run(copy, ['x']);
     assert.deepEqual([status, err], [1, `${tool}: chess.js is missing; please run "npm ci"\n`]);
   }
 });

@@ -4,14 +4,15 @@
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
+import { once } from 'node:events';
 import fs from 'node:fs';
 import path from 'node:path';
 import readline from 'node:readline';
 import test from 'node:test';
 import { chromium } from 'playwright-core';
-import { Chess } from '../../tools/lib/chess.mjs';
+import { Chess, startFen } from '../../tools/lib/chess.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
-import { enginePath as engine, root } from './support.mjs';
+import { enginePath as engine, pause, read, root, until } from './support.mjs';
 
 const executablePath = '/usr/bin/chromium';
 // The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
@@ -27,11 +28,7 @@ test.before(async () => {
   assert.ok(fs.existsSync(executablePath), 'please install the Debian package chromium');
   const args = ['--engine', engine, '--port', '0', '--hash', '16'];
   server = spawn(path.join(root, 'tools', 'board'), args, { stdio: ['ignore', 'pipe', 'inherit'] });
-  const lines = readline.createInterface({ input: server.stdout });
-  const [line] = await Promise.race([
-    new Promise((resolve) => lines.once('line', (one) => resolve([one]))),
-    new Promise((resolve) => server.once('exit', () => resolve(['ended']))),
-  ]);
+  const [line] = await once(readline.createInterface({ input: server.stdout }), 'line');
   [url] = line.match(/http:\S+/) ?? assert.fail(`the board says "${line}"`);
   // Chromium's sandbox refuses to work for root.
   const sandbox = process.getuid() === 0 ? ['--no-sandbox'] : [];
@@ -41,7 +38,7 @@ test.before(async () => {
 test.after(async () => {
   await browser?.close();
   if (!server) return;
-  const ended = new Promise((resolve) => server.once('exit', resolve));
+  const ended = once(server, 'exit');
   server.kill('SIGTERM');
   if (server.exitCode === null) await ended;
   assert.equal(server.exitCode, 0);
@@ -137,10 +134,9 @@ async function setFen(page, fen) {
   await page.click('#fen-set');
 }
 
-async function newGame(
-  page,
-  { side = 'w', pace = 'depth', from = 'start', fields = { depth: '1' } } = {},
-) {
+const easy = { side: 'w', pace: 'depth', from: 'start', fields: { depth: '1' } };
+async function newGame(page, settings) {
+  const { side, pace, from, fields } = { ...easy, ...settings };
   await page.click('#new');
   await page.check(`input[name=side][value=${side}]`);
   await page.check(`input[name=pace][value=${pace}]`);
@@ -154,51 +150,32 @@ async function playFrom(page, fen, side = 'w') {
   await newGame(page, { side, from: 'here' });
 }
 
+/** The fields of a process after its name: state, parent, ...; none when it has ended. */
+function fieldsOf(pid) {
+  try {
+    return read(`/proc/${pid}/stat`).split(') ').at(-1).split(' ');
+  } catch {
+    return [];
+  }
+}
+
 /** The engines' process ids: the children of the server. */
 function engines() {
-  return fs
-    .readdirSync('/proc')
-    .filter((name) => /^\d+$/.test(name))
-    .filter((name) => {
-      try {
-        const [state, parent] = fs
-          .readFileSync(`/proc/${name}/stat`, 'utf8')
-          .split(') ')
-          .at(-1)
-          .split(' ');
-        return Number(parent) === server.pid && state !== 'Z';
-      } catch {
-        return false; // has just ended
-      }
-    })
-    .map(Number);
+  return fs.readdirSync('/proc').map(Number).filter((pid) => {
+    const [state, parent] = pid ? fieldsOf(pid) : [];
+    return Number(parent) === server.pid && state !== 'Z';
+  });
 }
 
 /** Processor time of a process, in ticks. */
-function ticksOf(pid) {
-  const fields = fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ').at(-1).split(' ');
-  return Number(fields[11]) + Number(fields[12]);
-}
-
-const pause = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
-
-async function until(condition, what) {
-  for (let i = 0; i < 200; i++) {
-    if (await condition()) return;
-    await pause(100);
-  }
-  assert.fail(`waited in vain for: ${what}`);
-}
+const ticksOf = (pid) => Number(fieldsOf(pid)[11]) + Number(fieldsOf(pid)[12]);
 
 /** Settles when a process has come to rest. */
 async function untilIdle(pid) {
-  let before = -1;
   await until(async () => {
-    const now = ticksOf(pid);
-    const isIdle = now === before;
-    before = now;
+    const before = ticksOf(pid);
     await pause(200);
-    return isIdle;
+    return ticksOf(pid) === before;
   }, 'an idle engine');
 }
 
@@ -207,28 +184,22 @@ async function untilBusy(pid) {
   await until(() => ticksOf(pid) > before + 5, 'a busy engine');
 }
 
-tabTest(
-  'pieces are dragged and clicked, legal targets are shown, the engine answers',
-  async (page) => {
-    await newGame(page);
-    await drag(page, 'e2', 'e4');
-    await waitMoves(page, 2);
-    assert.equal((await movesOf(page))[0], 'e4');
-    await click(page, 'g1');
-    const targets = await page
-      .locator('#board .marker-target')
-      .evaluateAll((all) => all.map((one) => one.parentNode.dataset.square).sort());
-    assert.deepEqual(
-      targets.filter((one) => one !== 'e2'),
-      ['f3', 'h3'],
-    );
-    await click(page, 'f3');
-    await waitMoves(page, 4);
-    assert.equal((await movesOf(page))[2], 'Nf3');
-    assert.equal(await pieceOn(page, 'f3').getAttribute('data-piece'), 'wn');
-    assert.equal(await page.locator('#board .marker-target').count(), 0);
-  },
-);
+tabTest('pieces are dragged and clicked, legal targets shown, and answered', async (page) => {
+  await newGame(page);
+  await drag(page, 'e2', 'e4');
+  await waitMoves(page, 2);
+  assert.equal((await movesOf(page))[0], 'e4');
+  await click(page, 'g1');
+  const targets = await page
+    .locator('#board .marker-target')
+    .evaluateAll((all) => all.map((one) => one.parentNode.dataset.square).sort());
+  assert.deepEqual(targets.filter((one) => one !== 'e2'), ['f3', 'h3']);
+  await click(page, 'f3');
+  await waitMoves(page, 4);
+  assert.equal((await movesOf(page))[2], 'Nf3');
+  assert.equal(await pieceOn(page, 'f3').getAttribute('data-piece'), 'wn');
+  assert.equal(await page.locator('#board .marker-target').count(), 0);
+});
 
 tabTest('an illegal drag puts the piece back and plays nothing', async (page) => {
   await drag(page, 'e2', 'e5');
@@ -236,10 +207,7 @@ tabTest('an illegal drag puts the piece back and plays nothing', async (page) =>
   assert.equal(await pieceOn(page, 'e5').count(), 0);
   await drag(page, 'e7', 'e5'); // not the person's
   await seeMoves(page, []);
-  assert.match(
-    await fenOf(page),
-    /^rnbqkbnr\/pppppppp\/8\/8\/8\/8\/PPPPPPPP\/RNBQKBNR w KQkq - 0 1$/,
-  );
+  assert.equal(await fenOf(page), startFen);
 });
 
 tabTest('castling by drag takes the rook along, en passant takes the pawn away', async (page) => {
@@ -266,10 +234,8 @@ tabTest('a promotion asks for the piece and can be called off', async (page) => 
   await page.mouse.click(x + width / 2, y + height / 2);
   await waitMoves(page, 2);
   assert.equal((await movesOf(page))[0], 'a8=R');
-  await until(
-    async () => (await pieceOn(page, 'a8').getAttribute('data-piece')) === 'wr',
-    'a rook',
-  );
+  const isRook = async () => (await pieceOn(page, 'a8').getAttribute('data-piece')) === 'wr';
+  await until(isRook, 'a rook');
 });
 
 tabTest('the person mates: the game is over and nobody can move', async (page) => {
@@ -301,10 +267,8 @@ tabTest('the person can be Black: the board turns and the engine begins', async 
   assert.ok(blackHome > whiteHome);
   assert.equal(await page.isDisabled('#back'), true);
   await page.click('#flip');
-  await until(
-    async () => (await pointOf(page, 'e8'))[1] < (await pointOf(page, 'e1'))[1],
-    'a turned board',
-  );
+  const isTurned = async () => (await pointOf(page, 'e8'))[1] < (await pointOf(page, 'e1'))[1];
+  await until(isTurned, 'a turned board');
 });
 
 tabTest('"move now" ends the thinking and plays', async (page) => {
@@ -352,7 +316,7 @@ tabTest('a killed engine is started again and the analysis goes on', async (page
   const [pid] = engines();
   await untilBusy(pid);
   process.kill(pid, 'SIGKILL');
-  await see(page, '.message', /has been started again and goes on/);
+  await see(page, '.message', /stopped and was restarted; the search goes on/);
   await until(() => engines().length === 1 && engines()[0] !== pid, 'another engine');
   await untilBusy(engines()[0]);
   await see(page, '#lines .line', /^1\. \S+/);
@@ -369,57 +333,51 @@ tabTest('an engine that is killed while it owes a move gives it after all', asyn
   await see(page, '#status', 'Your move (White)');
 });
 
-tabTest(
-  'two tabs play two games with two engines, and an engine ends with its tab',
-  async (page, { open }) => {
-    const other = await open();
-    await until(() => engines().length === 2, 'two engines');
-    await newGame(page);
-    await newGame(other, { side: 'b' });
-    await click(page, 'a2', 'a4');
-    await waitMoves(page, 2);
-    await waitMoves(other, 1);
-    assert.equal((await movesOf(page))[0], 'a4');
-    assert.equal((await movesOf(other)).length, 1);
-    await other.close();
-    await until(() => engines().length === 1, 'one engine');
-    await click(page, 'h2', 'h4');
-    await waitMoves(page, 4);
-  },
-);
+tabTest('two tabs have two games and engines, which end with them', async (page, { open }) => {
+  const other = await open();
+  await until(() => engines().length === 2, 'two engines');
+  await newGame(page);
+  await newGame(other, { side: 'b' });
+  await click(page, 'a2', 'a4');
+  await waitMoves(page, 2);
+  await waitMoves(other, 1);
+  assert.equal((await movesOf(page))[0], 'a4');
+  assert.equal((await movesOf(other)).length, 1);
+  await other.close();
+  await until(() => engines().length === 1, 'one engine');
+  await click(page, 'h2', 'h4');
+  await waitMoves(page, 4);
+});
 
-tabTest(
-  'take back undoes both moves in a game, one in analysis, and what it cost comes back',
-  async (page) => {
-    await newGame(page);
-    await click(page, 'e2', 'e4');
-    await waitMoves(page, 2);
-    await page.click('#back');
-    await seeMoves(page, []);
-    await pieceOn(page, 'e2').waitFor();
-    await page.click('#mode-analyse');
-    await page.click('#go');
-    for (const [i, squares] of [
-      ['e2', 'e4'],
-      ['e7', 'e5'],
-      ['g1', 'f3'],
-    ].entries()) {
-      // A click that falls into the change of the mode is lost; a person clicks again.
-      await until(async () => {
-        if ((await movesOf(page)).length > i) return true;
-        await click(page, ...squares);
-        return false;
-      }, `the move ${squares}`);
-    }
-    await page.click('#back');
-    await seeMoves(page, ['e4', 'e5']);
-    await page.click('#first');
-    await click(page, 'd2', 'd4');
-    await seeMoves(page, ['d4']);
-    await page.click('.message button:has-text("Undo") >> nth=-1');
-    await seeMoves(page, ['e4', 'e5']);
-  },
-);
+tabTest('take back undoes both moves in a game, one in analysis', async (page) => {
+  await newGame(page);
+  await click(page, 'e2', 'e4');
+  await waitMoves(page, 2);
+  await page.click('#back');
+  await seeMoves(page, []);
+  await pieceOn(page, 'e2').waitFor();
+  await page.click('#mode-analyse');
+  await page.click('#go');
+  for (const [i, squares] of [
+    ['e2', 'e4'],
+    ['e7', 'e5'],
+    ['g1', 'f3'],
+  ].entries()) {
+    // A click that falls into the change of the mode is lost; a person clicks again.
+    await until(async () => {
+      if ((await movesOf(page)).length > i) return true;
+      await click(page, ...squares);
+      return false;
+    }, `the move ${squares}`);
+  }
+  await page.click('#back');
+  await seeMoves(page, ['e4', 'e5']);
+  await page.click('#first');
+  await click(page, 'd2', 'd4');
+  await seeMoves(page, ['d4']);
+  await page.click('.message button:has-text("Undo") >> nth=-1');
+  await seeMoves(page, ['e4', 'e5']);
+});
 
 const pgn = `[Event "Opera"]
 [White "Morphy"]
@@ -440,17 +398,14 @@ tabTest('a PGN is read, clicked through and given back; FEN too', async (page, {
   await see(page, '#player-bottom .name', 'Morphy');
   await page.click('#moves button >> nth=4');
   // After 3. d4, written down by hand.
-  assert.equal(
-    await fenOf(page),
-    'rnbqkbnr/ppp2ppp/3p4/4p3/3PP3/5N2/PPP2PPP/RNBQKB1R b KQkq - 0 3',
-  );
+  const fen = 'rnbqkbnr/ppp2ppp/3p4/4p3/3PP3/5N2/PPP2PPP/RNBQKB1R b KQkq - 0 3';
+  assert.equal(await fenOf(page), fen);
   await page.keyboard.press('ArrowRight');
   assert.equal(await pieceOn(page, 'g4').getAttribute('data-piece'), 'bb');
   await page.click('#exchange');
   const [download] = await Promise.all([page.waitForEvent('download'), page.click('#pgn-save')]);
-  const saved = new Chess();
-  saved.loadPgn(fs.readFileSync(await download.path(), 'utf8'));
-  const original = new Chess();
+  const [saved, original] = [new Chess(), new Chess()];
+  saved.loadPgn(read(await download.path()));
   original.loadPgn(pgn);
   assert.deepEqual(saved.history(), original.history());
   const { White: white, Result: result } = saved.getHeaders();
@@ -468,24 +423,18 @@ tabTest('bad FEN and PGN get a clear message and the game stays', async (page) =
   await waitMoves(page, 2);
   const before = await movesOf(page);
   await page.click('#exchange');
-  for (const [fen, message] of [
-    ['hello', /six fields/],
-    ['8/8/8/8/8/8/8/8 w - - 0 1', /king/],
-    ['4k3/4R3/8/8/8/8/8/4K3 w - - 0 1', /Black is in check/],
-    ['<img src=x onerror=alert(1)> w - - 0 1', /FEN/],
+  for (const [field, button, text, message] of [
+    ['#fen', '#fen-set', 'hello', /six fields/],
+    ['#fen', '#fen-set', '8/8/8/8/8/8/8/8 w - - 0 1', /king/],
+    ['#fen', '#fen-set', '4k3/4R3/8/8/8/8/8/4K3 w - - 0 1', /Black is in check/],
+    ['#fen', '#fen-set', '<img src=x onerror=alert(1)> w - - 0 1', /FEN/],
+    ['#pgn', '#pgn-load', '', /no game/],
+    ['#pgn', '#pgn-load', '1. e4 e5 2. Ke3', /Ke3/],
+    ['#pgn', '#pgn-load', '[Event "x"', /./],
+    ['#pgn', '#pgn-load', '{never closed 1. e4', /./],
   ]) {
-    await page.fill('#fen', fen);
-    await page.click('#fen-set');
-    assert.match(await page.textContent('#exchange-error'), message, fen);
-  }
-  for (const [text, message] of [
-    ['', /no game/],
-    ['1. e4 e5 2. Ke3', /Ke3/],
-    ['[Event "x"', /./],
-    ['{never closed 1. e4', /./],
-  ]) {
-    await page.fill('#pgn', text);
-    await page.click('#pgn-load');
+    await page.fill(field, text);
+    await page.click(button);
     assert.match(await page.textContent('#exchange-error'), message, text);
     assert.equal(await page.isVisible('#exchange-error'), true);
   }
@@ -493,7 +442,7 @@ tabTest('bad FEN and PGN get a clear message and the game stays', async (page) =
   assert.deepEqual(await movesOf(page), before);
   await page.fill('#typed', 'Ke5');
   await page.press('#typed', 'Enter');
-  await see(page, '.message', 'Ke5 is no legal move here');
+  await see(page, '.message', 'Ke5 is not a legal move');
   assert.deepEqual(await movesOf(page), before);
 });
 
@@ -536,16 +485,11 @@ tabTest('a whole game gets its scores, and the graph goes where it is clicked', 
   await page.click('#pgn-load');
   await waitMoves(page, 4);
   await page.click('#review');
-  await see(page, '.message', 'The whole game has its scores now');
-  const scores = await page
-    .locator('#moves small')
-    .evaluateAll((all) => all.map((one) => one.textContent));
+  await see(page, '.message', 'Every position of the game has a score');
+  const scores = await page.locator('#moves small').allTextContents();
   // Qh4 mates: one move before the end the count is known by the rules.
   assert.equal(scores[2], '\u2212M1');
-  assert.ok(
-    scores.slice(0, 2).every((score) => /^[+\u2212]?\d/.test(score)),
-    String(scores),
-  );
+  for (const score of scores.slice(0, 2)) assert.match(score, /^[+\u2212]?\d/);
   const { x, y, width, height } = await page.locator('#graph').boundingBox();
   await page.mouse.click(x + 1, y + height / 2);
   assert.equal(await page.locator('#moves [aria-current]').count(), 0);

@@ -57,7 +57,8 @@ test('the time is that of the line since which no other move was shown', async (
   for (const [operations, shown, time] of [
     ['bm e4;', lines, 30], ['am d4;', lines, 30], ['bm d4;', lines, null],
     // A mate is solved when it is short enough.
-    ['dm 3;', mates, 20], ['dm 5;', mates, 10], ['dm 2;', mates, null], ['bm d4; dm 3;', mates, null],
+    ['dm 3;', mates, 20], ['dm 5;', mates, 10], ['dm 2;', mates, null], ['bm d4; dm 3;', mates,
+      null],
   ]) {
     const result = await play(operations, shown, 'e2e4');
     assert.deepEqual([result.isSolved, result.time], [time !== null, time], operations);
@@ -309,7 +310,9 @@ for (const [name, least] of [['tactics', 100], ['mates', 40]]) {
   test(`the suite of ${name} has different positions with one best move each`, () => {
     const all = readSuite(read(path.join(root, 'data', 'suites', `${name}.epd`)), assert.fail);
     assert.ok(all.length >= least);
-    for (const key of ['fen', 'id']) assert.equal(new Set(all.map((one) => one[key])).size, all.length);
+    for (const key of ['fen', 'id']) {
+      assert.equal(new Set(all.map((one) => one[key])).size, all.length);
+    }
     for (const { id, fen, operations, task } of all) {
       assert.equal(task.best.size, 1, id);
       assert.ok(Number(operations.get('acd')) >= 25, id);

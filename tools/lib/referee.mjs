@@ -115,8 +115,8 @@ export async function playGame({
     if (!playUci(chess, reply.best)) return over(loss, endings.illegal, reply.best);
     chess.setComment(comment(reply.info, used));
     if (late > own) {
-      const time = `${used.toFixed(1)} of ${clocks[side].toFixed(1)} ms, held up ${held.toFixed(1)}`;
-      return over(loss, endings.time, time);
+      const times = [used, clocks[side], held].map((time) => time.toFixed(1));
+      return over(loss, endings.time, `${times[0]} of ${times[1]} ms, held up ${times[2]}`);
     }
     moves.push(reply.best);
     clocks[side] = Math.max(0, clocks[side] - used) + increment;

@@ -87,7 +87,8 @@ export class Engine {
     });
     // The end of the process is noticed by `ended`.
     this.child.stdin.on('error', () => {});
-    /** Settles when the process has ended and its output is read: { status, signal } or { error }. */
+    /** Settles when the process has ended and its output is read, with { status, signal } or
+     *  { error }. */
     this.ended = new Promise((resolve) => {
       this.child.on('error', (error) => resolve({ error }));
       this.child.on('close', (status, signal) => resolve({ status, signal }));

@@ -27,6 +27,9 @@ import { Link } from './link.mjs';
 import { fromMover, scoreText, scoreWords, whiteShare } from './score.mjs';
 
 const $ = (id) => document.getElementById(id);
+/** A new element. */
+const make = (name, className = '', text = '') =>
+  Object.assign(document.createElement(name), { className, textContent: text });
 const assets = '/node_modules/cm-chessboard/assets/';
 const markers = {
   played: { class: 'marker-played', slice: 'markerSquare' },
@@ -67,15 +70,12 @@ let engineName = 'Quillon';
  *  @param {{isBad?: boolean, label?: string, act?: () => void}} [more] a button and what it does; a
  *      message with a button stays longer */
 function say(text, { isBad = false, label, act } = {}) {
-  const message = document.createElement('div');
-  message.className = isBad ? 'message is-bad' : 'message';
+  const message = make('div', isBad ? 'message is-bad' : 'message', text);
   if (isBad) message.setAttribute('role', 'alert');
-  message.append(text);
   const remove = () => message.remove();
   if (label) {
-    const button = document.createElement('button');
+    const button = make('button', '', label);
     button.type = 'button';
-    button.textContent = label;
     button.addEventListener('click', () => {
       remove();
       act();
@@ -88,12 +88,21 @@ function say(text, { isBad = false, label, act } = {}) {
   return remove;
 }
 
+/** The state as it survives JSON, and back. */
+function snapshot() {
+  const { game, clock, ...others } = state;
+  return { ...others, game: game.record, clock: clock?.record ?? null };
+}
+
+function revert(kept) {
+  const clock = kept.clock && Clock.fromRecord(kept.clock);
+  Object.assign(state, kept, { game: Game.fromRecord(kept.game), clock });
+}
+
 /** A tab keeps its game when it is loaded again. */
 function save() {
-  const { game, clock, ...others } = state;
-  const kept = { ...others, game: game.record, clock: clock?.record ?? null };
   try {
-    sessionStorage.setItem('board', JSON.stringify(kept));
+    sessionStorage.setItem('board', JSON.stringify(snapshot()));
   } catch {
     // Without a store the game is lost with the page, and the rest works.
   }
@@ -102,10 +111,7 @@ function save() {
 function restore() {
   try {
     const kept = JSON.parse(sessionStorage.getItem('board'));
-    if (!kept) return;
-    const game = Game.fromRecord(kept.game);
-    const clock = kept.clock && Clock.fromRecord(kept.clock);
-    Object.assign(state, kept, { game, clock });
+    if (kept) revert(kept);
   } catch {
     sessionStorage.removeItem('board');
   }
@@ -219,7 +225,7 @@ function takeBest({ move }) {
     finished = key;
   } else if (!makeMove(ply, move)) {
     finished = key;
-    say(`${engineName} has no move here; take back or start a new game.`, { isBad: true });
+    say(`${engineName} has no move; take back or start a new game.`, { isBad: true });
   } else if (line?.first === move && !game.endingAt(ply + 1)) {
     game.scores[ply + 1] = scoreAfter(line.score, game.turnAt(ply));
   }
@@ -235,9 +241,9 @@ function takeEngineState({ state: news, name, text }) {
   if (news === 'restarting') {
     setPill('restarting …', true);
   } else if (isFailed) {
-    setPill('engine has ended', true);
+    setPill('engine stopped', true);
     const again = () => link.send({ type: 'restart' });
-    forgetFailure = say(`The engine keeps ending: ${text}.`, {
+    forgetFailure = say(`The engine keeps stopping: ${text}.`, {
       isBad: true,
       label: 'Start again',
       act: again,
@@ -245,8 +251,7 @@ function takeEngineState({ state: news, name, text }) {
   } else {
     setPill(engineName);
     if (news === 'restarted') {
-      const isGoingOn = search ? ' and goes on' : '';
-      say(`${engineName} had ended and has been started again${isGoingOn}.`);
+      say(`${engineName} stopped and was restarted${search ? '; the search goes on' : ''}.`);
     }
   }
   render();
@@ -264,7 +269,7 @@ function takeMessage(message) {
       if (message.id === search?.id) takeBest(message);
       break;
     case 'error':
-      say(`The board's server says: ${message.text}.`, { isBad: true });
+      say(`The server reports: ${message.text}.`, { isBad: true });
       break;
     default: // of a newer server
   }
@@ -347,22 +352,12 @@ function personMoves(move) {
   return true;
 }
 
-const countMoves = (plies) => (plies === 1 ? 'the move that stood there' : `${plies} half-moves`);
-
-function snapshot() {
-  const { game, cursor, mode, person, pace, clock, isAnalysing, isTurned } = state;
-  const kept = { cursor, mode, person, pace, isAnalysing, isTurned };
-  return { ...kept, record: game.record, clock: clock?.record ?? null };
-}
+const countMoves = (plies) => (plies === 1 ? 'the move that was there' : `${plies} half-moves`);
 
 function offerUndo(text, before) {
-  const { record, clock, ...others } = before;
   const act = () => {
     review = null;
-    Object.assign(state, others, {
-      game: Game.fromRecord(record),
-      clock: clock && Clock.fromRecord(clock),
-    });
+    revert({ ...before, isShowing: state.isShowing });
     finished = null;
     runClock();
     changed();
@@ -392,7 +387,7 @@ function takeBack() {
     clock.set(game.moves.at(-1)?.clocks ?? { w: clock.base, b: clock.base });
     runClock();
   }
-  if (before) offerUndo(`${count} half-moves are taken back.`, before);
+  if (before) offerUndo(`Took back ${count} half-moves.`, before);
   changed();
 }
 
@@ -415,44 +410,32 @@ function tagsOf({ person, pace }) {
   return tags;
 }
 
-function startGame({ person, pace, fen }) {
-  const before = state.game.length ? snapshot() : null;
-  const game = new Game(fen, tagsOf({ person, pace }));
-  const clock =
-    pace.kind === 'clock'
-      ? new Clock({ base: pace.minutes * 60000, increment: pace.increment * 1000 })
-      : null;
+/** Begins with another game, and offers the one before. */
+function replaceGame(text, settings) {
+  const before = state.game.length || settings.mode === 'analyse' ? snapshot() : null;
   review = null;
   finished = null;
   thinking = null;
   stats = {};
-  Object.assign(state, {
-    game,
-    clock,
-    person,
-    pace,
-    cursor: 0,
-    mode: 'play',
-    isTurned: person === 'b',
-  });
+  Object.assign(state, settings);
   link.send({ type: 'newgame' });
-  if (before) offerUndo('A new game.', before);
+  if (before) offerUndo(text, before);
   changed();
+}
+
+function startGame({ person, pace, fen }) {
+  const game = new Game(fen, tagsOf({ person, pace }));
+  const times = { base: pace.minutes * 60000, increment: pace.increment * 1000 };
+  const clock = pace.kind === 'clock' ? new Clock(times) : null;
+  const isTurned = person === 'b';
+  replaceGame('A new game.', { game, clock, person, pace, cursor: 0, mode: 'play', isTurned });
 }
 
 /** Takes a game or a position that came from outside, for analysis. */
 function loadGame(game, text) {
-  const before = snapshot();
-  review = null;
-  finished = null;
-  thinking = null;
-  stats = {};
   // Nothing begins to think by itself that didn't before.
   const isAnalysing = state.mode === 'analyse' && state.isAnalysing;
-  Object.assign(state, { game, clock: null, cursor: game.length, mode: 'analyse', isAnalysing });
-  link.send({ type: 'newgame' });
-  offerUndo(text, before);
-  changed();
+  replaceGame(text, { game, clock: null, cursor: game.length, mode: 'analyse', isAnalysing });
 }
 
 function setMode(mode) {
@@ -497,7 +480,7 @@ function reviewNext() {
   while (review.ply <= game.length && game.endingAt(review.ply)?.isFinal);
   if (review.ply > game.length) {
     review = null;
-    say('The whole game has its scores now.');
+    say('Every position of the game has a score.');
   } else {
     state.cursor = review.ply;
   }
@@ -611,30 +594,18 @@ function renderEngine() {
   const lines = isOwn ? thinking.lines : [];
   $('lines').replaceChildren(...lines.map(lineElement));
   if (!lines.length) {
-    const empty = document.createElement('li');
-    empty.className = 'empty';
-    empty.textContent = isOwn ? 'Lines begin at depth 10.' : 'The engine rests.';
-    $('lines').append(empty);
+    $('lines').append(make('li', 'empty', isOwn ? 'Lines begin at depth 10.' : 'Engine idle.'));
   }
   graph.draw(isShowing ? game.scores : [], game.length, cursor);
   renderArrow();
 }
 
 function lineElement({ depth, score, text }) {
-  const element = document.createElement('li');
+  const element = make('li');
   element.title = text;
   // Castling isn't broken at its hyphen.
-  const line = text.replaceAll('-', '\u2011');
-  for (const [name, content] of [
-    ['depth', depth],
-    ['worth', scoreText(score)],
-    ['line', line],
-  ]) {
-    const part = document.createElement('span');
-    part.className = name;
-    part.textContent = content;
-    element.append(part);
-  }
+  const parts = { depth, worth: scoreText(score), line: text.replaceAll('-', '\u2011') };
+  for (const [name, content] of Object.entries(parts)) element.append(make('span', name, content));
   return element;
 }
 
@@ -653,27 +624,19 @@ function renderMoves() {
     game.moves.forEach(({ san }, index) => {
       const isFirst = (index + offset) % 2 === 0;
       if (isFirst || !rows.length) {
-        const row = document.createElement('li');
-        const number = document.createElement('span');
-        number.className = 'number';
-        number.textContent = `${firstNumber + Math.floor((index + offset) / 2)}.`;
-        row.append(number);
-        if (!isFirst) row.append(document.createElement('span'));
+        const row = make('li');
+        row.append(make('span', 'number', `${firstNumber + Math.floor((index + offset) / 2)}.`));
+        if (!isFirst) row.append(make('span'));
         rows.push(row);
       }
-      const button = document.createElement('button');
+      const button = make('button', '', san);
       button.type = 'button';
-      button.append(san, document.createElement('small'));
+      button.append(make('small'));
       button.addEventListener('click', () => goTo(index + 1));
       moveButtons[index] = button;
       rows.at(-1).append(button);
     });
-    if (!rows.length) {
-      const empty = document.createElement('li');
-      empty.className = 'nothing';
-      empty.textContent = 'No moves yet.';
-      rows.push(empty);
-    }
+    if (!rows.length) rows.push(make('li', 'nothing', 'No moves yet.'));
     $('moves').replaceChildren(...rows);
   }
   moveButtons.forEach((button, index) => {
@@ -739,7 +702,7 @@ function statusText() {
   if (mode === 'analyse') {
     return search ? `${turn} to move, analysing …` : `${turn} to move`;
   }
-  if (!isAtEnd()) return 'An earlier position; the last one is played on';
+  if (!isAtEnd()) return 'An earlier position; the game goes on from the last one';
   if (game.turnAt(cursor) === person) return `Your move (${turn})`;
   return search ? `${engineName} is thinking …` : `Waiting for ${engineName} …`;
 }
@@ -756,25 +719,26 @@ function renderControls() {
   $('mode-play').setAttribute('aria-pressed', String(mode === 'play'));
   $('mode-analyse').setAttribute('aria-pressed', String(mode === 'analyse'));
   $('pace').textContent = paceText();
-  const isBusy =
-    Boolean(review) || (mode === 'play' ? Boolean(search) : Boolean(search) && isAnalysing);
-  const label = review ? 'Stop' : mode === 'play' ? 'Move now' : isBusy ? 'Stop' : 'Go';
+  const isBusy = Boolean(review || (search && (mode === 'play' || isAnalysing)));
+  const label = mode === 'play' && !review ? 'Move now' : isBusy ? 'Stop' : 'Go';
   $('go').querySelector('span').textContent = label;
-  $('go')
-    .querySelector('use')
-    .setAttribute('href', label === 'Stop' ? '#icon-stop' : '#icon-go');
-  const isUseless = mode === 'play' ? !isBusy : !isBusy && game.endingAt(cursor)?.isFinal;
-  $('go').disabled = Boolean(isUseless);
-  $('first').disabled = cursor === 0;
-  $('prev').disabled = cursor === 0;
-  $('next').disabled = isAtEnd();
-  $('last').disabled = isAtEnd();
-  $('back').disabled = Boolean(review) || !takeBackCount();
+  const icon = label === 'Stop' ? '#icon-stop' : '#icon-go';
+  $('go').querySelector('use').setAttribute('href', icon);
   $('resign').hidden = mode !== 'play';
-  $('resign').disabled = Boolean(game.ending) || !game.length;
   $('review').hidden = mode !== 'analyse';
-  $('review').disabled = Boolean(review) || !game.length;
-  $('typed').disabled = !movable();
+  for (const [id, isDisabled] of Object.entries({
+    go: !isBusy && (mode === 'play' || game.endingAt(cursor)?.isFinal),
+    first: cursor === 0,
+    prev: cursor === 0,
+    next: isAtEnd(),
+    last: isAtEnd(),
+    back: review || !takeBackCount(),
+    resign: game.ending || !game.length,
+    review: review || !game.length,
+    typed: !movable(),
+  })) {
+    $(id).disabled = Boolean(isDisabled);
+  }
   $('show-lines').checked = state.isShowing;
 }
 
@@ -862,7 +826,7 @@ $('type-move').addEventListener('submit', (event) => {
   if (move && personMoves(move)) {
     field.value = '';
   } else if (field.value.trim()) {
-    say(`${field.value.trim()} is no legal move here.`, { isBad: true });
+    say(`${field.value.trim()} is not a legal move.`, { isBad: true });
     field.select();
   }
 });
@@ -928,12 +892,12 @@ document.addEventListener('keydown', (event) => {
 // Dialogs
 
 const newForm = $('new-game').querySelector('form');
+const paceFields = ['seconds', 'minutes', 'increment', 'depth'];
 
 function openNewGame() {
   const { pace, person } = state;
   const { elements } = newForm;
-  for (const name of ['seconds', 'minutes', 'increment', 'depth'])
-    elements[name].value = pace[name];
+  for (const name of paceFields) elements[name].value = pace[name];
   elements.pace.value = pace.kind;
   if (elements.side.value !== 'random') elements.side.value = person;
   elements.from.value = 'start';
@@ -955,18 +919,13 @@ newForm.addEventListener('change', showPace);
 $('new-game').addEventListener('close', () => {
   if ($('new-game').returnValue !== 'start') return;
   const { elements } = newForm;
-  const number = (name) => Number(elements[name].value);
-  const side = elements.side.value;
+  const [side, from] = [elements.side.value, elements.from.value];
+  const pace = { kind: elements.pace.value };
+  for (const name of paceFields) pace[name] = Number(elements[name].value);
   startGame({
     person: side === 'random' ? (Math.random() < 0.5 ? 'w' : 'b') : side,
-    pace: {
-      kind: elements.pace.value,
-      seconds: number('seconds'),
-      minutes: number('minutes'),
-      increment: number('increment'),
-      depth: number('depth'),
-    },
-    fen: elements.from.value === 'here' ? state.game.fenAt(state.cursor) : undefined,
+    pace,
+    fen: from === 'here' ? state.game.fenAt(state.cursor) : undefined,
   });
 });
 
@@ -998,7 +957,7 @@ function readInto(read) {
 }
 
 function setFen() {
-  readInto(() => ({ game: new Game(readFen($('fen').value)), text: 'The position is set.' }));
+  readInto(() => ({ game: new Game(readFen($('fen').value)), text: 'Position set.' }));
 }
 
 $('fen-set').addEventListener('click', setFen);
@@ -1011,7 +970,7 @@ $('pgn-load').addEventListener('click', () => {
   readInto(() => {
     const text = $('pgn').value;
     const count = splitPgn(text).length;
-    const which = count > 1 ? `The first of ${count} games is read.` : 'The game is read.';
+    const which = count > 1 ? `Loaded the first of ${count} games.` : 'Game loaded.';
     return { game: Game.fromPgn(text), text: which };
   });
 });
@@ -1029,10 +988,9 @@ $('fen-copy').addEventListener('click', () => copy($('fen')));
 $('pgn-copy').addEventListener('click', () => copy($('pgn')));
 
 $('pgn-save').addEventListener('click', () => {
-  const anchor = document.createElement('a');
-  anchor.href = URL.createObjectURL(
-    new Blob([$('pgn').value], { type: 'application/x-chess-pgn' }),
-  );
+  const anchor = make('a');
+  const blob = new Blob([$('pgn').value], { type: 'application/x-chess-pgn' });
+  anchor.href = URL.createObjectURL(blob);
   anchor.download = `quillon-${today().replaceAll('.', '-')}.pgn`;
   anchor.click();
   setTimeout(() => URL.revokeObjectURL(anchor.href), 10000);

@@ -145,7 +145,7 @@ void initEvaluation(positionStruct* position)
     position->gamePhase = static_cast<i16>(phase);
 }
 
-template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
+template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct* position)
 {
     assert(ply > 0 && ply < NOFPLIES);
     constexpr int them = us ^ 1;
@@ -197,8 +197,8 @@ template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct*
     }
 }
 
-template void updateEvaluation<WHITE>(u8 ply, moveStruct move, positionStruct* position);
-template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<WHITE>(int ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<BLACK>(int ply, moveStruct move, positionStruct* position);
 
 
 // Evaluation terms

@@ -39,23 +39,24 @@ namespace
 constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
 
 /// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
-constexpr int enPassantLanding(int to, int us)
+constexpr u8 enPassantLanding(int to, int us)
 {
-    return us == WHITE ? to + 8 : to - 8;
+    return static_cast<u8>(us == WHITE ? to + 8 : to - 8);
 }
 
 /// The rook's squares of a castling move.
 struct castlingRook
 {
-    int from;
-    int to;
+    u8 from;
+    u8 to;
 };
 
 /// Counted from the king's squares, so that one rule serves both colours.
 constexpr castlingRook castlingRookOf(moveStruct move)
 {
-    if (move.kind == KINDCASTLEKING) return {move.from + 3, move.to - 1};
-    return {move.from - 4, move.to + 1};
+    if (move.kind == KINDCASTLEKING)
+        return {static_cast<u8>(move.from + 3), static_cast<u8>(move.to - 1)};
+    return {static_cast<u8>(move.from - 4), static_cast<u8>(move.to + 1)};
 }
 
 /// The castling rights that a move ends. A king or rook that leaves its first square ends its own
@@ -113,7 +114,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
     // Before any change: it reads the mover and the captured piece from the board.
-    updateEvaluation<us>(static_cast<u8>(ply), move, position);
+    updateEvaluation<us>(ply, move, position);
 
     child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
@@ -209,9 +210,10 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = static_cast<i16>(child.savedHalfMoveClock);
-    restoreEvaluation(static_cast<u8>(ply), position);
+    restoreEvaluation(ply, position);
 
-    const int landing = move.kind == KINDENPASSANT ? enPassantLanding(move.to, us) : int{move.to};
+    u8 landing = move.to;
+    if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
     const u8 arrived = position->board[landing];
     u8 mover = arrived;
     if (move.kind != KINDPLAIN)
@@ -435,7 +437,8 @@ constexpr u32 byBoth = 0x101;
 /// the bytes above borrow, and what a target adds gives it back.
 constexpr u32 moveBase(int from, int score, int kind = KINDPLAIN)
 {
-    return static_cast<u32>(from + kind * 0x10000 + score * 0x1000000);
+    return static_cast<u32>(from) + (static_cast<u32>(kind) << 16) +
+           (static_cast<u32>(score) << 24);
 }
 
 /// The writer for any processor.
@@ -452,7 +455,7 @@ struct plainWriter
     {
         while (targets)
         {
-            const u32 to = takeLowest(targets);
+            const u8 to = takeLowest(targets);
             *moves++ = wordMove(to * step + base + moveBase(0, position->board[to] * 8));
         }
         return moves;

@@ -16,6 +16,7 @@
 #include "move.h"
 
 #include <array>
+#include <cassert>
 #include <numeric>
 #include <utility>
 
@@ -37,6 +38,32 @@ namespace
 {
 
 constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
+
+// Contracts. The console plays the moves of `position` on GPS as they are written, even if they
+// make no sense as chess. So what is asserted about pieces holds for every other position:
+// makePlayable has accepted its root, and its moves come from a list or have passed isLegalMove.
+
+[[maybe_unused]] bool isPieceOf(int colour, int code, const positionStruct* position)
+{
+    return position == GPS || (code >= PAWN && code < NOFPIECECODES && (code & 1) == colour);
+}
+
+/// Whether board and bitboards agree on `squares`. One call in a thousand compares the whole board.
+[[maybe_unused]] bool boardsAgree(u64 squares, const positionStruct* position)
+{
+    if (position == GPS) return true;
+    if (position->hashKey % 1024 == 0) return isBoardStructOK(position);
+    while (squares)
+    {
+        const int square = takeLowest(squares);
+        const int code = position->board[square];
+        const bool agrees =
+            code == NOPIECE ? !(allMen(position) & bit(square))
+                            : (position->pieceBB[code] & position->pieceBB[code & 1] & bit(square));
+        if (!agrees) return false;
+    }
+    return true;
+}
 
 /// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
 constexpr u8 enPassantLanding(int to, int us)
@@ -101,8 +128,12 @@ int rightsLost(moveStruct move, int mover, int rights)
 template <int us>
 bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
 {
+    assert(ply > 0 && ply < NOFPLIES);
+    assert(position->sideToMove == us);
+    assert(position->keyIndex >= 0 && position->keyIndex < KEYHISTORYSIZE);
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
+    assert((move.from | move.to) < NOFSQUARES && move.kind <= KINDCASTLEQUEEN);
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
@@ -111,6 +142,9 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
 
     const u8 mover = position->board[move.from];
     const u8 captured = position->board[move.to];
+    assert(isPieceOf(us, mover, position));
+    assert(captured == NOPIECE || isPieceOf(them, captured, position));
+    assert(!isKing(captured) || position == GPS);
     const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
     // Before any change: it reads the mover and the captured piece from the board.
@@ -151,6 +185,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
             // The rook alone; the king moves below like any piece.
             const castlingRook rook = castlingRookOf(move);
             constexpr u8 code = ROOK + us;
+            assert(position == GPS || (isKing(mover) && position->board[rook.from] == code));
             position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
             position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
             position->board[rook.from] = NOPIECE;
@@ -161,6 +196,8 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
         {
             position->board[move.to] = NOPIECE;
             landing = enPassantLanding(move.to, us);
+            assert(landing < NOFSQUARES);
+            assert(position == GPS || position->board[landing] == NOPIECE);
         }
         else
             arriving = static_cast<u8>(move.kind + us);
@@ -195,12 +232,16 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     position->keyHistory[position->keyIndex++] = key;
     position->halfMoveClock = static_cast<i16>(clock);
     position->sideToMove = them;
+    assert(boardsAgree(bit(move.from) | bit(move.to) | bit(landing), position));
     return true;
 }
 
 template <int us>
 void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position)
 {
+    assert(ply > 0 && ply < NOFPLIES);
+    assert(position->sideToMove == (us ^ 1));
+    assert(position->keyIndex > 0);
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     const plyStruct& child = position->plies[ply];
@@ -215,6 +256,8 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     u8 landing = move.to;
     if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
     const u8 arrived = position->board[landing];
+    assert(isPieceOf(us, arrived, position));
+    assert(position == GPS || position->board[move.from] == NOPIECE);
     u8 mover = arrived;
     if (move.kind != KINDPLAIN)
     {
@@ -245,6 +288,7 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
         position->pieceBB[captured] ^= bit(move.to);
         position->pieceBB[them] ^= bit(move.to);
     }
+    assert(boardsAgree(bit(move.from) | bit(move.to) | bit(landing), position));
 }
 
 template bool makeMoveOf<WHITE>(int, const moveStruct*, positionStruct*, bool);
@@ -259,6 +303,7 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 {
     const u8 us = position->sideToMove;
     const u8 them = us ^ 1;
+    assert(position->pieceBB[KING + us] && isPieceOf(us, position->board[move->from], position));
     const u64 from = bit(move->from);
     const u64 to = bit(move->to);
 
@@ -376,6 +421,7 @@ bool canBeUnmade(moveStruct move, int type, int us)
 bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* position,
                  bool pseudoOnly)
 {
+    assert(ply >= 0 && ply < NOFPLIES);
     const moveStruct move = *movePointer;
     if (moveWord(move) == 0) return false;
     if ((move.from | move.to) >= NOFSQUARES || move.kind > KINDCASTLEQUEEN) return false;
@@ -433,6 +479,10 @@ namespace
 constexpr u32 byTo = 0x100;
 constexpr u32 byBoth = 0x101;
 
+/// A piece has at most 27 targets, and the pawns have at most one target each, on squares without a
+/// pawn.
+constexpr int mostTargets = 32;
+
 /// What the words of moves to several targets have in common. `from` and `score` may be negative:
 /// the bytes above borrow, and what a target adds gives it back.
 constexpr u32 moveBase(int from, int score, int kind = KINDPLAIN)
@@ -446,6 +496,7 @@ struct plainWriter
 {
     static moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
     {
+        assert(popcount(targets) <= mostTargets);
         while (targets) *moves++ = wordMove(takeLowest(targets) * step + base);
         return moves;
     }
@@ -453,6 +504,7 @@ struct plainWriter
     static moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
                                       const positionStruct* position)
     {
+        assert(popcount(targets) <= mostTargets);
         while (targets)
         {
             const u8 to = takeLowest(targets);
@@ -473,6 +525,7 @@ struct avx512Writer
 {
     static moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
     {
+        assert(popcount(targets) <= mostTargets);
         const int count = popcount(targets);
         const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
         __m256i squares = packSquares(targets);
@@ -488,6 +541,7 @@ struct avx512Writer
     static moveStruct* appendCaptures(moveStruct* moves, u64 targets, u32 step, u32 base,
                                       const positionStruct* position)
     {
+        assert(popcount(targets) <= mostTargets);
         // Most pieces have nothing to capture.
         if (!targets) return moves;
 
@@ -508,8 +562,7 @@ struct avx512Writer
     }
 
   private:
-    // Sets are packed into 32 bytes, the lower half of a register. That is enough: a piece has at
-    // most 27 targets, and the pawns have at most one target each, on squares without a pawn.
+    // Sets are packed into 32 bytes, the lower half of a register: enough for mostTargets.
 
     /// The squares of a set, lowest first, then zeros.
     static __m256i packSquares(u64 set)
@@ -576,6 +629,9 @@ inline moveStruct* appendPromotions(moveStruct* moves, int from, int to, int sco
 /// Ends a list at `end`, one past its last move.
 inline void closeList(int ply, moveStruct* end, positionStruct* position)
 {
+    assert(ply >= 0 && ply + 1 < NOFPLIES);
+    assert(end >= position->plies[0].moveListStart &&
+           end - position->plies[0].moveListStart <= MOVESTACKSIZE + MOVESTACKSLACK);
     position->plies[ply].moveListEnd = end;
     position->plies[ply + 1].moveListStart = end;
 }
@@ -612,6 +668,7 @@ template <int us> inline bool computePins(int ply, positionStruct* position)
 {
     constexpr int them = us ^ 1;
     const int king = kingSquareOf(us, position);
+    assert(king < NOFSQUARES);
     const u64 occupied = allMen(position);
 
     u64 sliders = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
@@ -928,7 +985,10 @@ inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* po
             const castlingRule& rule = castlingRules[us][wing];
             if ((here.castlingRights & rule.right) && !(occupied & rule.empty) &&
                 !isSquareAttacked(rule.crossed, us ^ 1, position))
+            {
+                assert(position->board[rule.kingFrom] == KING + us);
                 *moves++ = packMove(rule.kingFrom, rule.kingTo, KINDCASTLEKING + wing, 0);
+            }
         }
 
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & here.notPinned,
@@ -967,6 +1027,7 @@ template <int us> void generateRecapture(int ply, moveStruct* moves, positionStr
 {
     // After an en passant capture `to` is the emptied square, so the list is empty. En passant is
     // never a recapture: it answers a double push, which captures nothing.
+    assert(ply > 0);
     const u64 target = bit(position->plies[ply - 1].currentMove.to) & position->pieceBB[us ^ 1];
     moves = appendCapturesOf<us, captureClass::quiescence>(
         moves, target, position->pieceBB[KNIGHT + us], position);
@@ -1086,6 +1147,7 @@ template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* pos
             count -= inCheckAfterMove(ply, move, position);
         subtractIllegal(stretches.kingQuiets, end);
     }
+    assert(count <= static_cast<u32>(end - moves)); // has not gone below 0
     return count;
 }
 
@@ -1110,6 +1172,7 @@ u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position)
 
 void getBestMove(moveStruct* first, const moveStruct* end)
 {
+    assert(first < end);
     moveStruct* best = first;
     for (moveStruct* move = first + 1; move < end; ++move)
         if (move->score > best->score) best = move;
@@ -1122,6 +1185,8 @@ namespace
 /// The share of cut-offs among what a quiet move has led to, in 128ths: 0 to 128, 64 without data.
 u32 historyRatio(moveStruct move, const positionStruct* position)
 {
+    assert(isPieceOf(position->sideToMove, position->board[move.from], position));
+    assert(move.to < NOFSQUARES);
     const int piece = position->board[move.from] - PAWN;
     const u32 good = position->historyGood[piece][move.to];
     const u32 sum = good + position->historyBad[piece][move.to];
@@ -1155,6 +1220,7 @@ bool playStoredMove(int ply, moveStruct move, moveStruct* cursor, positionStruct
 bool playEvasion(int ply, moveStruct* cursor, positionStruct* position)
 {
     const plyStruct& here = position->plies[ply];
+    assert(here.inCheck);
     if (cursor == here.moveListEnd) return false;
     getBestMove(cursor, here.moveListEnd);
     if (sameMove(*cursor, here.hashMove)) return false;
@@ -1187,11 +1253,13 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
 {
     plyStruct& here = position->plies[ply];
     plyStruct& next = position->plies[ply + 1];
+    assert(cursor >= here.moveListStart && cursor <= here.moveListEnd);
 
     switch (here.pickerStage)
     {
     case stageHashMove:
         here.pickerStage = stageMakeCaptures;
+        assert(sameMove(*cursor, here.hashMove));
         // The search has tested it exactly before it took it into the list.
         return makeMove(ply + 1, cursor, position, false);
 
@@ -1213,6 +1281,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
             if (sameMove(*cursor, here.hashMove)) return false;
             if (!see(*cursor, 0, position))
             {
+                assert(next.moveListStart >= here.moveListEnd + 3);
                 *next.moveListStart++ = *cursor;
                 return false;
             }
@@ -1266,6 +1335,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
 
     case stageQuiets:
         if (cursor == here.moveListEnd) return false;
+        assert(cursor >= here.quietsStart);
         if (!skipOrdering) getBestQuiet(here, cursor, position);
         return makeMove(ply + 1, cursor, position, true);
 
@@ -1277,6 +1347,8 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
 bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int depth)
 {
     const plyStruct& here = position->plies[ply];
+
+    assert(cursor >= here.moveListStart && cursor < here.moveListEnd);
 
     // Evasions and recaptures are all played, whatever they lose.
     const bool testSee = depth <= 0 && depth > FIRSTRECAPTUREDEPTH;
@@ -1302,6 +1374,7 @@ bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int
 bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i16 threshold)
 {
     plyStruct& here = position->plies[ply];
+    assert(!here.inCheck);
 
     switch (here.pickerStage)
     {
@@ -1330,6 +1403,7 @@ bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i1
 
 void getPVFromHashTable(int ply, positionStruct* position, int depth)
 {
+    assert(ply >= 0 && ply + depth < NOFPLIES);
     int found = 0;
     for (; found < depth; ++found)
     {

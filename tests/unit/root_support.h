@@ -59,6 +59,7 @@ class Claimant : public OpenWorker
         position->rootDepth = static_cast<i16>(claimed.depth);
         position->rootDepthComplete = static_cast<u8>(claimed.isComplete);
         position->rootScore = static_cast<i16>(claimed.score);
+        position->plies[0].moveListEnd = position->plies[0].moveListStart;
         position->pvLength = static_cast<u8>(line.size() - 1);
         for (size_t ply = 0; ply < line.size(); ++ply) position->plies[ply].bestMove = line[ply];
     }

@@ -245,7 +245,9 @@ TEST_F(SearchRoot, EverySearchReadsTheClockFirstAfterTheWholeInterval)
         engine.nodeCheckInterval = interval;
         engine.maxTime = 0;
         EXPECT_EQ(lines(board) == "bestmove a1a1\n", interval == 0);
-        EXPECT_EQ(pool->position->nodes, static_cast<u64>(interval) + 1);
+        // On the way back each ply may still enter one node before it sees the stop.
+        EXPECT_GT(pool->position->nodes, static_cast<u64>(interval));
+        EXPECT_LE(pool->position->nodes, static_cast<u64>(interval) + NOFPLIES);
         EXPECT_EQ(pool->position->rootDepth > 0, interval > 0);
     }
 }

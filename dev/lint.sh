@@ -82,7 +82,8 @@ tidy()
 echo "== clang-tidy"
 listed 'src/*.cpp' 'bench/*.cpp' 'tools/*.cpp' 'tests/oracle/*.cpp' 'tests/fuzz/*.cpp' \
     'tests/unit/*.cpp' |
-    tidy -Itests/unit '-DQUILLON_SOURCE_DIR="."' '-DQUILLON_FUZZ_TARGET="fen"' || fails clang-tidy
+    tidy -Itests/unit '-DQUILLON_SOURCE_DIR="."' '-DQUILLON_FUZZ_TARGET="fen"' \
+        '-DQUILLON_EVALUATION_FILE="evaluation.txt"' || fails clang-tidy
 listed 'tests/tune/*.cpp' |
     tidy -Itests/unit '-DQUILLON_SOURCE_DIR="."' -DQUILLON_TUNE || fails clang-tidy
 

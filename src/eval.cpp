@@ -1167,6 +1167,7 @@ evalTrace evaluateTraced(positionStruct* position)
 namespace
 {
 
+// NOLINTBEGIN(bugprone-suspicious-missing-comma): sentences that take two lines
 #define TERMNAME(term, name, meaning) name,
 constexpr const char* names[] = {EVALTERMS(TERMNAME)};
 #undef TERMNAME
@@ -1174,6 +1175,7 @@ constexpr const char* names[] = {EVALTERMS(TERMNAME)};
 #define TERMMEANING(term, name, meaning) meaning,
 constexpr const char* meanings[] = {EVALTERMS(TERMMEANING)};
 #undef TERMMEANING
+// NOLINTEND(bugprone-suspicious-missing-comma)
 
 static_assert(std::size(names) == NOFEVALTERMS && std::size(meanings) == NOFEVALTERMS);
 

@@ -144,12 +144,14 @@ template <typename Row, size_t rows> constexpr TCONST combEval* firstEntry(Row (
     return firstEntry(table[0]);
 }
 
+// NOLINTBEGIN(bugprone-sizeof-expression): the size of a whole table, in entries
 #define LISTTABLE(name, shape, first, tuned, kind)                                                 \
     evalTable{#name #shape, firstEntry(name), sizeof(name) / sizeof(combEval), first, tuned, kind},
 #define LISTSQUARES(piece, index, first, tuned, kind)                                              \
     evalTable{"pieceSquareScore " #piece, pieceSquareScore[index], NOFSQUARES, first, tuned, kind},
 /// All tunable tables, in the order of the list.
 inline constexpr evalTable evalTables[] = {EVALTABLES(LISTTABLE, LISTSQUARES)};
+// NOLINTEND(bugprone-sizeof-expression)
 #undef LISTTABLE
 #undef LISTSQUARES
 

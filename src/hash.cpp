@@ -323,18 +323,18 @@ u64 controlGroupLimit(const std::string& root)
     std::ifstream groups(root + "/proc/self/cgroup");
     for (std::string line; std::getline(groups, line);)
     {
-        const size_t controllers = line.find(':') + 1;
-        const size_t path = line.find(':', controllers) + 1;
-        if (controllers == 0 || path == 0) continue;
-        const bool isVersion2 = path == controllers + 1;
-        if (!isVersion2 && line.substr(controllers, path - controllers).find("memory") == line.npos)
-            continue;
+        const size_t firstColon = line.find(':');
+        const size_t secondColon = line.find(':', firstColon + 1);
+        if (firstColon == std::string::npos || secondColon == std::string::npos) continue;
+        const std::string controllers = line.substr(firstColon + 1, secondColon - firstColon - 1);
+        const bool isVersion2 = controllers.empty();
+        if (!isVersion2 && controllers.find("memory") == std::string::npos) continue;
 
         const std::string top = root + (isVersion2 ? "/sys/fs/cgroup" : "/sys/fs/cgroup/memory");
         const std::string file = isVersion2 ? "/memory.max" : "/memory.limit_in_bytes";
-        for (std::string group = line.substr(path); !group.empty();
+        for (std::string group = line.substr(secondColon + 1); !group.empty();
              group.erase(group.find_last_of('/')))
-            readLimit(top + group + file);
+            readLimit(std::string(top).append(group).append(file));
         readLimit(top + file);
     }
     return least;

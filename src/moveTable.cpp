@@ -44,6 +44,7 @@ constexpr u64 rank8 = rank1 << 56;
 /// A direction: by how much a step rotates a bitboard left, and the edge where a ray ends.
 struct direction
 {
+    // cppcheck-suppress unusedStructMember
     int step;
     u64 edge;
 };

@@ -117,15 +117,15 @@ std::filesystem::path programFolder()
 /// Opens the first perft file that exists; a failed stream if there is none.
 std::ifstream openPerftFile()
 {
-    std::vector<std::filesystem::path> files = {perftFilename};
+    std::vector<std::filesystem::path> places = {perftFilename};
     const std::filesystem::path program = programFolder();
     if (!program.empty())
         for (const char* folder : {".", "../share/quillon", "../share/games/quillon"})
-            files.push_back(program / folder / "perft.txt");
-    files.emplace_back("perft.txt");
+            places.push_back(program / folder / "perft.txt");
+    places.emplace_back("perft.txt");
 
     std::ifstream file;
-    for (const std::filesystem::path& name : files)
+    for (const std::filesystem::path& name : places)
     {
         file.open(name);
         if (file) break;

@@ -1452,6 +1452,7 @@ constexpr int UNKNOWNPLYMOVES = 30;
 struct movesLeftRow
 {
     int fromPly;
+    // cppcheck-suppress unusedStructMember
     int moves;
 };
 constexpr movesLeftRow movesLeft[] = {{201, 15}, {81, 20}, {51, 25}, {18, 22}};
@@ -1493,8 +1494,8 @@ void calcTimeParameters()
     }
     else
     {
-        const auto row = std::find_if(std::begin(movesLeft), std::end(movesLeft),
-                                      [=](movesLeftRow r) { return gamePly >= r.fromPly; });
+        const auto* const row = std::find_if(std::begin(movesLeft), std::end(movesLeft),
+                                             [=](movesLeftRow r) { return gamePly >= r.fromPly; });
         moves = row == std::end(movesLeft) ? MOVESLEFTATFIRST : row->moves;
         engine.movesToGo = moves;
     }

@@ -299,4 +299,4 @@ void setPositionG(std::string fen, positionStruct* position);
 void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 
 /// quiescence with a probe and a store of the table around its top node.
-i16 quiescenceHash(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
+i16 quiescenceHash(u8 ply, int depth, i16 low, i16 high, positionStruct* position);

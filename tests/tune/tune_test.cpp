@@ -58,7 +58,7 @@ class Tune : public testing::Test
         texelPars.clear();
         nofTexelPars = 0;
         nofTexelThreads = 1;
-        K = scale;
+        K = scale; // cppcheck-suppress selfAssignment ; scale is what K was
     }
 
     static void hire(int n)

@@ -209,7 +209,7 @@ TEST(EvalPassed, ByRankAndByWhatIsOnTheStopSquareAndAttacksIt)
         EXPECT_EQ(whites(pawn + blocker, termPassedPawns),
                   EVALPAWNPASSED[0][0][rank] + bothFar + freePath);
         EXPECT_EQ(whites(pawn + attacker, termPassedPawns), EVALPAWNPASSED[1][1][rank] + bothFar);
-        EXPECT_EQ(whites(pawn + attacker + blocker, termPassedPawns),
+        EXPECT_EQ(whites((pawn + attacker).append(blocker), termPassedPawns),
                   EVALPAWNPASSED[0][1][rank] + bothFar);
     }
     EXPECT_EQ(whites("Kh1 Pa5 kh8 na6", termPassedPawns),

@@ -30,7 +30,7 @@ class Lists
     }
 
   private:
-    moveStruct slots[32 + 8]; // a writer may write whole groups of eight
+    moveStruct slots[32 + 8] = {}; // a writer may write whole groups of eight
     std::vector<u32> words;
 };
 
@@ -62,7 +62,7 @@ TEST(MoveListWriter, AMoveIsItsSquaresItsKindAndTheVictimsCodeTimesEightLessTheM
     // Black pawns taking towards file h: they come from seven squares above.
     const u32 pawns = 7U - (2U << 24);
     const auto word = [](const char* from, const char* to, u32 kind, u32 score)
-    { return sq(from) | sq(to) << 8 | kind << 16 | score << 24; };
+    { return u32{sq(from)} | u32{sq(to)} << 8 | kind << 16 | score << 24; };
     for (const listWriter* writer : {&plainListWriter, &listWriterInUse})
     {
         Lists lists;

@@ -30,7 +30,7 @@ report check(const char* content, int level)
     if (content) std::ofstream("./perft.txt") << content;
     bool ok = false;
     const std::string text = written([&] { ok = checkMoveGenWithPerft(level); });
-    const report result{ok, text, tableMegabytes()};
+    report result{ok, text, tableMegabytes()};
     std::remove("./perft.txt");
     createHashTable(1);
     return result;
@@ -131,7 +131,7 @@ TEST(PerftCommand, AFenIsSetUpInAnotherPositionThanTheMainOneWhichIsCurrent)
 
 TEST(PerftCommand, LeavesATableOfTheGivenSize)
 {
-    for (const u64 megabytes : {2, 256, 1})
+    for (const u64 megabytes : {2U, 256U, 1U})
     {
         count(1, start, static_cast<int>(megabytes));
         EXPECT_EQ(tableMegabytes(), megabytes);

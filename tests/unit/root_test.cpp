@@ -72,7 +72,7 @@ class SearchWindow : public SearchRoot
     {
         makeMove(1, &move, board.get(), false);
         enter(board, 1, -score, boundExact, depth - 2);
-        const std::vector<moveStruct> answers = movesAt(board, 1);
+        std::vector<moveStruct> answers = movesAt(board, 1);
         for (size_t k = 0; k < answers.size(); ++k)
         {
             makeMove(2, &answers[k], board.get(), false);

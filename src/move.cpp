@@ -1236,7 +1236,7 @@ bool playEvasion(int ply, moveStruct* cursor, positionStruct* position)
 //   hash move, if legal: one slot                | the search
 //   captures, the best one selected at each slot | stageMakeCaptures
 //   first killer, second killer, counter move    | their stages, one reserved slot each
-//   bad captures                                 | stageWinningCaptures, one by one
+//   bad captures                                 | stageGoodCaptures, one by one
 //   quiet moves                                  | stageMakeQuiets
 //
 // The caller moves the cursor on by one slot after every call, so a stage owns as many calls as it
@@ -1270,11 +1270,11 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
             updateSeeScoreEvade(static_cast<u8>(ply), cursor, position);
             return playEvasion(ply, cursor, position);
         }
-        here.pickerStage = stageWinningCaptures;
+        here.pickerStage = stageGoodCaptures;
         next.moveListStart += 3; // the slots of the stored moves
         [[fallthrough]];
 
-    case stageWinningCaptures:
+    case stageGoodCaptures:
         if (cursor != here.moveListEnd)
         {
             getBestMove(cursor, here.moveListEnd);
@@ -1303,7 +1303,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
     case stageCounterMove:
     {
         ++here.moveListEnd;
-        here.pickerStage = stageOpenLosers;
+        here.pickerStage = stageOpenBadCaptures;
         if (ply == 0) return false;
         // After a null move currentMove is an old one and its square may be empty.
         const int square = position->plies[ply - 1].currentMove.to;
@@ -1316,12 +1316,12 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
         return playStoredMove(ply, counter, cursor, position);
     }
 
-    case stageOpenLosers:
+    case stageOpenBadCaptures:
         here.moveListEnd = next.moveListStart;
-        here.pickerStage = stageLosingCaptures;
+        here.pickerStage = stageBadCaptures;
         [[fallthrough]];
 
-    case stageLosingCaptures:
+    case stageBadCaptures:
         if (cursor != here.moveListEnd) return makeMove(ply + 1, cursor, position, true);
         here.pickerStage = stageMakeQuiets;
         [[fallthrough]];
@@ -1388,7 +1388,7 @@ bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i1
         ++here.pickerStage;
         [[fallthrough]];
 
-    case stageWinningCaptures:
+    case stageGoodCaptures:
         if (cursor == here.moveListEnd) return false;
         getBestMove(cursor, here.moveListEnd);
         if (sameMove(*cursor, here.hashMove)) return false;

@@ -113,17 +113,17 @@ u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 /// The names are for the main search; ProbCut uses the first three.
 enum pickerStages : u8
 {
-    stageHashMove = 0,        // the hash move, in the first slot
-    stageMakeCaptures = 1,    // generates the captures, or the evasions
-    stageWinningCaptures = 2, // best score first; bad ones, by SEE, are put aside
-    stageFirstKiller = 3,     // follows the last good capture in the same call
+    stageHashMove = 0,     // the hash move, in the first slot
+    stageMakeCaptures = 1, // generates the captures, or the evasions
+    stageGoodCaptures = 2, // best score first; bad ones, by SEE, are put aside
+    stageFirstKiller = 3,  // follows the last good capture in the same call
     stageSecondKiller = 4,
     stageCounterMove = 5,
-    stageOpenLosers = 6,     // bad captures follow in the same call
-    stageLosingCaptures = 7, // in the order in which they were put aside
-    stageMakeQuiets = 8,     // generates the quiet moves
-    stageQuiets = 9,         // best history first
-    stageEvasions = 99       // in check: all legal moves, best score first
+    stageOpenBadCaptures = 6, // bad captures follow in the same call
+    stageBadCaptures = 7,     // in the order in which they were put aside
+    stageMakeQuiets = 8,      // generates the quiet moves
+    stageQuiets = 9,          // best history first
+    stageEvasions = 99        // in check: all legal moves, best score first
 };
 
 /// The next move of a node of the main search. With `skipOrdering` quiet moves come in the order of

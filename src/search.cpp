@@ -726,7 +726,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
             (!hasExchange(*cursor) || seeAfter(*cursor, 0, position, next.capturedPiece)))
             newDepth = depth;
 
-        if (here.pickerStage != stageLosingCaptures)
+        if (here.pickerStage != stageBadCaptures)
         {
             ++moveNumber;
             if (here.pickerStage >= stageFirstKiller) ++lateMoveNumber;

@@ -363,7 +363,7 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     const u64* pieces = position->pieceBB;
     const u64 white = pieces[PAWN + WHITE];
     const u64 black = pieces[PAWN + BLACK];
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 empty = ~occupied;
 
     for (const int colour : {WHITE, BLACK})
@@ -676,7 +676,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
                      Trace trace)
 {
     constexpr int them = us ^ 1;
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 attacked = scratch.attacksAll[them];
     combEval sum = X(0, 0);
     assert(!(passers & ~position->pieceBB[PAWN + us]));
@@ -826,7 +826,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     const auto termOf = [](evalTerm first) { return static_cast<evalTerm>(first + byType); };
     const u64 ourPawns = position->pieceBB[PAWN + us];
     const u64 theirPawns = position->pieceBB[PAWN + them];
-    const u64 bishopBlockers = allMen(position) & ~position->pieceBB[QUEEN + us];
+    const u64 bishopBlockers = allPieces(position) & ~position->pieceBB[QUEEN + us];
     const u64 rookBlockers = bishopBlockers & ~position->pieceBB[ROOK + us];
     const u8 king = scratch.kingSquare[us];
     const u64 enemyZone = kingZone(them, scratch);
@@ -1084,7 +1084,7 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 safe = ((attackedTwice & weak) | undefended) & ~position->pieceBB[them];
 
     // Squares from which each kind of piece gives check. Own queens do not block the lines.
-    const u64 blockers = allMen(position) & ~position->pieceBB[QUEEN + us];
+    const u64 blockers = allPieces(position) & ~position->pieceBB[QUEEN + us];
     const u64 rookLines = getRookAttackTable(king, blockers);
     const u64 bishopLines = getBishopAttackTable(king, blockers);
     const u64 rookChecks = attackedBy[ROOK + them] & rookLines;

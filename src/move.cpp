@@ -58,7 +58,7 @@ constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
         const int square = takeLowest(squares);
         const int code = position->board[square];
         const bool agrees =
-            code == NOPIECE ? !(allMen(position) & bit(square))
+            code == NOPIECE ? !(allPieces(position) & bit(square))
                             : (position->pieceBB[code] & position->pieceBB[code & 1] & bit(square));
         if (!agrees) return false;
     }
@@ -309,7 +309,7 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 
     // The board after the move, as far as it blocks lines. En passant empties `to` and fills the
     // landing square.
-    u64 occupied = (allMen(position) & ~from) | to;
+    u64 occupied = (allPieces(position) & ~from) | to;
     if (isKing(position->board[move->from]))
         return isSquareAttackedThrough(move->to, them, occupied, position);
     if (move->kind == KINDENPASSANT)
@@ -372,7 +372,7 @@ bool isPseudoLegalCastling(const plyStruct& here, moveStruct move, int us,
     const castlingRule& rule = castlingRules[us][move.kind == KINDCASTLEKING ? 0 : 1];
     const u8 them = position->sideToMove ^ 1;
     return !here.inCheck && (here.castlingRights & rule.right) &&
-           !(allMen(position) & rule.empty) && position->board[rule.rookSquare] == ROOK + us &&
+           !(allPieces(position) & rule.empty) && position->board[rule.rookSquare] == ROOK + us &&
            !isSquareAttacked(rule.crossed, them, position);
 }
 
@@ -385,7 +385,7 @@ bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position
     const u64 to = bit(move.to);
     const bool kingMoves = isKing(position->board[move.from]);
 
-    u64 occupied = (allMen(position) & ~bit(move.from)) | to;
+    u64 occupied = (allPieces(position) & ~bit(move.from)) | to;
     if (kingMoves && move.kind != KINDPLAIN)
     {
         const castlingRook rook = castlingRookOf(move);
@@ -436,7 +436,7 @@ bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* p
     // For an empty square or a piece of the wrong colour, `type` is odd or below PAWN and no case.
     const plyStruct& here = position->plies[ply];
     const int type = mover - us;
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     if (type != PAWN && move.kind != KINDPLAIN && !isCastling(move.kind)) return false;
     bool reachable = false;
     switch (type)
@@ -669,7 +669,7 @@ template <int us> inline bool computePins(int ply, positionStruct* position)
     constexpr int them = us ^ 1;
     const int king = kingSquareOf(us, position);
     assert(king < NOFSQUARES);
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
 
     u64 sliders = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
                   (rooksAndQueens(them, position) & rookAttackAll[king]);
@@ -781,7 +781,7 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                                           position);
     return appendPieces(moves, knights, position->pieceBB[BISHOP + us],
                         position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], targets,
-                        allMen(position),
+                        allPieces(position),
                         [position](moveStruct* end, int from, u64 attacks, int type)
                         {
                             const u32 base = moveBase(from, -pieceMalus(type));
@@ -854,7 +854,7 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
     constexpr u8 them = us ^ 1;
     const plyStruct& here = position->plies[ply];
     const int king = kingSquareOf(us, position);
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 checkers = (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position)) |
                          (getRookAttackTable(king, occupied) & rooksAndQueens(them, position)) |
                          (pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
@@ -960,7 +960,7 @@ inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* po
 {
     using steps = pawnSteps<us>;
     const plyStruct& here = position->plies[ply];
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 empty = ~occupied;
 
     const u64 pushed = steps::push(position->pieceBB[PAWN + us]) & empty;
@@ -1014,7 +1014,7 @@ template <int us> void generateQuiescence(int ply, moveStruct* moves, positionSt
     moves = appendEnPassant<us>(moves, here.enPassantSquare, position);
 
     u64 promotions =
-        steps::push(position->pieceBB[PAWN + us]) & ~allMen(position) & steps::lastRank;
+        steps::push(position->pieceBB[PAWN + us]) & ~allPieces(position) & steps::lastRank;
     while (promotions)
     {
         const int to = takeLowest(promotions);
@@ -1102,7 +1102,7 @@ inline kingStretches generateAll(int ply, moveStruct* moves, positionStruct* pos
     moveStruct* const quiets = here.moveListEnd;
     const moveStruct* const castling = generateQuiets<us>(ply, quiets, position);
     return {quiets - popcount(kingTargets & position->pieceBB[us ^ 1]), quiets, castling,
-            here.moveListEnd - popcount(kingTargets & ~allMen(position))};
+            here.moveListEnd - popcount(kingTargets & ~allPieces(position))};
 }
 
 template <int us> void generateLegal(int ply, moveStruct* moves, positionStruct* position)
@@ -1427,7 +1427,7 @@ void getPVFromHashTable(int ply, positionStruct* position, int depth)
 void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position)
 {
     const int us = position->sideToMove;
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 empty = ~occupied;
     const int king = kingSquareOf(us ^ 1, position);
     const plyStruct& here = position->plies[ply];

@@ -105,7 +105,7 @@ inline u64 getBishopAttackTable(i32 square, u64 occupancy)
 }
 
 /// All men, white and black.
-inline u64 allMen(const positionStruct* position)
+inline u64 allPieces(const positionStruct* position)
 {
     return position->pieceBB[WHITE] | position->pieceBB[BLACK];
 }
@@ -142,7 +142,7 @@ inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
 /// Whether the colour `attacker` attacks `square` (0 to 63).
 inline bool isSquareAttacked(u8 square, u8 attacker, const positionStruct* position)
 {
-    return isSquareAttackedThrough(square, attacker, allMen(position), position);
+    return isSquareAttackedThrough(square, attacker, allPieces(position), position);
 }
 
 

@@ -298,7 +298,7 @@ bool see(moveStruct move, i16 threshold, const positionStruct* position)
     if (balance < 0) return false;
     balance = wrap16(balance - seeValue[position->board[move.from]]);
     if (balance >= 0) return true;
-    return exchangeHolds(balance, move.to, allMen(position) ^ bit(move.from) ^ bit(move.to),
+    return exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.from) ^ bit(move.to),
                          position->sideToMove ^ 1, position);
 }
 
@@ -311,7 +311,7 @@ bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8
     if (balance < 0) return false;
     balance = wrap16(balance - seeValue[position->board[move.to]]);
     if (balance >= 0) return true;
-    return exchangeHolds(balance, move.to, allMen(position) ^ bit(move.to),
+    return exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.to),
                          position->sideToMove ^ 1, position);
 }
 
@@ -324,7 +324,7 @@ bool losesMaterial(moveStruct move, const positionStruct* position)
     const int balance =
         wrap16(seeValue[position->board[move.to]] - seeValue[position->board[move.from]]);
     return balance < 0 &&
-           !exchangeHolds(balance, move.to, allMen(position) ^ bit(move.from) ^ bit(move.to),
+           !exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.from) ^ bit(move.to),
                           position->sideToMove ^ 1, position);
 }
 
@@ -346,7 +346,7 @@ quietCheckFilter::quietCheckFilter(const positionStruct* position)
 {
     const int us = position->sideToMove;
     const u8 king = kingSquareOf(us ^ 1, position);
-    const u64 occupied = allMen(position);
+    const u64 occupied = allPieces(position);
     const u64 bishopLines = getBishopAttackTable(king, occupied);
     const u64 rookLines = getRookAttackTable(king, occupied);
     checkingSquares[PAWN / 2] = pawnAttackTable[us][king];

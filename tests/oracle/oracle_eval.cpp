@@ -465,9 +465,9 @@ class Model
             if (code < 4 && (rankOf(square) == 0 || rankOf(square) == 7))
                 throw std::invalid_argument("a pawn on the first or last rank");
             men[at(code % 2)][at(code / 2 - 1)].set(at(square));
-            allMen[at(code % 2)].set(at(square));
+            allPieces[at(code % 2)].set(at(square));
         }
-        occupied = allMen[0] | allMen[1];
+        occupied = allPieces[0] | allPieces[1];
         for (int us = 0; us < 2; ++us)
         {
             if (of(us, king).none()) throw std::invalid_argument("a side without a king");
@@ -678,8 +678,8 @@ class Model
                 (onStraightLine(home, s) && (of(them, rook) | of(them, queen)).test(at(s)));
             const Squares screen = between(home, s) & occupied;
             if (!sees || screen.count() != 1) continue;
-            pinnedMen[at(us)] |= screen & allMen[at(us)];
-            discoverers[at(them)] |= screen & allMen[at(them)];
+            pinnedMen[at(us)] |= screen & allPieces[at(us)];
+            discoverers[at(them)] |= screen & allPieces[at(them)];
         }
     }
 
@@ -840,7 +840,7 @@ class Model
         for (const int s : listOf(pawnPushes(us) & (~theirs | ours) & ~byPawn))
             struck |= pawnAttacks(us, s);
         credit(termThreatPawnPush, us, threatPawnPush,
-               count(struck & allMen[at(them)] & ~attackedBy(us, pawn)));
+               count(struck & allPieces[at(them)] & ~attackedBy(us, pawn)));
     }
 
     Squares flankOf(int us) const
@@ -872,7 +872,7 @@ class Model
         // Attacked, and guarded by the king or a queen alone at best.
         const Squares weak =
             (attackedBy(us, king) | attackedBy(us, queen) | ~ours) & theirs & ~attackedTwice(us);
-        const Squares safe = ((theirsTwice & weak) | ~ours) & ~allMen[at(them)];
+        const Squares safe = ((theirsTwice & weak) | ~ours) & ~allPieces[at(them)];
 
         const Squares blockers = occupied & ~of(us, queen);
         const Squares straightRays = walk(straight, home, blockers);
@@ -917,7 +917,7 @@ class Model
 
     int sideToMove;
     PerColour<std::array<Squares, 6>> men{};
-    PerColour<Squares> allMen{};
+    PerColour<Squares> allPieces{};
     Squares occupied;
     PerColour<int> kingSquare{};
     int phase = 0;

@@ -222,7 +222,7 @@ TEST(MoveGenerators, SimpleChecksAreQuietMovesThatHitTheKing)
                               move.kind == BISHOP;
             makeMove(1, &move, board.get(), false);
             const int type = board->board[move.to] & ~1;
-            const u64 occupied = allMen(board.get());
+            const u64 occupied = allPieces(board.get());
             u64 hits = 0;
             if (type == KNIGHT) hits = knightAttackTable[move.to];
             if (type == BISHOP || type == QUEEN) hits = getBishopAttackTable(move.to, occupied);

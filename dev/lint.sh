@@ -74,9 +74,9 @@ listed 'src/*.cpp' | each g++ -std=c++20 -O1 -Isrc -fanalyzer -Werror -S -o /dev
 tidy()
 {
     # shellcheck disable=SC2016
-    xargs -P "$(nproc)" -I FILE bash -c \
+    xargs -P "$(nproc)" -I {} bash -c \
         'said=$(clang-tidy --quiet "$0" -- "$@" 2>&1) || { echo "$said"; exit 1; }' \
-        FILE -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Isrc "$@"
+        {} -std=c++20 -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Isrc "$@"
 }
 
 echo "== clang-tidy"

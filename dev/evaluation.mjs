@@ -157,14 +157,14 @@ function aligned(rows) {
 }
 
 /** The rows of a table: { label, cells }, one for each value of the leading indices. */
-function rowsOf(spec, entries) {
+function rowsOf(listed, entries) {
   const cells = entries.map((entry, i) => {
-    const isRead = (i >= spec.first && i < spec.first + spec.tuned) || entry.some(Boolean);
+    const isRead = (i >= listed.first && i < listed.first + listed.tuned) || entry.some(Boolean);
     return isRead ? entryText(entry) : '.';
   });
-  const length = Number(spec.name.match(/\[(\d+)\]$/)?.[1] ?? 1);
+  const length = Number(listed.name.match(/\[(\d+)\]$/)?.[1] ?? 1);
   return Array.from({ length: cells.length / length }, (_, row) => ({
-    label: entryName(spec.name.replace(/\[\d+\]$/, ''), row),
+    label: entryName(listed.name.replace(/\[\d+\]$/, ''), row),
     cells: cells.slice(row * length, (row + 1) * length),
   }));
 }
@@ -177,15 +177,15 @@ function boardLines(entries) {
 
 /** Tables with a common axis as lines of text. */
 function tableLines(axis, names, list, tables) {
-  const specs = names.map((name) => {
-    const spec = list.find((entry) => [entry.variable, entry.name].includes(name));
-    assert.ok(spec, `no table ${name}`);
-    return spec;
+  const listedTables = names.map((name) => {
+    const listed = list.find((entry) => [entry.variable, entry.name].includes(name));
+    assert.ok(listed, `no table ${name}`);
+    return listed;
   });
   if (axis === 'square')
-    return specs.flatMap(({ name }, i) => [...(i ? [''] : []), name.replace(/\[.*/, ''),
+    return listedTables.flatMap(({ name }, i) => [...(i ? [''] : []), name.replace(/\[.*/, ''),
       ...boardLines(tables.get(name))]);
-  const rows = specs.flatMap((spec) => rowsOf(spec, tables.get(spec.name)));
+  const rows = listedTables.flatMap((listed) => rowsOf(listed, tables.get(listed.name)));
   if (axis === 'none') return aligned(rows.map(({ label, cells }) => [label, cells[0]]));
 
   const isUsed = (column) => rows.some(({ cells }) => (cells[column] ?? '.') !== '.');

@@ -332,9 +332,12 @@ u64 controlGroupLimit(const std::string& root)
 
         const std::string top = root + (isVersion2 ? "/sys/fs/cgroup" : "/sys/fs/cgroup/memory");
         const std::string file = isVersion2 ? "/memory.max" : "/memory.limit_in_bytes";
-        for (std::string group = line.substr(secondColon + 1); !group.empty();
-             group.erase(group.find_last_of('/')))
+        std::string group = line.substr(secondColon + 1);
+        for (size_t slash; (slash = group.find_last_of('/')) != std::string::npos;)
+        {
             readLimit(std::string(top).append(group).append(file));
+            group.erase(slash);
+        }
         readLimit(top + file);
     }
     return least;

@@ -33,7 +33,7 @@ struct commandRow
     void (*run)(std::istream& words, console& state);
 };
 
-// What the main thread works on for a while, a search must not work on at the same time.
+// These commands use the table, or keep the main thread busy, so they end a running search first.
 
 void runPerft(std::istream& words, console& state)
 {
@@ -138,7 +138,7 @@ int main(int argc, char** argv)
     // Without a buffer of lines the output is slower, not wrong.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 4096));
 
-    // Arguments are one command, and the process ends behind it.
+    // Arguments are one command, after which the process exits.
     console state;
     std::string command;
     for (int i = 1; i < argc; ++i) command += std::string(argv[i]) + ' ';
@@ -148,7 +148,7 @@ int main(int argc, char** argv)
         token = execute(command, state);
     } while (argc == 1 && token != "quit");
 
-    // The table goes, so no search may be left that reads it.
+    // A search that still runs ends without output before the table goes.
     theWorkForce.abandon();
     theWorkForce.endSearch();
     destroyHashTable();

@@ -193,7 +193,7 @@ int listSubsets(u8 square, u64 mask, u64 (*slowAttacks)(u8, u64), u64 (&subsets)
 // and cost time: without them the search rejects ten times as many candidates.
 // clang-format off
 constexpr u32 rookSeeds[8] = {
-    467904739, 154149393, 69170229, 92825621, 28885489, 53829588, 159543925, 67135766,
+    467904739, 261014234, 69170229, 92825621, 556082870, 151814186, 159543925, 67135766,
 };
 constexpr u32 bishopSeeds[8] = {
     33129711, 476898, 38248187, 32321234, 37261165, 30463936, 38332240, 14899955,

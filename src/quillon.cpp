@@ -129,12 +129,11 @@ int main(int argc, char** argv)
     writeLine("");
     writeLine("enter 'help' to see the commands");
 
-    // The table comes first: its pages are touched while the attack tables are built.
     initHashCodeTables();
-    if (argc == 1) warmHashTable();
     initBitboardConstants();
     setPosition(std::string(fenStartPos), GPS);
     theWorkForce.setNofWorkers(engine.nofThreads);
+    if (argc == 1) warmHashTable();
     // Without a buffer of lines the output is slower, not wrong.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 4096));
 

@@ -157,6 +157,24 @@ template <typename T> void readLimit(std::istream& stream, relaxed<T>& limit)
 
 } // namespace
 
+namespace
+{
+
+/// Lets a short search wait for a table whose pages are still being touched: between two checks of
+/// the clock it can touch thousands of pages, which takes longer than it may last. When its time
+/// has passed before the table is warm, it ends after depth 1, which touches few. Larger tables
+/// take seconds and aren't waited for.
+void spareColdTable()
+{
+    constexpr int SHORTSEARCH = 100; // ms
+    constexpr int LARGETABLE = 1024; // MB
+    if (theWorkForce.ponderSearch || engine.infinite || engine.depthLimit) return;
+    if (engine.maxTime >= SHORTSEARCH || engine.hashSizeMB > LARGETABLE) return;
+    if (!waitForWarmHashTable(engine.maxTime)) engine.targetTime = 0;
+}
+
+} // namespace
+
 void UCIgo(std::istream& stream)
 {
     engine.startTime = static_cast<u64>(now());
@@ -195,6 +213,7 @@ void UCIgo(std::istream& stream)
         if (word == "infinite") engine.infinite = true;
     }
     calcTimeParameters();
+    spareColdTable();
 
     positionStruct root = GPSData;
     if (makePlayable(&root))

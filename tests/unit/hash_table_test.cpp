@@ -157,6 +157,9 @@ TEST(HashMemory, TheLeastLimitOfTheControlGroupsOnTheWayUpCounts)
     EXPECT_EQ(limit(), 700000U) << "of the top, as a container sees its own";
     write("sys/fs/cgroup/memory/box/memory.limit_in_bytes", "600000");
     EXPECT_EQ(limit(), 600000U);
+
+    write("proc/self/cgroup", "4:memory:box");
+    EXPECT_EQ(limit(), 700000U) << "a path without a slash names no group: only the top counts";
     fs::remove_all(root);
 }
 

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <thread>
 
+#include "hash.h"
 #include "support.h"
 #include "uci.h"
 
@@ -82,6 +83,32 @@ TEST(UciGo, NodesMovesToMateAndInfiniteLeaveTheDefaultBudget)
         EXPECT_EQ(engine.maxTime, 211680) << words;
         EXPECT_EQ(engine.depthLimit, 0) << words;
     }
+}
+
+TEST(UciGo, AShortSearchInATableThatIsStillColdEndsAfterOneIteration)
+{
+    // A soft budget of 0 ends a search after depth 1. No system finds a gigabyte in a millisecond.
+    const auto target = [](const std::string& words)
+    {
+        goNowhere(words);
+        return i32{engine.targetTime};
+    };
+    const i32 size = engine.hashSizeMB;
+    engine.hashSizeMB = 1024;
+    createHashTable(1024);
+    warmHashTable();
+    EXPECT_EQ(target("movetime 1"), 0);
+    EXPECT_EQ(target("movetime 1 depth 3"), 10) << "the depth ends it";
+    EXPECT_EQ(target("movetime 1 infinite"), 10);
+    EXPECT_EQ(target("movetime 1 ponder"), 10);
+    EXPECT_EQ(target("movetime 100"), 1000) << "long enough to find its own pages";
+    engine.hashSizeMB = 2048;
+    EXPECT_EQ(target("movetime 1"), 10) << "a table that takes too long to wait for";
+    engine.hashSizeMB = 1024;
+    clearHashTable();
+    EXPECT_EQ(target("movetime 1"), 10) << "clearing has touched every page";
+    engine.hashSizeMB = size;
+    createHashTable(1);
 }
 
 TEST(UciMoves, AMovesKindComesFromItsDistanceItsTargetOrAFifthLetterOfFive)

@@ -480,8 +480,8 @@ constexpr u32 byTo = 0x100;
 constexpr u32 byBoth = 0x101;
 
 /// A piece has at most 27 targets, and the pawns have at most one target each, on squares without a
-/// pawn.
-constexpr int mostTargets = 32;
+/// pawn. Only assertions read it.
+[[maybe_unused]] constexpr int mostTargets = 32;
 
 /// What the words of moves to several targets have in common. `from` and `score` may be negative:
 /// the bytes above borrow, and what a target adds gives it back.

@@ -142,7 +142,7 @@ void initEvaluation(positionStruct* position)
         position->material[colour] = material;
         position->pstScore[colour] = pst;
     }
-    position->gamePhase = static_cast<i16>(phase);
+    position->gamePhase = wrap16(phase);
 }
 
 template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct* position)
@@ -164,7 +164,7 @@ template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct
         position->material[them] -= pieceValue[type];
         position->pstScore[them] -= pieceSquareScore[type][coordinate(them, move.to)];
         if (captured >= KNIGHT)
-            position->gamePhase = static_cast<i16>(position->gamePhase - pieceValuePhase[type]);
+            position->gamePhase = wrap16(position->gamePhase - pieceValuePhase[type]);
     }
 
     combEval& pst = position->pstScore[us];
@@ -175,7 +175,7 @@ template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct
     }
     else if (move.kind == KINDENPASSANT)
     {
-        const int landing = us == WHITE ? move.to + 8 : move.to - 8;
+        const int landing = enPassantLanding(move.to, us);
         pst += pieceSquareScore[typeOf(PAWN)][coordinate(us, landing)] -
                pieceSquareScore[typeOf(PAWN)][from];
     }
@@ -193,7 +193,7 @@ template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct
         const int type = typeOf(move.kind);
         position->material[us] += pieceValue[type] - pieceValue[typeOf(PAWN)];
         pst += pieceSquareScore[type][to] - pieceSquareScore[typeOf(PAWN)][from];
-        position->gamePhase = static_cast<i16>(position->gamePhase + pieceValuePhase[type]);
+        position->gamePhase = wrap16(position->gamePhase + pieceValuePhase[type]);
     }
 }
 
@@ -456,9 +456,9 @@ template <typename Trace> combEval evalPawns(positionStruct* position, Trace tra
         structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
         structure += evalFlank<WHITE>(position, trace);
         structure -= evalFlank<BLACK>(position, trace);
-        entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
-                                 structure, static_cast<i16>(evalShield<WHITE>(position)),
-                                 static_cast<i16>(evalShield<BLACK>(position)));
+        entry =
+            putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure,
+                             evalShield<WHITE>(position), evalShield<BLACK>(position));
     }
     assert(!(entry->passedPawns &
              ~(position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK])));
@@ -473,7 +473,7 @@ int blend(combEval total, int gamePhase)
     const int blended =
         (mgHalf(total) * (phase - GAMEPHASEMINEG) + egHalf(total) * (GAMEPHASEMAXMG - phase)) /
         PHASERANGE;
-    return static_cast<i16>(blended);
+    return wrap16(blended);
 }
 
 /// Whether there are no pawns, and each side has at most one minor piece or each has just a rook.
@@ -809,7 +809,7 @@ struct attackSums
 /// The entry of a mobility table for a number of squares.
 template <size_t size> combEval mobilityScore(TCONST combEval (&table)[size], int mobility)
 {
-    assert(mobility >= 0 && static_cast<size_t>(mobility) < size);
+    assert(mobility >= 0 && mobility < std::ssize(table));
     return table[mobility];
 }
 
@@ -822,8 +822,9 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     static_assert(piece >= KNIGHT && piece <= QUEEN);
     constexpr int them = us ^ 1;
     constexpr int type = typeOf(piece);
-    constexpr evalTerm byType = static_cast<evalTerm>(type - 1);
-    const auto termOf = [](evalTerm first) { return static_cast<evalTerm>(first + byType); };
+    // `knightTerm` is the first of a run of terms: knight, bishop, rook, queen.
+    const auto termOf = [](int knightTerm)
+    { return static_cast<evalTerm>(knightTerm + type - typeOf(KNIGHT)); };
     const u64 ourPawns = position->pieceBB[PAWN + us];
     const u64 theirPawns = position->pieceBB[PAWN + them];
     const u64 bishopBlockers = allPieces(position) & ~position->pieceBB[QUEEN + us];
@@ -1138,10 +1139,10 @@ combEval evalKing(const positionStruct* position, const evalScratch& scratch, Tr
     if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
     if (danger < 1) return X(0, 0);
-    const u32 points = static_cast<u32>(danger);
+    const u32 points = narrow<u32>(danger);
     // The tuner may step a divisor down to zero or below.
-    const u32 transMg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
-    const u32 transEg = static_cast<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
+    const u32 transMg = narrow<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
+    const u32 transEg = narrow<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
     return trace.note(
         termDanger, us,
         -X(static_cast<int>(points * points / transMg), static_cast<int>(points / transEg)));

@@ -4,10 +4,12 @@
 
 #include "general.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <iomanip>
 #include <sstream>
+#include <tuple>
 
 
 // Output
@@ -15,8 +17,8 @@
 void writeText(std::string_view text)
 {
     // A failed write means that the reader has gone. End of input then ends the process.
-    static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
-    static_cast<void>(std::fflush(stdout));
+    std::ignore = std::fwrite(text.data(), 1, text.size(), stdout);
+    std::ignore = std::fflush(stdout);
 }
 
 void writeLine(std::string_view line)
@@ -38,9 +40,9 @@ i64 now()
 
 // Notation
 
-std::string squareToLA(u8 square)
+std::string squareToLA(int square)
 {
-    return {static_cast<char>('a' + fileOf(square)), static_cast<char>('1' + rankOf(square))};
+    return {narrow<char>('a' + fileOf(square)), narrow<char>('1' + rankOf(square))};
 }
 
 u8 LAToSquare(std::string_view text)
@@ -51,9 +53,7 @@ u8 LAToSquare(std::string_view text)
 
 std::string moveToLA(const moveStruct* move, u8 side)
 {
-    u8 to = move->to;
-    if (move->kind == KINDENPASSANT) to = static_cast<u8>(side == WHITE ? to + 8 : to - 8);
-
+    const int to = move->kind == KINDENPASSANT ? enPassantLanding(move->to, side) : move->to;
     std::string text = squareToLA(move->from) + squareToLA(to);
     if (isPromotion(move->kind)) text += promotionLabels[move->kind];
     return text;
@@ -122,8 +122,8 @@ std::string currentMovesToString(u8 n, const positionStruct* position)
 
 std::string moveToString(const moveStruct* move, int indent)
 {
-    std::string text(indent >= 0 ? static_cast<size_t>(indent) + 1 : 0, '\t');
-    return text + squareToLA(move->from) + squareToLA(move->to) + ' ' + std::to_string(move->kind);
+    const std::string tabs(narrow<size_t>(std::max(indent + 1, 0)), '\t');
+    return tabs + squareToLA(move->from) + squareToLA(move->to) + ' ' + std::to_string(move->kind);
 }
 
 std::string bitboardToStringL(u64 bitboard)

@@ -127,6 +127,14 @@ constexpr int SCOREINFINITE = 32767;  // beyond any score
 constexpr int SCOREMATE = 32000;      // mate at ply p is 32000 - p
 constexpr int SCOREMATELIMIT = 31872; // at or beyond this, in absolute value, a mate score
 
+/// A sum on the 16-bit scale of scores, phases and exchanges, on which it wraps around. No position
+/// of a game comes near the ends of the scale, but a board full of queens passes them, and its
+/// result has to be the same on every machine.
+constexpr i16 wrap16(int value)
+{
+    return static_cast<i16>(value);
+}
+
 
 // Packed scores
 
@@ -229,6 +237,12 @@ constexpr bool isPromotion(int kind)
 constexpr bool isCastling(int kind)
 {
     return kind >= KINDCASTLEKING;
+}
+
+/// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
+constexpr int enPassantLanding(int to, int us)
+{
+    return us == WHITE ? to + 8 : to - 8;
 }
 
 // Castling rights, one bit each.
@@ -477,7 +491,7 @@ constexpr int popcount(u64 bitboard)
 /// The lowest set bit's square; 64 for an empty bitboard.
 constexpr u8 lowestSquare(u64 bitboard)
 {
-    return static_cast<u8>(std::countr_zero(bitboard));
+    return narrow<u8>(std::countr_zero(bitboard));
 }
 
 /// The highest set bit's square; 255 for an empty bitboard.

@@ -26,6 +26,7 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <tuple>
 
 #ifdef __linux__
 #include <sys/mman.h>
@@ -358,7 +359,7 @@ u64 memoryForTable()
 #elif defined(_SC_PHYS_PAGES)
     const long pages = sysconf(_SC_PHYS_PAGES);
     const long pageSize = sysconf(_SC_PAGESIZE);
-    if (pages > 0 && pageSize > 0) memory = static_cast<u64>(pages) * static_cast<u64>(pageSize);
+    if (pages > 0 && pageSize > 0) memory = narrow<u64>(pages) * narrow<u64>(pageSize);
 #endif
     memory = std::min(memory, controlGroupLimit(""));
     return memory - memory / 8;
@@ -402,7 +403,7 @@ void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
     const size_t before = (0 - reinterpret_cast<std::uintptr_t>(block)) % hugePage;
     if (size < before + hugePage) return;
     const size_t inside = (size - before) / hugePage * hugePage;
-    static_cast<void>(madvise(static_cast<char*>(block) + before, inside, MADV_HUGEPAGE));
+    std::ignore = madvise(static_cast<char*>(block) + before, inside, MADV_HUGEPAGE);
 #endif
 }
 
@@ -512,7 +513,7 @@ void clearHashTable()
 {
     theToucher.stop();
     const size_t size = (hashKeyMask + 1 + SPARELINES) * sizeof(hashLine);
-    std::memset(static_cast<void*>(hashTable), 0, size);
+    std::memset(hashTable, 0, size);
     hashHartBeat = 0;
     hashCountUse = 0;
 }
@@ -532,9 +533,9 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
     assert(ply < NOFPLIES);
     assert(hashAgeCounter < 64);
     if (score >= SCOREMATELIMIT)
-        score = static_cast<i16>(score + ply);
+        score = wrap16(score + ply);
     else if (score <= -SCOREMATELIMIT)
-        score = static_cast<i16>(score - ply);
+        score = wrap16(score - ply);
 
     // The walk stops at an empty entry, even if a later line holds this key. Without one, the entry
     // that is least worth keeping goes: each search of age costs as much as four plies of depth,
@@ -560,9 +561,8 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
         }
     }
 
-    const u64 data = moveWord(move) | static_cast<u64>(static_cast<u16>(score)) << 32 |
-                     static_cast<u64>(static_cast<u8>(depth)) << 48 |
-                     static_cast<u64>(bound & 3) << 56 | static_cast<u64>(hashAgeCounter) << 58;
+    const u64 data = moveWord(move) | u64{bitCast<u16>(score)} << 32 |
+                     u64{bitCast<u8>(depth)} << 48 | u64{bound} << 56 | u64{hashAgeCounter} << 58;
     publish(target->check, key ^ (data & HASHDATAMASK));
     publish(target->data, data);
 }
@@ -581,8 +581,7 @@ u64 getHashTableEntry(u64 key)
         if (hashAge(data) != hashAgeCounter)
         {
             u8& boundAndAge = reinterpret_cast<u8*>(&line->data)[7];
-            publish(boundAndAge,
-                    static_cast<u8>(hashBound(data) | static_cast<u8>(hashAgeCounter << 2)));
+            publish(boundAndAge, narrow<u8>(hashBound(data) | narrow<u8>(hashAgeCounter << 2)));
         }
         return data;
     }

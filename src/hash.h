@@ -120,7 +120,7 @@ inline void prefetchHashLine(u64 key)
 /// Fields of a data word.
 constexpr u8 hashBound(u64 data)
 {
-    return static_cast<u8>(data >> 56 & 3);
+    return narrow<u8>(data >> 56 & 3);
 }
 
 constexpr i8 hashDepth(u64 data)
@@ -130,15 +130,15 @@ constexpr i8 hashDepth(u64 data)
 
 constexpr u8 hashAge(u64 data)
 {
-    return static_cast<u8>(data >> 58);
+    return narrow<u8>(data >> 58);
 }
 
 /// The score of a data word, seen from the root when read at `ply`.
 constexpr i16 hashScore(u64 data, u8 ply)
 {
     const i16 score = static_cast<i16>(data >> 32);
-    if (score >= SCOREMATELIMIT) return static_cast<i16>(score - ply);
-    if (score <= -SCOREMATELIMIT) return static_cast<i16>(score + ply);
+    if (score >= SCOREMATELIMIT) return wrap16(score - ply);
+    if (score <= -SCOREMATELIMIT) return wrap16(score + ply);
     return score;
 }
 
@@ -196,10 +196,10 @@ inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
 
 /// Enters what is known of a pawn key and returns the entry.
 inline pawnEntry* putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns,
-                                   combEval score, i16 whiteShield = 0, i16 blackShield = 0)
+                                   combEval score, int whiteShield = 0, int blackShield = 0)
 {
     pawnEntry& entry = table->entries[pawnSlot(key)];
-    entry = {key, passedPawns, score, {whiteShield, blackShield}};
+    entry = {key, passedPawns, score, {narrow<i16>(whiteShield), narrow<i16>(blackShield)}};
     return &entry;
 }
 
@@ -213,7 +213,7 @@ inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
 /// `score` is kept in its low 16 bits.
 inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
 {
-    table->entries[evalSlot(key)] = {key, static_cast<i16>(score), {}};
+    table->entries[evalSlot(key)] = {key, wrap16(score), {}};
 }
 
 /// Asks the processor to fetch the entries that the evaluation of a position reads first: the two

@@ -65,12 +65,6 @@ constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
     return true;
 }
 
-/// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
-constexpr u8 enPassantLanding(int to, int us)
-{
-    return static_cast<u8>(us == WHITE ? to + 8 : to - 8);
-}
-
 /// The rook's squares of a castling move.
 struct castlingRook
 {
@@ -81,9 +75,8 @@ struct castlingRook
 /// Counted from the king's squares, so that one rule serves both colours.
 constexpr castlingRook castlingRookOf(moveStruct move)
 {
-    if (move.kind == KINDCASTLEKING)
-        return {static_cast<u8>(move.from + 3), static_cast<u8>(move.to - 1)};
-    return {static_cast<u8>(move.from - 4), static_cast<u8>(move.to + 1)};
+    if (move.kind == KINDCASTLEKING) return {narrow<u8>(move.from + 3), narrow<u8>(move.to - 1)};
+    return {narrow<u8>(move.from - 4), narrow<u8>(move.to + 1)};
 }
 
 /// The castling rights that a move ends. A king or rook that leaves its first square ends its own
@@ -162,7 +155,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     if (rights && ((corners & (bit(move.from) | bit(move.to))) || isKing(mover)))
     {
         key ^= hashCodeCastling[rights];
-        rights &= static_cast<u8>(~rightsLost(move, mover, rights));
+        rights = narrow<u8>(rights & ~rightsLost(move, mover, rights));
         key ^= hashCodeCastling[rights];
     }
     child.castlingRights = rights;
@@ -200,7 +193,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
             assert(position == GPS || position->board[landing] == NOPIECE);
         }
         else
-            arriving = static_cast<u8>(move.kind + us);
+            arriving = narrow<u8>(move.kind + us);
     }
     child.enPassantSquare = enPassant;
 
@@ -230,7 +223,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     position->hashKey = key;
     position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
-    position->halfMoveClock = static_cast<i16>(clock);
+    position->halfMoveClock = wrap16(clock);
     position->sideToMove = them;
     assert(boardsAgree(bit(move.from) | bit(move.to) | bit(landing), position));
     return true;
@@ -250,11 +243,11 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     position->hashKey = child.savedHashKey;
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
-    position->halfMoveClock = static_cast<i16>(child.savedHalfMoveClock);
+    position->halfMoveClock = narrow<i16>(child.savedHalfMoveClock);
     restoreEvaluation(ply, position);
 
     u8 landing = move.to;
-    if (move.kind == KINDENPASSANT) landing = enPassantLanding(move.to, us);
+    if (move.kind == KINDENPASSANT) landing = narrow<u8>(enPassantLanding(move.to, us));
     const u8 arrived = position->board[landing];
     assert(isPieceOf(us, arrived, position));
     assert(position == GPS || position->board[move.from] == NOPIECE);
@@ -527,7 +520,7 @@ struct avx512Writer
     {
         assert(popcount(targets) <= mostTargets);
         const int count = popcount(targets);
-        const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
+        const __m256i bases = _mm256_set1_epi32(bitCast<int>(base));
         __m256i squares = packSquares(targets);
         writeEight(moves, squares, step, bases);
         for (int i = 8; i < count; i += 8)
@@ -546,7 +539,7 @@ struct avx512Writer
         if (!targets) return moves;
 
         const int count = popcount(targets);
-        const __m256i bases = _mm256_set1_epi32(static_cast<int>(base));
+        const __m256i bases = _mm256_set1_epi32(bitCast<int>(base));
         __m256i squares = packSquares(targets);
         __m256i victims = packPieces(targets, position);
         for (int i = 0;;)
@@ -1129,7 +1122,7 @@ template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* pos
     const kingStretches stretches = generateAll<us>(ply, moves, position);
     const plyStruct& here = position->plies[ply];
     const moveStruct* const end = here.moveListEnd;
-    u32 count = static_cast<u32>(end - moves);
+    u32 count = narrow<u32>(end - moves);
     if (here.inCheck) return count;
 
     const auto subtractIllegal = [=, &count](const moveStruct* first, const moveStruct* last)
@@ -1147,7 +1140,7 @@ template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* pos
             count -= inCheckAfterMove(ply, move, position);
         subtractIllegal(stretches.kingQuiets, end);
     }
-    assert(count <= static_cast<u32>(end - moves)); // has not gone below 0
+    assert(count <= narrow<u32>(end - moves)); // has not gone below 0
     return count;
 }
 
@@ -1203,7 +1196,7 @@ void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* pos
     {
         here.rankedAt = position->historyChanges;
         for (moveStruct* move = cursor; move < here.moveListEnd; ++move)
-            move->score = static_cast<u8>(historyRatio(*move, position));
+            move->score = narrow<u8>(historyRatio(*move, position));
     }
     getBestMove(cursor, here.moveListEnd);
 }
@@ -1267,7 +1260,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
         generateMovesCaptures(ply, cursor, position);
         if (here.pickerStage == stageEvasions)
         {
-            updateSeeScoreEvade(static_cast<u8>(ply), cursor, position);
+            updateSeeScoreEvade(narrow<u8>(ply), cursor, position);
             return playEvasion(ply, cursor, position);
         }
         here.pickerStage = stageGoodCaptures;
@@ -1415,7 +1408,7 @@ void getPVFromHashTable(int ply, positionStruct* position, int depth)
 
         position->plies[here].bestMove = move;
         makeMove(here + 1, &move, position, false);
-        position->pvLength = static_cast<u8>(found);
+        position->pvLength = narrow<u8>(found);
     }
     while (found-- > 0)
         unmakeMove(ply + found + 1, &position->plies[ply + found].bestMove, position);

@@ -54,7 +54,7 @@ constexpr direction bishopDirections[4] = {
     {9, rank8 | files[7]}, {7, rank8 | files[0]}, {57, rank1 | files[7]}, {55, rank1 | files[0]}};
 
 /// Walks four rays up to and including the first blocker.
-u64 walkRays(u8 square, u64 occupancy, const direction (&directions)[4])
+u64 walkRays(int square, u64 occupancy, const direction (&directions)[4])
 {
     u64 attacks = 0;
     for (const auto& [step, edge] : directions)
@@ -86,33 +86,32 @@ u64 leaperAttacks(int square, const int (&offsets)[8], int reach)
     u64 attacks = 0;
     for (const int offset : offsets)
     {
-        const u8 target = static_cast<u8>(square + offset);
-        if (onBoard(target) && getDistanceSquares(static_cast<u8>(square), target) < reach)
-            attacks |= bit(target);
+        const int target = square + offset;
+        if (onBoard(target) && getDistanceSquares(square, target) < reach) attacks |= bit(target);
     }
     return attacks;
 }
 
 } // namespace
 
-u64 createRookAttackFromVar(u8 square, u64 occupancy)
+u64 createRookAttackFromVar(i32 square, u64 occupancy)
 {
     return walkRays(square, occupancy, rookDirections);
 }
 
-u64 createBishopAttackFromVar(u8 square, u64 occupancy)
+u64 createBishopAttackFromVar(i32 square, u64 occupancy)
 {
     return walkRays(square, occupancy, bishopDirections);
 }
 
-i32 getDistanceSquares(u8 a, u8 b)
+i32 getDistanceSquares(i32 a, i32 b)
 {
     return std::max(std::abs(fileOf(a) - fileOf(b)), std::abs(rankOf(a) - rankOf(b)));
 }
 
 bool onBoard(i32 square)
 {
-    return static_cast<u32>(square) < NOFSQUARES;
+    return square >= 0 && square < NOFSQUARES;
 }
 
 
@@ -141,7 +140,7 @@ inline u64 drawBits(int bits)
     u64 word = 0;
     u64 random = randomWord();
     int shift = 64;
-    const auto draw = [&] { word |= bit(static_cast<int>(random >> (shift -= 6))); };
+    const auto draw = [&] { word |= bit(narrow<int>(random >> (shift -= 6) & 63)); };
     // The first can't be too many.
     for (int i = std::min(bits, 10); i > 0; --i) draw();
     while (popcount(word) < bits)
@@ -169,7 +168,7 @@ namespace
 /// Lists all subsets of a slider's mask with their attacks and returns their number. Those with
 /// fewer pieces come first: they have the most different attacks, so most candidates fail early.
 /// The walks go by the carry-rippler step, in which one is much like the one before.
-int listSubsets(u8 square, u64 mask, u64 (*slowAttacks)(u8, u64), u64 (&subsets)[MAXSUBSETS],
+int listSubsets(int square, u64 mask, u64 (*slowAttacks)(i32, u64), u64 (&subsets)[MAXSUBSETS],
                 u64 (&attacks)[MAXSUBSETS])
 {
     const int bits = popcount(mask);
@@ -205,7 +204,7 @@ constexpr u32 bishopSeeds[8] = {
 /// filled, which spares clearing them between attempts; `attempt` runs on through all squares of
 /// both sliders.
 void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
-                  u64 (*slowAttacks)(u8, u64), const u32* seeds, i32 (&stamps)[MAXSUBSETS],
+                  u64 (*slowAttacks)(i32, u64), const u32* seeds, i32 (&stamps)[MAXSUBSETS],
                   i32& attempt)
 {
     u64 subsets[MAXSUBSETS] = {};
@@ -218,8 +217,7 @@ void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
         entry.mask = relevantOccupancy(square, emptyBoard[square]);
         entry.shift = 64 - popcount(entry.mask);
 
-        const int count =
-            listSubsets(static_cast<u8>(square), entry.mask, slowAttacks, subsets, attacks);
+        const int count = listSubsets(square, entry.mask, slowAttacks, subsets, attacks);
         if (square < 63) lut[square + 1].attacks = entry.attacks + count;
 
         // The bits of a multiplier that carry a lone piece into the index. Without one of them the
@@ -291,8 +289,7 @@ void initInBetweenSquares()
             else if (rookAttackAll[a] & bit(b))
                 inLineSquares[a][b] = bit(a) | bit(b) | (rookAttackAll[a] & rookAttackAll[b]);
 
-            distance[a][b] =
-                static_cast<u8>(getDistanceSquares(static_cast<u8>(a), static_cast<u8>(b)));
+            distance[a][b] = narrow<u8>(getDistanceSquares(a, b));
         }
 }
 
@@ -363,8 +360,8 @@ void initBitboardConstants()
     initLeapers();
     for (int square = 0; square < NOFSQUARES; ++square)
     {
-        rookAttackAll[square] = createRookAttackFromVar(static_cast<u8>(square), 0);
-        bishopAttackAll[square] = createBishopAttackFromVar(static_cast<u8>(square), 0);
+        rookAttackAll[square] = createRookAttackFromVar(square, 0);
+        bishopAttackAll[square] = createBishopAttackFromVar(square, 0);
     }
 
     searchMagics(true);

@@ -57,7 +57,7 @@ template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* posi
     if (isPathFull(ply, position)) return 0;
     if (depth == 1) return perftGenerateMovesLegalCount(ply, here.moveListStart, position);
 
-    const u8 childPly = static_cast<u8>(ply + 1);
+    const u8 childPly = narrow<u8>(ply + 1);
     u64 count = 0;
     perftGenerateMovesLegal(ply, here.moveListStart, position);
     const auto countAfter = [=, &count](const moveStruct* move)
@@ -100,7 +100,7 @@ std::filesystem::path programFolder()
     std::filesystem::path program;
 #ifdef _WIN32
     std::wstring name(32767, L'\0'); // the longest path that Windows allows
-    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    name.resize(GetModuleFileNameW(nullptr, name.data(), narrow<DWORD>(name.size())));
     program = name;
 #elif defined(__APPLE__)
     char name[PATH_MAX];
@@ -335,7 +335,7 @@ u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads)
         while (pool.threads.size() < wanted)
         {
             pool.threads.emplace_back(countJobs, std::ref(jobs), depth, position);
-            jobs.started = static_cast<u32>(pool.threads.size());
+            jobs.started = narrow<u32>(pool.threads.size());
         }
     }
     return jobs.total;

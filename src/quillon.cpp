@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <tuple>
 
 #include "general.h"
 #include "hash.h"
@@ -135,7 +136,7 @@ int main(int argc, char** argv)
     theWorkForce.setNofWorkers(engine.nofThreads);
     if (argc == 1) warmHashTable();
     // Without a buffer of lines the output is slower, not wrong.
-    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, 4096));
+    std::ignore = std::setvbuf(stdout, nullptr, _IOLBF, 4096);
 
     // Arguments are one command, after which the process exits.
     console state;

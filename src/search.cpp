@@ -91,7 +91,7 @@ bool makePlayable(positionStruct* position)
     u8 enPassant = root.enPassantSquare;
     if (enPassant)
     {
-        const int landing = us == WHITE ? enPassant + 8 : enPassant - 8;
+        const int landing = enPassantLanding(enPassant, us);
         if (enPassant >= NOFSQUARES || !onBoard(landing) || board[enPassant] != PAWN + them ||
             board[landing] != NOPIECE)
             enPassant = 0;
@@ -209,7 +209,7 @@ void setPosition(std::string fen, positionStruct* position)
 
     // The half-move clock also serves as the count of moves. The move number is not read.
     const int clock = std::stoi(tokens[4]);
-    position->halfMoveClock = static_cast<i16>(clock);
+    position->halfMoveClock = wrap16(clock);
     position->keyIndex = firstKeyIndex(position->sideToMove, clock);
     deriveState(position);
 }
@@ -223,12 +223,6 @@ namespace
 // seeValue[piece code]: value of a piece in an exchange. Not tuned; bishop and knight are equal.
 constexpr i16 seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
                                          340, 515, 515, 1005, 1005, 10000, 10000};
-
-/// A sum on the 16-bit scale of scores and exchanges, on which it wraps around.
-constexpr i16 wrap16(int value)
-{
-    return static_cast<i16>(value);
-}
 
 /// Plays the exchange on `to` out until it is decided whether the side that captured first keeps
 /// its gain. `balance` is that side's balance if it loses the piece on `to`, and negative; `side`
@@ -415,7 +409,7 @@ inline void countNode(u64& counter)
 /// Time since the arrival of `go`.
 i64 millisecondsSinceGo()
 {
-    return now() - static_cast<i64>(u64{engine.startTime});
+    return now() - narrow<i64>(u64{engine.startTime});
 }
 
 /// Counts down to the next check of the clock; true when the hard budget is used up.
@@ -1015,7 +1009,7 @@ int movesToMate(int score)
 /// Brings engine.elapsedTime up to date.
 void stampElapsedTime()
 {
-    engine.elapsedTime = static_cast<u64>(millisecondsSinceGo());
+    engine.elapsedTime = narrow<u64>(millisecondsSinceGo());
 }
 
 /// The part of an info line after its score.
@@ -1108,16 +1102,14 @@ class softClock
 
         if (depthLimit) return depth < depthLimit || engine.infinite;
         timeScale = nextTimeScale(timeScale, depth, instability, isSettled);
-        const float elapsed =
-            static_cast<float>(static_cast<u64>(engine.elapsedTime)) * engine.timeFactor;
+        const float elapsed = static_cast<float>(u64{engine.elapsedTime}) * engine.timeFactor;
         if (double{elapsed} > engine.targetTime * timeScale) theWorkForce.timeIsUp = true;
         return theWorkForce.ponderSearch || !theWorkForce.timeIsUp || engine.infinite;
     }
 
   private:
     const int depthLimit; // 0 none
-    const u64 softCheckTime =
-        engine.targetTime < 1600 ? 100 : static_cast<u64>(engine.targetTime / 16);
+    const u64 softCheckTime = engine.targetTime < 1600 ? 100 : narrow<u64>(engine.targetTime / 16);
     double timeScale = 1.0;
 };
 

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iomanip>
 #include <limits>
 #include <span>
 #include <sstream>
@@ -91,10 +92,9 @@ bool isLone(i32 kind)
 
 std::string pairText(int mg, int eg)
 {
-    char text[32];
-    // Long enough for any two halves.
-    static_cast<void>(std::snprintf(text, sizeof text, "X(%4d,%4d)", mg, eg));
-    return text;
+    std::ostringstream text;
+    text << "X(" << std::setw(4) << mg << ',' << std::setw(4) << eg << ')';
+    return text.str();
 }
 
 /// The text before the elements of a table.
@@ -156,9 +156,10 @@ std::string footerText(i32 kind)
 
 void printTexelParameters()
 {
-    assert(nofTexelPars <= static_cast<i32>(texelPars.size()));
+    assert(nofTexelPars <= std::ssize(texelPars));
+    const u32 count = narrow<u32>(nofTexelPars);
     std::string text;
-    for (u32 i = 0; static_cast<i32>(i) < nofTexelPars;)
+    for (u32 i = 0; i < count;)
     {
         const texelParStruct& first = texelPars[i];
         text += headerText(first) + elementsText(first) + footerText(first.printKind);
@@ -169,25 +170,17 @@ void printTexelParameters()
 
 void stepTexelParameter(int index, int step)
 {
-    assert(index >= 0 && static_cast<size_t>(index) < texelPars.size());
-    const texelParStruct& par = texelPars[static_cast<size_t>(index)];
-    const u32 word = static_cast<u32>(*par.value);
-    const u32 units = static_cast<u32>(step);
-    if (par.midGameHalf || !par.packed)
-        *par.value = static_cast<i32>(word + units);
-    else
-    {
-        // A negative low half has borrowed 1 from the high half. Adding 0x8000 undoes that, so the
-        // high half can be cut out; adding the low half as a signed number borrows again.
-        const u32 high = (word + 0x8000 + units * 0x10000) & 0xffff0000;
-        const i32 low = static_cast<i16>(word);
-        *par.value = static_cast<i32>(high + static_cast<u32>(low));
-    }
+    assert(index >= 0 && index < std::ssize(texelPars));
+    const texelParStruct& par = texelPars[narrow<size_t>(index)];
+    const bool endGameHalf = par.packed && !par.midGameHalf;
+    combEval element(*par.value);
+    element += endGameHalf ? X(0, step) : X(step, 0);
+    *par.value = element.packed;
     if (par.mirrored)
     {
-        const u32 element = (static_cast<u32>(index) - par.firstIndex) / 2;
+        const u32 number = (narrow<u32>(index) - par.firstIndex) / 2;
         // From file a, b, c or d to file h, g, f or e of the same rank.
-        par.value[7 - 2 * (element % 4)] = *par.value;
+        par.value[7 - 2 * (number % 4)] = *par.value;
     }
 }
 
@@ -218,7 +211,7 @@ bool isSelected(const std::string& table)
 void registerTable(const evalTable& table)
 {
     const bool packed = table.hasPairs();
-    const u32 firstIndex = static_cast<u32>(texelPars.size());
+    const u32 firstIndex = narrow<u32>(texelPars.size());
     for (u32 i = table.firstTuned; i < table.firstTuned + table.nofTuned; ++i)
         for (const bool midGame : {true, false})
             if (midGame || packed)
@@ -234,7 +227,7 @@ void setTexelParameters()
     texelPars.clear();
     for (const evalTable& table : evalTables)
         if (isSelected(table.name)) registerTable(table);
-    nofTexelPars = static_cast<i32>(texelPars.size());
+    nofTexelPars = narrow<i32>(texelPars.size());
 }
 
 bool zeroTexelTable(const std::string& name)
@@ -280,8 +273,8 @@ bool hasBothKings(const positionStruct* position)
 /// The score of a position with both kings, from white's view.
 i16 whiteScore(positionStruct* position)
 {
-    const i16 score = static_cast<i16>(evaluateN(0, position));
-    return position->sideToMove == WHITE ? score : static_cast<i16>(-score);
+    const int score = evaluateN(0, position);
+    return wrap16(position->sideToMove == WHITE ? score : -score);
 }
 
 /// Empties the two cache entries that the evaluation of a position has filled. At the next job the
@@ -518,7 +511,7 @@ bool tryParameter(int index, double& minError)
         minError = error;
         std::ostringstream line;
         line << "Min error " << minError << " parameter " << index << ' '
-             << texelPars[static_cast<size_t>(index)].name;
+             << texelPars[narrow<size_t>(index)].name;
         writeLine(line.str());
         return true;
     }

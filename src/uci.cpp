@@ -66,8 +66,7 @@ bool isOnBoard(moveStruct move, const positionStruct* position)
     const u8 captured = position->board[move.to];
     if (!isMan(position->board[move.from]) || (captured != NOPIECE && !isMan(captured)))
         return false;
-    if (move.kind == KINDENPASSANT)
-        return onBoard(position->sideToMove == WHITE ? move.to + 8 : move.to - 8);
+    if (move.kind == KINDENPASSANT) return onBoard(enPassantLanding(move.to, position->sideToMove));
     return move.kind <= KINDCASTLEQUEEN;
 }
 
@@ -79,7 +78,7 @@ void trimKeyHistory(positionStruct* position)
     if (position->keyIndex < KEYHISTORYSIZE - searchRoom) return;
     std::copy(position->keyHistory + dropped, position->keyHistory + KEYHISTORYSIZE,
               position->keyHistory);
-    position->keyIndex = static_cast<i16>(position->keyIndex - dropped);
+    position->keyIndex = narrow<i16>(position->keyIndex - dropped);
 }
 
 } // namespace
@@ -177,7 +176,7 @@ void spareColdTable()
 
 void UCIgo(std::istream& stream)
 {
-    engine.startTime = static_cast<u64>(now());
+    engine.startTime = narrow<u64>(now());
     theWorkForce.ponderSearch = false;
     for (const int colour : {WHITE, BLACK})
     {

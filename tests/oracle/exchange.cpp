@@ -141,7 +141,7 @@ bool seeAfter(const Move& move, Score threshold, const Position& p, Byte capture
     return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.to), balance);
 }
 
-void lowerLosingEvasions(int ply, int first, Position& p)
+void lowerBadEvasions(int ply, int first, Position& p)
 {
     for (int s = first; s < plyAt(p, ply).listEnd; ++s)
     {

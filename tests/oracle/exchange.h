@@ -16,7 +16,7 @@ bool see(const Move& move, Score threshold, const Position& p);
 bool seeAfter(const Move& move, Score threshold, const Position& p, Byte captured);
 
 // Lowers the score of evasions that lose material, from slot `first` to the end of the list.
-void lowerLosingEvasions(int ply, int first, Position& p);
+void lowerBadEvasions(int ply, int first, Position& p);
 
 } // namespace oracle
 

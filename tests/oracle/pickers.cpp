@@ -120,7 +120,7 @@ bool nextMove(int ply, int cursor, Position& p, bool skipOrdering)
         generateCaptures(ply, cursor, p);
         if (here.stage == evasionStage)
         {
-            lowerLosingEvasions(ply, cursor, p);
+            lowerBadEvasions(ply, cursor, p);
             return playEvasion(ply, cursor, p);
         }
         here.stage = 2;

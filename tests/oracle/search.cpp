@@ -399,7 +399,7 @@ Score Search::quiescence(int ply, int depth, int alphaGiven, int betaGiven)
     if (here.inCheck != 0)
     {
         if (here.listEnd == here.listStart) return bestScore;
-        lowerLosingEvasions(ply, here.listStart, p);
+        lowerBadEvasions(ply, here.listStart, p);
     }
 
     bool first = true;

@@ -172,7 +172,7 @@ TEST(MovePickers, AKillerEqualToACaptureAlreadyPlayedIsPlayedAgain)
                   "0/1:e1e2 1/2:e4d5 4/6:e4d5 5/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "}});
 }
 
-TEST(MovePickers, LosingCapturesComeAfterTheStoredMovesAndBeforeTheQuietOnes)
+TEST(MovePickers, BadCapturesComeAfterTheStoredMovesAndBeforeTheQuietOnes)
 {
     expectPicks({{"4k3/8/2p5/3p3p/6P1/2N5/8/4K3 w - - 0 1", "e1e2", "e1f1", "", "d5", "",
                   "0/1:e1e2 1/2:g4h5 3/4:e1f1 6/7:c3d5 "

@@ -244,7 +244,7 @@ TEST(SearchSee, SeeAfterSide)
     EXPECT_FALSE(seeAfter(jump, 0, knight.get(), 0));
 }
 
-TEST(SearchSee, LosingCapturesOfAListAreRaisedByAHundredTheKingsToo)
+TEST(SearchSee, BadCapturesOfAListAreRaisedByAHundredTheKingsToo)
 {
     // Pawn takes knight wins; queen and king take pawns that a pawn defends.
     Board board("7k/1p1p4/2p1p3/1n2K3/P7/2Q5/8/8 w - - 0 1");
@@ -257,7 +257,7 @@ TEST(SearchSee, LosingCapturesOfAListAreRaisedByAHundredTheKingsToo)
     EXPECT_EQ(scoresAfter(board, {queen(250)}, updateSeeScore), "94 ") << "as any other here";
 }
 
-TEST(SearchSee, LosingEvasionsAreLoweredByAHundredButTheKingsAndScore250)
+TEST(SearchSee, BadEvasionsAreLoweredByAHundredButTheKingsAndScore250)
 {
     // The rook on g8 takes whatever lands on g1.
     Board board("6rk/8/8/8/8/8/8/R3K2R w KQ - 0 1");

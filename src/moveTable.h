@@ -1,29 +1,33 @@
 // SPDX-License-Identifier: MIT
 //
-// Attack tables: where every man attacks from every square, the lines between squares, and the
-// areas around pawns and kings that the evaluation asks for. Built once at start-up, read by all
-// threads. Squares are a1 = 0 to h8 = 63, bit n of a bitboard is square n, "forward" is +8 for
-// white and -8 for black.
+// Attack tables: what every piece attacks from every square, the lines between squares, and the
+// areas around pawns and kings that the evaluation needs. They are built once, at start-up; from
+// then on all threads only read them. Squares are a1 = 0 to h8 = 63, bit n of a bitboard is square
+// n, and "forward" is +8 for white and -8 for black.
 //
-//   Tables                knightAttackTable ... kingSafetyArea
-//   Start-up              initBitboardConstants, searchMagics, initInBetweenSquares
-//   Lookups               getRookAttackTable, getBishopAttackTable, isSquareAttacked
-//   Geometry              getDistanceSquares, onBoard, northFill, southFill
-//   Slow counterparts     createRookAttackFromVar, createBishopAttackFromVar
+//   Tables                      knightAttackTable ... kingSafetyArea
+//   Start-up                    initBitboardConstants, searchMagics, initInBetweenSquares
+//   Lookups                     getRookAttackTable, getBishopAttackTable, isSquareAttacked
+//   Geometry                    getDistanceSquares, onBoard, northFill, southFill
+//   Slow counterparts           createRookAttackFromVar, createBishopAttackFromVar
+//   Interface without a caller  generateMagicNumber
 #pragma once
 
 #include "global.h"
 
-// Zen 1 and 2 take twenty cycles and more for an extraction of bits.
+// Zen 1 and 2 have the instruction that extracts bits, but it takes them twenty cycles and more. On
+// these two the multiplication is faster.
 #if defined(__BMI2__) && !defined(__znver1__) && !defined(__znver2__)
 #define QUILLON_PEXT
 #include <immintrin.h>
 #endif
 
 
-// Tables. A [2] dimension is a colour.
+// Tables. A [2] dimension is a colour. A lookup in a table of a few kilobytes, which stays in the
+// first cache, is cheaper than the shifts and masks that would give the same set.
 
-/// A slider's lookup record for one square.
+/// A slider's lookup record for one square. The pieces that can block the slider are reduced to an
+/// index, and the slice holds the attacks for each index.
 struct magicStruct
 {
     u64* attacks; // this square's slice of the attack table
@@ -40,17 +44,17 @@ constexpr u64 files[8] = {0x0101010101010101, 0x0202020202020202, 0x040404040404
 extern u64 knightAttackTable[64];
 extern u64 kingAttackTable[64];
 extern u64 pawnAttackTable[2][64]; // [c][s]: from where a pawn of colour c attacks s
-extern u64 enpassantTable[64];     // neighbours on the rank, for ranks 4 and 5; else none
-extern u64 rookAttackAll[64];      // on an empty board
-extern u64 bishopAttackAll[64];    // on an empty board
+extern u64 enpassantTable[64];  // from where a double-pushed pawn on s can be captured en passant
+extern u64 rookAttackAll[64];   // on an empty board
+extern u64 bishopAttackAll[64]; // on an empty board
 extern magicStruct rookAttackLUT[64];
 extern magicStruct bishopAttackLUT[64];
-extern u64 rookAttackTable[102400]; // slices of all squares, one behind the other
+extern u64 rookAttackTable[102400]; // the slices of all squares, one after the other
 extern u64 bishopAttackTable[5248];
-extern u64 inBetweenSquares[64][64]; // strictly between two squares of a line, else empty
-extern u64 inLineSquares[64][64];    // the whole line through both, edge to edge, else empty
+extern u64 inBetweenSquares[64][64]; // between two squares of a line, without them; else empty
+extern u64 inLineSquares[64][64];    // the whole line through both, edge to edge; else empty
 extern u8 distance[64][64];          // king moves from one to the other on an empty board
-extern u64 ranksAtOrAbove[2][64];    // the rank of s and all ahead of it
+extern u64 ranksAtOrAbove[2][64];    // the rank of s and all ranks ahead of it
 extern u64 isolatedPawns[64];        // the neighbour files of s
 extern u64 passedPawnsMask[2][64];   // ahead of s on its own and the neighbour files
 extern u64 kingSafetyArea[2][64];    // three files by four ranks around a king on s
@@ -58,28 +62,25 @@ extern u64 kingSafetyArea[2][64];    // three files by four ranks around a king 
 
 // Start-up
 
-/// Builds all tables, and before them points GPSData's move lists at GMS and fills the table of
-/// late move reductions. May run again while nothing searches. The magic multipliers are
-/// searched for anew each time; nothing depends on their values.
+/// Builds all tables. Before that it points GPSData's move lists at GMS and fills the table of late
+/// move reductions. It may be called again while no search is running. The magic multipliers are
+/// searched for again each time; nothing depends on their values.
 void initBitboardConstants();
 
 /// Builds inBetweenSquares, inLineSquares and distance; needs the slider lookups.
 void initInBetweenSquares();
 
-/// Finds a multiplier for each square and slider, fills both tables by them, and returns how many
-/// candidates it has rejected. `seeded` starts the generator anew at each rank, where the search is
-/// short; else it runs on from where it is, which rejects ten times as many. Needs rookAttackAll
-/// and bishopAttackAll.
+/// Finds a multiplier for each square and slider, fills both tables with them, and returns how many
+/// candidates it has rejected. With `seeded` the random generator gets a stored seed at each rank,
+/// with which the search is short. Otherwise the generator continues where it is, which rejects ten
+/// times as many candidates. Needs rookAttackAll and bishopAttackAll.
 i32 searchMagics(bool seeded);
-
-/// A word with exactly `bits` distinct random bits set, 0 to 64; zero when `bits` is below 1.
-u64 generateMagicNumber(i32 bits);
 
 
 // Lookups
 
-/// Where in a square's slice the attacks under `occupancy` stand. Extracting the relevant bits
-/// takes one instruction where the processor has it, and two loads less than the multiplier.
+/// The index, in a square's slice, of the attacks under `occupancy`. Where the processor can
+/// extract bits, that takes one instruction and two loads fewer than the multiplication.
 inline u64 slotOf(u64 occupancy, const magicStruct& entry)
 {
 #ifdef QUILLON_PEXT
@@ -89,8 +90,9 @@ inline u64 slotOf(u64 occupancy, const magicStruct& entry)
 #endif
 }
 
-/// The squares that a rook on `square` attacks under `occupancy`, the first blocker of each ray
-/// included, whoever it is. Whether `occupancy` holds the square itself makes no difference.
+/// The squares that a rook on `square` attacks when the squares of `occupancy` are occupied. Each
+/// ray includes its first blocker, of either colour: the caller removes its own pieces. It makes no
+/// difference whether `occupancy` contains `square`.
 inline u64 getRookAttackTable(i32 square, u64 occupancy)
 {
     const magicStruct& entry = rookAttackLUT[square];
@@ -104,13 +106,13 @@ inline u64 getBishopAttackTable(i32 square, u64 occupancy)
     return entry.attacks[slotOf(occupancy, entry)];
 }
 
-/// All men, white and black.
+/// All pieces, white and black.
 inline u64 allPieces(const positionStruct* position)
 {
     return position->pieceBB[WHITE] | position->pieceBB[BLACK];
 }
 
-/// Men of one colour that move like a bishop, or like a rook; queens do both.
+/// The pieces of one colour that move like a bishop, or like a rook. Queens are in both sets.
 inline u64 bishopsAndQueens(int colour, const positionStruct* position)
 {
     return position->pieceBB[BISHOP + colour] | position->pieceBB[QUEEN + colour];
@@ -127,8 +129,10 @@ inline u8 kingSquareOf(int colour, const positionStruct* position)
     return lowestSquare(position->pieceBB[KING + colour]);
 }
 
-/// Whether `attacker`'s men, as they stand in the bitboards, attack `square` when the sliders'
-/// rays are blocked by `occupancy`.
+/// Whether a piece of the colour `attacker` attacks `square` when sliders are blocked by
+/// `occupancy`. The attackers come from the bitboards; `occupancy` may differ from these, for
+/// example by a move that is not made yet. The test looks from the square outwards: a bishop
+/// attacks the square if a bishop on the square would attack it.
 inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
                                     const positionStruct* position)
 {
@@ -154,7 +158,8 @@ i32 getDistanceSquares(i32 a, i32 b);
 /// Whether a square number lies on the board.
 bool onBoard(i32 square);
 
-/// Fills every file from each set bit towards rank 8, the start included (Kogge-Stone).
+/// Fills every file from each set bit towards rank 8, the start included (Kogge-Stone). Each step
+/// doubles the length, so three steps do for eight ranks.
 constexpr u64 northFill(u64 bitboard)
 {
     bitboard |= bitboard << 8;
@@ -173,8 +178,14 @@ constexpr u64 southFill(u64 bitboard)
 
 // Slow counterparts
 
-/// What getRookAttackTable returns, found by walking the four rays; fills the tables.
+/// What getRookAttackTable returns, found by walking the four rays. It fills the tables.
 u64 createRookAttackFromVar(i32 square, u64 occupancy);
 
 /// What getBishopAttackTable returns, found by walking the four rays.
 u64 createBishopAttackFromVar(i32 square, u64 occupancy);
+
+
+// Interface without a caller
+
+/// A word with exactly `bits` distinct random bits set, 0 to 64; zero when `bits` is below 1.
+u64 generateMagicNumber(i32 bits);

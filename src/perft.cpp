@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Perft; see perft.h. It uses the generators and the makeMove of the search.
+// Perft; see perft.h. It uses the generators and the makeMove of the search, because those are what
+// it is to check.
 
 #include "perft.h"
 
@@ -49,7 +50,7 @@ u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* posi
 namespace
 {
 
-/// Counts for perft and perftRev; `reversed` walks each list from its end to its start.
+/// Counts for perft and perftRev; with `reversed` it walks each list from its end to its start.
 template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -80,11 +81,6 @@ template <bool reversed> u64 countLeaves(u8 ply, i32 depth, positionStruct* posi
 u64 perft(u8 ply, i32 depth, positionStruct* position)
 {
     return countLeaves<false>(ply, depth, position);
-}
-
-u64 perftRev(u8 ply, i32 depth, positionStruct* position)
-{
-    return countLeaves<true>(ply, depth, position);
 }
 
 
@@ -124,6 +120,7 @@ std::ifstream openPerftFile()
             places.push_back(program / folder / "perft.txt");
     places.emplace_back("perft.txt");
 
+    // The file of the build comes first, then that of an installation, last the current folder.
     std::ifstream file;
     for (const std::filesystem::path& name : places)
     {
@@ -148,7 +145,8 @@ struct timedCount
     i64 nanoseconds;
 };
 
-/// Counts a position after preparing it as for a search; an unplayable one counts 0.
+/// Counts a position after preparing it as for a search; an unplayable one counts 0, because moves
+/// on it could leave the board. The time includes the preparation, which is too short to matter.
 timedCount countPosition(i32 depth, positionStruct* position)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -184,6 +182,7 @@ bool checkMoveGenWithPerft(i32 level)
     std::string line;
     while (std::getline(file, line))
     {
+        // The file is sorted by effort, and these two lines separate its levels.
         if (line == "extended" || line == "full")
         {
             if (level > (line == "full" ? 2 : 1)) continue;
@@ -234,8 +233,14 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
 
 // Interface without a caller
 //
-// perftMt, for a developer. Each thread takes jobs from one list and counts on a position of its
-// own.
+// For a developer. In perftMt each thread takes jobs from one list and counts on a position of its
+// own. Pairs of moves make jobs that are small and many, so that no thread is left with a long one
+// at the end.
+
+u64 perftRev(u8 ply, i32 depth, positionStruct* position)
+{
+    return countLeaves<true>(ply, depth, position);
+}
 
 namespace
 {
@@ -282,6 +287,7 @@ void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
     moveStruct stack[MOVESTACKSIZE + MOVESTACKSLACK];
     for (const int ply : {0, 1, 2}) position.plies[ply].moveListStart = stack;
 
+    // The lock is held except while counting.
     std::unique_lock<std::mutex> lock(jobs.mtx);
     while (!jobs.moves.empty())
     {

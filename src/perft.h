@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // Perft: counts the leaves of the legal move tree. Compared with known counts, it checks the
-// generators, the legality tests, make and unmake together. It visits every node and uses no table.
+// generators, the legality tests, make and unmake together: a single move too many or too few
+// anywhere in the tree changes the count. It uses no table, which could hide such an error.
 //
-//   Counters                     perft, perftRev, perftGenerateMovesLegal
+//   Counters                     perft, perftGenerateMovesLegal
 //   Commands                     checkMoveGenWithPerft, testFenPosition
-//   Interface without a caller   perftMt
+//   Interface without a caller   perftRev, perftMt
 #pragma once
 
 #include <string>
@@ -16,16 +17,14 @@
 // Counters
 
 /// The number of leaves `depth` plies below a playable position at `ply`, whose moveListStart is
-/// set; 1 if the depth is 0 or less. The moves of the last ply are counted without being made.
+/// set; 1 if the depth is 0 or less. The moves of the last ply are counted without being made: most
+/// of the nodes are there.
 u64 perft(u8 ply, i32 depth, positionStruct* position);
-
-/// The same count with the moves of each list taken in reverse order.
-u64 perftRev(u8 ply, i32 depth, positionStruct* position);
 
 /// Writes the legal moves of the position to the list that starts at `moves`.
 void perftGenerateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
-/// The number of legal moves. Overwrites the list that starts at `moves`, with no useful content.
+/// The number of legal moves. Overwrites the list that starts at `moves`; its content is of no use.
 u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* position);
 
 
@@ -46,9 +45,13 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32 threads);
 
 // Interface without a caller
 
-/// perft with `threads` threads, for ply 0; another ply, or a depth below 3, is left to perft. The
-/// jobs are the pairs of a first move and a reply, in a list of two moves each; the size of the
-/// list is written before and after it is filled. No more threads start than the list has moves,
-/// none for an empty list. With 0 threads the count is 0. Throws std::system_error if a thread
-/// can't be started.
+/// The count of perft with the moves of each list taken in reverse order. A different result would
+/// show that unmakeMove does not restore everything.
+u64 perftRev(u8 ply, i32 depth, positionStruct* position);
+
+/// perft with `threads` threads, for ply 0; another ply, or a depth below 3, is left to perft. Each
+/// job is a pair of a first move and a reply, and all jobs are in one list of moves, two for each
+/// job. The size of the list is written before and after it is filled. No more threads start than
+/// the list has moves, so an empty list starts none. With 0 threads the count is 0. Throws
+/// std::system_error if a thread can't be started.
 u64 perftMt(u8 ply, i32 depth, positionStruct* position, u32 threads);

@@ -16,7 +16,8 @@
 
 void writeText(std::string_view text)
 {
-    // A failed write means that the reader has gone. End of input then ends the process.
+    // A failed write means that the reader has gone. Nothing is left to tell anyone, and the end
+    // of input is about to end the process.
     std::ignore = std::fwrite(text.data(), 1, text.size(), stdout);
     std::ignore = std::fflush(stdout);
 }
@@ -47,12 +48,14 @@ std::string squareToLA(int square)
 
 u8 LAToSquare(std::string_view text)
 {
+    // The 8-bit sum is (rank - '1') * 8 + (file - 'a') for a square's two characters.
     if (text.size() < 2) return 255;
     return static_cast<u8>(text[1] * 8 + text[0] + 23);
 }
 
 std::string moveToLA(const moveStruct* move, u8 side)
 {
+    // The record names the captured pawn's square; the notation names the landing square.
     const int to = move->kind == KINDENPASSANT ? enPassantLanding(move->to, side) : move->to;
     std::string text = squareToLA(move->from) + squareToLA(to);
     if (isPromotion(move->kind)) text += promotionLabels[move->kind];
@@ -76,7 +79,8 @@ namespace
 
 constexpr std::string_view gridBorder = "+---+---+---+---+---+---+---+---+\n";
 
-/// Eight rows, rank 8 at the top and file a at the left; `cell` gives the text of a square.
+/// Eight rows, rank 8 at the top and file a at the left, as white sees the board; `cell` gives the
+/// text of a square.
 template <typename Cell> std::string rowsToString(Cell cell, std::string_view rowEnd)
 {
     std::string text;
@@ -180,6 +184,8 @@ void printTableInFormatX(const i16* first, const i16* second)
 
 u64 softwarePopcount(u64 bitboard)
 {
+    // Fields of 2, 4 and 8 bits hold the counts of their own bits. The multiplication adds up all
+    // eight bytes in the top one.
     u64 x = bitboard;
     x -= (x >> 1) & 0x5555555555555555;
     x = (x & 0x3333333333333333) + ((x >> 2) & 0x3333333333333333);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Text and time: the one way in which a line leaves the program, the clock, the notation of moves
-// and squares, the text of the principal variation, and the picture of the board.
+// Text and time: the output of lines, the clock, the notation of moves and squares, the text of
+// the principal variation (PV), and the picture of the board. All output of the program goes
+// through writeText.
 //
 //   Output                      writeText, writeLine
 //   Clock                       now
@@ -19,8 +20,8 @@
 
 // Output
 
-/// Writes a text to standard output in one piece and flushes it, so that texts of two threads never
-/// mix.
+/// Writes a text to standard output in one piece, so that the texts of two threads never mix, and
+/// flushes it, so that a graphical interface at the other end of the pipe sees it at once.
 void writeText(std::string_view text);
 
 /// writeText with a line feed at the end.
@@ -29,7 +30,8 @@ void writeLine(std::string_view line);
 
 // Clock
 
-/// The monotonic clock in milliseconds, truncated.
+/// The monotonic clock in milliseconds, truncated. It doesn't jump when someone sets the time of
+/// day, and its zero means nothing: only differences do.
 i64 now();
 
 

@@ -59,7 +59,8 @@ template <typename To, typename From> constexpr To bitCast(const From& value)
     return __builtin_bit_cast(To, value);
 }
 
-/// A number as a narrower type that holds it; builds with assertions check that it does.
+/// A number as a narrower type that holds it; builds with assertions check that it does. A plain
+/// cast, by contrast, says that bits may be lost and that this is intended.
 template <typename T, typename S> constexpr T narrow(S value)
 {
     assert(static_cast<S>(static_cast<T>(value)) == value);
@@ -68,6 +69,10 @@ template <typename T, typename S> constexpr T narrow(S value)
 
 
 // Data shared between threads
+//
+// No lock guards these words, because a search reads some of them in every node. Their types make
+// the races harmless: each access is atomic, and no thread draws conclusions from the order in
+// which it sees two of them change.
 
 /// A word that several threads read and write with no order between them: a flag, a limit or a
 /// counter for which an old value is as good as a new one. It behaves like a plain T and costs the
@@ -116,13 +121,15 @@ template <typename T> inline void publish(T& word, T value)
 constexpr int NOFSQUARES = 64;
 constexpr int NOFPLIES = 128;        // records of `plies`; ply 127 is the last
 constexpr int MOVESTACKSIZE = 8192;  // moves in one searcher's stack
-constexpr int KEYHISTORYSIZE = 1024; // keys of the game and of the path
+constexpr int KEYHISTORYSIZE = 1024; // keys of the game and of the path; uci.cpp drops old ones
 
 // One node needs at most 64 squares x 16 arrivals (8 lines, 8 knights) and the promotions, and its
 // bad captures once more. A node starts only below MOVESTACKSIZE, so this much space after it keeps
 // every list within the stack on any board.
 constexpr int MOVESTACKSLACK = 3072;
 
+// Scores fit 16 bits, since a table entry stores one in 16. The distance between the two limits is
+// NOFPLIES: a mate is never further from the root than the path is long.
 constexpr int SCOREINFINITE = 32767;  // beyond any score
 constexpr int SCOREMATE = 32000;      // mate at ply p is 32000 - p
 constexpr int SCOREMATELIMIT = 31872; // at or beyond this, in absolute value, a mate score
@@ -211,29 +218,39 @@ constexpr u8 QUEEN = 10;
 constexpr u8 KING = 12;
 constexpr int NOFPIECECODES = 14;
 
-/// Whether a piece code is a pawn's, or a king's, of either colour.
+/// The colour of a piece code.
+constexpr int colourOf(int code)
+{
+    return code & 1;
+}
+
+/// Whether a piece code is a pawn's, of either colour.
 constexpr bool isPawn(int code)
 {
     return (code & ~1) == PAWN;
 }
 
+/// Whether a piece code is a king's, of either colour. The kings have the two highest codes.
 constexpr bool isKing(int code)
 {
     return code >= KING;
 }
 
-// Kinds of moves. A promotion's kind is the white code of the new piece: 4, 6, 8 or 10.
+// Kinds of moves. A promotion's kind is the white code of the new piece: 4, 6, 8 or 10. From the
+// kind makeMove learns, without a look at the board, whether a move is more than a plain step.
 constexpr u8 KINDPLAIN = 0;
 constexpr u8 KINDENPASSANT = 12;
 constexpr u8 KINDDOUBLEPUSH = 13;
 constexpr u8 KINDCASTLEKING = 14;
 constexpr u8 KINDCASTLEQUEEN = 15;
 
+/// Whether a kind of move is a promotion: those kinds lie between plain and en passant.
 constexpr bool isPromotion(int kind)
 {
     return kind > KINDPLAIN && kind < KINDENPASSANT;
 }
 
+/// Whether a kind of move is castling, to either side: these are the two highest kinds.
 constexpr bool isCastling(int kind)
 {
     return kind >= KINDCASTLEKING;
@@ -245,7 +262,7 @@ constexpr int enPassantLanding(int to, int us)
     return us == WHITE ? to + 8 : to - 8;
 }
 
-// Castling rights, one bit each.
+// Castling rights, one bit each, so that all four together index the 16 keys of the Zobrist table.
 constexpr u8 WHITEKINGSIDE = 1;
 constexpr u8 BLACKKINGSIDE = 2;
 constexpr u8 WHITEQUEENSIDE = 4;
@@ -337,13 +354,15 @@ constexpr bool sameMove(moveStruct a, moveStruct b)
 /// whole record to the next ply, so every field has to make sense under such a copy.
 struct alignas(64) plyStruct
 {
-    // The parent's values, restored by unmakeMove. Each pair is one 16-byte copy.
+    // The parent's values, restored by unmakeMove. Restoring them costs less than
+    // taking back the changes one by one. Each pair is one 16-byte copy.
     combEval savedMaterial[2];
     combEval savedPstScore[2];
     u64 savedHashKey;
     u64 savedPawnHashKey;
 
-    // The node's list in the move stack.
+    // The node's list in the move stack. All plies share one stack: a child's list begins where
+    // the parent's ends, so no node has to reserve room for the longest list.
     moveStruct* moveListStart; // set by the generator of the parent ply; at ply 0 by the owner
     moveStruct* moveListEnd;   // end of what has been generated so far
     moveStruct* quietsStart;   // first quiet move; from here on historyBad is charged
@@ -392,14 +411,15 @@ struct positionStruct
     pawnHashTableStruct* pawnHashTable; // of the owner, not owned
     evalHashTableStruct* evalHashTable; // of the owner, not owned
 
-    // Counters, published: the boss adds them up over running threads.
+    // Counters, published: the boss adds them up over running threads. Each searcher has its own,
+    // because one counter for all would travel between the caches of the cores at every node.
     u64 nodes = 0;  // entered by alfabeta
     u64 qNodes = 0; // entered by quiescence
 
     i16 keyIndex = 0;      // next free slot of keyHistory
     i16 halfMoveClock = 0; // plies since the last capture or pawn move
 
-    // The root's book-keeping.
+    // The root's book-keeping. The boss compares these fields when it chooses whose move to play.
     i16 rootBestChanges;   // new best moves at ply 0 in this iteration
     i16 rootScore;         // score of the last accepted iteration
     i16 rootDepth;         // depth of the newest result
@@ -412,7 +432,8 @@ struct positionStruct
     plyStruct plies[NOFPLIES];
     u64 keyHistory[KEYHISTORYSIZE]; // keys of the game and of the path, in order
 
-    // Ordering of quiet moves, by [piece code - 2][to].
+    // Ordering of quiet moves, by [piece code - 2][to]. The square that a piece leaves hardly
+    // matters to what its move is worth, and without it the tables stay small.
     u32 historyGood[12][NOFSQUARES];         // weight of the cut-offs
     u32 historyBad[12][NOFSQUARES];          // weight of the failures
     moveStruct counterMoves[12][NOFSQUARES]; // answer to the piece that has just arrived there
@@ -423,6 +444,7 @@ struct positionStruct
 static_assert(sizeof(positionStruct) % 64 == 0 && std::is_trivially_copyable_v<positionStruct>);
 
 /// A number that `setoption` sets: its name, its default and the range that values are forced into.
+/// The answer to `uci`, the handler of `setoption` and the initial settings all read it here.
 struct spinOption
 {
     std::string_view name;
@@ -476,7 +498,9 @@ extern moveStruct GMS[MOVESTACKSIZE + MOVESTACKSLACK]; // its move stack
 
 // Bit operations
 
-/// The bitboard of one square.
+/// The bitboard of one square. Higher bits of the number are ignored, as the shift of most
+/// processors does anyway: the mask costs nothing, and a bad square number is no undefined
+/// behaviour.
 constexpr u64 bit(int square)
 {
     return 1ULL << (square & 63);
@@ -488,7 +512,8 @@ constexpr int popcount(u64 bitboard)
     return std::popcount(bitboard);
 }
 
-/// The lowest set bit's square; 64 for an empty bitboard.
+/// The lowest set bit's square; 64 for an empty bitboard. Loops over bitboards go from here up, so
+/// they visit a1 first and h8 last, and lists of moves come in this order.
 constexpr u8 lowestSquare(u64 bitboard)
 {
     return narrow<u8>(std::countr_zero(bitboard));

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The life of the process: banner, tables, start position, threads, and the loop that turns lines
-// into calls. It holds no chess. One thread reads; searches run on others, so that `stop` and
-// `ponderhit` arrive while one is running.
+// The program: start-up (banner, tables, start position, threads), the loop that turns lines into
+// calls, and the end. There is no chess in this file. The main thread reads and answers; searches
+// run on other threads, so that `stop` and `ponderhit` are read while one is running.
 
 #include <cstdio>
 #include <iostream>
@@ -21,7 +21,7 @@
 namespace
 {
 
-/// What the commands hand on from line to line.
+/// What a command leaves for later lines: `perft` without a number takes the last one's depth.
 struct console
 {
     i32 perftDepth = 6;
@@ -40,7 +40,7 @@ void runPerft(std::istream& words, console& state)
 {
     theWorkForce.endSearch();
     words >> state.perftDepth;
-    testFenPosition(state.perftDepth, "current", 256, 4);
+    testFenPosition(state.perftDepth, "current", HASHOPTION.standard, 4);
     warmHashTable();
 }
 
@@ -52,7 +52,7 @@ void runRtest(std::istream&, console&)
 }
 
 #ifdef QUILLON_TUNE
-/// Words behind `texel` are the names of the tables to tune, none means all.
+/// The words after `texel` name the tables to tune. Without any, all are tuned.
 void runTexel(std::istream& words, console&)
 {
     texelSelection.clear();
@@ -60,7 +60,7 @@ void runTexel(std::istream& words, console&)
     doTheTexel();
 }
 
-/// Sets the tables that are named to zeros.
+/// Sets the tables that the words name to zero.
 void zeroTables(std::istream& words, console&)
 {
     theWorkForce.endSearch();
@@ -82,6 +82,7 @@ void showHelp(std::istream&, console&)
               "'showboard' shows the current board");
 }
 
+// The table decides what is a command. The handlers of uci.h take what they need of the words.
 // clang-format off
 constexpr commandRow commands[] = {
     {"quit",       [](std::istream&, console&)       { UCIquit(); }},
@@ -130,15 +131,17 @@ int main(int argc, char** argv)
     writeLine("");
     writeLine("enter 'help' to see the commands");
 
+    // The tables come first: a position gets its keys and its check flag from them.
     initHashCodeTables();
     initBitboardConstants();
     setPosition(std::string(fenStartPos), GPS);
     theWorkForce.setNofWorkers(engine.nofThreads);
     if (argc == 1) warmHashTable();
-    // Without a buffer of lines the output is slower, not wrong.
+    // If this fails the output is slower, not wrong.
     std::ignore = std::setvbuf(stdout, nullptr, _IOLBF, 4096);
 
-    // Arguments are one command, after which the process exits.
+    // The arguments, if there are any, are one command, and the process then exits. The end of
+    // input counts as `quit`: the program that has sent the commands is gone.
     console state;
     std::string command;
     for (int i = 1; i < argc; ++i) command += std::string(argv[i]) + ' ';
@@ -148,7 +151,8 @@ int main(int argc, char** argv)
         token = execute(command, state);
     } while (argc == 1 && token != "quit");
 
-    // A search that still runs ends without output before the table goes.
+    // A search that is still running must end before its table is freed. Nobody waits for its
+    // result any more, so it writes nothing.
     theWorkForce.abandon();
     theWorkForce.endSearch();
     destroyHashTable();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// UCI handlers; see the table in uci.h. All run on the main thread. Nothing is reported: what
-// can't be read is skipped or taken as it is.
+// UCI handlers; see the table in uci.h. All run on the main thread. Errors are not reported, since
+// the protocol has no message for them: what can't be read is skipped or taken as it is.
 
 #include "uci.h"
 
@@ -20,8 +20,8 @@
 namespace
 {
 
-/// A move text as it is written, without a look at whether it fits the rules. The squares are
-/// those of the text, so that `to` of an en passant capture is still the landing square.
+/// A move text as it is written, whether or not it fits the rules. The squares are those of the
+/// text, so `to` of an en passant capture is still the landing square.
 moveStruct readMoveText(const std::string& text)
 {
     moveStruct move = EMPTYMOVE;
@@ -31,8 +31,9 @@ moveStruct readMoveText(const std::string& text)
     return move;
 }
 
-/// The kind that the mover gives a text's move: castling for a king by the text alone, en passant
-/// for any pawn's diagonal step onto an empty square, a double push for any of 16 squares.
+/// Adds the kind that follows from the piece that moves: castling if a king's text is one of the
+/// four castling moves, en passant for a pawn's step to another file onto an empty square, a double
+/// push for a pawn's step of 16 squares.
 moveStruct withKind(moveStruct move, const std::string& text, const positionStruct* position)
 {
     const int us = position->sideToMove;
@@ -58,19 +59,20 @@ moveStruct withKind(moveStruct move, const std::string& text, const positionStru
     return move;
 }
 
-/// Whether makeMove can play a move without leaving the board, whatever it means as chess.
+/// Whether makeMove can play a move without leaving the board, even if it makes no sense as chess.
 bool isOnBoard(moveStruct move, const positionStruct* position)
 {
     if (move.from >= NOFSQUARES || move.to >= NOFSQUARES) return false;
-    const auto isMan = [](u8 code) { return code >= PAWN && code < NOFPIECECODES; };
+    const auto isPiece = [](u8 code) { return code >= PAWN && code < NOFPIECECODES; };
     const u8 captured = position->board[move.to];
-    if (!isMan(position->board[move.from]) || (captured != NOPIECE && !isMan(captured)))
+    if (!isPiece(position->board[move.from]) || (captured != NOPIECE && !isPiece(captured)))
         return false;
     if (move.kind == KINDENPASSANT) return onBoard(enPassantLanding(move.to, position->sideToMove));
     return move.kind <= KINDCASTLEQUEEN;
 }
 
-/// Makes room in keyHistory for a search when a game has filled it: the oldest keys go.
+/// Makes room in keyHistory for a search when a game has filled it, by dropping the oldest keys.
+/// The fifty-move rule ends a game long before one of those could be repeated.
 void trimKeyHistory(positionStruct* position)
 {
     constexpr int searchRoom = 2 * NOFPLIES;
@@ -91,7 +93,8 @@ void UCIprocesMove(std::string text)
     move = withKind(move, text, GPS);
     if (!isOnBoard(move, GPS)) return;
 
-    // The game never climbs the stack of plies: ply 1 is brought down to ply 0.
+    // The move is made at ply 1, as in a search, and then becomes ply 0. So a game of any length
+    // uses two records, and every search starts at ply 0.
     makeMove(1, &move, GPS, false);
     plyStruct& root = GPS->plies[0];
     const plyStruct& played = GPS->plies[1];
@@ -120,17 +123,20 @@ void UCIposition(std::istream& stream)
     else
         return;
 
+    // Each `position` sets the whole game up again, which is what the protocol sends.
     setPosition(fen, GPS);
     const int firstKey = GPS->keyIndex;
     int moveCount = 0;
     for (; stream >> word; ++moveCount) UCIprocesMove(word);
 
+    // makeMove has kept the keys up to date, but moves that make no sense as chess may have spoilt
+    // them. No handler sets inCheck while it plays moves.
     GPS->hashKey = calcHashKey(0, GPS);
     GPS->pawnHashKey = calcHashKeyPawn(0, GPS);
     GPS->plies[0].inCheck = isSideInCheck(GPS);
 
-    // From a FEN the number of the next key stands for the progress of the game, and the moves
-    // count once more.
+    // The time for a move depends on how far the game has got. After a FEN the index of the next
+    // key, to which the moves are added once more, has to serve as the number of plies played.
     if (fromStart)
         engine.gamePly = moveCount;
     else
@@ -146,7 +152,12 @@ void UCIposition(std::istream& stream)
 namespace
 {
 
-/// Reads a number into a limit; a number that can't be read fails the stream.
+// What `go` assumes where it is silent.
+constexpr i32 DEFAULTTIMELEFT = 900000; // ms: a quarter of an hour
+constexpr i32 DEFAULTMOVESTOGO = 30;
+constexpr i32 NODECHECKINTERVAL = 4096; // nodes: a few milliseconds between two looks at the clock
+
+/// Reads a number into a limit. If that fails the stream fails too, which ends the caller's loop.
 template <typename T> void readLimit(std::istream& stream, relaxed<T>& limit)
 {
     T value = limit;
@@ -176,19 +187,21 @@ void spareColdTable()
 
 void UCIgo(std::istream& stream)
 {
+    // The clock starts first, so that the time for all that follows is counted. Limits of an
+    // earlier `go` are forgotten.
     engine.startTime = narrow<u64>(now());
     theWorkForce.ponderSearch = false;
     for (const int colour : {WHITE, BLACK})
     {
-        engine.timeLeft[colour] = 900000;
+        engine.timeLeft[colour] = DEFAULTTIMELEFT;
         engine.timeInc[colour] = 0;
     }
-    engine.movesToGo = 30;
+    engine.movesToGo = DEFAULTMOVESTOGO;
     engine.depthLimit = 0;
     engine.mateLimit = 0;
     engine.nodeLimit = 0;
     engine.moveTime = 0;
-    engine.nodeCheckInterval = 4096;
+    engine.nodeCheckInterval = NODECHECKINTERVAL;
     engine.infinite = false;
     engine.movesToGoGiven = false;
 
@@ -214,6 +227,9 @@ void UCIgo(std::istream& stream)
     calcTimeParameters();
     spareColdTable();
 
+    // The search gets a copy: makePlayable may change it, and the next `position` or `showboard`
+    // must find what was set up. A position that can't be played on still needs an answer, because
+    // the other side waits for one.
     positionStruct root = GPSData;
     if (makePlayable(&root))
         theWorkForce.startWorkForce(&root);
@@ -230,13 +246,28 @@ void UCIgo(std::istream& stream)
 namespace
 {
 
-/// Joins the stream's words by single blanks, up to a word that is thrown away or the end.
+/// The stream's words up to the word `last`, which is dropped, or to the end, with single spaces
+/// between them: names and values of options may contain spaces.
 std::string readWordsUntil(std::istream& stream, const std::string& last)
 {
     std::string words;
     std::string word;
     while (stream >> word && word != last) words += (words.empty() ? "" : " ") + word;
     return words;
+}
+
+/// The value of an option that is a number, forced into the option's range.
+int readSpin(const std::string& value, const spinOption& option)
+{
+    return std::clamp(std::stoi(value), option.least, option.greatest);
+}
+
+/// The line that announces such an option.
+void writeSpin(const spinOption& option)
+{
+    writeLine("option name " + std::string(option.name) + " type spin default " +
+              std::to_string(option.standard) + " min " + std::to_string(option.least) + " max " +
+              std::to_string(option.greatest));
 }
 
 } // namespace
@@ -248,20 +279,22 @@ void UCIsetoption(std::istream& stream)
     const std::string name = readWordsUntil(stream, "value");
     const std::string value = readWordsUntil(stream, "");
 
-    if (name == "Hash")
+    if (name == HASHOPTION.name)
     {
-        const int megabytes = std::clamp(std::stoi(value), 1, 32768);
+        const int megabytes = readSpin(value, HASHOPTION);
         engine.hashSizeMB = megabytes;
         theWorkForce.endSearch();
         createHashTable(megabytes);
-        // Most tables are warm before the program that asked can start a search.
+        // A wait of up to a second, because a search in a cold table is slow. Most tables are warm
+        // sooner than that.
         warmHashTable();
         waitForWarmHashTable(1000);
     }
-    else if (name == "Threads")
+    else if (name == THREADSOPTION.name)
     {
-        // A running search chooses among as many threads as it was started with.
-        const int threads = std::clamp(std::stoi(value), 1, 64);
+        // Waits until a running search has ended: at its end it compares the results of as many
+        // threads as it was started with.
+        const int threads = readSpin(value, THREADSOPTION);
         if (!theWorkForce.workers.empty()) theWorkForce.workers[0]->waitToTakeABreak();
         engine.nofThreads = threads;
         theWorkForce.setNofWorkers(threads);
@@ -272,6 +305,7 @@ void UCIsetoption(std::istream& stream)
 
 void UCIponderhit()
 {
+    // A search that would have ended already, had it not been pondering, ends now.
     if (theWorkForce.timeIsUp)
         theWorkForce.stop();
     else
@@ -280,6 +314,7 @@ void UCIponderhit()
 
 void UCInewgame()
 {
+    // Results of the last game would be valid, but a search would depend on what was played before.
     theWorkForce.endSearch();
     clearHashTable();
     engine.gamePly = 0;
@@ -291,8 +326,8 @@ void UCIuci()
 {
     writeLine("id name Quillon Version 2.0");
     writeLine("id author Velmar Dask");
-    writeLine("option name Hash type spin default 256 min 1 max 32768");
-    writeLine("option name Threads type spin default 1 min 1 max 64");
+    writeSpin(HASHOPTION);
+    writeSpin(THREADSOPTION);
     writeLine("option name Ponder type check default false");
     writeLine("uciok");
 }
@@ -304,6 +339,7 @@ void UCIisready()
 
 void UCIquit()
 {
+    // Whoever sends `quit` no longer listens, so no result is written.
     theWorkForce.abandon();
 }
 

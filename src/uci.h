@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The handlers of the UCI commands, called by the command loop with the rest of the line.
+// The handlers of the UCI commands, called by the command loop with the rest of the line. They run
+// on the main thread. `go` does not wait for the search that it starts, so the loop can read
+// `stop`.
 //
 //   command    | effect                                       | blocks              | in a search
 //   -----------|----------------------------------------------|---------------------|------------
@@ -10,7 +12,7 @@
 //   - Hash     | a new, empty table                           | ends a search       | ends it
 //   - Threads  | a new pool of threads                        | until the last ends | waits
 //   - Ponder   | a little more time for each move             | no                  | allowed
-//   ponderhit  | a ponder search goes on as a normal one      | no                  | meant for it
+//   ponderhit  | a ponder search becomes a normal one         | no                  | meant for it
 //   stop       | the search ends and writes its result        | no                  | meant for it
 //   quit       | the search ends and writes nothing more      | no                  | ends it
 //   ucinewgame | empties the table, answers "readyok"         | ends a search       | ends it
@@ -24,20 +26,26 @@
 /// "startpos" or "fen ...", then "moves ..."; with any other first word nothing changes.
 void UCIposition(std::istream& stream);
 
-/// Reads the limits up to the first word that is no number where one is due, and starts.
+/// Reads the limits and starts the search. Where a number is due and another word comes, reading
+/// ends there and the search starts with the limits read so far.
 void UCIgo(std::istream& stream);
 
-/// "name N value V". Values beyond the range are forced into it; Hash and Threads with a value
-/// that is no number throw std::invalid_argument or std::out_of_range.
+/// "name N value V". Hash and Threads take a number: beyond the option's range it is forced into
+/// the range, and a value that is not a number throws std::invalid_argument or std::out_of_range.
+/// Unknown names are ignored.
 void UCIsetoption(std::istream& stream);
 
+/// The opponent has played the expected move: from now on the clocks count.
 void UCIponderhit();
+
+/// The next position belongs to another game, so nothing learned so far may influence it.
 void UCInewgame();
+
 void UCIuci();
 void UCIisready();
 void UCIquit();
 void UCIstop();
 
-/// Plays a move text such as "e2e4" or "a7a8q" on GPSData as it stands: nothing tests whether it
-/// is legal. A text that names squares or men that aren't there is passed over.
+/// Plays a move text such as "e2e4" or "a7a8q" on GPSData. Nothing tests whether the move is legal.
+/// A text is skipped if one of its squares is off the board or no piece is on the first one.
 void UCIprocesMove(std::string text);

@@ -8,16 +8,6 @@
 // eval.h lists all tables and terms, and says how to add one. After a change of any number run
 // `dev/adopt-tables --new-numbers`.
 //
-//   Material              pieceValue, pieceSquareScore, initEvaluation, updateEvaluation
-//   Evaluation terms      evalScratch, silent, recording
-//   Driver                evaluateN, evalPawns, evalPawnsPassed
-//   Pawn structure        evalPawnStructure
-//   Passed pawns          evalPassers
-//   Piece activity        evalPieces, evalActivity
-//   Threats               evalThreats
-//   King safety           evalShield, kingDanger, evalKing
-//   Evaluation by terms   evaluateTraced, evalTermName, evalTermMeaning
-//   Interface without a caller   printPSTinFormatX
 
 #include "eval.h"
 
@@ -39,8 +29,8 @@ TCONST combEval pieceValue[6] = {
 };
 
 // pieceSquareScore[type][coordinate]: score of a piece by its square, from its owner's view. One
-// rank a line, the owner's eighth rank first, files a to h: white reads its square XOR 56, black the
-// square itself. The two wings differ.
+// rank a line, the owner's eighth rank first, files a to h: white reads its square XOR 56, black
+// the square itself. The two wings differ.
 TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
     { // pawn
         X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0), X(   0,    0),
@@ -108,7 +98,8 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
 namespace
 {
 
-/// A square as its owner's table coordinate.
+/// A square as its owner's table coordinate. The tables are printed as a board with white at the
+/// bottom, so white's squares are mirrored.
 constexpr int coordinate(int colour, int square)
 {
     assert(square >= 0 && square < NOFSQUARES);
@@ -147,6 +138,8 @@ void initEvaluation(positionStruct* position)
 
 template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct* position)
 {
+    // The sums are kept up to date move by move: to add up a whole board at each evaluation would
+    // cost more than most of the terms.
     assert(ply > 0 && ply < NOFPLIES);
     constexpr int them = us ^ 1;
     plyStruct& child = position->plies[ply];
@@ -216,6 +209,7 @@ namespace
 /// and the counters of its colour.
 struct evalScratch
 {
+    // Left uninitialised on purpose: zeros would be overwritten before anything reads them.
     u8 kingSquare[2];
     u64 attackedBy[NOFPIECECODES]; // squares attacked by one kind of piece; 0 and 1 are not set
     u64 attacksAll[2];             // squares attacked so far
@@ -223,14 +217,15 @@ struct evalScratch
     u64 mobilityArea[2];           // squares that count for mobility
     u64 blockedPawns[2];           // pawns whose next square is occupied
     u64 pawnPushes[2];             // empty squares that a pawn can move to
-    u64 pinnedMen[2];              // pieces alone between their own king and an enemy slider
+    u64 pinnedPieces[2];           // pieces alone between their own king and an enemy slider
     u64 discoverers[2];            // pieces alone between the enemy king and an own slider
     i32 kingAttackers[2];          // by attacking colour: attackers of the enemy king's zone
     i32 kingAttackWeight[2];       // the sum of their weights
     i32 kingAdjacentAttacks[2];    // their attacks on squares next to the enemy king
 };
 
-/// The trace of an ordinary evaluation, which records nothing.
+/// The trace of an ordinary evaluation, which records nothing. As a template argument it lets one
+/// source serve both evaluations, so that the two can't disagree.
 struct silent
 {
     static constexpr bool traced = false;
@@ -299,7 +294,7 @@ namespace
 constexpr int PHASERANGE = GAMEPHASEMAXMG - GAMEPHASEMINEG;
 
 /// Mid-game material of the pawnless draws: a lone knight or bishop is below oneMinor, and oneRook
-/// is a lone rook.
+/// is a lone rook. They follow from the tables, so that a tuned pieceValue can't break the test.
 int oneMinor()
 {
     return std::max(mgHalf(pieceValue[typeOf(KNIGHT)]), mgHalf(pieceValue[typeOf(BISHOP)])) + 1;
@@ -312,7 +307,8 @@ int oneRook()
 
 } // namespace
 
-// For exactly two bishops, even on squares of one colour, and for the side to move.
+// EVALBISHOPPAIR: exactly two bishops, even on squares of one colour; together they reach all
+// squares. EVALTEMPO: the right to move, which is worth something in most positions.
 TCONST combEval EVALBISHOPPAIR = X(33, 44);
 TCONST combEval EVALTEMPO = X(25, 17);
 
@@ -357,7 +353,8 @@ template <int us, typename Trace> combEval evalFlank(const positionStruct* posit
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
-/// Starts the scratch record: kings, pawns, and the pieces between kings and sliders.
+/// Starts the scratch record: kings, pawns, and the pieces between kings and sliders. All this must
+/// be there for both colours before the activity of either is scored.
 void startScratch(const positionStruct* position, evalScratch& scratch)
 {
     const u64* pieces = position->pieceBB;
@@ -388,6 +385,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     scratch.pawnPushes[WHITE] = ahead<WHITE>(white | whiteMiddle) & empty;
     scratch.pawnPushes[BLACK] = ahead<BLACK>(black | blackMiddle) & empty;
 
+    // A piece alone between a king and an enemy slider is pinned if it is the king's own. If it is
+    // the slider's, its move discovers a check.
     for (const int colour : {WHITE, BLACK})
     {
         const int enemy = colour ^ 1;
@@ -400,7 +399,7 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
             const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
             if (!moreThanOne(between)) alone |= between;
         }
-        scratch.pinnedMen[colour] = alone & pieces[colour];
+        scratch.pinnedPieces[colour] = alone & pieces[colour];
         scratch.discoverers[enemy] = alone & pieces[enemy];
     }
 }
@@ -411,7 +410,7 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 {
     u64 attacks[2] = {};
     for (int code = PAWN; code < NOFPIECECODES; ++code)
-        attacks[code & 1] |= scratch.attackedBy[code];
+        attacks[colourOf(code)] |= scratch.attackedBy[code];
     return attacks[WHITE] == scratch.attacksAll[WHITE] &&
            attacks[BLACK] == scratch.attacksAll[BLACK] &&
            !(scratch.attacksDouble[WHITE] & ~attacks[WHITE]) &&
@@ -465,8 +464,9 @@ template <typename Trace> combEval evalPawns(positionStruct* position, Trace tra
     return entry->score + evalPawnsPassed(position, *entry, trace);
 }
 
-/// Blends the halves of a packed total by the phase of the game: pure mid-game at GAMEPHASEMAXMG
-/// and above, pure end-game at GAMEPHASEMINEG and below, linear in between, truncated toward zero.
+/// Blends the halves of a packed total by the phase of the game, so that the score does not jump
+/// when a piece is exchanged: pure mid-game at GAMEPHASEMAXMG and above, pure end-game at
+/// GAMEPHASEMINEG and below, linear in between, truncated toward zero.
 int blend(combEval total, int gamePhase)
 {
     const int phase = std::clamp(gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
@@ -477,6 +477,7 @@ int blend(combEval total, int gamePhase)
 }
 
 /// Whether there are no pawns, and each side has at most one minor piece or each has just a rook.
+/// Such positions are nearly always draws, whatever the small terms say.
 bool isPawnlessDraw(const positionStruct* position)
 {
     if (position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK]) return false;
@@ -522,7 +523,8 @@ int evaluateN(int, positionStruct* position)
 
 // clang-format off
 
-// By file, a to h. The two wings differ.
+// By file, a to h. The two wings differ. An isolated pawn can't be defended by a pawn; a doubled
+// one stands in the other's way; a backward one on a half-open file is a target for rooks.
 TCONST combEval EVALPAWNISOLATED[8] = {
     X(  -2,   -6), X(  -5,   -6), X(  -6,  -16), X( -13,  -14), X( -15,  -18), X(   4,  -15), X(  -2,   -5), X( -15,   -6),
 };
@@ -535,7 +537,8 @@ TCONST combEval EVALPAWNBACKHALF[8] = {
     X( -10,  -10), X( -14,  -11), X( -16,  -14), X( -14,  -13), X( -10,  -12), X( -14,  -12), X( -14,   -8), X(  -7,   -4),
 };
 
-// By rank, from the owner's first to its eighth.
+// By rank, from the owner's first to its eighth. Connected: a pawn defends it. Neighbour: a pawn
+// beside it, so that either can advance and be defended by the other.
 TCONST combEval EVALPAWNCONNECTED[8] = {
     X(   0,    0), X(   0,    0), X(  11,    5), X(  11,   -1), X(  17,    4), X(  37,   29), X( 104,   39), X(   0,    0),
 };
@@ -557,7 +560,8 @@ TCONST combEval EVALPAWNPASSEDCANDIDATE[2][8] = {
 
 // clang-format on
 
-// For a pawn on one of the three files around its own king.
+// Added for a pawn on one of the three files around its own king, where weak pawns also weaken the
+// king's shelter.
 TCONST combEval EVALPAWNKSISOLATED = X(-8, 4);
 TCONST combEval EVALPAWNKSDOUBLED = X(10, -1);
 TCONST combEval EVALPAWNKSBACKWARD = X(-1, 4);
@@ -583,6 +587,8 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
         const int rank = rankFrom<us>(square);
         const int stop = stopSquareOf<us>(square);
         const bool nearKing = region & bit(square);
+        // `stopGuards` attack the stop square, `neighbours` defend it: seen from the stop square
+        // they are where pawns attack it from.
         const u64 stopGuards = pawnAttackTable[them][stop] & theirs;
         const u64 defenders = pawnAttackTable[us][square] & mine;
         const u64 neighbours = pawnAttackTable[us][stop] & mine;
@@ -592,7 +598,8 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
             passedPawns |= bit(square);
         else
         {
-            // A candidate: each enemy pawn in front attacks either it or its stop square.
+            // A candidate: each enemy pawn in front attacks either it or its stop square, so that
+            // exchanges can clear its way.
             const u64 levers = pawnAttackTable[them][square] & theirs;
             if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
             {
@@ -611,6 +618,7 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
             sum += trace.note(termPawnDoubled, us, EVALPAWNDOUBLED[file]);
             if (nearKing) sum += trace.note(termPawnKsDoubled, us, EVALPAWNKSDOUBLED);
         }
+        // Backward: it can't step forward safely, and no own pawn is further back to support it.
         if (stopGuards && !(passedPawnsMask[them][square] & mine))
         {
             if (nearKing) sum += trace.note(termPawnKsBackward, us, EVALPAWNKSBACKWARD);
@@ -631,7 +639,7 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
 // clang-format off
 
 // EVALPAWNPASSED[stop square empty][stop square attacked][rank]: the rank is the owner's, first to
-// eighth. Any piece of either colour occupies the stop square.
+// eighth. Pieces of both colours occupy the stop square: even its own piece blocks a pawn.
 TCONST combEval EVALPAWNPASSED[2][2][8] = {
     {
         { // occupied, not attacked
@@ -651,7 +659,8 @@ TCONST combEval EVALPAWNPASSED[2][2][8] = {
     },
 };
 
-// By the pawn's distance in king moves from its own king, and from the enemy king.
+// By the pawn's distance in king moves from its own king, and from the enemy king: a near own king
+// escorts the pawn, a far enemy king does not stop it.
 TCONST combEval EVALPAWNPASSEDDISTOWN[8] = {
     X(   0,    0), X(  20,    0), X(  15,   -7), X(   5,  -19), X( -15,  -21), X( -20,  -17), X( -25,  -13), X( -30,  -13),
 };
@@ -661,7 +670,7 @@ TCONST combEval EVALPAWNPASSEDDISTOTHER[8] = {
 };
 
 // Entry 0 is for a free path: the enemy attacks neither the pawn nor a square ahead of it on its
-// file. The rest is not read.
+// file. Other entries are not read.
 TCONST combEval EVALPAWNPASSEDPROMO[4] = {
     X( -25,   28), X(   0,    0), X(   0,    0), X(   0,    0),
 };
@@ -693,7 +702,9 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
                          EVALPAWNPASSEDDISTOTHER[distance[square][scratch.kingSquare[them]]];
         if (!(ranksAtOrAbove[us][square] & file & attacked)) value += EVALPAWNPASSEDPROMO[0];
 
-        // An own rook or queen ahead blocks the pawn's path until it moves away.
+        // An own rook or queen ahead blocks the pawn's path until it moves away. Rooks belong
+        // behind passed pawns (Tarrasch). So the pawn is worth half, or a quarter if it is also
+        // attacked.
         if (passedPawnsMask[us][square] & file & rooksAndQueens(us, position))
         {
             const int divisor = attacked & bit(square) ? 4 : 2;
@@ -712,8 +723,9 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
 // clang-format off
 
 // Three tables by piece type; only the entries of knight to queen are read. EVALPINNED: a pinned
-// piece that an enemy pawn attacks. EVALPINNEDFREE: any other pinned piece. EVALDISCOVERED: a piece
-// alone between an own slider and the enemy king, so that its move gives a discovered check.
+// piece that an enemy pawn attacks, which is as good as lost, since it can't leave. EVALPINNEDFREE:
+// any other pinned piece. EVALDISCOVERED: a piece alone between an own slider and the enemy king,
+// so that its move gives a discovered check and may take something at the same time.
 TCONST combEval EVALPINNED[8] = {
     X(   0,    0), X( -46,  -95), X( -84, -160), X( -25, -113), X( -83, -404), X(   0,    0), X(   0,    0), X(   0,    0),
 };
@@ -726,7 +738,8 @@ TCONST combEval EVALDISCOVERED[8] = {
     X(   0,    0), X( 149,   66), X( 139,   58), X( 190,  128), X( 400,  389), X(   0,    0), X(   0,    0), X(   0,    0),
 };
 
-// By the number of counted squares. The bumps come from tuning.
+// By the number of counted squares. More squares are worth less and less each. The bumps come from
+// tuning; counts that few games reach have little data.
 TCONST combEval EVALMOBILITYKNIGHT[12] = {
     X( -22,  -17), X( -21,  -25), X(  -8,   15), X(   1,   29), X(  13,   32), X(  18,   42),
     X(  26,   39), X(  34,   40), X(  44,   31), X(   0,    0), X(   0,    0), X(   0,    0),
@@ -749,7 +762,8 @@ TCONST combEval EVALMOBILITYQUEEN[28] = {
     X(  22,   56), X(  19,   56), X(  30,   57), X(  59,   47), X(  46,   33), X(  64,   36), X(  48,   18),
 };
 
-// On an outpost: entry 1 if an own pawn defends the piece, else entry 0.
+// On an outpost, from which no pawn can drive the piece away: entry 1 if an own pawn defends it,
+// else entry 0.
 TCONST combEval EVALOUTPOSTKNIGHT[2] = {
     X(   4,  -15), X(  23,    5),
 };
@@ -758,22 +772,27 @@ TCONST combEval EVALOUTPOSTBISHOP[2] = {
     X(   6,   -7), X(  32,    0),
 };
 
-// A rook on a file without own pawns: entry 0 if an enemy pawn is there, else entry 1.
+// A rook on a file without own pawns, along which it can reach the enemy's ranks: entry 0 if an
+// enemy pawn is there, else entry 1.
 TCONST combEval EVALROOKONOPEN[2] = {
     X(  17,    3), X(  40,   -6),
 };
 
-// Entry 0 is for each king move between a knight or bishop and its own king. The rest is not read.
+// Entry 0 is for each king move between a knight or bishop and its own king, which it can defend
+// only when it is near. Other entries are not read.
 TCONST combEval EVALKINGDIST[4] = {
     X(  -3,    0), X(   0,    0), X(   0,    0), X(   0,    0),
 };
 
 // clang-format on
 
-// A bad bishop: for each own blocked pawn on squares of the bishop's colour.
+// A bad bishop: for each own blocked pawn on squares of the bishop's colour. Such a pawn stands in
+// its way for long.
 TCONST combEval EVALTEST = X(-2, -11);
 
-// EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone.
+// EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone. The
+// sum of weights is multiplied by the number of attackers, since an attack by several pieces is
+// more than the sum of single ones.
 TCONST combEval EVALKINGATTWEIGHT[5] = {0, 25, 25, 30, 21};
 
 namespace
@@ -814,7 +833,8 @@ template <size_t size> combEval mobilityScore(TCONST combEval (&table)[size], in
 }
 
 /// All pieces of one kind and colour: enters their attacks into the maps and scores their activity.
-/// Rays pass through own queens; rays along ranks and files also pass through own rooks.
+/// Rays pass through own queens; rays along ranks and files also pass through own rooks. So two
+/// pieces in line, a battery, both count as attackers of what is ahead.
 template <int us, int piece, typename Trace>
 inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
                            Trace trace)
@@ -833,7 +853,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     const u64 enemyZone = kingZone(them, scratch);
     const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
     // Pins and discovered checks are rare, so one test covers both.
-    const u64 onLines = scratch.pinnedMen[us] | scratch.discoverers[us];
+    const u64 onLines = scratch.pinnedPieces[us] | scratch.discoverers[us];
     u64 attackedByThese = 0;
     combEval sum = X(0, 0);
 
@@ -851,7 +871,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         if (onLines & here) [[unlikely]]
         {
             // From here on a pinned piece attacks along the line of the pin only.
-            if (scratch.pinnedMen[us] & here)
+            if (scratch.pinnedPieces[us] & here)
             {
                 attacks &= inLineSquares[king][square];
                 sum += trace.note(termOf(termPinnedKnight), us,
@@ -862,6 +882,8 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
                 sum += trace.note(termOf(termDiscoveredKnight), us, EVALDISCOVERED[type]);
         }
 
+        // Mobility. Squares that enemy pawns attack are not in the area: no piece wants to go
+        // there.
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
             sum += trace.note(termOf(termMobilityKnight), us,
@@ -878,6 +900,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         attackedByThese |= attacks;
         sums.enter(attacks);
 
+        // The attack on the king, which evalKing scores once both colours are complete.
         if (attacks & enemyZone)
         {
             ++sums.kingAttackers;
@@ -948,8 +971,8 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
 
 // Threats
 
-// For each piece counted. Those above the blank line are for the side whose pieces are attacked;
-// the last one is for the side whose pawn can attack.
+// For each piece counted. The last score is for the side whose pawn can attack; all others are for
+// the side whose pieces are attacked.
 TCONST combEval EVALTHREADWEAKPAWN = X(-4, -22);      // pawns on weak squares, no pawn attacks them
 TCONST combEval EVALTHREADMINORABPAWN = X(-63, -24);  // minors attacked by a pawn
 TCONST combEval EVALTHREADMINORABMINOR = X(-19, -22); // minors attacked by a minor
@@ -995,6 +1018,8 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
     count(termThreatOverloaded, EVALTHREADOVERLOADED,
           defended & ~scratch.attacksDouble[us] & (minors | majors) & attacked);
 
+    // A push is safe if no enemy pawn attacks the square, and if we defend it when a piece does.
+    // Pieces that our pawns attack already are left out.
     const u64 pushes = scratch.pawnPushes[us] & (~attacked | defended) & ~byPawns;
     const u64 hits = pawnAttacksLeft<us>(pushes) | pawnAttacksRight<us>(pushes);
     count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & pieces[them] & ~attackedBy[PAWN + us]);
@@ -1009,7 +1034,8 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 // clang-format off
 
 // EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost own pawn of each file in the king's
-// zone, by its square. One rank a line, as in pieceSquareScore.
+// zone, by its square. One rank a line, as in pieceSquareScore. Only the rearmost pawn counts,
+// because it is the one that covers the king.
 TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
      138,   94,  191,  171,   32,  134,  144,  101,
@@ -1021,30 +1047,32 @@ TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
 };
 
-// Points of danger: for each attack on a square next to the king, each weak square in its zone, each
-// unsafe check and each attack on its flank; for an enemy without a queen; always; and for each
-// pinned piece in the zone.
+// Points of danger: for each attack on a square next to the king, each weak square in its zone,
+// each unsafe check and each attack on its flank; for an enemy without a queen; always; and for
+// each pinned piece in the zone.
 TCONST combEval EVALKINGDANGER[7] = {27, 71, 98, 23, -638, -295, -47};
 
 // clang-format on
 
-// Points for a safe check, once for each kind of piece.
+// Points for a safe check, once for each kind of piece. The king must answer it, which gives the
+// attacker a free move.
 TCONST combEval EVALCHECKSAFEQUEEN = 355;
 TCONST combEval EVALCHECKSAFEROOK = 475;
 TCONST combEval EVALCHECKSAFEBISHOP = 176;
 TCONST combEval EVALCHECKSAFEKNIGHT = 413;
 
-// Danger d costs d * d / TRANSMG in the mid-game and d / TRANSEG in the end-game.
+// What danger costs: danger d is d * d / TRANSMG in the mid-game and d / TRANSEG in the end-game.
 TCONST combEval EVALKINGDANGERTRANSMG = 4095;
 TCONST combEval EVALKINGDANGERTRANSEG = 35;
 
-// Entry 0 is for a king without an own pawn on its flank. The rest is not read.
+// Entry 0 is for a king without an own pawn on its flank. Other entries are not read.
 TCONST combEval EVALKINGNOPAWNONFILES[3] = {X(11, -16), X(0, 0), X(0, 0)};
 
 namespace
 {
 
-// kingSideFiles[file]: the flank of a king on that file, three or four files wide.
+// kingSideFiles[file]: the flank of a king on that file, three or four files wide. A king in the
+// middle can go either way; its flank is the centre.
 constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f0f0f0f0f0f0f,
                                   0x3c3c3c3c3c3c3c3c, 0x3c3c3c3c3c3c3c3c, 0xf0f0f0f0f0f0f0f0,
                                   0xf0f0f0f0f0f0f0f0, 0xe0e0e0e0e0e0e0e0};
@@ -1075,16 +1103,19 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 attackedTwice = scratch.attacksDouble[them];
     const u64 undefended = ~scratch.attacksAll[us];
 
+    // Attacks on the king's flank and the centre: squares from which an attack can be built up.
     const u64 flankAttacks = kingSideFiles[fileOf(king)] & attacked & RANK1TO5BB[us];
     const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
 
-    // Weak: attacked, and either undefended or defended just once, by the king or a queen.
-    // Safe: the enemy could check from there without losing the checking piece.
+    // Weak: attacked, and either undefended or defended just once, by the king or a queen, neither
+    // of which can take back against a second attacker without risk. Safe: the enemy could check
+    // from there without losing the checking piece.
     const u64 weak = (attackedBy[KING + us] | attackedBy[QUEEN + us] | undefended) & attacked &
                      ~scratch.attacksDouble[us];
     const u64 safe = ((attackedTwice & weak) | undefended) & ~position->pieceBB[them];
 
-    // Squares from which each kind of piece gives check. Own queens do not block the lines.
+    // Squares from which each kind of piece gives check. Own queens do not block the lines, since
+    // they may have to move away. A queen's check counts only where our queen can't take it.
     const u64 blockers = allPieces(position) & ~position->pieceBB[QUEEN + us];
     const u64 rookLines = getRookAttackTable(king, blockers);
     const u64 bishopLines = getBishopAttackTable(king, blockers);
@@ -1094,12 +1125,13 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 queenChecks =
         attackedBy[QUEEN + them] & ~attackedBy[QUEEN + us] & (rookLines | bishopLines);
 
-    int danger = scratch.kingAttackers[them] * scratch.kingAttackWeight[them] +
-                 plain(EVALKINGDANGER[0]) * scratch.kingAdjacentAttacks[them] +
-                 plain(EVALKINGDANGER[1]) * popcount(weak & kingZone(us, scratch)) +
-                 plain(EVALKINGDANGER[3]) * (popcount(flankAttacks) + popcount(flankTwice)) +
-                 plain(EVALKINGDANGER[5]) +
-                 plain(EVALKINGDANGER[6]) * popcount(scratch.pinnedMen[us] & kingZone(us, scratch));
+    int danger =
+        scratch.kingAttackers[them] * scratch.kingAttackWeight[them] +
+        plain(EVALKINGDANGER[0]) * scratch.kingAdjacentAttacks[them] +
+        plain(EVALKINGDANGER[1]) * popcount(weak & kingZone(us, scratch)) +
+        plain(EVALKINGDANGER[3]) * (popcount(flankAttacks) + popcount(flankTwice)) +
+        plain(EVALKINGDANGER[5]) +
+        plain(EVALKINGDANGER[6]) * popcount(scratch.pinnedPieces[us] & kingZone(us, scratch));
     if (!position->pieceBB[QUEEN + them]) danger += plain(EVALKINGDANGER[4]);
 
     // A kind of piece with a safe check counts once; all checks of the other kinds are unsafe ones.
@@ -1128,14 +1160,15 @@ template <int us, typename Trace> combEval evalFlank(const positionStruct* posit
     return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
 }
 
-// The cost rises with the square of the danger in the mid-game, in proportion to it in the
-// end-game.
+// The cost rises with the square of the danger in the mid-game, because each further attacker makes
+// the others more dangerous, and in proportion to it in the end-game.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
 
-    // A single attacker counts only if the enemy has a queen, which need not attack itself.
+    // A single attacker counts only if the enemy has a queen, which need not attack itself: without
+    // one it can hardly mate. Most positions of a search end here.
     if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
     if (danger < 1) return X(0, 0);
@@ -1199,7 +1232,7 @@ const char* evalTermMeaning(int term)
 
 void printPSTinFormatX()
 {
-    // Pairs may not be read as 16-bit numbers in place, but their copied bytes may.
+    // The language forbids reading pairs as 16-bit numbers in place, but not copying their bytes.
     constexpr size_t half = std::size(pieceSquareScore) * NOFSQUARES;
     i16 numbers[2 * half];
     static_assert(sizeof numbers == sizeof pieceSquareScore);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The static evaluation: packed material and piece-square sums that makeMove keeps up to date,
-// evaluateN, the score of a position, and evaluateTraced, the same score term by term.
+// The static evaluation: packed material and piece-square sums that makeMove keeps up to date;
+// evaluateN, the score of a position; and evaluateTraced, the same score term by term.
 //
 // To add a term, write its table and its use in eval.cpp, add a line to EVALTABLES and one to
 // EVALTERMS below, add its code to the model in tests/oracle, and give it a test. Then
@@ -27,7 +27,8 @@
 // The tuner changes the `tuned` entries from number `first` on; a table of several dimensions
 // counts as one long row. The others are fixed, or nothing reads them.
 
-/// What a table holds, and how the tuner prints it; see printTexelParameters in texel.h.
+/// What a table holds, and how the tuner prints it; see printTexelParameters in texel.h. The
+/// numbers are part of that description.
 enum evalTableKind : i32
 {
     tablePairs = 0,
@@ -295,7 +296,7 @@ enum evalTerm : int
 struct evalTrace
 {
     combEval terms[NOFEVALTERMS][2]; // per colour; positive is good for that colour
-    combEval total;                  // white minus black
+    combEval total;                  // white minus black, before the blend
     int phase;                       // clamped to GAMEPHASEMINEG and GAMEPHASEMAXMG
     bool isDraw;                     // a pawnless draw: the score is 0 whatever the terms
     int score;                       // from the view of the side to move

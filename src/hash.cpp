@@ -2,9 +2,10 @@
 //
 // Keys, the shared transposition table and its replacement. Concurrency: all workers probe and
 // store at once with no lock. Two stores to one line may interleave; the check word then doesn't
-// fit the data word and the entry reads as a miss, which costs a search some work and never a
-// wrong answer. Creating, clearing and freeing the table is for the main thread alone, with every
-// worker parked. The thread that warms a new table only adds nothing to its words, atomically.
+// fit the data word and the entry reads as a miss. That costs a search some work, but never gives a
+// wrong answer. Only the main thread creates, clears and frees the table, with every worker parked.
+// The thread that warms a new table changes none of its words: it writes back what it has read, in
+// one atomic operation.
 //
 //   Random numbers        hashCodeRandomNumber
 //   Zobrist keys          initHashCodeTables, calcHashKey, calcHashKeyPawn
@@ -59,7 +60,8 @@ u64 hashCountGets;
 namespace
 {
 
-// hashCodeRandomNumber[i]: stored, so that keys are the same from run to run. 0 to 767: pieces, by
+// hashCodeRandomNumber[i]: stored and not drawn at start-up, so that keys are the same in every run
+// and a search can be repeated, node by node. 0 to 767: pieces, by
 // code 2 to 13 and square a1 to h8. 768 to 783: castling rights by value. 784 to 791: en passant
 // files a to h. 792: black to move. The rest is not used.
 // clang-format off
@@ -319,8 +321,8 @@ u64 controlGroupLimit(const std::string& root)
         if (std::ifstream(filename) >> limit) least = std::min(least, limit);
     };
 
-    // Lines are "number:controllers:path". Version 2 has no controllers. A limit of any group
-    // above the process's own holds as well.
+    // Lines are "number:controllers:path". Version 2 has no controllers. The limits of all groups
+    // above the process's own hold as well, so the walk cuts one name after another off the path.
     std::ifstream groups(root + "/proc/self/cgroup");
     for (std::string line; std::getline(groups, line);)
     {
@@ -348,7 +350,9 @@ namespace
 {
 
 /// Bytes that a table may take: the machine's memory or its control group's, less an eighth for
-/// all else. What is free at the moment plays no part.
+/// everything else. A larger table could be allocated, since pages come only with their first use,
+/// but the system would end the process once it had used them. How much is free at the moment is
+/// not asked, because it changes from moment to moment.
 u64 memoryForTable()
 {
     u64 memory = std::numeric_limits<u64>::max();
@@ -376,10 +380,12 @@ namespace
 constexpr u64 SMALLESTTABLE = 16384; // home lines: 1 MiB
 constexpr int PROBES = 4;
 
-// A key's probes run on for three lines beyond its home line, without wrapping around.
+// A key's probes go up to three lines beyond its home line. Spare lines at the end of the table are
+// simpler than to wrap around.
 constexpr u64 SPARELINES = PROBES - 1;
 
-/// Home lines for a size in megabytes: the smallest power of two that is not below it.
+/// Home lines for a size in megabytes: the smallest power of two that is not below it, so that a
+/// mask takes the place of a division.
 u64 homeLines(int megabytes)
 {
     u64 lines = SMALLESTTABLE;
@@ -387,15 +393,15 @@ u64 homeLines(int megabytes)
     return lines;
 }
 
-/// Whether a line's two words belong together and to the key.
+/// Whether a line's two words belong together and to the key. One comparison answers both.
 bool holdsKey(u64 check, u64 data, u64 key)
 {
     return check == ((data & HASHDATAMASK) ^ key);
 }
 
 /// Asks the system to back the inside of an untouched block with huge pages. Probes are spread over
-/// the whole table, so with small pages nearly every one of them also misses the TLB. The system
-/// may refuse: only speed depends on it.
+/// the whole table, so with small pages nearly every one of them also misses the TLB, the
+/// processor's cache of page addresses. The system may refuse: only speed depends on it.
 void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 {
 #ifdef __linux__
@@ -407,7 +413,8 @@ void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 #endif
 }
 
-/// The thread that touches the pages of a new table.
+/// The thread that touches the pages of a new table. Its own thread, because a large table takes
+/// seconds and the protocol expects an answer sooner.
 class pageToucher
 {
   public:
@@ -426,6 +433,7 @@ class pageToucher
         }
         catch (const std::system_error&)
         {
+            // Without a thread there is nothing to wait for.
             isDone = true;
         }
     }
@@ -450,6 +458,8 @@ class pageToucher
     }
 
   private:
+    /// Runs in the thread. A plain read would not do: the system maps all pages that are only read
+    /// to one page of zeros. The atomic operation can't lose what a search stores meanwhile.
     void touch(hashLine* first, u64 count)
     {
         constexpr u64 linesPerPage = 4096 / sizeof(hashLine);
@@ -478,7 +488,8 @@ void createHashTable(int megabytes)
     u64 lines = wanted;
     while (lines > mostLines && lines > SMALLESTTABLE) lines /= 2;
 
-    // Memory from the system is zero already.
+    // The old table is freed first, because there may not be room for both. Memory from the system
+    // is zero already, which is an empty table. If the size can't be had, half of it is tried.
     destroyHashTable();
     void* block = nullptr;
     for (;; lines /= 2)
@@ -538,8 +549,9 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
         score = wrap16(score - ply);
 
     // The walk stops at an empty entry, even if a later line holds this key. Without one, the entry
-    // that is least worth keeping goes: each search of age costs as much as four plies of depth,
-    // and an exact bound is worth one ply more.
+    // that is least worth keeping is replaced. Depth counts, because a deep result took longer to
+    // find. Each search of age costs as much as four plies of depth, since an old position is less
+    // likely to be reached again, and an exact bound is worth one ply more.
     hashLine* const home = &hashTable[key & hashKeyMask];
     hashLine* target = home;
     int smallestKeep = 0;
@@ -563,6 +575,7 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
 
     const u64 data = moveWord(move) | u64{bitCast<u16>(score)} << 32 |
                      u64{bitCast<u8>(depth)} << 48 | u64{bound} << 56 | u64{hashAgeCounter} << 58;
+    // The order of the two stores is free: whatever a reader sees between them fails the check.
     publish(target->check, key ^ (data & HASHDATAMASK));
     publish(target->data, data);
 }
@@ -576,8 +589,10 @@ u64 getHashTableEntry(u64 key)
         const u64 data = peek(line->data);
         if (!holdsKey(peek(line->check), data, key)) continue;
 
-        // Writes the byte of bound and age alone, so that a store by another thread loses at most
-        // its age. A line whose age is right is not written and stays clean in all caches.
+        // An entry that is still of use is made young again. This writes the byte of bound and age
+        // alone, so that a store by another thread keeps its other bytes. If its bound is another
+        // one, the entry fails its check. A line whose age is right is not written, so the copies
+        // of it in other cores' caches stay valid.
         if (hashAge(data) != hashAgeCounter)
         {
             u8& boundAndAge = reinterpret_cast<u8*>(&line->data)[7];

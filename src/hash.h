@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Zobrist keys, the transposition table that all threads share, and the two small caches that
-// each searcher owns: pawn structures and finished evaluations.
+// each searcher owns: pawn structures and finished evaluations. A position is known by its key
+// alone; two positions with one key are rare enough to accept.
 //
 //   Zobrist keys              initHashCodeTables, calcHashKey, calcHashKeyPawn
 //   Transposition table       createHashTable, warmHashTable, getHashTableEntry, putHashTableEntry
@@ -25,7 +26,7 @@ extern u64 hashCodeBlackToMove;
 void initHashCodeTables();
 
 /// The key of everything that decides a position, from its bitboards, side to move, and the
-/// rights and the en passant square of plies[ply].
+/// rights and the en passant square of plies[ply]. makeMove updates a key; this computes it afresh.
 u64 calcHashKey(u8 ply, const positionStruct* position);
 
 /// The key of pawns and kings. `ply` is not used.
@@ -34,7 +35,9 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 
 // Transposition table
 //
-// Lines of 64 bytes with one entry each, in the first 16 bytes:
+// The table keeps the results of nodes, so that a position that is reached again, by another order
+// of moves or in the next iteration, needs no second search. It has lines of 64 bytes, the unit in
+// which processors fetch memory, with one entry each, in the first 16 bytes:
 //
 //   offset | width | content
 //   -------|-------|-----------------------------------------------------------
@@ -51,9 +54,10 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 //   56-57 | bound | 0 none, 1 upper, 2 lower, 3 exact
 //   58-63 | age   | hashAgeCounter at the store or at the last hit; not covered by the check word
 //
-// A key's entry is in its home line or one of the three lines after it. The table has no lock:
-// every access is a relaxed atomic, and an entry torn between two stores fails its check word
-// (Robert Hyatt and Tim Mann, "A lockless transposition table", 2002).
+// A key's entry is in its home line or one of the three lines after it. The table has no lock, for
+// which every node would have to wait: every access is a relaxed atomic, and an entry torn between
+// two stores fails its check word (Robert Hyatt and Tim Mann, "A lockless transposition table",
+// 2002). The age is outside the check word, so that a hit can renew it with a single byte.
 
 constexpr u8 boundUpper = 1; // no move reached alpha: the score is an upper bound
 constexpr u8 boundLower = 2; // a move reached beta: the score is a lower bound
@@ -85,8 +89,8 @@ extern u64 hashCountGets;
 void createHashTable(int megabytes);
 
 /// Starts a thread that touches the pages of a new table, so that the first searches needn't wait
-/// while the system finds each page for them. It ends by itself, and before the table is cleared,
-/// replaced or freed. Without a thread to be had, pages come when they are used.
+/// while the system finds each page for them. It ends by itself, or when the table is cleared,
+/// replaced or freed. If no thread can be started, pages come when they are used.
 void warmHashTable();
 
 /// Waits until that thread has touched all pages, at most `milliseconds`. Returns whether it has.
@@ -103,21 +107,23 @@ void clearHashTable();
 void destroyHashTable();
 
 /// Stores a result. `score` is relative to the root; `depth` 0 to 127; `bound` one of the three
-/// codes; `ply` the distance of the storing node from the root. Overwrites the key's own entry or
-/// the first empty one whatever they hold; else the one least worth keeping.
+/// codes; `ply` the distance of the storing node from the root. Overwrites the key's own entry,
+/// whatever it holds, or takes the first empty one; otherwise it replaces the entry that is least
+/// worth keeping.
 void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, u8 ply);
 
 /// The data word stored for a key, its age renewed, or 0 when there is none. Callers read the
 /// bound first (0 is a miss) and bring the score back to their own ply with hashScore.
 u64 getHashTableEntry(u64 key);
 
-/// Asks the processor to fetch a key's home line.
+/// Asks the processor to fetch a key's home line. A search knows the key of the next node well
+/// before it reads the line, and the table is far larger than any cache.
 inline void prefetchHashLine(u64 key)
 {
     __builtin_prefetch(&hashTable[key & hashKeyMask], 0, 3);
 }
 
-/// Fields of a data word.
+/// The fields of a data word.
 constexpr u8 hashBound(u64 data)
 {
     return narrow<u8>(data >> 56 & 3);
@@ -133,7 +139,8 @@ constexpr u8 hashAge(u64 data)
     return narrow<u8>(data >> 58);
 }
 
-/// The score of a data word, seen from the root when read at `ply`.
+/// The score of a data word, seen from the root when read at `ply`. An entry counts a mate from its
+/// own node, because the position can be reached at different plies.
 constexpr i16 hashScore(u64 data, u8 ply)
 {
     const i16 score = static_cast<i16>(data >> 32);
@@ -146,7 +153,8 @@ constexpr i16 hashScore(u64 data, u8 ply)
 // Pawn and evaluation hash
 //
 // Direct-mapped and private to one searcher: a store overwrites its slot, a probe compares the
-// whole key.
+// whole key. What they hold can be computed again at little cost, so they need neither ages nor
+// several slots for a key, and being private they need no atomics.
 
 struct pawnEntry
 {
@@ -176,7 +184,7 @@ struct evalHashTableStruct
 static_assert(sizeof(pawnEntry) == 24 && sizeof(pawnHashTableStruct) == 1572864);
 static_assert(sizeof(evalEntry) == 16 && sizeof(evalHashTableStruct) == 262144);
 
-/// The slot of a key in its table.
+/// The slot of a key in its table: the low bits, as many as the table has slots.
 constexpr size_t pawnSlot(u64 key)
 {
     return key & 0xffff;
@@ -194,7 +202,7 @@ inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
     return entry.key == key ? &entry : nullptr;
 }
 
-/// Enters what is known of a pawn key and returns the entry.
+/// Stores what depends on pawns and kings alone and returns the entry.
 inline pawnEntry* putPawnHashEntry(pawnHashTableStruct* table, u64 key, u64 passedPawns,
                                    combEval score, int whiteShield = 0, int blackShield = 0)
 {
@@ -210,7 +218,7 @@ inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
     return entry.key == key ? &entry : nullptr;
 }
 
-/// `score` is kept in its low 16 bits.
+/// Stores a score from white's view. Only its low 16 bits are kept.
 inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
 {
     table->entries[evalSlot(key)] = {key, wrap16(score), {}};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Moves; see move.h. Most listed moves are never played, so the generators do not test them for
-// legality (evasions excepted, which are few and easy to list exactly). makeMove tests a move when
-// its turn comes, and refuses it before anything changes.
+// Moves; see move.h. Most listed moves are never played, because a cut-off comes first. So the
+// generators do not test them for legality, evasions excepted, which are few and easy to list
+// exactly. makeMove tests a move when its turn comes, and refuses it before anything changes.
 //
 //   Making moves                makeMove, unmakeMove
 //   Legality                    inCheckAfterMove, isLegalMove
@@ -45,10 +45,11 @@ constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
 
 [[maybe_unused]] bool isPieceOf(int colour, int code, const positionStruct* position)
 {
-    return position == GPS || (code >= PAWN && code < NOFPIECECODES && (code & 1) == colour);
+    return position == GPS || (code >= PAWN && code < NOFPIECECODES && colourOf(code) == colour);
 }
 
-/// Whether board and bitboards agree on `squares`. One call in a thousand compares the whole board.
+/// Whether board and bitboards agree on `squares`. One call in a thousand compares the whole board,
+/// which at each move would make the builds with assertions too slow to play.
 [[maybe_unused]] bool boardsAgree(u64 squares, const positionStruct* position)
 {
     if (position == GPS) return true;
@@ -58,8 +59,9 @@ constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
         const int square = takeLowest(squares);
         const int code = position->board[square];
         const bool agrees =
-            code == NOPIECE ? !(allPieces(position) & bit(square))
-                            : (position->pieceBB[code] & position->pieceBB[code & 1] & bit(square));
+            code == NOPIECE
+                ? !(allPieces(position) & bit(square))
+                : (position->pieceBB[code] & position->pieceBB[colourOf(code)] & bit(square));
         if (!agrees) return false;
     }
     return true;
@@ -72,7 +74,7 @@ struct castlingRook
     u8 to;
 };
 
-/// Counted from the king's squares, so that one rule serves both colours.
+/// The rook's squares are counted from the king's, so that one rule serves both colours.
 constexpr castlingRook castlingRookOf(moveStruct move)
 {
     if (move.kind == KINDCASTLEKING) return {narrow<u8>(move.from + 3), narrow<u8>(move.to - 1)};
@@ -80,12 +82,12 @@ constexpr castlingRook castlingRookOf(moveStruct move)
 }
 
 /// The castling rights that a move ends. A king or rook that leaves its first square ends its own
-/// side's; a move to a corner ends the right of the rook there, without a look at the board. Black
-/// moves to a8 and h8 are not compared: Black's own rook stands there as long as it has the right.
+/// side's; a move to a corner ends the right of the rook there, whatever is on the square. Black
+/// moves to a8 and h8 are not compared: Black's own rook is there as long as it has the right.
 int rightsLost(moveStruct move, int mover, int rights)
 {
     int lost = 0;
-    if (mover & 1)
+    if (colourOf(mover) == BLACK)
     {
         if (rights & BLACKRIGHTS)
         {
@@ -140,17 +142,21 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     assert(!isKing(captured) || position == GPS);
     const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
-    // Before any change: it reads the mover and the captured piece from the board.
+    // This comes before any change, because it reads the mover and the captured piece from the
+    // board.
     updateEvaluation<us>(ply, move, position);
 
     child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
     child.savedPawnHashKey = position->pawnHashKey;
     child.savedHalfMoveClock = position->halfMoveClock;
+    // Keys are kept up to date: each change of the position adds or removes one number by XOR. They
+    // are built in local variables, which the compiler keeps in registers.
     u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][move.from];
     u64 pawnKey = position->pawnHashKey;
 
-    // Only a king's move and a move from or to a corner can end a right, and few moves are that.
+    // Only a king's move and a move from or to a corner can end a right. This test spares most
+    // moves the exact one.
     u8 rights = parent.castlingRights;
     if (rights && ((corners & (bit(move.from) | bit(move.to))) || isKing(mover)))
     {
@@ -175,7 +181,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
         }
         else if (isCastling(move.kind))
         {
-            // The rook alone; the king moves below like any piece.
+            // The rook's part of the move. The king moves below like any piece.
             const castlingRook rook = castlingRookOf(move);
             constexpr u8 code = ROOK + us;
             assert(position == GPS || (isKing(mover) && position->board[rook.from] == code));
@@ -205,7 +211,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     key ^= hashCodePiece[arriving][landing];
     if (keyedAsPawn)
     {
-        // A pawn that promotes leaves the pawn key.
+        // A pawn that promotes leaves the pawn key, and the new piece does not enter it.
         pawnKey ^= hashCodePiece[mover][move.from];
         if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
     }
@@ -220,6 +226,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
         clock = 0;
     }
 
+    // The history holds the keys of all positions up to this one, for the test of repetition.
     position->hashKey = key;
     position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
@@ -239,6 +246,7 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     const moveStruct move = *movePointer;
     const plyStruct& child = position->plies[ply];
 
+    // Castling rights and en passant square need no restoring: the parent's record still has them.
     position->sideToMove = us;
     position->hashKey = child.savedHashKey;
     position->pawnHashKey = child.savedPawnHashKey;
@@ -328,16 +336,17 @@ struct castlingRule
     u64 empty;
 };
 
-// [colour][0 king side, 1 queen side]
+// castlingRules[colour][wing]: wing 0 is the king side, 1 the queen side. On the queen side the
+// squares b1 and b8 must be empty too, for the rook's sake, but may be attacked.
 constexpr castlingRule castlingRules[2][2] = {
     {{WHITEKINGSIDE, E1, G1, H1, F1, 0x60}, {WHITEQUEENSIDE, E1, C1, A1, D1, 0x0e}},
     {{BLACKKINGSIDE, E8, G8, H8, F8, 0x60ULL << 56},
      {BLACKQUEENSIDE, E8, C8, A8, D8, 0x0eULL << 56}}};
 
 /// The pawn part of the pseudo-legal test. It is loose on purpose: it trusts the kind byte and does
-/// not check the direction of a capture, the edges of the board or the last rank. Only a hash
-/// collision brings in a move that a stricter test would refuse, and it does no harm: makeMove can
-/// play it.
+/// not check the direction of a capture, the edges of the board or the last rank. Only after a
+/// collision of keys does a move come here that a stricter test would refuse, and it does no harm:
+/// makeMove can play it.
 bool isPseudoLegalPawnMove(const plyStruct& here, moveStruct move, int us,
                            const positionStruct* position)
 {
@@ -426,7 +435,8 @@ bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* p
     if (position->pieceBB[us] & to) return false;
     if (isKing(position->board[move.to])) return false;
 
-    // For an empty square or a piece of the wrong colour, `type` is odd or below PAWN and no case.
+    // For an empty square or a piece of the wrong colour, `type` is odd or below PAWN, so it
+    // matches no case below.
     const plyStruct& here = position->plies[ply];
     const int type = mover - us;
     const u64 occupied = allPieces(position);
@@ -472,12 +482,12 @@ namespace
 constexpr u32 byTo = 0x100;
 constexpr u32 byBoth = 0x101;
 
-/// A piece has at most 27 targets, and the pawns have at most one target each, on squares without a
-/// pawn. Only assertions read it.
+/// The most targets of one call. A piece has at most 27, and the pawns have at most one target
+/// each, on squares without a pawn. Only assertions read it.
 [[maybe_unused]] constexpr int mostTargets = 32;
 
-/// What the words of moves to several targets have in common. `from` and `score` may be negative:
-/// the bytes above borrow, and what a target adds gives it back.
+/// What the words of moves to several targets have in common. `from` and `score` may be negative.
+/// They then borrow from the bytes above, and what the target adds makes up for it.
 constexpr u32 moveBase(int from, int score, int kind = KINDPLAIN)
 {
     return static_cast<u32>(from) + (static_cast<u32>(kind) << 16) +
@@ -612,14 +622,15 @@ using writer = plainWriter;
 namespace
 {
 
-/// Appends the four promotions of one pawn, queen first.
+/// Appends the four promotions of one pawn, the most valuable first, which is nearly always the
+/// best.
 inline moveStruct* appendPromotions(moveStruct* moves, int from, int to, int score)
 {
     for (const int kind : {QUEEN, ROOK, BISHOP, KNIGHT}) *moves++ = packMove(from, to, kind, score);
     return moves;
 }
 
-/// Ends a list at `end`, one past its last move.
+/// Ends a list at `end`, one past its last move. The child's list begins there.
 inline void closeList(int ply, moveStruct* end, positionStruct* position)
 {
     assert(ply >= 0 && ply + 1 < NOFPLIES);
@@ -629,8 +640,9 @@ inline void closeList(int ply, moveStruct* end, positionStruct* position)
     position->plies[ply + 1].moveListStart = end;
 }
 
-/// Steps of all pawns of one colour at once. `right` and `left` are as the player sees them, so
-/// `right` is towards file h for white and towards file a for black.
+/// Steps of all pawns of one colour at once: one shift of a bitboard moves every pawn. `right` and
+/// `left` are as the player sees them, so `right` is towards file h for white and towards file a
+/// for black, and the same order of directions serves both colours.
 template <int us> struct pawnSteps
 {
     // to - from
@@ -654,9 +666,9 @@ template <int us> struct pawnSteps
     }
 };
 
-/// Computes notPinned and returns whether the king is in check. Both take the enemy sliders that
-/// would hit our king on an empty board: one with a single piece in between pins it if it is ours,
-/// one with nothing in between gives check.
+/// Computes notPinned and returns whether the king is in check. Both look at the enemy sliders that
+/// would hit our king on an empty board: one with a single piece in between pins that piece if it
+/// is ours, and one with nothing in between gives check.
 template <int us> inline bool computePins(int ply, positionStruct* position)
 {
     constexpr int them = us ^ 1;
@@ -670,6 +682,7 @@ template <int us> inline bool computePins(int ply, positionStruct* position)
     bool inCheck = ((pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
                     (knightAttackTable[king] & position->pieceBB[KNIGHT + them]) |
                     (kingAttackTable[king] & position->pieceBB[KING + them])) != 0;
+    // Most kings see no slider on their lines at all, and then the loop costs nothing.
     while (sliders)
     {
         const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
@@ -726,8 +739,9 @@ enum class captureClass
     quiescence, // to a queen only, which is nearly always the best
 };
 
-// Ordering scores of captures: the victim's code times 8, less this by the mover, so that of two
-// captures of the same piece the one by the lesser piece comes first.
+// Ordering scores of captures: the victim's code times 8, less a malus by the mover (MVV-LVA). So
+// the most valuable victim comes first, and of two captures of the same piece the one by the lesser
+// piece, which risks less.
 constexpr int pawnMalus = 2;
 constexpr int promotionMalus = 14;
 constexpr int kingMalus = 12;
@@ -805,7 +819,8 @@ template <int us> void generateCaptures(int ply, moveStruct* moves, positionStru
     const plyStruct& here = position->plies[ply];
     const u64 enemies = position->pieceBB[us ^ 1];
 
-    // A pinned knight can never move.
+    // A pinned knight can never move: it leaves the line of the pin with every step. Other pinned
+    // pieces may move along the line, so makeMove decides about them.
     const u64 knights = position->pieceBB[KNIGHT + us] & here.notPinned;
     moves = appendCapturesOf<us, captureClass::all>(moves, enemies, knights, position);
     moves = appendEnPassant<us>(moves, here.enPassantSquare, position);
@@ -833,7 +848,8 @@ void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-// Ordering scores of evasions.
+// Ordering scores of evasions. To capture the checker is usually best, then to block, then to flee
+// with the king. All are 200 or more, so a score lowered by 100 for a loss stays below all others.
 constexpr int kingTakesScore = 220; // plus the victim's code, plus 1 if it is the only checker
 constexpr int kingFleesScore = 202;
 constexpr int pawnTakesScore = 250;
@@ -854,7 +870,7 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
                          (knightAttackTable[king] & position->pieceBB[KNIGHT + them]);
     const bool doubleCheck = moreThanOne(checkers);
 
-    // Without the king on the board: it can't hide on the far side of its own square.
+    // The king is taken off the board for this: it can't hide from a slider in its own shadow.
     const u64 withoutKing = occupied ^ bit(king);
     for (u64 targets = kingAttackTable[king] & ~position->pieceBB[us]; targets;)
     {
@@ -865,6 +881,7 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
         // NOLINTNEXTLINE(readability-suspicious-call-argument): king is its square
         *moves++ = packMove(king, to, KINDPLAIN, victim ? takes : kingFleesScore);
     }
+    // Nothing but a move of the king answers two checks at once.
     if (doubleCheck || !checkers)
     {
         closeList(ply, moves, position);
@@ -947,7 +964,8 @@ void generateMovesEvade(int ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-/// Returns where the castling moves are in the list, if there are any.
+/// Lists the quiet moves: pawns, castling, pieces, king. Returns where the castling moves are in
+/// the list, if there are any; countLegal needs to know.
 template <int us>
 inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* position)
 {
@@ -1001,6 +1019,8 @@ template <int us> void generateQuiescence(int ply, moveStruct* moves, positionSt
     const plyStruct& here = position->plies[ply];
     const u64 enemies = position->pieceBB[us ^ 1];
 
+    // Unlike in generateCaptures, en passant comes after the king. The order of equal scores
+    // depends on it.
     const u64 knights = position->pieceBB[KNIGHT + us] & here.notPinned;
     moves = appendCapturesOf<us, captureClass::quiescence>(moves, enemies, knights, position);
     moves = appendKingCaptures<us>(moves, enemies, position);
@@ -1066,7 +1086,8 @@ namespace
 {
 
 /// The parts of a list of all moves in which a move can be illegal although nothing is pinned and
-/// there is no en passant: castling and the moves of the king.
+/// there is no en passant: castling and the moves of the king. countLegal tests these alone, which
+/// makes perft faster.
 struct kingStretches
 {
     const moveStruct* captures; // the king's captures, up to `quiets`
@@ -1133,7 +1154,8 @@ template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* pos
         subtractIllegal(moves, end);
     else
     {
-        // Of the other moves inCheckAfterMove would say at once that they are legal.
+        // Nothing is pinned, so inCheckAfterMove need not be asked about the other moves: they are
+        // all legal.
         subtractIllegal(stretches.captures, stretches.quiets);
         const moveStruct* move = stretches.castling;
         for (; move < end && isCastling(move->kind); ++move)
@@ -1165,6 +1187,7 @@ u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position)
 
 void getBestMove(moveStruct* first, const moveStruct* end)
 {
+    // Selection, one move at a time: a cut-off usually comes before a sorted list would have paid.
     assert(first < end);
     moveStruct* best = first;
     for (moveStruct* move = first + 1; move < end; ++move)
@@ -1176,6 +1199,7 @@ namespace
 {
 
 /// The share of cut-offs among what a quiet move has led to, in 128ths: 0 to 128, 64 without data.
+/// A share and not a count, so that a move is not ranked by how often it happened to be legal.
 u32 historyRatio(moveStruct move, const positionStruct* position)
 {
     assert(isPieceOf(position->sideToMove, position->board[move.from], position));
@@ -1187,9 +1211,9 @@ u32 historyRatio(moveStruct move, const positionStruct* position)
 }
 
 /// Swaps the quiet move of the highest history ratio to the cursor. The ratios are kept in the
-/// score bytes and computed again only when a cut-off has changed the history since. Below a node
-/// of depth 2 or less none does, and a division for each move at each pick took a fifteenth of the
-/// search.
+/// score bytes and computed again only if a cut-off has changed the history since then. Below a
+/// node of depth 2 or less no cut-off does. To divide for each move at each pick took a fifteenth
+/// of the search.
 void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* position)
 {
     if (here.rankedAt != position->historyChanges)
@@ -1204,12 +1228,14 @@ void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* pos
 /// Puts a killer or counter move into the cursor's slot and makes it, if it can be played.
 bool playStoredMove(int ply, moveStruct move, moveStruct* cursor, positionStruct* position)
 {
+    // The move comes from another node, so it may be impossible here. makeMove tests the king.
     if (!isLegalMove(ply, &move, position, true)) return false;
     *cursor = move;
     return makeMove(ply + 1, cursor, position, true);
 }
 
-/// In check: the next evasion. Evasions are legal, so makeMove need not test them.
+/// In check: the next evasion. Evasions are legal, so makeMove need not test them. The hash move
+/// has been played before; the rest of the list follows by score.
 bool playEvasion(int ply, moveStruct* cursor, positionStruct* position)
 {
     const plyStruct& here = position->plies[ply];
@@ -1343,7 +1369,8 @@ bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int
 
     assert(cursor >= here.moveListStart && cursor < here.moveListEnd);
 
-    // Evasions and recaptures are all played, whatever they lose.
+    // Evasions and recaptures are all played, whatever they lose: they are few, and in check there
+    // is no standing pat.
     const bool testSee = depth <= 0 && depth > FIRSTRECAPTUREDEPTH;
     if (here.inCheck || !testSee)
     {
@@ -1372,6 +1399,7 @@ bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i1
     switch (here.pickerStage)
     {
     case stageHashMove:
+        // Only a capture or a promotion can gain enough.
         here.pickerStage = stageMakeCaptures;
         if (position->board[cursor->to] == NOPIECE && !isPromotion(cursor->kind)) return false;
         return see(*cursor, threshold, position) && makeMove(ply + 1, cursor, position, false);
@@ -1396,6 +1424,8 @@ bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i1
 
 void getPVFromHashTable(int ply, positionStruct* position, int depth)
 {
+    // Each move is made to find the next position's entry. Entries may be overwritten at any time,
+    // so a move is tested like any move from the table.
     assert(ply >= 0 && ply + depth < NOFPLIES);
     int found = 0;
     for (; found < depth; ++found)
@@ -1463,7 +1493,8 @@ void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position)
         append(to - 2 * up, to, KINDDOUBLEPUSH);
     }
 
-    // Pieces: a square from which the piece attacks the king once it has left its own.
+    // Pieces: a square from which the piece attacks the king once it has left its own. The king's
+    // lines are those of the board without the piece, which may have been in the way.
     for (const int type : {KNIGHT, BISHOP, ROOK, QUEEN})
     {
         const auto attacksFrom = [type](int square, u64 blockers)

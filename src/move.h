@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Moves: making and unmaking them, legality, generation by class, and the pickers that give the
-// search one move at a time. A `ply` is the index of a record in `plies`.
+// search one move at a time, best first. A `ply` is the index of a record in `plies`.
 //
 //   Making moves                makeMove, unmakeMove
 //   Legality                    inCheckAfterMove, isLegalMove
@@ -23,9 +23,10 @@ bool makeMoveOf(int ply, const moveStruct* move, positionStruct* position, bool 
 template <int us> void unmakeMoveOf(int ply, const moveStruct* move, positionStruct* position);
 
 /// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
-/// With `testLegal`, a move that leaves the own king in check is refused: the result is false and
-/// nothing has changed. This test needs notPinned of the parent; if the parent is in check it is
-/// left out, since evasions are legal. The caller sets inCheck of the child.
+/// With `testLegal`, a move that leaves the mover's own king in check is refused: the result is
+/// false and nothing has changed. This test needs notPinned of the parent; if the parent is in
+/// check it is left out, since evasions are legal. The caller sets inCheck of the child: often it
+/// knows the answer already, or does not need it.
 inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
 {
     return position->sideToMove == WHITE ? makeMoveOf<WHITE>(ply, move, position, testLegal)
@@ -89,12 +90,12 @@ void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position);
 /// Captures and queen promotions; in check all evasions. Computes notPinned.
 void generateMovesQuiescence(int ply, moveStruct* moves, positionStruct* position);
 
-/// Captures on the square that the previous move reached; in check all evasions, and only then
-/// notPinned is computed. `ply` is at least 1.
+/// Captures on the square that the previous move reached. In check it lists all evasions instead,
+/// and only then computes notPinned. `ply` is at least 1.
 void generateMovesRecapture(int ply, moveStruct* moves, positionStruct* position);
 
-/// All legal moves, captures first and with their scores, but in no order of play. Computes inCheck
-/// and notPinned. The first slot's score is 0 if there is no move.
+/// All legal moves, captures first and with their scores, but not sorted. Computes inCheck and
+/// notPinned. The first slot's score is 0 if there is no move.
 void generateMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 
 /// The number of legal moves. What it leaves in the list is of no use. Computes inCheck and
@@ -107,6 +108,9 @@ u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 // A node asks its picker for one move at a time. The picker takes a cursor into the node's list. It
 // returns true if it has made a move at ply + 1, which is then in the cursor's slot, and false if
 // this slot yields none. After every call the caller moves the cursor on by one slot.
+//
+// The picker makes the move itself because makeMove is also the test of legality. It generates a
+// class of moves only when it gets there: most nodes end before the quiet moves are listed.
 
 /// pickerStage of doNextMoveStaged: the stage that its next call begins with. The picker raises it
 /// before it returns, so when the search has a move, pickerStage may already name the next stage.

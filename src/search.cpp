@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The search; see search.h. Scores are 16-bit from the side to move's view: 0 a draw,
-// -32000 + ply mated at that ply, 32000 - ply mating. A stop is a flag, after which every node
-// returns 0 and the root throws away what comes back.
+// -32000 + ply mated at that ply, 32000 - ply mating. A stop is a flag. Once it is set, every node
+// returns 0 as soon as it sees it, so the recursion unwinds and unmakes all moves on the way; the
+// root throws away what comes back.
 //
 //   Position set-up             setPosition, makePlayable
 //   Static exchange evaluation  see, seeAfter, updateSeeScoreEvade
@@ -45,6 +46,7 @@ void initPosition(positionStruct* position)
 
 bool isBoardStructOK(const positionStruct* position)
 {
+    // Bitboards computed afresh from the board must be those of the record.
     u64 fresh[NOFPIECECODES] = {};
     for (int square = 0; square < NOFSQUARES; ++square)
     {
@@ -52,7 +54,7 @@ bool isBoardStructOK(const positionStruct* position)
         if (code == NOPIECE) continue;
         if (code >= NOFPIECECODES) return false;
         fresh[code] |= bit(square);
-        fresh[code & 1] |= bit(square);
+        fresh[colourOf(code)] |= bit(square);
     }
     return std::equal(fresh, fresh + NOFPIECECODES, position->pieceBB);
 }
@@ -78,7 +80,8 @@ bool makePlayable(positionStruct* position)
         return false;
     if (isSquareAttacked(kingSquareOf(them, position), us, position)) return false;
 
-    // A right counts while its king and its rook are at home.
+    // A right counts while its king and its rook are at home. Castling trusts the rights and does
+    // not look at these squares.
     plyStruct& root = position->plies[0];
     u8 rights = root.castlingRights;
     if (board[E1] != KING + WHITE) rights &= BLACKRIGHTS;
@@ -97,6 +100,7 @@ bool makePlayable(positionStruct* position)
             enPassant = 0;
     }
 
+    // Both are part of the key, and the last slot of the key history holds the root's own.
     if (rights != root.castlingRights || enPassant != root.enPassantSquare)
     {
         root.castlingRights = rights;
@@ -131,7 +135,7 @@ void setPieces(const std::string& pieces, positionStruct* position)
             if (code)
             {
                 if (code < NOFPIECECODES) position->pieceBB[code] |= bit(square);
-                position->pieceBB[code & 1] |= bit(square);
+                position->pieceBB[colourOf(code)] |= bit(square);
                 if (square < NOFSQUARES) position->board[square] = code;
             }
             ++square;
@@ -140,8 +144,9 @@ void setPieces(const std::string& pieces, positionStruct* position)
 }
 
 /// Sets the side to move, and in plies[0] the castling rights and the en passant square. A FEN
-/// names the square that the pawn has jumped over, the record the one that it has reached; the
-/// arithmetic between them is 8-bit.
+/// names the square that the pawn has jumped over, the record the one that it has reached. The
+/// arithmetic between them is 8-bit: `rank` is the code of the digit, and what it is too large by
+/// becomes a multiple of 256.
 void setState(const std::string& side, const std::string& rights, const std::string& enPassant,
               positionStruct* position)
 {
@@ -167,13 +172,15 @@ void setState(const std::string& side, const std::string& rights, const std::str
     }
 }
 
-/// The slot of the first key, from a count of moves; within 0 and 512.
+/// The slot of the first key, from a count of moves. The upper bound, 512, leaves half of
+/// keyHistory for the moves of the game and the path of a search.
 i16 firstKeyIndex(u8 sideToMove, i64 count)
 {
     return narrow<i16>(std::clamp<i64>(sideToMove + 2 * count - 2, 0, 512));
 }
 
-/// Sets what follows from the fields of a FEN: keys, check, and the sums of the evaluation.
+/// Sets what follows from the fields of a FEN: keys, check, and the sums of the evaluation. From
+/// here on makeMove keeps all of it up to date.
 void deriveState(positionStruct* position)
 {
     position->hashKey = calcHashKey(0, position);
@@ -187,6 +194,7 @@ void deriveState(positionStruct* position)
 
 void setPosition(std::string fen, positionStruct* position)
 {
+    // The fields are separated by single spaces: two in a row have an empty field between them.
     if (fen.empty() || fen.back() != ' ') fen += ' ';
     std::vector<std::string> tokens(1);
     for (const char letter : fen)
@@ -198,6 +206,7 @@ void setPosition(std::string fen, positionStruct* position)
     }
     tokens.pop_back();
 
+    // Each missing field gets its default, one after the other.
     if (tokens.size() == 1) tokens.emplace_back("w");
     if (tokens.size() == 2) tokens.emplace_back("-");
     if (tokens.size() == 3) tokens.emplace_back("-");
@@ -220,7 +229,9 @@ void setPosition(std::string fen, positionStruct* position)
 namespace
 {
 
-// seeValue[piece code]: value of a piece in an exchange. Not tuned; bishop and knight are equal.
+// seeValue[piece code]: value of a piece in an exchange. Bishop and knight are equal, so that an
+// exchange of one for the other counts as even. The king's value is so high that no side gains by
+// losing it. These values are not tuned.
 constexpr i16 seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
                                          340, 515, 515, 1005, 1005, 10000, 10000};
 
@@ -242,6 +253,8 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
                     (kingAttackTable[to] & (pieces[KING + WHITE] | pieces[KING + BLACK]));
     attackers &= occupied;
 
+    // The sides capture in turn, each with its least valuable piece, because that one risks least.
+    // `result` is the answer if the side whose turn it is stops capturing.
     bool result = true;
     while (attackers & pieces[side])
     {
@@ -250,6 +263,8 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
         const u64 cheapest = attackers & pieces[taker];
         occupied ^= cheapest & (0 - cheapest);
 
+        // The piece that has captured may have stood in the way of another one: a slider on the
+        // same line. A knight leaves no line to the square.
         switch (taker - side)
         {
         case PAWN:
@@ -268,6 +283,8 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
         // A king may not capture a defended piece.
         if (isKing(taker)) return (attackers & pieces[side ^ 1]) ? result : !result;
 
+        // If the capture does not decide the exchange, the other side continues with the balance
+        // turned to its view.
         result = !result;
         balance = wrap16(balance + seeValue[taker]);
         if (balance < 0) return result;
@@ -277,7 +294,8 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
     return result;
 }
 
-/// Whether SEE applies to a move: not to en passant and castling.
+/// Whether SEE applies to a move. It does not to en passant and castling, where the square that the
+/// move names is not the square on which an exchange could take place.
 bool hasExchange(moveStruct move)
 {
     return move.kind != KINDENPASSANT && !isCastling(move.kind);
@@ -288,6 +306,8 @@ bool hasExchange(moveStruct move)
 bool see(moveStruct move, i16 threshold, const positionStruct* position)
 {
     if (!hasExchange(move)) return threshold <= 0;
+    // Two cheap answers first, which settle most calls: the victim alone is worth too little, or
+    // the gain is enough even if the mover is lost.
     int balance = wrap16(seeValue[position->board[move.to]] - threshold);
     if (balance < 0) return false;
     balance = wrap16(balance - seeValue[position->board[move.from]]);
@@ -326,6 +346,8 @@ bool losesMaterial(moveStruct move, const positionStruct* position)
 
 void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* position)
 {
+    // A king's move is legal, so nothing can take the king. A pawn that captures the checker wins
+    // at least as much as it can lose. The sum is 8-bit and wraps; evasions score 200 and more.
     constexpr u8 pawnTakesChecker = 250;
     for (moveStruct* move = first; move < position->plies[ply].moveListEnd; ++move)
         if (move->score != pawnTakesChecker && !isKing(position->board[move->from]) &&
@@ -336,6 +358,9 @@ void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* positi
 
 // Node search
 
+// If one of our sliders is on a diagonal of the enemy king, however many pieces are in between, the
+// first piece on each diagonal is suspect: it may discover a check by leaving. Ranks and files
+// likewise. An exact test would cost more than the few moves that are made in vain.
 quietCheckFilter::quietCheckFilter(const positionStruct* position)
 {
     const int us = position->sideToMove;
@@ -357,18 +382,24 @@ namespace
 
 constexpr int MAXDEPTH = 127; // the last iteration, and the deepest node
 
-// Margins by depth, in score units.
+// Margins by depth, in score units. The deeper the remaining search, the more a move can change, so
+// the margins grow.
 constexpr i32 razor[4] = {0, 120, 190, 240};
 constexpr i32 futility[8] = {0, 65, 130, 195, 260, 325, 390, 455};
 
-// LMP[depth]: the number of moves after which a null-window node prunes quiet moves.
+// LMP[depth]: the number of moves after which a null-window node prunes quiet moves. Few suffice,
+// because a good quiet move is usually among the first by history.
 constexpr i8 LMP[5] = {2, 3, 5, 7, 9};
 
-// LMR[depth][move number]: plies by which the search of a late quiet move is reduced.
+// LMR[depth][move number]: plies by which the search of a late quiet move is reduced. The table
+// spares a square root at each move.
 i8 LMR[128][256];
 
-constexpr int PROBCUTMARGIN = 110;
+constexpr int PROBCUTMARGIN = 110;       // what a shallow search must exceed beta by
 constexpr int NULLDEEPENINGMARGIN = 100; // below beta, and IID still pays
+
+// Both weights of a move are halved when one of them reaches this. It keeps old results from
+// outweighing new ones for ever, and 128 times a weight, which the ratio needs, within 32 bits.
 constexpr u32 HISTORYLIMIT = 131072;
 
 } // namespace
@@ -412,7 +443,8 @@ i64 millisecondsSinceGo()
     return now() - narrow<i64>(u64{engine.startTime});
 }
 
-/// Counts down to the next check of the clock; true when the hard budget is used up.
+/// Counts down to the next check of the clock; true when the hard budget is used up. A call to the
+/// system at each node would cost more than it gains: the budget is not that exact.
 bool isTimeOver(positionStruct* position)
 {
     if (position->nodesToClockCheck-- > 0) return false;
@@ -442,9 +474,11 @@ bool isCrowded(const positionStruct* position)
 /// isCrowded of the root, set before the search starts: captures can't crowd a board.
 relaxed<bool> boardIsCrowded = false;
 
-/// Whether the position has occurred before, in the game or on the path; one occurrence is enough.
-/// The first key compared is four plies back. A null move pushes no key, so below it the walk
-/// compares positions with the other side to move.
+/// Whether the position has occurred before, in the game or on the path. One occurrence is enough:
+/// a side that can repeat once can repeat again, and the tree below need not be searched to see it.
+/// No position returns sooner than after four plies, so the walk starts there. It ends where the
+/// half-move clock started, because nothing before a capture or pawn move can come back. A null
+/// move pushes no key, so below it the walk compares positions with the other side to move.
 bool isRepetition(const positionStruct* position)
 {
     const int last = std::max(position->keyIndex - position->halfMoveClock - 1, 0);
@@ -453,21 +487,24 @@ bool isRepetition(const positionStruct* position)
     return false;
 }
 
-/// Narrows a node's window to the scores that a mate at `ply` or after the next move can have.
+/// Narrows a node's window to the scores that a mate at `ply` or after the next move can have. Once
+/// a mate is known, longer ones are not searched for.
 void clipToMates(int ply, int& alpha, int& beta)
 {
     alpha = std::max(alpha, ply - SCOREMATE);
     if (beta > SCOREMATE - ply) beta = SCOREMATE + 1 - ply;
 }
 
-/// Whether a table entry cuts off a node with this window.
+/// Whether a table entry cuts off a node with this window: an exact score always does, a bound if
+/// it proves that the node's score is outside the window.
 bool isCutOff(u8 bound, int score, int alpha, int beta)
 {
     return bound == boundExact || (bound != boundUpper && score >= beta) ||
            (bound == boundUpper && score <= alpha);
 }
 
-/// The static evaluation, or the table's score where its bound shows that it is nearer.
+/// The static evaluation, or the table's score where its bound shows that it is nearer. A score
+/// from a search knows more than the evaluation, whatever its depth.
 int improvedEvaluation(u8 ply, u8 bound, int tableScore, positionStruct* position)
 {
     if (bound == boundExact) return tableScore;
@@ -478,7 +515,8 @@ int improvedEvaluation(u8 ply, u8 bound, int tableScore, positionStruct* positio
     return evaluation;
 }
 
-/// Prepares the node's list for a picker: a legal hash move in the first slot, or nothing.
+/// Prepares the node's list for a picker: a legal hash move in the first slot, or nothing. The move
+/// is searched before anything is generated, since it often cuts off.
 void startList(bool hashMoveIsLegal, plyStruct& here, plyStruct& next)
 {
     here.moveListEnd = here.moveListStart;
@@ -487,7 +525,7 @@ void startList(bool hashMoveIsLegal, plyStruct& here, plyStruct& next)
     next.moveListStart = here.moveListEnd;
 }
 
-/// Halves the weights of all quiet moves, so that old results fade.
+/// Halves the weights of all quiet moves, so that old results fade and the ratios stay.
 void halveHistory(positionStruct* position)
 {
     for (int piece = 0; piece < 12; ++piece)
@@ -499,7 +537,8 @@ void halveHistory(positionStruct* position)
 }
 
 /// Remembers a move that cut off: as counter move and, if it is quiet, as killer and from depth 3
-/// on in the history. A promotion on an empty square counts as quiet.
+/// on in the history. A promotion on an empty square counts as quiet. Captures need no memory:
+/// their exchange values order them well, as the evasions' scores do in check.
 void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -520,10 +559,14 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     }
     if (depth < 3) return;
 
+    // A cut-off at a great depth spares more and is more reliable. Shallow ones are so many that
+    // they would drown it.
     ++position->historyChanges;
     const u32 weight = narrow<u32>(depth * depth);
     u32& good = position->historyGood[board[move.from] - PAWN][move.to];
     good += weight;
+    // The quiet moves before it were searched in vain. Killers and counter moves have cut off
+    // before the quiet moves are listed, so there are none to charge.
     if (here.pickerStage == stageQuiets)
         for (const moveStruct* quiet = here.quietsStart; quiet < cursor; ++quiet)
         {
@@ -534,21 +577,26 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     if (good >= HISTORYLIMIT) halveHistory(position);
 }
 
-/// Whether a side has a piece besides its king and pawns.
+/// Whether a side has a piece besides its king and pawns. Without one, zugzwang is common: the
+/// right to move is then no advantage, on which the null move and reverse futility rely.
 bool hasPiece(int colour, const positionStruct* position)
 {
     return moreThanOne(position->pieceBB[colour] & ~position->pieceBB[PAWN + colour]);
 }
 
 /// Step 8. Null move (Donninger, "Null move and deep search", 1993): if passing keeps the score
-/// above beta, a move will too. Returns the score of passing.
+/// above beta, a move will too. The search of the reply is reduced by 2 plies, and by one more for
+/// every 6 plies of depth, which is what makes it pay. A second null move in a row would only
+/// search the same position at a smaller depth, so the child may not pass. Returns the score of
+/// passing.
 int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     const u64 key = position->hashKey;
     const u8 enPassant = here.enPassantSquare;
 
-    // No key is pushed, and the half-move clock does not change.
+    // No key is pushed, and the half-move clock does not change. The right to capture en passant is
+    // lost by passing. The child's record is a copy, because no move is made that would fill it.
     position->sideToMove ^= 1;
     position->hashKey ^= hashCodeBlackToMove;
     if (enPassant) position->hashKey ^= hashCodeEnpassant[fileOf(enPassant)];
@@ -565,7 +613,9 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
 }
 
 /// Step 10. ProbCut (Buro, 1995): a capture that beats beta by a margin in a shallow search will
-/// beat beta in a full one. Returns whether one did, with its score in `score`.
+/// beat beta in a full one. Only captures that gain enough by SEE to reach the margin are tried. A
+/// quiescence search comes first, since it is cheap and refutes most of them. Returns whether a
+/// capture did, with its score in `score`.
 bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* position,
                    int& score)
 {
@@ -590,7 +640,10 @@ bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* 
 }
 
 /// The node search. Principal variation search (Marsland and Campbell, 1982): the first move gets
-/// the full window, the others a null window and a second search when they fail high.
+/// the full window, the others a null window and a second search when they fail high. If the moves
+/// are well ordered, that second search is rare, and a null window cuts off sooner than a full one.
+///
+/// Scores are int inside and wrap to 16 bits where they leave; see alfabeta.
 inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruct* position,
                            u8 nullAllowed)
 {
@@ -600,7 +653,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     assert(isSideInCheck(position) == position->plies[ply].inCheck || ply == 0);
     plyStruct& here = position->plies[ply];
 
-    // Step 1. Count, clock and stop.
+    // Step 1. Count, clock and stop. At the end of the path only the evaluation is left.
     countNode(position->nodes);
     if (ply > position->selDepth) position->selDepth = ply;
     if (isTimeOver(position) || theWorkForce.stopSearch) return 0;
@@ -613,13 +666,14 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         clipToMates(ply, alpha, beta);
         if (alpha >= beta) return alpha;
 
-        // Step 3. Repetition.
+        // Step 3. Repetition. It comes before the table, whose entries know nothing of the path.
         if (position->halfMoveClock >= 4 && isRepetition(position)) return 0;
     }
     const int entryAlpha = alpha;
     const bool pvNode = alpha + 1 < beta;
 
-    // Step 4. Transposition table. Cut-offs are taken with a full window too.
+    // Step 4. Transposition table. Cut-offs are taken with a full window too. The root takes none,
+    // because it must end with a move.
     here.hashMove = EMPTYMOVE;
     u64 entry = getHashTableEntry(position->hashKey);
     const u8 bound = hashBound(entry);
@@ -635,7 +689,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     plyStruct& next = position->plies[ply + 1];
     if (!here.inCheck)
     {
-        // Step 5. Static evaluation.
+        // Step 5. Static evaluation. In check it says little, so the steps that rely on it are left
+        // out there.
         const int staticEval = improvedEvaluation(ply, bound, tableScore, position);
         const bool mateEval = std::abs(staticEval) >= SCOREMATELIMIT;
 
@@ -647,12 +702,13 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
             if (score < alpha) return score;
         }
 
-        // Step 7. Reverse futility: so far above beta that no quiet reply brings it down.
+        // Step 7. Reverse futility: so far above beta that no quiet reply brings it down. A mate
+        // score is no evaluation and proves nothing about a margin.
         if (depth < 7 && !pvNode && !mateEval && staticEval >= beta + futility[depth] &&
             hasPiece(us, position))
             return staticEval;
 
-        // Step 8. Null move. A mate found by passing is not a mate.
+        // Step 8. Null move. A mate found by passing is not a mate, so its score is cut to beta.
         if (depth >= 3 && nullAllowed && staticEval >= beta && hasPiece(us, position))
         {
             const int score = searchNullMove(ply, depth, beta, position);
@@ -660,6 +716,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         }
 
         // Step 9. Internal iterative deepening (IID): a shallow search finds a move to try first.
+        // It pays where a good first move matters: in the PV, and where a cut-off is likely.
         if (depth >= 4 && moveWord(here.hashMove) == 0 &&
             (pvNode || staticEval >= beta - NULLDEEPENINGMARGIN))
         {
@@ -678,7 +735,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     }
 
     // Step 11. The move loop. A slot of the list may yield no move. The call with the cursor at the
-    // end of the list starts the picker's next stage.
+    // end of the list starts the picker's next stage. The list starts again here, because ProbCut
+    // has used it.
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
     const u8 childPly = narrow<u8>(ply + 1);
@@ -720,6 +778,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
             (!hasExchange(*cursor) || seeAfter(*cursor, 0, position, next.capturedPiece)))
             newDepth = depth;
 
+        // Bad captures do not make the quiet moves after them later. In the PV only the moves after
+        // the good captures count, so that fewer are reduced.
         if (here.pickerStage != stageBadCaptures)
         {
             ++moveNumber;
@@ -727,7 +787,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         }
 
         // Step 14. Search the move; late quiet ones at a reduced depth first (late move
-        // reductions, Romstad, 2006).
+        // reductions, Romstad, 2006). A move that then beats alpha after all has earned the full
+        // depth, and if it lands inside the window also the full window.
         int score;
         if (searchedMoves == 0)
             score = searchChild(childPly, newDepth, alpha, beta, position);
@@ -747,7 +808,9 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         if (theWorkForce.stopSearch) return 0;
         ++searchedMoves;
 
-        // Step 15. A new best move, and the cut-off.
+        // Step 15. A new best move, and the cut-off. A score at or below alpha is only a bound, so
+        // its move is not remembered. The root notes each new best move at once: if the search is
+        // stopped in this iteration, the newest one is played.
         if (score <= bestScore) continue;
         if (score <= alpha)
         {
@@ -778,7 +841,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     if (searchedMoves == 0) return here.inCheck ? ply - SCOREMATE : 0;
     if (position->halfMoveClock > 99) return 0;
 
-    // Step 17. Store. A fail low keeps the old hash move.
+    // Step 17. Store. After a fail low no move is known to be best; the old hash move is a better
+    // guess for the next visit than none.
     const bool failedLow = bestScore <= entryAlpha;
     putHashTableEntry(position->hashKey, failedLow ? here.hashMove : here.bestMove,
                       wrap16(bestScore), narrow<i8>(depth), failedLow ? boundUpper : boundExact,
@@ -788,6 +852,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
 
 } // namespace
 
+// The border of the 16-bit scale; quiescence is another.
 i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed)
 {
     return wrap16(searchInnerNode(ply, depth, alpha, beta, position, nullAllowed));
@@ -803,7 +868,8 @@ template <bool crowded>
 int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct* position);
 
 /// Plays the moves that the picker yields and returns the best score; `alpha` rises on the way.
-/// `best`, when not null, receives each move that raises alpha.
+/// `best`, when not null, receives each move that raises alpha. The windows are those of the node
+/// search: full for the first move, null for the others, full again if one lands inside.
 template <bool crowded>
 int searchCaptures(u8 ply, int depth, int alpha, int beta, int bestScore, positionStruct* position,
                    moveStruct* best)
@@ -842,8 +908,9 @@ int searchCaptures(u8 ply, int depth, int alpha, int beta, int bestScore, positi
 }
 
 /// Generates the list of a quiescence node by its band of depth. Returns false in check without an
-/// evasion. From FIRSTNOEVASIONDEPTH down the node forgets that it is in check and plays recaptures
-/// only, so it may return the score of a mate that is not there (test: DeepBandForgetsChecks).
+/// evasion, which is mate. From FIRSTNOEVASIONDEPTH down the node forgets that it is in check and
+/// plays recaptures only, so it may return the score of a mate that is not there (test:
+/// DeepBandForgetsChecks).
 bool generateCaptureList(u8 ply, int depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -872,7 +939,8 @@ int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct*
     if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
     if (crowded && (isTimeOver(position) || theWorkForce.stopSearch)) return 0;
 
-    // Step 2. Stand pat: a side that is not in check need not capture.
+    // Step 2. Stand pat: a side that is not in check need not capture, so the evaluation is a lower
+    // bound of its score. In check every move is searched, and without one it is mate.
     int bestScore = ply - SCOREMATE;
     if (!position->plies[ply].inCheck)
     {
@@ -903,7 +971,8 @@ namespace
 constexpr int FIRSTINFODEPTH = 10; // below this the root writes no line and walks no PV
 
 // aspMatrix[id % 16]: half-width of an iteration's first window, then the widenings after its first
-// to fourth failure. Different windows spread the threads over different trees.
+// to fourth failure. Different windows spread the threads over different trees, so that what one
+// stores in the table is new to the others.
 // clang-format off
 constexpr i16 aspMatrix[16][5] = {
     {15, 35, 40,  80, 160},
@@ -925,12 +994,14 @@ constexpr i16 aspMatrix[16][5] = {
 };
 
 // skipCnt[id % 16], skipAmount[id % 16]: the period in which a helper skips depths, and how many
-// depths it skips. Row 0 has no effect.
+// depths it skips. Helpers that search ahead fill the table with moves for the depths to come. The
+// boss never skips, so row 0 serves only helper 16 and its like, on which it has no effect.
 constexpr i32 skipCnt[16]    = {1, 2, 2, 3, 3, 3, 4, 4, 6, 3, 2, 2, 4, 5, 3, 2};
 constexpr i32 skipAmount[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
 // clang-format on
 
-/// An aspiration window and how often it has failed in this iteration.
+/// An aspiration window and how often it has failed in this iteration. A narrow window around the
+/// last score cuts off more; it pays as long as the score rarely falls outside.
 struct aspirationWindow
 {
     i16 alpha = -SCOREINFINITE;
@@ -952,7 +1023,9 @@ struct aspirationWindow
         beta = wrap16(score + delta[0]);
     }
 
-    /// Takes a score in. Returns true after a fail low or a fail high, with a wider window.
+    /// Takes a score. Returns true after a fail low or a fail high, with a wider window. After a
+    /// fail low beta also comes down to the middle: the true score is below alpha, so the next one
+    /// will hardly be near beta.
     bool failsLow(int score)
     {
         if (score > alpha || alpha <= -SCOREMATE) return false;
@@ -980,7 +1053,8 @@ struct aspirationWindow
 };
 
 /// The share of the soft budget that the move deserves after an iteration, from the share before.
-/// An unsettled iteration raises it, a settled one lowers it.
+/// An unsettled iteration raises it, because another one may change the move; a settled one lowers
+/// it. Shallow iterations always jump and say nothing.
 double nextTimeScale(double timeScale, int depth, int instability, bool isSettled)
 {
     if (depth < 6) return 1.0;
@@ -993,7 +1067,8 @@ double nextTimeScale(double timeScale, int depth, int instability, bool isSettle
     return std::clamp(timeScale, 0.6, 2.0);
 }
 
-/// Whether a score is a mate no further away in plies than the depth searched.
+/// Whether a score is a mate no further away in plies than the depth searched. A mate beyond the
+/// depth comes from extensions or the table, and a deeper search may find a shorter one.
 bool isMateWithin(int score, int depth)
 {
     return std::abs(score) >= SCOREMATELIMIT && SCOREMATE - std::abs(score) <= depth;
@@ -1006,13 +1081,14 @@ int movesToMate(int score)
     return score > 0 ? moves : -moves;
 }
 
-/// Brings engine.elapsedTime up to date.
+/// Brings engine.elapsedTime up to date. Info lines and the soft clock read this one value, so that
+/// they agree.
 void stampElapsedTime()
 {
     engine.elapsedTime = narrow<u64>(millisecondsSinceGo());
 }
 
-/// The part of an info line after its score.
+/// The part of an info line after its score. The node count is that of all threads.
 std::string linesTail(const std::string& depths, const std::string& hashFull,
                       const positionStruct* position)
 {
@@ -1020,6 +1096,7 @@ std::string linesTail(const std::string& depths, const std::string& hashFull,
            std::to_string(engine.elapsedTime) + hashFull + " pv " + PVToString(position);
 }
 
+/// Fields of an info line.
 std::string depthText(int depth)
 {
     return " depth " + std::to_string(depth);
@@ -1068,7 +1145,7 @@ int prepareRoot(positionStruct* position)
     return narrow<int>(root.moveListEnd - root.moveListStart);
 }
 
-/// Leaves a mated root without a best move.
+/// Leaves a mated root without a best move, so that "bestmove a1a1" is written.
 void forgetLine(positionStruct* position)
 {
     position->plies[0].bestMove = EMPTYMOVE;
@@ -1076,7 +1153,7 @@ void forgetLine(positionStruct* position)
     engine.elapsedTime = 1;
 }
 
-/// Makes a score a searcher's result.
+/// Makes a score a searcher's result. Its move is in the root's record already.
 void noteResult(i16 score, int depth, positionStruct* position)
 {
     position->rootScore = score;
@@ -1109,13 +1186,15 @@ class softClock
 
   private:
     const int depthLimit; // 0 none
+    // In ms; before this time helpers do not check the soft clock. It is a sixteenth of the soft
+    // budget, at least 100.
     const u64 softCheckTime = engine.targetTime < 1600 ? 100 : narrow<u64>(engine.targetTime / 16);
     double timeScale = 1.0;
 };
 
 } // namespace
 
-/// How many other workers have begun a depth.
+/// How many other workers have begun a depth, or one beyond it.
 int worker::othersAt(int depth) const
 {
     int count = 0;
@@ -1127,7 +1206,7 @@ int worker::othersAt(int depth) const
 void worker::searchRoot()
 {
     // Step 1. A fresh root. A mated one is answered at once; helpers leave too, so that none of
-    // them has a result to choose.
+    // them has a result to choose. Boss and helpers share this loop and differ where it says so.
     boss* const reporter = id == 0 ? static_cast<boss*>(this) : nullptr;
     const int legalMoves = prepareRoot(position);
     i16 score = -SCOREINFINITE;
@@ -1159,7 +1238,8 @@ void worker::searchRoot()
         }
         currentDepth = depth;
 
-        // Step 3. The first window: the whole scale while scores still jump, then narrow.
+        // Step 3. The first window: the whole scale while scores still jump from depth to depth,
+        // then narrow.
         if (depth > 5) window.centre(score);
         window.failLow = window.failHigh = 0;
         position->rootBestChanges = 0;
@@ -1179,7 +1259,7 @@ void worker::searchRoot()
             break;
         }
 
-        // Step 5. The boss reports. A proven mate ends the search.
+        // Step 5. The boss reports. A proven mate ends the search: more depth can't improve it.
         stampElapsedTime();
         if (reporter)
         {
@@ -1192,12 +1272,14 @@ void worker::searchRoot()
         goOn = clock.allowsMore(depth, instability, instability <= 1, reporter != nullptr);
     } while (goOn && depth < MAXDEPTH && !theWorkForce.stopSearch);
 
-    // Step 7. The first searcher that ends, ends the search for all.
+    // Step 7. The first searcher that ends, ends the search for all: the limits are the same for
+    // all, and what the others would still find is not needed.
     stampElapsedTime();
     theWorkForce.stop();
 }
 
-/// Writes the line of an iteration, which may have been stopped, with the PV from the table.
+/// Writes the line of an iteration, which may have been stopped, with the PV from the table. With
+/// one thread and a complete iteration the table's PV is legal as it is; otherwise it is tested.
 void boss::reportIteration(int depth, int score)
 {
     getPVFromHashTable(0, position, depth);
@@ -1217,6 +1299,8 @@ bool boss::endsWithMate(int depth, int score) const
     return !engine.infinite;
 }
 
+// The last PV may have lost its second move by the time the result is written, for example when
+// other threads have replaced table entries. So the newest PV with two moves is kept.
 void boss::initPonderCandidate()
 {
     ponderFirst = ponderSecond = EMPTYMOVE;
@@ -1241,8 +1325,8 @@ const worker* boss::chooseBest() const
 {
     const worker* best = this;
     if (engine.nofThreads == 1) return best;
-    // Under a depth limit the boss's result stands, unless a helper ended the search before the
-    // boss had a move.
+    // Under a depth limit the boss's result counts: whoever sets one expects the result of that
+    // depth. Only if a helper has ended the search before the boss had a move, another is chosen.
     if (engine.depthLimit && position->rootDepth) return best;
     const auto rank = [](const worker* w)
     { return w->position->rootDepth * 2 + w->position->rootDepthComplete; };
@@ -1257,6 +1341,7 @@ const worker* boss::chooseBest() const
     return best;
 }
 
+// The main thread wakes the boss alone; the boss wakes the others and waits for them at the end.
 void boss::wakeHelpers()
 {
     initPonderCandidate();
@@ -1266,6 +1351,7 @@ void boss::wakeHelpers()
 
 void boss::writeResult()
 {
+    // All helpers are parked before their results are compared.
     theWorkForce.timeIsUp = true;
     theWorkForce.stop();
     for (worker* helper : theWorkForce.workers)
@@ -1301,7 +1387,8 @@ void boss::searchRoot()
 // Threads
 //
 // Each worker has one condition variable for both directions: its thread waits for work on it, and
-// other threads wait on it until the thread is parked. No thread holds two of these locks at once.
+// other threads wait on it until the thread is parked. No thread holds two of these locks at once,
+// so none can wait for another in a circle.
 
 bool desk::waitForWork()
 {
@@ -1339,6 +1426,7 @@ worker::worker(int number) : id(number)
     waitToTakeABreak();
 }
 
+// The thread uses the object until it has ended.
 worker::~worker()
 {
     ownDesk.dismiss();
@@ -1362,6 +1450,8 @@ void worker::waitToTakeABreak()
 
 void worker::setPosition(const positionStruct* source)
 {
+    // The copy brings the history along, and pointers to the source's lists and caches: these are
+    // set to this worker's own. What the worker had learned about quiet moves is overwritten.
     positionData = *source;
     positionData.plies[0].moveListStart = moveStack;
     positionData.workerIndex = id;
@@ -1378,13 +1468,15 @@ void workForce::setNofWorkers(int n)
         workers.pop_back();
     }
     if (n < 1) return;
+    // A worker holds almost two megabytes and must not move: its thread works in it.
     workers.push_back(new boss);
     for (int id = 1; id < n; ++id) workers.push_back(new worker(id));
 }
 
 void workForce::startWorkForce(const positionStruct* position)
 {
-    // The boss parks after all helpers have.
+    // The boss parks after all helpers have, so to wait for the boss is to wait for all. From here
+    // on no other thread reads the flags until the boss wakes the helpers.
     workers[0]->waitToTakeABreak();
     stopSearch = SEARCHING;
     timeIsUp = false;
@@ -1410,6 +1502,7 @@ void workForce::report(const std::string& line) const
 
 u64 workForce::nofNodes() const
 {
+    // The counters of running threads: the sum is a moment old, which no reader minds.
     u64 total = 0;
     for (const worker* w : workers)
     {
@@ -1430,7 +1523,8 @@ constexpr int FEWESTMOVES = 4;        // movestogo below this counts as this
 constexpr i64 SHORTESTHARDLIMIT = 40; // ms, with the fewest moves to go
 constexpr float HURRY = 5.0F;         // elapsed time counts so many times when time is short
 
-// The share of an even split of the time that a move gets, and what changes it.
+// The share of an even split of the time that a move gets, and what changes it. It starts below 1,
+// which keeps time in reserve for moves that exceed their soft budget.
 constexpr double SHARE = 0.72;
 constexpr double SHAREOFMANYTHREADS = 0.82; // with more than three threads
 constexpr double PONDERBONUS = 1.2;         // the opponent's time is used too
@@ -1450,7 +1544,7 @@ struct movesLeftRow
 constexpr movesLeftRow movesLeft[] = {{201, 15}, {81, 20}, {51, 25}, {18, 22}};
 constexpr int MOVESLEFTATFIRST = 40;
 
-/// A number of milliseconds held within 32 bits.
+/// A number of milliseconds held within 32 bits. An interface may send any number as its clock.
 i32 held(i64 value)
 {
     return narrow<i32>(
@@ -1492,7 +1586,8 @@ void calcTimeParameters()
         engine.movesToGo = moves;
     }
 
-    // Step 2. Both budgets.
+    // Step 2. Both budgets. The soft one decides whether another iteration starts, the hard one
+    // ends a search in the middle of an iteration. The even share counts the increments to come.
     engine.timeFactor = 1.0F;
     const i64 avail = time - SAFETYMARGIN;
     const i64 evenShare = ((moves - 1) * inc + time) / moves;
@@ -1511,7 +1606,8 @@ void calcTimeParameters()
     }
     engine.targetTime = held(target);
 
-    // Step 3. A fixed time ends on the hard budget alone.
+    // Step 3. A fixed time ends on the hard budget alone: it is to be used up, so the soft one is
+    // put out of reach.
     if (engine.moveTime)
     {
         engine.targetTime = held(10LL * engine.moveTime);
@@ -1524,10 +1620,11 @@ void calcTimeParameters()
 
 // Interface without a caller
 
+// setPieces does the same, and also handles letters that name no piece and squares off the board.
 void addPiece(u8 piece, u8 square, positionStruct* position)
 {
     position->pieceBB[piece] |= bit(square);
-    position->pieceBB[piece & 1] |= bit(square);
+    position->pieceBB[colourOf(piece)] |= bit(square);
     position->board[square] = piece;
 }
 
@@ -1577,8 +1674,8 @@ i16 quiescenceHash(u8 ply, int depth, i16 low, i16 high, positionStruct* positio
     if (alpha >= beta) return wrap16(alpha);
     if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
 
-    // Step 2. Transposition table, whatever the depth of the entry. Its move is not read: the ply's
-    // hash move stays what it was.
+    // Step 2. Transposition table, whatever the depth of the entry: none is less than this node's.
+    // Its move is not read: the ply's hash move stays what it was.
     const u64 entry = getHashTableEntry(position->hashKey);
     const u8 bound = hashBound(entry);
     const int tableScore = hashScore(entry, ply);

@@ -63,7 +63,9 @@ void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* positi
 
 // Node searches
 
-// Quiescence depths, counting down from 0, at which a band begins.
+// Quiescence depths, counting down from 0, at which a band begins. A long exchange of captures all
+// over the board would make the tree explode; recaptures on one square come to an end by
+// themselves.
 constexpr int FIRSTRECAPTUREDEPTH = -5;  // recaptures only, and evasions in check
 constexpr int FIRSTNOEVASIONDEPTH = -14; // recaptures only, in check too
 
@@ -78,9 +80,9 @@ inline bool isPathFull(u8 ply, const positionStruct* position)
 /// Fills the table of late move reductions.
 void initLMRTable();
 
-/// Lets late move pruning drop a quiet move without making it. The squares alone tell of most moves
-/// that they give no check; a check must be made, searched and counted like any other. The filter
-/// made the whole search 1.08 times as fast.
+/// Lets late move pruning drop a quiet move without making it. For most moves their squares already
+/// show that they give no check. A move that gives check is never pruned: it must be made, searched
+/// and counted. The filter made the whole search 1.08 times as fast.
 class quietCheckFilter
 {
   public:
@@ -111,11 +113,13 @@ i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position)
 
 // Threads and root
 
-/// Where a thread waits for work, and others for the thread.
+/// Where a thread waits for work, and where others wait for the thread. The search and the tuner
+/// use the same.
 class desk
 {
   public:
-    /// Called by the thread: says that it is parked and waits; false when it must leave.
+    /// Called by the thread: reports that it is parked and waits for work. Returns false when the
+    /// thread must end.
     bool waitForWork();
 
     /// Wakes the thread.
@@ -124,7 +128,7 @@ class desk
     /// Waits until the thread is parked.
     void waitToTakeABreak();
 
-    /// Wakes the thread to leave; it must be parked.
+    /// Wakes the thread so that it ends; it must be parked.
     void dismiss();
 
   private:
@@ -134,8 +138,10 @@ class desk
     bool working = true;        // from startWorking until parked again
 };
 
-/// One search thread with all that it needs: a copy of the position, a move stack and caches. It
-/// sleeps in atTheOffice between searches.
+/// One search thread with all that it needs: a copy of the position, a move stack and caches. Apart
+/// from the transposition table workers share nothing that they write, so none waits for another. A
+/// worker sleeps in atTheOffice between searches; to start a thread for each search would cost more
+/// than a short search lasts.
 class worker
 {
   public:
@@ -147,7 +153,8 @@ class worker
     worker(const worker&) = delete;
     worker& operator=(const worker&) = delete;
 
-    /// Searches `position` by iterative deepening; a mated root isn't searched. When it returns,
+    /// Searches `position` by iterative deepening; a mated root isn't searched. Each iteration
+    /// orders the moves of the next, and a stop finds the result of the last one. When it returns,
     /// stopSearch is set.
     virtual void searchRoot();
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The tuner; see texel.h. All threads read the tables and K. The main thread writes them only
-// between two jobs, when every worker waits.
+// between two jobs, when every worker waits, so the reads need no lock.
 //
 //   Training positions    readTexelPos
 //   Tunable parameters    setTexelParameters, printTexelParameters, stepTexelParameter
@@ -50,7 +50,8 @@ bool readRecord(const std::string& line, texelPosStruct& record)
     if (!words) return false;
     record.fen = fen; // a copy, because a moved string would keep its spare capacity
 
-    // If the line ends here, `word` still is "c9", which counts as a black win.
+    // The result is in quotes, which the cut leaves out. If the line ends here, `word` is still
+    // "c9", which counts as a black win.
     words >> word;
     const std::string result = word.size() > 1 ? word.substr(1, 3) : "";
     record.result = result == "1-0" ? 1.0 : result == "1/2" ? 0.5 : 0.0;
@@ -97,7 +98,8 @@ std::string pairText(int mg, int eg)
     return text.str();
 }
 
-/// The text before the elements of a table.
+/// The text before the elements of a table. What is printed for a table is C++ source, including
+/// the entries that are not tuned, so that a result can be put into eval.cpp as it is.
 std::string headerText(const texelParStruct& first)
 {
     std::string text;
@@ -172,6 +174,7 @@ void stepTexelParameter(int index, int step)
 {
     assert(index >= 0 && index < std::ssize(texelPars));
     const texelParStruct& par = texelPars[narrow<size_t>(index)];
+    // A packed pair borrows between its halves, and the sum of two pairs takes care of that.
     const bool endGameHalf = par.packed && !par.midGameHalf;
     combEval element(*par.value);
     element += endGameHalf ? X(0, step) : X(step, 0);
@@ -207,7 +210,7 @@ bool isSelected(const std::string& table)
            std::find(texelSelection.begin(), texelSelection.end(), name) != texelSelection.end();
 }
 
-/// Appends the parameters of a table: its tuned entries, of pairs both halves.
+/// Appends the parameters of a table: one for each tuned entry, and for pairs one for each half.
 void registerTable(const evalTable& table)
 {
     const bool packed = table.hasPairs();
@@ -270,7 +273,7 @@ bool hasBothKings(const positionStruct* position)
     return position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK];
 }
 
-/// The score of a position with both kings, from white's view.
+/// The score of a position with both kings, from white's view, as results of games are.
 i16 whiteScore(positionStruct* position)
 {
     const int score = evaluateN(0, position);
@@ -326,6 +329,7 @@ texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
 
 double sigma(i16 score)
 {
+    // With K = 1 a score of 400 predicts ten wins for each loss.
     return 1.0 / (1.0 + std::pow(10.0, score * K / -400.0));
 }
 
@@ -411,6 +415,7 @@ void texelWorkForce::setNofWorkers(int n)
         workers.pop_back();
     }
 
+    // Slices in the order of the positions, so that every run adds the errors in the same order.
     for (int id = 0; id < n; ++id) workers.push_back(new texelWorker(id));
     if (workers.empty()) return;
 
@@ -425,6 +430,7 @@ void texelWorkForce::setNofWorkers(int n)
 
 double texelWorkForce::calcTexelError()
 {
+    // The sums are added in the order of the workers, so that the result is the same in every run.
     for (texelWorker* w : workers) w->startWorking();
     for (texelWorker* w : workers) w->waitToTakeABreak();
     double sum = 0.0;
@@ -434,6 +440,7 @@ double texelWorkForce::calcTexelError()
 
 double calcOptimalK()
 {
+    // Each level scans one old step to both sides of the best value, in steps of a tenth.
     double minError = 99999999999.0;
     double best = 1.0;
     double step = 1.0;
@@ -471,7 +478,7 @@ namespace
 {
 
 /// Builds the tables, reads the positions and starts the workers. Returns false if there is no
-/// file.
+/// file. Workers are started last, because they copy their shares of the positions.
 bool startTexel()
 {
     theWorkForce.endSearch();
@@ -534,6 +541,7 @@ void doTexelTuning()
         improved = false;
         for (int i = 0; i < nofTexelPars; ++i)
             if (tryParameter(i, minError)) improved = true;
+        // A run takes hours or days, so the tables are printed on the way: it may be stopped.
         ++pass;
         writeText("\n Improving: " + std::to_string(pass) + '\n');
         if (pass % 10 == 0) printTexelParameters();

@@ -3,7 +3,8 @@
 // The tuner fits the evaluation to game results (Peter Österlund, "Texel's tuning method", 2014).
 // Its input is positions with the results of their games. A logistic function of the evaluation
 // predicts each result; the error is the mean squared difference. A descent changes one parameter
-// at a time by one unit as long as that lowers the error.
+// at a time by one unit as long as that lowers the error. It needs no derivative, which the
+// evaluation does not have: its terms are tables, counts and conditions.
 //
 //   Training positions    texelPosStruct, texelBoardStruct, readTexelPos
 //   Tunable parameters    texelParStruct, setTexelParameters, printTexelParameters
@@ -45,7 +46,7 @@ enum texelBoardKind : u8
 };
 
 /// A record in the form in which every error calculation reads it. It is made once, when the
-/// records are dealt out, because reading the text takes longer than an evaluation.
+/// workers get their shares, because reading the text takes longer than an evaluation.
 struct texelBoardStruct
 {
     u64 planes[4]; // plane b: the squares whose piece code has bit b; colour, then type + 1
@@ -54,7 +55,8 @@ struct texelBoardStruct
     u8 sideToMove;
 };
 
-/// The training set, in the order of the file. The workers hold copies of their shares.
+/// The training set, in the order of the file. Each worker has a copy of its share in memory of its
+/// own.
 extern std::vector<texelPosStruct> texelPositions;
 
 /// Fills texelPositions from the file "quiet-labeled.epd" in the working directory. A line holds
@@ -113,7 +115,8 @@ extern i32 nofTexelThreads; // number of workers that `texel` starts
 /// The result that a score from white's view predicts: from 0 to 1, 0.5 for a score of 0.
 double sigma(i16 score);
 
-/// One thread of the tuner, with its own position and caches.
+/// One thread of the tuner, with its own position and caches. Workers share only the evaluation's
+/// tables and K, which nobody writes while they work.
 class texelWorker
 {
   public:
@@ -131,7 +134,7 @@ class texelWorker
     /// Sets partialError to the sum of the squared errors of `positions`.
     virtual void calcTexelPosSubset();
 
-    /// The thread's loop: waits for work and does it.
+    /// The thread's main loop: waits for a job and does it.
     void atTheOffice();
 
     /// Wakes the thread for one job.
@@ -188,7 +191,7 @@ double calcOptimalK();
 void doTheTexel();
 
 /// Steps each parameter up or down by one unit if that lowers the error. Repeats this in passes
-/// until a whole pass finds no improvement.
+/// until a whole pass finds no improvement: a local minimum, in which no single step helps.
 void doTexelTuning();
 
 

@@ -160,6 +160,7 @@ template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct
             position->gamePhase = wrap16(position->gamePhase - pieceValuePhase[type]);
     }
 
+    // The cases are those of makeMove; a double push changes the sums like a plain move.
     combEval& pst = position->pstScore[us];
     if (move.kind == KINDPLAIN || move.kind == KINDDOUBLEPUSH)
     {
@@ -247,8 +248,8 @@ struct recording
 constexpr u64 notFileA = ~files[0];
 constexpr u64 notFileH = ~files[7];
 
-/// The squares that a colour's pawns attack towards the a-file and towards the h-file, and the
-/// squares one step ahead of a set.
+/// The squares that a colour's pawns attack towards the a-file and towards the h-file. Pawns on an
+/// edge file are taken out before a shift, since they would arrive on the other edge.
 template <int us> constexpr u64 pawnAttacksLeft(u64 pawns)
 {
     return us == WHITE ? (pawns & notFileA) << 7 : (pawns & notFileA) >> 9;
@@ -259,6 +260,7 @@ template <int us> constexpr u64 pawnAttacksRight(u64 pawns)
     return us == WHITE ? (pawns & notFileH) << 9 : (pawns & notFileH) >> 7;
 }
 
+/// The squares one step ahead of a set, as a colour sees it.
 template <int us> constexpr u64 ahead(u64 bitboard)
 {
     return us == WHITE ? bitboard << 8 : bitboard >> 8;
@@ -447,6 +449,8 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
 /// bishop pair and tempo.
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
 {
+    // Pawn structures change rarely, so nearly every probe hits. A trace needs the single terms,
+    // which the table does not hold.
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
     if (!entry || Trace::traced)
     {
@@ -852,7 +856,7 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     const u8 king = scratch.kingSquare[us];
     const u64 enemyZone = kingZone(them, scratch);
     const u64 nextToEnemyKing = kingAttackTable[scratch.kingSquare[them]];
-    // Pins and discovered checks are rare, so one test covers both.
+    // Pins and discovered checks are rare, so one test for both comes first.
     const u64 onLines = scratch.pinnedPieces[us] | scratch.discoverers[us];
     u64 attackedByThese = 0;
     combEval sum = X(0, 0);
@@ -1001,7 +1005,7 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
     const u64 majors = pieces[ROOK + us] | pieces[QUEEN + us];
 
     // Weak: attacked and not defended at all, or attacked twice and defended neither twice nor by a
-    // pawn.
+    // pawn. A piece on such a square can be won.
     const u64 weakSquares =
         (scratch.attacksDouble[them] & ~scratch.attacksDouble[us] & ~attackedBy[PAWN + us]) |
         (attacked & ~defended);
@@ -1103,7 +1107,8 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 attackedTwice = scratch.attacksDouble[them];
     const u64 undefended = ~scratch.attacksAll[us];
 
-    // Attacks on the king's flank and the centre: squares from which an attack can be built up.
+    // Attacks on the king's flank, up to the fifth rank from its side. Squares attacked twice that
+    // no own pawn defends count twice.
     const u64 flankAttacks = kingSideFiles[fileOf(king)] & attacked & RANK1TO5BB[us];
     const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
 
@@ -1132,6 +1137,7 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
         plain(EVALKINGDANGER[3]) * (popcount(flankAttacks) + popcount(flankTwice)) +
         plain(EVALKINGDANGER[5]) +
         plain(EVALKINGDANGER[6]) * popcount(scratch.pinnedPieces[us] & kingZone(us, scratch));
+    // Without a queen an attack is far less dangerous.
     if (!position->pieceBB[QUEEN + them]) danger += plain(EVALKINGDANGER[4]);
 
     // A kind of piece with a safe check counts once; all checks of the other kinds are unsafe ones.
@@ -1168,7 +1174,7 @@ combEval evalKing(const positionStruct* position, const evalScratch& scratch, Tr
     constexpr int them = us ^ 1;
 
     // A single attacker counts only if the enemy has a queen, which need not attack itself: without
-    // one it can hardly mate. Most positions of a search end here.
+    // one it can hardly mate.
     if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
     const int danger = kingDanger<us>(position, scratch);
     if (danger < 1) return X(0, 0);

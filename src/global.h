@@ -378,7 +378,8 @@ struct alignas(64) plyStruct
     i32 savedHalfMoveClock;
     i16 savedGamePhase;
 
-    // State of this ply itself, needs no restoring.
+    // State of this ply itself. It needs no restoring: after unmakeMove the parent's record is the
+    // one in use, and it has not changed.
     u8 capturedPiece;   // piece that the move into this ply took, 0 when none
     u8 enPassantSquare; // square of the pawn that has just double-pushed (e4, not e3), or 0
     u8 castlingRights;  // four bits
@@ -394,9 +395,9 @@ struct pawnHashTableStruct;
 struct evalHashTableStruct;
 
 /// The whole private working state of one searcher: the position, its path, its key history, its
-/// ordering tables and its counters. Copied bytewise; owns nothing; belongs to one thread at a
-/// time. A record made anew has the fields with initialisers zero; the rest is undefined until
-/// set-up or a copy.
+/// ordering tables and its counters. Copied bytewise, which is how a search begins in each thread;
+/// owns nothing; belongs to one thread at a time. In a new record the fields with initialisers are
+/// zero and the rest is undefined, until set-up or a copy.
 struct positionStruct
 {
     // The position. board and pieceBB always agree between a make and its unmake.

@@ -288,6 +288,8 @@ void initHashCodeTables()
 
 u64 calcHashKey(u8 ply, const positionStruct* position)
 {
+    // One number for each fact of the position, combined by XOR: makeMove can add and remove a fact
+    // without knowing the others.
     u64 key = 0;
     for (int code = PAWN; code < NOFPIECECODES; ++code)
         for (u64 pieces = position->pieceBB[code]; pieces;)
@@ -302,6 +304,7 @@ u64 calcHashKey(u8 ply, const positionStruct* position)
 
 u64 calcHashKeyPawn(u8, const positionStruct* position)
 {
+    // The kings are in it because the king shield is cached with the pawns.
     u64 key = 0;
     for (const int code : {PAWN + WHITE, PAWN + BLACK, KING + WHITE, KING + BLACK})
         for (u64 pieces = position->pieceBB[code]; pieces;)
@@ -445,12 +448,13 @@ class pageToucher
         if (!changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
                               [this] { return isDone; }))
             return false;
+        // The thread has nothing left to do, so joining it takes no time.
         lock.unlock();
         stop();
         return true;
     }
 
-    /// Ends the thread, wherever it is.
+    /// Ends the thread, wherever it is. The table must not be freed under it.
     void stop()
     {
         isStopped = true;
@@ -522,6 +526,7 @@ bool waitForWarmHashTable(int milliseconds)
 
 void clearHashTable()
 {
+    // An empty line has a check word of 0.
     theToucher.stop();
     const size_t size = (hashKeyMask + 1 + SPARELINES) * sizeof(hashLine);
     std::memset(hashTable, 0, size);
@@ -575,7 +580,8 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
 
     const u64 data = moveWord(move) | u64{bitCast<u16>(score)} << 32 |
                      u64{bitCast<u8>(depth)} << 48 | u64{bound} << 56 | u64{hashAgeCounter} << 58;
-    // The order of the two stores is free: whatever a reader sees between them fails the check.
+    // The two stores may take effect in any order: an entry of which only one word is new fails its
+    // check.
     publish(target->check, key ^ (data & HASHDATAMASK));
     publish(target->data, data);
 }
@@ -589,10 +595,10 @@ u64 getHashTableEntry(u64 key)
         const u64 data = peek(line->data);
         if (!holdsKey(peek(line->check), data, key)) continue;
 
-        // An entry that is still of use is made young again. This writes the byte of bound and age
-        // alone, so that a store by another thread keeps its other bytes. If its bound is another
-        // one, the entry fails its check. A line whose age is right is not written, so the copies
-        // of it in other cores' caches stay valid.
+        // An entry that was found is worth keeping, so its age is renewed. This writes the byte of
+        // bound and age alone, so that a store by another thread keeps its other bytes. If its
+        // bound is another one, the entry fails its check. A line whose age is right is not
+        // written, so the copies of it in other cores' caches stay valid.
         if (hashAge(data) != hashAgeCounter)
         {
             u8& boundAndAge = reinterpret_cast<u8*>(&line->data)[7];

@@ -325,7 +325,8 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position)
 namespace
 {
 
-/// What castling to one side needs.
+/// What castling to one side needs. The king must not be in check, nor cross an attacked square,
+/// nor arrive on one.
 struct castlingRule
 {
     u8 right;
@@ -396,6 +397,7 @@ bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position
     else if (move.kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move.to, us));
 
+    // The bitboards are those before the move, so a captured piece still is among the attackers.
     const int king = kingMoves ? move.to : kingSquareOf(us, position);
     const u64 notCaptured = ~to;
     return (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position) &
@@ -431,6 +433,8 @@ bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* p
     const int mover = position->board[move.from];
     const int us = position->sideToMove;
     const u64 to = bit(move.to);
+    // The score byte of a stored move is its piece. If another piece is on the square now, it is
+    // another move.
     if (move.score != mover) return false;
     if (position->pieceBB[us] & to) return false;
     if (isKing(position->board[move.to])) return false;
@@ -468,8 +472,8 @@ bool isLegalMove(int ply, const moveStruct* movePointer, const positionStruct* p
 //
 // A writer appends one move for each bit of `targets`, lowest bit first, and returns the end of the
 // list. It has two functions: appendMoves writes moves of score 0; appendCaptures adds the captured
-// piece's code times 8 to the score, so that the most valuable victim comes first. A writer for
-// another instruction set goes beside these two and gets its turn where `writer` is chosen.
+// piece's code times 8 to the score, so that the most valuable victim comes first. To add a writer
+// for another instruction set, define it beside these two and choose it where `writer` is defined.
 //
 // The four bytes of a move are written as one word, `to * step + base`. For the moves of one piece,
 // `base` holds its square and step is byTo, which puts `to` into the second byte. For a step of all
@@ -521,9 +525,9 @@ struct plainWriter
 
 /// The writer for AVX-512. The plain one loops over the bits of a set, and no predictor knows when
 /// such a loop ends; that was most of the cost of a generator. Here one instruction packs the
-/// squares of a set side by side, and moves are written eight at a time without a look at their
-/// number: perft is 1.3 to 1.8 times as fast. So up to eight slots after the end of a list are
-/// overwritten. They are free, and MOVESTACKSLACK leaves room for them after the last list.
+/// squares of a set side by side, and moves are written eight at a time, whatever their number:
+/// perft is 1.3 to 1.8 times as fast. So up to eight slots after the end of a list are overwritten.
+/// They are free, and MOVESTACKSLACK leaves room for them after the last list.
 struct avx512Writer
 {
     static moveStruct* appendMoves(moveStruct* moves, u64 targets, u32 step, u32 base)
@@ -682,7 +686,6 @@ template <int us> inline bool computePins(int ply, positionStruct* position)
     bool inCheck = ((pawnAttackTable[them][king] & position->pieceBB[PAWN + them]) |
                     (knightAttackTable[king] & position->pieceBB[KNIGHT + them]) |
                     (kingAttackTable[king] & position->pieceBB[KING + them])) != 0;
-    // Most kings see no slider on their lines at all, and then the loop costs nothing.
     while (sliders)
     {
         const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
@@ -775,7 +778,7 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
 }
 
 /// Appends all captures on `targets`, a set of enemy pieces, except en passant and those by the
-/// king.
+/// king, which generators of captures place differently.
 template <int us, captureClass which>
 inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                                     const positionStruct* position)
@@ -796,6 +799,7 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                         });
 }
 
+/// Appends en passant captures of the pawn on `square`; none if it is 0.
 template <int us>
 inline moveStruct* appendEnPassant(moveStruct* moves, int square, const positionStruct* position)
 {
@@ -805,6 +809,7 @@ inline moveStruct* appendEnPassant(moveStruct* moves, int square, const position
     return moves;
 }
 
+/// Appends the king's captures on `targets`. Whether they are defended is left to makeMove.
 template <int us>
 inline moveStruct* appendKingCaptures(moveStruct* moves, u64 targets,
                                       const positionStruct* position)
@@ -857,6 +862,8 @@ constexpr int pawnBlocksScore = 210;
 constexpr int pieceTakesScore = 238;  // less half the mover's code: knight 236 to queen 233
 constexpr int pieceBlocksScore = 208; // knight 206 to queen 203
 
+/// Lists the legal moves of a side in check: first those of the king, then, against a lone checker,
+/// captures of it and blocks of its line.
 template <int us> void generateEvasions(int ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
@@ -1013,6 +1020,7 @@ inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* po
     return castling;
 }
 
+/// Lists captures and queen promotions.
 template <int us> void generateQuiescence(int ply, moveStruct* moves, positionStruct* position)
 {
     using steps = pawnSteps<us>;
@@ -1036,6 +1044,7 @@ template <int us> void generateQuiescence(int ply, moveStruct* moves, positionSt
     closeList(ply, moves, position);
 }
 
+/// Lists the captures on the square that the previous move reached.
 template <int us> void generateRecapture(int ply, moveStruct* moves, positionStruct* position)
 {
     // After an en passant capture `to` is the emptied square, so the list is empty. En passant is
@@ -1119,6 +1128,7 @@ inline kingStretches generateAll(int ply, moveStruct* moves, positionStruct* pos
             here.moveListEnd - popcount(kingTargets & ~allPieces(position))};
 }
 
+/// Lists the legal moves. Only the root, its PV and perft need such a list.
 template <int us> void generateLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     generateAll<us>(ply, moves, position);
@@ -1138,6 +1148,7 @@ template <int us> void generateLegal(int ply, moveStruct* moves, positionStruct*
     closeList(ply, end, position);
 }
 
+/// Counts the legal moves: all moves less the illegal ones, which are few and easy to find.
 template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* position)
 {
     const kingStretches stretches = generateAll<us>(ply, moves, position);
@@ -1335,6 +1346,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
         return playStoredMove(ply, counter, cursor, position);
     }
 
+    // The bad captures begin right after the slots of the stored moves, where the cursor is now.
     case stageOpenBadCaptures:
         here.moveListEnd = next.moveListStart;
         here.pickerStage = stageBadCaptures;
@@ -1378,9 +1390,9 @@ bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int
         return makeMove(ply + 1, cursor, position, !here.inCheck);
     }
 
-    // Selects the highest score among the moves that do not lose material. SEE is costly, so it is
-    // asked only for a move that scores more than the best so far, and for the one at the cursor
-    // only if no other was selected.
+    // Selects the highest score among the moves that do not lose material. SEE is costly, so only a
+    // move that scores more than the best so far is tested, and the one at the cursor only if no
+    // other was selected.
     moveStruct* best = cursor;
     for (moveStruct* move = cursor + 1; move < here.moveListEnd; ++move)
         if (move->score > best->score && see(*move, 0, position)) best = move;
@@ -1391,6 +1403,8 @@ bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int
     return makeMove(ply + 1, cursor, position, true);
 }
 
+// Captures that gain less than the threshold are not put aside: ProbCut has no use for them, and
+// the node generates its list anew afterwards.
 bool doNextMoveProbCut(int ply, moveStruct* cursor, positionStruct* position, i16 threshold)
 {
     plyStruct& here = position->plies[ply];
@@ -1463,7 +1477,8 @@ void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position)
         ++moves;
     };
 
-    // Pawns: promotions, then single pushes, then double pushes.
+    // Pawns: promotions, then single pushes, then double pushes. A promotion to a rook or a bishop
+    // checks from no square from which a queen does not, so only queen and knight are listed.
     const int up = us == WHITE ? 8 : -8;
     const auto push = [us](u64 pawns) { return us == WHITE ? pawns << 8 : pawns >> 8; };
     const u64 lastRank = us == WHITE ? pawnSteps<WHITE>::lastRank : pawnSteps<BLACK>::lastRank;

@@ -98,7 +98,7 @@ void generateMovesRecapture(int ply, moveStruct* moves, positionStruct* position
 /// notPinned. The first slot's score is 0 if there is no move.
 void generateMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 
-/// The number of legal moves. What it leaves in the list is of no use. Computes inCheck and
+/// The number of legal moves. The list's content is undefined afterwards. Computes inCheck and
 /// notPinned.
 u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position);
 

@@ -145,8 +145,9 @@ struct timedCount
     i64 nanoseconds;
 };
 
-/// Counts a position after preparing it as for a search; an unplayable one counts 0, because moves
-/// on it could leave the board. The time includes the preparation, which is too short to matter.
+/// Counts a position after preparing it as for a search; an unplayable one counts 0, because the
+/// generators rely on what makePlayable checks. The time includes the preparation, which is too
+/// short to matter.
 timedCount countPosition(i32 depth, positionStruct* position)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -182,7 +183,7 @@ bool checkMoveGenWithPerft(i32 level)
     std::string line;
     while (std::getline(file, line))
     {
-        // The file is sorted by effort, and these two lines separate its levels.
+        // These two lines separate the levels of the file, the quickest first.
         if (line == "extended" || line == "full")
         {
             if (level > (line == "full" ? 2 : 1)) continue;
@@ -308,7 +309,7 @@ void countJobs(perftJobs& jobs, i32 depth, const positionStruct* root)
     }
 }
 
-/// Threads that the destructor joins, also when starting one more of them has thrown.
+/// Threads that the destructor joins, even after the start of one more has thrown.
 struct threadPool
 {
     std::vector<std::thread> threads;

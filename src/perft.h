@@ -24,7 +24,8 @@ u64 perft(u8 ply, i32 depth, positionStruct* position);
 /// Writes the legal moves of the position to the list that starts at `moves`.
 void perftGenerateMovesLegal(u8 ply, moveStruct* moves, positionStruct* position);
 
-/// The number of legal moves. Overwrites the list that starts at `moves`; its content is of no use.
+/// The number of legal moves. The content of the list that starts at `moves` is undefined
+/// afterwards.
 u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* position);
 
 

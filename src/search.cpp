@@ -80,8 +80,8 @@ bool makePlayable(positionStruct* position)
         return false;
     if (isSquareAttacked(kingSquareOf(them, position), us, position)) return false;
 
-    // A right counts while its king and its rook are at home. Castling trusts the rights and does
-    // not look at these squares.
+    // A right counts while its king and its rook are at home. The generator of castling moves
+    // trusts the rights and does not look at these squares.
     plyStruct& root = position->plies[0];
     u8 rights = root.castlingRights;
     if (board[E1] != KING + WHITE) rights &= BLACKRIGHTS;
@@ -306,7 +306,7 @@ bool hasExchange(moveStruct move)
 bool see(moveStruct move, i16 threshold, const positionStruct* position)
 {
     if (!hasExchange(move)) return threshold <= 0;
-    // Two cheap answers first, which settle most calls: the victim alone is worth too little, or
+    // Two cheap answers first, which settle many calls: the victim alone is worth too little, or
     // the gain is enough even if the mover is lost.
     int balance = wrap16(seeValue[position->board[move.to]] - threshold);
     if (balance < 0) return false;
@@ -421,7 +421,8 @@ namespace
 {
 
 /// The child's score from the parent's view, with the parent's window: by the node search at a
-/// depth above 0, else by quiescence. Window and score are 16-bit here and wrap.
+/// depth above 0, else by quiescence, so that a reduction may take the depth to 0 or below. Window
+/// and score are 16-bit here and wrap.
 inline int searchChild(u8 childPly, int depth, int alpha, int beta, positionStruct* position,
                        u8 nullAllowed = 2)
 {
@@ -547,6 +548,8 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
 
     if (ply > 0)
     {
+        // A counter move answers the piece that has just arrived on its square. After a null move
+        // or an en passant capture there may be none.
         const u8 square = position->plies[ply - 1].currentMove.to;
         if (board[square] >= PAWN) position->counterMoves[board[square] - PAWN][square] = move;
     }
@@ -614,7 +617,7 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
 
 /// Step 10. ProbCut (Buro, 1995): a capture that beats beta by a margin in a shallow search will
 /// beat beta in a full one. Only captures that gain enough by SEE to reach the margin are tried. A
-/// quiescence search comes first, since it is cheap and refutes most of them. Returns whether a
+/// quiescence search comes first, since it is cheap and refutes many of them. Returns whether a
 /// capture did, with its score in `score`.
 bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* position,
                    int& score)
@@ -669,6 +672,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         // Step 3. Repetition. It comes before the table, whose entries know nothing of the path.
         if (position->halfMoveClock >= 4 && isRepetition(position)) return 0;
     }
+    // A node with room between alpha and beta belongs to the PV or may become part of it. Most
+    // prunings spare it, since a mistake there would change the move that is played.
     const int entryAlpha = alpha;
     const bool pvNode = alpha + 1 < beta;
 
@@ -755,6 +760,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
             !filter->mayGiveCheck(*cursor, position))
             continue;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
+        // What the child's evaluation reads is fetched while this node decides about the move.
         prefetchEvaluation(position);
         next.inCheck = isSquareAttacked(enemyKing, us, position);
 
@@ -817,6 +823,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
             bestScore = score;
             continue;
         }
+        // A stored move carries its piece's code, by which isLegalMove tests it elsewhere.
         cursor->score = position->board[cursor->from];
         here.bestMove = *cursor;
         if (ply == 0)
@@ -968,7 +975,9 @@ i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position)
 namespace
 {
 
-constexpr int FIRSTINFODEPTH = 10; // below this the root writes no line and walks no PV
+// Below this depth the root writes no line and walks no PV: those iterations take a few
+// milliseconds, and lines would only slow down short games.
+constexpr int FIRSTINFODEPTH = 10;
 
 // aspMatrix[id % 16]: half-width of an iteration's first window, then the widenings after its first
 // to fourth failure. Different windows spread the threads over different trees, so that what one
@@ -1169,7 +1178,7 @@ class softClock
     explicit softClock(int legalMoves) : depthLimit(legalMoves == 1 ? 3 : i32{engine.depthLimit}) {}
 
     /// Whether another iteration may start. The boss always checks. A helper does so when it is the
-    /// first searcher to complete its depth after softCheckTime; else it goes on.
+    /// first searcher to complete its depth after softCheckTime; otherwise it just continues.
     bool allowsMore(int depth, int instability, bool isSettled, bool isBoss)
     {
         if (engine.elapsedTime > softCheckTime && depth > theWorkForce.deepestDepth)
@@ -1228,7 +1237,7 @@ void worker::searchRoot()
     bool goOn = true;
     do {
         // Step 2. Choose the depth. Helpers skip some depths, and leave one to the others when
-        // enough of them have begun it.
+        // enough of them have begun it, so that their work differs.
         ++depth;
         if (!reporter)
         {
@@ -1328,12 +1337,14 @@ const worker* boss::chooseBest() const
     // Under a depth limit the boss's result counts: whoever sets one expects the result of that
     // depth. Only if a helper has ended the search before the boss had a move, another is chosen.
     if (engine.depthLimit && position->rootDepth) return best;
+    // Depth first; a complete iteration is worth half a ply.
     const auto rank = [](const worker* w)
     { return w->position->rootDepth * 2 + w->position->rootDepthComplete; };
 
     for (const worker* candidate : theWorkForce.workers)
     {
         const i16 score = candidate->position->rootScore;
+        // With a mate, or at the same rank, only the score decides.
         const bool byScore = rank(candidate) == rank(best) || score >= SCOREMATELIMIT;
         if (byScore ? score > best->position->rootScore : rank(candidate) > rank(best))
             best = candidate;
@@ -1369,6 +1380,7 @@ void boss::writeResult()
     }
 
     const moveStruct move = result->plies[0].bestMove;
+    // The ponder move is the second of the result's PV, or of an earlier one that began alike.
     moveStruct ponder = result->pvLength ? result->plies[1].bestMove : EMPTYMOVE;
     if (moveWord(ponder) == 0) ponder = getPonderCandidate(move);
     std::string line = "bestmove " + moveToLA(&move, result->sideToMove);
@@ -1534,7 +1546,8 @@ constexpr double UNKNOWNPLYFACTOR = 1.4;
 constexpr int UNKNOWNPLYMOVES = 30;
 
 /// Number of moves that the remaining time is split over, from a ply of the game on. Not monotonic,
-/// on purpose: the early middlegame gets the most.
+/// on purpose: the early middlegame gets the most. The number never gets small, since nobody knows
+/// how long a game will last.
 struct movesLeftRow
 {
     int fromPly;
@@ -1804,8 +1817,9 @@ void sortByScore(moveStruct* first, const moveStruct* end)
 
 } // namespace
 
-// A root search that keeps a list of the root's moves, ordered by what each has cost, where the
-// live one leaves the root to alfabeta.
+// A root search that keeps a list of the root's moves, ordered by what each has cost: a move that
+// took many nodes to refute may become the best one at the next depth. The live root search leaves
+// the root to alfabeta instead, which orders it like any node.
 void worker::searchRootOld()
 {
     // Step 1. A fresh root, with its quiescence score. A mated one is answered and then searched

@@ -154,8 +154,8 @@ class worker
     worker& operator=(const worker&) = delete;
 
     /// Searches `position` by iterative deepening; a mated root isn't searched. Each iteration
-    /// orders the moves of the next, and a stop finds the result of the last one. When it returns,
-    /// stopSearch is set.
+    /// orders the moves of the next, and after a stop the result of the last one is at hand. When
+    /// it returns, stopSearch is set.
     virtual void searchRoot();
 
     /// Interface without a caller: the previous root search, a loop over the root's moves that

@@ -86,11 +86,13 @@ int readTexelPos()
 namespace
 {
 
+/// Whether a table is a single element, which is printed without braces.
 bool isLone(i32 kind)
 {
     return kind == tableLonePair || kind == tableLoneNumber;
 }
 
+/// A pair as eval.cpp writes it, in columns.
 std::string pairText(int mg, int eg)
 {
     std::ostringstream text;
@@ -123,7 +125,8 @@ std::string headerText(const texelParStruct& first)
     }
 }
 
-/// The elements of a table, eight a line.
+/// The elements of a table, eight a line. With padRows the fixed ranks before and after the tuned
+/// ones are printed too.
 std::string elementsText(const texelParStruct& first)
 {
     const i32* element = first.value;
@@ -143,7 +146,7 @@ std::string elementsText(const texelParStruct& first)
     return text;
 }
 
-/// The text after the elements of a table.
+/// The text after the elements of a table, with the fixed elements at its end.
 std::string footerText(i32 kind)
 {
     if (kind == tablePawnSquares || kind == tablePieceSquares) return ",\n";
@@ -268,6 +271,7 @@ bool hasReadableClock(const std::string& fen)
            value <= std::numeric_limits<int>::max();
 }
 
+/// The evaluation reads the square of each king, so a position without one can't be evaluated.
 bool hasBothKings(const positionStruct* position)
 {
     return position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK];
@@ -319,6 +323,7 @@ texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
             if (code >> b & 1) board.planes[b] |= position->pieceBB[code];
     u64 spread[NOFPIECECODES];
     spreadPlanes(board.planes, spread);
+    // Whatever planes can't express shows in the comparison.
     if (!std::equal(spread, spread + NOFPIECECODES, position->pieceBB)) return board;
     board.kind = boardPlanes;
     board.sideToMove = position->sideToMove;
@@ -430,6 +435,7 @@ void texelWorkForce::setNofWorkers(int n)
 
 double texelWorkForce::calcTexelError()
 {
+    // All workers are started before the first one is waited for.
     // The sums are added in the order of the workers, so that the result is the same in every run.
     for (texelWorker* w : workers) w->startWorking();
     for (texelWorker* w : workers) w->waitToTakeABreak();
@@ -509,7 +515,8 @@ namespace
 /// whether it kept one.
 bool tryParameter(int index, double& minError)
 {
-    // Up by one; then down by two, to one below the start; at the end back to the start.
+    // Up by one; then down by two, to one below the start; at the end back to the start. The table
+    // itself is changed, because the workers read it.
     for (const int step : {+1, -2})
     {
         stepTexelParameter(index, step);
@@ -541,7 +548,7 @@ void doTexelTuning()
         improved = false;
         for (int i = 0; i < nofTexelPars; ++i)
             if (tryParameter(i, minError)) improved = true;
-        // A run takes hours or days, so the tables are printed on the way: it may be stopped.
+        // A run can take hours, so the tables are printed on the way in case it is stopped.
         ++pass;
         writeText("\n Improving: " + std::to_string(pass) + '\n');
         if (pass % 10 == 0) printTexelParameters();

@@ -24,6 +24,8 @@ namespace
 /// text, so `to` of an en passant capture is still the landing square.
 moveStruct readMoveText(const std::string& text)
 {
+    // A promotion's letter gives its kind, twice the letter's index. An unknown letter gives a kind
+    // that isOnBoard refuses.
     moveStruct move = EMPTYMOVE;
     move.from = LAToSquare(text);
     move.to = text.size() < 4 ? u8{255} : LAToSquare(std::string_view(text).substr(2));
@@ -64,6 +66,7 @@ bool isOnBoard(moveStruct move, const positionStruct* position)
 {
     if (move.from >= NOFSQUARES || move.to >= NOFSQUARES) return false;
     const auto isPiece = [](u8 code) { return code >= PAWN && code < NOFPIECECODES; };
+    // The board may hold codes that name no piece, since FENs are not checked.
     const u8 captured = position->board[move.to];
     if (!isPiece(position->board[move.from]) || (captured != NOPIECE && !isPiece(captured)))
         return false;
@@ -339,7 +342,7 @@ void UCIisready()
 
 void UCIquit()
 {
-    // Whoever sends `quit` no longer listens, so no result is written.
+    // After `quit` the other side no longer reads, so no result is written.
     theWorkForce.abandon();
 }
 

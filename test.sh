@@ -20,8 +20,7 @@ case ${1:-} in
     --lint)
         need_packages clang-format=clang-format clang-tidy=clang-tidy cppcheck=cppcheck \
             shellcheck=shellcheck g++=g++ node=nodejs \
-            /usr/include/gtest/gtest.h=libgtest-dev \
-            /usr/include/benchmark/benchmark.h=libbenchmark-dev
+            /usr/include/gtest/gtest.h=libgtest-dev
         exec dev/lint.sh
         ;;
     --help | -h)
@@ -40,7 +39,6 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
     need_packages clang++=clang /usr/games/stockfish=stockfish /usr/games/polyglot=polyglot \
         chromium=chromium python3=python3 \
         /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
-        /usr/include/benchmark/benchmark.h=libbenchmark-dev \
         /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
         dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
 [[ $level != long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
@@ -97,9 +95,9 @@ if [[ $level == quick ]]; then
     run check -L quick "${without_node[@]}"
 else
     # Linking whole programs optimises for minutes: once for the tests, in release, is enough.
-    tests=(-DQUILLON_TESTS=ON -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON)
+    tests=(-DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON)
     build debug "${tests[@]}"
-    build portable -DQUILLON_BENCH=ON -DQUILLON_WERROR=ON
+    build portable -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
     build clang "${tests[@]}" -DQUILLON_LTO=OFF
     build asan "${tests[@]}"
     build tsan "${tests[@]}"

@@ -29,8 +29,8 @@ build()
     echo "building $1" >&2
     {
         cmake -S "$tree" -B "$work/$2" -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=native \
-            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_BENCH=ON &&
-            cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature quillon_bench
+            -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG' -DQUILLON_SIGNATURE=ON &&
+            cmake --build "$work/$2" -j "$(nproc)" --target quillon quillon_signature
     } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
 }
 
@@ -44,12 +44,6 @@ perft()
     printf 'perft 6\nposition fen %s\nperft 5\nquit\n' \
         'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1' > "$work/input"
     processor_time "$1/quillon" < "$work/input"
-}
-evaluation()
-{
-    # Processor time of an iteration, the fourth column.
-    "$1/bench/quillon_bench" --benchmark_filter='^evaluation/computed' \
-        --benchmark_format=csv 2> /dev/null | awk -F, '/^"evaluation/ {print $4}'
 }
 start()
 {
@@ -90,7 +84,7 @@ for name in base head; do
     first=$nodes
 done
 echo "measurement  median  (quartiles of $pairs pairs)"
-for measurement in signature perft evaluation start two_threads; do
+for measurement in signature perft start two_threads; do
     for ((i = 0; i < pairs; ++i)); do
         # Neither build always runs first.
         if ((i % 2)); then

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The positions of the node signature and of the benchmarks: openings, middlegames, tactics,
+// The positions of the node signature: openings, middlegames, tactics,
 // endgames, and one or two of everything that has code of its own (en passant, promotions,
 // checks, castling, pawnless endings). Changing this list changes the signature.
 #pragma once

@@ -100,9 +100,8 @@ export const clone = {
 
   'bench/compare.sh main HEAD': { short: [/$/, ' 1'], says: /signature/ },
   'bench/compare.sh HEAD . 5': { short: ['5', '1'], says: /signature/ },
-  'bench/peers.sh': { short: [/$/, ' 1'], says: /^\| nodes .*stockfish/m },
+  'bench/peers.mjs': { short: [/$/, ' 1'], says: /^\| nodes .*stockfish/m },
   'bench/threads.mjs': { short: [/$/, ' 15'], says: /^nodes per second: \d/m },
-  'dev/flame-graph.sh': { short: [/$/, ' 11'], says: /getHashTableEntry/ },
   "cmake -S . -B build/v3 -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=x86-64-v3 -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG -g' -DQUILLON_SIGNATURE=ON":
     works,
   'cmake --build build/v3 --target quillon_signature': works,
@@ -123,7 +122,7 @@ export const clone = {
   },
   'cmake --preset release -DQUILLON_ARCH=x86-64-v2 -DCMAKE_INSTALL_PREFIX=/usr/local': works,
   'DESTDIR=$PWD/build/stage cmake --install build/release': { says: /quillon\.6/ },
-  // It releases commits, so what the commands before have left has to go, such as a flame graph.
+  // It releases commits, so what the commands before have left has to go.
   'dev/release linux-x86-64-v3 deb': { short: [/^/, 'git reset --hard -q && git clean -dfq && '] },
   'dev/release': works,
   'cmake --preset linux-arm64': works,
@@ -141,25 +140,13 @@ export const clone = {
   },
   'tools/gauntlet --pgn build/games.pgn --opponent /usr/games/ethereal-chess --opponent /usr/games/glaurung --opponent /usr/games/toga2 --opponent "/usr/games/gnuchess,name=GNU Chess 6.2.7,args=--uci" --opponent "/usr/games/stockfish,name=stockfish 15 kN,Use NNUE=false,nodes=15000"':
     { short: ['--pgn', '--games 2 --time 0.2+0.01 --pgn'], says: /^\| stockfish 15 kN \| 2 \|/m },
-  'tools/openings --judge /usr/games/stockfish > build/openings.epd': {
-    short: ['>', '--count 3 --nodes 20000 | tee'],
-    says: / ce -?\d+;$/m,
-  },
-  'tools/make-suite --judge /usr/games/stockfish --output tactics.epd games.pgn': {
-    short: ['games.pgn', '--depth 10 --count 1 data/immortal.pgn'],
-  },
-  'tools/make-suite --judge /usr/games/stockfish --kind mates --count 50 --output mates.epd games.pgn': {
-    short: ['50 --output mates.epd games.pgn', '1 --depth 10 --output mates.epd build/games.pgn'],
-  },
   'xboard -fcp quillon -fUCI': onScreen,
   'xboard -fcp quillon -fUCI -initialMode analysis': onScreen,
   'xboard -fcp "polyglot docs/connect/polyglot.ini"': onScreen,
 
   'cmake --preset tune && cmake --build --preset tune': works,
   'build/release/quillon_selfplay 100000 6 > quiet-labeled.epd': { short: ['100000 6', '2000 2'] },
-  'build/tune/quillon-tune texel | tee tuned.txt | node dev/tuner-progress.mjs progress.svg': {
-    short: ['texel', 'texel EVALMOBILITYROOK'],
-  },
+  'build/tune/quillon-tune texel | tee tuned.txt': { short: ['texel', 'texel EVALMOBILITYROOK'] },
 };
 
 /** Commands that the runner of these tests is, or has run. */

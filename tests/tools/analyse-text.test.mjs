@@ -11,7 +11,7 @@ import {
   endOf, expectation, numbered, playText, readFen, readGames, readScore, sanLine, scoreText,
   startFen,
 } from '../../tools/lib/chess.mjs';
-import { formatEpd, movesOf, parseEpd, taskOf } from '../../tools/lib/epd.mjs';
+import { movesOf, parseEpd, taskOf } from '../../tools/lib/epd.mjs';
 import { drawScores } from '../../tools/lib/score-graph.mjs';
 
 const mate = (value) => ({ kind: 'mate', value });
@@ -155,8 +155,6 @@ test('a record is a position and operations, whose texts may hold anything but q
   });
   assert.equal(parseEpd(`${rook} 3 9 bm Ra8#;`).fen, `${rook} 3 9`);
   assert.deepEqual([...movesOf(fen, 'O-O Ra8+! 0-0-0')], ['e1g1', 'a1a8', 'e1c1']);
-  const written = formatEpd(fen, [['bm', 'O-O'], ['acd', 25], ['id', 'say "x"']]);
-  assert.equal(written, `${rook} bm O-O; acd 25; id "say 'x'";`);
 });
 
 test('a record that asks for nothing, or for what cannot be, is refused', () => {

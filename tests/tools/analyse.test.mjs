@@ -176,7 +176,7 @@ test('the engine of the environment is used unless one is named', async () => {
 
 test('without its package each tool tells how to get it', async () => {
   fs.cpSync(path.join(root, 'tools'), file('tools'), { recursive: true });
-  for (const tool of ['analyse', 'suite', 'make-suite', 'gauntlet']) {
+  for (const tool of ['analyse', 'suite', 'gauntlet']) {
     const copy = path.relative(path.join(root, 'tools'), file(`tools/${tool}`));
     const { status, err } = await run(copy, ['x']);
     assert.deepEqual([status, err], [1, `${tool}: chess.js is missing; please run "npm ci"\n`]);

@@ -105,24 +105,8 @@ test('wrong use and missing files get one line and a status', async () => {
     ['gauntlet', [...both, '--openings', '/nowhere.epd'], 1, / \/nowhere\.epd: no such file/],
     ['gauntlet', ['--opponent', '/nowhere/engine', ...pgn], 1, /cannot start \/nowhere\/engine/],
     ['gauntlet', ['--opponent', `${fakeNamed('other')},Book=x`, ...pgn], 1, /has no option Book/],
-    ['openings', [], 2, /please name a judge/],
-    ['openings', ['--judge', '/nowhere/engine'], 1, /cannot start \/nowhere\/engine/],
-    ['openings', ['--judge', fake(), '--limit', '9', '--count', '1'], 1, /only 0 of 1 openings/],
   ]);
   assert.ok(!fs.existsSync(file('none.pgn')));
-});
-
-test('openings are different, and the same seed draws the same moves', async () => {
-  // The fake finds everything even at 10 centipawns, which is printed.
-  const draw = async (seed) => {
-    const args = ['--judge', fake(), '--count', '5', '--seed', seed, '--limit', '10'];
-    return linesOf((await run('openings', args)).out);
-  };
-  const lines = await draw('1');
-  assert.equal(new Set(lines).size, 5);
-  for (const line of lines) assert.match(line, / w [KQkq-]+ [a-h36-]+ ce 10;$/);
-  assert.deepEqual(await draw('1'), lines);
-  assert.notDeepEqual(await draw('2'), lines);
 });
 
 test('the openings of the matches are 250 different positions that stand evenly', () => {

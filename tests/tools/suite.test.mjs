@@ -3,15 +3,13 @@
 // with it. The expectations are worked out by hand or by the rules of chess.
 
 import assert from 'node:assert/strict';
-import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
-import { Chess, readGames } from '../../tools/lib/chess.mjs';
+import { Chess } from '../../tools/lib/chess.mjs';
 import { parseEpd, taskOf } from '../../tools/lib/epd.mjs';
 import {
   csvRow, isRight, readSuite, runRecord, totalsOf, totalsText,
 } from '../../tools/lib/suite.mjs';
-import { findRecord, isClear, isRecapture, worth } from '../../tools/lib/suite-maker.mjs';
 import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
@@ -160,8 +158,6 @@ test('an interrupted run counts what was found', async () => {
 });
 
 test('wrong use gets one line and status 2, missing things one line and status 1', async () => {
-  const games = file('g.pgn', '1. e4 *');
-  const judge = ['--judge', fake()];
   await checkUse([
     ['suite', [], 2, /please name a file of records/],
     ['suite', ['--time', '0', records], 2, /--time takes a whole number from 1/],
@@ -170,128 +166,7 @@ test('wrong use gets one line and status 2, missing things one line and status 1
     ['suite', [file('none.epd', '# nothing\n')], 1, /none\.epd: no record to run/],
     ['suite', ['--csv', '/nowhere/x.csv', records], 1, /no such folder/],
     ['suite', ['--engine', '/nowhere/engine', records], 1, /cannot start \/nowhere\/engine/],
-    ['make-suite', [], 2, /please name a judge/],
-    ['make-suite', [...judge], 2, /please name a file of games/],
-    ['make-suite', [...judge, '--kind', 'jokes', games], 2, /"tactics" or "mates", not "jokes"/],
-    ['make-suite', [...judge, '--mates', '8-2', games], 2, /--mates takes two numbers/],
-    ['make-suite', [...judge, games], 1, /Fake 1\.0 has no option MultiPV/],
-    ['make-suite', ['--judge', '/nowhere/engine', games], 1, /cannot start/],
   ]);
-});
-
-test('a position is clear when one move decides and no other does', () => {
-  const wanted = { gap: 150, mates: [2, 8] };
-  for (const [kind, scores, expected] of [
-    ['tactics', [{ cp: 300 }, { cp: 150 }], true],
-    ['tactics', [{ cp: 300 }, { cp: 151 }], false],
-    ['tactics', [{ cp: 900 }, { cp: 400 }], false], // both win
-    ['tactics', [{ cp: -200 }, { cp: -900 }], false], // both lose
-    ['tactics', [{ cp: 0 }, { mate: -3 }], true],
-    ['tactics', [{ mate: 3 }, { cp: 0 }], false],
-    ['tactics', [{ cp: 300 }], false], // the only legal move
-    ['mates', [{ mate: 3 }, { mate: 4 }], true],
-    ['mates', [{ mate: 3 }, { cp: 900 }], true],
-    ['mates', [{ mate: 3 }, { mate: 3 }], false],
-    ['mates', [{ mate: 9 }, { cp: 0 }], false],
-    ['mates', [{ mate: 1 }, { cp: 0 }], false],
-    ['mates', [{ cp: 900 }, { cp: 0 }], false],
-  ]) {
-    const lines = scores.map((score) => ({ move: 'e2e4', score }));
-    assert.equal(isClear(lines, { kind, ...wanted }), expected, JSON.stringify(scores));
-  }
-  const order = [{ mate: -2 }, { mate: -3 }, { mate: -9 }, { cp: -9999 }, { cp: 9999 }, { mate: 9 },
-    { mate: 3 }, { mate: 2 }].map(worth);
-  assert.deepEqual(order, [...order].sort((a, b) => a - b));
-});
-
-test('to take back what was just taken is no tactical shot', () => {
-  const chess = new Chess();
-  const moves = ['e4', 'd5', 'exd5'].map((san) => chess.move(san));
-  assert.ok(isRecapture(moves[2], 'd8d5'));
-  assert.ok(!isRecapture(moves[2], 'g8f6'));
-  assert.ok(!isRecapture(moves[1], 'e4d5'));
-  assert.ok(!isRecapture(undefined, 'e2e4'));
-});
-
-/** A judge that prefers 1. e4 by two pawns at all depths but those named, and what it was told. */
-function judgeOf(otherDepths) {
-  const told = [];
-  let lines = 2;
-  return {
-    told,
-    newGame: () => Promise.resolve(),
-    setOption: (name, value) => (lines = value),
-    search(position, limits, onInfo) {
-      const depth = Number(limits.match(/depth (\d+)/)[1]);
-      told.push(`${limits} lines ${lines}`);
-      const moves = otherDepths.includes(depth) ? ['d2d4', 'e2e4'] : ['e2e4', 'd2d4'];
-      for (let i = 0; i < lines; i++) {
-        const score = { kind: 'cp', value: i ? 0 : 200 };
-        onInfo({ depth, multipv: i + 1, score, pv: [moves[i]] });
-      }
-      return Promise.resolve({ best: moves[0], info: {} });
-    },
-  };
-}
-
-test('a record is one whose move stays best at each depth up to the last', async () => {
-  const [game] = readGames('1. c4 *');
-  const wanted = { kind: 'tactics', gap: 150, mates: [2, 8], quick: 8, depth: 24, hard: 0 };
-  const all = { ...wanted, nodes: 1600, isNew: () => true, hasRoom: () => true };
-  const judge = judgeOf([]);
-  const { san, ply, score, depth } = await findRecord(judge, game, all);
-  assert.deepEqual([san, ply, score, depth], ['e4', 0, { cp: 200 }, 24]);
-  assert.deepEqual(judge.told, [
-    'depth 8 lines 2',
-    'depth 12 nodes 100 lines 2',
-    'depth 16 nodes 400 lines 2',
-    'depth 24 nodes 1600 lines 2',
-  ]);
-  const isFound = async (otherDepths, more) =>
-    (await findRecord(judgeOf(otherDepths), game, { ...all, ...more })) !== null;
-  for (const other of [12, 16, 24]) assert.ok(!(await isFound([other])), String(other));
-  // What is found at once is no test; a judge that changes its mind after depth 4 is wanted.
-  assert.ok(!(await isFound([], { hard: 4 })));
-  assert.ok(await isFound([4], { hard: 4 }));
-
-  const alone = judgeOf([]);
-  assert.equal((await findRecord(alone, game, { ...all, isAlone: true })).depth, 24);
-  assert.equal(alone.told.at(-1), 'depth 24 nodes 1600 lines 1');
-  assert.ok(!(await isFound([24], { isAlone: true })));
-});
-
-test('a suite is made of games, one record of each, and goes on where it ended', async () => {
-  const judge = '/usr/games/stockfish';
-  assert.ok(fs.existsSync(judge), 'please install the package stockfish');
-  const scholar = '1. e4 e5 2. Bc4 Nc6 3. Qh5 Nf6 4. Qxf7# 1-0\n\n';
-  // Black doesn't see the mate at first, so this game has two positions that would do.
-  const fool = '1. f3 e5 2. g4 a6 3. a3 Qh4# 0-1\n\n';
-  const grob = '1. e4 g5 2. d4 f6 3. Qh5# 1-0\n\n';
-  const pgn = file('games.pgn', `${scholar}${scholar}${fool}1. e4 e5 *\n\n`);
-  const output = file('made.epd');
-  const options = '--kind mates --mates 1-1 --depth 6 --quick 4 --hash 1 --count';
-  const wanted = (count) => ['--judge', judge, pgn, ...options.split(' '), count];
-  const make = (count) => run('make-suite', [...wanted(count), '--output', output]);
-  const sources = () =>
-    linesOf(read(output)).map((line) => line.match(/ (bm .*?);.* (game \d+),.*, (.*)"/).slice(1));
-  const first = await make('20');
-  assert.equal(first.status, 0);
-  assert.equal(first.err, 'make-suite: the games make only 2 of 20 records\n');
-  assert.equal(
-    linesOf(read(output))[0],
-    'r1bqkb1r/pppp1ppp/2n2n2/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - bm Qxf7#; dm 1; ' +
-      'ce 32766; acd 6; id "mates.001"; c0 "games.pgn game 1, White - Black, half-move 7";',
-  );
-  const two = [['bm Qxf7#', 'game 1', 'half-move 7'], ['bm Qh4#', 'game 3', 'half-move 4']];
-  assert.deepEqual(sources(), two);
-  // More games have come: the file grows by theirs only.
-  fs.appendFileSync(pgn, grob);
-  await make('20');
-  assert.deepEqual(sources(), [...two, ['bm Qh5#', 'game 5', 'half-move 5']]);
-  const done = await make('3');
-  assert.deepEqual([done.status, done.err, sources().length], [0, '', 3]);
-  const short = await run('make-suite', wanted('1'));
-  assert.deepEqual([short.status, linesOf(short.out).length], [0, 1]);
 });
 
 /** Whether every reply to a move allows mate at once. */

@@ -25,20 +25,6 @@ export function parseEpd(line) {
   return { fen: readFen(`${fields} ${half} ${full}`).fen(), operations };
 }
 
-/** Writes a record.
- *  @param {string} fen its counters are left out
- *  @param {Iterable<[string, string | number]>} operations in their order; "id" and comments
- *      ("c0" to "c9") are quoted
- *  @returns {string} a line without its end */
-export function formatEpd(fen, operations) {
-  const texts = [...operations].map(([name, value]) =>
-    /^(id|c\d)$/.test(name)
-      ? ` ${name} "${String(value).replaceAll('"', "'")}";`
-      : ` ${name} ${value};`,
-  );
-  return fen.split(' ').slice(0, 4).join(' ') + texts.join('');
-}
-
 /** The moves of an operation such as "bm Nf3 O-O".
  *  @param {string} fen
  *  @param {string} text moves as people write them, with or without "+", "#", "!"

@@ -24,7 +24,6 @@ Writes the tables of FILE, which quillon-tune has printed, or the tables as they
   src/eval.cpp                the tables (with FILE)
   tests/data/evaluation.txt   the same numbers for the reference model, with their checksum
   docs/evaluation.md          tables, sentences and values
-  tests/data/scores.txt       scores of positions, computed by the model
   bench/signature.txt         the node signatures
 
 and prints each number that changes. Without --new-numbers a changed number is an error, and nothing
@@ -38,7 +37,6 @@ const names = {
   source: 'src/eval.cpp',
   numbers: 'tests/data/evaluation.txt',
   document: 'docs/evaluation.md',
-  scores: 'tests/data/scores.txt',
   signature: 'bench/signature.txt',
 };
 
@@ -73,11 +71,6 @@ function run(program, programArguments, input) {
   process.exit(1);
 }
 
-function build(folder, source, targets, settings) {
-  run('cmake', ['-S', source, '-B', folder, '-DCMAKE_BUILD_TYPE=Release', ...settings]);
-  run('cmake', ['--build', folder, '--parallel', '2', '--target', ...targets]);
-}
-
 const header = read(names.header);
 const tables = file
   ? adoptedTables(header, read(names.source), fs.readFileSync(file, 'utf8'))
@@ -100,19 +93,10 @@ const write = (key, text) => fs.writeFileSync(inTree(names[key]), text);
 if (file) write('source', writeTables(header, old.source, tables));
 write('numbers', transcription(tables));
 
-build('build/adopt/model', 'tests/oracle', ['quillon_oracle'], []);
-const lines = old.scores.trimEnd().split('\n');
-const positions = lines.filter((line) => !line.startsWith('#')).map((line) => line.split('|')[1]);
-const scores = run('build/adopt/model/quillon_oracle', ['--hash', '1'],
-  positions.map((fen) => `position fen ${fen}\neval\n`).join(''))
-  .trim().split('\n\n').map((block) => block.match(/^score (-?\d+)/)[1]);
-const newLines = lines.map((line) => (line.startsWith('#') ? line
-  : `${scores.shift()} |${line.split('|')[1]}`));
-for (const [i, line] of newLines.entries())
-  report(`score of${line.split('|')[1]}`, lines[i].split(' |')[0], line.split(' |')[0]);
-
-build('build/adopt/engine', '.', ['quillon_explain', 'quillon_signature'],
-  ['-DQUILLON_SIGNATURE=ON', '-DQUILLON_LTO=OFF', '-DQUILLON_ARCH=native']);
+run('cmake', ['-S', '.', '-B', 'build/adopt/engine', '-DCMAKE_BUILD_TYPE=Release',
+  '-DQUILLON_SIGNATURE=ON', '-DQUILLON_LTO=OFF', '-DQUILLON_ARCH=native']);
+run('cmake', ['--build', 'build/adopt/engine', '--parallel', '2',
+  '--target', 'quillon_explain', 'quillon_signature']);
 const signature = old.signature.replace(/^depth (\d+): .*$/gm, (line, depth) => {
   const nodes = run('build/adopt/engine/bench/quillon_signature', [depth])
     .trim().split('\n').at(-1).split(' ')[0];
@@ -120,7 +104,6 @@ const signature = old.signature.replace(/^depth (\d+): .*$/gm, (line, depth) => 
   return `depth ${depth}: ${nodes}`;
 });
 stopIfUnwanted();
-write('scores', `${newLines.join('\n')}\n`);
 write('signature', signature);
 const explain = (...programArguments) => execFileSync(
   inTree('build/adopt/engine/quillon_explain'), programArguments, { encoding: 'utf8' });

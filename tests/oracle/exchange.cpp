@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Static exchange. The balance is kept in 16 bits and wraps. Attackers that come into view behind
-// a man that leaves are looked for in that man's own colour only, and only along the lines that
+// a piece that leaves are looked for in that piece's own colour only, and only along the lines that
 // the table in `uncovered` names.
 #include "exchange.h"
 
@@ -16,9 +16,9 @@ namespace
 constexpr std::array<int, 14> exchangeValue{0,   0,   87,  87,   340,  340,   340,
                                             340, 515, 515, 1005, 1005, 10000, 10000};
 
-Score valueOf(Byte man)
+Score valueOf(Byte piece)
 {
-    return static_cast<Score>(exchangeValue.at(man));
+    return static_cast<Score>(exchangeValue.at(piece));
 }
 
 Score wrapped(int value)
@@ -39,14 +39,14 @@ Set slidersOn(const Position& p, int square, int colour, Set occupied, bool diag
     for (int s = 0; s < 64; ++s)
     {
         if (!has(reach, s)) continue;
-        const Byte man = at(p, s);
-        if (man == manOf(queen, colour) || man == manOf(diagonal ? bishop : rook, colour))
+        const Byte piece = at(p, s);
+        if (piece == pieceOf(queen, colour) || piece == pieceOf(diagonal ? bishop : rook, colour))
             found |= setOf(s);
     }
     return found;
 }
 
-// All men of both colours that bear on the square.
+// All pieces of both colours that bear on the square.
 Set attackersOf(const Position& p, int square, Set occupied)
 {
     Set found = 0;
@@ -57,22 +57,22 @@ Set attackersOf(const Position& p, int square, Set occupied)
         const Set pawns = pawnSources(colour, square);
         for (int s = 0; s < 64; ++s)
         {
-            const Byte man = at(p, s);
-            if ((man == manOf(pawn, colour) && has(pawns, s)) ||
-                (man == manOf(knight, colour) && has(knightReach(square), s)) ||
-                (man == manOf(king, colour) && has(kingReach(square), s)))
+            const Byte piece = at(p, s);
+            if ((piece == pieceOf(pawn, colour) && has(pawns, s)) ||
+                (piece == pieceOf(knight, colour) && has(knightReach(square), s)) ||
+                (piece == pieceOf(king, colour) && has(kingReach(square), s)))
                 found |= setOf(s);
         }
     }
     return found & occupied;
 }
 
-// The cheapest man of the colour among the attackers, on the lowest square of its kind.
+// The cheapest piece of the colour among the attackers, on the lowest square of its kind.
 int cheapest(const Position& p, Set attackers, int colour)
 {
     for (const Byte code : {pawn, knight, bishop, rook, queen, king})
         for (int s = 0; s < 64; ++s)
-            if (has(attackers, s) && at(p, s) == manOf(code, colour)) return s;
+            if (has(attackers, s) && at(p, s) == pieceOf(code, colour)) return s;
     return offBoard;
 }
 
@@ -81,10 +81,10 @@ bool hasAttacker(const Position& p, Set attackers, int colour)
     return cheapest(p, attackers, colour) != offBoard;
 }
 
-// What comes into view when a man of the colour leaves; a rook behind a queen doesn't.
-Set uncovered(const Position& p, int square, Byte man, int colour, Set occupied)
+// What comes into view when a piece of the colour leaves; a rook behind a queen doesn't.
+Set uncovered(const Position& p, int square, Byte piece, int colour, Set occupied)
 {
-    switch (man & ~1)
+    switch (piece & ~1)
     {
     case pawn:
     case bishop:
@@ -104,13 +104,13 @@ bool exchangeHolds(const Position& p, int square, Set occupied, Score balance)
     while (hasAttacker(p, attackers, colour))
     {
         const int from = cheapest(p, attackers, colour);
-        const Byte man = at(p, from);
+        const Byte piece = at(p, from);
         occupied &= ~setOf(from);
-        attackers |= uncovered(p, square, man, colour, occupied);
+        attackers |= uncovered(p, square, piece, colour, occupied);
         attackers &= occupied;
-        if (man >= king) return hasAttacker(p, attackers, colour ^ 1) ? result : !result;
+        if (piece >= king) return hasAttacker(p, attackers, colour ^ 1) ? result : !result;
         result = !result;
-        balance = wrapped(balance + valueOf(man));
+        balance = wrapped(balance + valueOf(piece));
         if (balance < 0) return result;
         balance = wrapped(-balance);
         colour ^= 1;
@@ -137,7 +137,8 @@ bool seeAfter(const Move& move, Score threshold, const Position& p, Byte capture
     if (balance < 0) return false;
     balance = wrapped(balance - valueOf(at(p, move.to)));
     if (balance >= 0) return true;
-    // The side to move is now the mover's enemy, so the exchange starts with the mover's own men.
+    // The side to move is now the mover's enemy, so the exchange starts with the mover's own
+    // pieces.
     return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.to), balance);
 }
 

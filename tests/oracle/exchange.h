@@ -12,7 +12,7 @@ namespace oracle
 // Before the move is made: whether the exchange gains at least the threshold.
 bool see(const Move& move, Score threshold, const Position& p);
 
-// After the move is made; `captured` is the man that it took.
+// After the move is made; `captured` is the piece that it took.
 bool seeAfter(const Move& move, Score threshold, const Position& p, Byte captured);
 
 // Lowers the score of evasions that lose material, from slot `first` to the end of the list.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Move lists by class. Men of one kind come by ascending square, and for each of them the
+// Move lists by class. Pieces of one kind come by ascending square, and for each of them the
 // destinations by ascending square; pawns go direction by direction.
 #include "generators.h"
 
@@ -63,7 +63,7 @@ Set squaresOf(const Position& p, Byte whiteCode)
 {
     Set set = 0;
     for (int s = 0; s < 64; ++s)
-        if (at(p, s) == manOf(whiteCode, p.side)) set |= setOf(s);
+        if (at(p, s) == pieceOf(whiteCode, p.side)) set |= setOf(s);
     return set;
 }
 
@@ -119,10 +119,10 @@ Set reachOf(const Position& p, Byte whiteCode, int from, Set occupied)
 {
     if (whiteCode == knight) return knightReach(from);
     if (whiteCode == king) return kingReach(from);
-    return sliderReach(manOf(whiteCode, p.side), from, occupied);
+    return sliderReach(pieceOf(whiteCode, p.side), from, occupied);
 }
 
-// Captures of all men of one kind, the score falling with the attacker's value.
+// Captures of all pieces of one kind, the score falling with the attacker's value.
 void pieceCaptures(List& list, const Position& p, Byte whiteCode, Set movers, Set targets)
 {
     const Set occupied = occupancy(p);
@@ -144,11 +144,11 @@ void enPassantCaptures(List& list, const Position& p, int ply, Set pawns, int sc
         if (has(capturers, from)) list.add(from, victim, enPassant, score);
 }
 
-// King moves to squares that nobody attacks once the king has left its own.
+// King moves to squares that no enemy piece attacks once the king has left its own.
 void kingEvasions(List& list, const Position& p, int own, Set checkers)
 {
     const Set withoutKing = occupancy(p) & ~setOf(own);
-    const Set targets = kingReach(own) & ~menOf(p, p.side);
+    const Set targets = kingReach(own) & ~piecesOf(p, p.side);
     for (int to = 0; to < 64; ++to)
     {
         if (!has(targets, to) || isAttacked(p, to, p.side ^ 1, withoutKing)) continue;
@@ -184,22 +184,7 @@ void pawnBlocks(List& list, const Position& p, Set pawns, Set between)
     }
 }
 
-// Squares strictly between two squares on one line, else none.
-Set squaresBetween(int a, int b)
-{
-    for (int direction = 0; direction < directions; ++direction)
-    {
-        Set passed = 0;
-        for (int s = neighbour(a, direction); s != offBoard; s = neighbour(s, direction))
-        {
-            if (s == b) return passed;
-            passed |= setOf(s);
-        }
-    }
-    return 0;
-}
-
-// The enemy men that give check, the enemy king left out.
+// The enemy pieces that give check, the enemy king left out.
 Set findCheckers(const Position& p, int own)
 {
     const int enemy = p.side ^ 1;
@@ -239,10 +224,10 @@ void generateEvasions(int ply, int first, Position& p)
         const Set notPinned = plyAt(p, ply).notPinned;
         const Set pawns = squaresOf(p, pawn) & notPinned;
         const int checker = lowest(checkers);
-        const Set between = checker < 64 ? squaresBetween(own, checker) : 0;
+        const Set way = checker < 64 ? between(own, checker) : 0;
         pawnCaptures(list, p, pawns, checkers, evasionScores, false);
         if (plyAt(p, ply).enPassantPawn == checker) enPassantCaptures(list, p, ply, pawns, 250);
-        pawnBlocks(list, p, pawns, between);
+        pawnBlocks(list, p, pawns, way);
 
         int captureScore = 236;
         const Set occupied = occupancy(p);
@@ -252,7 +237,7 @@ void generateEvasions(int ply, int first, Position& p)
             for (int from = 0; from < 64; ++from)
             {
                 if (!has(movers, from)) continue;
-                const Set reach = reachOf(p, code, from, occupied) & (between | checkers);
+                const Set reach = reachOf(p, code, from, occupied) & (way | checkers);
                 for (int to = 0; to < 64; ++to)
                     if (has(reach, to))
                         list.add(from, to, plain,
@@ -278,7 +263,7 @@ void generateCaptures(int ply, int first, Position& p)
         return;
     }
     List list(p, first);
-    const Set enemies = menOf(p, p.side ^ 1);
+    const Set enemies = piecesOf(p, p.side ^ 1);
     const Set pawns = squaresOf(p, pawn);
     pawnCaptures(list, p, pawns, enemies, captureScores, false);
     pieceCaptures(list, p, knight, squaresOf(p, knight) & here.notPinned, enemies);
@@ -299,7 +284,7 @@ void generateQuiescence(int ply, int first, Position& p)
         return;
     }
     List list(p, first);
-    const Set enemies = menOf(p, p.side ^ 1);
+    const Set enemies = piecesOf(p, p.side ^ 1);
     const Set pawns = squaresOf(p, pawn);
     pawnCaptures(list, p, pawns, enemies, captureScores, true);
     pieceCaptures(list, p, knight, squaresOf(p, knight) & here.notPinned, enemies);
@@ -325,7 +310,7 @@ void generateRecaptures(int ply, int first, Position& p)
     }
     // Pins are not looked at: notPinned keeps what the ply last held.
     List list(p, first);
-    const Set target = menOf(p, p.side ^ 1) & setOf(plyAt(p, ply - 1).currentMove.to);
+    const Set target = piecesOf(p, p.side ^ 1) & setOf(plyAt(p, ply - 1).currentMove.to);
     pawnCaptures(list, p, squaresOf(p, pawn), target, captureScores, true);
     for (const Byte code : {knight, bishop, rook, queen, king})
         pieceCaptures(list, p, code, squaresOf(p, code), target);

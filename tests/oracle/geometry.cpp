@@ -92,11 +92,11 @@ Set diagonalReach(int square, Set occupied)
     return walk(square, occupied, firstDiagonal);
 }
 
-Set sliderReach(Byte man, int square, Set occupied)
+Set sliderReach(Byte piece, int square, Set occupied)
 {
     Set reached = 0;
-    if (slides(man, 0)) reached |= straightReach(square, occupied);
-    if (slides(man, firstDiagonal)) reached |= diagonalReach(square, occupied);
+    if (slides(piece, 0)) reached |= straightReach(square, occupied);
+    if (slides(piece, firstDiagonal)) reached |= diagonalReach(square, occupied);
     return reached;
 }
 
@@ -131,9 +131,23 @@ Set besidePawn(int square)
     return beside;
 }
 
-bool slides(Byte man, int direction)
+Set between(int a, int b)
 {
-    const int white = man & ~1;
+    for (int direction = 0; direction < directions; ++direction)
+    {
+        Set passed = 0;
+        for (int s = neighbour(a, direction); s != offBoard; s = neighbour(s, direction))
+        {
+            if (s == b) return passed;
+            passed |= setOf(s);
+        }
+    }
+    return 0;
+}
+
+bool slides(Byte piece, int direction)
+{
+    const int white = piece & ~1;
     if (white == queen) return true;
     return direction < firstDiagonal ? white == rook : white == bishop;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Squares, men and lines of the reference model. Lines are walked one square at a time; there is
+// Squares, pieces and lines of the reference model. Lines are walked one square at a time; there is
 // no lookup by occupancy here, so that an error in the engine's tables can't repeat itself.
 #ifndef QUILLON_ORACLE_GEOMETRY_H
 #define QUILLON_ORACLE_GEOMETRY_H
@@ -16,8 +16,8 @@ using Score = std::int16_t;
 // A set of squares, bit n for square n, a1 = 0 and h8 = 63.
 using Set = std::uint64_t;
 
-// Men of the side to move are the white code + colour.
-enum Man : Byte
+// Pieces of the side to move are the white code + colour.
+enum Piece : Byte
 {
     none = 0,
     pawn = 2,
@@ -28,7 +28,7 @@ enum Man : Byte
     king = 12
 };
 
-// What sort of move a move is. Promotions use the white code of the new man, 4 to 10.
+// What sort of move a move is. Promotions use the white code of the new piece, 4 to 10.
 enum Kind : Byte
 {
     plain = 0,
@@ -64,13 +64,13 @@ constexpr int forward(int colour)
 {
     return colour == 0 ? 8 : -8;
 }
-constexpr Byte manOf(Byte whiteCode, int colour)
+constexpr Byte pieceOf(Byte whiteCode, int colour)
 {
     return static_cast<Byte>(whiteCode + colour);
 }
-constexpr bool isOf(Byte man, int colour)
+constexpr bool isOf(Byte piece, int colour)
 {
-    return man >= 2 && (man & 1) == colour;
+    return piece >= 2 && (piece & 1) == colour;
 }
 
 // The lowest square of a set, 64 of an empty one.
@@ -80,10 +80,10 @@ int count(Set set);
 // The next square in a direction, or offBoard.
 int neighbour(int square, int direction);
 
-// Squares that a slider reaches, the first man on each ray included.
+// Squares that a slider reaches, the first piece on each ray included.
 Set straightReach(int square, Set occupied);
 Set diagonalReach(int square, Set occupied);
-Set sliderReach(Byte man, int square, Set occupied);
+Set sliderReach(Byte piece, int square, Set occupied);
 
 Set knightReach(int square);
 Set kingReach(int square);
@@ -94,8 +94,11 @@ Set pawnSources(int colour, int square);
 // The squares beside a pawn that has pushed two squares, empty off the fourth and fifth ranks.
 Set besidePawn(int square);
 
-// Whether a man of this code slides in this direction.
-bool slides(Byte man, int direction);
+// The squares strictly between two squares on a line; none if there is no line.
+Set between(int a, int b);
+
+// Whether a piece of this code slides in this direction.
+bool slides(Byte piece, int direction);
 
 } // namespace oracle
 

@@ -5,6 +5,8 @@
 // with the engine, so that the two can be compared. Its numbers come from a file.
 #include "oracle_eval.h"
 
+#include "geometry.h"
+
 #include <algorithm>
 #include <array>
 #include <bitset>
@@ -15,19 +17,16 @@
 #include <iterator>
 #include <map>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace
 {
 
-// A mid-game and an end-game value, good for the colour that owns the piece.
-struct Pair
-{
-    int mg;
-    int eg;
-};
+using Pair = OracleValue;
+using oracle::fileOf;
+using oracle::forward;
+using oracle::rankOf;
 
 struct Files
 {
@@ -166,121 +165,12 @@ enum Type
     king
 };
 
-// The order is that of the lists that oracleTerms returns; termName follows it.
-enum Term
-{
-    termMaterial,
-    termPieceSquares,
-    termPawnIsolated,
-    termPawnIsolatedNearKing,
-    termPawnDoubled,
-    termPawnDoubledNearKing,
-    termPawnCandidate,
-    termPawnBackward,
-    termPawnBackwardNearKing,
-    termPawnConnected,
-    termPawnNeighbour,
-    termShield,
-    termPin, // knight, bishop, rook, queen; so are the next two
-    termDiscovery = termPin + 4,
-    termMobility = termDiscovery + 4,
-    termOutpost = termMobility + 4, // knight, bishop
-    termBadBishop = termOutpost + 2,
-    termRookFile,
-    termKingDistance, // knight, bishop
-    termPassed = termKingDistance + 2,
-    termThreatWeakPawn,
-    termThreatMinorByPawn,
-    termThreatMinorByMinor,
-    termThreatMinorByMajor,
-    termThreatRookByLess,
-    termThreatQueenByAny,
-    termThreatOverloaded,
-    termThreatPawnPush,
-    termNoPawnOnFlank,
-    termDanger,
-    termBishopPair,
-    termTempo,
-    termCount
-};
-
-constexpr std::array termName{
-    "material",
-    "piece squares",
-    "pawn isolated",
-    "pawn isolated near king",
-    "pawn doubled",
-    "pawn doubled near king",
-    "pawn candidate",
-    "pawn backward, half-open file",
-    "pawn backward near king",
-    "pawn connected",
-    "pawn neighbour",
-    "king shield",
-    "knight pinned",
-    "bishop pinned",
-    "rook pinned",
-    "queen pinned",
-    "knight discovers",
-    "bishop discovers",
-    "rook discovers",
-    "queen discovers",
-    "knight mobility",
-    "bishop mobility",
-    "rook mobility",
-    "queen mobility",
-    "knight outpost",
-    "bishop outpost",
-    "bishop bad",
-    "rook on open file",
-    "knight king distance",
-    "bishop king distance",
-    "passed pawns",
-    "threat: weak pawn",
-    "threat: minor by pawn",
-    "threat: minor by minor",
-    "threat: minor by major",
-    "threat: rook by less",
-    "threat: queen by any",
-    "threat: overloaded",
-    "threat: pawn push",
-    "king flank",
-    "king danger",
-    "bishop pair",
-    "tempo",
-};
-static_assert(termName.size() == termCount);
+constexpr std::array typeName{"knight", "bishop", "rook", "queen"};
 
 // Positive numbers become indices of the standard containers.
 constexpr std::size_t at(int number)
 {
     return static_cast<std::size_t>(number);
-}
-
-constexpr int fileOf(int square)
-{
-    return square % 8;
-}
-
-constexpr int rankOf(int square)
-{
-    return square / 8;
-}
-
-constexpr bool onBoard(int file, int rank)
-{
-    return file >= 0 && file < 8 && rank >= 0 && rank < 8;
-}
-
-constexpr int squareAt(int file, int rank)
-{
-    return rank * 8 + file;
-}
-
-// The direction in which the pawns of a colour walk, in ranks.
-constexpr int forward(int colour)
-{
-    return colour == 0 ? 1 : -1;
 }
 
 // The rank as its owner counts it: 0 is where his king starts, 7 where his pawns promote.
@@ -289,7 +179,7 @@ constexpr int ownRank(int colour, int square)
     return colour == 0 ? rankOf(square) : 7 - rankOf(square);
 }
 
-// Where a square stands in a table whose first row is the owner's eighth rank.
+// The index of a square in a table whose first row is the owner's eighth rank.
 constexpr int tableIndex(int colour, int square)
 {
     return (7 - ownRank(colour, square)) * 8 + fileOf(square);
@@ -364,90 +254,53 @@ Squares aheadOnThreeFiles(int colour, int square)
         });
 }
 
-// The squares from which a pawn of that colour attacks a square. Its first rank is left out.
+// The squares from which a pawn of that colour attacks a square.
 Squares pawnSources(int colour, int square)
 {
-    return squaresWhere(
-        [=](int s)
-        {
-            return std::abs(fileOf(s) - fileOf(square)) == 1 &&
-                   rankOf(s) + forward(colour) == rankOf(square) && ownRank(colour, s) > 0;
-        });
+    return oracle::pawnSources(colour, square);
 }
 
 Squares kingReach(int square)
 {
-    return squaresWhere([=](int s) { return kingSteps(s, square) == 1; });
+    return oracle::kingReach(square);
 }
 
-Squares knightReach(int square)
+// The squares on four rays up to the first piece, that piece's square included.
+Squares straightReach(int square, const Squares& occupied)
 {
-    return squaresWhere(
-        [=](int s)
-        {
-            const int files = std::abs(fileOf(s) - fileOf(square));
-            const int ranks = std::abs(rankOf(s) - rankOf(square));
-            return files * ranks == 2;
-        });
+    return oracle::straightReach(square, occupied.to_ullong());
 }
 
-constexpr std::array<std::array<int, 2>, 4> straight{{{1, 0}, {-1, 0}, {0, 1}, {0, -1}}};
-constexpr std::array<std::array<int, 2>, 4> diagonal{{{1, 1}, {-1, 1}, {1, -1}, {-1, -1}}};
-
-// The squares on four rays up to the first man, that man's square included.
-Squares walk(const std::array<std::array<int, 2>, 4>& directions, int from, const Squares& men)
+Squares diagonalReach(int square, const Squares& occupied)
 {
-    Squares result;
-    for (const auto& [files, ranks] : directions)
-    {
-        int file = fileOf(from) + files;
-        int rank = rankOf(from) + ranks;
-        for (; onBoard(file, rank); file += files, rank += ranks)
-        {
-            result.set(at(squareAt(file, rank)));
-            if (men.test(at(squareAt(file, rank)))) break;
-        }
-    }
-    return result;
+    return oracle::diagonalReach(square, occupied.to_ullong());
 }
 
+// Whether a slider on one square would see the other on an empty board.
 bool onStraightLine(int a, int b)
 {
-    return a != b && (fileOf(a) == fileOf(b) || rankOf(a) == rankOf(b));
+    return straightReach(a, {}).test(at(b));
 }
 
 bool onDiagonalLine(int a, int b)
 {
-    return a != b && std::abs(fileOf(a) - fileOf(b)) == std::abs(rankOf(a) - rankOf(b));
+    return diagonalReach(a, {}).test(at(b));
 }
 
 // The squares strictly between two squares on a line.
 Squares between(int a, int b)
 {
-    Squares result;
-    if (!onStraightLine(a, b) && !onDiagonalLine(a, b)) return result;
-    const int steps = kingSteps(a, b);
-    for (int i = 1; i < steps; ++i)
-        result.set(at(squareAt(fileOf(a) + (fileOf(b) - fileOf(a)) / steps * i,
-                               rankOf(a) + (rankOf(b) - rankOf(a)) / steps * i)));
-    return result;
+    return oracle::between(a, b);
 }
 
-// The whole line through two squares, from edge to edge; empty if there is none.
+// The whole line through two squares, from edge to edge; just the two if there is none.
 Squares lineThrough(int a, int b)
 {
-    if (onStraightLine(a, b))
-        return squaresWhere(
-            [=](int s)
-            { return fileOf(a) == fileOf(b) ? fileOf(s) == fileOf(a) : rankOf(s) == rankOf(a); });
-    if (!onDiagonalLine(a, b)) return {};
-    const bool rising = fileOf(a) - rankOf(a) == fileOf(b) - rankOf(b);
-    return squaresWhere(
-        [=](int s)
-        {
-            return rising ? fileOf(s) - rankOf(s) == fileOf(a) - rankOf(a)
-                          : fileOf(s) + rankOf(s) == fileOf(a) + rankOf(a);
-        });
+    Squares line = onStraightLine(a, b) ? straightReach(a, {}) & straightReach(b, {})
+                                        : diagonalReach(a, {}) & diagonalReach(b, {});
+    line.set(at(a));
+    line.set(at(b));
+    return line;
 }
 
 // One evaluation. The stages run in the order of evaluate(); later ones read what earlier ones
@@ -455,29 +308,23 @@ Squares lineThrough(int a, int b)
 class Model
 {
   public:
-    Model(const unsigned char board[64], int side) : sideToMove(side)
+    Model(const unsigned char board[64], int side, OracleTerms* terms)
+        : sideToMove(side), recorded(terms)
     {
         for (int square = 0; square < 64; ++square)
         {
             const int code = board[square];
             if (code == 0) continue;
-            if (code < 2 || code > 13) throw std::invalid_argument("no such man");
-            if (code < 4 && (rankOf(square) == 0 || rankOf(square) == 7))
-                throw std::invalid_argument("a pawn on the first or last rank");
-            men[at(code % 2)][at(code / 2 - 1)].set(at(square));
+            byType[at(code % 2)][at(code / 2 - 1)].set(at(square));
             allPieces[at(code % 2)].set(at(square));
         }
         occupied = allPieces[0] | allPieces[1];
-        for (int us = 0; us < 2; ++us)
-        {
-            if (of(us, king).none()) throw std::invalid_argument("a side without a king");
-            kingSquare[at(us)] = lowest(of(us, king));
-        }
+        for (int us = 0; us < 2; ++us) kingSquare[at(us)] = lowest(of(us, king));
     }
 
     void evaluate()
     {
-        for (int us = 0; us < 2; ++us) sumMen(us);
+        for (int us = 0; us < 2; ++us) sumPieces(us);
         for (int us = 0; us < 2; ++us) pawnStructure(us);
         for (int us = 0; us < 2; ++us) pawnMaps(us);
         for (int us = 0; us < 2; ++us) linesToKing(us);
@@ -490,21 +337,14 @@ class Model
             danger(us);
         }
         for (int us = 0; us < 2; ++us)
-            if (of(us, bishop).count() == 2) credit(termBishopPair, us, bishopPair);
-        credit(termTempo, sideToMove, tempo);
+            if (of(us, bishop).count() == 2) credit("bishop pair", us, bishopPair);
+        credit("tempo", sideToMove, tempo);
     }
 
     // The score from the view of the side to move.
     int score() const
     {
         if (isDrawnMaterial()) return 0;
-        Pair total{0, 0};
-        for (const auto& byColour : sums)
-        {
-            total.mg += byColour[0].mg - byColour[1].mg;
-            total.eg += byColour[0].eg - byColour[1].eg;
-        }
-
         // The engine holds both halves in one 32-bit number. Within 16 bits each that is the same
         // as two numbers; a board crowded with queens spills from one half into the other.
         const auto packed =
@@ -521,20 +361,8 @@ class Model
         return sideToMove == 0 ? whiteView : -whiteView;
     }
 
-    std::vector<OracleTerm> terms() const
-    {
-        std::vector<OracleTerm> result;
-        for (int term = 0; term < termCount; ++term)
-            for (int us = 0; us < 2; ++us)
-            {
-                const Pair& sum = sums[at(term)][at(us)];
-                result.push_back({termName[at(term)], us, sum.mg, sum.eg});
-            }
-        return result;
-    }
-
   private:
-    const Squares& of(int colour, Type type) const { return men[at(colour)][at(type)]; }
+    const Squares& of(int colour, Type type) const { return byType[at(colour)][at(type)]; }
     const Squares& attackedBy(int colour, Type type) const { return reach[at(colour)][at(type)]; }
 
     // Squares that a colour attacks at least so many times.
@@ -545,31 +373,37 @@ class Model
     Squares attacked(int colour) const { return attackedTimes(colour, 1); }
     Squares attackedTwice(int colour) const { return attackedTimes(colour, 2); }
 
-    void credit(int term, int colour, const Pair& value, int times = 1)
+    void credit(const char* term, int colour, const Pair& value, int times = 1)
     {
-        sums[at(term)][at(colour)].mg += value.mg * times;
-        sums[at(term)][at(colour)].eg += value.eg * times;
+        const auto addTo = [&](Pair& sum, int factor)
+        {
+            sum.mg += value.mg * factor;
+            sum.eg += value.eg * factor;
+        };
+        addTo(total, colour == 0 ? times : -times);
+        if (recorded) addTo((*recorded)[current + term][at(colour)], times);
     }
 
     // A lone minor piece, or nothing, on both sides; or a lone rook on both.
     bool isDrawnMaterial() const
     {
         if (of(0, pawn).any() || of(1, pawn).any()) return false;
-        const int white = static_cast<std::int16_t>(sums[termMaterial][0].mg);
-        const int black = static_cast<std::int16_t>(sums[termMaterial][1].mg);
+        const int white = static_cast<std::int16_t>(material[0]);
+        const int black = static_cast<std::int16_t>(material[1]);
         const int minor = std::max(pieceValue[knight].mg, pieceValue[bishop].mg);
         const int oneRook = pieceValue[rook].mg;
         return (white <= minor && black <= minor) || (white == oneRook && black == oneRook);
     }
 
-    void sumMen(int us)
+    void sumPieces(int us)
     {
         for (int type = pawn; type <= king; ++type)
-            for (const int s : listOf(men[at(us)][at(type)]))
+            for (const int s : listOf(byType[at(us)][at(type)]))
             {
-                credit(termPieceSquares, us, pieceOnSquare[at(type)].at(at(tableIndex(us, s))));
+                credit("piece squares", us, pieceOnSquare[at(type)].at(at(tableIndex(us, s))));
                 if (type == king) continue;
-                credit(termMaterial, us, pieceValue[at(type)]);
+                credit("material", us, pieceValue[at(type)]);
+                material[at(us)] += pieceValue[at(type)].mg;
                 if (type != pawn) phase += phaseWeight[at(type)].mg;
             }
     }
@@ -585,7 +419,7 @@ class Model
         {
             const std::size_t file = at(fileOf(s));
             const std::size_t rank = at(ownRank(us, s));
-            const int stop = s + 8 * forward(us);
+            const int stop = s + forward(us);
             const bool nearKing = nearFile(home, s);
             const Squares stopGuards = pawnSources(them, stop) & theirs;
             const Squares defenders = pawnSources(us, s) & mine;
@@ -596,7 +430,7 @@ class Model
             if (front.none())
                 passers[at(us)].set(at(s));
             else if ((front & ~levers) == stopGuards && stopGuards.count() <= neighbours.count())
-                credit(termPawnCandidate, us,
+                credit("pawn candidate", us,
                        pawnCandidate[rank + (defenders.count() >= levers.count() ? 8 : 0)]);
 
             remaining.reset(at(s));
@@ -604,48 +438,41 @@ class Model
                 [=](int q) { return std::abs(fileOf(q) - static_cast<int>(file)) == 1; });
             if ((beside & mine).none())
             {
-                credit(termPawnIsolated, us, pawnIsolated[file]);
-                if (nearKing) credit(termPawnIsolatedNearKing, us, pawnIsolatedNearKing);
+                credit("pawn isolated", us, pawnIsolated[file]);
+                if (nearKing) credit("pawn isolated near king", us, pawnIsolatedNearKing);
             }
             // Only the pawns that are still to come: n pawns on a file pay n - 1 times.
             if ((wholeFile(fileOf(s)) & remaining).any())
             {
-                credit(termPawnDoubled, us, pawnDoubled[file]);
-                if (nearKing) credit(termPawnDoubledNearKing, us, pawnDoubledNearKing);
+                credit("pawn doubled", us, pawnDoubled[file]);
+                if (nearKing) credit("pawn doubled near king", us, pawnDoubledNearKing);
             }
             if (stopGuards.any() && (aheadOnThreeFiles(them, s) & mine).none())
             {
-                if (nearKing) credit(termPawnBackwardNearKing, us, pawnBackwardNearKing);
+                if (nearKing) credit("pawn backward near king", us, pawnBackwardNearKing);
                 if ((wholeFile(fileOf(s)) & theirs).none())
-                    credit(termPawnBackward, us, pawnBackward[file]);
+                    credit("pawn backward, half-open file", us, pawnBackward[file]);
             }
-            if (defenders.any()) credit(termPawnConnected, us, pawnConnected[rank]);
-            if (neighbours.any()) credit(termPawnNeighbour, us, pawnNeighbour[rank]);
+            if (defenders.any()) credit("pawn connected", us, pawnConnected[rank]);
+            if (neighbours.any()) credit("pawn neighbour", us, pawnNeighbour[rank]);
         }
     }
 
-    // Puts the squares that a man attacks on the maps of its colour.
+    // Puts the squares that a piece attacks on the maps of its colour.
     void enterAttacks(int us, Type type, const Squares& attacks)
     {
         reach[at(us)][at(type)] |= attacks;
         for (const int s : listOf(attacks)) ++attackCount[at(us)][at(s)];
     }
 
-    Squares pawnAttacks(int us, int square) const
-    {
-        return squaresWhere(
-            [=](int s) {
-                return std::abs(fileOf(s) - fileOf(square)) == 1 &&
-                       rankOf(s) == rankOf(square) + forward(us);
-            });
-    }
+    static Squares pawnAttacks(int us, int square) { return pawnSources(1 - us, square); }
 
     void pawnMaps(int us)
     {
         for (const int s : listOf(of(us, pawn)))
         {
             enterAttacks(us, pawn, pawnAttacks(us, s));
-            if (occupied.test(at(s + 8 * forward(us)))) blockedPawns[at(us)].set(at(s));
+            if (occupied.test(at(s + forward(us)))) blockedPawns[at(us)].set(at(s));
         }
     }
 
@@ -655,18 +482,18 @@ class Model
         Squares result;
         for (const int s : listOf(of(us, pawn)))
         {
-            const int one = s + 8 * forward(us);
+            const int one = s + forward(us);
             if (occupied.test(at(one))) continue;
             result.set(at(one));
             if (ownRank(us, s) != 1 || attackedBy(1 - us, pawn).test(at(one))) continue;
-            const int two = one + 8 * forward(us);
+            const int two = one + forward(us);
             if (!occupied.test(at(two))) result.set(at(two));
         }
         return result;
     }
 
-    // Men that stand alone between a king and an enemy slider of the right sort: his own ones are
-    // pinned, those of the other colour can discover an attack.
+    // Pieces that stand alone between a king and an enemy slider of the right sort: his own ones
+    // are pinned, those of the other colour can discover an attack.
     void linesToKing(int us)
     {
         const int them = 1 - us;
@@ -678,7 +505,7 @@ class Model
                 (onStraightLine(home, s) && (of(them, rook) | of(them, queen)).test(at(s)));
             const Squares screen = between(home, s) & occupied;
             if (!sees || screen.count() != 1) continue;
-            pinnedMen[at(us)] |= screen & allPieces[at(us)];
+            pinnedPieces[at(us)] |= screen & allPieces[at(us)];
             discoverers[at(them)] |= screen & allPieces[at(them)];
         }
     }
@@ -690,7 +517,7 @@ class Model
         for (int file = 0; file < 8; ++file)
             for (int rank = 0; rank < 8; ++rank)
             {
-                const int s = squareAt(file, us == 0 ? rank : 7 - rank);
+                const int s = (us == 0 ? rank : 7 - rank) * 8 + file;
                 if (!guards.test(at(s))) continue;
                 sum += shield.at(at(tableIndex(us, s))).mg;
                 break; // the rearmost pawn of a file is the one that counts
@@ -698,21 +525,21 @@ class Model
         return of(1 - us, queen).none() ? sum / 2 : sum;
     }
 
-    // Own heavy pieces don't stand in the way of a man that could support them on the line.
+    // Own heavy pieces don't stand in the way of a piece that could support them on the line.
     Squares pieceAttacks(int us, Type type, int s) const
     {
         const Squares withoutQueens = occupied & ~of(us, queen);
         const Squares withoutHeavy = withoutQueens & ~of(us, rook);
-        if (type == knight) return knightReach(s);
-        if (type == bishop) return walk(diagonal, s, withoutQueens);
-        if (type == rook) return walk(straight, s, withoutHeavy);
-        return walk(straight, s, withoutHeavy) | walk(diagonal, s, withoutQueens);
+        if (type == knight) return oracle::knightReach(s);
+        if (type == bishop) return diagonalReach(s, withoutQueens);
+        if (type == rook) return straightReach(s, withoutHeavy);
+        return straightReach(s, withoutHeavy) | diagonalReach(s, withoutQueens);
     }
 
     void pieces(int us)
     {
         const int them = 1 - us;
-        credit(termShield, us, {shieldOf(us), 0});
+        credit("king shield", us, {shieldOf(us), 0});
 
         mobilityArea[at(us)] = ~(attackedBy(them, pawn) | blockedPawns[at(us)]);
         mobilityArea[at(us)].reset(at(kingSquare[at(us)]));
@@ -721,6 +548,7 @@ class Model
 
         for (const Type type : {knight, bishop, rook, queen})
             for (const int s : listOf(of(us, type))) piece(us, type, s);
+        current.clear();
     }
 
     void piece(int us, Type type, int s)
@@ -728,19 +556,19 @@ class Model
         const int them = 1 - us;
         const int home = kingSquare[at(us)];
         const int target = kingSquare[at(them)];
-        const int which = type - knight;
+        const auto which = at(type - knight);
+        current = std::string(typeName[which]) + ' ';
 
         Squares attacks = pieceAttacks(us, type, s);
-        if (pinnedMen[at(us)].test(at(s)))
+        if (pinnedPieces[at(us)].test(at(s)))
         {
             attacks &= lineThrough(home, s);
-            credit(termPin + which, us,
+            credit("pinned", us,
                    attackedBy(them, pawn).test(at(s)) ? pinnedByPawn[at(type)]
                                                       : pinnedFree[at(type)]);
         }
-        if (discoverers[at(us)].test(at(s))) credit(termDiscovery + which, us, discovery[at(type)]);
-        credit(termMobility + which, us,
-               mobility[at(which)].at(at(count(attacks & mobilityArea[at(us)]))));
+        if (discoverers[at(us)].test(at(s))) credit("discovers", us, discovery[at(type)]);
+        credit("mobility", us, mobility[which].at(at(count(attacks & mobilityArea[at(us)]))));
         enterAttacks(us, type, attacks);
 
         if ((attacks & kingZone(them, target)).any())
@@ -755,19 +583,19 @@ class Model
             if (isOutpost(us, s))
             {
                 const std::size_t defended = attackedBy(us, pawn).test(at(s)) ? 1 : 0;
-                credit(termOutpost + which, us,
+                credit("outpost", us,
                        type == knight ? outpostKnight[defended] : outpostBishop[defended]);
             }
-            credit(termKingDistance + which, us, kingDistance, kingSteps(s, home));
+            credit("king distance", us, kingDistance, kingSteps(s, home));
         }
         if (type == bishop)
         {
             const Squares sameColour = squaresWhere(
                 [=](int q) { return (fileOf(q) + rankOf(q)) % 2 == (fileOf(s) + rankOf(s)) % 2; });
-            credit(termBadBishop, us, badBishop, count(sameColour & blockedPawns[at(us)]));
+            credit("bad", us, badBishop, count(sameColour & blockedPawns[at(us)]));
         }
         if (type == rook && (wholeFile(fileOf(s)) & of(us, pawn)).none())
-            credit(termRookFile, us,
+            credit("on open file", us,
                    rookFile[(wholeFile(fileOf(s)) & of(them, pawn)).none() ? 1 : 0]);
     }
 
@@ -784,7 +612,7 @@ class Model
         const int them = 1 - us;
         for (const int s : listOf(passers[at(us)]))
         {
-            const int stop = s + 8 * forward(us);
+            const int stop = s + forward(us);
             const Squares ahead = aheadOnThreeFiles(us, s) & wholeFile(fileOf(s));
             const Squares fire = attacked(them);
             const int row = (occupied.test(at(stop)) ? 0 : 16) + (fire.test(at(stop)) ? 8 : 0);
@@ -809,7 +637,7 @@ class Model
                 value.mg /= divisor;
                 value.eg /= divisor;
             }
-            credit(termPassed, us, value);
+            credit("passed pawns", us, value);
         }
     }
 
@@ -826,20 +654,20 @@ class Model
         const Squares minors = of(us, knight) | of(us, bishop);
         const Squares pieces = minors | of(us, rook) | of(us, queen);
 
-        credit(termThreatWeakPawn, us, threatWeakPawn, count(of(us, pawn) & weak & ~byPawn));
-        credit(termThreatMinorByPawn, us, threatMinorByPawn, count(minors & byPawn));
-        credit(termThreatMinorByMinor, us, threatMinorByMinor, count(minors & byMinor));
-        credit(termThreatMinorByMajor, us, threatMinorByMajor, count(minors & weak & byMajor));
-        credit(termThreatRookByLess, us, threatRookByLess,
+        credit("threat: weak pawn", us, threatWeakPawn, count(of(us, pawn) & weak & ~byPawn));
+        credit("threat: minor by pawn", us, threatMinorByPawn, count(minors & byPawn));
+        credit("threat: minor by minor", us, threatMinorByMinor, count(minors & byMinor));
+        credit("threat: minor by major", us, threatMinorByMajor, count(minors & weak & byMajor));
+        credit("threat: rook by less", us, threatRookByLess,
                count(of(us, rook) & (byMinor | byPawn)));
-        credit(termThreatQueenByAny, us, threatQueenByAny, count(of(us, queen) & theirs));
-        credit(termThreatOverloaded, us, threatOverloaded,
+        credit("threat: queen by any", us, threatQueenByAny, count(of(us, queen) & theirs));
+        credit("threat: overloaded", us, threatOverloaded,
                count(pieces & ours & ~attackedTwice(us) & theirs));
 
         Squares struck;
         for (const int s : listOf(pawnPushes(us) & (~theirs | ours) & ~byPawn))
             struck |= pawnAttacks(us, s);
-        credit(termThreatPawnPush, us, threatPawnPush,
+        credit("threat: pawn push", us, threatPawnPush,
                count(struck & allPieces[at(them)] & ~attackedBy(us, pawn)));
     }
 
@@ -852,7 +680,7 @@ class Model
 
     void flank(int us)
     {
-        if ((of(us, pawn) & flankOf(us)).none()) credit(termNoPawnOnFlank, us, noPawnOnFlank);
+        if ((of(us, pawn) & flankOf(us)).none()) credit("king flank", us, noPawnOnFlank);
     }
 
     // The attack on the king of `us`, as points: a penalty if they come out positive.
@@ -875,11 +703,11 @@ class Model
         const Squares safe = ((theirsTwice & weak) | ~ours) & ~allPieces[at(them)];
 
         const Squares blockers = occupied & ~of(us, queen);
-        const Squares straightRays = walk(straight, home, blockers);
-        const Squares diagonalRays = walk(diagonal, home, blockers);
+        const Squares straightRays = straightReach(home, blockers);
+        const Squares diagonalRays = diagonalReach(home, blockers);
         const Squares rookChecks = attackedBy(them, rook) & straightRays;
         const Squares bishopChecks = attackedBy(them, bishop) & diagonalRays;
-        const Squares knightChecks = attackedBy(them, knight) & knightReach(home);
+        const Squares knightChecks = attackedBy(them, knight) & Squares(oracle::knightReach(home));
         const Squares queenChecks =
             attackedBy(them, queen) & ~attackedBy(us, queen) & (straightRays | diagonalRays);
 
@@ -887,7 +715,7 @@ class Model
         points += dangerAdjacentAttack * adjacentAttacks[at(them)];
         points += dangerFlankAttack * (count(flankAttacks) + count(flankTwice));
         points += dangerWeakSquare * count(weak & kingZone(us, home));
-        points += dangerPinned * count(pinnedMen[at(us)] & kingZone(us, home));
+        points += dangerPinned * count(pinnedPieces[at(us)] & kingZone(us, home));
         if (of(them, queen).none()) points += dangerNoQueen;
         points += dangerAlways;
 
@@ -908,7 +736,7 @@ class Model
         if (points < 1) return;
         const auto number = static_cast<std::uint32_t>(points);
         const auto divisor = [](int n) { return static_cast<std::uint32_t>(std::max(n, 1)); };
-        credit(termDanger, us,
+        credit("king danger", us,
                {-static_cast<int>(number * number / divisor(dangerDivisorMiddleGame)),
                 -static_cast<int>(number / divisor(dangerDivisorEndGame))});
     }
@@ -916,38 +744,41 @@ class Model
     template <typename Element> using PerColour = std::array<Element, 2>;
 
     int sideToMove;
-    PerColour<std::array<Squares, 6>> men{};
+    PerColour<std::array<Squares, 6>> byType{};
     PerColour<Squares> allPieces{};
     Squares occupied;
     PerColour<int> kingSquare{};
     int phase = 0;
 
-    PerColour<std::array<Squares, 6>> reach{};    // squares attacked by the men of one type
-    PerColour<std::array<int, 64>> attackCount{}; // by how many men a square is attacked
+    PerColour<std::array<Squares, 6>> reach{};    // squares attacked by the pieces of one type
+    PerColour<std::array<int, 64>> attackCount{}; // by how many pieces a square is attacked
     PerColour<Squares> passers{};
     PerColour<Squares> blockedPawns{};
-    PerColour<Squares> pinnedMen{};
+    PerColour<Squares> pinnedPieces{};
     PerColour<Squares> discoverers{};
     PerColour<Squares> mobilityArea{};
     PerColour<int> kingAttackers{};   // of the other king's zone, by the attacking colour
     PerColour<int> kingWeight{};      // sum of the weights of those that are pieces
     PerColour<int> adjacentAttacks{}; // their attacks on squares next to that king
 
-    std::array<PerColour<Pair>, termCount> sums{};
+    PerColour<int> material{}; // the mid-game halves
+    Pair total{};
+    OracleTerms* recorded; // where the terms are noted, if they are
+    std::string current;   // the type of piece that a term's name begins with
 };
 
 } // namespace
 
 int oracleEvaluate(const unsigned char board[64], int sideToMove)
 {
-    Model model(board, sideToMove);
+    Model model(board, sideToMove, nullptr);
     model.evaluate();
     return model.score();
 }
 
-std::vector<OracleTerm> oracleTerms(const unsigned char board[64], int sideToMove)
+OracleTerms oracleTerms(const unsigned char board[64], int sideToMove)
 {
-    Model model(board, sideToMove);
-    model.evaluate();
-    return model.terms();
+    OracleTerms terms;
+    Model(board, sideToMove, &terms).evaluate();
+    return terms;
 }

@@ -1,28 +1,28 @@
 // SPDX-License-Identifier: MIT
 //
-// The static score that the reference search asks for, and the same score taken apart. A board is
-// 64 man codes, a1 first: 0 empty, 2 to 13 pawn to king, even white and odd black. Scores are from
-// the view of the side to move, 0 white and 1 black.
+// The static score that the reference search asks for, and the terms that it is made of. A board is
+// 64 piece codes, a1 first: 0 empty, 2 to 13 pawn to king, even white and odd black. A score is
+// from the view of the side to move, 0 white and 1 black.
 #ifndef QUILLON_ORACLE_EVAL_H
 #define QUILLON_ORACLE_EVAL_H
 
-#include <vector>
+#include <array>
+#include <map>
+#include <string>
 
 int oracleEvaluate(const unsigned char board[64], int sideToMove);
 
-// A term of one colour, for a comparison term by term. mg and eg are from the view of `color`: what
-// is good for that colour counts positive. White's entries minus black's add up to the pair that is
-// blended.
-struct OracleTerm
+// A mid-game and an end-game value; what is good for the colour that owns it counts positive.
+struct OracleValue
 {
-    const char* name;
-    int color; // 0 white, 1 black
     int mg;
     int eg;
 };
 
-// One entry per term and colour, always in the same order, under the names that the engine prints.
-// They are there even when a rule for drawn material makes the score 0.
-std::vector<OracleTerm> oracleTerms(const unsigned char board[64], int sideToMove);
+// The terms by the names that the engine prints, each with white's and black's value. White's
+// values minus black's add up to the pair that is blended.
+using OracleTerms = std::map<std::string, std::array<OracleValue, 2>>;
+
+OracleTerms oracleTerms(const unsigned char board[64], int sideToMove);
 
 #endif

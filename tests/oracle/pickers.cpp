@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The pickers. A node's list lies in the stack as: hash move, captures, three reserved slots for
-// killers and counter move, losing captures, quiet moves. listStart of the next ply is at the
-// same time the place where the next losing capture is put aside.
+// killers and counter move, bad captures, quiet moves. listStart of the next ply is at the
+// same time the place where the next bad capture is put aside.
 #include "pickers.h"
 
 #include "exchange.h"
@@ -28,9 +28,9 @@ void selectByScore(Position& p, int cursor, int end)
 // Share of cut-offs among the successes and failures of a quiet move, 0 to 128.
 std::uint32_t historyRatio(const Position& p, const Move& move)
 {
-    const auto man = static_cast<std::size_t>(at(p, move.from) - 2);
-    const std::uint32_t good = p.historyGood.at(man).at(move.to);
-    const std::uint32_t bad = p.historyBad.at(man).at(move.to);
+    const auto piece = static_cast<std::size_t>(at(p, move.from) - 2);
+    const std::uint32_t good = p.historyGood.at(piece).at(move.to);
+    const std::uint32_t bad = p.historyBad.at(piece).at(move.to);
     return good + bad == 0 ? 64 : good * 128 / (good + bad);
 }
 
@@ -76,10 +76,10 @@ bool playCounterMove(int ply, int cursor, Position& p)
     if (ply == 0) return false;
     const Ply& here = plyAt(p, ply);
     const int to = plyAt(p, ply - 1).currentMove.to;
-    const Byte man = at(p, to);
-    if (man < 2) return false;
+    const Byte piece = at(p, to);
+    if (piece < 2) return false;
     const Move move =
-        p.counterMoves.at(static_cast<std::size_t>(man - 2)).at(static_cast<std::size_t>(to));
+        p.counterMoves.at(static_cast<std::size_t>(piece - 2)).at(static_cast<std::size_t>(to));
     if (isEmpty(move) || sameMove(move, here.killers[0]) || sameMove(move, here.killers[1]))
         return false;
     return playRemembered(ply, cursor, p, move);
@@ -94,7 +94,7 @@ bool playEvasion(int ply, int cursor, Position& p)
     return playAt(ply, cursor, p, false);
 }
 
-bool playWinningCapture(int ply, int cursor, Position& p)
+bool playNodeCapture(int ply, int cursor, Position& p)
 {
     const Ply& here = plyAt(p, ply);
     selectByScore(p, cursor, here.listEnd);
@@ -127,7 +127,7 @@ bool nextMove(int ply, int cursor, Position& p, bool skipOrdering)
         plyAt(p, ply + 1).listStart += 3;
         [[fallthrough]];
     case 2:
-        if (cursor != here.listEnd) return playWinningCapture(ply, cursor, p);
+        if (cursor != here.listEnd) return playNodeCapture(ply, cursor, p);
         here.stage = 3;
         [[fallthrough]];
     case 3: openSlot(here, 4); return playRemembered(ply, cursor, p, here.killers[0]);
@@ -158,7 +158,7 @@ bool nextMove(int ply, int cursor, Position& p, bool skipOrdering)
 namespace
 {
 
-// Picks among captures by score and exchange. A losing capture stays in the list and may be
+// Picks among captures by score and exchange. A bad capture stays in the list and may be
 // tested again, until the cursor reaches it.
 bool playGoodCapture(int ply, int cursor, Position& p)
 {

@@ -11,8 +11,8 @@
 namespace oracle
 {
 
-// For the main search. Stages: 0 hash move, 1 generate captures, 2 winning captures, 3 and 4
-// killers, 5 counter move, 6 and 7 losing captures, 8 and 9 quiet moves, 99 evasions.
+// For the main search. Stages: 0 hash move, 1 generate captures, 2 good captures, 3 and 4
+// killers, 5 counter move, 6 and 7 bad captures, 8 and 9 quiet moves, 99 evasions.
 bool nextMove(int ply, int cursor, Position& p, bool skipOrdering);
 
 // For quiescence; the list is complete before the first call.

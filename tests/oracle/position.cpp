@@ -5,7 +5,7 @@
 #include "position.h"
 
 #include <algorithm>
-#include <stdexcept>
+#include <sstream>
 
 namespace oracle
 {
@@ -17,20 +17,7 @@ bool sameMove(const Move& a, const Move& b)
 
 bool isEmpty(const Move& move)
 {
-    return wordOf(move) == 0;
-}
-
-std::uint32_t wordOf(const Move& move)
-{
-    return move.from | static_cast<std::uint32_t>(move.to) << 8 |
-           static_cast<std::uint32_t>(move.kind) << 16 |
-           static_cast<std::uint32_t>(move.score) << 24;
-}
-
-Move moveOf(std::uint32_t word)
-{
-    return {static_cast<Byte>(word), static_cast<Byte>(word >> 8), static_cast<Byte>(word >> 16),
-            static_cast<Byte>(word >> 24)};
+    return sameMove(move, Move{}) && move.score == 0;
 }
 
 Byte at(const Position& p, int square)
@@ -60,7 +47,7 @@ Set occupancy(const Position& p)
     return set;
 }
 
-Set menOf(const Position& p, int colour)
+Set piecesOf(const Position& p, int colour)
 {
     Set set = 0;
     for (int s = 0; s < 64; ++s) set |= static_cast<Set>(isOf(at(p, s), colour)) << s;
@@ -69,22 +56,22 @@ Set menOf(const Position& p, int colour)
 
 int kingSquare(const Position& p, int colour)
 {
-    const auto found = std::find(p.board.begin(), p.board.end(), manOf(king, colour));
+    const auto found = std::find(p.board.begin(), p.board.end(), pieceOf(king, colour));
     return found == p.board.end() ? 0 : static_cast<int>(found - p.board.begin());
 }
 
 namespace
 {
 
-void put(Position& p, int square, Byte man)
+void put(Position& p, int square, Byte piece)
 {
-    p.board[static_cast<std::size_t>(square)] = man;
+    p.board[static_cast<std::size_t>(square)] = piece;
 }
 
 // The keys. Any well mixed numbers do; results don't depend on them.
 struct Keys
 {
-    std::array<std::array<std::uint64_t, 64>, 14> man{};
+    std::array<std::array<std::uint64_t, 64>, 14> piece{};
     std::array<std::uint64_t, 16> rights{};
     std::array<std::uint64_t, 8> enPassantFile{};
     std::uint64_t blackToMove = 0;
@@ -102,7 +89,7 @@ struct Keys
     Keys()
     {
         for (std::size_t code = 2; code < 14; ++code)
-            for (auto& number : man[code]) number = draw();
+            for (auto& number : piece[code]) number = draw();
         for (auto& number : rights) number = draw();
         for (auto& number : enPassantFile) number = draw();
         blackToMove = draw();
@@ -119,8 +106,8 @@ std::uint64_t computeKey(const Position& p, int ply)
     std::uint64_t key = 0;
     for (std::size_t s = 0; s < 64; ++s)
     {
-        const Byte man = p.board[s];
-        if (man >= 2 && man < 14) key ^= keys.man[man][s];
+        const Byte piece = p.board[s];
+        if (piece >= 2 && piece < 14) key ^= keys.piece[piece][s];
     }
     key ^= keys.rights[here.rights];
     if (here.enPassantPawn != 0) key ^= keys.enPassantFile[here.enPassantPawn & 7u];
@@ -130,115 +117,45 @@ std::uint64_t computeKey(const Position& p, int ply)
 
 // FEN
 
-namespace
-{
-
-// Each blank ends a field, so two blanks in a row make an empty one.
-std::vector<std::string> splitFields(const std::string& text)
-{
-    std::vector<std::string> fields;
-    std::string field;
-    for (const char c : text)
-    {
-        if (c == ' ')
-        {
-            fields.push_back(field);
-            field.clear();
-        }
-        else
-            field += c;
-    }
-    return fields;
-}
-
-void placeMen(const std::string& field, Position& p)
-{
-    const std::string labels = "  PpNnBbRrQqKk";
-    Byte square = 56;
-    for (const char c : field)
-    {
-        if (c >= '1' && c <= '8')
-            square = static_cast<Byte>(square + (c - '0'));
-        else if (c == '/')
-            square = static_cast<Byte>(square - 16);
-        else
-        {
-            const auto index = labels.find(c);
-            if (index == std::string::npos || square > 63)
-                p.broken = true;
-            else if (index != 0)
-            {
-                const Byte man = static_cast<Byte>(index);
-                if (at(p, square) != none && at(p, square) != man) p.broken = true;
-                put(p, square, man);
-            }
-            square = static_cast<Byte>(square + 1);
-        }
-    }
-}
-
-int numberIn(const std::string& text, Position& p)
-{
-    try
-    {
-        return std::stoi(text);
-    }
-    catch (const std::logic_error&)
-    {
-        p.broken = true;
-        return 0;
-    }
-}
-
-} // namespace
-
 void setPosition(const std::string& fen, Position& p)
 {
+    std::string pieces;
+    std::string side;
+    std::string rights;
+    std::string passed;
+    int clock = 0;
+    std::istringstream fields(fen);
+    fields >> pieces >> side >> rights >> passed >> clock;
+
     p.board.fill(none);
-    p.broken = false;
-
-    std::string text = fen;
-    if (text.empty() || text.back() != ' ') text += ' ';
-    std::vector<std::string> fields = splitFields(text);
-    if (fields.size() < 2) p.broken = true;
-    while (fields.size() < 2) fields.emplace_back();
-    if (fields.size() == 2) fields.emplace_back("-");
-    if (fields.size() == 3) fields.emplace_back("-");
-    if (fields.size() == 4) fields.emplace_back("0");
-    if (fields.size() == 5) fields.emplace_back("1");
-
-    placeMen(fields[0], p);
-    p.side = !fields[1].empty() && fields[1][0] == 'w' ? 0 : 1;
+    int square = 56;
+    for (const char c : pieces)
+    {
+        if (c == '/')
+            square -= 16;
+        else if (c >= '1' && c <= '8')
+            square += c - '0';
+        else
+            put(p, square++, static_cast<Byte>(std::string("  PpNnBbRrQqKk").find(c)));
+    }
+    p.side = side == "w" ? 0 : 1;
 
     Ply& root = plyAt(p, 0);
     root.rights = 0;
-    for (const char c : fields[2])
-    {
-        if (c == 'K') root.rights |= 1;
-        if (c == 'k') root.rights |= 2;
-        if (c == 'Q') root.rights |= 4;
-        if (c == 'q') root.rights |= 8;
-    }
-
+    for (const char c : rights)
+        if (c != '-') root.rights |= static_cast<Byte>(1u << std::string("KkQq").find(c));
+    // The pawn stands beyond the square that it has passed.
     root.enPassantPawn = 0;
-    const std::string& passed = fields[3];
-    if (!passed.empty() && passed[0] != '-')
-    {
-        const int file = passed[0] - 'a';
-        const int rank = passed.size() > 1 ? passed[1] : 0;
-        root.enPassantPawn = static_cast<Byte>((rank + (p.side == 1 ? 16 : 14)) * 8 + file);
-    }
+    if (passed != "-")
+        root.enPassantPawn = static_cast<Byte>((p.side == 1 ? 24 : 32) + passed[0] - 'a');
 
-    const int clock = numberIn(fields[4], p);
-    p.halfMoveClock = static_cast<std::int16_t>(clock);
+    p.halfMoveClock = clock;
     // The slot number follows the half-move clock; the move number isn't read.
-    const std::int64_t index = p.side + 2 * static_cast<std::int64_t>(clock) - 2;
-    p.keyIndex = static_cast<int>(std::clamp<std::int64_t>(index, 0, 512));
-
+    p.keyIndex = std::clamp(p.side + 2 * clock - 2, 0, 512);
     p.key = computeKey(p, 0);
     p.keyHistory.at(static_cast<std::size_t>(p.keyIndex)) = p.key;
     ++p.keyIndex;
-    root.inCheck = isAttacked(p, kingSquare(p, p.side), p.side ^ 1);
+    root.inCheck = isInCheck(p);
 }
 
 // Attacks
@@ -246,7 +163,7 @@ void setPosition(const std::string& fen, Position& p)
 namespace
 {
 
-// Whether a slider of the colour sees the square. `ignored` is a square whose man doesn't count
+// Whether a slider of the colour sees the square. `ignored` is a square whose piece doesn't count
 // as an attacker, though it still blocks if it is in the occupancy.
 bool sliderSees(const Position& p, int square, int byColour, Set occupied, int ignored = offBoard)
 {
@@ -263,10 +180,10 @@ bool sliderSees(const Position& p, int square, int byColour, Set occupied, int i
     return false;
 }
 
-bool anyOf(const Position& p, Set squares, Byte man)
+bool anyOf(const Position& p, Set squares, Byte piece)
 {
     for (int s = 0; s < 64 && squares != 0; ++s, squares >>= 1)
-        if ((squares & 1) != 0 && at(p, s) == man) return true;
+        if ((squares & 1) != 0 && at(p, s) == piece) return true;
     return false;
 }
 
@@ -275,14 +192,19 @@ bool anyOf(const Position& p, Set squares, Byte man)
 bool isAttacked(const Position& p, int square, int byColour, Set occupied)
 {
     return sliderSees(p, square, byColour, occupied) ||
-           anyOf(p, pawnSources(byColour, square), manOf(pawn, byColour)) ||
-           anyOf(p, knightReach(square), manOf(knight, byColour)) ||
-           anyOf(p, kingReach(square), manOf(king, byColour));
+           anyOf(p, pawnSources(byColour, square), pieceOf(pawn, byColour)) ||
+           anyOf(p, knightReach(square), pieceOf(knight, byColour)) ||
+           anyOf(p, kingReach(square), pieceOf(king, byColour));
 }
 
 bool isAttacked(const Position& p, int square, int byColour)
 {
     return isAttacked(p, square, byColour, occupancy(p));
+}
+
+bool isInCheck(const Position& p)
+{
+    return isAttacked(p, kingSquare(p, p.side), p.side ^ 1);
 }
 
 void computePins(Position& p, int ply)
@@ -291,18 +213,18 @@ void computePins(Position& p, int ply)
     Set pinned = 0;
     for (int direction = 0; direction < directions; ++direction)
     {
-        // Every enemy slider on the line counts, whatever stands between; it pins if just one
-        // man does.
-        int menBetween = 0;
-        int lastMan = offBoard;
+        // Every enemy slider on the line counts, whatever is in between; it pins if just one
+        // piece does.
+        int piecesBetween = 0;
+        int lastPiece = offBoard;
         for (int s = neighbour(own, direction); s != offBoard; s = neighbour(s, direction))
         {
             if (at(p, s) == none) continue;
-            if (menBetween == 1 && isOf(at(p, s), p.side ^ 1) && slides(at(p, s), direction) &&
-                isOf(at(p, lastMan), p.side))
-                pinned |= setOf(lastMan);
-            ++menBetween;
-            lastMan = s;
+            if (piecesBetween == 1 && isOf(at(p, s), p.side ^ 1) && slides(at(p, s), direction) &&
+                isOf(at(p, lastPiece), p.side))
+                pinned |= setOf(lastPiece);
+            ++piecesBetween;
+            lastPiece = s;
         }
     }
     plyAt(p, ply).notPinned = ~pinned;
@@ -323,7 +245,7 @@ bool isPromotion(Byte kind)
     return kind > 0 && kind < enPassant;
 }
 
-// The test of a move about to be made out of check: a pinned man is looked at, others aren't.
+// The test of a move about to be made out of check: a pinned piece is looked at, others aren't.
 bool illegalToMake(const Ply& parent, const Move& move, const Position& p)
 {
     const int enemy = p.side ^ 1;
@@ -349,9 +271,9 @@ Byte rightsAfter(Byte rights, const Move& move, Byte mover, int side)
     Byte lost = 0;
     if (side == 1 && (rights & 10) != 0)
     {
-        if (mover == manOf(rook, 1) && move.from == 56) lost |= 8;
-        if (mover == manOf(rook, 1) && move.from == 63) lost |= 2;
-        if (mover == manOf(king, 1)) lost |= 10;
+        if (mover == pieceOf(rook, 1) && move.from == 56) lost |= 8;
+        if (mover == pieceOf(rook, 1) && move.from == 63) lost |= 2;
+        if (mover == pieceOf(king, 1)) lost |= 10;
     }
     if (side == 0 && (rights & 5) != 0)
     {
@@ -394,18 +316,18 @@ bool makeMove(int ply, const Move& moveGiven, Position& p, bool testLegal)
         put(p, landingSquare(move, p.side), mover);
     }
     else if (isPromotion(move.kind))
-        put(p, move.to, manOf(move.kind, p.side));
+        put(p, move.to, pieceOf(move.kind, p.side));
     else
         put(p, move.to, mover);
     if (move.kind == doublePush) child.enPassantPawn = move.to;
     if (move.kind == castleKingSide)
     {
-        put(p, move.to - 1, manOf(rook, p.side));
+        put(p, move.to - 1, pieceOf(rook, p.side));
         put(p, move.from + 3, none);
     }
     if (move.kind == castleQueenSide)
     {
-        put(p, move.to + 1, manOf(rook, p.side));
+        put(p, move.to + 1, pieceOf(rook, p.side));
         put(p, move.from - 4, none);
     }
 
@@ -432,19 +354,19 @@ void unmakeMove(int ply, const Move& moveGiven, Position& p)
     Byte mover = at(p, move.to);
     if (move.kind == enPassant)
     {
-        mover = manOf(pawn, p.side);
+        mover = pieceOf(pawn, p.side);
         put(p, landingSquare(move, p.side), none);
     }
-    if (isPromotion(move.kind)) mover = manOf(pawn, p.side);
+    if (isPromotion(move.kind)) mover = pieceOf(pawn, p.side);
     if (move.kind == castleKingSide)
     {
         put(p, move.to - 1, none);
-        put(p, move.from + 3, manOf(rook, p.side));
+        put(p, move.from + 3, pieceOf(rook, p.side));
     }
     if (move.kind == castleQueenSide)
     {
         put(p, move.to + 1, none);
-        put(p, move.from - 4, manOf(rook, p.side));
+        put(p, move.from - 4, pieceOf(rook, p.side));
     }
     put(p, move.from, mover);
     put(p, move.to, child.captured);
@@ -484,7 +406,7 @@ bool pawnCanPlay(const Ply& here, const Move& move, const Position& p)
     {
         const int landing = move.to + step;
         return here.enPassantPawn != 0 && has(besidePawn(here.enPassantPawn), move.from) &&
-               at(p, move.to) == manOf(pawn, p.side ^ 1) && landing >= 0 && landing < 64 &&
+               at(p, move.to) == pieceOf(pawn, p.side ^ 1) && landing >= 0 && landing < 64 &&
                at(p, landing) == none;
     }
     if (move.from < 8 || move.from > 55) return false;
@@ -500,7 +422,7 @@ bool canCastle(const Ply& here, const Move& move, const Position& p)
     const int home = p.side == 0 ? 0 : 56; // square of the queen side's rook
     const int right = (kingSide ? 1 : 4) << p.side;
     if ((here.rights & right) == 0) return false;
-    if (at(p, home + (kingSide ? 7 : 0)) != manOf(rook, p.side)) return false;
+    if (at(p, home + (kingSide ? 7 : 0)) != pieceOf(rook, p.side)) return false;
     for (int s = home + (kingSide ? 5 : 1); s <= home + (kingSide ? 6 : 3); ++s)
         if (at(p, s) != none) return false;
     return !isAttacked(p, home + (kingSide ? 5 : 3), p.side ^ 1);

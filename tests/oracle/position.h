@@ -20,14 +20,12 @@ struct Move
     Byte from = 0;
     Byte to = 0;
     Byte kind = 0;
-    Byte score = 0; // order within a list; the code of the moving man in a stored move
+    Byte score = 0; // order within a list; the code of the moving piece in a stored move
 };
 
 // Two moves are the same without regard to their fourth byte.
 bool sameMove(const Move& a, const Move& b);
 bool isEmpty(const Move& move);
-std::uint32_t wordOf(const Move& move);
-Move moveOf(std::uint32_t word);
 
 constexpr int plyLimit = 127; // the last ply at which anything is searched
 constexpr int stackSize = 8192;
@@ -44,7 +42,7 @@ struct Ply
     Move hashMove;
     std::array<Move, 2> killers;
     Move bestMove;
-    Set notPinned = 0; // all squares but those of pinned men; zero until a generator computes it
+    Set notPinned = 0; // all squares but those of pinned pieces; zero until a generator computes it
     int savedHalfMoveClock = 0;
     Byte captured = 0;
     Byte enPassantPawn = 0; // the square of the pawn that has just pushed two squares, or 0
@@ -70,11 +68,10 @@ struct Position
     int rootDepthComplete = 0;
     int lineLength = 0; // index of the last move of the line laid out in bestMove
     int selectiveDepth = 0;
-    bool broken = false; // set up or played from text that makes no board
     std::array<Ply, plyLimit + 3> plies;
     // Long enough for any game; the slots below keyIndex keep what an earlier game left.
     std::vector<std::uint64_t> keyHistory = std::vector<std::uint64_t>(16384);
-    // [man - 2][to], counter moves by the man and square of the move before.
+    // [piece - 2][to], counter moves by the piece and square of the move before.
     BySquare<std::uint32_t> historyGood{};
     BySquare<std::uint32_t> historyBad{};
     BySquare<Move> counterMoves{};
@@ -87,7 +84,7 @@ const Ply& plyAt(const Position& p, int ply);
 Move& slot(Position& p, int index);
 
 Set occupancy(const Position& p);
-Set menOf(const Position& p, int colour);
+Set piecesOf(const Position& p, int colour);
 int kingSquare(const Position& p, int colour);
 
 void setPosition(const std::string& fen, Position& p);
@@ -96,6 +93,9 @@ std::uint64_t computeKey(const Position& p, int ply);
 // Whether the colour attacks the square, on the board or with another occupancy.
 bool isAttacked(const Position& p, int square, int byColour);
 bool isAttacked(const Position& p, int square, int byColour, Set occupied);
+
+// Whether the side to move is in check.
+bool isInCheck(const Position& p);
 
 // Rewrites notPinned of the ply.
 void computePins(Position& p, int ply);

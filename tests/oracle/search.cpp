@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// The search. Every step stands in the order in which the engine takes it, as scores, node counts
+// The search. Its steps come in the order in which the engine takes them, as scores, node counts
 // and lines are compared one by one.
 #include "search.h"
 
 #include "exchange.h"
 #include "generators.h"
+#include "oracle_eval.h"
 #include "pickers.h"
 
 #include <algorithm>
@@ -70,28 +71,33 @@ std::string moveText(const Move& move, int side)
     return text;
 }
 
-Search::Search(Table& tableUsed, Evaluation evaluationUsed)
-    : table(tableUsed), evaluation(evaluationUsed)
-{
-}
-
 Score Search::evaluate() const
 {
-    return toScore(evaluation(p.board.data(), p.side));
+    return toScore(oracleEvaluate(p.board.data(), p.side));
 }
 
-// Stores whether the side now to move at the ply is in check.
-void Search::markCheck(int ply)
+Entry Search::lookUp() const
 {
-    plyAt(p, ply).inCheck = isAttacked(p, kingSquare(p, p.side), p.side ^ 1);
+    const auto found = table.find(p.key);
+    return found == table.end() ? Entry{} : found->second;
 }
 
-// Men of the side to move that are no pawns, the king among them.
-int Search::bigMen() const
+// Mate scores are stored as distances from this node.
+void Search::store(const Move& move, int value, int depth, Bound bound, int ply)
 {
-    int men = 0;
-    for (const Byte man : p.board) men += isOf(man, p.side) && man >= knight ? 1 : 0;
-    return men;
+    if (value >= mateBound)
+        value += ply;
+    else if (value <= -mateBound)
+        value -= ply;
+    table[p.key] = {move, value, depth, bound};
+}
+
+// Pieces of the side to move other than pawns, the king included.
+int Search::nonPawns() const
+{
+    int pieces = 0;
+    for (const Byte piece : p.board) pieces += isOf(piece, p.side) && piece >= knight ? 1 : 0;
+    return pieces;
 }
 
 bool Search::repeated() const
@@ -157,7 +163,7 @@ bool Search::probCut(int ply, int depth, Score betaOfNode, int staticEval, Score
     for (int cursor = here.listStart; cursor <= here.listEnd; ++cursor)
     {
         if (!nextProbCutMove(ply, cursor, p, threshold)) continue;
-        markCheck(ply + 1);
+        plyAt(p, ply + 1).inCheck = isInCheck(p);
         here.currentMove = slot(p, cursor);
         value = toScore(-quiescence(ply + 1, 0, -raised, 1 - raised));
         if (value >= raised)
@@ -191,12 +197,12 @@ Score Search::failHigh(int ply, int depth, int cursor, Score value)
 {
     Ply& here = plyAt(p, ply);
     const Move move = slot(p, cursor);
-    table.put(p.key, move, value, depth, lowerBound, ply);
+    store(move, value, depth, lowerBound, ply);
     if (ply > 0)
     {
         const std::size_t to = plyAt(p, ply - 1).currentMove.to;
-        const Byte man = p.board[to];
-        if (man >= 2) p.counterMoves.at(man - 2u).at(to) = move;
+        const Byte piece = p.board[to];
+        if (piece >= 2) p.counterMoves.at(piece - 2u).at(to) = move;
     }
     if (here.inCheck != 0) return value;
     if (at(p, move.to) != none) return value;
@@ -245,7 +251,7 @@ Score Search::alphaBeta(int ply, int depth, int alphaGiven, int betaGiven, bool 
 
     Ply& here = plyAt(p, ply);
     here.hashMove = Move{};
-    const Entry entry = table.get(p.key);
+    const Entry entry = lookUp();
     const int entryScore = fromTable(entry.score, ply);
     if (entry.bound != noBound)
     {
@@ -274,9 +280,9 @@ Score Search::alphaBeta(int ply, int depth, int alphaGiven, int betaGiven, bool 
         }
         if (depth < 7 && !wide && farFromMate &&
             staticEval >= betaHere + futilityMargin[static_cast<std::size_t>(depth)] &&
-            bigMen() >= 2)
+            nonPawns() >= 2)
             return toScore(staticEval);
-        if (depth >= 3 && nullAllowed && staticEval >= betaHere && bigMen() >= 2)
+        if (depth >= 3 && nullAllowed && staticEval >= betaHere && nonPawns() >= 2)
         {
             const Score value = nullMove(ply, depth, betaHere);
             if (value >= betaHere) return value <= mateBound ? value : betaHere;
@@ -284,7 +290,7 @@ Score Search::alphaBeta(int ply, int depth, int alphaGiven, int betaGiven, bool 
         if (depth >= 4 && isEmpty(here.hashMove) && (wide || staticEval >= betaHere - 100))
         {
             alphaBeta(ply, depth - 3, alphaHere, betaHere, true);
-            const Entry found = table.get(p.key);
+            const Entry found = lookUp();
             if (found.bound != noBound) here.hashMove = found.move;
         }
         Score value = 0;
@@ -362,9 +368,9 @@ Score Search::alphaBeta(int ply, int depth, int alphaGiven, int betaGiven, bool 
     if (searchedMoves == 0) return here.inCheck != 0 ? toScore(ply - mated) : Score{0};
     if (p.halfMoveClock > 99) return 0;
     if (bestScore <= entryAlpha)
-        table.put(p.key, here.hashMove, bestScore, depth, upperBound, ply);
+        store(here.hashMove, bestScore, depth, upperBound, ply);
     else
-        table.put(p.key, here.bestMove, bestScore, depth, exactBound, ply);
+        store(here.bestMove, bestScore, depth, exactBound, ply);
     return bestScore;
 }
 
@@ -442,7 +448,7 @@ void Search::lineFromTable(int depth)
     int ply = 0;
     while (ply < depth)
     {
-        const Entry entry = table.get(p.key);
+        const Entry entry = lookUp();
         if (entry.bound != exactBound || !isLegalMove(ply, entry.move, p)) break;
         plyAt(p, ply).bestMove = entry.move;
         makeMove(ply + 1, entry.move, p, false);
@@ -484,7 +490,7 @@ void Search::widenUntilHeld(int depth)
         else
         {
             p.rootScore = value;
-            if (depth >= 10) table.put(p.key, plyAt(p, 0).bestMove, value, depth, exactBound, 0);
+            if (depth >= 10) store(plyAt(p, 0).bestMove, value, depth, exactBound, 0);
             p.rootDepthComplete = 1;
             p.rootDepth = depth;
             score = value;
@@ -551,40 +557,6 @@ void Search::iterate(int depthLimit)
     }
 }
 
-bool Search::prepare(Position& position)
-{
-    if (position.broken) return false;
-    for (const int colour : {0, 1})
-        if (std::count(position.board.begin(), position.board.end(), manOf(king, colour)) != 1)
-            return false;
-    for (int s = 0; s < 64; ++s)
-    {
-        const Byte man = at(position, s);
-        if (man == 1 || man > manOf(king, 1)) return false;
-        const bool edge = rankOf(s) == 0 || rankOf(s) == 7;
-        if (edge && (man == pawn || man == manOf(pawn, 1))) return false;
-    }
-    const int enemy = position.side ^ 1;
-    if (isAttacked(position, kingSquare(position, enemy), position.side)) return false;
-
-    Byte kept = 0;
-    for (const int colour : {0, 1})
-    {
-        const int home = colour == 0 ? 0 : 56;
-        if (at(position, home + 4) != manOf(king, colour)) continue;
-        if (at(position, home + 7) == manOf(rook, colour)) kept |= static_cast<Byte>(1 << colour);
-        if (at(position, home) == manOf(rook, colour)) kept |= static_cast<Byte>(4 << colour);
-    }
-    Byte& rights = plyAt(position, 0).rights;
-    if ((rights & ~kept) != 0)
-    {
-        rights &= kept;
-        position.key = computeKey(position, 0);
-        position.keyHistory.at(static_cast<std::size_t>(position.keyIndex - 1)) = position.key;
-    }
-    return true;
-}
-
 void Search::go(const Position& game, int depthLimit)
 {
     std::vector<Move> stack = std::move(p.stack);
@@ -593,21 +565,16 @@ void Search::go(const Position& game, int depthLimit)
     plyAt(p, 0).listStart = 0;
     ponderFirst = Move{};
     ponderSecond = Move{};
-    if (!prepare(p))
+    if (isAttacked(p, kingSquare(p, p.side ^ 1), p.side))
     {
-        std::cout << "info string nodes 0 seldepth 0 score 0\nbestmove a1a1" << std::endl;
+        std::cout << "bestmove a1a1" << std::endl; // a king that can be taken: no chess position
         return;
     }
-    table.startSearch();
     iterate(depthLimit);
 
     const Move best = plyAt(p, 0).bestMove;
     Move ponder = p.lineLength != 0 ? plyAt(p, 1).bestMove : Move{};
     if (isEmpty(ponder) && sameMove(best, ponderFirst)) ponder = ponderSecond;
-    if (table.replacements != 0)
-        std::cout << "info string replacements " << table.replacements << "\n";
-    std::cout << "info string nodes " << p.nodes + p.quiescenceNodes << " seldepth "
-              << p.selectiveDepth << " score " << p.rootScore << "\n";
     std::cout << "bestmove " << moveText(best, p.side);
     if (!isEmpty(ponder)) std::cout << " ponder " << moveText(ponder, p.side ^ 1);
     std::cout << std::endl;

@@ -13,21 +13,16 @@
 namespace oracle
 {
 
-using Evaluation = int (*)(const unsigned char board[64], int sideToMove);
-
 std::string moveText(const Move& move, int side);
 
 class Search
 {
   public:
-    Search(Table& table, Evaluation evaluation);
-
     // Searches a copy of the position and prints what it finds. A depth of 0 sets no limit.
     void go(const Position& game, int depthLimit);
 
-    // The position as a search or a count may use it: rights without king and rook at home are
-    // gone. False if it can't be played on.
-    static bool prepare(Position& p);
+    // Empties the table.
+    void newGame() { table.clear(); }
 
   private:
     Score evaluate() const;
@@ -35,7 +30,7 @@ class Search
     Score quiescence(int ply, int depth, int alphaGiven, int betaGiven);
     Score child(int ply, int depth, int alpha, int beta);
 
-    int bigMen() const;
+    int nonPawns() const;
     bool repeated() const;
     Score nullMove(int ply, int depth, Score beta);
     bool probCut(int ply, int depth, Score beta, int staticEval, Score& value);
@@ -43,7 +38,8 @@ class Search
     int laterMove(int ply, int newDepth, int reduction, Score alpha, Score beta);
     Score failHigh(int ply, int depth, int cursor, Score value);
     void halveHistories();
-    void markCheck(int ply);
+    Entry lookUp() const;
+    void store(const Move& move, int value, int depth, Bound bound, int ply);
 
     void iterate(int depthLimit);
     void widenUntilHeld(int depth);
@@ -51,8 +47,7 @@ class Search
     void lineFromTable(int depth);
     std::string lineText() const;
 
-    Table& table;
-    Evaluation evaluation;
+    Table table;
     Position p;
     Score score = 0;
     Score alpha = 0;

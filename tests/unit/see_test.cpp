@@ -1,121 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Static exchange evaluation (SEE), by hand and against a slow exchange search on a plain board.
-
-#include <array>
+// Static exchange evaluation (SEE) by hand; model_test.cpp compares it with the model.
 
 #include "support.h"
 
 namespace
 {
-
-constexpr int value[] = {0, 0, 87, 87, 340, 340, 340, 340, 515, 515, 1005, 1005, 10000, 10000};
-
-/// A plain board and the exchange on one square, walked square by square.
-struct slowExchange
-{
-    std::array<int, 64> pieces{};
-    std::array<bool, 64> attacker{};
-    int target = 0;
-
-    static int steps(int from, int to)
-    {
-        return std::max(std::abs(from % 8 - to % 8), std::abs(from / 8 - to / 8));
-    }
-
-    /// Whether nothing stands strictly between two squares of a line; `ranks` says which lines.
-    bool sees(int from, bool ranksAndFiles) const
-    {
-        const int df = target % 8 - from % 8;
-        const int dr = target / 8 - from / 8;
-        const bool straight = df == 0 || dr == 0;
-        const bool diagonal = std::abs(df) == std::abs(dr);
-        if (ranksAndFiles ? !straight : !diagonal) return false;
-        const int n = steps(from, target);
-        for (int i = 1; i < n; ++i)
-            if (pieces[static_cast<size_t>(from + (dr / n * 8 + df / n) * i)]) return false;
-        return n > 0;
-    }
-
-    bool bears(int from) const
-    {
-        const int piece = pieces[static_cast<size_t>(from)];
-        const int type = piece & ~1;
-        const int df = std::abs(target % 8 - from % 8);
-        const int dr = target / 8 - from / 8;
-        if (type == PAWN) return df == 1 && dr == (piece & 1 ? -1 : 1);
-        if (type == KNIGHT) return df * std::abs(dr) == 2;
-        if (type == KING) return steps(from, target) == 1;
-        return ((type == BISHOP || type == QUEEN) && sees(from, false)) ||
-               ((type == ROOK || type == QUEEN) && sees(from, true));
-    }
-
-    /// The x-ray table: behind which piece which own sliders come into view.
-    void reveal(int gone)
-    {
-        const int type = gone & ~1;
-        if (type == KNIGHT) return;
-        const bool straight = type == ROOK || type == KING;
-        for (int s = 0; s < 64; ++s)
-        {
-            const int piece = pieces[static_cast<size_t>(s)];
-            if (!piece || (piece & 1) != (gone & 1) || s == target) continue;
-            const int other = piece & ~1;
-            if (other == QUEEN || other == (straight ? ROOK : BISHOP))
-                if (sees(s, straight)) attacker[static_cast<size_t>(s)] = true;
-        }
-    }
-
-    int cheapest(int colour) const
-    {
-        int best = -1;
-        for (int s = 0; s < 64; ++s)
-        {
-            const auto i = static_cast<size_t>(s);
-            if (attacker[i] && (pieces[i] & 1) == colour)
-                if (best < 0 || pieces[i] < pieces[static_cast<size_t>(best)]) best = s;
-        }
-        return best;
-    }
-
-    /// Whether the side that put its piece on the target keeps a balance of zero or more, seen from
-    /// that side, `colour` being the one to capture.
-    bool holds(int balance, int colour)
-    {
-        const int from = cheapest(colour);
-        if (from < 0) return true;
-        const auto i = static_cast<size_t>(from);
-        const int piece = pieces[i];
-        pieces[i] = 0;
-        attacker[i] = false;
-        reveal(piece);
-        if (piece >= KING) return cheapest(colour ^ 1) >= 0;
-
-        // After the capture the other side's loss is recovered, unless it can't be any more.
-        const int left = balance + value[piece];
-        if (left < 0) return false;
-        return !holds(-left, colour ^ 1);
-    }
-};
-
-bool slowSee(moveStruct move, int threshold, const positionStruct* position)
-{
-    if (move.kind == 12 || move.kind >= 14) return threshold <= 0;
-    int balance = value[position->board[move.to]] - threshold;
-    if (balance < 0) return false;
-    balance -= value[position->board[move.from]];
-    if (balance >= 0) return true;
-
-    slowExchange exchange;
-    exchange.target = move.to;
-    for (size_t s = 0; s < 64; ++s) exchange.pieces[s] = position->board[s];
-    exchange.pieces[move.from] = 0;
-    exchange.pieces[move.to] = 0;
-    for (int s = 0; s < 64; ++s)
-        if (exchange.pieces[static_cast<size_t>(s)])
-            exchange.attacker[static_cast<size_t>(s)] = exchange.bears(s);
-    return exchange.holds(balance, position->sideToMove ^ 1);
-}
 
 /// Sets the list of ply 0 to these moves and returns the scores that a function leaves there, from
 /// a slot on.
@@ -132,24 +22,6 @@ std::string scoresAfter(Board& board, const std::vector<moveStruct>& moves, Upda
 }
 
 } // namespace
-
-TEST(SearchSee, AgreesWithASlowExchangeOnManyMoves)
-{
-    int asked = 0;
-    for (const std::string& fen : manyPositions())
-    {
-        Board board(fen);
-        for (const moveStruct& move : board.legalMoves())
-            for (const int threshold : {-600, -340, -100, -1, 0, 1, 87, 200, 340, 500, 1005})
-            {
-                ASSERT_EQ(see(move, static_cast<i16>(threshold), board.get()),
-                          slowSee(move, threshold, board.get()))
-                    << fen << ' ' << move << ' ' << threshold;
-                ++asked;
-            }
-    }
-    EXPECT_GT(asked, 20000);
-}
 
 TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
 {

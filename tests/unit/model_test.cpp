@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+//
+// Evaluation, static exchange evaluation and legality against the model in tests/oracle, which
+// shares no code with the engine.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <random>
+
+#include "../oracle/exchange.h"
+#include "../oracle/oracle_eval.h"
+#include "support.h"
+
+namespace
+{
+
+/// The model's record of a position; one for all tests, since it is large.
+oracle::Position& modelOf(const std::string& fen)
+{
+    static const auto position = std::make_unique<oracle::Position>();
+    oracle::setPosition(fen, *position);
+    oracle::computePins(*position, 0);
+    return *position;
+}
+
+oracle::Move modelMove(moveStruct move)
+{
+    return {move.from, move.to, move.kind, move.score};
+}
+
+/// Two kings and up to 40 more pieces anywhere, also more of a kind than a game can have.
+void placeAtRandom(Board& board, std::mt19937& random)
+{
+    initPosition(board.get());
+    const auto place = [&](int code)
+    {
+        const u8 square = random() % NOFSQUARES;
+        const bool isOnEdge = square < 8 || square >= 56;
+        if (board->board[square] == NOPIECE && !(code < KNIGHT && isOnEdge))
+            addPiece(static_cast<u8>(code), square, board.get());
+    };
+    for (const int king : {KING + WHITE, KING + BLACK})
+        while (!board->pieceBB[king]) place(king);
+    for (auto pieces = random() % 40; pieces; --pieces)
+        place(PAWN + static_cast<int>(random() % 10));
+    board->sideToMove = random() & 1;
+    board->hashKey = calcHashKey(0, board.get());
+    board->pawnHashKey = calcHashKeyPawn(0, board.get());
+    initEvaluation(board.get());
+}
+
+/// Expects the score and the terms of the model.
+void compareScore(Board& board)
+{
+    const evalTrace trace = evaluateTraced(board.get());
+    EXPECT_EQ(trace.score, oracleEvaluate(board->board, board->sideToMove));
+    EXPECT_EQ(evaluateN(0, board.get()), trace.score);
+    OracleTerms terms = oracleTerms(board->board, board->sideToMove);
+    for (int term = 0; term < NOFEVALTERMS; ++term)
+        for (const int colour : {WHITE, BLACK})
+        {
+            const OracleValue value = terms[evalTermName(term)][static_cast<size_t>(colour)];
+            ASSERT_EQ(trace.terms[term][colour], X(value.mg, value.eg))
+                << evalTermName(term) << '\n'
+                << boardToString(board.get());
+        }
+}
+
+} // namespace
+
+TEST(EvalModel, PositionsOfGamesAndRandomPlacementsHaveTheScoresAndTermsOfTheModel)
+{
+    for (const std::string& fen : manyPositions())
+    {
+        Board board(fen);
+        compareScore(board);
+        ASSERT_FALSE(HasFatalFailure());
+    }
+    Board board{std::string(fenStartPos)};
+    std::mt19937 random(5);
+    for (int i = 0; i < 3000; ++i)
+    {
+        placeAtRandom(board, random);
+        compareScore(board);
+        ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
+TEST(SearchSee, AgreesWithTheModelOnManyMoves)
+{
+    int asked = 0;
+    for (const std::string& fen : manyPositions())
+    {
+        Board board(fen);
+        const oracle::Position& model = modelOf(fen);
+        for (const moveStruct& move : board.legalMoves())
+            for (const int threshold : {-600, -340, -100, -1, 0, 1, 87, 200, 340, 500, 1005})
+            {
+                ASSERT_EQ(see(move, static_cast<i16>(threshold), board.get()),
+                          oracle::see(modelMove(move), static_cast<i16>(threshold), model))
+                    << fen << ' ' << move << ' ' << threshold;
+                ++asked;
+            }
+    }
+    EXPECT_GT(asked, 20000);
+}
+
+TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
+{
+    int accepted = 0;
+    for (const std::string& fen : manyPositions())
+    {
+        Board board(fen);
+        oracle::Position& model = modelOf(fen);
+        const std::vector<moveStruct> legal = board.legalMoves();
+        const auto before = std::make_unique<positionStruct>(*board.get());
+        const int home = board->sideToMove == WHITE ? E1 : E8;
+        size_t found = 0;
+        for (int from = 0; from < 64; ++from)
+            for (int to = 0; to < 64; ++to)
+                for (int kind = 0; kind < 16; ++kind)
+                {
+                    const u8 piece = board->board[from];
+                    const moveStruct move = packMove(from, to, kind, piece);
+                    const bool pseudo = isLegalMove(0, &move, board.get(), true);
+                    ASSERT_EQ(pseudo, moveWord(move) != 0 &&
+                                          oracle::isPseudoLegal(0, modelMove(move), model))
+                        << fen << ' ' << move;
+                    // A kind that the piece can have, so that the move can be taken back.
+                    const bool fits =
+                        (piece & ~1) == PAWN
+                            ? kind == 12 || kind == 13 || (kind <= 10 && kind % 2 == 0 && kind != 2)
+                            : kind == 0 || (isKing(piece) && from == home &&
+                                            to == (kind == KINDCASTLEKING ? home + 2 : home - 2));
+                    const bool full = isLegalMove(0, &move, board.get(), false);
+                    ASSERT_EQ(full, fits && oracle::isLegalMove(0, modelMove(move), model))
+                        << fen << ' ' << move;
+                    accepted += full;
+                    if (!full) continue;
+
+                    // What is accepted can be played and taken back.
+                    found += std::any_of(legal.begin(), legal.end(),
+                                         [move](moveStruct m) { return sameMove(m, move); });
+                    makeMove(1, &move, board.get(), false);
+                    unmakeMove(1, &move, board.get());
+                    ASSERT_EQ(std::memcmp(before.get(), board.get(),
+                                          offsetof(positionStruct, sideToMove)),
+                              0)
+                        << fen << ' ' << move;
+                }
+        ASSERT_EQ(found, legal.size()) << fen;
+    }
+    EXPECT_GT(accepted, 5000);
+}

@@ -64,44 +64,6 @@ function conversationWith(threads, title, act) {
   });
 }
 
-conversation('a chess program checks the engine before it plays', async (talk) => {
-  talk.send('uci');
-  await talk.next('id name Quillon Version 2.0');
-  await talk.next(/^id author \S/);
-  await talk.until('uciok');
-  await talk.ready();
-  await talk.newGame();
-  await talk.ready();
-  talk.send('setoption name Hash value 16', 'setoption name Threads value 1');
-  for (const [moves, clock] of [
-    ['', 'wtime 100'],
-    [' moves e2e4', 'btime 100'],
-    [' moves e2e4 e7e5', 'wtime 100 winc 100 btime 100 binc 100'],
-    [' moves e2e4 e7e5 g1f3', 'btime 100 binc 100 wtime 100 winc 100'],
-    ['', 'wtime 100 btime 100 winc 0 binc 0'],
-    [' moves d2d4', 'binc 50 winc 50 btime 100 wtime 100'],
-    [' moves e2e4', 'movetime 100'],
-  ]) {
-    talk.send(`position startpos${moves}`);
-    await talk.go(clock);
-    await talk.ready();
-  }
-  await talk.newGame();
-  for (const [moves, limits] of [
-    ['', 'wtime 100000 btime 100000'],
-    [' moves e2e4 e7e5', 'btime 100000 wtime 100000 binc 100 winc 100'],
-    ['', 'depth 10'],
-  ]) {
-    talk.send(`position startpos${moves}`);
-    await talk.go(limits, info);
-  }
-  talk.send('go infinite');
-  await talk.until(depth10, 60000);
-  talk.send('stop');
-  await talk.bestmove(info);
-  await talk.ready();
-});
-
 conversation('an almost empty clock gives a legal move at once', async (talk) => {
   // Both sides of every border that the allocation of time knows, and a game of unknown length.
   const plies = [0, 1, 17, 18, 50, 51, 80, 81, 200, 201];
@@ -275,17 +237,6 @@ conversation('a Hash that cannot be had is said, with the size used instead', as
   await talk.ready();
   await talk.go('depth 6', silent);
 }, { memory: 200 });
-
-conversation('Hash of 1, 2, 3 and 1024 megabytes, and search on', async (talk) => {
-  for (const size of [1, 2, 3, 1024, 1, 1024, 3, 0, -1, 2]) {
-    talk.send(`setoption name Hash value ${size}`);
-    await talk.ready();
-    talk.send('position startpos moves e2e4');
-    await talk.go('depth 7', silent);
-    talk.send('position fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1');
-    await talk.go('movetime 20');
-  }
-});
 
 conversation('ucinewgame answers readyok, and so does the isready right after it', async (talk) => {
   // A ThreadSanitizer build needs four times the table to clear it.

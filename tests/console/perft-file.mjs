@@ -22,18 +22,3 @@ export function readPerftFile() {
   }
   return sections;
 }
-
-// The same position with the colours exchanged: its counts are the same.
-export function exchangeColours(fen) {
-  const [board, side, rights, passant, ...clocks] = fen.split(' ');
-  const swap = (text) =>
-    [...text].map((c) => (c === c.toLowerCase() ? c.toUpperCase() : c.toLowerCase())).join('');
-  const swapped = swap(rights);
-  return [
-    swap(board).split('/').reverse().join('/'),
-    side === 'w' ? 'b' : 'w',
-    [...'KQkq'].filter((c) => swapped.includes(c)).join('') || '-',
-    passant === '-' ? '-' : passant[0] + (9 - Number(passant[1])),
-    ...clocks,
-  ].join(' ');
-}

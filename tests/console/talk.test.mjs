@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The client, the referee and the watch over memory must notice what they are there for: small
+// The client and the watch over memory must notice what they are there for: small
 // programs that misbehave stand in for the engine.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import { test } from 'node:test';
-import { play } from './games.mjs';
 import { checkFlat, readUse, tolerance } from './process.mjs';
 import { readSearch } from './search.mjs';
 import { Talk } from './talk.mjs';
@@ -95,21 +94,6 @@ test('lines of a search in any other form are failures', () => {
     assert.throws(() => readSearch([bad]), undefined, bad);
   }
   assert.throws(() => readSearch(['bestmove e2e4', good]), /after the result/);
-});
-
-// The referee's other faults are tested by the games of tools/gauntlet.
-test('the referee sees a clock that runs out, and that a move too many is played', async (t) => {
-  const game = async (code) => {
-    const engines = [impostor(t, code), impostor(t, answer('bestmove e7e5'))];
-    const players = engines.map((engine) => ({ engine }));
-    for (const { engine } of players) await engine.ready();
-    return play(players, { base: 20, longest: 2 });
-  };
-  await game(answer('bestmove e2e4'));
-  await assert.rejects(game(onGo("setTimeout(say, 400, 'bestmove e2e4');")), /by time forfeit/);
-  await assert.rejects(game(answer('bestmove a1a1')), /by illegal move/);
-  const twice = game(answer('bestmove e2e4', 'bestmove d2d4'));
-  await assert.rejects(twice, /where none runs/);
 });
 
 test('the watch over a process sees what it holds, and allows the tolerance and no more', () => {

@@ -41,14 +41,6 @@ function folderWith(t, content) {
 const startBeside = (t, content, settings) =>
   Talk.start(t, { ...settings, cwd: folderWith(t, content) });
 
-// Runs `texel` beside this training file and returns its lines.
-async function texel(t, content) {
-  const talk = await startBeside(t, content);
-  const lines = await talk.reply('texel', 60000);
-  await talk.quit();
-  return lines;
-}
-
 // Fails unless the lines are those of a run without parameters, and returns its two errors.
 function readRun(lines) {
   assert.deepEqual(lines.slice(0, 25), [...letsGo, 'Starting texel tuning....']);
@@ -71,37 +63,6 @@ test('a missing file, or a folder of its name, gets its message and nothing else
   const other = await Talk.start(t, { cwd });
   assert.deepEqual(await other.reply('texel'), problem);
   await other.quit();
-});
-
-test('24 workers start before the tuning, which has nothing to change', async (t) => {
-  const content = line(start, '1-0') + line(start, '0-1') + line(drawn, '1/2-1/2');
-  const { starting, ending, minimum } = readRun(await texel(t, content));
-  assert.equal(ending, minimum);
-  assert.equal(starting, minimum);
-  // White to move is ahead by the tempo: two decided games, and a draw that costs nothing.
-  const share = 1 / (1 + 10 ** (-tempo * 1.72 / 400));
-  assert.equal(starting, ((share ** 2 + (1 - share) ** 2) / 3).toPrecision(6));
-});
-
-const noise = Buffer.from(
-  Array.from({ length: 5000 }, (_, i) => (i * 7919) % 256).filter((code) => code !== 10),
-);
-for (const [title, error, ...content] of [
-  ['positions that are worth 0 cost a quarter for each game that was decided', '0.15',
-    ...['1-0', '0-1', '1/2-1/2', '*', '1/2-1/2'].map((result) => line(drawn, result))],
-  // Two records: a quarter and nothing.
-  ['bad lines are left out and the records around them are kept', '0.125', line(drawn, '1-0'),
-    '\n \t \nno result here\n', 'x'.repeat(1 << 20), '\n', noise, '\n', line(drawn, '1/2-1/2'),
-    'cut off'],
-]) {
-  test(title, async (t) => {
-    const lines = await texel(t, Buffer.concat(content.map((part) => Buffer.from(part))));
-    assert.deepEqual(readRun(lines), { starting: error, ending: error, minimum: error });
-  });
-}
-
-test('an empty file ends with an error that is not a number', async (t) => {
-  for (const shown of Object.values(readRun(await texel(t, '')))) assert.match(shown, /^-?nan$/);
 });
 
 test('texel as an argument ends the process with status 0', async (t) => {
@@ -185,16 +146,3 @@ test('zero empties the named tables and names those that it does not know', asyn
   await talk.quit();
 });
 
-test('without a name it prints every table', async (t) => {
-  const talk = await startBeside(t, '', tuner);
-  const lines = await talk.reply('texel', 60000);
-  const names = lines.flatMap((text) => text.match(/^TCONST combEval (\w+)/)?.[1] ?? []);
-  // Before and after.
-  const half = names.length / 2;
-  assert.deepEqual(names.slice(0, half), names.slice(half));
-  assert.equal(new Set(names).size, half);
-  for (const name of ['pieceValue', 'pieceSquareScore', 'EVALPAWNSHIELD', 'EVALKINGDANGER']) {
-    assert.ok(names.includes(name), name);
-  }
-  await talk.quit();
-});

@@ -39,14 +39,6 @@ combEval square(int type, int colour, const std::string& name)
     return pieceSquareScore[type][colour == WHITE ? sq(name) ^ 56 : sq(name)];
 }
 
-/// Makes a move of ply 0.
-void play(Board& board, const std::string& text)
-{
-    const moveStruct move = board.move(text);
-    ASSERT_TRUE(makeMove(1, &move, board.get(), true));
-    EXPECT_EQ(inconsistency(board.get(), 1), "") << text;
-}
-
 /// White's score of a position with these sums added to white's material, at a phase.
 int scoreWith(combEval extra, int gamePhase)
 {
@@ -147,98 +139,6 @@ TEST(EvalMaterial, TheStartPositionIsPureMidGame)
         EXPECT_EQ(board->material[colour], value(pawn) * 8 +
                                                (value(knight) + value(bishop) + value(rook)) * 2 +
                                                value(queen));
-}
-
-TEST(EvalMaterial, EveryCaptureTakesTheVictimsValueAndPhase)
-{
-    for (int type = pawn; type <= queen; ++type)
-        for (const int us : {WHITE, BLACK})
-        {
-            const char letter = fenLabelPieces[static_cast<size_t>(2 * type + 2 + (us ^ 1))];
-            Board board(std::string("4k3/8/8/3") + letter + "4/8/2" + (us == WHITE ? "N" : "n") +
-                        "5/8/4K3 " + (us == WHITE ? "w" : "b") + " - - 0 1");
-            const moveStruct takes{sq("c3"), sq("d5"), 0, 0};
-            ASSERT_EQ(board->gamePhase, phase(knight) + phase(type));
-            makeMove(1, &takes, board.get(), false);
-            EXPECT_EQ(board->gamePhase, phase(knight)) << letter;
-            EXPECT_EQ(board->material[us ^ 1], X(0, 0)) << letter;
-            EXPECT_EQ(board->material[us], value(knight));
-            EXPECT_EQ(board->pstScore[us ^ 1], square(king, us ^ 1, us == WHITE ? "e8" : "e1"));
-            unmakeMove(1, &takes, board.get());
-            EXPECT_EQ(inconsistency(board.get(), 0), "");
-        }
-}
-
-TEST(EvalMaterial, APromotionAddsTheNewPieceAndTakesThePawnAndWhatItCaptures)
-{
-    const std::pair<std::string, int> kinds[] = {
-        {"q", queen}, {"r", rook}, {"b", bishop}, {"n", knight}};
-    for (const auto& [letter, type] : kinds)
-    {
-        Board white("1n6/P3k3/8/8/8/8/8/4K3 w - - 0 1");
-        play(white, "a7a8" + letter);
-        EXPECT_EQ(white->gamePhase, phase(knight) + phase(type)) << letter;
-        EXPECT_EQ(white->material[WHITE], value(type)) << letter;
-        EXPECT_EQ(white->pstScore[WHITE], square(king, WHITE, "e1") + square(type, WHITE, "a8"));
-        Board black("4k3/8/8/8/8/8/p7/1N2K3 b - - 0 1");
-        play(black, "a2b1" + letter);
-        EXPECT_EQ(black->gamePhase, phase(type)) << letter;
-        EXPECT_EQ(black->material[WHITE], X(0, 0)) << letter;
-        EXPECT_EQ(black->material[BLACK], value(type)) << letter;
-        EXPECT_EQ(black->pstScore[BLACK], square(king, BLACK, "e8") + square(type, BLACK, "b1"));
-    }
-}
-
-TEST(EvalMaterial, EnPassantTakesOnOneSquareAndLandsOnAnother)
-{
-    const struct
-    {
-        const char *fen, *text, *landing;
-        int us;
-    } cases[] = {{"4k3/8/8/8/3Pp3/8/8/4K3 b - d3 0 1", "e4d3", "d3", BLACK},
-                 {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", "d6", WHITE}};
-    for (const auto& c : cases)
-    {
-        Board board(c.fen);
-        play(board, c.text);
-        const auto home = [](int colour) { return colour == WHITE ? "e1" : "e8"; };
-        EXPECT_EQ(board->pstScore[c.us ^ 1], square(king, c.us ^ 1, home(c.us ^ 1)));
-        EXPECT_EQ(board->pstScore[c.us],
-                  square(king, c.us, home(c.us)) + square(pawn, c.us, c.landing));
-        EXPECT_EQ(board->material[c.us ^ 1], X(0, 0));
-        EXPECT_EQ(board->material[c.us], value(pawn));
-    }
-}
-
-TEST(EvalMaterial, CastlingMovesKingAndRookAndADoublePushThePawn)
-{
-    const struct
-    {
-        const char* text;
-        int colour;
-        const char *king, *rook, *otherRook;
-    } castlings[] = {{"e1g1", WHITE, "g1", "f1", "a1"},
-                     {"e1c1", WHITE, "c1", "d1", "h1"},
-                     {"e8g8", BLACK, "g8", "f8", "a8"},
-                     {"e8c8", BLACK, "c8", "d8", "h8"}};
-    for (const auto& c : castlings)
-    {
-        Board board(std::string("r3k2r/8/8/8/8/8/8/R3K2R ") + (c.colour == WHITE ? "w" : "b") +
-                    " KQkq - 0 1");
-        const combEval other = board->pstScore[c.colour ^ 1];
-        play(board, c.text);
-        EXPECT_EQ(board->pstScore[c.colour], square(king, c.colour, c.king) +
-                                                 square(rook, c.colour, c.rook) +
-                                                 square(rook, c.colour, c.otherRook))
-            << c.text;
-        EXPECT_EQ(board->pstScore[c.colour ^ 1], other);
-        EXPECT_EQ(board->gamePhase, 4 * phase(rook));
-    }
-    Board board{std::string(fenStartPos)};
-    const combEval before = board->pstScore[WHITE];
-    play(board, "e2e4");
-    EXPECT_EQ(board->pstScore[WHITE] - before,
-              square(pawn, WHITE, "e4") - square(pawn, WHITE, "e2"));
 }
 
 TEST(EvalMaterial, UnmakeCopiesTheSavedSumsBackAndComputesNothing)

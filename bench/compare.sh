@@ -34,8 +34,7 @@ build()
     } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
 }
 
-# Each measurement prints how long the build in the folder $1 takes, in any unit: processor time,
-# but for the start.
+# Each measurement prints the processor time of the build in the folder $1.
 TIMEFORMAT='%U %S'
 processor_time() { { time "$@" > /dev/null 2>&1; } 2>&1 | awk '{print $1 + $2}'; }
 signature() { processor_time "$1/bench/quillon_signature" 13; }
@@ -44,32 +43,6 @@ perft()
     printf 'perft 6\nposition fen %s\nperft 5\nquit\n' \
         'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1' > "$work/input"
     processor_time "$1/quillon" < "$work/input"
-}
-start()
-{
-    local begin
-    begin=$(date +%s%N)
-    for _ in 1 2 3 4 5 6 7 8 9 10; do "$1/quillon" < <(echo quit) > /dev/null; done
-    echo $(($(date +%s%N) - begin))
-}
-two_threads()
-{
-    # Of both together for a million nodes, in a search of two seconds. The table is small: how fast
-    # a large one is filled for the first time is up to the system.
-    coproc engine { exec "$1/quillon"; }
-    # The array and the process id are set by coproc.
-    # shellcheck disable=SC2154
-    local pid=$engine_PID line nodes=0 ticks
-    printf '%s\n' 'setoption name Hash value 16' 'setoption name Threads value 2' \
-        'go movetime 2000' >&"${engine[1]}"
-    while IFS= read -r line <&"${engine[0]}"; do
-        [[ ! $line =~ " nodes "([0-9]+) ]] || nodes=${BASH_REMATCH[1]}
-        [[ $line != bestmove* ]] || break
-    done
-    ticks=$(awk '{print $14 + $15}' "/proc/$pid/stat")
-    echo quit >&"${engine[1]}"
-    wait "$pid"
-    awk "BEGIN {print $ticks * 1e6 / $nodes}"
 }
 
 build "$1" base
@@ -84,7 +57,7 @@ for name in base head; do
     first=$nodes
 done
 echo "measurement  median  (quartiles of $pairs pairs)"
-for measurement in signature perft start two_threads; do
+for measurement in signature perft; do
     for ((i = 0; i < pairs; ++i)); do
         # Neither build always runs first.
         if ((i % 2)); then

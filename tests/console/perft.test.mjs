@@ -126,14 +126,3 @@ conversation('perft draws the board, then gives time, depth, count and speed', a
   assert.ok(Math.abs(Number(time[1]) / 1e9 - Number(time[2])) <= Number(time[2]) * 1e-4);
   assert.equal(count, leaves(`fen ${fen}`, 2));
 });
-
-conversation('perft leaves the position as it was', async (talk) => {
-  talk.send('position startpos moves e2e4 c7c5');
-  for (let i = 0; i < 2; i++) await talk.checkPerft(3);
-});
-
-conversation('the start has 20, 400, 8902 and 197281 sequences of 1 to 4 moves', async (talk) => {
-  for (const [i, count] of [20, 400, 8902, 197281].entries()) {
-    assert.equal((await talk.perft(i + 1)).count, count);
-  }
-});

@@ -389,20 +389,6 @@ test('--open calls the browser, and says where to go when there is none', async 
   assert.equal(read(opened).trim(), some.address);
 });
 
-test('without the libraries it says how to get them', async () => {
-  const bare = path.join(folder, 'bare');
-  fs.cpSync(path.join(root, 'tools'), path.join(bare, 'tools'), { recursive: true });
-  const tool = path.relative(path.join(root, 'tools'), path.join(bare, 'tools', 'board'));
-  fs.mkdirSync(path.join(bare, 'node_modules'));
-  for (const name of ['chess.js', 'cm-chessboard', 'ws']) {
-    const place = `node_modules/${name}`;
-    const { err } = await run(tool, ['--engine', quick.file, '--port', '0']);
-    assert.ok(err.startsWith(`board: ${place}`), err);
-    assert.match(err, /^\S+ \S+ is missing; please run "npm ci"\n$/);
-    fs.symlinkSync(path.join(root, place), path.join(bare, place));
-  }
-});
-
 for (const signal of ['SIGINT', 'SIGTERM']) {
   test(`${signal} ends the server and its engines`, async () => {
     const child = spawn(path.join(root, 'tools/board'), ['--engine', enginePath, '--port', '0'], {

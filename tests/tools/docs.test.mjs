@@ -20,11 +20,6 @@ function folderOfLinks() {
   return folder;
 }
 
-test('commands are taken out of a document without comments, continued lines joined', () => {
-  const text = 'a\n```sh\none 1   # first\n# no command\ntwo \\\n    2 "# 3"\n```\n```\nno\n```\n';
-  assert.deepEqual(commandsOf(text), ['one 1', 'two 2 "# 3"']);
-});
-
 test('each command of the documents has a row, and each row a command', () => {
   const written = new Set(documents().flatMap((file) => commandsOf(read(file))));
   assert.ok(written.size > 20, `only ${written.size} commands`);

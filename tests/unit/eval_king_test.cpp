@@ -29,12 +29,13 @@ combEval shield(const std::string& names, int divisor = 1)
 /// What an attack on the king costs its side: quadratic in the mid-game, linear in the end-game.
 /// The attack is a text of words and numbers counted by hand, which add up if they come again:
 ///
-///   attackers N  by LETTERS       their number, and the pieces whose weights count
-///   adjacent N                    attacks by pieces on squares next to the king
-///   flank N                       attacked squares, those attacked twice counted twice
-///   weak N  unsafe N  pinned N    weak squares of the zone, unsafe checks, pinned pieces in the
-///   zone checks LETTERS                pieces with a safe check queens 0                      the
-///   attackers have none
+///   attackers N by LETTERS     their number, and the pieces whose weights count
+///   adjacent N                 attacks by pieces on squares next to the king
+///   flank N                    attacked squares, those attacked twice counted twice
+///   weak N, unsafe N           weak squares of the zone, unsafe checks
+///   pinned N                   pinned pieces in the zone
+///   checks LETTERS             pieces with a safe check
+///   queens 0                   the attackers have no queen
 combEval cost(const std::string& attack)
 {
     const combEval safeChecks[] = {0, EVALCHECKSAFEKNIGHT, EVALCHECKSAFEBISHOP, EVALCHECKSAFEROOK,

@@ -2,11 +2,8 @@
 //
 // What each generator lists, in which order and with which scores, derived by hand; perft.
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 
 #include "support.h"
 
@@ -198,46 +195,6 @@ TEST(MoveGenerators, RecapturesTakeOnThePreviousSquareOnly)
     }
 }
 
-TEST(MoveGenerators, SimpleChecksAreQuietMovesThatHitTheKing)
-{
-    int found = 0;
-    for (const std::string& fen : manyPositions())
-    {
-        Board board(fen);
-        if (board.ply(0).inCheck) continue;
-        const std::vector<moveStruct> legal = board.legalMoves();
-        generateSimpleChecks(0, board.ply(0).moveListStart, board.get());
-        const std::vector<moveStruct> checks = board.list();
-        for (const moveStruct& move : checks) EXPECT_EQ(board->board[move.to], NOPIECE);
-
-        // A legal quiet move is listed exactly when the piece that moves attacks the king after
-        // it; kings, castling and promotions to rook and bishop are never listed.
-        for (const moveStruct& move : legal)
-        {
-            const bool listed = std::any_of(checks.begin(), checks.end(),
-                                            [&](moveStruct m) { return sameMove(m, move); });
-            const int us = board->sideToMove;
-            const bool left = board->board[move.to] || isKing(board->board[move.from]) ||
-                              move.kind == KINDENPASSANT || move.kind == ROOK ||
-                              move.kind == BISHOP;
-            makeMove(1, &move, board.get(), false);
-            const int type = board->board[move.to] & ~1;
-            const u64 occupied = allPieces(board.get());
-            u64 hits = 0;
-            if (type == KNIGHT) hits = knightAttackTable[move.to];
-            if (type == BISHOP || type == QUEEN) hits = getBishopAttackTable(move.to, occupied);
-            if (type == ROOK || type == QUEEN) hits |= getRookAttackTable(move.to, occupied);
-            const u64 king = board->pieceBB[KING + (us ^ 1)];
-            hits &= king;
-            if (type == PAWN) hits = pawnAttackTable[us][lowestSquare(king)] & bit(move.to);
-            unmakeMove(1, &move, board.get());
-            EXPECT_EQ(listed, hits && !left) << fen << ' ' << move;
-            found += listed;
-        }
-    }
-    EXPECT_GT(found, 100);
-}
-
 
 // Perft
 
@@ -266,23 +223,4 @@ TEST(Perft, AgreesWithItsReverseEverywhereAndLeavesThePosition)
         EXPECT_EQ(perft(0, 3, board.get()), perftRev(0, 3, board.get())) << manyPositions()[i];
         EXPECT_EQ(std::memcmp(before.get(), board.get(), offsetof(positionStruct, plies)), 0);
     }
-}
-
-TEST(PerftFile, IsReadToItsEndWithoutSectionsAndSpacesAndOtherTextDoNoHarm)
-{
-    const std::string start{fenStartPos};
-    for (const int level : {1, 2, 3})
-    {
-        std::ofstream("./perft.txt") << start << ";1;20\n"
-                                     << start << " ; 2 ; 400 ; as everybody knows\n"
-                                     << start << ";1;20\n";
-        testing::internal::CaptureStdout();
-        EXPECT_TRUE(checkMoveGenWithPerft(level));
-        std::fflush(stdout);
-        const std::string text = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << level;
-        EXPECT_NE(text.find("\n1; " + start + " ; 2; 400; 400; "), std::string::npos) << text;
-        std::remove("./perft.txt");
-    }
-    createHashTable(1);
 }

@@ -78,17 +78,6 @@ TEST(MoveListWriter, AMoveIsItsSquaresItsKindAndTheVictimsCodeTimesEightLessTheM
     }
 }
 
-TEST(MoveListWriter, BothWriteTheSameForEverySetOfTwoNeighbouringRanks)
-{
-    std::mt19937_64 random(16);
-    Board board{std::string(fenStartPos)};
-    fillAtRandom(board.get(), random);
-    for (int rank = 0; rank < 7; ++rank)
-        for (u64 set = 0; set < 1 << 16; ++set)
-            for (const u32 step : {byTo, byBoth})
-                ASSERT_NO_FATAL_FAILURE(compare(set << 8 * rank, step, 0xf8000008, board.get()));
-}
-
 TEST(MoveListWriter, BothWriteTheSameForAMillionRandomSetsOfUpTo32)
 {
     std::mt19937_64 random(32);

@@ -61,6 +61,7 @@ TEST(PerftFile, AGoodRecordBeginsWithOneAndABadOneDoesNotStopTheRun)
     EXPECT_TRUE(fine.ok);
     EXPECT_EQ(fine.text.find("1; " + std::string(start) + "; 2; 400; 400; "), 0U) << fine.text;
     EXPECT_NE(fine.text.find("\nResults of the perft checks is OK: 1\n"), std::string::npos);
+    EXPECT_TRUE(check((start + std::string(" ; 2 ; 400 ; as everybody knows\n")).c_str(), 1).ok);
     const report mixed = check((bad + good).c_str(), 1);
     EXPECT_FALSE(mixed.ok);
     EXPECT_EQ(mixed.text.find("0; "), 0U);

@@ -64,38 +64,6 @@ function conversationWith(threads, title, act) {
   });
 }
 
-conversation('an almost empty clock gives a legal move at once', async (talk) => {
-  // Both sides of every border that the allocation of time knows, and a game of unknown length.
-  const plies = [0, 1, 17, 18, 50, 51, 80, 81, 200, 201];
-  const games = plies.map((count) => `startpos moves ${knights(count)}`);
-  const endgame = 'fen 4k3/4p3/8/8/8/8/4P3/4K3 b - - 0 1';
-  const times = forBuild(
-    [-2147483648, -1000, -10, -1, 0, 1, 2, 5, 9, 10, 11, 40, 79, 80],
-    [-1000, 0, 1, 11, 80],
-  );
-  const clock = (time, increment, control) =>
-    `wtime ${time} btime ${time} winc ${increment} binc ${increment} ${control}`;
-  talk.send('setoption name Hash value 1');
-  for (const game of forBuild([...games, middlegame, endgame], [games[2], games[8], endgame])) {
-    talk.send(`position ${game}`);
-    for (const moves of ['', 'movestogo 0', 'movestogo 1', 'movestogo 40', 'movestogo -5']) {
-      for (const increment of [0, 1]) {
-        for (const time of times) await talk.go(clock(time, increment, moves));
-      }
-      for (const time of forBuild([-1000, 0, 11], [0])) await talk.go(clock(time, 100, moves));
-      // Larger budgets: the time they take is not of interest here.
-      for (const increment of [0, 1, 100, 2147483647]) {
-        for (const time of forBuild([-1000, 1, 100, 1000], [0, 1000])) {
-          talk.send(`go ${clock(time, increment, moves)}`);
-          await pauseUpTo(2);
-          talk.send('stop');
-          await talk.bestmove(stopped);
-        }
-      }
-    }
-  }
-});
-
 conversation('boards full of pieces are searched to depth 30 or a stop', async (talk) => {
   // A stop may come before there is a move where captures have almost no end, and anywhere in a
   // sanitizer build.
@@ -321,7 +289,9 @@ conversation('odd limits of go give a legal move', async (talk) => {
     talk.send(`position ${position}`);
     // No time to search, but for a move.
     for (const words of ['movetime 1', 'movetime -1', `movetime ${least}`, clocks(least),
-      `${clocks(least)} movestogo ${least}`, 'depth 0 movetime 20', 'depth 1000 movetime 20',
+      `${clocks(least)} movestogo ${least}`, clocks(-10), clocks(0), clocks(1), clocks(10),
+      `${clocks(11)} movestogo 1`, 'wtime 80 btime 80 movestogo 40', 'depth 0 movetime 20',
+      'wtime 0 btime 0 winc 100 binc 100', 'depth 1000 movetime 20',
       `depth ${most} movetime 20`, 'movestogo 1 movetime 20', 'frob movetime 20',
       'searchmoves e1g1 movetime 20', `movestogo ${most} wtime 100 btime 100`,
     ]) {

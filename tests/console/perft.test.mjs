@@ -9,10 +9,9 @@ import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 import { startFen } from '../../tools/lib/chess.mjs';
-import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 import { readPerftFile } from './perft-file.mjs';
 import {
-  banner, conversation, leaves, pictureOf, sourceDir, startStockfish, Talk,
+  banner, conversation, leaves, pictureOf, sourceDir, Talk,
 } from './talk.mjs';
 
 const { base, extended, full } = readPerftFile();
@@ -27,19 +26,6 @@ test('the perft file holds the positions and depths of its source list', () => {
   const keysOf = (name) => fs.readFileSync(path.join(sourceDir, name), 'utf8').split('\n')
     .filter((line) => line && !line.startsWith('#')).map((line) => line.split(';', 2).join(';'));
   assert.deepEqual(keysOf('data/perft.txt'), keysOf('dev/perft-positions.txt'));
-});
-
-test('stockfish counts what a sample of the perft file says', async (t) => {
-  const stockfish = await startStockfish(t);
-  const random = randomNumbers();
-  const cheap = base.filter((record) => record.count < 3e6);
-  const sample = new Set();
-  while (sample.size < 15) sample.add(pick(random, cheap));
-  for (const { fen, depth, count, text } of sample) {
-    stockfish.send(`position fen ${fen}`, `go perft ${depth}`);
-    const lines = await stockfish.until(/^Nodes searched: /, 60000);
-    assert.equal(lines.at(-1), `Nodes searched: ${count}`, `${text} (seed ${seed})`);
-  }
 });
 
 conversation('rtest finds every count of the base section and says so', async (talk) => {

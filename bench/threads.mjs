@@ -4,7 +4,7 @@
 // What several threads do against one: by the clock, on the positions of the node signature, in
 // turn. Prints the ratios of nodes per second and of the time to a depth, median and quartiles.
 // Each search begins with a cleared table of 256 MB, whose memory has been touched before, as in a
-// game behind "ucinewgame". Positions that one thread is done with in 0.3 seconds are left out.
+// game after "ucinewgame". Positions that one thread finishes within 0.3 seconds are left out.
 //
 // Usage: bench/threads.mjs [DEPTH, 20] [THREADS, 2]
 // QUILLON_ENGINE is the engine measured (build/release/quillon).

@@ -46,7 +46,7 @@ echo "== node --check"
 #   shadowFunction          a local name may be some function's; -Wshadow sees to variables
 #   clarifyCalculation      `set & bit ? a : b` is read as it is meant
 #   constVariable           wrong about references to rows of constant tables
-#   passedByValue           clang-tidy finds the same; its exceptions stand in the code
+#   passedByValue           clang-tidy finds the same; its exceptions are marked in the code
 #   unusedStructMember      in tests: wrong about members that are bound or printed
 #   knownConditionTrueFalse in tests: an expectation is a condition known to hold
 #   redundantAssignment     in tests: takes two random numbers to be equal

@@ -15,7 +15,7 @@ test('the banner is written before the attack tables are built', async (t) => {
   const pipe = path.join(folder, 'pipe');
   execFileSync('mkfifo', [pipe]);
 
-  // A full pipe, which nobody empties, holds the process up at its first byte.
+  // A full pipe that is never read blocks the process at its first byte.
   const filler = fs.openSync(pipe, fs.constants.O_RDWR | fs.constants.O_NONBLOCK);
   for (const size of [4096, 1]) {
     assert.throws(() => { for (;;) fs.writeSync(filler, Buffer.alloc(size)); }, { code: 'EAGAIN' });

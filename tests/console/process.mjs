@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the kernel tells of a process: how long it was kept waiting, and what it holds (memory,
+// What the kernel reports about a process: how long it waited, and what it holds (memory,
 // threads and open files) and whether that stays the same.
 
 import assert from 'node:assert/strict';

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Bad positions and texts that are none: what must never crash, hang or touch memory that it
+// Bad positions and malformed texts: what must never crash, hang or touch memory that it
 // doesn't own. Short enough for the sanitizer builds, which run this file too.
 
 import assert from 'node:assert/strict';
@@ -63,11 +63,11 @@ conversation('rights whose king or rook is not at home are dropped', async (talk
   }
 });
 
-// What is on the board then, nobody has promised: it must be drawn, counted and searched without
+// What is on the board then is not specified: it must be drawn, counted and searched without
 // harm, and a search must end.
 async function checkSurvived(talk, line, limits) {
   talk.send(line);
-  talk.position = 'fen of nobody';
+  talk.position = 'unspecified';
   talk.send('showboard');
   talk.send('isready');
   await talk.until('readyok');

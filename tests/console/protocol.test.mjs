@@ -126,7 +126,7 @@ conversation('the first bare perft runs depth 6, a later one the last depth', as
   const first = await talk.perft();
   assert.deepEqual([first.depth, first.count], [6, record.count]);
   talk.send('position startpos');
-  // A word that is no number counts as depth 0.
+  // A word that is not a number counts as depth 0.
   for (const [word, depth, count] of [
     [3, 3, 8902], [undefined, 3, 8902], [undefined, 3, 8902], ['   2   ', 2, 400], ['x', 0, 1],
     [undefined, 0, 1],

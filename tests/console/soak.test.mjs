@@ -10,7 +10,7 @@ import { noMove } from './search.mjs';
 import { conversation, isLong, pause } from './talk.mjs';
 
 const count = isLong ? 20000 : 500;
-// What the process holds is looked at after so many searches.
+// The process's resources are checked after this many searches.
 const lookEvery = 100;
 const longestGame = 80;
 const threadsWhileLooking = 2;

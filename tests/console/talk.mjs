@@ -269,7 +269,7 @@ export class Talk extends Engine {
   }
 
   // Waits for the end of the process: with a status or by a signal, a clean error stream, and no
-  // line cut short. Returns the lines that nobody has read, which must be those of searches that
+  // line cut short. Returns the unread lines, which must be those of searches that
   // the end cut off, none of them half an answer.
   async exit(status = 0, patience = 10000) {
     await this.wait('its end', scaled(patience) * this.slack, () => this.exited ?? null);
@@ -279,7 +279,7 @@ export class Talk extends Engine {
     assert.equal(this.rest, '', 'a line cut short');
     const left = this.texts.slice(this.cursor);
     for (const line of left) {
-      assert.match(line, searchLine, this.describe('a line that nobody has read'));
+      assert.match(line, searchLine, this.describe('an unread line'));
       this.#take(line);
     }
     for (const { lines } of this.searches) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The client and the watch over memory must notice what they are there for: small
-// programs that misbehave stand in for the engine.
+// programs that misbehave take the engine's place.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -38,7 +38,7 @@ for (const [what, code, act, message] of [
   ['an end by a signal', "if (line === 'quit') process.kill(process.pid, 'SIGSEGV');", quit,
     /bad end/],
   ['text on the error stream', "process.stderr.write('hm\\n');", quit, /text on the error stream/],
-  ['a line that nobody reads', "say('hm');", quit, /a line that nobody has read/],
+  ['an unread line', "say('hm');", quit, /an unread line/],
   ['a line cut short', "process.stdout.write('hm');", quit, /a line cut short/],
   ['another line than the next', "say('hm');", (talk) => talk.ready(), /readyok/],
   ['an illegal move', answer('bestmove e2e5'), go(), /e2e5 is illegal/],

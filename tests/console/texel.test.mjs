@@ -94,7 +94,7 @@ test('a run ends a search, may be repeated, and the engine plays on after it', a
   await talk.quit();
 });
 
-conversation("help does not tell of it, and the tuning build's words are unknown", async (talk) => {
+conversation("help does not mention it, and the tuning build's words are unknown", async (talk) => {
   const help = await talk.reply('help');
   assert.equal(help.length, 2);
   for (const text of help) assert.doesNotMatch(text, /texel/i);

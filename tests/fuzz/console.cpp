@@ -5,7 +5,7 @@
 // of threads are brought down, and a search that the next line would wait for is stopped after a
 // moment.
 
-// The table of commands stands in the file of the program.
+// The table of commands is in the program's own source file.
 #define main quillonMain
 #include "../../src/quillon.cpp" // NOLINT(bugprone-suspicious-include)
 #undef main
@@ -44,7 +44,7 @@ std::string limitGo(std::istream& words)
     return "go depth " + std::to_string(depth) + rest;
 }
 
-/// `setoption` with a small number of megabytes or threads; one that is no number stays.
+/// `setoption` with a small number of megabytes or threads; one that is not a number stays.
 std::string limitOption(const std::string& line, std::istream& words)
 {
     std::string word;

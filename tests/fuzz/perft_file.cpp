@@ -15,7 +15,7 @@ namespace
 
 constexpr int mostLines = 4;
 
-/// A line with a short depth in its second field; a depth that is no number stays.
+/// A line with a short depth in its second field; a depth that is not a number stays.
 std::string limitDepth(const std::string& line)
 {
     const size_t begin = line.find(';');

@@ -2,7 +2,7 @@
 //
 // A data word of the table in a position: the first line has the word, up to 16 hexadecimal digits,
 // the second one a FEN. Whatever the word, its move is judged, played and taken back when it is
-// accepted, and a search finds the word at its root and behind each move.
+// accepted, and a search finds the word at its root and after each move.
 
 #include <algorithm>
 #include <cstddef>
@@ -40,7 +40,7 @@ void playAndTakeBack(moveStruct move, positionStruct* position)
 {
     const std::vector<unsigned char> before = imageOf(*position);
     require(makeMove(1, &move, position, false), "a move taken on trust is made");
-    require(isBoardStructOK(position), "board and bitboards agree behind an accepted move");
+    require(isBoardStructOK(position), "board and bitboards agree after an accepted move");
     // A pawn that is believed to double-push to a1 leaves square 0, which stands for none.
     const bool toNone = move.kind == KINDDOUBLEPUSH && move.to == A1;
     const u64 noneKey = toNone ? hashCodeEnpassant[0] : 0;
@@ -61,7 +61,7 @@ void judge(moveStruct move, positionStruct* position)
     const plyStruct& root = position->plies[0];
     const bool listed = std::any_of(root.moveListStart, root.moveListEnd,
                                     [&](moveStruct other) { return sameMove(move, other); });
-    // A pawn's test is loose: the kind is believed, and direction and edges aren't looked at.
+    // A pawn's test is loose: it trusts the kind and ignores direction and edges.
     const bool isPawn = legal && position->board[move.from] < KNIGHT;
     if (legal) playAndTakeBack(move, position);
     if (legal && !isPawn) require(listed, "what is accepted can be generated");

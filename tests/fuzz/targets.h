@@ -9,7 +9,7 @@
 #include "global.h"
 
 /// One run on one input. The only exceptions let through as ordinary ends of a process are those of
-/// std::stoi, which a clock or an option value that is no number throws by design.
+/// std::stoi, which a clock or an option value that is not a number throws by design.
 void fuzzFen(const std::string& input);
 void fuzzMoves(const std::string& input);
 void fuzzConsole(const std::string& input);

@@ -36,13 +36,14 @@ Set slidersOn(const Position& p, int square, int colour, Set occupied, bool diag
 {
     const Set reach = diagonal ? diagonalReach(square, occupied) : straightReach(square, occupied);
     Set found = 0;
-    for (int s = 0; s < 64; ++s)
-    {
-        if (!has(reach, s)) continue;
-        const Byte piece = at(p, s);
-        if (piece == pieceOf(queen, colour) || piece == pieceOf(diagonal ? bishop : rook, colour))
-            found |= setOf(s);
-    }
+    forEach(reach,
+            [&](int s)
+            {
+                const Byte piece = at(p, s);
+                if (piece == pieceOf(queen, colour) ||
+                    piece == pieceOf(diagonal ? bishop : rook, colour))
+                    found |= setOf(s);
+            });
     return found;
 }
 
@@ -50,21 +51,18 @@ Set slidersOn(const Position& p, int square, int colour, Set occupied, bool diag
 Set attackersOf(const Position& p, int square, Set occupied)
 {
     Set found = 0;
-    for (const int colour : {0, 1})
-    {
-        found |= slidersOn(p, square, colour, occupied, true);
-        found |= slidersOn(p, square, colour, occupied, false);
-        const Set pawns = pawnSources(colour, square);
-        for (int s = 0; s < 64; ++s)
-        {
-            const Byte piece = at(p, s);
-            if ((piece == pieceOf(pawn, colour) && has(pawns, s)) ||
-                (piece == pieceOf(knight, colour) && has(knightReach(square), s)) ||
-                (piece == pieceOf(king, colour) && has(kingReach(square), s)))
-                found |= setOf(s);
-        }
-    }
-    return found & occupied;
+    forEach(occupied,
+            [&](int s)
+            {
+                const Byte piece = at(p, s);
+                Set reach = sliderReach(piece, square, occupied);
+                if (piece == pawn || piece == pieceOf(pawn, 1))
+                    reach = pawnSources(piece & 1, square);
+                if (piece == knight || piece == pieceOf(knight, 1)) reach = knightReach(square);
+                if (piece >= king) reach = kingReach(square);
+                if (has(reach, s)) found |= setOf(s);
+            });
+    return found;
 }
 
 // The cheapest piece of the colour among the attackers, on the lowest square of its kind.

@@ -122,26 +122,31 @@ Set reachOf(const Position& p, Byte whiteCode, int from, Set occupied)
     return sliderReach(pieceOf(whiteCode, p.side), from, occupied);
 }
 
+// Visits the moves of pieces of one kind to some squares.
+template <typename Function>
+void forEachMove(const Position& p, Byte whiteCode, Set movers, Set targets, Function visit)
+{
+    forEach(movers,
+            [&](int from)
+            {
+                forEach(reachOf(p, whiteCode, from, occupancy(p)) & targets,
+                        [&](int to) { visit(from, to); });
+            });
+}
+
 // Captures of all pieces of one kind, the score falling with the attacker's value.
 void pieceCaptures(List& list, const Position& p, Byte whiteCode, Set movers, Set targets)
 {
-    const Set occupied = occupancy(p);
-    for (int from = 0; from < 64; ++from)
-    {
-        if (!has(movers, from)) continue;
-        const Set reach = reachOf(p, whiteCode, from, occupied) & targets;
-        for (int to = 0; to < 64; ++to)
-            if (has(reach, to)) list.add(from, to, plain, at(p, to) * 8 - whiteCode);
-    }
+    forEachMove(p, whiteCode, movers, targets,
+                [&](int from, int to) { list.add(from, to, plain, at(p, to) * 8 - whiteCode); });
 }
 
 void enPassantCaptures(List& list, const Position& p, int ply, Set pawns, int score)
 {
     const int victim = plyAt(p, ply).enPassantPawn;
     if (victim == 0) return;
-    const Set capturers = pawns & besidePawn(victim);
-    for (int from = 0; from < 64; ++from)
-        if (has(capturers, from)) list.add(from, victim, enPassant, score);
+    forEach(pawns & besidePawn(victim),
+            [&](int from) { list.add(from, victim, enPassant, score); });
 }
 
 // King moves to squares that no enemy piece attacks once the king has left its own.
@@ -149,13 +154,14 @@ void kingEvasions(List& list, const Position& p, int own, Set checkers)
 {
     const Set withoutKing = occupancy(p) & ~setOf(own);
     const Set targets = kingReach(own) & ~piecesOf(p, p.side);
-    for (int to = 0; to < 64; ++to)
-    {
-        if (!has(targets, to) || isAttacked(p, to, p.side ^ 1, withoutKing)) continue;
-        const Byte victim = at(p, to);
-        const int bonus = checkers == setOf(to) ? 1 : 0;
-        list.add(own, to, plain, victim != none ? 220 + victim + bonus : 202);
-    }
+    forEach(targets,
+            [&](int to)
+            {
+                if (isAttacked(p, to, p.side ^ 1, withoutKing)) return;
+                const Byte victim = at(p, to);
+                const int bonus = checkers == setOf(to) ? 1 : 0;
+                list.add(own, to, plain, victim != none ? 220 + victim + bonus : 202);
+            });
 }
 
 void pawnBlocks(List& list, const Position& p, Set pawns, Set between)
@@ -188,27 +194,16 @@ void pawnBlocks(List& list, const Position& p, Set pawns, Set between)
 Set findCheckers(const Position& p, int own)
 {
     const int enemy = p.side ^ 1;
-    const Set occupied = occupancy(p);
     Set checkers = 0;
-    for (int s = 0; s < 64; ++s)
-    {
-        if (!isOf(at(p, s), enemy)) continue;
-        switch (at(p, s) & ~1)
-        {
-        case pawn:
-            if (has(pawnSources(enemy, own), s)) checkers |= setOf(s);
-            break;
-        case knight:
-            if (has(knightReach(own), s)) checkers |= setOf(s);
-            break;
-        case bishop:
-        case rook:
-        case queen:
-            if (has(sliderReach(at(p, s), s, occupied), own)) checkers |= setOf(s);
-            break;
-        default: break;
-        }
-    }
+    forEach(piecesOf(p, enemy) & ~setOf(kingSquare(p, enemy)),
+            [&](int s)
+            {
+                const Byte piece = at(p, s);
+                Set reach = sliderReach(piece, own, occupancy(p));
+                if (piece == pieceOf(pawn, enemy)) reach = pawnSources(enemy, own);
+                if (piece == pieceOf(knight, enemy)) reach = knightReach(own);
+                if (has(reach, s)) checkers |= setOf(s);
+            });
     return checkers;
 }
 
@@ -230,19 +225,13 @@ void generateEvasions(int ply, int first, Position& p)
         pawnBlocks(list, p, pawns, way);
 
         int captureScore = 236;
-        const Set occupied = occupancy(p);
         for (const Byte code : {knight, bishop, rook, queen})
         {
-            const Set movers = squaresOf(p, code) & notPinned;
-            for (int from = 0; from < 64; ++from)
-            {
-                if (!has(movers, from)) continue;
-                const Set reach = reachOf(p, code, from, occupied) & (way | checkers);
-                for (int to = 0; to < 64; ++to)
-                    if (has(reach, to))
-                        list.add(from, to, plain,
-                                 at(p, to) != none ? captureScore : captureScore - 30);
-            }
+            forEachMove(p, code, squaresOf(p, code) & notPinned, way | checkers,
+                        [&](int from, int to) {
+                            list.add(from, to, plain,
+                                     at(p, to) != none ? captureScore : captureScore - 30);
+                        });
             --captureScore;
         }
     }
@@ -369,18 +358,12 @@ void generateQuiets(int ply, int first, Position& p)
     List list(p, first);
     pawnPushes(list, p);
     castlingMoves(list, p, here);
-    const Set occupied = occupancy(p);
     for (const Byte code : {knight, bishop, rook, queen, king})
     {
         Set movers = squaresOf(p, code);
         if (code == knight) movers &= here.notPinned;
-        for (int from = 0; from < 64; ++from)
-        {
-            if (!has(movers, from)) continue;
-            const Set reach = reachOf(p, code, from, occupied) & ~occupied;
-            for (int to = 0; to < 64; ++to)
-                if (has(reach, to)) list.addUnscored(from, to, plain);
-        }
+        forEachMove(p, code, movers, ~occupancy(p),
+                    [&](int from, int to) { list.addUnscored(from, to, plain); });
     }
     list.close(ply);
 }

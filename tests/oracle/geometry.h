@@ -77,6 +77,13 @@ constexpr bool isOf(Byte piece, int colour)
 int lowest(Set set);
 int count(Set set);
 
+// Visits the squares of a set in ascending order.
+template <typename Function> void forEach(Set set, Function visit)
+{
+    for (int s = 0; s < 64; ++s)
+        if (has(set, s)) visit(s);
+}
+
 // The next square in a direction, or offBoard.
 int neighbour(int square, int direction);
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The archives as somebody gets them: unpacked, and the engine run from another folder, on another
+# The archives as users get them: unpacked, and the engine run from another folder, on another
 # processor's or system's by an emulator. Each holds a whole conversation through a pipe, counts
 # leaves right, and searches the very same nodes.
 set -euo pipefail
@@ -113,7 +113,7 @@ for target in "${targets[@]}"; do
             program=quillon.exe
             line_end=$'\r'
             command=(wine "$work/$name/quillon.exe")
-            # Its first start sets up its folder, and tells of it.
+            # Its first start sets up its folder and prints messages about that.
             wine cmd /c exit > "$work/wine.log" 2>&1 || { cat "$work/wine.log"; exit 1; }
             ;;
     esac

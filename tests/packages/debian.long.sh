@@ -22,7 +22,7 @@ inside()
     chroot "$root" /usr/bin/env -i PATH=/usr/bin:/usr/sbin:/bin:/sbin \
         DEBIAN_FRONTEND=noninteractive "$@"
 }
-# As somebody without rights, in a folder that has nothing to do with it.
+# As a user without rights, in a folder that has nothing to do with it.
 as_user()
 {
     chroot --userspec=nobody:nogroup "$root" /usr/bin/env -i PATH=/usr/games:/usr/bin:/bin \

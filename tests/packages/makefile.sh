@@ -14,7 +14,7 @@ unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
 # `make help` and the targets that it names.
 help=$(make help)
 for goal in 'EXE=' 'CXX=' 'ARCH=' test install 'PREFIX=' 'DESTDIR=' clean help; do
-    check "make help tells of $goal" holds "$help" "^make.*$goal"
+    check "make help mentions $goal" holds "$help" "^make.*$goal"
 done
 for goal in all install test clean; do
     plan=$(make --no-print-directory -n "$goal" DESTDIR=/d PREFIX=/p |

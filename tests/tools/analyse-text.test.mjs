@@ -112,7 +112,7 @@ test('a game is kept up to an illegal move, which is named with its number', () 
   }
 });
 
-test('a position needs two kings, sense, and nobody who could take a king', () => {
+test('a position needs two kings, and the side not to move may not be in check', () => {
   assert.equal(readFen('startpos').fen(), startFen);
   assert.equal(readFen('4k3/8/8/8/8/8/8/4K3 b - -').fen(), '4k3/8/8/8/8/8/8/4K3 b - - 0 1');
   for (const text of [
@@ -252,7 +252,7 @@ function stub(answer, infos = []) {
   return { name: 'Stub', asked, search, stop() {} };
 }
 
-test('the engine is told of the game only where a move completes a repetition', async () => {
+test('the engine is sent the game only where a move completes a repetition', async () => {
   const [work] = readWork('f', '1. Nf3 Nf6 2. Ng1 Ng8 3. Nf3 Nf6 4. Ng1 Ng8 *', assert.fail);
   for (const [i, position] of work.positions.slice(0, -1).entries()) {
     const engine = stub(() => ({ best: i % 2 ? 'a7a6' : 'a2a3' }));

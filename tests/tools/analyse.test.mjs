@@ -137,7 +137,7 @@ for (const [name, target] of [
   });
 }
 
-test('a reader that has seen enough is no error', async () => {
+test('a reader that closes the pipe early is not an error', async () => {
   const { status, err } = await analyseBy(fake(), [file('pipe.pgn', foolsMate)], {
     each: (out, child) => child.stdout.destroy(),
   });
@@ -174,7 +174,7 @@ test('the engine of the environment is used unless one is named', async () => {
   assert.deepEqual(JSON.parse(out).score, { cp: 10 });
 });
 
-test('without its package each tool tells how to get it', async () => {
+test('without its package each tool says how to get it', async () => {
   fs.cpSync(path.join(root, 'tools'), file('tools'), { recursive: true });
   for (const tool of ['analyse', 'suite', 'gauntlet']) {
     const copy = path.relative(path.join(root, 'tools'), file(`tools/${tool}`));

@@ -17,7 +17,7 @@ function play(moves, fen) {
   return game;
 }
 
-test('a FEN may lack its counters; one of no game is refused with the reason', () => {
+test('a FEN may lack its counters; an impossible one is refused with the reason', () => {
   assert.equal(readFen('  4k3/8/8/8/8/8/8/4K2R  w K - '), '4k3/8/8/8/8/8/8/4K2R w K - 0 1');
   assert.equal(readFen(startFen), startFen);
   for (const [fen, reason] of [
@@ -127,7 +127,7 @@ test('a PGN that begins elsewhere keeps its position', () => {
   assert.match(new Game().pgn(), /\]\n\n\*\n$/);
 });
 
-test('the first of several games is read; what is no game is refused', () => {
+test('the first of several games is read; text without a game is refused', () => {
   const two = '[Event "a"]\n\n1. e4 *\n\n[Event "b"]\n\n1. d4 *\n';
   assert.equal(splitPgn(two).length, 2);
   assert.equal(splitPgn('\uFEFF1. e4 {[%eval 0.2]\n[%clk 0:01:00]} e5').length, 1);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The board's server as hostile and unlucky neighbours see it: foreign pages, odd requests, odd
+// The board's server under hostile and unlucky conditions: foreign pages, odd requests, odd
 // messages, too many tabs, tabs that are silent or don't listen, engines that end or hang, ports
 // that are taken, signals.
 
@@ -248,7 +248,7 @@ test('a message that is too long or binary ends the connection', limited, async 
   await until(() => board.sessions.size === 0, 'the end of all sessions');
 });
 
-test('what comes behind a forbidden message is not taken', limited, async () => {
+test('what follows a forbidden message is ignored', limited, async () => {
   const busy = fakeEngine('busy');
   const one = await start({ file: busy.file });
   const client = await Client.open(one.port);

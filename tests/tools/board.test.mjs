@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The board in the browser, used as a person uses it: headless Chromium, mouse, touch and keys, and
-// the real console behind the page.
+// the real engine.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -238,7 +238,7 @@ tabTest('a promotion asks for the piece and can be called off', async (page) => 
   await until(isRook, 'a rook');
 });
 
-tabTest('the person mates: the game is over and nobody can move', async (page) => {
+tabTest('the person mates: the game is over and neither side can move', async (page) => {
   await playFrom(page, mateInOne);
   await drag(page, 'a1', 'a8');
   await see(page, '#status', 'Checkmate: White wins (1-0)');

@@ -179,7 +179,7 @@ test('a script for PyChess that finds no engine says so', async () => {
   assert.match(engine.stderr, /\/nowhere\/quillon: No such file/);
 });
 
-test('pictures and files that docs/connect.md names are there, and none lies idle', () => {
+test('pictures and files that docs/connect.md names exist, and all are used', () => {
   const links = [...guide.matchAll(/\]\(([^)#]+)\)/g)].map((link) => link[1]);
   const local = links.filter((link) => !link.includes('://'));
   for (const link of local) assert.ok(fs.existsSync(doc(link)), link);

@@ -101,7 +101,7 @@ TEST(EvalShield, CountsHalfWithoutAnEnemyQueenRoundedTowardZero)
     expectWhites(termShield,
                  {{"Kb4 Pa6 Pc5 kh8 qh1", shield("a6 c5")},
                   {"Kb4 Pa6 Pc5 kh8", shield("a6 c5", 2)},
-                  {"Kb4 Qh1 Pa6 Pc5 kh8", shield("a6 c5", 2), "the own queen is no reason"},
+                  {"Kb4 Qh1 Pa6 Pc5 kh8", shield("a6 c5", 2), "an own queen doesn't matter"},
                   {"Ke3 Pd4 Pe4 kh8 qa8", shield("d4 e4")},
                   {"Ke3 Pd4 Pe4 kh8", shield("d4 e4", 2), "a negative one"}});
 }
@@ -123,7 +123,7 @@ TEST(EvalFlank, IsThreeFilesWideForARooksFileAndFourForTheOthers)
 }
 
 
-// Danger: when it is looked at
+// Danger: when it is computed
 
 TEST(EvalDanger, NeedsTwoOfAttackersAndEnemyQueens)
 {
@@ -198,7 +198,7 @@ TEST(EvalDanger, UnsafeChecksCountUnlessTheirKindHasASafeOne)
                               {"Kg1 Bd1 ka8 qa5 nd4", cost(far + " unsafe 2"), "e2 and f3"},
                               {"Kg1 Rf7 ka8 qa5 nd4", cost(far + " checks N"), "f3 is not safe"},
                               {"Kg1 Bd1 Pg2 ka8 qa5 nd4", cost(far + " unsafe 1"),
-                               "a pawn attacks f3, which is no square for black"},
+                               "a pawn attacks f3, so it doesn't count for black"},
                               {"Kg1 ka8 rg6 bg2 ne6", cost(byRook)},
                               {"Kg1 Pg2 Ph2 ka8 qa5 bb8 nd4", cost(byBishop)}});
 }

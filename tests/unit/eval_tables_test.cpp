@@ -49,7 +49,7 @@ TEST(EvalTables, AreThoseOfTheTranscriptionWithItsChecksum)
     compare("GAMEPHASEMAXMG", {GAMEPHASEMAXMG});
     compare("GAMEPHASEMINEG", {GAMEPHASEMINEG});
     EXPECT_EQ(sum, checksum);
-    EXPECT_TRUE(expected.empty()) << expected.begin()->first << " is no table";
+    EXPECT_TRUE(expected.empty()) << expected.begin()->first << " is not a table";
 }
 
 TEST(EvalTables, EveryTermHasANameAndASentenceOfItsOwn)

@@ -66,7 +66,7 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         {captures, "4k3/4r3/8/8/5p2/8/4N3/4K3 w - - 0 1", ""},
         {quiescence, "4r2k/8/5p2/8/4N3/8/8/4K3 w - - 0 1", ""},
 
-        // In check: every kind of piece takes the rook or stands in between.
+        // In check: every kind of piece takes the rook or blocks.
         {captures, "4B1k1/Q7/8/8/r6K/1P6/1NP5/R2R4 w - - 0 1",
          "h4g3:202 h4h3:202 h4g5:202 h4h5:202 b3a4:250 b3b4:210 c2c4:210 "
          "b2a4:236 b2c4:206 e8a4:235 a1a4:234 d1d4:204 a7a4:233 a7d4:203 "},

@@ -110,14 +110,14 @@ TEST(MoveMake, RightsFallByTheMoverAndByTheCornersOfTheMove)
         {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "b3", "a1", 11},
         {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "g3", "h1", 14},
         {"r3k2r/8/1N4N1/8/8/1n4n1/8/R3K2R", 'b', 15, "g3", "e2", 15},
-        // A right may stay behind without its rook. Any move onto a1 and h1 takes it, of a8 and
+        // A right may outlast its rook. Any move onto a1 and h1 takes it, of a8 and
         // h8 only a white one.
         {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'w', 15, "b3", "a1", 11},
         {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'w', 15, "g3", "h1", 14},
         {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'b', 15, "b6", "a8", 15},
         {"4k3/8/1n4n1/8/8/1N4N1/8/4K3", 'b', 15, "g6", "h8", 15},
         {"4k3/8/1N4N1/8/8/8/8/4K3", 'w', 15, "b6", "a8", 7},
-        // A piece in the corner that is no rook, and a rook from elsewhere.
+        // A piece in the corner other than a rook, and a rook from elsewhere.
         {"r3k2q/8/8/8/8/8/8/Q3K2R", 'w', 15, "a1", "b1", 15},
         {"r3k2q/8/8/8/8/8/8/Q3K2R", 'b', 15, "h8", "g8", 15},
         {"r3k2r/8/8/8/3R4/8/8/R3K2R", 'w', 15, "d4", "d5", 15},
@@ -256,7 +256,7 @@ TEST(MoveLegality, CastlingAsksForRightEmptySquaresRookAndACrossingOutOfAttack)
         expect("the rook is attacked", true, true, true, enemyRookAbove(w.rook));
         if (w.kind == KINDCASTLEQUEEN)
             expect("beside the rook", true, true, true, enemyRookAbove("b"));
-        // The rook is gone and the right stayed: only a stored move is looked at that closely.
+        // The rook is gone and the right stayed: only the test of a stored move checks for it.
         expect("no rook", true, false, false,
                [&w](Board& board)
                {

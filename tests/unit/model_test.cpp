@@ -109,7 +109,9 @@ TEST(SearchSee, AgreesWithTheModelOnManyMoves)
 TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
 {
     int accepted = 0;
-    for (const std::string& fen : manyPositions())
+    std::vector<std::string> fens = manyPositions();
+    fens.emplace_back("4k3/8/8/K2pP2r/8/8/8/8 w - d6 0 1"); // en passant opens the rank
+    for (const std::string& fen : fens)
     {
         Board board(fen);
         oracle::Position& model = modelOf(fen);

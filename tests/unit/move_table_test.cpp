@@ -11,7 +11,7 @@
 namespace
 {
 
-/// What a slider attacks, by following each direction until something stands in the way; without
+/// What a slider attacks, by following each direction up to the first piece; without
 /// the last square of each direction if `inner`.
 u64 slowSlider(int square, u64 occupied, bool diagonal, bool inner = false)
 {
@@ -160,7 +160,7 @@ TEST(MoveTable, EveryTableIsWhatItsGeometrySays)
             EXPECT_EQ(kingSafetyArea[c][a], box[c]) << c << ' ' << a;
         }
     }
-    // Some of it by name.
+    // Some of them by hand.
     EXPECT_EQ(passedPawnsMask[WHITE][sq("a7")], squares("a8 b8"));
     EXPECT_EQ(kingSafetyArea[WHITE][sq("a1")], squares("a1 b1 c1 a2 b2 c2 a3 b3 c3"));
     EXPECT_EQ(kingSafetyArea[BLACK][sq("e8")], squares("d8 e8 f8 d7 e7 f7 d6 e6 f6"));
@@ -223,7 +223,7 @@ TEST(MoveTable, BuildingTheTablesPointsTheMainPositionAtItsMoveStack)
 
 // Keys
 
-TEST(HashKeys, NoTwoNumbersAreEqualNoneIsZeroAndTheFirstStandInTheirPlaces)
+TEST(HashKeys, NoTwoNumbersAreEqualNoneIsZeroAndTheFirstAreInTheirPlaces)
 {
     std::set<u64> numbers{0, hashCodeBlackToMove};
     for (int code = PAWN; code < NOFPIECECODES; ++code)

@@ -66,7 +66,7 @@ TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
 TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenTakesBack)
 {
     // Knight takes pawn, knight takes knight, and the piece in front takes back. Black's piece on
-    // d8 takes that one only if nothing stands behind it, which would leave white less than 50.
+    // d8 takes that one only if there is nothing behind it, which would leave white less than 50.
     const std::pair<const char*, bool> cases[] = {
         {"3r2k1/8/5n2/3p4/4P3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind pawn
         {"3r2k1/8/5n2/3p4/4B3/2N2Q2/8/K7 w - - 0 1", true}, // queen behind bishop
@@ -90,7 +90,7 @@ TEST(SearchSee, SeeXrayTable)
     EXPECT_TRUE(see(single.move("d2d5"), 0, single.get()));
 
     // A rook behind a queen on a file is not: queen takes pawn, queen takes queen, rook takes
-    // queen, and black's rook on d8, which really takes once more, bears on nothing.
+    // queen, and black's rook on d8, which could take once more, is not seen.
     Board queenAndRook("3r3k/3q4/8/Q2p4/8/8/8/3R2K1 w - - 0 1");
     EXPECT_TRUE(see(queenAndRook.move("a5d5"), 0, queenAndRook.get()));
 
@@ -103,7 +103,7 @@ TEST(SearchSee, SeeXrayTable)
 // Pins the deliberate reading of the side that captures first.
 TEST(SearchSee, SeeAfterSide)
 {
-    // A queen gives check on a square that a pawn attacks; no own piece bears on it: true.
+    // A queen gives check on a square that a pawn attacks; no own piece attacks it: true.
     Board queen("4k3/8/5p2/8/8/8/8/K3Q3 w - - 0 1");
     const moveStruct check = queen.move("e1e5");
     makeMove(1, &check, queen.get(), true);

@@ -250,7 +250,7 @@ TEST_F(TexelFile, CharactersOneToThreeOfTheWordAfterC9AreTheResult)
     const std::pair<double, std::vector<const char*>> cases[] = {
         {0.5, {"c9 \"1/2-1/2\";", "c9 \"1/2", "c9 x1/2junk and more", "c9 \"1/21-0\";"}},
         {1.0, {"c9 \"1-0\";", "c9 \"1-0", "c9 .1-0/2", "c9\t\"1-0\"; c9 \"0-1\";"}},
-        // Black's win needs no test of its own; a result without the opening quote starts too
+        // The code has no test for black's win; a result without the opening quote starts too
         // early, some words are too short, and some lines end at the word.
         {0.0,
          {"c9 \"0-1\";", "c9 \"*\";", "c9 1-0", "c9 1/2-1/2", "c9 \"\"1-0\"", "c9 \"1-1\"",
@@ -577,7 +577,7 @@ TEST_F(TexelError, WithoutPositionsItIsNotANumberAndWithoutWorkersItIsZero)
 
 TEST_F(TexelError, ARecordThatIsNoPositionIsEvenAndHarmsNoOther)
 {
-    // A king is missing, or the clock is no number that fits.
+    // A king is missing, or the clock is not a number in range.
     const std::string won = "4k3/8/8/8/8/8/PPPP4/QQQ1K3 w - - ";
     for (const std::string& fen :
          {std::string(), std::string(" "), std::string("x"), std::string("8/8/8/8/8/8/8/8 w - - "),
@@ -587,7 +587,7 @@ TEST_F(TexelError, ARecordThatIsNoPositionIsEvenAndHarmsNoOther)
         EXPECT_DOUBLE_EQ(errorOf({{drawn[0], 0.5, 0}, {fen, 1.0, 0}, {drawn[1], 0.0, 0}}, 1),
                          (0.0 + 0.25 + 0.25) / 3)
             << fen;
-    // A clock that can be read is no obstacle: won, and nearly nothing.
+    // With a readable clock the position is won, so the error is nearly 0.
     for (const char* clock : {"2147483647 1 ", "-2147483648 ", "12; 1 "})
         EXPECT_LT(errorOf({{won + clock, 1.0, 0}}, 1), 1e-6) << clock;
 }

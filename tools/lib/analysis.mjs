@@ -106,7 +106,7 @@ export function readWork(input, text, complain, kind) {
   }
   if ((kind ?? kindOf(text)) !== 'pgn') return readRecords(text, input, complain);
   const games = readGames(text);
-  // Any text has words; one that begins with no move and has no tags is no game.
+  // Any text has words; text without tags that doesn't begin with a move isn't a game.
   if (games.every(({ tags, moves }) => !tags.size && !moves.length)) {
     complain(`${input}: neither positions nor games`);
     return [];
@@ -152,7 +152,7 @@ function longestLine(last, lines) {
   return goingOn.reduce((longest, line) => (line.length > longest.length ? line : longest), last);
 }
 
-/** Whether a mate has been looked at so much deeper that a shorter one isn't to be expected. */
+/** Whether the search is so much deeper than the mate that a shorter one is unlikely. */
 function isShortestMate({ score, depth }) {
   if (score?.kind !== 'mate') return false;
   return Math.abs(score.value) <= 1 || depth >= 2 * Math.abs(score.value) + 8;

@@ -45,7 +45,7 @@ export function readFen(text) {
   return chess;
 }
 
-/** Why nobody can move any more or win: "checkmate", "stalemate", "insufficient material"; null
+/** Why the game is over: "checkmate", "stalemate", "insufficient material"; null
  *  while the game goes on. With `atEnd` also what a player may claim: "threefold repetition" and
  *  "fifty moves". */
 export function endOf(chess, atEnd = true) {
@@ -197,7 +197,7 @@ function* pgnWords(text) {
   let depth = 0;
   for (const { groups } of text.matchAll(pattern)) {
     if (groups.name !== undefined) {
-      // A variation that is never closed mustn't swallow the games behind it.
+      // A variation that is never closed mustn't swallow the games after it.
       depth = 0;
       yield { kind: 'tag', name: groups.name, value: groups.value.replace(/\\(.)/g, '$1') };
     } else if (groups.open) depth++;

@@ -33,7 +33,7 @@ export class Command {
       console.log(usage);
       process.exit(0);
     }
-    // `tool | head` is no error.
+    // `tool | head` is not an error.
     process.stdout.on('error', (error) => process.exit(error.code === 'EPIPE' ? 0 : 1));
   }
 

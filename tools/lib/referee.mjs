@@ -14,7 +14,7 @@ export const endings = {
 };
 export const faults = Object.values(endings).slice(1);
 
-/** How a move's score stands in a PGN comment: "+0.35/12 0.050s", from the mover's view. */
+/** A move's score as a PGN comment: "+0.35/12 0.050s", from the mover's view. */
 function comment({ score, depth }, milliseconds) {
   const time = `${(milliseconds / 1000).toFixed(3)}s`;
   if (!score) return time;

@@ -29,7 +29,7 @@ export function readSuite(text, complain) {
   return records;
 }
 
-/** What a record asks for, as it stands in it: "bm Nxf7 am Qd2". */
+/** What a record asks for, in its own words: "bm Nxf7 am Qd2". */
 export function taskText({ operations }) {
   const names = ['bm', 'am', 'dm'].filter((name) => operations.has(name));
   return names.map((name) => `${name} ${operations.get(name)}`).join(' ');

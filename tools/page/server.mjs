@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The board's web server: hands out a fixed set of files and gives each tab an engine behind a
-// WebSocket. It listens on the loopback address only, and answers nobody but its own page.
+// WebSocket. It listens on the loopback address only, and answers only its own page.
 
 import fs from 'node:fs';
 import http from 'node:http';
@@ -126,7 +126,7 @@ export async function startBoard({
   const server = http.createServer({ maxHeaderSize: 8192 }, (request, response) => {
     if (!isOwnHost(request)) return answer(response, 421, 'not the name of this server');
     if (request.method !== 'GET' && request.method !== 'HEAD') {
-      // What comes behind the head is not read.
+      // What follows the head is not read.
       return answer(response, 405, 'GET only', { Allow: 'GET, HEAD', Connection: 'close' });
     }
     const name = files.get(request.url.split('?')[0]);

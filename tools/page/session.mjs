@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine behind one tab: a console process of its own, which does the search that the page has
+// The engine of one tab: a console process of its own, which does the search that the page has
 // asked for last. When the process ends by itself, another one takes its place and goes on with
 // that search.
 
@@ -59,7 +59,7 @@ export function readRequest({ id, fen, moves, limits }) {
   return { id, position, turn, limits: { kind, ...numbers } };
 }
 
-/** What stands behind "go".
+/** The words after "go".
  *  @param {object} limits as in a request
  *  @param {'w' | 'b'} turn
  *  @param {number} elapsed milliseconds that the search has taken in an engine that has ended */

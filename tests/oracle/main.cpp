@@ -4,12 +4,9 @@
 //
 //   position startpos|fen ... [moves ...]    ucinewgame    isready    quit
 //   go depth N     the lines of the engine's search, with the time 0
-//   eval           "score N" for the side to move, a line "term colour mg eg" for each term that
-//                  isn't zero, and an empty line
 //
 // Positions and moves must be legal.
 #include "generators.h"
-#include "oracle_eval.h"
 #include "search.h"
 
 #include <iostream>
@@ -47,7 +44,6 @@ class Console
             std::fill(game.keyHistory.begin(), game.keyHistory.end(), 0);
         }
         if (command == "ucinewgame" || command == "isready") std::cout << "readyok" << std::endl;
-        if (command == "eval") explain();
     }
 
   private:
@@ -78,17 +74,6 @@ class Console
         root.enPassantPawn = oracle::plyAt(game, 1).enPassantPawn;
         root.rights = oracle::plyAt(game, 1).rights;
         root.inCheck = oracle::isInCheck(game);
-    }
-
-    void explain() const
-    {
-        std::cout << "score " << oracleEvaluate(game.board.data(), game.side) << '\n';
-        for (const auto& [name, values] : oracleTerms(game.board.data(), game.side))
-            for (const int colour : {0, 1})
-                if (values[colour].mg || values[colour].eg)
-                    std::cout << name << ' ' << colour << ' ' << values[colour].mg << ' '
-                              << values[colour].eg << '\n';
-        std::cout << std::endl;
     }
 
     oracle::Search search;

@@ -4,10 +4,9 @@
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
-import path from 'node:path';
 import test from 'node:test';
 import { eloOf, evaluateMatch } from '../../tools/lib/elo.mjs';
-import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
+import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
 const fakeNamed = (name, ...manner) => `${fake(...manner)},name=${name}`;
 
@@ -107,13 +106,4 @@ test('wrong use and missing files get one line and a status', async () => {
     ['gauntlet', ['--opponent', `${fakeNamed('other')},Book=x`, ...pgn], 1, /has no option Book/],
   ]);
   assert.ok(!fs.existsSync(file('none.pgn')));
-});
-
-test('the openings of the matches are 250 different positions that stand evenly', () => {
-  const lines = linesOf(read(path.join(root, 'data', 'openings.epd')));
-  assert.equal(new Set(lines.map((line) => line.split(' ').slice(0, 4).join(' '))).size, 250);
-  for (const line of lines) {
-    assert.match(line, / w [KQkq-]+ [a-h36-]+ ce -?\d+;$/);
-    assert.ok(Math.abs(Number(line.match(/ce (-?\d+);/)[1])) <= 40, line);
-  }
 });

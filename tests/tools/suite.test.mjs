@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Test suites: what counts as solved and when, runs on the real engine, and the suites that come
-// with it. The expectations are worked out by hand or by the rules of chess.
+// Test suites: what counts as solved and when, and runs on the real engine. The expectations are
+// worked out by hand or by the rules of chess.
 
 import assert from 'node:assert/strict';
-import path from 'node:path';
 import test from 'node:test';
-import { Chess } from '../../tools/lib/chess.mjs';
 import { parseEpd, taskOf } from '../../tools/lib/epd.mjs';
 import {
   csvRow, isRight, readSuite, runRecord, totalsOf, totalsText,
 } from '../../tools/lib/suite.mjs';
-import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
+import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
 
@@ -168,33 +166,3 @@ test('wrong use gets one line and status 2, missing things one line and status 1
     ['suite', ['--engine', '/nowhere/engine', records], 1, /cannot start \/nowhere\/engine/],
   ]);
 });
-
-/** Whether every reply to a move allows mate at once. */
-function matesInTwo(fen, san) {
-  const chess = new Chess(fen);
-  chess.move(san);
-  return chess.moves().every((reply) => {
-    chess.move(reply);
-    const isMate = chess.moves().some((move) => move.endsWith('#'));
-    chess.undo();
-    return isMate;
-  });
-}
-
-for (const [name, least] of [['tactics', 100], ['mates', 40]]) {
-  test(`the suite of ${name} has different positions with one best move each`, () => {
-    const all = readSuite(read(path.join(root, 'data', 'suites', `${name}.epd`)), assert.fail);
-    assert.ok(all.length >= least);
-    for (const key of ['fen', 'id']) {
-      assert.equal(new Set(all.map((one) => one[key])).size, all.length);
-    }
-    for (const { id, fen, operations, task } of all) {
-      assert.equal(task.best.size, 1, id);
-      assert.ok(Number(operations.get('acd')) >= 25, id);
-      assert.ok(new Chess(fen).moves().length > 1, id);
-      if (name === 'tactics') assert.equal(task.mate, null, id);
-      else assert.ok(task.mate >= 2 && task.mate <= 8, id);
-      if (task.mate === 2) assert.ok(matesInTwo(fen, operations.get('bm')), id);
-    }
-  });
-}

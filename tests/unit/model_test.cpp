@@ -79,7 +79,7 @@ TEST(EvalModel, PositionsOfGamesAndRandomPlacementsHaveTheScoresAndTermsOfTheMod
     }
     Board board{std::string(fenStartPos)};
     std::mt19937 random(5);
-    for (int i = 0; i < 3000; ++i)
+    for (int i = 0; i < 6000; ++i)
     {
         placeAtRandom(board, random);
         compareScore(board);

@@ -255,13 +255,16 @@ TEST(UciMoves, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
     }
 }
 
-TEST(UciPosition, AGameOfSixThousandPliesFitsTheHistory)
+TEST(UciPosition, AGameOfSixThousandPliesFitsTheHistoryAndLeavesRoomForASearch)
 {
-    std::string words = "startpos moves";
-    for (int i = 0; i < 1500; ++i) words += " g1f3 g8f6 f3g1 f6g8";
-    command(UCIposition, words);
-    EXPECT_LT(GPS->keyIndex, KEYHISTORYSIZE - NOFPLIES);
-    EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 1], GPS->hashKey);
-    EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 5], GPS->hashKey);
-    EXPECT_EQ(engine.gamePly, 6000);
+    for (const int plies : {900, 6000})
+    {
+        std::string words = "startpos moves";
+        for (int i = 0; i < plies; i += 4) words += " g1f3 g8f6 f3g1 f6g8";
+        command(UCIposition, words);
+        EXPECT_LT(GPS->keyIndex, KEYHISTORYSIZE - NOFPLIES);
+        EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 1], GPS->hashKey);
+        EXPECT_EQ(GPS->keyHistory[GPS->keyIndex - 5], GPS->hashKey);
+        EXPECT_EQ(engine.gamePly, plies);
+    }
 }

@@ -156,13 +156,6 @@ timedCount countPosition(i32 depth, positionStruct* position)
     return {count, std::chrono::duration_cast<std::chrono::nanoseconds>(end - start).count()};
 }
 
-/// Replaces the transposition table, once no search is using it.
-void replaceHashTable(i32 megabytes)
-{
-    theWorkForce.endSearch();
-    createHashTable(megabytes);
-}
-
 } // namespace
 
 bool checkMoveGenWithPerft(i32 level)
@@ -208,7 +201,7 @@ bool checkMoveGenWithPerft(i32 level)
                << result.count << "; " << result.nanoseconds;
         writeLine(report.str());
         ok = ok && matches;
-        replaceHashTable(tableSizeMB);
+        createHashTable(tableSizeMB);
     }
     writeLine(std::string("Results of the perft checks is OK: ") + (ok ? "1" : "0"));
     return ok;
@@ -220,7 +213,7 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
     positionStruct position = GPSData;
     if (fen != "current") setPosition(fen, &position);
     writeText(boardToString(&position));
-    replaceHashTable(hashSizeMB);
+    createHashTable(hashSizeMB);
 
     const timedCount result = countPosition(depth, &position);
     const double seconds = static_cast<double>(result.nanoseconds) / 1e9;

@@ -36,11 +36,12 @@ u32 perftGenerateMovesLegalCount(u8 ply, moveStruct* moves, positionStruct* posi
 /// Returns whether all counts matched. The file is perftFilename; if that is missing, `perft.txt`
 /// in the folder of the program, in `../share/quillon` or `../share/games/quillon` relative to that
 /// folder, or in the current folder. Without a file, writes a message and returns false. A
-/// malformed line throws the exception of std::stoi.
+/// malformed line throws the exception of std::stoi. No search may be running.
 bool checkMoveGenWithPerft(i32 level);
 
 /// Counts one position, given as a FEN or "current"; writes the board, the count and the speed.
-/// Leaves the table at `hashSizeMB`. `threads` is not used. An unplayable position counts 0.
+/// Leaves the table at `hashSizeMB`. `threads` is not used. An unplayable position counts 0. No
+/// search may be running.
 void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32 threads);
 
 

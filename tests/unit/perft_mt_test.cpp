@@ -78,6 +78,9 @@ TEST(PerftMt, OneThreadAndManyGiveTheKnownCountsAndWriteTheListOfJobsEmptyAndFul
             const counted result = countMt(board.get(), depth, threads);
             EXPECT_EQ(result.leaves, leaves) << threads;
             EXPECT_EQ(result.text, linesOf(jobMoves));
+            // The answers to each first move come after those to the one before.
+            EXPECT_EQ(board.ply(1).moveListEnd - board.ply(0).moveListEnd,
+                      static_cast<i64>(jobMoves / 2));
         }
 }
 

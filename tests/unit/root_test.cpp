@@ -61,12 +61,12 @@ class SearchWindow : public SearchRoot
         clearHashTable();
         const std::vector<moveStruct> moves = board.legalMoves();
         for (size_t i = 1; i < moves.size(); ++i)
-            enterAfter(board, moves[i], i <= others.size() ? -others[i - 1] : 5000);
+            enterAfter(board, moves[i], i <= others.size() ? -others[i - 1] : 31990);
         return settleMove(board, moves[0], depth, 0, worths);
     }
 
     /// Settles one move: `score` to white before a depth, and black's answers from there on, each
-    /// of which is worth -5000 when it has no worth.
+    /// of which is worth -31980 when it has no worth.
     static std::vector<moveStruct> settleMove(Board& board, moveStruct move, int depth, int score,
                                               const std::vector<int>& worths)
     {
@@ -76,14 +76,14 @@ class SearchWindow : public SearchRoot
         for (size_t k = 0; k < answers.size(); ++k)
         {
             makeMove(2, &answers[k], board.get(), false);
-            enter(board, 2, k < worths.size() ? -worths[k] : 5000);
+            enter(board, 2, k < worths.size() ? -worths[k] : 31980);
             unmakeMove(2, &answers[k], board.get());
         }
         unmakeMove(1, &move, board.get());
         return answers;
     }
 
-    /// Settles white's first move so that it is worth 5000 from a depth on, which windows that end
+    /// Settles white's first move so that it almost mates from a depth on, which windows that end
     /// at one of these bounds don't show.
     static void settleHigh(Board& board, int depth, const std::vector<int>& bounds)
     {
@@ -97,7 +97,7 @@ class SearchWindow : public SearchRoot
             for (const moveStruct& move : movesAt(board, 2))
             {
                 makeMove(3, &move, board.get(), false);
-                enter(board, 3, -5000);
+                enter(board, 3, -31980);
                 unmakeMove(3, &move, board.get());
             }
             unmakeMove(2, &answers[k], board.get());
@@ -382,16 +382,16 @@ TEST_F(SearchWindow, EachRowHasItsOwnWideningsAndRowsRepeatAfter16)
 TEST_F(SearchWindow, TheFifthFailLowOfADepthFrom6OnOpensTheWindowBelow)
 {
     // Each answer is just enough to fail low once more. The last is worth more than any further
-    // widening would bear, so if it cuts off, the window is not open.
+    // widening would bear, almost mate, so if it cuts off, the window is not open.
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
         for (const auto& [depth, weight] : {std::pair(5, 0U), {6, 25U}})
         {
             Board board(kingsAndPawns);
-            const auto answers = settle(board, depth, {15, 50, 90, 170, 330, 2000});
+            const auto answers = settle(board, depth, {15, 50, 90, 170, 330, 31980});
             engine.depthLimit = depth;
             lines(board, search);
             EXPECT_EQ(pool->position->rootDepth, depth);
-            EXPECT_EQ(pool->position->rootScore, -2000);
+            EXPECT_EQ(pool->position->rootScore, -31980);
             std::vector<u32> weights(6, weight);
             weights.back() = 0;
             EXPECT_EQ(cutOffs(pool->position, 6, answers), weights) << depth;
@@ -400,8 +400,8 @@ TEST_F(SearchWindow, TheFifthFailLowOfADepthFrom6OnOpensTheWindowBelow)
 
 TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
 {
-    // White's first move seems to be worth what each window asks, and 5000 above 330. Each search
-    // of the root finds it anew.
+    // White's first move seems to be worth what each window asks, and almost mates above 330. Each
+    // search of the root finds it anew.
     for (const auto& [bounds, searches] : {std::pair(std::vector<int>{}, 2),
                                            {{15}, 3},
                                            {{15, 50, 90, 170}, 6},
@@ -411,7 +411,7 @@ TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
         settleHigh(board, 6, bounds);
         engine.depthLimit = 6;
         lines(board);
-        EXPECT_EQ(pool->position->rootScore, 5000);
+        EXPECT_EQ(pool->position->rootScore, 31980);
         EXPECT_EQ(pool->position->rootBestChanges, searches) << bounds.size();
     }
 }

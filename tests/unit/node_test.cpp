@@ -352,6 +352,39 @@ TEST(SearchNode, AFirstQuietMoveThatCutsOffIsAKillerAndFromDepth3OnRewardedInThe
     }
 }
 
+TEST(SearchNode, TheHistoryIsHalvedWhenACutOffRaisesACellToItsLimit)
+{
+    // The second move cuts off, so it gains 9, and the first is charged as much.
+    for (const auto& [good, bad, isHalved] :
+         {std::tuple(131062U, 131062U, false), {131063U, 131062U, true}, {131062U, 131063U, true}})
+    {
+        Node node(pawns);
+        node.setEvaluation(0);
+        node.forEachChild([&](size_t i, moveStruct) { node.settleChild(i == 1 ? -200 : 50); });
+        const std::vector<moveStruct> order = node.legalMoves();
+        ASSERT_EQ(node->board[order[0].from] + node->board[order[1].from], PAWN + PAWN);
+        u32& gained = node->historyGood[0][order[1].to] = good;
+        u32& charged = node->historyBad[0][order[0].to] = bad;
+        // The first one's ratio is the highest all the same.
+        node->historyGood[0][order[0].to] = 1U << 24;
+        node->historyBad[0][order[1].to] = 100000;
+        node->historyGood[11][0] = node->historyBad[11][63] = 7;
+        EXPECT_EQ(node.search(3, 0, 100), 200);
+        EXPECT_EQ(gained, (good + 9) >> isHalved);
+        EXPECT_EQ(charged, (bad + 9) >> isHalved);
+        EXPECT_EQ(node->historyGood[11][0] + node->historyBad[11][63], isHalved ? 6U : 14U);
+    }
+}
+
+TEST(SearchNode, AStopLeavesANodeWithADraw)
+{
+    Node node(pawnsAndKnight);
+    node.setEvaluation(300);
+    theWorkForce.stopSearch = true;
+    EXPECT_EQ(node.search(5, 0, 100), 0);
+    EXPECT_EQ(node.visits(), 0U);
+}
+
 TEST(SearchNode, AfterThreeMovesAtDepth1OnlyQuietChecksAreLeft)
 {
     // One move gives check, and it comes after the pawn moves. LMP: 3, 5, 7, 9 by depth.

@@ -147,14 +147,15 @@ class SearchRoot : public testing::Test
         return written([&] { (pool->*search)(); });
     }
 
-    /// The depths at which a helper stops under the limits 1 to 12, which are those that it
-    /// searches up to 12, or to one beyond.
-    static std::set<int> depthsOf(int id, void (worker::*search)() = &worker::searchRoot)
+    /// The depths at which a helper stops under the limits `first` to 12, or `first` alone. Those
+    /// from 1 to 12 are all that it searches up to 12, or to one beyond.
+    static std::set<int> depthsOf(int id, void (worker::*search)() = &worker::searchRoot,
+                                  int first = 1)
     {
         Board board(stalemated);
         OpenWorker helper(id);
         std::set<int> depths;
-        for (int limit = 1; limit <= 12; ++limit)
+        for (int limit = first; limit <= std::max(first, 12); ++limit)
         {
             liftLimits();
             openSoftClock();

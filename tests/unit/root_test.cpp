@@ -159,6 +159,8 @@ TEST_F(SearchRoot, HelpersSkipTheDepthsOfTheirRowAndRowsRepeatAfter16)
     int id = 0;
     for (const std::set<int>& depths : schedules) EXPECT_EQ(depthsOf(++id), depths) << id;
     EXPECT_TRUE(theWorkForce.stopSearch);
+    EXPECT_EQ(depthsOf(2, &worker::searchRoot, 126), std::set{126});
+    EXPECT_EQ(depthsOf(13, &worker::searchRoot, 127), std::set{127}) << "128 is too deep";
 }
 
 TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
@@ -186,6 +188,31 @@ TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
         isOld ? helper.searchRootOld() : helper.searchRoot();
         EXPECT_EQ(helper.currentDepth, reached) << threads << ' ' << others << ' ' << begun;
         EXPECT_TRUE(isOld || helper.position->rootDepth == reached);
+    }
+}
+
+TEST_F(SearchRoot, AStopEndsCapturesOnlyOnABoardWithMorePiecesThanAGameCanGiveASide)
+{
+    theWorkForce.setNofWorkers(1);
+    for (const auto& [white, isCrowded] : {std::pair("QQQQQQQQ/Q7", false),
+                                           {"QQQQQQQQ/QP6", true},
+                                           {"BBBBBBBB/BB6", false},
+                                           {"BBBBBBBB/BBP5", true},
+                                           {"NNN5/PPPPPPP1", false},
+                                           {"NNN5/PPPPPPPP", true},
+                                           {"RRR5/PPPPPPP1", false},
+                                           {"RRR5/PPPPPPPP", true},
+                                           {"8/8", false}})
+    {
+        std::string black = white;
+        for (char& letter : black) letter = static_cast<char>(std::tolower(letter));
+        for (const std::string& pieces : {white + std::string("/8/8/4K3 b"), black + "/8/8/4K3 w"})
+        {
+            goLines("fen 4k3/8/8/" + pieces, "depth 1");
+            Board queenAhead("4k3/8/8/8/8/8/8/Q3K3 w - - 0 1");
+            const int score = quiescence(0, 0, -30000, 30000, queenAhead.get());
+            EXPECT_EQ(score == 0, isCrowded) << pieces;
+        }
     }
 }
 

@@ -1654,8 +1654,7 @@ void setPositionG(std::string fen, positionStruct* position)
     std::string rights;
     std::string enPassant;
     stream >> pieces >> side >> rights >> enPassant;
-    if (rights.empty()) rights.assign(1, '-');
-    if (enPassant.empty()) enPassant.assign(1, '-');
+    if (enPassant.empty()) enPassant = "-";
 
     setPieces(pieces, position);
     setState(side, rights, enPassant, position);

@@ -344,6 +344,16 @@ TEST_F(SearchRoot, HelpersLookAtTheLimitsOnceASixteenthOfTheSoftBudgetOr100Milli
     for (int attempts = 0; attempts < 1000 && (depth == 0 || engine.elapsedTime > 100); ++attempts)
         depth = reached(90, 160);
     EXPECT_EQ(depth, 127);
+
+    // Until its first look, here after depth 11, its share is 1. That depth takes a tenth off.
+    for (const auto& [used, end] : {std::pair(0.895, 12), {0.905, 11}})
+    {
+        liftLimits();
+        spendSoftBudget(used);
+        theWorkForce.deepestDepth = 10;
+        helper.searchRoot();
+        EXPECT_EQ(helper.currentDepth, end) << used;
+    }
 }
 
 TEST_F(SearchRoot, AHelperClearsTheFlagThatTimeIsUpAndTheBossSetsItAtItsEnd)

@@ -242,6 +242,18 @@ TEST(UciMoves, MovesOffTheBoardArePassedOver)
     EXPECT_EQ(GPS->hashKey, key) << "and the next position is whole";
 }
 
+TEST(UciPosition, PawnKeyAndCheckFollowFromTheBoardAfterMovesThatNoRuleAllows)
+{
+    // A king that is captured, and one that is moved by the other side.
+    for (const char* moves : {"e1e8", "e8e1"})
+    {
+        command(UCIposition, std::string("startpos moves ") + moves);
+        EXPECT_EQ(GPS->pawnHashKey, calcHashKeyPawn(0, GPS)) << moves;
+        EXPECT_EQ(GPS->plies[0].inCheck, isSideInCheck(GPS)) << moves;
+    }
+    command(UCIposition, "startpos");
+}
+
 TEST(UciMoves, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
 {
     // A fifth letter k makes en passant of any move, landing a rank beyond its square.

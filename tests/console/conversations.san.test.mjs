@@ -140,10 +140,11 @@ conversation('quit at any moment ends the process without a move', async (talk, 
     await pauseUpTo(20);
     checkMoveless(await other.quit());
   });
-  // Nor is a line written: that of the iteration cut short would come now.
+  // Nor is a line written: that of the next iteration, which is cut short, would come now.
   const deep = await start();
   deep.send('position startpos', 'go infinite');
   await deep.until(new RegExp(`^info score cp -?\\d+ depth ${forBuild(16, 12)} `), 60000);
+  await pause(10); // until it has begun
   assert.deepEqual(await deep.quit(), []);
   // The search is over, or about to be.
   await repeat(forBuild(25, 4), async () => {

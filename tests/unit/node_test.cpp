@@ -242,6 +242,20 @@ TEST(SearchNode, TheNullMoveReducesBy3AndASixthOfTheDepthAndAtDepth3GoesToQuiesc
     }
 }
 
+TEST(SearchNode, ProbCutPassesOverAHashMoveThatIsNotLegal)
+{
+    // The bishop that could take the queen is pinned.
+    Node node("4r2k/8/8/8/8/3q4/4B3/4K3 w - - 0 1");
+    node.setEvaluation(0);
+    node.settleChildren(50);
+    const moveStruct pinned{sq("e2"), sq("d3"), KINDPLAIN, BISHOP};
+    makeMove(2, &pinned, node.get(), false);
+    node.settleChild(-2000);
+    unmakeMove(2, &pinned, node.get());
+    node.enter(0, boundUpper, pinned);
+    EXPECT_EQ(node.search(5, 0, 1), -50);
+}
+
 TEST(SearchNode, AnExactEntryOfLessDepthReplacesTheEvaluationWhichIsNotCalled)
 {
     // 100 at depth 1 is reverse futility at beta 35 and not at 36.

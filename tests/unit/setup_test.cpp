@@ -166,3 +166,18 @@ TEST(GeneralSetUp, RightsWithoutKingOrRookAtHomeAreDropped)
     EXPECT_EQ(inconsistency(board.get(), 0), "");
     EXPECT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
 }
+
+TEST(GeneralSetUp, AnEnPassantSquareCountsForAPawnThatHasJustPassedAnEmptySquare)
+{
+    for (const auto& [fen, square] : {std::pair("4k3/8/8/8/4P3/5N2/8/4K3 b - e3 0 1", "e4"),
+                                      {"4k3/8/8/8/4P3/4N3/8/4K3 b - e3 0 1", "a1"},
+                                      {"4k3/8/5n2/4p3/8/8/8/4K3 w - e6 0 1", "e5"},
+                                      {"4k3/8/4n3/4p3/8/8/8/4K3 w - e6 0 1", "a1"},
+                                      {"4k3/8/8/4P3/8/8/8/4K3 w - e6 0 1", "a1"}})
+    {
+        Board board(fen);
+        ASSERT_TRUE(makePlayable(board.get()));
+        EXPECT_EQ(board.ply(0).enPassantSquare, sq(square)) << fen; // a1 is none
+        EXPECT_EQ(inconsistency(board.get(), 0), "");
+    }
+}

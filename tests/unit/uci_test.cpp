@@ -186,6 +186,7 @@ TEST(UciPosition, TheWordAfterStartposIsDiscardedUnread)
 
 TEST(UciSetOption, NumbersAreForcedIntoTheirRange)
 {
+    engine.hashSizeMB = 2;
     command(UCIsetoption, "name Hash value 0");
     EXPECT_EQ(engine.hashSizeMB, 1);
     command(UCIsetoption, "name Ponder value true");
@@ -256,15 +257,32 @@ TEST(UciPosition, PawnKeyAndCheckFollowFromTheBoardAfterMovesThatNoRuleAllows)
 
 TEST(UciMoves, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
 {
-    // A fifth letter k makes en passant of any move, landing a rank beyond its square.
+    // A fifth letter k makes en passant of any move, landing a rank beyond its square. A diagonal
+    // step backwards to the first rank makes it of a pawn beyond the board.
     for (const auto& [fen, text] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
-                                    std::pair("fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k")})
+                                    {"fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k"},
+                                    {"fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2d1"},
+                                    {"fen 4k3/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7d8"}})
     {
         command(UCIposition, fen);
         const u64 key = GPS->hashKey;
         UCIprocesMove(text);
         EXPECT_EQ(GPS->hashKey, key) << text;
     }
+}
+
+TEST(UciMoves, AMoveOfTheGameLeavesItsStateInTheRootsRecord)
+{
+    command(UCIposition, "startpos moves e1e2");
+    const u64 key = GPS->hashKey;
+    const u64 pawnKey = GPS->pawnHashKey;
+    UCIprocesMove("e7e5");
+    const plyStruct& root = GPS->plies[0];
+    EXPECT_EQ(root.enPassantSquare, sq("e5"));
+    EXPECT_EQ(root.castlingRights, BLACKRIGHTS);
+    EXPECT_EQ(root.savedHashKey, key);
+    EXPECT_EQ(root.savedPawnHashKey, pawnKey);
+    command(UCIposition, "startpos");
 }
 
 TEST(UciPosition, ALongGameFitsTheHistoryLeavesRoomForASearchAndKeepsItsLastKeys)

@@ -255,19 +255,20 @@ TEST(UciPosition, PawnKeyAndCheckFollowFromTheBoardAfterMovesThatNoRuleAllows)
     command(UCIposition, "startpos");
 }
 
-TEST(UciMoves, ACaptureEnPassantThatWouldLandBeyondTheBoardIsPassedOver)
+TEST(UciMoves, ACaptureEnPassantBeyondTheBoardIsPassedOver)
 {
     // A fifth letter k makes en passant of any move, landing a rank beyond its square. A diagonal
-    // step backwards to the first rank makes it of a pawn beyond the board.
-    for (const auto& [fen, text] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
-                                    {"fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k"},
-                                    {"fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1", "e2d1"},
-                                    {"fen 4k3/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7d8"}})
+    // step back to the first rank makes it of a pawn a rank beyond that.
+    for (const auto& [fen, moves] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
+                                     {"fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k"},
+                                     {"fen 2k5/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7d8 e7f8"},
+                                     {"fen 4k3/1p6/8/8/8/8/8/4K3 b - - 0 1", "b7a8 b7c8"},
+                                     {"fen 4k3/6p1/8/8/8/8/8/4K3 b - - 0 1", "g7f8 g7h8"}})
     {
         command(UCIposition, fen);
         const u64 key = GPS->hashKey;
-        UCIprocesMove(text);
-        EXPECT_EQ(GPS->hashKey, key) << text;
+        command(UCIposition, fen + std::string(" moves ") + moves);
+        EXPECT_EQ(GPS->hashKey, key) << moves;
     }
 }
 

@@ -151,7 +151,7 @@ TEST(HashMemory, TheLeastLimitOfTheControlGroupsOnTheWayUpCounts)
     write("sys/fs/cgroup/user/game/memory.max", "900000");
     EXPECT_EQ(limit(), 900000U);
 
-    write("proc/self/cgroup", "9:name=systemd:/\n4:cpu,memory:/box\n3:cpuset:/user\nnonsense");
+    write("proc/self/cgroup", "nonsense\n9:name=systemd:/\n4:cpu,memory:/box\n3:cpuset:/user");
     EXPECT_EQ(limit(), none) << "the second version's files don't count";
     write("sys/fs/cgroup/memory/memory.limit_in_bytes", "700000");
     EXPECT_EQ(limit(), 700000U) << "of the top, as a container sees its own";

@@ -160,8 +160,10 @@ TEST(MoveGenerators, QuietMovesAndLegalMovesComeInTheirOrder)
         EXPECT_EQ(board.ply(1).moveListStart, board.ply(0).moveListEnd) << c.fen;
         if (c.generate == legal) continue;
         EXPECT_EQ(start->score, c.generate == checks ? 255 : 0) << c.fen;
-        if (c.generate == quiets) continue;
-        for (int i = 1; i < 100; ++i) EXPECT_EQ(start[i].score, 77) << c.fen;
+        if (c.generate == quiets)
+            for (const moveStruct& move : board.list()) EXPECT_EQ(move.score, 0) << c.fen;
+        else
+            for (int i = 1; i < 100; ++i) EXPECT_EQ(start[i].score, 77) << c.fen;
     }
 }
 

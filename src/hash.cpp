@@ -369,6 +369,8 @@ u64 memoryForTable()
     if (pages > 0 && pageSize > 0) memory = narrow<u64>(pages) * narrow<u64>(pageSize);
 #endif
     memory = std::min(memory, controlGroupLimit(""));
+    // A system of 32 bits has less room for addresses than a machine may have memory.
+    memory = std::min<u64>(memory, std::numeric_limits<size_t>::max());
     return memory - memory / 8;
 }
 
@@ -394,6 +396,12 @@ u64 homeLines(int megabytes)
     u64 lines = SMALLESTTABLE;
     for (int size = 1; size < megabytes; size *= 2) lines *= 2;
     return lines;
+}
+
+/// Bytes of the block of a table with so many home lines, which must fit the memory.
+size_t blockSize(u64 lines)
+{
+    return narrow<size_t>((lines + SPARELINES) * sizeof(hashLine));
 }
 
 /// Whether a line's two words belong together and to the key. One comparison answers both.
@@ -498,7 +506,7 @@ void createHashTable(int megabytes)
     void* block = nullptr;
     for (;; lines /= 2)
     {
-        block = std::calloc(lines + SPARELINES, sizeof(hashLine));
+        block = std::calloc(blockSize(lines), 1);
         if (block) break;
         if (lines == SMALLESTTABLE) throw std::bad_alloc();
     }
@@ -508,7 +516,7 @@ void createHashTable(int megabytes)
 
     hashTable = static_cast<hashLine*>(block);
     hashKeyMask = lines - 1;
-    useHugePages(block, (lines + SPARELINES) * sizeof(hashLine));
+    useHugePages(block, blockSize(lines));
     hashHartBeat = 0;
     hashCountUse = 0;
 }
@@ -528,8 +536,7 @@ void clearHashTable()
 {
     // An empty line has a check word of 0.
     theToucher.stop();
-    const size_t size = (hashKeyMask + 1 + SPARELINES) * sizeof(hashLine);
-    std::memset(hashTable, 0, size);
+    std::memset(hashTable, 0, blockSize(hashKeyMask + 1));
     hashHartBeat = 0;
     hashCountUse = 0;
 }

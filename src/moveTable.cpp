@@ -50,7 +50,7 @@ constexpr u64 rank8 = rank1 << 56;
 struct direction
 {
     // cppcheck-suppress unusedStructMember
-    int step;
+    u8 step;
     u64 edge;
 };
 

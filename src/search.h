@@ -230,9 +230,9 @@ class boss : public worker
 };
 
 // Values of stopSearch. The first to end a search decides how it ends.
-constexpr u8 SEARCHING = 0;
-constexpr u8 STOPPED = 1;   // it writes its result
-constexpr u8 ABANDONED = 2; // it writes nothing any more
+constexpr i32 SEARCHING = 0;
+constexpr i32 STOPPED = 1;   // it writes its result
+constexpr i32 ABANDONED = 2; // it writes nothing any more
 
 /// The pool and its flags.
 ///
@@ -272,7 +272,7 @@ class alignas(64) workForce
     // Raw pointers on purpose: at the end of the process the threads are still parked, and owning
     // pointers would destroy them from a static destructor.
     std::vector<worker*> workers; // the boss first
-    relaxed<u8> stopSearch;
+    relaxed<i32> stopSearch;
     relaxed<u8> ponderSearch;
     relaxed<u8> timeIsUp;
     relaxed<i32> deepestDepth;

@@ -450,8 +450,9 @@ bool isTimeOver(positionStruct* position)
 {
     if (position->nodesToClockCheck-- > 0) return false;
     position->nodesToClockCheck = engine.nodeCheckInterval;
-    if (theWorkForce.ponderSearch || engine.infinite) return false;
-    if (millisecondsSinceGo() < engine.maxTime) return false;
+    // An unlimited search reads the clock too: a platform without threads uses that to take turns.
+    const i64 elapsed = millisecondsSinceGo();
+    if (theWorkForce.ponderSearch || engine.infinite || elapsed < engine.maxTime) return false;
     theWorkForce.stop();
     return true;
 }

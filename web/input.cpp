@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+//
+// Standard input of the WebAssembly builds: text that JavaScript hands over. The engine's main
+// thread sleeps until there is some.
+
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <streambuf>
+#include <string>
+#include <utility>
+
+#include "global.h"
+
+namespace
+{
+
+/// What was handed over and has not been read.
+class handedText : public std::streambuf
+{
+  public:
+    handedText() { std::cin.rdbuf(this); }
+
+    void add(const char* text)
+    {
+        const std::lock_guard<std::mutex> lock(mtx);
+        waiting += text;
+        changed.notify_one();
+    }
+
+  protected:
+    int_type underflow() override
+    {
+        std::unique_lock<std::mutex> lock(mtx);
+        changed.wait(lock, [this] { return !waiting.empty(); });
+        reading = std::exchange(waiting, {});
+        setg(reading.data(), reading.data(), reading.data() + reading.size());
+        return traits_type::to_int_type(reading[0]);
+    }
+
+  private:
+    std::mutex mtx; // guards `waiting`
+    std::condition_variable changed;
+    std::string waiting;
+    std::string reading;
+};
+
+handedText theInput;
+
+} // namespace
+
+/// Hands over text, which is copied; lines end with '\n'.
+extern "C" void quillonInput(const char* text)
+{
+    theInput.add(text);
+}
+
+/// Sets the size of the first table, MB, before main() makes it: a browser needn't find the memory
+/// for the default size first.
+extern "C" void quillonHash(int megabytes)
+{
+    engine.hashSizeMB = megabytes;
+}

@@ -3,8 +3,8 @@
 #
 # Builds what the tests need, installs packages that are missing, and runs the tests.
 #   ./test.sh          one optimised build with assertions and its quick tests: five minutes at most
-#   ./test.sh --full   all builds and tests but the longest: sanitizers, clang, fuzzers, packages,
-#                      the board in a browser, short matches: some 25 minutes
+#   ./test.sh --full   all builds and tests but the longest: sanitizers, clang, libc++, fuzzers,
+#                      WebAssembly, packages, the board in a browser, games: some 30 minutes
 #   ./test.sh --long   the full run and whole games, all archives, the documents' commands: hours
 #   ./test.sh --lint   formatting and static checks
 #   ctest --test-dir build/check -L eval    afterwards: the tests of one area; see CONTRIBUTING.md
@@ -40,7 +40,10 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
         chromium=chromium python3=python3 \
         /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
         /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
-        dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils
+        dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils em++=emscripten \
+        /usr/lib/llvm-14/include/c++/v1/version=libc++-14-dev \
+        /usr/lib/llvm-14/lib/libc++abi.so=libc++abi-14-dev \
+        /usr/src/googletest/CMakeLists.txt=googletest
 [[ $level != long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
 
 mkdir -p build
@@ -99,16 +102,22 @@ else
     build debug "${tests[@]}"
     build portable -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
     build clang "${tests[@]}" -DQUILLON_LTO=OFF
+    build libcxx "${tests[@]}"
     build asan "${tests[@]}"
     build tsan "${tests[@]}"
     build release "${tests[@]}"
     build fuzz -DQUILLON_WERROR=ON
+    build wasm
     run debug -L unit
     run clang -L unit
+    run libcxx -L unit
     run asan -L san "${without_node[@]}"
     run tsan -L threads "${without_node[@]}"
     run release -LE 'long|node' -j 2
-    [[ ${#without_node[@]} -gt 0 ]] || run release -L node -LE long
+    if [[ ${#without_node[@]} -eq 0 ]]; then
+        run release -L node -LE long
+        run wasm -L web -j 1
+    fi
     run fuzz -L fuzz
 fi
 if [[ $level == long ]]; then

@@ -12,13 +12,14 @@ async function startWorker({ message, ended }) {
     const { Worker } = await import('node:worker_threads');
     const worker = new Worker(url);
     worker.on('message', message);
-    worker.on('error', (error) => ended(error));
+    worker.on('error', (error) => ended(new Error(`the engine has crashed: ${error.message}`)));
     worker.on('exit', () => ended(new Error('the worker was ended')));
     return worker;
   }
   const worker = new Worker(url, { type: 'module' });
   worker.onmessage = (event) => message(event.data);
-  worker.onerror = (event) => ended(new Error(event.message ?? 'the worker could not be loaded'));
+  worker.onerror = (event) =>
+    ended(new Error(`the engine has crashed: ${event.message ?? 'it could not be loaded'}`));
   return worker;
 }
 

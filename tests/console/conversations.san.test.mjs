@@ -8,7 +8,7 @@
 import assert from 'node:assert/strict';
 import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 import { bestMovePattern, noMove } from './search.mjs';
-import { banner, conversation as talkTest, pause, sanitizer, Talk } from './talk.mjs';
+import { banner, conversation as talkTest, pause, sanitizer, Talk, timeScale } from './talk.mjs';
 
 const startpos = 'startpos';
 const middlegame = 'fen r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR w KQ - 5 9';
@@ -20,8 +20,9 @@ const silent = { silent: true };
 const stopped = { stopped: true };
 const info = { info: true, patience: 60000 };
 
-// A value for the optimised build and others for the sanitizer builds.
-const forBuild = (bare, address, thread = address) => ({ address, thread })[sanitizer] ?? bare;
+// A value for the optimised build and others for slow ones: the sanitizers' and WebAssembly's.
+const forBuild = (bare, address, thread = address) =>
+  ({ address, thread })[sanitizer] ?? (timeScale > 1 ? address : bare);
 
 // Fails when a search that was cut off has written a result.
 const checkMoveless = (lines) => assert.ok(!lines.some((line) => bestMovePattern.test(line)));

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+// The npm package: packed, installed into an empty folder, and used from there in Node and in
+// headless Chromium.
+
+import assert from 'node:assert/strict';
+import { execFileSync, spawnSync } from 'node:child_process';
+import fs from 'node:fs';
+import http from 'node:http';
+import path from 'node:path';
+import test from 'node:test';
+import { chromium } from 'playwright-core';
+import { Engine } from '../../tools/lib/uci.mjs';
+import { enginePath, folder, root } from '../tools/support.mjs';
+
+const packageDir = process.env.QUILLON_PACKAGE ?? path.join(root, 'build', 'wasm', 'package');
+const installed = path.join(folder, 'node_modules', 'quillon');
+let Quillon;
+
+test.before(async () => {
+  execFileSync('npm', ['pack', '--pack-destination', folder, packageDir], { stdio: 'pipe' });
+  fs.writeFileSync(path.join(folder, 'package.json'), '{}');
+  const tarball = path.join(folder, 'quillon-2.0.0.tgz');
+  execFileSync('npm', ['install', '--offline', '--no-audit', tarball], { cwd: folder });
+  ({ Quillon } = await import(path.join(installed, 'index.mjs')));
+});
+
+/** An engine with the lines it has written, and a wait for one of them. */
+async function start(settings) {
+  const engine = await Quillon(settings);
+  const lines = [];
+  let wake = () => {};
+  engine.onLine = (line) => {
+    lines.push(line);
+    wake();
+  };
+  const until = async (pattern) => {
+    for (;;) {
+      const at = lines.findIndex((line) => pattern.test(line));
+      if (at >= 0) return lines.splice(0, at + 1).pop();
+      await new Promise((done) => {
+        wake = done;
+      });
+    }
+  };
+  return { engine, until };
+}
+
+for (const threaded of [true, false]) {
+  const build = threaded ? 'with threads' : 'without threads';
+
+  test(`${build}: the nodes of a search are those of the native engine`, async () => {
+    const { engine, until } = await start({ threaded });
+    engine.send('go depth 12');
+    const native = await Engine.start(enginePath);
+    native.send('go depth 12');
+    const [expected] = (await native.until(/^info .* depth 12 /)).slice(-1);
+    const line = await until(/^info .* depth 12 /);
+    assert.equal(line.replace(/ time \d+/, ''), expected.replace(/ time \d+/, ''));
+    await native.quit();
+    await engine.quit();
+  });
+
+  test(`${build}: isready, ponderhit and stop are answered during a search`, async () => {
+    const { engine, until } = await start({ threaded });
+    engine.send('go infinite');
+    engine.send('isready');
+    await until(/^readyok$/);
+    await until(/^info .* depth 10 /);
+    engine.send('stop');
+    assert.match(await until(/^bestmove/), /^bestmove [a-h][1-8][a-h][1-8]/);
+    engine.send('go ponder movetime 50');
+    engine.send('isready');
+    await until(/^readyok$/);
+    engine.send('ponderhit');
+    assert.match(await until(/^bestmove/), /^bestmove [a-h][1-8][a-h][1-8]/);
+    assert.equal(await engine.quit(), null);
+    assert.throws(() => engine.send('isready'), /has ended/);
+  });
+
+  test(`${build}: the engine can be killed in a search, which is reported`, async () => {
+    const { engine, until } = await start({ threaded });
+    engine.send('go infinite');
+    await until(/^info .* depth 10 /);
+    let reported = null;
+    engine.onExit = (fault) => {
+      reported = fault;
+    };
+    engine.kill();
+    assert.match((await engine.ended).message, /killed/);
+    assert.match(reported.message, /killed/);
+  });
+
+  test(`${build}: rtest and perft find their numbers`, async () => {
+    const { engine, until } = await start({ threaded });
+    engine.send('perft 4');
+    await until(/^Perft results for depth: 4 {2}197281 /);
+    engine.send('rtest');
+    await until(/^Results of the perft checks is OK: 1$/);
+    await engine.quit();
+  });
+}
+
+test('an invalid option ends the engine with a message', async () => {
+  const { engine } = await start({});
+  engine.send('setoption name Hash value lots');
+  assert.match((await engine.ended).message, /crashed/);
+});
+
+test('settings out of range are refused', async () => {
+  await assert.rejects(Quillon({ threads: 0 }), /1 to 64/);
+  await assert.rejects(Quillon({ hash: 0.5 }), /1 to 32768/);
+});
+
+test('npx quillon is the console', () => {
+  const input = 'uci\nposition startpos moves e2e4\nshowboard\nquit\n';
+  const ours = spawnSync('npx', ['quillon'], { cwd: folder, input, encoding: 'utf8' });
+  const native = spawnSync(enginePath, { input, encoding: 'utf8' });
+  assert.equal(ours.status, 0);
+  assert.equal(ours.stdout, native.stdout);
+});
+
+test('a hundred starts and ends leave no thread behind', async () => {
+  const tasks = () => fs.readdirSync('/proc/self/task').length;
+  const { engine } = await start({});
+  await engine.quit();
+  const before = tasks();
+  for (let i = 0; i < 100; i++) {
+    const { engine: next } = await start({ hash: 1 });
+    await next.quit();
+  }
+  await new Promise((done) => setTimeout(done, 500));
+  assert.ok(tasks() <= before + 2, `${before} threads, then ${tasks()}`);
+});
+
+test.describe('in Chromium', () => {
+  let browser;
+  const servers = [];
+
+  const types = { '.mjs': 'text/javascript', '.js': 'text/javascript', '.wasm': 'application/wasm' };
+  async function serve(headers) {
+    const server = http.createServer((request, response) => {
+      const { pathname } = new URL(request.url, 'http://localhost');
+      const file = path.join(folder, pathname);
+      if (pathname === '/') {
+        response.writeHead(200, { 'Content-Type': 'text/html', ...headers });
+        response.end('<!doctype html><title>Quillon</title>');
+      } else if (fs.existsSync(file) && fs.statSync(file).isFile()) {
+        response.writeHead(200, { 'Content-Type': types[path.extname(file)] ?? '', ...headers });
+        fs.createReadStream(file).pipe(response);
+      } else {
+        response.writeHead(pathname === '/favicon.ico' ? 204 : 404);
+        response.end();
+      }
+    });
+    await new Promise((done) => server.listen(0, '127.0.0.1', done));
+    servers.push(server);
+    return `http://127.0.0.1:${server.address().port}/`;
+  }
+
+  test.before(async () => {
+    const args = process.getuid() === 0 ? ['--no-sandbox'] : [];
+    browser = await chromium.launch({ executablePath: '/usr/bin/chromium', args });
+  });
+  test.after(async () => {
+    await browser?.close();
+    for (const server of servers) server.close();
+  });
+
+  const isolation = {
+    'Cross-Origin-Opener-Policy': 'same-origin',
+    'Cross-Origin-Embedder-Policy': 'require-corp',
+  };
+
+  for (const [name, headers, threaded] of [
+    ['an isolated page has threads, and room for two engines', isolation, true],
+    ['a page without shared memory gets the build without threads', {}, false],
+  ]) {
+    test(name, async () => {
+      const page = await browser.newPage();
+      const faults = [];
+      page.on('pageerror', (error) => faults.push(error.message));
+      page.on('console', (message) => faults.push(message.text()));
+      await page.goto(await serve(headers));
+      const results = await page.evaluate(async () => {
+        const { Quillon } = await import('/node_modules/quillon/index.mjs');
+        const search = async () => {
+          const engine = await Quillon({ threads: 2, hash: 16 });
+          const lines = [];
+          const best = new Promise((done) => {
+            engine.onLine = (line) => {
+              lines.push(line);
+              if (line.startsWith('bestmove')) done(line);
+            };
+          });
+          engine.send('go infinite');
+          engine.send('isready');
+          setTimeout(() => engine.send('stop'), 1500);
+          const result = { best: await best, threaded: engine.threaded };
+          result.isAnswered = lines.indexOf('readyok') < lines.length - 1;
+          result.fault = await engine.quit();
+          return result;
+        };
+        return Promise.all([search(), search()]);
+      });
+      for (const { best, isAnswered, fault, threaded: has } of results) {
+        assert.match(best, /^bestmove [a-h][1-8][a-h][1-8]/);
+        assert.equal(has, threaded);
+        assert.ok(isAnswered);
+        assert.equal(fault, null);
+      }
+      assert.deepEqual(faults, []);
+    });
+  }
+});

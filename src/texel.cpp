@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <limits>
@@ -63,10 +64,11 @@ bool readRecord(const std::string& line, texelPosStruct& record)
 
 int readTexelPos()
 {
-    std::ifstream file("quiet-labeled.epd");
-    // A folder can be opened too; reading its first byte fails.
-    if (file.is_open()) file.peek();
-    if (!file.is_open() || file.bad())
+    constexpr const char* filename = "quiet-labeled.epd";
+    std::ifstream file(filename);
+    // A folder can be opened too, on some systems.
+    std::error_code failed;
+    if (!file.is_open() || std::filesystem::is_directory(filename, failed))
     {
         writeText("There seems to be a problem with the tuning file. tuning not executed\n");
         return 9;

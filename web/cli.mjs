@@ -3,7 +3,6 @@
 //
 // The console: what programs start that run UCI engines by command. Arguments are one command.
 
-import { createInterface } from 'node:readline';
 import { Quillon } from './index.mjs';
 
 const engine = await Quillon({ hash: 256, args: process.argv.slice(2) });
@@ -11,11 +10,14 @@ engine.onLine = (line) => process.stdout.write(`${line}\n`);
 // A reader that has gone is no reason to complain: end of input ends the engine.
 process.stdout.on('error', () => {});
 
-const input = createInterface({ input: process.stdin });
-input.on('line', (line) => {
-  if (engine.isRunning) engine.send(line);
+// Bytes go through as they are: what a line is, the engine decides.
+process.stdin.setEncoding('latin1');
+process.stdin.on('data', (text) => {
+  if (engine.isRunning) engine.write(text);
 });
-input.on('close', () => engine.quit());
+process.stdin.on('end', () => {
+  if (engine.isRunning) engine.write('\nquit\n');
+});
 
 const fault = await engine.ended;
 process.stdin.destroy();

@@ -124,8 +124,7 @@ extern "C"
         created->start = start;
         created->argument = argument;
         emscripten_fiber_init(&created->context, runFiber, created.get(), created->stack.get(),
-                              fiber::STACKSIZE, created->switchStack.get(),
-                              fiber::SWITCHSTACKSIZE);
+                              fiber::STACKSIZE, created->switchStack.get(), fiber::SWITCHSTACKSIZE);
         fibers.push_back(std::move(created));
         *thread = reinterpret_cast<pthread_t>(fibers.size());
         return 0;

@@ -25,6 +25,8 @@ export interface Engine {
   readonly ended: Promise<Error | null>;
   /** Hands the engine one line. Throws when it has ended. */
   send(line: string): void;
+  /** Hands over text as it is, one byte a character; each "\n" ends a line. */
+  write(text: string): void;
   /** Ends the engine in an orderly way; resolves as `ended` does. */
   quit(): Promise<Error | null>;
   /** Ends the engine at once, even in a search. */

@@ -60,9 +60,12 @@ export async function Quillon({ threads = 1, hash = 64, args = [], threaded } = 
       over = resolve;
     }),
     send(line) {
-      if (isOver) throw new Error('the engine has ended: start another one');
       if (/[\n\r]/.test(line)) throw new Error('send takes one line at a time');
-      worker.postMessage({ input: `${line}\n` });
+      engine.write(`${line}\n`);
+    },
+    write(text) {
+      if (isOver) throw new Error('the engine has ended: start another one');
+      worker.postMessage({ input: text });
     },
     quit() {
       if (!isOver) engine.send('quit');

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "global.h"
@@ -21,7 +22,7 @@ class handedText : public std::streambuf
   public:
     handedText() { std::cin.rdbuf(this); }
 
-    void add(const char* text)
+    void add(std::string_view text)
     {
         const std::lock_guard<std::mutex> lock(mtx);
         waiting += text;
@@ -49,10 +50,10 @@ handedText theInput;
 
 } // namespace
 
-/// Hands over text, which is copied; lines end with '\n'.
-extern "C" void quillonInput(const char* text)
+/// Hands over bytes, which are copied; lines end with '\n'.
+extern "C" void quillonInput(const char* bytes, int count)
 {
-    theInput.add(text);
+    theInput.add({bytes, static_cast<size_t>(count)});
 }
 
 /// Sets the size of the first table, MB, before main() makes it: a browser needn't find the memory

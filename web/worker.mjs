@@ -40,7 +40,8 @@ async function receive(message) {
   try {
     if (message.start) await start(message.start);
     else {
-      instance.ccall('quillonInput', null, ['string'], [message.input]);
+      const bytes = Uint8Array.from(message.input, (character) => character.charCodeAt(0));
+      instance.ccall('quillonInput', null, ['array', 'number'], [bytes, bytes.length]);
       instance.wake?.();
     }
   } catch (error) {

@@ -106,6 +106,13 @@ test('an invalid option ends the engine with a message', async () => {
   assert.match((await engine.ended).message, /crashed/);
 });
 
+test('a table that WebAssembly has no room for is made smaller, and a line says so', async () => {
+  const { engine, until } = await start({});
+  engine.send('setoption name Hash value 32768');
+  await until(/^info string a hash table of 32768 MB can't be allocated, using (1024|2048) MB$/);
+  await engine.quit();
+});
+
 test('settings out of range are refused', async () => {
   await assert.rejects(Quillon({ threads: 0 }), /1 to 64/);
   await assert.rejects(Quillon({ hash: 0.5 }), /1 to 32768/);

@@ -124,9 +124,6 @@ export const clone = {
   // It releases commits, so what the commands before have left has to go.
   'dev/release linux-x86-64-v3 deb': { short: [/^/, 'git reset --hard -q && git clean -dfq && '] },
   'dev/release': works,
-  'cmake --preset linux-arm64': works,
-  'cmake --build --preset linux-arm64': works,
-  'qemu-aarch64 build/linux-arm64/bench/quillon_signature 10 | tail -n 1': { says: /^\d+ nodes/m },
   'cmake --preset deb && cmake --build --preset deb': works,
   'cpack --config build/deb/CPackConfig.cmake -B build/deb': { says: /generated/ },
 

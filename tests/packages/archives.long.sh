@@ -8,7 +8,8 @@ set -euo pipefail
 # shellcheck source=tests/packages/support.sh
 . "$(dirname "${BASH_SOURCE[0]}")/support.sh"
 unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
-targets=(linux-x86-64-v2 linux-x86-64-v3 linux-arm64 windows-x86-64)
+targets=(linux-x86-64-v2 linux-x86-64-v3 linux-i386 linux-arm64 linux-armhf linux-riscv64
+    windows-x86-64)
 
 # Signatures are run and compared by dev/release.
 dev/release --dirty --output "$work/out" "${targets[@]}" > "$work/log" 2>&1 ||
@@ -109,6 +110,8 @@ for target in "${targets[@]}"; do
     command=("$work/$name/quillon")
     case $target in
         linux-arm64) command=(qemu-aarch64 "$work/$name/quillon") ;;
+        linux-armhf) command=(qemu-arm "$work/$name/quillon") ;;
+        linux-riscv64) command=(qemu-riscv64 "$work/$name/quillon") ;;
         windows-x86-64)
             program=quillon.exe
             line_end=$'\r'

@@ -159,9 +159,9 @@ extern "C"
         constexpr double LONGESTTURN = 10;
         if (running)
         {
-            timespec time;
-            __real_clock_gettime(CLOCK_MONOTONIC, &time);
-            if (milliseconds(time) - milliseconds(lastSwitch) > LONGESTTURN) backToMain(false);
+            timespec present;
+            __real_clock_gettime(CLOCK_MONOTONIC, &present);
+            if (milliseconds(present) - milliseconds(lastSwitch) > LONGESTTURN) backToMain(false);
         }
         return __real_clock_gettime(clock, time);
     }

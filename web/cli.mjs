@@ -11,12 +11,14 @@ engine.onLine = (line) => process.stdout.write(`${line}\n`);
 process.stdout.on('error', () => {});
 
 // Bytes go through as they are: what a line is, the engine decides.
+let isLineOpen = false;
 process.stdin.setEncoding('latin1');
 process.stdin.on('data', (text) => {
+  isLineOpen = !text.endsWith('\n');
   if (engine.isRunning) engine.write(text);
 });
 process.stdin.on('end', () => {
-  if (engine.isRunning) engine.write('\nquit\n');
+  if (engine.isRunning) engine.write(isLineOpen ? '\nquit\n' : 'quit\n');
 });
 
 const fault = await engine.ended;

@@ -7,9 +7,10 @@ import fs from 'node:fs';
 import http from 'node:http';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
+import { Engine } from '../lib/uci.mjs';
 import { Session } from './session.mjs';
 
-const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
+export const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 /** Folders whose files the page may load, by the same paths. */
 const folders = [
   'tools/page/web',
@@ -39,9 +40,10 @@ function need(folder) {
   throw new Error(`${folder} is missing; please run "npm ci"`);
 }
 
-/** All files by their path in a URL; what isn't in it can't be asked for.
+/** The page's files by their path in a URL; what isn't in it can't be asked for.
+ *  @returns {Map<string, string>}
  *  @throws when a folder is missing */
-function listFiles() {
+export function listFiles() {
   const files = new Map();
   const visit = (folder) => {
     for (const entry of fs.readdirSync(path.join(root, folder), { withFileTypes: true })) {
@@ -173,7 +175,8 @@ export async function startBoard({
       wire.close(1013, 'too many tabs');
       return;
     }
-    const session = new Session({ file, hash, threads, stopPatience }, send);
+    const start = () => Engine.start(file);
+    const session = new Session({ start, hash, threads, stopPatience }, send);
     sessions.add(session);
     wire.on('message', (data, isBinary) => {
       if (!isOpen()) return;

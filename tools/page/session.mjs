@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine of one tab: a console process of its own, which does the search that the page has
-// asked for last. When the process ends by itself, another one takes its place and goes on with
+// The engine of one tab, a process of its own or a worker of the page: it does the search that the
+// page has asked for last. When it ends by itself, another one takes its place and goes on with
 // that search.
-
-import { Engine } from '../lib/uci.mjs';
 
 /** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
 const mostRestarts = 3;
@@ -80,7 +78,8 @@ export function goOf(limits, turn, elapsed) {
 }
 
 /** The engine of a tab. Tells what happens by messages:
- *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text }
+ *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text, hash,
+ *      threads }
  *    { type: 'info', id, depth, seldepth, nodes, time, hashfull, score, pv }
  *    { type: 'best', id, move, ponder } */
 export class Session {
@@ -89,13 +88,14 @@ export class Session {
   #engine = null;
   #request = null;
   #isNewGame = false;
+  #areNewOptions = false;
   #isClosed = false;
   #ends = [];
   #patience = null;
   #wake = () => {};
 
   /** @param {object} settings
-   *  @param {string} settings.file
+   *  @param {() => Promise<import('../lib/conversation.mjs').Conversation>} settings.start
    *  @param {number} settings.hash megabytes
    *  @param {number} settings.threads
    *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
@@ -122,6 +122,16 @@ export class Session {
         this.#request = null;
         this.#interrupt();
         break;
+      case 'options': {
+        const { hash, threads } = message;
+        if (!isWhole(hash, 1, 32768) || !isWhole(threads, 1, 64)) throw new Error('not an option');
+        this.#settings = { ...this.#settings, hash, threads };
+        this.#areNewOptions = true;
+        // The search under way begins anew.
+        this.#request &&= { ...this.#request };
+        this.#interrupt();
+        break;
+      }
       case 'newgame':
         this.#isNewGame = true;
         break;
@@ -150,18 +160,27 @@ export class Session {
     this.#patience ??= setTimeout(() => engine.kill(), this.#settings.stopPatience);
   }
 
-  #start() {
-    const { file, hash, threads } = this.#settings;
-    return Engine.start(file, { known: { Hash: hash, Threads: threads } });
+  async #setOptions(engine) {
+    this.#areNewOptions = false;
+    engine.setKnown({ Hash: this.#settings.hash, Threads: this.#settings.threads });
+    const lines = await engine.isReady();
+    // Quillon takes less memory where there is no more.
+    const less = lines.join('\n').match(/^info string .* using (\d+) MB$/m);
+    if (less) this.#settings = { ...this.#settings, hash: Number(less[1]) };
+  }
+
+  #tell(state, name, text = '') {
+    const { hash, threads } = this.#settings;
+    this.#send({ type: 'engine', state, name, text, hash, threads });
   }
 
   async #run() {
     let state = 'ready';
     while (!this.#isClosed) {
       try {
-        this.#engine = await this.#start();
-        const { name } = this.#engine;
-        this.#send({ type: 'engine', state, name, text: '' });
+        this.#engine = await this.#settings.start();
+        await this.#setOptions(this.#engine);
+        this.#tell(state, this.#engine.name);
         await this.#serve(this.#engine);
       } catch (error) {
         if (this.#isClosed) break;
@@ -178,8 +197,7 @@ export class Session {
     const now = Date.now();
     this.#ends = [...this.#ends.filter((end) => now - end < restartWindow), now];
     const isFailed = this.#ends.length > mostRestarts;
-    const state = isFailed ? 'failed' : 'restarting';
-    this.#send({ type: 'engine', state, name: '', text: error.message });
+    this.#tell(isFailed ? 'failed' : 'restarting', '', error.message);
     while (this.#ends.length > mostRestarts && !this.#isClosed) await this.#woken();
   }
 
@@ -193,7 +211,10 @@ export class Session {
    *  @throws when the engine has ended */
   async #serve(engine) {
     while (!this.#isClosed) {
-      if (this.#request) {
+      if (this.#areNewOptions) {
+        await this.#setOptions(engine);
+        this.#tell('ready', engine.name);
+      } else if (this.#request) {
         if (this.#isNewGame) {
           this.#isNewGame = false;
           await engine.newGame();

@@ -12,14 +12,18 @@ export class Link {
   #socket = null;
   #tries = 0;
   #handlers;
+  kind = 'On the computer that serves this page.';
+  mostThreads = 64;
+  mostHash = 32768;
 
   constructor(handlers) {
     this.#handlers = handlers;
   }
 
   open() {
-    const { host } = window.location;
-    const socket = new WebSocket(`ws://${host}/engine`);
+    const address = new URL('engine', document.baseURI);
+    address.protocol = 'ws:';
+    const socket = new WebSocket(address);
     this.#socket = socket;
     let isRefused = false;
     socket.addEventListener('open', () => {

@@ -30,7 +30,7 @@ const $ = (id) => document.getElementById(id);
 /** A new element. */
 const make = (name, className = '', text = '') =>
   Object.assign(document.createElement(name), { className, textContent: text });
-const assets = '/node_modules/cm-chessboard/assets/';
+const assets = new URL('../../../node_modules/cm-chessboard/assets/', import.meta.url).href;
 const markers = {
   played: { class: 'marker-played', slice: 'markerSquare' },
   chosen: { class: 'marker-chosen', slice: 'markerSquare' },
@@ -60,10 +60,14 @@ const state = {
   isAnalysing: true,
   isTurned: false,
   isShowing: true,
+  /** { hash, threads } that the person has set */
+  options: null,
 };
 /** { ply } while a whole game is being scored. */
 let review = null;
 let engineName = 'Quillon';
+/** { hash, threads } that the engine has, once it has started. */
+let options = null;
 
 /** Shows a message for some seconds.
  *  @param {string} text
@@ -234,7 +238,8 @@ function takeBest({ move }) {
 
 let forgetFailure = () => {};
 
-function takeEngineState({ state: news, name, text }) {
+function takeEngineState({ state: news, name, text, hash, threads }) {
+  options = { hash, threads };
   isFailed = news === 'failed';
   forgetFailure();
   if (name) engineName = name.replace(/ version /i, ' ');
@@ -249,7 +254,7 @@ function takeEngineState({ state: news, name, text }) {
       act: again,
     });
   } else {
-    setPill(engineName);
+    setPill(`${engineName} · ${threads === 1 ? '1 thread' : `${threads} threads`} · ${hash} MB`);
     if (news === 'restarted') {
       say(`${engineName} stopped and was restarted${search ? '; the search goes on' : ''}.`);
     }
@@ -280,10 +285,13 @@ function setPill(text, isBad = false) {
   $('engine-state').classList.toggle('is-bad', isBad);
 }
 
-const link = new Link({
+// A page without a server brings its own engine.
+const isAlone = document.documentElement.dataset.engine === 'own';
+const link = new (isAlone ? (await import('./own-engine.mjs')).OwnEngine : Link)({
   onMessage: takeMessage,
   onOpen() {
     setPill('starting …');
+    if (state.options) link.send({ type: 'options', ...state.options });
     runClock();
     drive();
     render();
@@ -357,7 +365,7 @@ const countMoves = (plies) => (plies === 1 ? 'the move that was there' : `${plie
 function offerUndo(text, before) {
   const act = () => {
     review = null;
-    revert({ ...before, isShowing: state.isShowing });
+    revert({ ...before, isShowing: state.isShowing, options: state.options });
     finished = null;
     runClock();
     changed();
@@ -857,6 +865,7 @@ const actions = {
   resign,
   review: startReview,
   new: openNewGame,
+  engine: openEngine,
   exchange: openExchange,
   'mode-play': () => setMode('play'),
   'mode-analyse': () => setMode('analyse'),
@@ -927,6 +936,26 @@ $('new-game').addEventListener('close', () => {
     pace,
     fen: from === 'here' ? state.game.fenAt(state.cursor) : undefined,
   });
+});
+
+const engineForm = $('engine-dialog').querySelector('form');
+
+function openEngine() {
+  if (!options) return;
+  const { threads, hash } = engineForm.elements;
+  $('engine-kind').textContent = link.kind;
+  [threads.value, hash.value] = [options.threads, options.hash];
+  [threads.max, hash.max] = [link.mostThreads, link.mostHash];
+  $('engine-dialog').returnValue = '';
+  $('engine-dialog').showModal();
+}
+
+$('engine-dialog').addEventListener('close', () => {
+  if ($('engine-dialog').returnValue !== 'set') return;
+  const { threads, hash } = engineForm.elements;
+  state.options = { threads: Number(threads.value), hash: Number(hash.value) };
+  link.send({ type: 'options', ...state.options });
+  save();
 });
 
 function showError(text) {

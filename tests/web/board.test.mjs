@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// The exported board in headless Chromium, from a plain server of files in a folder of its own: a
+// game, an analysis, other options, and all of it again without the server.
+
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import http from 'node:http';
+import path from 'node:path';
+import test from 'node:test';
+import zlib from 'node:zlib';
+import { chromium } from 'playwright-core';
+import { folder, run, until } from '../tools/support.mjs';
+
+const types = {
+  '.html': 'text/html',
+  '.css': 'text/css',
+  '.js': 'text/javascript',
+  '.mjs': 'text/javascript',
+  '.svg': 'image/svg+xml',
+  '.wasm': 'application/wasm',
+  '.webmanifest': 'application/manifest+json',
+};
+const exported = path.join(folder, 'site', 'chess');
+/** Bytes that the server has sent, each answer compressed. */
+let sent = 0;
+const missing = [];
+const server = http.createServer((request, response) => {
+  const { pathname } = new URL(request.url, 'http://localhost');
+  const file = path.join(folder, 'site', pathname.replace(/\/$/, '/index.html'));
+  if (!fs.existsSync(file)) {
+    missing.push(pathname);
+    response.writeHead(404).end();
+    return;
+  }
+  const content = fs.readFileSync(file);
+  sent += zlib.gzipSync(content).length;
+  response.writeHead(200, { 'Content-Type': types[path.extname(file)] }).end(content);
+});
+let browser;
+let url;
+
+test.before(async () => {
+  const { status, err } = await run('board', ['--export', exported]);
+  assert.equal(status, 0, err);
+  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
+  url = `http://127.0.0.1:${server.address().port}/chess/`;
+  const args = process.getuid() === 0 ? ['--no-sandbox'] : [];
+  browser = await chromium.launch({ executablePath: '/usr/bin/chromium', args });
+});
+
+test.after(async () => {
+  await browser?.close();
+  server.close();
+});
+
+async function see(page, selector, pattern) {
+  await page.locator(selector).filter({ hasText: pattern }).first().waitFor();
+}
+
+async function play(page, move, count) {
+  await page.fill('#typed', move);
+  await page.press('#typed', 'Enter');
+  const isThere = (n) => document.querySelectorAll('#moves button').length === n;
+  await page.waitForFunction(isThere, count);
+}
+
+async function setOptions(page, threads, hash) {
+  await page.click('#engine');
+  await see(page, '#engine-kind', 'WebAssembly');
+  await page.fill('input[name=threads]', String(threads));
+  await page.fill('input[name=hash]', String(hash));
+  await page.click('#engine-dialog button[value=set]');
+  const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
+  await see(page, '#engine-state', ` · ${threadsText} · ${hash} MB`);
+}
+
+test('a game and an analysis, and both again without the server', { timeout: 90000 }, async () => {
+  const context = await browser.newContext({ reducedMotion: 'reduce' });
+  const faults = [];
+  context.on('console', (message) => message.type() === 'error' && faults.push(message.text()));
+  context.on('weberror', (error) => faults.push(String(error.error())));
+  const page = await context.newPage();
+  page.setDefaultTimeout(20000);
+  await page.goto(url);
+  await see(page, '#engine-state', /^Quillon .* MB$/);
+  assert.ok(sent < 1.5e6, `${sent} bytes`);
+  assert.equal(await page.evaluate(() => window.crossOriginIsolated), true);
+  await play(page, 'e4', 2);
+
+  await setOptions(page, 2, 16);
+  await page.click('#mode-analyse');
+  await see(page, '#lines .line', /^2\. \S+/);
+  // The search goes on with other options.
+  await setOptions(page, 1, 32);
+  await until(async () => Number(await page.textContent('#depth')) >= 10, 'depth 10');
+
+  server.close();
+  server.closeAllConnections();
+  await page.reload();
+  await see(page, '#engine-state', ' · 1 thread · 32 MB');
+  await see(page, '#lines .line', /^2\. \S+/);
+  await page.click('#mode-play');
+  await play(page, 'a3', 4);
+  assert.deepEqual([faults, missing], [[], []]);
+  await context.close();
+});

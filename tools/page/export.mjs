@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+//
+// Writes the board as a folder for any web host: the page, the libraries, the engine in
+// WebAssembly, a service worker and what a phone needs to install it.
+
+import { createHash } from 'node:crypto';
+import fs from 'node:fs';
+import path from 'node:path';
+import { listFiles, root } from './server.mjs';
+
+const engine = 'build/wasm/package';
+const unused = /pieces\/staunty|\/extensions\/(?!arrows|markers|promotion-dialog)/;
+const manifest = {
+  name: 'Quillon',
+  description: 'Play chess against Quillon and analyse with it',
+  start_url: './',
+  display: 'standalone',
+  background_color: '#2f6f64',
+  theme_color: '#2f6f64',
+  icons: [{ src: 'tools/page/web/icon.svg', sizes: 'any', type: 'image/svg+xml' }],
+};
+
+/** Many hosts leave out folders of the name that npm uses. */
+const libraries = (text) => text.replaceAll('node_modules/', 'libraries/');
+
+/** What the page loads, by its place in the folder. */
+function pageFiles() {
+  const files = new Map();
+  const add = (name, place = name) => {
+    const content = fs.readFileSync(path.join(root, name));
+    const isOwnText = /^tools.*\.(html|mjs)$/.test(name);
+    files.set(libraries(place), isOwnText ? libraries(String(content)) : content);
+  };
+  for (const name of listFiles().keys()) if (!unused.test(name) && name !== '/') add(name.slice(1));
+  for (const name of ['tools/page/session.mjs', 'tools/lib/conversation.mjs']) add(name);
+  for (const name of ['index.mjs', 'worker.mjs']) add(`${engine}/${name}`, `engine/${name}`);
+  for (const name of fs.readdirSync(path.join(root, engine, 'engine'))) {
+    if (name !== 'package.json') add(`${engine}/engine/${name}`, `engine/engine/${name}`);
+  }
+  const page = files
+    .get('tools/page/web/index.html')
+    .replace('<html ', '<html data-engine="own" ')
+    .replace('web/page.mjs', 'web/start.mjs')
+    .replace('</title>', '</title>\n        <link rel="manifest" href="manifest.webmanifest" />');
+  files.delete('tools/page/web/index.html');
+  return files.set('index.html', page).set('manifest.webmanifest', JSON.stringify(manifest));
+}
+
+/** Writes the folder, and over what is in it already.
+ *  @param {string} folder
+ *  @throws when the engine's package isn't built, or the folder can't be written */
+export function exportBoard(folder) {
+  if (!fs.existsSync(path.join(root, engine, 'engine', 'quillon.wasm'))) {
+    const commands = 'cmake --preset wasm && cmake --build --preset wasm';
+    throw new Error(`${engine} is missing; please build it: ${commands}`);
+  }
+  const files = pageFiles();
+  const hash = createHash('sha256');
+  for (const [place, content] of files) hash.update(place).update(content);
+  const version = JSON.stringify(`quillon-${hash.digest('hex').slice(0, 12)}`);
+  const kept = JSON.stringify([...files.keys()].map((place) => place.replace('index.html', './')));
+  const worker = fs.readFileSync(path.join(root, 'tools/page/service-worker.js'));
+  files.set('service-worker.js', `const version = ${version};\nconst files = ${kept};\n${worker}`);
+  for (const name of ['cm-chessboard', 'chess.js']) {
+    const licence = fs.readFileSync(path.join(root, 'node_modules', name, 'LICENSE'));
+    files.set(`libraries/${name}/LICENSE`, licence);
+  }
+  for (const [place, content] of files) {
+    const file = path.join(folder, place);
+    fs.mkdirSync(path.dirname(file), { recursive: true });
+    fs.writeFileSync(file, content);
+  }
+}

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+//
+// The engine of a page without a server: WebAssembly in a worker, behind the messages of a server.
+
+import { Quillon } from '../../../engine/index.mjs';
+import { Conversation } from '../../lib/conversation.mjs';
+import { Session } from '../session.mjs';
+
+class WorkerEngine extends Conversation {
+  #engine;
+
+  constructor() {
+    super('Quillon');
+    this.#engine = Quillon();
+    this.#engine.then(
+      (engine) => {
+        engine.onLine = (line) => this.receive(`${line}\n`);
+        engine.onExit = (error) => this.end({ error: error?.message ?? 'the engine has ended' });
+      },
+      ({ message }) => this.end({ error: message }),
+    );
+  }
+
+  #use(act) {
+    this.#engine.then((engine) => engine.isRunning && act(engine)).catch(() => {}); // see `ended`
+  }
+
+  write(text) {
+    this.#use((engine) => text.split('\n', 1).forEach((line) => engine.send(line)));
+  }
+
+  kill() {
+    this.#use((engine) => engine.kill());
+  }
+}
+
+/** What Link is to a server; it is never lost. */
+export class OwnEngine {
+  #session = null;
+  #handlers;
+  #hasThreads = window.crossOriginIsolated;
+  kind = `WebAssembly in this page${this.#hasThreads ? '' : ', which can use one thread only here'}.`;
+  mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
+  mostHash = 2048;
+
+  constructor(handlers) {
+    this.#handlers = handlers;
+  }
+
+  open() {
+    const settings = {
+      start: () => WorkerEngine.start(),
+      hash: 64,
+      threads: Math.min(4, Math.ceil(this.mostThreads / 2)),
+      stopPatience: 5000,
+    };
+    this.#session = new Session(settings, this.#handlers.onMessage);
+    this.#handlers.onOpen();
+  }
+
+  get isOpen() {
+    return this.#session !== null;
+  }
+
+  send(message) {
+    this.#session?.take(message);
+  }
+}

@@ -14,6 +14,8 @@ import { startFen } from '../../tools/lib/chess.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
 import { checkUse, enginePath, file, folder, pause, read, root, run, until } from './support.mjs';
 
+const options = ['Hash', 'Threads'].map((name) => `option name ${name} type spin`).join('\\n');
+
 /** A UCI engine of a few lines: answers "go" with e2e4 unless it is told otherwise. */
 function fakeEngine(name, onGo = "say('bestmove e2e4')") {
   const log = file(`${name}.log`, '');
@@ -24,7 +26,7 @@ const note = (text) => fs.appendFileSync('${log}', text + '\\n');
 note('start');
 require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
   note(line);
-  if (line === 'uci') say('id name Fake\\nuciok');
+  if (line === 'uci') say('id name Fake\\n${options}\\nuciok');
   if (line === 'isready') say('readyok');
   if (line === 'quit') process.exit(0);
   if (line.startsWith('go')) { ${onGo} }
@@ -75,7 +77,7 @@ class Client {
   constructor(at = port, settings = {}) {
     const own = `127.0.0.1:${at}`;
     const { origin = `http://${own}`, host = own, name = '/engine', autoPong = true } = settings;
-    this.socket = new WebSocket(`ws://${own}${name}`, { origin, headers: { host }, autoPong });
+    this.socket = new WebSocket(`ws://${settings.address ?? own}${name}`, { origin, headers: { host }, autoPong });
     this.socket.on('message', (data) => {
       this.received.push(JSON.parse(data));
       this.#wake();
@@ -208,6 +210,25 @@ test('a search is answered once', async () => {
   await client.end();
 });
 
+test('on a host other than the loopback address everything needs the secret', async () => {
+  const one = await start({ host: '127.0.0.2' });
+  const { host, origin, pathname } = new URL(one.url);
+  assert.match(pathname, /^\/[\w-]{22}\/$/);
+  const other = new URL((await start({ host: '127.0.0.2' })).url).pathname;
+  assert.notEqual(other, pathname);
+  for (const [base, status] of [[pathname, 200], ['/', 404], [other, 404]]) {
+    for (const name of ['', 'tools/page/web/page.mjs']) {
+      assert.equal((await fetch(`${origin}${base}${name}`)).status, status, base + name);
+    }
+  }
+  const open = (name) => new Client(one.port, { host, origin, name, address: host });
+  assert.equal(await open('/engine').closed, 404);
+  assert.equal(await open(`${other}engine`).closed, 404);
+  const client = open(`${pathname}engine`);
+  await client.engine('ready');
+  await client.end();
+});
+
 test('nonsense is answered with an error and never reaches the engine', async () => {
   const client = await Client.open();
   for (const text of [
@@ -217,6 +238,8 @@ test('nonsense is answered with an error and never reaches the engine', async ()
     '[]',
     '7',
     '{"type":"quit"}',
+    '{"type":"options","hash":0,"threads":1}',
+    '{"type":"options","hash":1,"threads":"1\\nquit"}',
     `{"type":"search","id":1,"fen":"${startFen}\\nquit","moves":[],"limits":{"kind":"infinite"}}`,
   ]) {
     const before = client.received.length;
@@ -306,6 +329,22 @@ test('there is a limit of tabs, and room again when one is closed', async () => 
   await clients[1].end();
 });
 
+test('other options are set before a search goes on', async () => {
+  const patient = fakeEngine('options', "} if (line === 'stop') { say('bestmove d2d4');");
+  const client = await Client.open((await start({ file: patient.file })).port);
+  client.search(1);
+  await until(() => /^go/m.test(patient.log()), 'a search');
+  client.send({ type: 'options', hash: 32, threads: 2 });
+  await client.until(({ hash, threads }) => hash === 32 && threads === 2, 'the options');
+  await until(() => patient.log().match(/^go/gm).length === 2, 'the search');
+  client.send({ type: 'stop' });
+  await client.best(1);
+  const [, before] = patient.log().split(/^go.*\nstop\n/m);
+  assert.match(before, /^setoption name Hash value 32\nsetoption name Threads value 2\n/);
+  assert.deepEqual(client.answers, [1]);
+  await client.end();
+});
+
 test('a newer search replaces the one before, and a cancelled one gives no answer', async () => {
   const stops =
     "if (line !== 'go infinite') say('bestmove d2d4'); } " +
@@ -350,11 +389,12 @@ test('an engine that does not stop is replaced', async () => {
 
 test('wrong usage and what cannot be done get one line and a status', async () => {
   const { out } = await run('board', ['--help']);
-  for (const name of ['engine', 'port', 'hash', 'threads', 'open']) assert.ok(out.includes(name));
+  for (const name of ['engine', 'port', 'host', 'hash', 'threads', 'open', 'export']) assert.ok(out.includes(name));
   await checkUse([
     ['board', ['--nonsense'], 2, /--nonsense/],
     ['board', ['--port', '70000'], 2, /--port takes a whole number from 0 to 65535, not "70000"/],
     ['board', ['--hash', '0'], 2, /--hash/],
+    ['board', ['--host', 'all'], 2, /--host takes an IPv4 address/],
     ['board', ['--threads', 'two'], 2, /--threads/],
     ['board', ['--engine', '/no/such/engine'], 1, /\/no\/such\/engine/],
     ['board', ['--engine', '/bin/true'], 1, /has ended with status 0/],

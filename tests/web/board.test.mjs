@@ -66,12 +66,12 @@ async function play(page, move, count) {
 
 async function setOptions(page, threads, hash) {
   await page.click('#engine');
-  await see(page, '#engine-kind', 'WebAssembly');
+  await see(page, '#engine-place', 'in this page');
   await page.fill('input[name=threads]', String(threads));
   await page.fill('input[name=hash]', String(hash));
   await page.click('#engine-dialog button[value=set]');
   const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
-  await see(page, '#engine-state', ` · ${threadsText} · ${hash} MB`);
+  await see(page, '#engine-state', ` · WebAssembly · ${threadsText} · ${hash} MB`);
 }
 
 test('a game and an analysis, and both again without the server', { timeout: 90000 }, async () => {

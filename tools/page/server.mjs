@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // The board's web server: hands out a fixed set of files and gives each tab an engine behind a
-// WebSocket. It listens on the loopback address only, and answers only its own page.
+// WebSocket. It answers only its own page. Unless it is told otherwise, it listens on the loopback
+// address; elsewhere, all of its addresses begin with a secret.
 
+import { randomBytes } from 'node:crypto';
 import fs from 'node:fs';
 import http from 'node:http';
+import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { Engine } from '../lib/uci.mjs';
@@ -31,7 +34,7 @@ const longestMessage = 16384;
 const mostUnsent = 4 << 20;
 /** Milliseconds for a page to agree to the end of its connection; an engine gets as long. */
 const closeTimeout = 1000;
-const address = '127.0.0.1';
+const loopback = '127.0.0.1';
 
 /** Makes sure that a folder is there.
  *  @throws when it isn't */
@@ -83,6 +86,8 @@ function headersOf(hosts) {
  *  @param {number} settings.hash megabytes of each engine
  *  @param {number} settings.threads of each engine
  *  @param {number} settings.port 0 for any that is free
+ *  @param {string} [settings.host] address to listen on; any but the loopback address puts a secret
+ *      into the URL
  *  @param {number} [settings.mostSessions] tabs that can have an engine at a time
  *  @param {number} [settings.stopPatience] milliseconds, after which an engine that doesn't stop is
  *      replaced
@@ -96,6 +101,7 @@ export async function startBoard({
   hash,
   threads,
   port,
+  host = loopback,
   mostSessions = 8,
   stopPatience = 5000,
   heartbeat = 15000,
@@ -112,6 +118,10 @@ export async function startBoard({
   });
   const sessions = new Set();
   const answering = new WeakSet();
+  const isOpenToAll = host !== loopback;
+  const base = isOpenToAll ? `/${randomBytes(16).toString('base64url')}/` : '/';
+  /** The path after the secret, as in "/engine"; "" for a stranger's. */
+  const pathOf = ({ url }) => (url.startsWith(base) ? url.slice(base.length - 1) : '');
   let hosts;
   let headers;
 
@@ -131,7 +141,7 @@ export async function startBoard({
       // What follows the head is not read.
       return answer(response, 405, 'GET only', { Allow: 'GET, HEAD', Connection: 'close' });
     }
-    const name = files.get(request.url.split('?')[0]);
+    const name = files.get(pathOf(request).split('?')[0]);
     if (!name) return answer(response, 404, 'no such file');
     fs.readFile(name, (error, content) => {
       if (error) return answer(response, 500, 'cannot read the file');
@@ -152,7 +162,7 @@ export async function startBoard({
     };
     if (!isOwnHost(request)) return refuse('421 Misdirected Request');
     if (!isOwnOrigin(request)) return refuse('403 Forbidden');
-    if (request.url !== '/engine') return refuse('404 Not Found');
+    if (pathOf(request) !== '/engine') return refuse('404 Not Found');
     return wires.handleUpgrade(request, socket, head, open);
   });
 
@@ -205,10 +215,17 @@ export async function startBoard({
 
   await new Promise((resolve, reject) => {
     server.once('error', reject);
-    server.listen({ host: address, port }, resolve);
+    server.listen({ host, port }, resolve);
   });
   const actual = server.address().port;
-  hosts = new Set([`${address}:${actual}`, `localhost:${actual}`]);
+  const names = [loopback, 'localhost'];
+  if (isOpenToAll) {
+    const own = Object.values(os.networkInterfaces()).flat();
+    const outer = own.filter(({ family, internal }) => family === 'IPv4' && !internal);
+    names.unshift(...outer.map(({ address }) => address), os.hostname(), `${os.hostname()}.local`);
+    if (host !== '0.0.0.0') names.unshift(host);
+  }
+  hosts = new Set(names.map((name) => `${name.toLowerCase()}:${actual}`));
   headers = headersOf(hosts);
   const timer = setInterval(beat, heartbeat);
 
@@ -221,5 +238,5 @@ export async function startBoard({
     await Promise.all([closed, ...[...sessions].map((session) => session.end())]);
     server.closeAllConnections();
   }
-  return { url: `http://${address}:${actual}/`, sessions, close };
+  return { url: `http://${names[0]}:${actual}${base}`, sessions, close };
 }

@@ -12,7 +12,9 @@ export class Link {
   #socket = null;
   #tries = 0;
   #handlers;
-  kind = 'On the computer that serves this page.';
+  /** Which engine it is, and where. */
+  kind = 'native';
+  place = 'It runs on the computer that serves this page.';
   mostThreads = 64;
   mostHash = 32768;
 

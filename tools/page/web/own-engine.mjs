@@ -39,7 +39,8 @@ export class OwnEngine {
   #session = null;
   #handlers;
   #hasThreads = window.crossOriginIsolated;
-  kind = `WebAssembly in this page${this.#hasThreads ? '' : ', which can use one thread only here'}.`;
+  kind = 'WebAssembly';
+  place = `It runs in this page${this.#hasThreads ? '' : ', where the browser allows one thread'}.`;
   mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
   mostHash = 2048;
 

@@ -254,7 +254,8 @@ function takeEngineState({ state: news, name, text, hash, threads }) {
       act: again,
     });
   } else {
-    setPill(`${engineName} · ${threads === 1 ? '1 thread' : `${threads} threads`} · ${hash} MB`);
+    const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
+    setPill(`${engineName} · ${link.kind} · ${threadsText} · ${hash} MB`);
     if (news === 'restarted') {
       say(`${engineName} stopped and was restarted${search ? '; the search goes on' : ''}.`);
     }
@@ -943,7 +944,7 @@ const engineForm = $('engine-dialog').querySelector('form');
 function openEngine() {
   if (!options) return;
   const { threads, hash } = engineForm.elements;
-  $('engine-kind').textContent = link.kind;
+  $('engine-place').textContent = link.place;
   [threads.value, hash.value] = [options.threads, options.hash];
   [threads.max, hash.max] = [link.mostThreads, link.mostHash];
   $('engine-dialog').returnValue = '';

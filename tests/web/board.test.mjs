@@ -71,7 +71,7 @@ async function setOptions(page, threads, hash) {
   await page.fill('input[name=hash]', String(hash));
   await page.click('#engine-dialog button[value=set]');
   const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
-  await see(page, '#engine-state', ` · WebAssembly · ${threadsText} · ${hash} MB`);
+  await see(page, '#engine-state', `(WebAssembly), ${threadsText}, ${hash} MB`);
 }
 
 test('a game and an analysis, and both again without the server', { timeout: 90000 }, async () => {
@@ -82,7 +82,7 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   const page = await context.newPage();
   page.setDefaultTimeout(20000);
   await page.goto(url);
-  await see(page, '#engine-state', /^Quillon .* MB$/);
+  await see(page, '#engine-state', 'Quillon 2.0 (WebAssembly), ');
   assert.ok(sent < 1.5e6, `${sent} bytes`);
   assert.equal(await page.evaluate(() => window.crossOriginIsolated), true);
   await play(page, 'e4', 2);
@@ -97,7 +97,7 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   server.close();
   server.closeAllConnections();
   await page.reload();
-  await see(page, '#engine-state', ' · 1 thread · 32 MB');
+  await see(page, '#engine-state', '1 thread, 32 MB');
   await see(page, '#lines .line', /^2\. \S+/);
   await page.click('#mode-play');
   await play(page, 'a3', 4);

@@ -255,7 +255,9 @@ function takeEngineState({ state: news, name, text, hash, threads }) {
     });
   } else {
     const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
-    setPill(`${engineName} · ${link.kind} · ${threadsText} · ${hash} MB`);
+    const parts = [engineName, `(${link.kind}),`, `${threadsText}, ${hash} MB`];
+    // Where there is little room, each part is a line.
+    setPill(parts.map((part) => part.replaceAll(' ', '\u00a0')).join(' '));
     if (news === 'restarted') {
       say(`${engineName} stopped and was restarted${search ? '; the search goes on' : ''}.`);
     }

@@ -9,6 +9,7 @@ import path from 'node:path';
 import test from 'node:test';
 import zlib from 'node:zlib';
 import { chromium } from 'playwright-core';
+import { exportBoard } from '../../tools/page/export.mjs';
 import { folder, run, until } from '../tools/support.mjs';
 
 const types = {
@@ -73,6 +74,24 @@ async function setOptions(page, threads, hash) {
   const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
   await see(page, '#engine-state', `(WebAssembly), ${threadsText}, ${hash} MB`);
 }
+
+test('an export without the engine says what to build', () => {
+  const message = /^no.such is missing; please build it: cmake --preset wasm && cmake --build/;
+  assert.throws(() => exportBoard(path.join(folder, 'empty'), 'no/such'), { message });
+});
+
+test('without a service worker the page plays with one thread', async () => {
+  const context = await browser.newContext({ serviceWorkers: 'block' });
+  const page = await context.newPage();
+  await page.goto(url);
+  await see(page, '#engine-state', '(WebAssembly), 1 thread');
+  await page.click('#engine');
+  await see(page, '#engine-place', 'where the browser allows one thread');
+  await page.keyboard.press('Escape');
+  await play(page, 'e4', 2);
+  await context.close();
+  sent = 0;
+});
 
 test('a game and an analysis, and both again without the server', { timeout: 90000 }, async () => {
   const context = await browser.newContext({ reducedMotion: 'reduce' });

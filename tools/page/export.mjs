@@ -8,7 +8,6 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { listFiles, root } from './server.mjs';
 
-const engine = 'build/wasm/package';
 const unused = /pieces\/staunty|\/extensions\/(?!arrows|markers|promotion-dialog)/;
 const manifest = {
   name: 'Quillon',
@@ -24,17 +23,17 @@ const manifest = {
 const libraries = (text) => text.replaceAll('node_modules/', 'libraries/');
 
 /** What the page loads, by its place in the folder. */
-function pageFiles() {
+function pageFiles(engine) {
   const files = new Map();
   const add = (name, place = name) => {
-    const content = fs.readFileSync(path.join(root, name));
+    const content = fs.readFileSync(path.resolve(root, name));
     const isOwnText = /^tools.*\.(html|mjs)$/.test(name);
     files.set(libraries(place), isOwnText ? libraries(String(content)) : content);
   };
   for (const name of listFiles().keys()) if (!unused.test(name) && name !== '/') add(name.slice(1));
   for (const name of ['tools/page/session.mjs', 'tools/lib/conversation.mjs']) add(name);
   for (const name of ['index.mjs', 'worker.mjs']) add(`${engine}/${name}`, `engine/${name}`);
-  for (const name of fs.readdirSync(path.join(root, engine, 'engine'))) {
+  for (const name of fs.readdirSync(path.resolve(root, engine, 'engine'))) {
     if (name !== 'package.json') add(`${engine}/engine/${name}`, `engine/engine/${name}`);
   }
   const page = files
@@ -48,13 +47,14 @@ function pageFiles() {
 
 /** Writes the folder, and over what is in it already.
  *  @param {string} folder
- *  @throws when the engine's package isn't built, or the folder can't be written */
-export function exportBoard(folder) {
-  if (!fs.existsSync(path.join(root, engine, 'engine', 'quillon.wasm'))) {
+ *  @param {string} [engine] the folder of its npm package, from the root of this project
+ *  @throws when the package isn't built, or the folder can't be written */
+export function exportBoard(folder, engine = 'build/wasm/package') {
+  if (!fs.existsSync(path.resolve(root, engine, 'engine', 'quillon.wasm'))) {
     const commands = 'cmake --preset wasm && cmake --build --preset wasm';
     throw new Error(`${engine} is missing; please build it: ${commands}`);
   }
-  const files = pageFiles();
+  const files = pageFiles(engine);
   const hash = createHash('sha256');
   for (const [place, content] of files) hash.update(place).update(content);
   const version = JSON.stringify(`quillon-${hash.digest('hex').slice(0, 12)}`);

@@ -227,6 +227,8 @@ export async function startBoard({
   }
   hosts = new Set(names.map((name) => `${name.toLowerCase()}:${actual}`));
   headers = headersOf(hosts);
+  // Without TLS browsers take it from the loopback address only, and complain elsewhere.
+  if (isOpenToAll) delete headers['Cross-Origin-Opener-Policy'];
   const timer = setInterval(beat, heartbeat);
 
   async function close() {

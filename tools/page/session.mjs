@@ -163,7 +163,8 @@ export class Session {
   async #setOptions(engine) {
     this.#areNewOptions = false;
     engine.setKnown({ Hash: this.#settings.hash, Threads: this.#settings.threads });
-    const lines = await engine.isReady();
+    // A gigabyte takes seconds in a web page.
+    const lines = await engine.isReady(30000);
     // Quillon takes less memory where there is no more.
     const less = lines.join('\n').match(/^info string .* using (\d+) MB$/m);
     if (less) this.#settings = { ...this.#settings, hash: Number(less[1]) };

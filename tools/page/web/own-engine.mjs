@@ -42,7 +42,7 @@ export class OwnEngine {
   kind = 'WebAssembly';
   place = `It runs in this page${this.#hasThreads ? '' : ', where the browser allows one thread'}.`;
   mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
-  mostHash = 2048;
+  mostHash = 1024;
 
   constructor(handlers) {
     this.#handlers = handlers;

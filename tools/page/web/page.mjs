@@ -957,6 +957,7 @@ $('engine-dialog').addEventListener('close', () => {
   if ($('engine-dialog').returnValue !== 'set') return;
   const { threads, hash } = engineForm.elements;
   state.options = { threads: Number(threads.value), hash: Number(hash.value) };
+  if (link.isOpen && !isFailed) setPill('setting …');
   link.send({ type: 'options', ...state.options });
   save();
 });

@@ -33,7 +33,9 @@
 #include <sys/mman.h>
 #endif
 #ifdef _WIN32
+#ifndef NOMINMAX
 #define NOMINMAX
+#endif
 #include <windows.h>
 #else
 #include <unistd.h>

@@ -136,7 +136,7 @@ void initEvaluation(positionStruct* position)
     position->gamePhase = wrap16(phase);
 }
 
-template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct* position)
+template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
 {
     // The sums are kept up to date move by move: to add up a whole board at each evaluation would
     // cost more than most of the terms.
@@ -191,8 +191,8 @@ template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct
     }
 }
 
-template void updateEvaluation<WHITE>(int ply, moveStruct move, positionStruct* position);
-template void updateEvaluation<BLACK>(int ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<WHITE>(u8 ply, moveStruct move, positionStruct* position);
+template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* position);
 
 
 // Evaluation terms

@@ -178,10 +178,10 @@ void initEvaluation(positionStruct* position);
 /// Saves the three sums in plies[ply] and updates them for a move of the colour `us`, whose turn it
 /// is. `ply` is the child's. Call it before the board changes: it reads the moving piece and the
 /// captured one from there.
-template <int us> void updateEvaluation(int ply, moveStruct move, positionStruct* position);
+template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position);
 
 /// Restores the three sums that updateEvaluation has saved at the same ply.
-inline void restoreEvaluation(int ply, positionStruct* position)
+inline void restoreEvaluation(u8 ply, positionStruct* position)
 {
     assert(ply > 0 && ply < NOFPLIES);
     const plyStruct& child = position->plies[ply];

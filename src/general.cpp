@@ -41,7 +41,7 @@ i64 now()
 
 // Notation
 
-std::string squareToLA(int square)
+std::string squareToLA(u8 square)
 {
     return {narrow<char>('a' + fileOf(square)), narrow<char>('1' + rankOf(square))};
 }
@@ -56,7 +56,8 @@ u8 LAToSquare(std::string_view text)
 std::string moveToLA(const moveStruct* move, u8 side)
 {
     // The record names the captured pawn's square; the notation names the landing square.
-    const int to = move->kind == KINDENPASSANT ? enPassantLanding(move->to, side) : move->to;
+    u8 to = move->to;
+    if (move->kind == KINDENPASSANT) to = static_cast<u8>(enPassantLanding(to, side));
     std::string text = squareToLA(move->from) + squareToLA(to);
     if (isPromotion(move->kind)) text += promotionLabels[move->kind];
     return text;

@@ -38,7 +38,7 @@ i64 now();
 // Notation
 
 /// A square's two characters, such as "e4".
-std::string squareToLA(int square);
+std::string squareToLA(u8 square);
 
 /// The square that the first two characters of a text name: file letter, then rank digit. The
 /// arithmetic is 8-bit and unchecked, so other characters give any number up to 255. A text shorter

@@ -354,8 +354,8 @@ constexpr bool sameMove(moveStruct a, moveStruct b)
 /// whole record to the next ply, so every field has to make sense under such a copy.
 struct alignas(64) plyStruct
 {
-    // The parent's values, restored by unmakeMove. Restoring them costs less than
-    // taking back the changes one by one. Each pair is one 16-byte copy.
+    // The parent's values, restored by unmakeMove, which costs less than to take the changes back
+    // one by one. Each pair is one 16-byte copy.
     combEval savedMaterial[2];
     combEval savedPstScore[2];
     u64 savedHashKey;

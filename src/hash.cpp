@@ -63,9 +63,9 @@ namespace
 {
 
 // hashCodeRandomNumber[i]: stored and not drawn at start-up, so that keys are the same in every run
-// and a search can be repeated, node by node. 0 to 767: pieces, by
-// code 2 to 13 and square a1 to h8. 768 to 783: castling rights by value. 784 to 791: en passant
-// files a to h. 792: black to move. The rest is not used.
+// and a search can be repeated, node by node. 0 to 767: pieces, by code 2 to 13 and square a1 to
+// h8. 768 to 783: castling rights by value. 784 to 791: en passant files a to h. 792: black to
+// move. The rest is not used.
 // clang-format off
 constexpr u64 hashCodeRandomNumber[800] = {
     0xacfeaf947971818a, 0x1e1a986bcee58e3b, 0xd1dd9bbc7b8c8d68, 0x26c7a01e02433fa7,

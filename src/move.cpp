@@ -144,7 +144,7 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
 
     // This comes before any change, because it reads the mover and the captured piece from the
     // board.
-    updateEvaluation<us>(ply, move, position);
+    updateEvaluation<us>(narrow<u8>(ply), move, position);
 
     child.capturedPiece = captured;
     child.savedHashKey = position->hashKey;
@@ -252,7 +252,7 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = narrow<i16>(child.savedHalfMoveClock);
-    restoreEvaluation(ply, position);
+    restoreEvaluation(narrow<u8>(ply), position);
 
     u8 landing = move.to;
     if (move.kind == KINDENPASSANT) landing = narrow<u8>(enPassantLanding(move.to, us));

@@ -153,7 +153,7 @@ inline bool isSquareAttacked(u8 square, u8 attacker, const positionStruct* posit
 // Geometry
 
 /// Chebyshev distance of two squares: the larger of the file and the rank difference, 0 to 7.
-i32 getDistanceSquares(i32 a, i32 b);
+i32 getDistanceSquares(u8 a, u8 b);
 
 /// Whether a square number lies on the board.
 bool onBoard(i32 square);
@@ -179,10 +179,10 @@ constexpr u64 southFill(u64 bitboard)
 // Slow counterparts
 
 /// What getRookAttackTable returns, found by walking the four rays. It fills the tables.
-u64 createRookAttackFromVar(i32 square, u64 occupancy);
+u64 createRookAttackFromVar(u8 square, u64 occupancy);
 
 /// What getBishopAttackTable returns, found by walking the four rays.
-u64 createBishopAttackFromVar(i32 square, u64 occupancy);
+u64 createBishopAttackFromVar(u8 square, u64 occupancy);
 
 
 // Interface without a caller

@@ -180,7 +180,7 @@ i16 firstKeyIndex(u8 sideToMove, i64 count)
 }
 
 /// Sets what follows from the fields of a FEN: keys, check, and the sums of the evaluation. From
-/// here on makeMove keeps all of it up to date.
+/// here on makeMove keeps keys and sums up to date; who makes a move sets the check.
 void deriveState(positionStruct* position)
 {
     position->hashKey = calcHashKey(0, position);

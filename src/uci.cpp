@@ -168,11 +168,6 @@ template <typename T> void readLimit(std::istream& stream, relaxed<T>& limit)
     limit = value;
 }
 
-} // namespace
-
-namespace
-{
-
 /// Lets a short search wait for a table whose pages are still being touched: between two checks of
 /// the clock it can touch thousands of pages, which takes longer than it may last. When its time
 /// has passed before the table is warm, it ends after depth 1, which touches few. Larger tables

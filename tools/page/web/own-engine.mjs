@@ -26,7 +26,7 @@ class WorkerEngine extends Conversation {
   }
 
   write(text) {
-    this.#use((engine) => text.split('\n', 1).forEach((line) => engine.send(line)));
+    this.#use((engine) => engine.write(text));
   }
 
   kill() {

@@ -518,7 +518,7 @@ conversation('NUL, high bytes and lines of 64 KB are unknown commands', async (t
   talk.send('position \0', `position ${long}`);
   await talk.board();
   await talk.ready();
-  // Neither during a search.
+  // The same during a search.
   talk.send('go infinite');
   await repeat(20, async () => {
     talk.send(`\0\xff${'\x01'.repeat(3000)}`);

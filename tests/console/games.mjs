@@ -10,10 +10,10 @@ import { scaled, Talk } from './talk.mjs';
 // A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
 // arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when it
 // oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, two pipes
-// lie between it and the referee, and a busy machine slows down what it runs. On top comes what
-// the machine is plainly to blame for: the time that threads of the engine and of the referee
-// stood ready to run without a processor, which the kernel counts, and the referee's longest
-// standstill (the collection of garbage), which its event loop measures.
+// lie between it and the referee, and a busy machine slows down what it runs. To this is added
+// the time that the machine alone cost them: how long threads of the engine and of the referee
+// waited for a processor, which the kernel counts, and the referee's longest pause (for garbage
+// collection), which its event loop measures.
 const slack = 50;
 
 const loopDelay = monitorEventLoopDelay({ resolution: 1 });

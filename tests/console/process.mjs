@@ -5,8 +5,8 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 
-// How long each thread of a process, by its number, has stood ready to run without getting a
-// processor, in milliseconds since its start. Empty when the process has ended.
+// How long each thread of a process, by its number, has waited for a processor since its start, in
+// milliseconds. Empty when the process has ended.
 export function waitsOf(pid) {
   const tasks = `/proc/${pid}/task`;
   const read = (id) => Number(fs.readFileSync(`${tasks}/${id}/schedstat`, 'utf8').split(' ')[1]);

@@ -303,8 +303,8 @@ Squares lineThrough(int a, int b)
     return line;
 }
 
-// One evaluation. The stages run in the order of evaluate(); later ones read what earlier ones
-// have left in the attack counts and in the counters of king attackers.
+// One evaluation. The stages run in the order of evaluate(); later ones read
+// the attack counts and the counters of king attackers that earlier ones have filled.
 class Model
 {
   public:

@@ -16,7 +16,7 @@ namespace oracle
 namespace
 {
 
-// Brings the entry of the highest score to the cursor; of equals the first.
+// Swaps the entry with the highest score to the cursor; the first one if several have it.
 void selectByScore(Position& p, int cursor, int end)
 {
     int best = cursor;

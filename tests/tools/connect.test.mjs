@@ -98,7 +98,7 @@ test('the lichess-bot settings are YAML and name no unknown option', () => {
   assert.deepEqual(others, engine);
   assert.deepEqual(Object.keys(given).sort(), ['Hash', 'Threads']);
   for (const [option, value] of Object.entries(given)) checkValue(option, value, 'lichess-bot.yml');
-  // Milliseconds: more than a way to the server takes, less than a move of a bullet game.
+  // In milliseconds: longer than the way to the server, shorter than a move of a bullet game.
   assert.ok(settings.move_overhead >= 100 && settings.move_overhead <= 2000);
 });
 

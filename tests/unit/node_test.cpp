@@ -584,8 +584,8 @@ TEST(SearchQuiescenceHash, AnEntryOfAnyDepthDecidesTheWindowOrIsTheNearerStandPa
 
 TEST(SearchQuiescenceHash, TheResultIsStoredAtDepth0WithItsBoundAndMove)
 {
-    // The capture's worth; beta is 50, the stand pat 0. The last one stays below alpha, and the
-    // hash move of the ply, which isn't white's, is stored.
+    // What the capture is worth, alpha, and the result; beta is 50, the stand pat 0. The last row
+    // stays below alpha: it stores the ply's hash move, although that move isn't white's.
     const moveStruct foreign{sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK};
     for (const auto& [worth, alpha, score, bound] : {std::tuple(60, -10, 60, boundLower),
                                                      {50, -10, 50, boundLower},

@@ -455,7 +455,7 @@ TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
 
 TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
 {
-    // At depth 6 the window fails as often as black has answers but one; each depth after it is
+    // At depth 6 the window fails as often as black has answers, less one; each depth after it is
     // settled and takes a tenth off the share, 1 plus a fifth of the failures. The search ends
     // where the share comes below the used one: 0.9 at once, which one failure doesn't change,
     // or 1.4, 1.6, 1.8 or 2 times powers of 0.9. Four more best moves than the last case's leave

@@ -338,6 +338,8 @@ tabTest('two tabs have two games and engines, which end with them', async (page,
   await until(() => engines().length === 2, 'two engines');
   await newGame(page);
   await newGame(other, { side: 'b' });
+  // A browser slows a page down that nobody sees.
+  await page.bringToFront();
   await click(page, 'a2', 'a4');
   await waitMoves(page, 2);
   await waitMoves(other, 1);

@@ -122,6 +122,7 @@ else
 fi
 if [[ $level == long ]]; then
     run release -L long -j 1
+    run wasm -L long -j 1
     # Whole games under the sanitizers; the other long tests would take them hours.
     for preset in asan tsan; do run "$preset" -R '^console\.clock-games\.long$'; done
 fi

@@ -5,12 +5,11 @@
 import assert from 'node:assert/strict';
 import { execFileSync, spawnSync } from 'node:child_process';
 import fs from 'node:fs';
-import http from 'node:http';
 import path from 'node:path';
 import test from 'node:test';
-import { chromium } from 'playwright-core';
 import { Engine } from '../../tools/lib/uci.mjs';
 import { enginePath, folder, root } from '../tools/support.mjs';
+import { isolation, launch, serve } from './browser.mjs';
 
 const packageDir = process.env.QUILLON_PACKAGE ?? path.join(root, 'build', 'wasm', 'package');
 const installed = path.join(folder, 'node_modules', 'quillon');
@@ -126,57 +125,28 @@ test('npx quillon is the console', () => {
   assert.equal(ours.stdout, native.stdout);
 });
 
-test('a hundred starts and ends leave no thread behind', async () => {
-  const tasks = () => fs.readdirSync('/proc/self/task').length;
-  const { engine } = await start({});
-  await engine.quit();
-  const before = tasks();
-  for (let i = 0; i < 100; i++) {
-    const { engine: next } = await start({ hash: 1 });
-    await next.quit();
-  }
-  await new Promise((done) => setTimeout(done, 500));
-  assert.ok(tasks() <= before + 2, `${before} threads, then ${tasks()}`);
+// The long run has a thousand cycles.
+test('a hundred starts and ends leave no thread and no memory behind', async () => {
+  const cycle = async (times) => {
+    for (let i = 0; i < times; i++) await (await start({ hash: 1 })).engine.quit();
+    await new Promise((done) => setTimeout(done, 500));
+    const threads = fs.readdirSync('/proc/self/task').length;
+    return { threads, megabytes: process.memoryUsage().rss / 2 ** 20 };
+  };
+  const before = await cycle(10);
+  const after = await cycle(process.env.QUILLON_LONG === '1' ? 900 : 90);
+  // An engine has four threads and touches five megabytes or more.
+  const seen = JSON.stringify({ before, after });
+  assert.ok(after.threads <= before.threads + 2, seen);
+  assert.ok(after.megabytes < before.megabytes + 200, seen);
 });
 
 test.describe('in Chromium', () => {
   let browser;
-  const servers = [];
-
-  const types = { '.mjs': 'text/javascript', '.js': 'text/javascript', '.wasm': 'application/wasm' };
-  async function serve(headers) {
-    const server = http.createServer((request, response) => {
-      const { pathname } = new URL(request.url, 'http://localhost');
-      const file = path.join(folder, pathname);
-      if (pathname === '/') {
-        response.writeHead(200, { 'Content-Type': 'text/html', ...headers });
-        response.end('<!doctype html><title>Quillon</title>');
-      } else if (fs.existsSync(file) && fs.statSync(file).isFile()) {
-        response.writeHead(200, { 'Content-Type': types[path.extname(file)] ?? '', ...headers });
-        fs.createReadStream(file).pipe(response);
-      } else {
-        response.writeHead(pathname === '/favicon.ico' ? 204 : 404);
-        response.end();
-      }
-    });
-    await new Promise((done) => server.listen(0, '127.0.0.1', done));
-    servers.push(server);
-    return `http://127.0.0.1:${server.address().port}/`;
-  }
-
   test.before(async () => {
-    const args = process.getuid() === 0 ? ['--no-sandbox'] : [];
-    browser = await chromium.launch({ executablePath: '/usr/bin/chromium', args });
+    browser = await launch();
   });
-  test.after(async () => {
-    await browser?.close();
-    for (const server of servers) server.close();
-  });
-
-  const isolation = {
-    'Cross-Origin-Opener-Policy': 'same-origin',
-    'Cross-Origin-Embedder-Policy': 'require-corp',
-  };
+  test.after(() => browser?.close());
 
   for (const [name, headers, threaded] of [
     ['an isolated page has threads, and room for two engines', isolation, true],
@@ -187,7 +157,7 @@ test.describe('in Chromium', () => {
       const faults = [];
       page.on('pageerror', (error) => faults.push(error.message));
       page.on('console', (message) => faults.push(message.text()));
-      await page.goto(await serve(headers));
+      await page.goto(await serve(folder, headers));
       const results = await page.evaluate(async () => {
         const { Quillon } = await import('/node_modules/quillon/index.mjs');
         const search = async () => {

@@ -224,10 +224,12 @@ constexpr int colourOf(int code)
     return code & 1;
 }
 
-/// Whether a piece code is a pawn's, of either colour.
+/// Whether a piece's code is a pawn's, of either colour. The pawns have the two lowest codes.
+/// NOPIECE is not allowed.
 constexpr bool isPawn(int code)
 {
-    return (code & ~1) == PAWN;
+    assert(code >= PAWN);
+    return code < KNIGHT;
 }
 
 /// Whether a piece code is a king's, of either colour. The kings have the two highest codes.

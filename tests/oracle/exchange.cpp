@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Static exchange. The balance is kept in 16 bits and wraps. Attackers that come into view behind
-// a piece that leaves are looked for in that piece's own colour only, and only along the lines that
-// the table in `uncovered` names.
-#include "exchange.h"
-
-#include <array>
+// Static exchange evaluation. The balance wraps at 16 bits. When a piece leaves, only its own side
+// gains an attacker from behind it, and only along the lines that `uncovered` names.
+#include "model.h"
 
 namespace oracle
 {
@@ -13,12 +10,13 @@ namespace oracle
 namespace
 {
 
-constexpr std::array<int, 14> exchangeValue{0,   0,   87,  87,   340,  340,   340,
-                                            340, 515, 515, 1005, 1005, 10000, 10000};
+using Score = std::int16_t;
 
-Score valueOf(Byte piece)
+constexpr Score exchangeValue[] = {0, 87, 340, 340, 515, 1005, 10000}; // by half the piece code
+
+Score valueOf(int piece)
 {
-    return static_cast<Score>(exchangeValue.at(piece));
+    return exchangeValue[piece / 2];
 }
 
 Score wrapped(int value)
@@ -26,131 +24,84 @@ Score wrapped(int value)
     return static_cast<Score>(value);
 }
 
-bool isQuietKind(Byte kind)
+bool isQuietKind(int kind)
 {
     return kind == enPassant || kind >= castleKingSide;
 }
 
-// Bishops and queens, or rooks and queens, of one colour that see the square.
-Set slidersOn(const Position& p, int square, int colour, Set occupied, bool diagonal)
+// The least valuable of the pieces, the lowest square among equals.
+int cheapest(const Board& board, Set pieces)
 {
-    const Set reach = diagonal ? diagonalReach(square, occupied) : straightReach(square, occupied);
-    Set found = 0;
-    forEach(reach,
-            [&](int s)
-            {
-                const Byte piece = at(p, s);
-                if (piece == pieceOf(queen, colour) ||
-                    piece == pieceOf(diagonal ? bishop : rook, colour))
-                    found |= setOf(s);
-            });
-    return found;
+    int best = std::countr_zero(pieces);
+    for (const int s : Squares(pieces))
+        if (board[s] < board[best]) best = s;
+    return best;
 }
 
-// All pieces of both colours that bear on the square.
-Set attackersOf(const Position& p, int square, Set occupied)
+// What may come into view when a piece leaves; a rook behind a queen doesn't.
+Set uncovered(const Board& board, int square, int piece, Set occupied)
 {
-    Set found = 0;
-    forEach(occupied,
-            [&](int s)
-            {
-                const Byte piece = at(p, s);
-                Set reach = sliderReach(piece, square, occupied);
-                if (piece == pawn || piece == pieceOf(pawn, 1))
-                    reach = pawnSources(piece & 1, square);
-                if (piece == knight || piece == pieceOf(knight, 1)) reach = knightReach(square);
-                if (piece >= king) reach = kingReach(square);
-                if (has(reach, s)) found |= setOf(s);
-            });
-    return found;
+    if (typeOf(piece) == knight) return 0;
+    const int slider = typeOf(piece) == rook || typeOf(piece) == king ? rook : bishop;
+    const int colour = piece & 1;
+    return reach(slider, square, occupied) &
+           (board.pieces(slider + colour) | board.pieces(queen + colour));
 }
 
-// The cheapest piece of the colour among the attackers, on the lowest square of its kind.
-int cheapest(const Position& p, Set attackers, int colour)
+// Plays the exchange out on `square`; the first to capture is `colour`. The balance is that of the
+// other side, which counts its piece on the square as lost. Returns whether that side holds it.
+bool exchangeHolds(const Board& board, int square, int colour, Set occupied, Score balance)
 {
-    for (const Byte code : {pawn, knight, bishop, rook, queen, king})
-        for (int s = 0; s < 64; ++s)
-            if (has(attackers, s) && at(p, s) == pieceOf(code, colour)) return s;
-    return offBoard;
-}
-
-bool hasAttacker(const Position& p, Set attackers, int colour)
-{
-    return cheapest(p, attackers, colour) != offBoard;
-}
-
-// What comes into view when a piece of the colour leaves; a rook behind a queen doesn't.
-Set uncovered(const Position& p, int square, Byte piece, int colour, Set occupied)
-{
-    switch (piece & ~1)
-    {
-    case pawn:
-    case bishop:
-    case queen: return slidersOn(p, square, colour, occupied, true);
-    case rook:
-    case king: return slidersOn(p, square, colour, occupied, false);
-    default: return 0;
-    }
-}
-
-// Plays the exchange out on `square` from a balance in which the mover counts as lost.
-bool exchangeHolds(const Position& p, int square, Set occupied, Score balance)
-{
-    Set attackers = attackersOf(p, square, occupied);
-    int colour = p.side ^ 1;
+    Set attackers[] = {board.attackers(square, 0, occupied), board.attackers(square, 1, occupied)};
     bool result = true;
-    while (hasAttacker(p, attackers, colour))
+    for (; attackers[colour] != 0; colour ^= 1)
     {
-        const int from = cheapest(p, attackers, colour);
-        const Byte piece = at(p, from);
+        const int from = cheapest(board, attackers[colour]);
+        const int piece = board[from];
         occupied &= ~setOf(from);
-        attackers |= uncovered(p, square, piece, colour, occupied);
-        attackers &= occupied;
-        if (piece >= king) return hasAttacker(p, attackers, colour ^ 1) ? result : !result;
+        attackers[colour] |= uncovered(board, square, piece, occupied);
+        attackers[colour] &= occupied;
+        if (typeOf(piece) == king) return attackers[colour ^ 1] != 0 ? result : !result;
         result = !result;
         balance = wrapped(balance + valueOf(piece));
         if (balance < 0) return result;
         balance = wrapped(-balance);
-        colour ^= 1;
     }
     return result;
 }
 
-} // namespace
-
-bool see(const Move& move, Score threshold, const Position& p)
-{
-    if (isQuietKind(move.kind)) return threshold <= 0;
-    Score balance = wrapped(valueOf(at(p, move.to)) - threshold);
-    if (balance < 0) return false;
-    balance = wrapped(balance - valueOf(at(p, move.from)));
-    if (balance >= 0) return true;
-    return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.from) ^ setOf(move.to), balance);
-}
-
-bool seeAfter(const Move& move, Score threshold, const Position& p, Byte captured)
+// The exchange of a move that takes `captured` and leaves `mover` on the square.
+bool gains(const Position& p, const Move& move, int threshold, int captured, int mover)
 {
     if (isQuietKind(move.kind)) return threshold <= 0;
     Score balance = wrapped(valueOf(captured) - threshold);
     if (balance < 0) return false;
-    balance = wrapped(balance - valueOf(at(p, move.to)));
+    balance = wrapped(balance - valueOf(mover));
     if (balance >= 0) return true;
-    // The side to move is now the mover's enemy, so the exchange starts with the mover's own
-    // pieces.
-    return exchangeHolds(p, move.to, occupancy(p) ^ setOf(move.to), balance);
+    const Set rest = p.board.occupied() & ~setOf(move.from);
+    return exchangeHolds(p.board, move.to, p.side ^ 1, rest ^ setOf(move.to), balance);
 }
 
-void lowerBadEvasions(int ply, int first, Position& p)
+} // namespace
+
+bool Position::see(const Move& move, int threshold) const
 {
-    for (int s = first; s < plyAt(p, ply).listEnd; ++s)
+    return gains(*this, move, threshold, board[move.to], board[move.from]);
+}
+
+// The side to move is the mover's opponent by now, so the mover's own pieces "recapture" first.
+bool Position::seeAfter(const Move& move, int threshold) const
+{
+    return gains(*this, move, threshold, here().captured, board[move.to]);
+}
+
+void Position::lowerBadEvasions(int first)
+{
+    for (int i = first; i < here().listEnd; ++i)
     {
-        Move& move = slot(p, s);
-        if (move.score == 250 || at(p, move.from) >= king || isQuietKind(move.kind)) continue;
-        const Score balance = wrapped(valueOf(at(p, move.to)) - valueOf(at(p, move.from)));
-        if (balance >= 0) continue;
-        const Set occupied = occupancy(p) ^ setOf(move.from) ^ setOf(move.to);
-        if (!exchangeHolds(p, move.to, occupied, balance))
-            move.score = static_cast<Byte>(move.score + 156);
+        Move& move = stack[i];
+        if (move.score != 250 && typeOf(board[move.from]) != king && !see(move, 0))
+            move.score = (move.score + 156) & 255;
     }
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Move lists by class. Pieces of one kind come by ascending square, and for each of them the
-// destinations by ascending square; pawns go direction by direction.
-#include "generators.h"
+// Move lists by class. Pieces of one type come by ascending square, and for each of them the
+// destinations by ascending square; pawns go direction by direction, promotions first.
+#include "model.h"
 
-#include <array>
+#include <cstdlib>
 #include <utility>
 
 namespace oracle
@@ -13,380 +13,213 @@ namespace oracle
 namespace
 {
 
-// Writes moves into the stack, upwards.
-class List
+constexpr Set lastRanks = 0xff000000000000ff;
+
+// The base of a score, and what the victim's code adds to it.
+struct Scores
 {
-  public:
-    List(Position& position, int first) : p(position), next(first) {}
-
-    void add(int from, int to, Byte kind, int score)
-    {
-        addUnscored(from, to, kind);
-        slot(p, next - 1).score = static_cast<Byte>(score);
-    }
-
-    // Leaves the fourth byte of the slot as it was.
-    void addUnscored(int from, int to, Byte kind)
-    {
-        Move& move = slot(p, next++);
-        move.from = static_cast<Byte>(from);
-        move.to = static_cast<Byte>(to);
-        move.kind = kind;
-    }
-
-    void close(int ply) const
-    {
-        plyAt(p, ply).listEnd = next;
-        plyAt(p, ply + 1).listStart = next;
-    }
-
-  private:
-    Position& p;
-    int next;
-};
-
-constexpr std::array<Byte, 4> allPromotions{queen, rook, bishop, knight};
-
-bool onLastRank(int square, int colour)
-{
-    return rankOf(square) == (colour == 0 ? 7 : 0);
-}
-
-// Adds the four promotions or the queen alone.
-void addPromotions(List& list, int from, int to, int score, bool queenOnly)
-{
-    for (const Byte kind : allPromotions)
-        if (kind == queen || !queenOnly) list.add(from, to, kind, score);
-}
-
-Set squaresOf(const Position& p, Byte whiteCode)
-{
-    Set set = 0;
-    for (int s = 0; s < 64; ++s)
-        if (at(p, s) == pieceOf(whiteCode, p.side)) set |= setOf(s);
-    return set;
-}
-
-// The two directions in which pawns capture, in the order of generation.
-std::array<int, 2> captureSteps(int colour)
-{
-    return colour == 0 ? std::array<int, 2>{9, 7} : std::array<int, 2>{-9, -7};
-}
-
-// Where a pawn of `pawns` comes from when it captures on `to` by `step`, or offBoard.
-int capturingPawn(Set pawns, int to, int step)
-{
-    const int from = to - step;
-    if (from < 0 || from > 63 || !has(pawns, from)) return offBoard;
-    const int files = fileOf(from) - fileOf(to);
-    return files == 1 || files == -1 ? from : offBoard;
-}
-
-// A score for plain captures and one for promotions, by the victim's code; a flat one in check.
-struct PawnScores
-{
-    int perVictim;
     int plainBase;
     int promotionBase;
+    int perVictim;
 };
 
-constexpr PawnScores captureScores{8, -2, -14};
-constexpr PawnScores evasionScores{0, 250, 250};
+constexpr Scores captureScores{-2, -14, 8};
+constexpr int enPassantScore = 14;
+constexpr int evasionScore = 250; // of a pawn that captures the checking piece
+constexpr int blockScore = 210;
 
-void pawnCaptures(List& list, const Position& p, Set pawns, Set targets, PawnScores scores,
-                  bool queenOnly)
+void start(Position& p, int first)
 {
-    for (const int step : captureSteps(p.side))
-    {
-        for (const bool promoting : {true, false})
+    p.here().listEnd = p.next().listStart = first;
+}
+
+void add(Position& p, int from, int to, int kind, int score)
+{
+    p.stack[p.here().listEnd++] = {from, to, kind, score};
+    p.next().listStart = p.here().listEnd;
+}
+
+// Moves of pawns to the targets by one step, which is a push or a capture.
+void addPawnMoves(Position& p, Set pawns, Set targets, int step, Scores scores, bool queenOnly)
+{
+    for (const Set ranks : {lastRanks, ~lastRanks})
+        for (const int to : Squares(targets & ranks))
         {
-            for (int to = 0; to < 64; ++to)
-            {
-                if (!has(targets, to) || onLastRank(to, p.side) != promoting) continue;
-                const int from = capturingPawn(pawns, to, step);
-                if (from == offBoard) continue;
-                const int victim = at(p, to) * scores.perVictim;
-                if (promoting)
-                    addPromotions(list, from, to, victim + scores.promotionBase, queenOnly);
-                else
-                    list.add(from, to, plain, victim + scores.plainBase);
-            }
+            const int from = to - step;
+            if (from < 0 || from > 63 || !has(pawns, from)) continue;
+            if (std::abs(fileOf(from) - fileOf(to)) > 1) continue;
+            const int bonus = p.board[to] * scores.perVictim;
+            if (ranks != lastRanks)
+                add(p, from, to, plain, scores.plainBase + bonus);
+            else
+                for (const int kind : {queen, rook, bishop, knight})
+                    if (kind == queen || !queenOnly)
+                        add(p, from, to, kind, scores.promotionBase + bonus);
         }
+}
+
+void addPawnCaptures(Position& p, Set pawns, Set targets, Scores scores, bool queenOnly)
+{
+    for (const int sideways : {1, -1})
+    {
+        const int step = p.side == 0 ? 8 + sideways : -8 - sideways;
+        addPawnMoves(p, pawns, targets, step, scores, queenOnly);
     }
 }
 
-Set reachOf(const Position& p, Byte whiteCode, int from, Set occupied)
+void addPawnPushes(Position& p, Set pawns, Set targets, int score)
 {
-    if (whiteCode == knight) return knightReach(from);
-    if (whiteCode == king) return kingReach(from);
-    return sliderReach(pieceOf(whiteCode, p.side), from, occupied);
+    const int step = forward(p.side);
+    addPawnMoves(p, pawns, targets, step, {score, score, 0}, false);
+    const Set doubleRank = p.side == 0 ? 0x00000000ff000000 : 0x000000ff00000000;
+    for (const int to : Squares(targets & doubleRank))
+        if (has(pawns, to - 2 * step) && p.board[to - step] == none)
+            add(p, to - 2 * step, to, doublePush, score);
 }
 
-// Visits the moves of pieces of one kind to some squares.
-template <typename Function>
-void forEachMove(const Position& p, Byte whiteCode, Set movers, Set targets, Function visit)
+void addEnPassant(Position& p, Set pawns, int score)
 {
-    forEach(movers,
-            [&](int from)
-            {
-                forEach(reachOf(p, whiteCode, from, occupancy(p)) & targets,
-                        [&](int to) { visit(from, to); });
-            });
-}
-
-// Captures of all pieces of one kind, the score falling with the attacker's value.
-void pieceCaptures(List& list, const Position& p, Byte whiteCode, Set movers, Set targets)
-{
-    forEachMove(p, whiteCode, movers, targets,
-                [&](int from, int to) { list.add(from, to, plain, at(p, to) * 8 - whiteCode); });
-}
-
-void enPassantCaptures(List& list, const Position& p, int ply, Set pawns, int score)
-{
-    const int victim = plyAt(p, ply).enPassantPawn;
+    const int victim = p.here().enPassantPawn;
     if (victim == 0) return;
-    forEach(pawns & besidePawn(victim),
-            [&](int from) { list.add(from, victim, enPassant, score); });
+    for (const int from : {victim - 1, victim + 1})
+        if (has(pawns, from) && rankOf(from) == rankOf(victim))
+            add(p, from, victim, enPassant, score);
 }
 
-// King moves to squares that no enemy piece attacks once the king has left its own.
-void kingEvasions(List& list, const Position& p, int own, Set checkers)
+// Moves of pieces of one type to the targets; the score is a function of the destination.
+template <typename Score>
+void addPieceMoves(Position& p, int type, Set movable, Set targets, Score score)
 {
-    const Set withoutKing = occupancy(p) & ~setOf(own);
-    const Set targets = kingReach(own) & ~piecesOf(p, p.side);
-    forEach(targets,
-            [&](int to)
-            {
-                if (isAttacked(p, to, p.side ^ 1, withoutKing)) return;
-                const Byte victim = at(p, to);
-                const int bonus = checkers == setOf(to) ? 1 : 0;
-                list.add(own, to, plain, victim != none ? 220 + victim + bonus : 202);
-            });
+    const Set occupied = p.board.occupied();
+    for (const int from : Squares(p.board.pieces(type + p.side) & movable))
+        for (const int to : Squares(reach(type, from, occupied) & targets))
+            add(p, from, to, plain, score(to));
 }
 
-void pawnBlocks(List& list, const Position& p, Set pawns, Set between)
+void addPieceCaptures(Position& p, int type, Set movable, Set targets)
 {
-    const int step = forward(p.side);
-    constexpr int score = 210;
-    for (const bool promoting : {true, false})
-    {
-        for (int to = 0; to < 64; ++to)
-        {
-            const int from = to - step;
-            if (!has(between, to) || at(p, to) != none || from < 0 || from > 63) continue;
-            if (!has(pawns, from) || onLastRank(to, p.side) != promoting) continue;
-            if (promoting)
-                addPromotions(list, from, to, score, false);
-            else
-                list.add(from, to, plain, score);
-        }
-    }
-    const int doubleRank = p.side == 0 ? 3 : 4;
-    for (int to = doubleRank * 8; to < doubleRank * 8 + 8; ++to)
-    {
-        const int from = to - 2 * step;
-        if (has(between, to) && has(pawns, from) && at(p, to) == none && at(p, to - step) == none)
-            list.add(from, to, doublePush, score);
-    }
+    addPieceMoves(p, type, movable, targets, [&](int to) { return p.board[to] * 8 - type; });
 }
 
-// The enemy pieces that give check, the enemy king left out.
-Set findCheckers(const Position& p, int own)
+// Captures by all but the king; `knights` are those that may move.
+void addCaptures(Position& p, Set targets, Set knights, bool queenOnly)
 {
+    addPawnCaptures(p, p.board.pieces(pawn + p.side), targets, captureScores, queenOnly);
+    addPieceCaptures(p, knight, knights, targets);
+    for (const int type : {bishop, rook, queen}) addPieceCaptures(p, type, ~Set{0}, targets);
+}
+
+// All legal moves in check, by the pins of the ply.
+void generateEvasions(Position& p, int first)
+{
+    start(p, first);
+    const Board& board = p.board;
     const int enemy = p.side ^ 1;
-    Set checkers = 0;
-    forEach(piecesOf(p, enemy) & ~setOf(kingSquare(p, enemy)),
-            [&](int s)
-            {
-                const Byte piece = at(p, s);
-                Set reach = sliderReach(piece, own, occupancy(p));
-                if (piece == pieceOf(pawn, enemy)) reach = pawnSources(enemy, own);
-                if (piece == pieceOf(knight, enemy)) reach = knightReach(own);
-                if (has(reach, s)) checkers |= setOf(s);
-            });
-    return checkers;
+    const int own = board.kingSquare(p.side);
+    const Set occupied = board.occupied();
+    const Set checkers = board.attackers(own, enemy, occupied);
+    for (const int to : Squares(reach(king, own, occupied) & ~board.of(p.side)))
+    {
+        if (board.attackers(to, enemy, occupied & ~setOf(own))) continue;
+        const int bonus = checkers == setOf(to) ? 1 : 0;
+        add(p, own, to, plain, board[to] == none ? 202 : 220 + board[to] + bonus);
+    }
+    if (std::popcount(checkers) != 1) return;
+
+    const int checker = std::countr_zero(checkers);
+    const Set way = between(own, checker);
+    const Set movable = p.here().notPinned;
+    const Set pawns = board.pieces(pawn + p.side) & movable;
+    addPawnCaptures(p, pawns, checkers, {evasionScore, evasionScore, 0}, false);
+    if (p.here().enPassantPawn == checker) addEnPassant(p, pawns, evasionScore);
+    addPawnPushes(p, pawns, way, blockScore);
+    int captureScore = 236;
+    for (const int type : {knight, bishop, rook, queen})
+    {
+        addPieceMoves(p, type, movable, way | checkers,
+                      [&](int to) { return to == checker ? captureScore : captureScore - 30; });
+        --captureScore;
+    }
 }
 
-// All legal moves in check; the pins of the ply must stand.
-void generateEvasions(int ply, int first, Position& p)
+void addCastling(Position& p, int kind, int corner, int passed, int to)
 {
-    List list(p, first);
-    const int own = kingSquare(p, p.side);
-    const Set checkers = findCheckers(p, own);
-    kingEvasions(list, p, own, checkers);
-    if (count(checkers) < 2)
-    {
-        const Set notPinned = plyAt(p, ply).notPinned;
-        const Set pawns = squaresOf(p, pawn) & notPinned;
-        const int checker = lowest(checkers);
-        const Set way = checker < 64 ? between(own, checker) : 0;
-        pawnCaptures(list, p, pawns, checkers, evasionScores, false);
-        if (plyAt(p, ply).enPassantPawn == checker) enPassantCaptures(list, p, ply, pawns, 250);
-        pawnBlocks(list, p, pawns, way);
-
-        int captureScore = 236;
-        for (const Byte code : {knight, bishop, rook, queen})
-        {
-            forEachMove(p, code, squaresOf(p, code) & notPinned, way | checkers,
-                        [&](int from, int to) {
-                            list.add(from, to, plain,
-                                     at(p, to) != none ? captureScore : captureScore - 30);
-                        });
-            --captureScore;
-        }
-    }
-    list.close(ply);
-}
-
-} // namespace
-
-void generateCaptures(int ply, int first, Position& p)
-{
-    slot(p, first).score = 0;
-    computePins(p, ply);
-    Ply& here = plyAt(p, ply);
-    if (here.inCheck != 0)
-    {
-        generateEvasions(ply, first, p);
-        here.stage = evasionStage;
-        return;
-    }
-    List list(p, first);
-    const Set enemies = piecesOf(p, p.side ^ 1);
-    const Set pawns = squaresOf(p, pawn);
-    pawnCaptures(list, p, pawns, enemies, captureScores, false);
-    pieceCaptures(list, p, knight, squaresOf(p, knight) & here.notPinned, enemies);
-    for (const Byte code : {bishop, rook, queen})
-        pieceCaptures(list, p, code, squaresOf(p, code), enemies);
-    enPassantCaptures(list, p, ply, pawns, 14);
-    pieceCaptures(list, p, king, squaresOf(p, king), enemies);
-    list.close(ply);
-}
-
-void generateQuiescence(int ply, int first, Position& p)
-{
-    computePins(p, ply);
-    const Ply& here = plyAt(p, ply);
-    if (here.inCheck != 0)
-    {
-        generateEvasions(ply, first, p);
-        return;
-    }
-    List list(p, first);
-    const Set enemies = piecesOf(p, p.side ^ 1);
-    const Set pawns = squaresOf(p, pawn);
-    pawnCaptures(list, p, pawns, enemies, captureScores, true);
-    pieceCaptures(list, p, knight, squaresOf(p, knight) & here.notPinned, enemies);
-    for (const Byte code : {bishop, rook, queen, king})
-        pieceCaptures(list, p, code, squaresOf(p, code), enemies);
-    enPassantCaptures(list, p, ply, pawns, 14);
-    for (int to = 0; to < 64; ++to)
-    {
-        const int from = to - forward(p.side);
-        if (onLastRank(to, p.side) && has(pawns, from) && at(p, to) == none)
-            list.add(from, to, queen, 1);
-    }
-    list.close(ply);
-}
-
-void generateRecaptures(int ply, int first, Position& p)
-{
-    if (plyAt(p, ply).inCheck != 0)
-    {
-        computePins(p, ply);
-        generateEvasions(ply, first, p);
-        return;
-    }
-    // Pins are not looked at: notPinned keeps what the ply last held.
-    List list(p, first);
-    const Set target = piecesOf(p, p.side ^ 1) & setOf(plyAt(p, ply - 1).currentMove.to);
-    pawnCaptures(list, p, squaresOf(p, pawn), target, captureScores, true);
-    for (const Byte code : {knight, bishop, rook, queen, king})
-        pieceCaptures(list, p, code, squaresOf(p, code), target);
-    list.close(ply);
-}
-
-namespace
-{
-
-void pawnPushes(List& list, const Position& p)
-{
-    const Set pawns = squaresOf(p, pawn);
-    const int step = forward(p.side);
-    for (const bool promoting : {true, false})
-    {
-        for (int to = 0; to < 64; ++to)
-        {
-            const int from = to - step;
-            if (from < 0 || from > 63 || !has(pawns, from) || at(p, to) != none) continue;
-            if (onLastRank(to, p.side) != promoting) continue;
-            if (!promoting)
-                list.addUnscored(from, to, plain);
-            else
-                for (const Byte kind : allPromotions) list.addUnscored(from, to, kind);
-        }
-    }
-    const int doubleRank = p.side == 0 ? 3 : 4;
-    for (int to = doubleRank * 8; to < doubleRank * 8 + 8; ++to)
-        if (has(pawns, to - 2 * step) && at(p, to) == none && at(p, to - step) == none)
-            list.addUnscored(to - 2 * step, to, doublePush);
-}
-
-void castlingMoves(List& list, const Position& p, const Ply& here)
-{
-    if (here.inCheck != 0) return;
     const int home = p.side == 0 ? 0 : 56;
-    const auto isFree = [&](int first, int last)
-    {
-        for (int s = home + first; s <= home + last; ++s)
-            if (at(p, s) != none) return false;
-        return true;
-    };
-    const int enemy = p.side ^ 1;
-    if ((here.rights & (1 << p.side)) != 0 && isFree(5, 6) && !isAttacked(p, home + 5, enemy))
-        list.addUnscored(home + 4, home + 6, castleKingSide);
-    if ((here.rights & (4 << p.side)) != 0 && isFree(1, 3) && !isAttacked(p, home + 3, enemy))
-        list.addUnscored(home + 4, home + 2, castleQueenSide);
+    const int right = (kind == castleKingSide ? 1 : 4) << p.side;
+    if (!p.here().inCheck && (p.here().rights & right) != 0 &&
+        (between(home + 4, home + corner) & p.board.occupied()) == 0 &&
+        !p.isAttacked(home + passed, p.side ^ 1))
+        add(p, home + 4, home + to, kind, 0);
 }
 
 } // namespace
 
-void generateQuiets(int ply, int first, Position& p)
+void Position::generateCaptures(int first)
 {
-    slot(p, first).score = 0;
-    const Ply& here = plyAt(p, ply);
-    List list(p, first);
-    pawnPushes(list, p);
-    castlingMoves(list, p, here);
-    for (const Byte code : {knight, bishop, rook, queen, king})
-    {
-        Set movers = squaresOf(p, code);
-        if (code == knight) movers &= here.notPinned;
-        forEachMove(p, code, movers, ~occupancy(p),
-                    [&](int from, int to) { list.addUnscored(from, to, plain); });
-    }
-    list.close(ply);
+    computePins();
+    if (here().inCheck) return generateEvasions(*this, first);
+    start(*this, first);
+    const Set enemies = board.of(side ^ 1);
+    addCaptures(*this, enemies, here().notPinned, false);
+    addEnPassant(*this, board.pieces(pawn + side), enPassantScore);
+    addPieceCaptures(*this, king, ~Set{0}, enemies);
 }
 
-void generateLegal(int ply, int first, Position& p)
+void Position::generateQuiets(int first)
 {
-    Ply& here = plyAt(p, ply);
-    here.inCheck = isAttacked(p, kingSquare(p, p.side), p.side ^ 1);
-    generateCaptures(ply, first, p);
-    if (here.inCheck != 0) return;
-    generateQuiets(ply, here.listEnd, p);
+    start(*this, first);
+    const Set empty = ~board.occupied();
+    addPawnPushes(*this, board.pieces(pawn + side), empty, 0);
+    addCastling(*this, castleKingSide, 7, 5, 6);
+    addCastling(*this, castleQueenSide, 0, 3, 2);
+    for (const int type : {knight, bishop, rook, queen, king})
+        addPieceMoves(*this, type, type == knight ? here().notPinned : ~Set{0}, empty,
+                      [](int) { return 0; });
+}
 
-    // An illegal move changes places with the last one, so that the order isn't kept.
-    int last = here.listEnd - 1;
-    for (int s = first; s <= last;)
+void Position::generateQuiescence(int first)
+{
+    computePins();
+    if (here().inCheck) return generateEvasions(*this, first);
+    start(*this, first);
+    const Set enemies = board.of(side ^ 1);
+    const Set pawns = board.pieces(pawn + side);
+    addCaptures(*this, enemies, here().notPinned, true);
+    addPieceCaptures(*this, king, ~Set{0}, enemies);
+    addEnPassant(*this, pawns, enPassantScore);
+    addPawnMoves(*this, pawns, lastRanks & ~board.occupied(), forward(side), {1, 1, 0}, true);
+}
+
+void Position::generateRecaptures(int first)
+{
+    if (here().inCheck)
     {
-        if (leavesKingInCheck(ply, slot(p, s), p))
-            std::swap(slot(p, s), slot(p, last--));
-        else
-            ++s;
+        computePins();
+        return generateEvasions(*this, first);
     }
-    here.listEnd = last + 1;
-    plyAt(p, ply + 1).listStart = last + 1;
+    // Ignores pins: notPinned keeps what the ply last held.
+    start(*this, first);
+    const Set target = board.of(side ^ 1) & setOf(plies[ply - 1].currentMove.to);
+    addCaptures(*this, target, ~Set{0}, true);
+    addPieceCaptures(*this, king, ~Set{0}, target);
+}
+
+void Position::generateLegal(int first)
+{
+    here().inCheck = isInCheck();
+    generateCaptures(first);
+    if (here().inCheck) return;
+    generateQuiets(here().listEnd);
+
+    // An illegal move changes places with the last one, so the order isn't kept.
+    for (int i = first; i < here().listEnd;)
+    {
+        if (leavesKingInCheck(stack[i]))
+            std::swap(stack[i], stack[--here().listEnd]);
+        else
+            ++i;
+    }
+    next().listStart = here().listEnd;
 }
 
 } // namespace oracle

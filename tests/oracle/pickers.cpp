@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The pickers. A node's list lies in the stack as: hash move, captures, three reserved slots for
-// killers and counter move, bad captures, quiet moves. listStart of the next ply is at the
-// same time the place where the next bad capture is put aside.
-#include "pickers.h"
-
-#include "exchange.h"
-#include "generators.h"
+// The pickers. The list of a node of the main search lies in the stack as: hash move, captures,
+// three reserved slots for killers and counter move, bad captures, quiet moves. listStart of the
+// next ply is also where the next bad capture is put aside.
+#include "model.h"
 
 #include <utility>
 
@@ -16,197 +13,152 @@ namespace oracle
 namespace
 {
 
-// Swaps the entry with the highest score to the cursor; the first one if several have it.
-void selectByScore(Position& p, int cursor, int end)
+// Swaps the entry with the highest value to the cursor; the first one if several have it.
+template <typename Value> void select(Position& p, int cursor, Value value)
 {
     int best = cursor;
-    for (int s = cursor + 1; s < end; ++s)
-        if (slot(p, s).score > slot(p, best).score) best = s;
-    if (best != cursor) std::swap(slot(p, best), slot(p, cursor));
+    for (int i = cursor + 1; i < p.here().listEnd; ++i)
+        if (value(p.stack[i]) > value(p.stack[best])) best = i;
+    std::swap(p.stack[best], p.stack[cursor]);
 }
 
-// Share of cut-offs among the successes and failures of a quiet move, 0 to 128.
-std::uint32_t historyRatio(const Position& p, const Move& move)
+void selectByScore(Position& p, int cursor)
 {
-    const auto piece = static_cast<std::size_t>(at(p, move.from) - 2);
-    const std::uint32_t good = p.historyGood.at(piece).at(move.to);
-    const std::uint32_t bad = p.historyBad.at(piece).at(move.to);
-    return good + bad == 0 ? 64 : good * 128 / (good + bad);
+    select(p, cursor, [](const Move& move) { return move.score; });
 }
 
-void selectByHistory(Position& p, int cursor, int end)
+// By the share of cut-offs among the successes and failures of a quiet move, 0 to 128.
+void selectByHistory(Position& p, int cursor)
 {
-    int best = cursor;
-    std::uint32_t bestRatio = historyRatio(p, slot(p, cursor));
-    for (int s = cursor + 1; s < end; ++s)
-    {
-        const std::uint32_t ratio = historyRatio(p, slot(p, s));
-        if (ratio > bestRatio)
-        {
-            best = s;
-            bestRatio = ratio;
-        }
-    }
-    if (best != cursor) std::swap(slot(p, best), slot(p, cursor));
+    select(p, cursor,
+           [&](const Move& move)
+           {
+               const int piece = p.board[move.from];
+               const int good = p.historyGood[piece][move.to];
+               const int bad = p.historyBad[piece][move.to];
+               return good + bad == 0 ? 64 : good * 128 / (good + bad);
+           });
 }
 
-bool playAt(int ply, int cursor, Position& p, bool testLegal)
+// Opens one reserved slot and plays a remembered move there if it fits the position.
+bool playRemembered(Position& p, int cursor, const Move& move)
 {
-    return makeMove(ply + 1, slot(p, cursor), p, testLegal);
+    ++p.here().listEnd;
+    if (move == Move{} || sameMove(move, p.here().hashMove) || !p.isPseudoLegal(move)) return false;
+    p.stack[cursor] = move;
+    return p.make(move, true);
 }
 
-// Opens one reserved slot, which keeps the caller's loop running.
-void openSlot(Ply& here, Byte nextStage)
+Move counterMove(const Position& p)
 {
-    ++here.listEnd;
-    here.stage = nextStage;
+    if (p.ply == 0) return {};
+    const int to = p.plies[p.ply - 1].currentMove.to;
+    const Move& move = p.counterMoves[p.board[to]][to];
+    const auto& killers = p.here().killers;
+    return sameMove(move, killers[0]) || sameMove(move, killers[1]) ? Move{} : move;
 }
 
-// Plays a remembered move in a reserved slot if it fits the position.
-bool playRemembered(int ply, int cursor, Position& p, const Move& move)
+bool playByScore(Position& p, int cursor, bool testLegal)
 {
-    if (isEmpty(move) || sameMove(move, plyAt(p, ply).hashMove)) return false;
-    if (!isPseudoLegal(ply, move, p)) return false;
-    slot(p, cursor) = move;
-    return playAt(ply, cursor, p, true);
+    if (cursor == p.here().listEnd) return false;
+    selectByScore(p, cursor);
+    return !sameMove(p.stack[cursor], p.here().hashMove) && p.make(p.stack[cursor], testLegal);
 }
 
-bool playCounterMove(int ply, int cursor, Position& p)
+bool playNodeCapture(Position& p, int cursor)
 {
-    if (ply == 0) return false;
-    const Ply& here = plyAt(p, ply);
-    const int to = plyAt(p, ply - 1).currentMove.to;
-    const Byte piece = at(p, to);
-    if (piece < 2) return false;
-    const Move move =
-        p.counterMoves.at(static_cast<std::size_t>(piece - 2)).at(static_cast<std::size_t>(to));
-    if (isEmpty(move) || sameMove(move, here.killers[0]) || sameMove(move, here.killers[1]))
-        return false;
-    return playRemembered(ply, cursor, p, move);
-}
-
-bool playEvasion(int ply, int cursor, Position& p)
-{
-    const Ply& here = plyAt(p, ply);
-    if (cursor == here.listEnd) return false;
-    selectByScore(p, cursor, here.listEnd);
-    if (sameMove(slot(p, cursor), here.hashMove)) return false;
-    return playAt(ply, cursor, p, false);
-}
-
-bool playNodeCapture(int ply, int cursor, Position& p)
-{
-    const Ply& here = plyAt(p, ply);
-    selectByScore(p, cursor, here.listEnd);
-    const Move move = slot(p, cursor);
-    if (sameMove(move, here.hashMove)) return false;
-    if (!see(move, 0, p))
-    {
-        slot(p, plyAt(p, ply + 1).listStart++) = move;
-        return false;
-    }
-    return playAt(ply, cursor, p, true);
+    selectByScore(p, cursor);
+    const Move move = p.stack[cursor];
+    if (sameMove(move, p.here().hashMove)) return false;
+    if (p.see(move, 0)) return p.make(move, true);
+    p.stack[p.next().listStart++] = move;
+    return false;
 }
 
 } // namespace
 
-bool nextMove(int ply, int cursor, Position& p, bool skipOrdering)
+bool Position::playNext(int cursor, bool skipOrdering)
 {
-    Ply& here = plyAt(p, ply);
-    switch (here.stage)
+    int& stage = here().stage;
+    switch (stage)
     {
-    case 0: here.stage = 1; return playAt(ply, cursor, p, false);
-    case 1:
-        generateCaptures(ply, cursor, p);
-        if (here.stage == evasionStage)
+    case 0: // hash move
+        stage = 1;
+        return make(stack[cursor], false);
+    case 1: // captures, or evasions in check
+        generateCaptures(cursor);
+        if (here().inCheck)
         {
-            lowerBadEvasions(ply, cursor, p);
-            return playEvasion(ply, cursor, p);
+            stage = evasionStage;
+            lowerBadEvasions(cursor);
+            return playByScore(*this, cursor, false);
         }
-        here.stage = 2;
-        plyAt(p, ply + 1).listStart += 3;
+        stage = 2;
+        next().listStart += 3;
         [[fallthrough]];
-    case 2:
-        if (cursor != here.listEnd) return playNodeCapture(ply, cursor, p);
-        here.stage = 3;
+    case 2: // good captures
+        if (cursor != here().listEnd) return playNodeCapture(*this, cursor);
+        stage = 3;
         [[fallthrough]];
-    case 3: openSlot(here, 4); return playRemembered(ply, cursor, p, here.killers[0]);
-    case 4: openSlot(here, 5); return playRemembered(ply, cursor, p, here.killers[1]);
-    case 5: openSlot(here, 6); return playCounterMove(ply, cursor, p);
+    case 3:
+    case 4: // killers
+        ++stage;
+        return playRemembered(*this, cursor, here().killers[stage - 4]);
+    case 5: ++stage; return playRemembered(*this, cursor, counterMove(*this));
     case 6:
-        here.listEnd = plyAt(p, ply + 1).listStart;
-        here.stage = 7;
+        here().listEnd = next().listStart;
+        stage = badCaptureStage;
         [[fallthrough]];
-    case 7:
-        if (cursor != here.listEnd) return playAt(ply, cursor, p, true);
-        here.stage = 8;
+    case badCaptureStage:
+        if (cursor != here().listEnd) return make(stack[cursor], true);
+        generateQuiets(cursor);
+        here().quietsStart = cursor;
+        stage = quietStage;
         [[fallthrough]];
-    case 8:
-        generateQuiets(ply, cursor, p);
-        here.quietsStart = cursor;
-        here.stage = 9;
-        [[fallthrough]];
-    case 9:
-        if (cursor == here.listEnd) return false;
-        if (!skipOrdering) selectByHistory(p, cursor, here.listEnd);
-        return playAt(ply, cursor, p, true);
-    case evasionStage: return playEvasion(ply, cursor, p);
-    default: return false;
+    case quietStage:
+        if (cursor == here().listEnd) return false;
+        if (!skipOrdering) selectByHistory(*this, cursor);
+        return make(stack[cursor], true);
+    default: return playByScore(*this, cursor, false); // evasions
     }
 }
 
-namespace
+// Without check, near the root of quiescence, a bad capture stays in the list and may be tested
+// again, until the cursor reaches it.
+bool Position::playNextInQuiescence(int cursor, int depth)
 {
-
-// Picks among captures by score and exchange. A bad capture stays in the list and may be
-// tested again, until the cursor reaches it.
-bool playGoodCapture(int ply, int cursor, Position& p)
-{
-    const int end = plyAt(p, ply).listEnd;
-    int best = cursor;
-    for (int s = cursor + 1; s < end; ++s)
-        if (slot(p, s).score > slot(p, best).score && see(slot(p, s), 0, p)) best = s;
-    if (best != cursor)
-        std::swap(slot(p, best), slot(p, cursor));
-    else if (!see(slot(p, cursor), 0, p))
-        return false;
-    return playAt(ply, cursor, p, true);
-}
-
-} // namespace
-
-bool nextQuiescenceMove(int ply, int cursor, Position& p, int depth)
-{
-    const Ply& here = plyAt(p, ply);
-    const bool inCheck = here.inCheck != 0;
-    if (!inCheck && depth >= -4 && depth <= 0) return playGoodCapture(ply, cursor, p);
-    selectByScore(p, cursor, here.listEnd);
-    return playAt(ply, cursor, p, !inCheck);
-}
-
-bool nextProbCutMove(int ply, int cursor, Position& p, Score threshold)
-{
-    Ply& here = plyAt(p, ply);
-    switch (here.stage)
+    const bool filters = !here().inCheck && depth >= -4;
+    if (!filters)
+        selectByScore(*this, cursor);
+    else
     {
-    case 0:
+        int best = cursor;
+        for (int i = cursor + 1; i < here().listEnd; ++i)
+            if (stack[i].score > stack[best].score && see(stack[i], 0)) best = i;
+        if (best == cursor && !see(stack[cursor], 0)) return false;
+        std::swap(stack[best], stack[cursor]);
+    }
+    return make(stack[cursor], !here().inCheck);
+}
+
+bool Position::playNextInProbCut(int cursor, int threshold)
+{
+    const Move& move = stack[cursor];
+    if (here().stage == 0) // hash move
     {
-        here.stage = 1;
-        const Move& move = slot(p, cursor);
-        if (at(p, move.to) == none && (move.kind == plain || move.kind >= enPassant)) return false;
-        return see(move, threshold, p) && playAt(ply, cursor, p, false);
+        here().stage = 1;
+        const bool isCapture =
+            board[move.to] != none || (move.kind > plain && move.kind < enPassant);
+        return isCapture && see(move, threshold) && make(move, false);
     }
-    case 1:
-        generateCaptures(ply, cursor, p);
-        ++here.stage;
-        [[fallthrough]];
-    case 2:
-        if (cursor == here.listEnd) return false;
-        selectByScore(p, cursor, here.listEnd);
-        if (sameMove(slot(p, cursor), here.hashMove)) return false;
-        return see(slot(p, cursor), threshold, p) && playAt(ply, cursor, p, true);
-    default: return false;
+    if (here().stage == 1)
+    {
+        generateCaptures(cursor);
+        here().stage = here().inCheck ? evasionStage + 1 : 2;
     }
+    if (here().stage != 2 || cursor == here().listEnd) return false;
+    selectByScore(*this, cursor);
+    return !sameMove(move, here().hashMove) && see(move, threshold) && make(move, true);
 }
 
 } // namespace oracle

@@ -8,8 +8,7 @@
 #include <cstring>
 #include <random>
 
-#include "../oracle/exchange.h"
-#include "../oracle/oracle_eval.h"
+#include "../oracle/model.h"
 #include "support.h"
 
 namespace
@@ -19,8 +18,8 @@ namespace
 oracle::Position& modelOf(const std::string& fen)
 {
     static const auto position = std::make_unique<oracle::Position>();
-    oracle::setPosition(fen, *position);
-    oracle::computePins(*position, 0);
+    position->set(fen);
+    position->computePins();
     return *position;
 }
 
@@ -54,13 +53,15 @@ void placeAtRandom(Board& board, std::mt19937& random)
 void compareScore(Board& board)
 {
     const evalTrace trace = evaluateTraced(board.get());
-    EXPECT_EQ(trace.score, oracleEvaluate(board->board, board->sideToMove));
+    oracle::Board model;
+    std::copy_n(board->board, NOFSQUARES, model.squares);
+    oracle::Terms terms;
+    EXPECT_EQ(trace.score, oracle::evaluate(model, board->sideToMove, &terms));
     EXPECT_EQ(evaluateN(0, board.get()), trace.score);
-    OracleTerms terms = oracleTerms(board->board, board->sideToMove);
     for (int term = 0; term < NOFEVALTERMS; ++term)
         for (const int colour : {WHITE, BLACK})
         {
-            const OracleValue value = terms[evalTermName(term)][static_cast<size_t>(colour)];
+            const oracle::Pair value = terms[evalTermName(term)][static_cast<size_t>(colour)];
             ASSERT_EQ(trace.terms[term][colour], X(value.mg, value.eg))
                 << evalTermName(term) << '\n'
                 << boardToString(board.get());
@@ -98,7 +99,7 @@ TEST(SearchSee, AgreesWithTheModelOnManyMoves)
             for (const int threshold : {-600, -340, -100, -1, 0, 1, 87, 200, 340, 500, 1005})
             {
                 ASSERT_EQ(see(move, static_cast<i16>(threshold), board.get()),
-                          oracle::see(modelMove(move), static_cast<i16>(threshold), model))
+                          model.see(modelMove(move), threshold))
                     << fen << ' ' << move << ' ' << threshold;
                 ++asked;
             }
@@ -126,8 +127,7 @@ TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
                     const u8 piece = board->board[from];
                     const moveStruct move = packMove(from, to, kind, piece);
                     const bool pseudo = isLegalMove(0, &move, board.get(), true);
-                    ASSERT_EQ(pseudo, moveWord(move) != 0 &&
-                                          oracle::isPseudoLegal(0, modelMove(move), model))
+                    ASSERT_EQ(pseudo, moveWord(move) != 0 && model.isPseudoLegal(modelMove(move)))
                         << fen << ' ' << move;
                     // A kind that the piece can have, so that the move can be taken back.
                     const bool fits =
@@ -136,8 +136,7 @@ TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
                             : kind == 0 || (isKing(piece) && from == home &&
                                             to == (kind == KINDCASTLEKING ? home + 2 : home - 2));
                     const bool full = isLegalMove(0, &move, board.get(), false);
-                    ASSERT_EQ(full, fits && oracle::isLegalMove(0, modelMove(move), model))
-                        << fen << ' ' << move;
+                    ASSERT_EQ(full, fits && model.isLegal(modelMove(move))) << fen << ' ' << move;
                     accepted += full;
                     if (!full) continue;
 

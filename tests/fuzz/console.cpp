@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A whole session: the lines go through the program's own command table, each at once, also while a
-// search runs. Only what would make a run long is changed on the way: depths, sizes and numbers
-// of threads are brought down, and a search that the next line would wait for is stopped after a
-// moment.
+// A whole session: each line goes through the program's own command table at once, even while a
+// search runs. Only what would make a run long is changed: depths, sizes and numbers of threads are
+// lowered, and a search that the next line would wait for is stopped after a moment.
 
 // The table of commands is in the program's own source file.
 #define main quillonMain
@@ -23,13 +22,13 @@ constexpr int mostLines = 40;
 constexpr int mostPerfts = 2;
 constexpr int mostTunings = 1;
 
-/// A number within 1 to `most` that follows from any number; those within stay as they are.
+/// Maps any number to one from 1 to `most`; numbers in this range stay.
 long limited(long value, long most)
 {
     return value >= 1 && value <= most ? value : 1 + static_cast<long>(u64(value) % u64(most));
 }
 
-/// `go` with its depth in front and no other depth.
+/// `go` with a small depth in front, in place of all depths of the line.
 std::string limitGo(std::istream& words)
 {
     long depth = 3;
@@ -59,12 +58,12 @@ std::string limitOption(const std::string& line, std::istream& words)
     return "setoption name " + name + " value " + std::to_string(limited(value, most));
 }
 
-/// `perft` with a depth for which the position isn't too rich. `depth` is that of the last one.
+/// `perft` with a depth that is small enough for the position; `depth` is that of the last one.
 std::string limitPerft(std::istream& words, i32 depth)
 {
     words >> depth;
-    const int men = popcount(GPS->pieceBB[WHITE] | GPS->pieceBB[BLACK]);
-    const i32 most = GPS->gamePhase > 40 || men > 32 ? 2 : 3;
+    const int pieces = popcount(GPS->pieceBB[WHITE] | GPS->pieceBB[BLACK]);
+    const i32 most = GPS->gamePhase > 40 || pieces > 32 ? 2 : 3;
     return "perft " + std::to_string(std::min(depth, most));
 }
 
@@ -91,7 +90,7 @@ void fuzzConsole(const std::string& input)
         if (token == "perft") line = limitPerft(words, state.perftDepth);
 
         token = execute(line, state);
-        // A count leaves a large table behind, slow to clear.
+        // A count leaves a large table, which is slow to clear.
         if (token == "perft") createHashTable(1);
     }
     finishSearch();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The positions of the node signature: openings, middlegames, tactics,
-// endgames, and one or two of everything that has code of its own (en passant, promotions,
-// checks, castling, pawnless endings). Changing this list changes the signature.
+// The positions of the node signature: openings, middlegames, tactics, endgames, and one or two for
+// each rule that has code of its own (en passant, promotions, checks, castling, pawnless endings).
+// Changing this list changes the signature.
 #pragma once
 
 #include <string_view>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The node signature: one thread searches a fixed list of positions to a fixed depth, each from
-// an empty table, and the total of nodes stands for the whole search tree. A change that must not
-// touch the tree leaves it as it is; the number itself is only what this program printed last.
+// The node signature: one thread searches a fixed list of positions to a fixed depth, each from an
+// empty table. The total of nodes stands for the whole search tree: a change that doesn't mean to
+// alter the tree leaves it as it is. The number has no other meaning.
 //
 // Usage: quillon_signature [depth]. The last line is "N nodes M nps".
 
@@ -19,7 +19,7 @@
 
 int main(int argc, char** argv)
 {
-    constexpr int defaultDepth = 15; // deep enough for the caches to work as in a game
+    constexpr int defaultDepth = 15; // deep enough to load the caches as a game does
     const int depth = argc > 1 ? std::atoi(argv[1]) : defaultDepth;
     if (depth < 1 || depth > 127)
     {
@@ -33,7 +33,7 @@ int main(int argc, char** argv)
     setPosition(std::string(fenStartPos), GPS);
     theWorkForce.setNofWorkers(1);
 
-    // A depth limit alone would stay under the default time budget.
+    // With a depth limit alone, the default time budget would apply.
     const std::string limits =
         "depth " + std::to_string(depth) + " wtime 2000000000 btime 2000000000";
     u64 nodes = 0;

@@ -3,11 +3,11 @@
 // Prints the evaluation of a position term by term, computed by the engine's own code.
 //
 // Usage: quillon_explain FEN...      one table for each FEN (quote it)
-//        quillon_explain             reads one FEN a line from standard input
+//        quillon_explain             reads FENs from standard input, one to a line
 //        quillon_explain --terms     the name of each term and a sentence on what it measures
 //        quillon_explain --tables    the name and the entries of each table, pairs as mg/eg
-// With --raw as the first argument each FEN gives "score S" and a line for each term that is not
-// zero: name, colour 0 or 1, mid-game half, end-game half; then an empty line.
+// With --raw as the first argument, the output for each FEN is "score S", a line for each term that
+// is not zero (name, colour 0 or 1, mid-game half, end-game half) and an empty line.
 
 #include <cstdio>
 #include <iostream>
@@ -72,7 +72,7 @@ void printTable(const std::string& fen, const evalTrace& trace)
                 trace.isDraw ? ", a pawnless draw" : "", trace.score);
 }
 
-/// Prints a table of plain numbers or pairs, eight entries a line.
+/// Prints a table of plain numbers or pairs, eight entries to a line.
 void printEntries(const char* name, const combEval* entries, u32 size, bool hasPairs)
 {
     std::printf("%s\n", name);
@@ -99,7 +99,7 @@ void printTables()
     printEntries("GAMEPHASEMINEG", &bounds[1], 1, false);
 }
 
-/// Evaluates and prints one FEN. Returns false if the position can't be played on.
+/// Evaluates a FEN and prints the result. Returns false if the position can't be played from.
 bool explain(const std::string& fen, bool raw)
 {
     static const auto pawns = std::make_unique<pawnHashTableStruct>();

@@ -31,11 +31,11 @@
 namespace
 {
 
-constexpr int RANDOMPLIES = 8;     // at the start of a game, so that no two are alike
-constexpr int LONGESTGAME = 300;   // plies; then a draw
-constexpr int DECIDEDSCORE = 1000; // a game is won ...
-constexpr int DECIDEDPLIES = 6;    // ... when both sides have thought so for as long
-constexpr int KEEPONEOF = 3;       // of the quiet positions: neighbours are alike
+constexpr int RANDOMPLIES = 8;     // at the start of a game, so that no two games are alike
+constexpr int LONGESTGAME = 300;   // plies; a longer game is a draw
+constexpr int DECIDEDSCORE = 1000; // a game is won once both sides have seen this score ...
+constexpr int DECIDEDPLIES = 6;    // ... for this many plies
+constexpr int KEEPONEOF = 3;       // quiet positions, since neighbours are alike
 
 /// The searcher: a copy of GPS with a move stack and caches of its own.
 struct searcher
@@ -80,26 +80,22 @@ struct searcher
     }
 };
 
-/// Board, side, rights and en passant square of GPS.
+/// The first four fields of a FEN of GPS: board, side, rights and en passant square.
 std::string fenOfGame()
 {
     std::string fen;
     for (int rank = 7; rank >= 0; --rank)
     {
-        int empty = 0;
         for (int file = 0; file < 8; ++file)
         {
             const u8 code = GPS->board[rank * 8 + file];
-            if (code == NOPIECE)
-            {
-                ++empty;
-                continue;
-            }
-            if (empty) fen += std::to_string(empty);
-            empty = 0;
-            fen += fenLabelPieces[code];
+            if (code != NOPIECE)
+                fen += fenLabelPieces[code];
+            else if (file > 0 && GPS->board[rank * 8 + file - 1] == NOPIECE)
+                ++fen.back(); // one more empty square
+            else
+                fen += '1';
         }
-        if (empty) fen += std::to_string(empty);
         fen += rank ? '/' : ' ';
     }
     fen += GPS->sideToMove == WHITE ? "w " : "b ";
@@ -112,12 +108,8 @@ std::string fenOfGame()
     if (rights == 0) fen += '-';
 
     const u8 pawn = GPS->plies[0].enPassantSquare;
-    fen += ' ';
-    if (pawn == 0)
-        fen += '-';
-    else
-        fen += squareToLA(static_cast<u8>(GPS->sideToMove == WHITE ? pawn + 8 : pawn - 8));
-    return fen;
+    if (pawn == 0) return fen + " -";
+    return fen + ' ' + squareToLA(narrow<u8>(enPassantLanding(pawn, GPS->sideToMove)));
 }
 
 void play(moveStruct move)
@@ -127,8 +119,8 @@ void play(moveStruct move)
     GPS->plies[0].inCheck = isSideInCheck(GPS);
 }
 
-/// Plays a game from random first moves; adds its quiet positions to `fens` and returns the result
-/// in the words of the file.
+/// Plays a game that starts with random moves. Adds its quiet positions to `fens` and returns the
+/// result as the file spells it.
 // cppcheck-suppress constParameter ; each draw changes the generator
 const char* playGame(searcher& player, int depth, std::mt19937& random,
                      std::vector<std::string>& fens)

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The tuning build: its list of parameters covers every table of the evaluation, the tables are
-// read at run time, no cache answers with the score of other values, and a whole descent ends where
-// it must.
+// read at run time, no cache returns a score of earlier values, and a whole descent ends where it
+// must.
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +43,7 @@ void restore(const tableValues& values)
         std::copy(values[t].begin(), values[t].end(), evalTables[t].start);
 }
 
-/// Keeps the values of all tables, and the tuner's globals, for after the test.
+/// Restores the values of all tables, and the tuner's globals, after the test.
 class Tune : public testing::Test
 {
   protected:
@@ -85,8 +85,8 @@ std::string identifier(const std::string& text)
     return text.substr(0, text.find_first_of("[ "));
 }
 
-/// Random games, and what they hardly reach: pieces that are pinned, and pinned and attacked by a
-/// pawn; queens and bishops that give discovered check; a rich attack on a king.
+/// Positions of random games, and what these hardly reach: pinned pieces, also attacked by a pawn;
+/// pieces that can give discovered check; a strong attack on a king.
 const std::vector<std::string>& positions()
 {
     static const std::vector<std::string> fens = []
@@ -118,8 +118,8 @@ std::vector<int> freshScores()
     return scores;
 }
 
-/// Changes all tuned entries of a table, neighbours by different amounts: with the same one, pieces
-/// that both sides have would cancel.
+/// Changes all tuned entries of a table, neighbours by different amounts. Equal amounts for pieces
+/// that both sides have would cancel out.
 void disturb(const evalTable& table)
 {
     for (u32 i = table.firstTuned; i < table.firstTuned + table.nofTuned; ++i)
@@ -129,7 +129,7 @@ void disturb(const evalTable& table)
     }
 }
 
-// Two games from the start, of which white has won one and drawn one: a share of 3/4.
+// The start position; of two games from here, white wins one and draws one: a share of 3/4.
 constexpr const char* startWords = "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ";
 
 } // namespace
@@ -228,7 +228,7 @@ TEST_F(TexelTables, ATableIsSetToZerosByItsNameAndNothingElseIs)
 }
 
 
-// Error of the present values
+// Error of the current values
 
 TEST_F(TexelTuning, EveryTableIsReadWhenAPositionIsEvaluatedAndNoCacheKnowsOtherValues)
 {
@@ -243,7 +243,7 @@ TEST_F(TexelTuning, EveryTableIsReadWhenAPositionIsEvaluatedAndNoCacheKnowsOther
         EXPECT_NE(freshScores(), before) << table.name;
         const double changed = theTexelWorkForce.calcTexelError();
         EXPECT_NE(changed, first) << table.name;
-        hire(2); // workers that have never seen the old values
+        hire(2); // new workers, which have never seen the old values
         EXPECT_EQ(theTexelWorkForce.calcTexelError(), changed) << table.name;
         restore(kept);
         EXPECT_EQ(theTexelWorkForce.calcTexelError(), first) << table.name;
@@ -266,7 +266,7 @@ TEST_F(TexelTuning, ADivisorOfTheDangerMayBecomeZeroOrLess)
 
 TEST_F(TexelTuning, TheFitLeavesKAtTheValueThatSuitsThePositions)
 {
-    // A share of 3/4 asks for a K of 400 x log10(3) / 25 if the first move is worth 25.
+    // A share of 3/4 needs a K of 400 x log10(3) / 25 if the tempo is worth 25.
     EVALTEMPO = X(25, 17);
     namespace fs = std::filesystem;
     std::string folder = (fs::temp_directory_path() / "quillon-tune-XXXXXX").string();
@@ -295,7 +295,7 @@ TEST_F(TexelTuning, TheFitLeavesKAtTheValueThatSuitsThePositions)
 TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
 {
     // A share of 3/4 is a score of 400 x log10(3) / 1.72 = 110.96. With all pieces on the board
-    // only the mid-game counts, so the end-game half sees nothing but ties.
+    // only the mid-game counts, so no value of the end-game half changes the error.
     EVALTEMPO = X(25, 17);
     texelPositions = {{startWords, 1.0, 0}, {startWords, 0.5, 0}};
     hire(2);
@@ -303,7 +303,8 @@ TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
     const std::string text = outputOf(doTexelTuning);
     EXPECT_EQ(EVALTEMPO, X(111, 17));
 
-    // From 25 to 111 by one a pass, and a last pass without a step; (1 - 3/4)^2 and (1/2 - 3/4)^2.
+    // From 25 to 111 by one each pass, and a last pass without a step. Each position's error is
+    // (1/4)^2 = 0.0625.
     EXPECT_NE(text.find("\n Improving: 87\nEnding error 0.0625 Minimum error 0.0625\n"),
               std::string::npos)
         << text;
@@ -311,7 +312,7 @@ TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
 
 TEST_F(TexelTuning, ATableSetToZeroIsBroughtBackTowardsItsValues)
 {
-    // Results that the present tables themselves predict; so they are the best there is.
+    // The results are what the current tables predict, so no other values fit better.
     const combEval wanted = EVALTHREADROOKABLESS = X(-56, -8);
     const std::vector<int> scores = freshScores();
     for (size_t i = 0; i < positions().size(); ++i)

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The static evaluation. Every term is a packed pair of a mid-game and an end-game score, X(mg, eg)
-// (see combEval in global.h). So plain additions sum a whole evaluation, and it is split only once,
-// at the end. A positive term is good for its colour. The total is white minus black; only the last
-// step turns it to the view of the side to move.
+// (see combEval in global.h). So plain additions sum up a whole evaluation, which is split only
+// once, at the end. A positive term is good for its colour. The total is white minus black; only
+// the last step turns it to the view of the side to move.
 //
 // eval.h lists all tables and terms, and says how to add one. After a change of any number run
 // `dev/adopt-tables --new-numbers`.
@@ -29,7 +29,7 @@ TCONST combEval pieceValue[6] = {
 };
 
 // pieceSquareScore[type][coordinate]: score of a piece by its square, from its owner's view. One
-// rank a line, the owner's eighth rank first, files a to h: white reads its square XOR 56, black
+// rank per line, the owner's eighth rank first, files a to h: white reads its square XOR 56, black
 // the square itself. The two wings differ.
 TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
     { // pawn
@@ -138,7 +138,7 @@ void initEvaluation(positionStruct* position)
 
 template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
 {
-    // The sums are kept up to date move by move: to add up a whole board at each evaluation would
+    // The sums are kept up to date move by move: adding up a whole board at each evaluation would
     // cost more than most of the terms.
     assert(ply > 0 && ply < NOFPLIES);
     constexpr int them = us ^ 1;
@@ -219,7 +219,7 @@ struct evalScratch
     u64 blockedPawns[2];           // pawns whose next square is occupied
     u64 pawnPushes[2];             // empty squares that a pawn can move to
     u64 pinnedPieces[2];           // pieces alone between their own king and an enemy slider
-    u64 discoverers[2];            // pieces alone between the enemy king and an own slider
+    u64 discoverers[2];            // pieces alone between their own slider and the enemy king
     i32 kingAttackers[2];          // by attacking colour: attackers of the enemy king's zone
     i32 kingAttackWeight[2];       // the sum of their weights
     i32 kingAdjacentAttacks[2];    // their attacks on squares next to the enemy king
@@ -348,7 +348,7 @@ combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Tr
     return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
 }
 
-/// The term of a king without an own pawn on its flank.
+/// The term of a king without a pawn of its own on its flank.
 template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace);
 
 /// The attack on one colour's king. The attack maps of both colours must be complete.
@@ -663,8 +663,8 @@ TCONST combEval EVALPAWNPASSED[2][2][8] = {
     },
 };
 
-// By the pawn's distance in king moves from its own king, and from the enemy king: a near own king
-// escorts the pawn, a far enemy king does not stop it.
+// By the pawn's distance in king moves from its own king, and from the enemy king: a king that is
+// near escorts its pawn, and an enemy king that is far away can't stop it.
 TCONST combEval EVALPAWNPASSEDDISTOWN[8] = {
     X(   0,    0), X(  20,    0), X(  15,   -7), X(   5,  -19), X( -15,  -21), X( -20,  -17), X( -25,  -13), X( -30,  -13),
 };
@@ -728,8 +728,8 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
 
 // Three tables by piece type; only the entries of knight to queen are read. EVALPINNED: a pinned
 // piece that an enemy pawn attacks, which is as good as lost, since it can't leave. EVALPINNEDFREE:
-// any other pinned piece. EVALDISCOVERED: a piece alone between an own slider and the enemy king,
-// so that its move gives a discovered check and may take something at the same time.
+// any other pinned piece. EVALDISCOVERED: a piece alone between a slider of its own side and the
+// enemy king, so that its move gives a discovered check and may take something at the same time.
 TCONST combEval EVALPINNED[8] = {
     X(   0,    0), X( -46,  -95), X( -84, -160), X( -25, -113), X( -83, -404), X(   0,    0), X(   0,    0), X(   0,    0),
 };
@@ -742,8 +742,8 @@ TCONST combEval EVALDISCOVERED[8] = {
     X(   0,    0), X( 149,   66), X( 139,   58), X( 190,  128), X( 400,  389), X(   0,    0), X(   0,    0), X(   0,    0),
 };
 
-// By the number of counted squares. More squares are worth less and less each. The bumps come from
-// tuning; counts that few games reach have little data.
+// By the number of counted squares. Each further square is worth less. The bumps come from tuning;
+// counts that few games reach have little data.
 TCONST combEval EVALMOBILITYKNIGHT[12] = {
     X( -22,  -17), X( -21,  -25), X(  -8,   15), X(   1,   29), X(  13,   32), X(  18,   42),
     X(  26,   39), X(  34,   40), X(  44,   31), X(   0,    0), X(   0,    0), X(   0,    0),
@@ -791,7 +791,7 @@ TCONST combEval EVALKINGDIST[4] = {
 // clang-format on
 
 // A bad bishop: for each own blocked pawn on squares of the bishop's colour. Such a pawn stands in
-// its way for long.
+// its way for a long time.
 TCONST combEval EVALTEST = X(-2, -11);
 
 // EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone. The
@@ -1038,7 +1038,7 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 // clang-format off
 
 // EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost own pawn of each file in the king's
-// zone, by its square. One rank a line, as in pieceSquareScore. Only the rearmost pawn counts,
+// zone, by its square. One rank per line, as in pieceSquareScore. Only the rearmost pawn counts,
 // because it is the one that covers the king.
 TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
@@ -1069,7 +1069,7 @@ TCONST combEval EVALCHECKSAFEKNIGHT = 413;
 TCONST combEval EVALKINGDANGERTRANSMG = 4095;
 TCONST combEval EVALKINGDANGERTRANSEG = 35;
 
-// Entry 0 is for a king without an own pawn on its flank. Other entries are not read.
+// Entry 0 is for a king without a pawn of its own on its flank. Other entries are not read.
 TCONST combEval EVALKINGNOPAWNONFILES[3] = {X(11, -16), X(0, 0), X(0, 0)};
 
 namespace

@@ -59,8 +59,8 @@ template <typename To, typename From> constexpr To bitCast(const From& value)
     return __builtin_bit_cast(To, value);
 }
 
-/// A number as a narrower type that holds it; builds with assertions check that it does. A plain
-/// cast, by contrast, says that bits may be lost and that this is intended.
+/// Converts a number to a narrower type that can hold it; builds with assertions check that it can.
+/// A plain cast, by contrast, says that bits may be lost and that this is intended.
 template <typename T, typename S> constexpr T narrow(S value)
 {
     assert(static_cast<S>(static_cast<T>(value)) == value);
@@ -91,7 +91,7 @@ template <typename T> class relaxed
         word.store(value, std::memory_order_relaxed);
         return value;
     }
-    /// Puts `value` where `expected` is; else nothing changes.
+    /// Stores `value` if the word holds `expected`; otherwise nothing changes.
     void replace(T expected, T value)
     {
         word.compare_exchange_strong(expected, value, std::memory_order_relaxed);
@@ -123,12 +123,12 @@ constexpr int NOFPLIES = 128;        // records of `plies`; ply 127 is the last
 constexpr int MOVESTACKSIZE = 8192;  // moves in one searcher's stack
 constexpr int KEYHISTORYSIZE = 1024; // keys of the game and of the path; uci.cpp drops old ones
 
-// One node needs at most 64 squares x 16 arrivals (8 lines, 8 knights) and the promotions, and its
-// bad captures once more. A node starts only below MOVESTACKSIZE, so this much space after it keeps
-// every list within the stack on any board.
+// Each of the 64 squares can be reached in at most 16 ways (8 lines, 8 knights). A node lists these
+// moves, the promotions, and its bad captures a second time. A node starts only below
+// MOVESTACKSIZE, so this much space after it keeps every list within the stack on any board.
 constexpr int MOVESTACKSLACK = 3072;
 
-// Scores fit 16 bits, since a table entry stores one in 16. The distance between the two limits is
+// Scores fit in 16 bits, the width of a table entry's score. The distance between the two limits is
 // NOFPLIES: a mate is never further from the root than the path is long.
 constexpr int SCOREINFINITE = 32767;  // beyond any score
 constexpr int SCOREMATE = 32000;      // mate at ply p is 32000 - p
@@ -238,8 +238,8 @@ constexpr bool isKing(int code)
     return code >= KING;
 }
 
-// Kinds of moves. A promotion's kind is the white code of the new piece: 4, 6, 8 or 10. From the
-// kind makeMove learns, without a look at the board, whether a move is more than a plain step.
+// Kinds of moves. A promotion's kind is the white code of the new piece: 4, 6, 8 or 10. The kind
+// tells makeMove, without a look at the board, whether a move is more than a plain step.
 constexpr u8 KINDPLAIN = 0;
 constexpr u8 KINDENPASSANT = 12;
 constexpr u8 KINDDOUBLEPUSH = 13;
@@ -258,7 +258,7 @@ constexpr bool isCastling(int kind)
     return kind >= KINDCASTLEKING;
 }
 
-/// Where the pawn lands that captures en passant: one rank beyond the captured pawn on `to`.
+/// The landing square of an en passant capture: one rank beyond the captured pawn on `to`.
 constexpr int enPassantLanding(int to, int us)
 {
     return us == WHITE ? to + 8 : to - 8;
@@ -356,8 +356,8 @@ constexpr bool sameMove(moveStruct a, moveStruct b)
 /// whole record to the next ply, so every field has to make sense under such a copy.
 struct alignas(64) plyStruct
 {
-    // The parent's values, restored by unmakeMove, which costs less than to take the changes back
-    // one by one. Each pair is one 16-byte copy.
+    // The parent's values, restored by unmakeMove, which costs less than undoing the changes one by
+    // one. Each pair is one 16-byte copy.
     combEval savedMaterial[2];
     combEval savedPstScore[2];
     u64 savedHashKey;
@@ -411,11 +411,12 @@ struct positionStruct
     combEval material[2];               // per colour, kings not counted
     combEval pstScore[2];               // per colour, from its own view
     i16 gamePhase;                      // sum over knights to queens of both sides
-    pawnHashTableStruct* pawnHashTable; // of the owner, not owned
-    evalHashTableStruct* evalHashTable; // of the owner, not owned
+    pawnHashTableStruct* pawnHashTable; // owned by the searcher
+    evalHashTableStruct* evalHashTable; // owned by the searcher
 
-    // Counters, published: the boss adds them up over running threads. Each searcher has its own,
-    // because one counter for all would travel between the caches of the cores at every node.
+    // Counters, written by `publish`: the boss adds them up while the threads run. Each searcher
+    // has its own, because one counter for all would travel between the caches of the cores at
+    // every node.
     u64 nodes = 0;  // entered by alfabeta
     u64 qNodes = 0; // entered by quiescence
 
@@ -502,7 +503,7 @@ extern moveStruct GMS[MOVESTACKSIZE + MOVESTACKSLACK]; // its move stack
 // Bit operations
 
 /// The bitboard of one square. Higher bits of the number are ignored, as the shift of most
-/// processors does anyway: the mask costs nothing, and a bad square number is no undefined
+/// processors does anyway: the mask costs nothing, and a bad square number causes no undefined
 /// behaviour.
 constexpr u64 bit(int square)
 {
@@ -528,7 +529,7 @@ constexpr u8 highestSquare(u64 bitboard)
     return static_cast<u8>(63 - std::countl_zero(bitboard));
 }
 
-/// Takes the lowest set bit out of a bitboard that is not empty and returns its square.
+/// Removes the lowest set bit from a bitboard that is not empty and returns its square.
 constexpr u8 takeLowest(u64& bitboard)
 {
     const u8 square = lowestSquare(bitboard);

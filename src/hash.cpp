@@ -327,7 +327,7 @@ u64 controlGroupLimit(const std::string& root)
     };
 
     // Lines are "number:controllers:path". Version 2 has no controllers. The limits of all groups
-    // above the process's own hold as well, so the walk cuts one name after another off the path.
+    // above the process's own apply too, so the walk cuts one name after another off the path.
     std::ifstream groups(root + "/proc/self/cgroup");
     for (std::string line; std::getline(groups, line);)
     {
@@ -388,7 +388,7 @@ constexpr u64 SMALLESTTABLE = 16384; // home lines: 1 MiB
 constexpr int PROBES = 4;
 
 // A key's probes go up to three lines beyond its home line. Spare lines at the end of the table are
-// simpler than to wrap around.
+// simpler than wrapping around.
 constexpr u64 SPARELINES = PROBES - 1;
 
 /// Home lines for a size in megabytes: the smallest power of two that is not below it, so that a
@@ -426,8 +426,8 @@ void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 #endif
 }
 
-/// The thread that touches the pages of a new table. Its own thread, because a large table takes
-/// seconds and the protocol expects an answer sooner.
+/// The thread that touches the pages of a new table. It has a thread of its own because a large
+/// table takes seconds, and the protocol expects an answer sooner.
 class pageToucher
 {
   public:

@@ -54,10 +54,10 @@ u64 calcHashKeyPawn(u8 ply, const positionStruct* position);
 //   56-57 | bound | 0 none, 1 upper, 2 lower, 3 exact
 //   58-63 | age   | hashAgeCounter at the store or at the last hit; not covered by the check word
 //
-// A key's entry is in its home line or one of the three lines after it. The table has no lock, for
-// which every node would have to wait: every access is a relaxed atomic, and an entry torn between
-// two stores fails its check word (Robert Hyatt and Tim Mann, "A lockless transposition table",
-// 2002). The age is outside the check word, so that a hit can renew it with a single byte.
+// A key's entry is in its home line or one of the three lines after it. The table has no lock,
+// because every node would have to wait for it: every access is a relaxed atomic, and an entry torn
+// between two stores fails its check word (Robert Hyatt and Tim Mann, "A lockless transposition
+// table", 2002). The age is outside the check word, so that a hit can renew it with a single byte.
 
 constexpr u8 boundUpper = 1; // no move reached alpha: the score is an upper bound
 constexpr u8 boundLower = 2; // a move reached beta: the score is a lower bound
@@ -79,13 +79,13 @@ extern hashLine* hashTable; // start of the block, null before the first createH
 extern u64 hashKeyMask;     // number of home lines, a power of two, minus one
 extern u8 hashAgeCounter;   // age of everything written or hit in this search, 0 to 63
 extern u32 hashHartBeat;    // searches started since the table was created or cleared
-extern u64 hashCountUse;    // set to 0 by create and clear, raised by nothing
+extern u64 hashCountUse;    // set to 0 by create and clear, never raised
 extern u64 hashCountPuts;
 extern u64 hashCountGets;
 
-/// Replaces the table by an empty one of at least `megabytes`, rounded up to a power of two, at
+/// Replaces the table with an empty one of at least `megabytes`, rounded up to a power of two, at
 /// least 1. When that is more than the machine or its control group has, or can't be allocated,
-/// writes a line that says so and takes the largest size that can. No search may be running.
+/// writes a line that says so and takes the largest size that can be had. No search may be running.
 void createHashTable(int megabytes);
 
 /// Starts a thread that touches the pages of a new table, so that the first searches needn't wait
@@ -96,7 +96,7 @@ void warmHashTable();
 /// Waits until that thread has touched all pages, at most `milliseconds`. Returns whether it has.
 bool waitForWarmHashTable(int milliseconds);
 
-/// The least memory limit, in bytes, of the control groups that hold this process on Linux; the
+/// The lowest memory limit, in bytes, of the control groups that hold this process on Linux; the
 /// largest u64 when there is none. Files are read below `root`, "" for the system's own.
 u64 controlGroupLimit(const std::string& root);
 

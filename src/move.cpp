@@ -48,8 +48,8 @@ constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
     return position == GPS || (code >= PAWN && code < NOFPIECECODES && colourOf(code) == colour);
 }
 
-/// Whether board and bitboards agree on `squares`. One call in a thousand compares the whole board,
-/// which at each move would make the builds with assertions too slow to play.
+/// Whether board and bitboards agree on `squares`. One call in a thousand compares the whole board;
+/// doing so at each move would make builds with assertions too slow to play.
 [[maybe_unused]] bool boardsAgree(u64 squares, const positionStruct* position)
 {
     if (position == GPS) return true;
@@ -379,9 +379,9 @@ bool isPseudoLegalCastling(const plyStruct& here, moveStruct move, int us,
            !isSquareAttacked(rule.crossed, them, position);
 }
 
-/// Whether the own king is attacked after a pseudo-legal move. This test is exact in any position.
-/// inCheckAfterMove is cheaper, but needs notPinned, and that is not computed yet when a node tests
-/// its hash move.
+/// Whether the mover's king is attacked after a pseudo-legal move. This test is exact in any
+/// position. inCheckAfterMove is cheaper, but needs notPinned, and that is not computed yet when a
+/// node tests its hash move.
 bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position)
 {
     const int them = us ^ 1;
@@ -397,7 +397,7 @@ bool isKingAttackedAfter(moveStruct move, int us, const positionStruct* position
     else if (move.kind == KINDENPASSANT)
         occupied = (occupied & ~to) | bit(enPassantLanding(move.to, us));
 
-    // The bitboards are those before the move, so a captured piece still is among the attackers.
+    // The bitboards are those before the move, so a captured piece is still among the attackers.
     const int king = kingMoves ? move.to : kingSquareOf(us, position);
     const u64 notCaptured = ~to;
     return (getBishopAttackTable(king, occupied) & bishopsAndQueens(them, position) &
@@ -655,7 +655,7 @@ template <int us> struct pawnSteps
     static constexpr int left = us == WHITE ? 7 : -7;
     static constexpr u64 lastRank = us == WHITE ? 0xffULL << 56 : 0xffULL;
     static constexpr u64 doubleRank = us == WHITE ? 0xffULL << 24 : 0xffULL << 32;
-    // Where a capture arrives that has left the board at one side and come in at the other.
+    // The file on which captures land that have wrapped around the side of the board.
     static constexpr u64 rightWrap = us == WHITE ? files[0] : files[7];
     static constexpr u64 leftWrap = us == WHITE ? files[7] : files[0];
 
@@ -742,9 +742,9 @@ enum class captureClass
     quiescence, // to a queen only, which is nearly always the best
 };
 
-// Ordering scores of captures: the victim's code times 8, less a malus by the mover (MVV-LVA). So
-// the most valuable victim comes first, and of two captures of the same piece the one by the lesser
-// piece, which risks less.
+// Ordering scores of captures: the victim's code times 8, less a penalty that depends on the mover
+// (MVV-LVA). So the most valuable victim comes first, and of two captures of the same piece the one
+// by the lesser piece, which risks less.
 constexpr int pawnMalus = 2;
 constexpr int promotionMalus = 14;
 constexpr int kingMalus = 12;
@@ -853,8 +853,8 @@ void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
-// Ordering scores of evasions. To capture the checker is usually best, then to block, then to flee
-// with the king. All are 200 or more, so a score lowered by 100 for a loss stays below all others.
+// Ordering scores of evasions. Capturing the checker is usually best, then blocking, then moving
+// the king. All are 200 or more, so a score lowered by 100 for a loss stays below all others.
 constexpr int kingTakesScore = 220; // plus the victim's code, plus 1 if it is the only checker
 constexpr int kingFleesScore = 202;
 constexpr int pawnTakesScore = 250;
@@ -1223,8 +1223,8 @@ u32 historyRatio(moveStruct move, const positionStruct* position)
 
 /// Swaps the quiet move of the highest history ratio to the cursor. The ratios are kept in the
 /// score bytes and computed again only if a cut-off has changed the history since then. Below a
-/// node of depth 2 or less no cut-off does. To divide for each move at each pick took a fifteenth
-/// of the search.
+/// node of depth 2 or less, no cut-off changes it. Dividing for each move at each pick took a
+/// fifteenth of the search.
 void getBestQuiet(plyStruct& here, moveStruct* cursor, const positionStruct* position)
 {
     if (here.rankedAt != position->historyChanges)
@@ -1269,8 +1269,8 @@ bool playEvasion(int ply, moveStruct* cursor, positionStruct* position)
 //   bad captures                                 | stageGoodCaptures, one by one
 //   quiet moves                                  | stageMakeQuiets
 //
-// The caller moves the cursor on by one slot after every call, so a stage owns as many calls as it
-// has slots. moveListEnd is the end of the present stretch; a cursor that has reached it has used
+// The caller moves the cursor on by one slot after every call, so a stage gets as many calls as it
+// has slots. moveListEnd is the end of the current stretch; a cursor that has reached it has used
 // the stretch up. The stage of a stored move moves the end on by its one slot, which keeps the
 // caller's loop running even if it yields nothing.
 //

@@ -24,8 +24,8 @@ template <int us> void unmakeMoveOf(int ply, const moveStruct* move, positionStr
 
 /// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
 /// With `testLegal`, a move that leaves the mover's own king in check is refused: the result is
-/// false and nothing has changed. This test needs notPinned of the parent; if the parent is in
-/// check it is left out, since evasions are legal. The caller sets inCheck of the child: often it
+/// false and nothing has changed. This test needs notPinned of the parent; it is skipped if the
+/// parent is in check, since evasions are legal. The caller sets inCheck of the child: often it
 /// knows the answer already, or does not need it.
 inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
 {
@@ -51,9 +51,9 @@ inline void unmakeMove(int ply, const moveStruct* move, positionStruct* position
 /// if the king moves.
 bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
 
-/// Whether a generated move leaves the own king in check, for a position that is not in check;
-/// needs notPinned. Most moves are decided by one bit: a piece that is not pinned opens no line.
-/// En passant removes two pieces from a line at once, so it is always tested.
+/// Whether a generated move leaves the mover's king in check, for a position that is not in check;
+/// needs notPinned. Most moves are decided by one bit: a piece that is not pinned opens no line. En
+/// passant removes two pieces from a line at once, so it is always tested.
 inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStruct* position)
 {
     if ((position->plies[ply].notPinned & bit(move->from)) && move->kind != KINDENPASSANT &&
@@ -64,7 +64,7 @@ inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStru
 
 /// Whether a move from the transposition table, a killer or a counter move can be played here. Its
 /// score byte must hold the moving piece's code. Any bytes are safe. With `pseudoOnly` the safety
-/// of the own king is not tested.
+/// of the mover's king is not tested.
 bool isLegalMove(int ply, const moveStruct* move, const positionStruct* position, bool pseudoOnly);
 
 
@@ -83,8 +83,8 @@ void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position)
 /// The legal moves of a side in check; needs notPinned.
 void generateMovesEvade(int ply, moveStruct* moves, positionStruct* position);
 
-/// All moves that do not capture, among them castling and promotions; needs notPinned. Score bytes
-/// hold no order.
+/// All moves that do not capture, among them castling and promotions; needs notPinned. Their score
+/// bytes mean nothing.
 void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position);
 
 /// Captures and queen promotions; in check all evasions. Computes notPinned.

@@ -65,7 +65,7 @@ u64 walkRays(u8 square, u64 occupancy, const direction (&directions)[4])
     for (const auto& [step, edge] : directions)
     {
         u64 here = bit(square);
-        // The square itself is no blocker.
+        // The square itself blocks nothing.
         for (u64 end = edge; !(here & end); end = edge | occupancy)
         {
             here = std::rotl(here, step);
@@ -148,8 +148,8 @@ inline u64 drawBits(int bits)
     u64 random = randomWord();
     int shift = 64;
     const auto draw = [&] { word |= bit(narrow<int>(random >> (shift -= 6) & 63)); };
-    // The first `bits` draws can't be too many, so they need no count of the bits. Some may have
-    // hit the same bit; the loop below draws what is missing.
+    // The first `bits` draws can't set too many, so the bits need not be counted. Some may have hit
+    // the same bit; the loop below draws what is missing.
     for (int i = std::min(bits, 10); i > 0; --i) draw();
     while (popcount(word) < bits)
     {
@@ -201,8 +201,8 @@ constexpr u32 bishopSeeds[8] = {
 
 /// Finds a multiplier for each square of one slider and fills its table. Without seeds the
 /// generator continues where it is. `stamps` holds, for each cell, the number of the attempt that
-/// has filled it, so the cells need not be cleared between attempts. For this `attempt` counts up
-/// through all squares of both sliders.
+/// has filled it, so the cells need not be cleared between attempts. To that end, `attempt` counts
+/// up through all squares of both sliders.
 void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
                   u64 (*slowAttacks)(u8, u64), const u32* seeds, i32 (&stamps)[MAXSUBSETS],
                   i32& attempt)

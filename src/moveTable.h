@@ -152,14 +152,14 @@ inline bool isSquareAttacked(u8 square, u8 attacker, const positionStruct* posit
 
 // Geometry
 
-/// Chebyshev distance of two squares: the larger of the file and the rank difference, 0 to 7.
+/// Chebyshev distance between two squares: the larger of the file and the rank difference, 0 to 7.
 i32 getDistanceSquares(u8 a, u8 b);
 
 /// Whether a square number lies on the board.
 bool onBoard(i32 square);
 
 /// Fills every file from each set bit towards rank 8, the start included (Kogge-Stone). Each step
-/// doubles the length, so three steps do for eight ranks.
+/// doubles the length, so three steps cover eight ranks.
 constexpr u64 northFill(u64 bitboard)
 {
     bitboard |= bitboard << 8;

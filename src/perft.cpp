@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Perft; see perft.h. It uses the generators and the makeMove of the search, because those are what
-// it is to check.
+// it checks.
 
 #include "perft.h"
 
@@ -227,7 +227,7 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
 
 // Interface without a caller
 //
-// For a developer. In perftMt each thread takes jobs from one list and counts on a position of its
+// For developers. In perftMt each thread takes jobs from one list and counts on a position of its
 // own. Pairs of moves make jobs that are small and many, so that no thread is left with a long one
 // at the end.
 

@@ -82,7 +82,7 @@ void showHelp(std::istream&, console&)
               "'showboard' shows the current board");
 }
 
-// The table decides what is a command. The handlers of uci.h take what they need of the words.
+// The table decides what is a command. The handlers of uci.h read the words that they need.
 // clang-format off
 constexpr commandRow commands[] = {
     {"quit",       [](std::istream&, console&)       { UCIquit(); }},
@@ -151,7 +151,7 @@ int main(int argc, char** argv)
         token = execute(command, state);
     } while (argc == 1 && token != "quit");
 
-    // A search that is still running must end before its table is freed. Nobody waits for its
+    // A search that is still running must end before its table is freed. No one waits for its
     // result any more, so it writes nothing.
     theWorkForce.abandon();
     theWorkForce.endSearch();

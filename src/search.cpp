@@ -145,8 +145,8 @@ void setPieces(const std::string& pieces, positionStruct* position)
 
 /// Sets the side to move, and in plies[0] the castling rights and the en passant square. A FEN
 /// names the square that the pawn has jumped over, the record the one that it has reached. The
-/// arithmetic between them is 8-bit: `rank` is the code of the digit, and what it is too large by
-/// becomes a multiple of 256.
+/// arithmetic between them is 8-bit: `rank` is the code of the digit, and its excess becomes a
+/// multiple of 256.
 void setState(const std::string& side, const std::string& rights, const std::string& enPassant,
               positionStruct* position)
 {
@@ -180,7 +180,7 @@ i16 firstKeyIndex(u8 sideToMove, i64 count)
 }
 
 /// Sets what follows from the fields of a FEN: keys, check, and the sums of the evaluation. From
-/// here on makeMove keeps keys and sums up to date; who makes a move sets the check.
+/// here on makeMove keeps keys and sums up to date; whoever makes a move sets the check.
 void deriveState(positionStruct* position)
 {
     position->hashKey = calcHashKey(0, position);
@@ -392,7 +392,7 @@ constexpr i32 futility[8] = {0, 65, 130, 195, 260, 325, 390, 455};
 constexpr i8 LMP[5] = {2, 3, 5, 7, 9};
 
 // LMR[depth][move number]: plies by which the search of a late quiet move is reduced. The table
-// spares a square root at each move.
+// saves a square root at each move.
 i8 LMR[128][256];
 
 constexpr int PROBCUTMARGIN = 110;       // what a shallow search must exceed beta by
@@ -420,9 +420,9 @@ void initLMRTable()
 namespace
 {
 
-/// The child's score from the parent's view, with the parent's window: by the node search at a
-/// depth above 0, else by quiescence, so that a reduction may take the depth to 0 or below. Window
-/// and score are 16-bit here and wrap.
+/// The child's score from the parent's view, with the parent's window. A reduction may take the
+/// depth to 0 or below, where quiescence replaces the node search. Window and score are 16-bit here
+/// and wrap.
 inline int searchChild(u8 childPly, int depth, int alpha, int beta, positionStruct* position,
                        u8 nullAllowed = 2)
 {
@@ -432,7 +432,7 @@ inline int searchChild(u8 childPly, int depth, int alpha, int beta, positionStru
                               : quiescence(childPly, 0, low, high, position)));
 }
 
-/// Counts a node. The boss adds the counters of running threads up, so the write is published.
+/// Counts a node. The boss adds up the counters of running threads, so the write is published.
 inline void countNode(u64& counter)
 {
     publish(counter, counter + 1);
@@ -490,7 +490,7 @@ bool isRepetition(const positionStruct* position)
 }
 
 /// Narrows a node's window to the scores that a mate at `ply` or after the next move can have. Once
-/// a mate is known, longer ones are not searched for.
+/// a mate is known, the search does not look for a longer one.
 void clipToMates(int ply, int& alpha, int& beta)
 {
     alpha = std::max(alpha, ply - SCOREMATE);
@@ -563,8 +563,8 @@ void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* p
     }
     if (depth < 3) return;
 
-    // A cut-off at a great depth spares more and is more reliable. Shallow ones are so many that
-    // they would drown it.
+    // A cut-off at a great depth saves more work and is more reliable. Without the weight, the many
+    // shallow ones would drown it.
     ++position->historyChanges;
     const u32 weight = narrow<u32>(depth * depth);
     u32& good = position->historyGood[board[move.from] - PAWN][move.to];
@@ -674,7 +674,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         if (position->halfMoveClock >= 4 && isRepetition(position)) return 0;
     }
     // A node with room between alpha and beta belongs to the PV or may become part of it. Most
-    // prunings spare it, since a mistake there would change the move that is played.
+    // pruning steps leave it alone, since a mistake there would change the move that is played.
     const int entryAlpha = alpha;
     const bool pvNode = alpha + 1 < beta;
 
@@ -695,8 +695,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     plyStruct& next = position->plies[ply + 1];
     if (!here.inCheck)
     {
-        // Step 5. Static evaluation. In check it says little, so the steps that rely on it are left
-        // out there.
+        // Step 5. Static evaluation. In check it says little, so the steps that rely on it are
+        // skipped there.
         const int staticEval = improvedEvaluation(ply, bound, tableScore, position);
         const bool mateEval = std::abs(staticEval) >= SCOREMATELIMIT;
 
@@ -948,7 +948,7 @@ int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct*
     if (crowded && (isTimeOver(position) || theWorkForce.stopSearch)) return 0;
 
     // Step 2. Stand pat: a side that is not in check need not capture, so the evaluation is a lower
-    // bound of its score. In check every move is searched, and without one it is mate.
+    // bound for its score. In check every move is searched, and without one it is mate.
     int bestScore = ply - SCOREMATE;
     if (!position->plies[ply].inCheck)
     {
@@ -1020,8 +1020,8 @@ struct aspirationWindow
     int failHigh = 0;
     const i16* delta; // row of aspMatrix
 
-    /// The fifth failure on a side opens that side to the end of the scale. A score beyond that is
-    /// taken as it is; only boards that can't arise in chess have one.
+    /// The fifth failure on a side opens that side to the end of the scale. A score beyond the
+    /// scale is taken as it is; only boards that can't arise in chess have one.
     static constexpr int OPEN = 5;
 
     explicit aspirationWindow(const i16* row) : delta(row) {}
@@ -1064,7 +1064,7 @@ struct aspirationWindow
 
 /// The share of the soft budget that the move deserves after an iteration, from the share before.
 /// An unsettled iteration raises it, because another one may change the move; a settled one lowers
-/// it. Shallow iterations always jump and say nothing.
+/// it. Shallow iterations don't count: their scores always jump.
 double nextTimeScale(double timeScale, int depth, int instability, bool isSettled)
 {
     if (depth < 6) return 1.0;
@@ -1084,7 +1084,7 @@ bool isMateWithin(int score, int depth)
     return std::abs(score) >= SCOREMATELIMIT && SCOREMATE - std::abs(score) <= depth;
 }
 
-/// Moves to mate as the mate line gives them. A losing score counts one move more than is usual.
+/// Moves to mate as the mate line gives them. A losing score counts one move more than usual.
 int movesToMate(int score)
 {
     const int moves = (SCOREMATE - std::abs(score)) / 2 + 1;
@@ -1143,8 +1143,8 @@ void cutLineToLegal(positionStruct* position)
     position->plies[0].moveListEnd = position->plies[1].moveListStart = list;
 }
 
-/// Prepares a searcher's root for iterative deepening and lists the legal moves. The list serves
-/// only to count them: alfabeta makes its own. Returns their number.
+/// Prepares a searcher's root for iterative deepening and lists the legal moves. The list only
+/// serves to count them: alfabeta makes its own. Returns their number.
 int prepareRoot(positionStruct* position)
 {
     plyStruct& root = position->plies[0];
@@ -1282,8 +1282,8 @@ void worker::searchRoot()
         goOn = clock.allowsMore(depth, instability, instability <= 1, reporter != nullptr);
     } while (goOn && depth < MAXDEPTH && !theWorkForce.stopSearch);
 
-    // Step 7. The first searcher that ends, ends the search for all: the limits are the same for
-    // all, and what the others would still find is not needed.
+    // Step 7. The first searcher that ends also ends the search for the others: the limits are the
+    // same for all, and what the others would still find is not needed.
     stampElapsedTime();
     theWorkForce.stop();
 }
@@ -1336,7 +1336,8 @@ const worker* boss::chooseBest() const
     const worker* best = this;
     if (engine.nofThreads == 1) return best;
     // Under a depth limit the boss's result counts: whoever sets one expects the result of that
-    // depth. Only if a helper has ended the search before the boss had a move, another is chosen.
+    // depth. Another one is chosen only if a helper has ended the search before the boss had a
+    // move.
     if (engine.depthLimit && position->rootDepth) return best;
     // Depth first; a complete iteration is worth half a ply.
     const auto rank = [](const worker* w)
@@ -1488,8 +1489,8 @@ void workForce::setNofWorkers(int n)
 
 void workForce::startWorkForce(const positionStruct* position)
 {
-    // The boss parks after all helpers have, so to wait for the boss is to wait for all. From here
-    // on no other thread reads the flags until the boss wakes the helpers.
+    // The boss parks after all helpers have, so waiting for the boss means waiting for all. From
+    // here on no other thread reads the flags until the boss wakes the helpers.
     workers[0]->waitToTakeABreak();
     stopSearch = SEARCHING;
     timeIsUp = false;
@@ -1515,7 +1516,7 @@ void workForce::report(const std::string& line) const
 
 u64 workForce::nofNodes() const
 {
-    // The counters of running threads: the sum is a moment old, which no reader minds.
+    // The threads are still counting, so the sum is a moment old, which no reader minds.
     u64 total = 0;
     for (const worker* w : workers)
     {
@@ -1532,9 +1533,9 @@ namespace
 {
 
 constexpr i64 SAFETYMARGIN = 10;      // ms kept back from the clock
-constexpr int FEWESTMOVES = 4;        // movestogo below this counts as this
+constexpr int FEWESTMOVES = 4;        // a smaller movestogo is raised to this
 constexpr i64 SHORTESTHARDLIMIT = 40; // ms, with the fewest moves to go
-constexpr float HURRY = 5.0F;         // elapsed time counts so many times when time is short
+constexpr float HURRY = 5.0F;         // factor on elapsed time when time is short
 
 // The share of an even split of the time that a move gets, and what changes it. It starts below 1,
 // which keeps time in reserve for moves that exceed their soft budget.
@@ -1547,8 +1548,8 @@ constexpr double UNKNOWNPLYFACTOR = 1.4;
 constexpr int UNKNOWNPLYMOVES = 30;
 
 /// Number of moves that the remaining time is split over, from a ply of the game on. Not monotonic,
-/// on purpose: the early middlegame gets the most. The number never gets small, since nobody knows
-/// how long a game will last.
+/// on purpose: the early middlegame gets the most. The number never gets small, since a game may
+/// always last longer.
 struct movesLeftRow
 {
     int fromPly;
@@ -1620,8 +1621,8 @@ void calcTimeParameters()
     }
     engine.targetTime = held(target);
 
-    // Step 3. A fixed time ends on the hard budget alone: it is to be used up, so the soft one is
-    // put out of reach.
+    // Step 3. A fixed time is to be used up: only the hard budget ends it, and the soft one is put
+    // out of reach.
     if (engine.moveTime)
     {
         engine.targetTime = held(10LL * engine.moveTime);

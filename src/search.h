@@ -80,7 +80,7 @@ inline bool isPathFull(u8 ply, const positionStruct* position)
 /// Fills the table of late move reductions.
 void initLMRTable();
 
-/// Lets late move pruning drop a quiet move without making it. For most moves their squares already
+/// Lets late move pruning drop a quiet move without making it. For most moves, the squares alone
 /// show that they give no check. A move that gives check is never pruned: it must be made, searched
 /// and counted. The filter made the whole search 1.08 times as fast.
 class quietCheckFilter
@@ -89,7 +89,7 @@ class quietCheckFilter
     /// For the side to move, whose opponent is not in check.
     explicit quietCheckFilter(const positionStruct* position);
 
-    /// Whether a quiet move may give check. May return true wrongly, never false for a check.
+    /// Whether a quiet move may give check. May return true wrongly, but never false for a check.
     bool mayGiveCheck(moveStruct move, const positionStruct* position) const
     {
         return ((checkingSquares[position->board[move.from] / 2] & bit(move.to)) |
@@ -140,8 +140,8 @@ class desk
 
 /// One search thread with all that it needs: a copy of the position, a move stack and caches. Apart
 /// from the transposition table workers share nothing that they write, so none waits for another. A
-/// worker sleeps in atTheOffice between searches; to start a thread for each search would cost more
-/// than a short search lasts.
+/// worker sleeps in atTheOffice between searches; starting a thread for each search would take
+/// longer than a short search.
 class worker
 {
   public:
@@ -232,7 +232,7 @@ class boss : public worker
 // Values of stopSearch. The first to end a search decides how it ends.
 constexpr i32 SEARCHING = 0;
 constexpr i32 STOPPED = 1;   // it writes its result
-constexpr i32 ABANDONED = 2; // it writes nothing any more
+constexpr i32 ABANDONED = 2; // it writes nothing more
 
 /// The pool and its flags.
 ///
@@ -253,20 +253,20 @@ class alignas(64) workForce
     /// Begins a search of a playable position, after a running search has ended.
     void startWorkForce(const positionStruct* position);
 
-    /// Ends a running search without a wait: it writes its result.
+    /// Ends a running search without waiting for it; the search writes its result.
     void stop() { stopSearch.replace(SEARCHING, STOPPED); }
 
-    /// Ends a running search without a wait. It writes nothing any more, unless it had ended
-    /// before: then its result still comes.
+    /// Ends a running search without waiting for it. The search writes nothing more, unless it has
+    /// ended already: then its result still comes.
     void abandon() { stopSearch.replace(SEARCHING, ABANDONED); }
 
-    /// Writes a line of the present search, unless that is abandoned.
+    /// Writes a line of the current search, unless that is abandoned.
     void report(const std::string& line) const;
 
     /// Stops a running search and waits until every thread is parked.
     void endSearch();
 
-    /// Nodes of all workers in the present search.
+    /// Nodes of all workers in the current search.
     u64 nofNodes() const;
 
     // Raw pointers on purpose: at the end of the process the threads are still parked, and owning

@@ -12,7 +12,7 @@
 //   Coordinate descent    doTheTexel, doTexelTuning
 //
 // In a playing build the tables are constant and the list of parameters is empty, so a run only
-// prints the error of the present tables. A build with QUILLON_TUNE tunes all tables.
+// prints the error of the current tables. A build with QUILLON_TUNE tunes all tables.
 #pragma once
 
 #include <memory>
@@ -55,8 +55,7 @@ struct texelBoardStruct
     u8 sideToMove;
 };
 
-/// The training set, in the order of the file. Each worker has a copy of its share in memory of its
-/// own.
+/// The training set, in the order of the file. Each worker has its own copy of its share.
 extern std::vector<texelPosStruct> texelPositions;
 
 /// Fills texelPositions from the file "quiet-labeled.epd" in the working directory. A line holds
@@ -167,8 +166,8 @@ class texelWorker
 class texelWorkForce
 {
   public:
-    /// Ends all workers, starts `n` new ones and deals out texelPositions in equal slices; the last
-    /// worker also gets the remainder. With `n` below 1 no worker is left.
+    /// Ends all workers, starts `n` new ones and gives them texelPositions in equal slices; the
+    /// last worker also gets the remainder. With `n` below 1 no worker is left.
     void setNofWorkers(int n);
 
     /// The mean squared error of texelPositions; not a number (NaN) if there are none.
@@ -206,7 +205,7 @@ extern std::vector<std::string> texelSelection;
 /// table has this name.
 bool zeroTexelTable(const std::string& name);
 
-/// Reads the positions and sets K to the value with the least error for the present tables. K fixes
+/// Reads the positions and sets K to the value with the least error for the current tables. K fixes
 /// the scale of the scores that tuning finds.
 void fitTexelK();
 

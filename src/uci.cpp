@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // UCI handlers; see the table in uci.h. All run on the main thread. Errors are not reported, since
-// the protocol has no message for them: what can't be read is skipped or taken as it is.
+// the protocol has no message for them: what can't be read is skipped or used as it is.
 
 #include "uci.h"
 
@@ -155,10 +155,10 @@ void UCIposition(std::istream& stream)
 namespace
 {
 
-// What `go` assumes where it is silent.
+// What `go` assumes if it does not say.
 constexpr i32 DEFAULTTIMELEFT = 900000; // ms: a quarter of an hour
 constexpr i32 DEFAULTMOVESTOGO = 30;
-constexpr i32 NODECHECKINTERVAL = 4096; // nodes: a few milliseconds between two looks at the clock
+constexpr i32 NODECHECKINTERVAL = 4096; // nodes: a few milliseconds between two checks
 
 /// Reads a number into a limit. If that fails the stream fails too, which ends the caller's loop.
 template <typename T> void readLimit(std::istream& stream, relaxed<T>& limit)
@@ -260,7 +260,7 @@ int readSpin(const std::string& value, const spinOption& option)
     return std::clamp(std::stoi(value), option.least, option.greatest);
 }
 
-/// The line that announces such an option.
+/// The line of the answer to `uci` that declares such an option.
 void writeSpin(const spinOption& option)
 {
     writeLine("option name " + std::string(option.name) + " type spin default " +
@@ -283,7 +283,7 @@ void UCIsetoption(std::istream& stream)
         engine.hashSizeMB = megabytes;
         theWorkForce.endSearch();
         createHashTable(megabytes);
-        // A wait of up to a second, because a search in a cold table is slow. Most tables are warm
+        // Waits up to a second, because a search in a cold table is slow. Most tables are warm
         // sooner than that.
         warmHashTable();
         waitForWarmHashTable(1000);
@@ -303,7 +303,7 @@ void UCIsetoption(std::istream& stream)
 
 void UCIponderhit()
 {
-    // A search that would have ended already, had it not been pondering, ends now.
+    // A search that would already have ended if it had not been pondering ends now.
     if (theWorkForce.timeIsUp)
         theWorkForce.stop();
     else

@@ -26,7 +26,7 @@
 /// "startpos" or "fen ...", then "moves ..."; with any other first word nothing changes.
 void UCIposition(std::istream& stream);
 
-/// Reads the limits and starts the search. Where a number is due and another word comes, reading
+/// Reads the limits and starts the search. If another word comes where a number should be, reading
 /// ends there and the search starts with the limits read so far.
 void UCIgo(std::istream& stream);
 

@@ -2,7 +2,7 @@
 //
 // The reference model: a slow, separate implementation of the evaluation and of the search of one
 // thread. It shares no code with the engine and looks nothing up by occupancy: lines are walked one
-// square at a time, and keys are computed from scratch, so that no error of the engine's tables can
+// square at a time, and keys are computed from scratch, so no error of the engine's tables can
 // recur here.
 //
 //   Board, geometry            board.cpp
@@ -186,7 +186,7 @@ struct Ply
     Move killers[2];
 };
 
-// A position with what a search needs on the way: its path, the move stack and ordering tables.
+// A position and what a search of it needs: its path, the move stack and the ordering tables.
 struct Position
 {
     Board board;
@@ -217,7 +217,7 @@ struct Position
     bool make(Move move, bool testLegal);
     void unmake();
 
-    // Whether a generated move leaves the own king attacked.
+    // Whether a generated move leaves its own king in check.
     bool leavesKingInCheck(const Move& move) const;
 
     // Whether a stored move can be played: by the pseudo-legal tests alone, or in full.
@@ -235,7 +235,7 @@ struct Position
     // Each generator writes its list into the move stack from slot `first` on. In check, all but
     // generateQuiets generate all evasions.
     void generateCaptures(int first);   // and capturing promotions
-    void generateQuiets(int first);     // everything else; wants the pins of generateCaptures
+    void generateQuiets(int first);     // everything else; needs the pins of generateCaptures
     void generateQuiescence(int first); // captures and queen promotions
     void generateRecaptures(int first); // captures on the destination of the previous move
     void generateLegal(int first);      // all legal moves; sets inCheck

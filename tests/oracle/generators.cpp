@@ -15,7 +15,7 @@ namespace
 
 constexpr Set lastRanks = 0xff000000000000ff;
 
-// The base of a score, and what the victim's code adds to it.
+// The base of a score, and the factor by which the victim's code adds to it.
 struct Scores
 {
     int plainBase;

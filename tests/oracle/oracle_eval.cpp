@@ -93,8 +93,7 @@ const Table pawnBackward("EVALPAWNBACKHALF"); // without an enemy pawn on the fi
 const Table pawnConnected("EVALPAWNCONNECTED");
 const Table pawnNeighbour("EVALPAWNNEIGHBOUR");
 const Table pawnCandidate("EVALPAWNPASSEDCANDIDATE"); // from 8 on with enough defenders
-const Table
-    passed("EVALPAWNPASSED"); // from 16 on if the stop square is empty, 8 more if it is attacked
+const Table passed("EVALPAWNPASSED"); // from 16 on: stop square empty; 8 more: attacked
 
 const Pair pawnIsolatedNearKing = Table("EVALPAWNKSISOLATED")[0];
 const Pair pawnDoubledNearKing = Table("EVALPAWNKSDOUBLED")[0];
@@ -108,7 +107,7 @@ const Pair passedFreePath = Table("EVALPAWNPASSEDPROMO")[0];
 // By type, from the pawn.
 const Table pinnedByPawn("EVALPINNED"); // pinned and attacked by an enemy pawn
 const Table pinnedFree("EVALPINNEDFREE");
-const Table discovery("EVALDISCOVERED"); // alone between enemy king and own slider
+const Table discovery("EVALDISCOVERED"); // alone between the enemy king and its own slider
 const Table kingAttackWeight("EVALKINGATTWEIGHT");
 
 // By type, then by the number of counted squares.
@@ -173,7 +172,7 @@ int kingSteps(int a, int b)
     return std::max(std::abs(fileOf(a) - fileOf(b)), std::abs(rankOf(a) - rankOf(b)));
 }
 
-// The squares that a condition picks out.
+// The squares that meet a condition.
 template <typename Condition> Set squaresWhere(Condition condition)
 {
     Set result = 0;
@@ -191,7 +190,7 @@ Set wholeFile(int square)
     return files(fileOf(square), fileOf(square));
 }
 
-// The three files around a king; one on the edge looks as far inwards as its neighbour does.
+// The three files around a king; for a king on an edge file, the three files at that edge.
 Set nearFiles(int kingSquare)
 {
     const int centre = std::clamp(fileOf(kingSquare), 1, 6);
@@ -372,7 +371,7 @@ class Model
                 credit("pawn isolated", us, pawnIsolated[file]);
                 if (nearKing) credit("pawn isolated near king", us, pawnIsolatedNearKing);
             }
-            // Only the pawns that are still to come: n pawns on a file pay n - 1 times.
+            // Only pawns not visited yet count, so n pawns on a file pay n - 1 times.
             remaining &= ~setOf(s);
             if (wholeFile(s) & remaining)
             {
@@ -390,7 +389,8 @@ class Model
         }
     }
 
-    // Empty squares that pawns can be pushed to; a double push must not cross the fire of a pawn.
+    // Empty squares that pawns can be pushed to; no double push past a square that an enemy pawn
+    // attacks.
     Set pawnPushes(int us) const
     {
         Set result = 0;
@@ -424,7 +424,7 @@ class Model
         return of(1 - us, queen) ? sum : sum / 2;
     }
 
-    // Looks through own heavy pieces that could support the piece on the line.
+    // Rays pass through own queens and rooks that could support the piece on the line.
     Set attacksOf(int us, int type, int s) const
     {
         if (type == knight) return reach(knight, s, 0);
@@ -504,17 +504,17 @@ class Model
         {
             const int stop = s + forward(us);
             const Set ahead = aheadOnThreeFiles(us, s) & wholeFile(s);
-            const Set fire = attacked[them];
-            const int row = (has(occupied, stop) ? 0 : 16) + (has(fire, stop) ? 8 : 0);
+            const Set theirs = attacked[them];
+            const int row = (has(occupied, stop) ? 0 : 16) + (has(theirs, stop) ? 8 : 0);
 
             Pair value = passed[row + ownRank(us, s)];
             value += passedOwnKing[kingSteps(s, kingSquare[us])];
             value += passedEnemyKing[kingSteps(s, kingSquare[them])];
-            if (!((ahead | setOf(s)) & fire)) value += passedFreePath;
-            // An own heavy piece that blocks the way takes value off, toward zero.
+            if (!((ahead | setOf(s)) & theirs)) value += passedFreePath;
+            // A heavy piece of its own in the way lowers the value, rounded toward zero.
             if (ahead & (of(us, rook) | of(us, queen)))
             {
-                const int divisor = has(fire, s) ? 4 : 2;
+                const int divisor = has(theirs, s) ? 4 : 2;
                 value = {value.mg / divisor, value.eg / divisor};
             }
             credit("passed pawns", us, value);
@@ -563,7 +563,7 @@ class Model
         const Set flankAttacks = flank(home) & theirs & firstFiveRanks;
         const Set flankTwice = flankAttacks & attackedTwice[them] & ~attackedBy(us, pawn);
 
-        // Attacked, and guarded by the king or a queen alone at best.
+        // Attacked, and either undefended or defended once, by the king or a queen.
         const Set weak = (attackedBy(us, king) | attackedBy(us, queen) | ~attacked[us]) & theirs &
                          ~attackedTwice[us];
         const Set safe = ((attackedTwice[them] & weak) | ~attacked[us]) & ~all[them];

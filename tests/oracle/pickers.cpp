@@ -13,7 +13,7 @@ namespace oracle
 namespace
 {
 
-// Swaps the entry with the highest value to the cursor; the first one if several have it.
+// Swaps the entry of the highest value to the cursor, the first one of equal values.
 template <typename Value> void select(Position& p, int cursor, Value value)
 {
     int best = cursor;
@@ -123,7 +123,7 @@ bool Position::playNext(int cursor, bool skipOrdering)
     }
 }
 
-// Without check, near the root of quiescence, a bad capture stays in the list and may be tested
+// Near the root of quiescence, and not in check, a bad capture stays in the list and may be tested
 // again, until the cursor reaches it.
 bool Position::playNextInQuiescence(int cursor, int depth)
 {

@@ -15,7 +15,7 @@ namespace oracle
 namespace
 {
 
-// The keys. Any well mixed numbers do; results don't depend on them.
+// The keys. Any random numbers will do: results don't depend on them.
 struct Keys
 {
     std::uint64_t piece[14][64];

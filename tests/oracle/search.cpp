@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The search. Its steps come in the order in which the engine takes them, as scores, node counts
-// and lines are compared one by one.
+// The search. Its steps have the order of the engine's, because scores, node counts and lines are
+// compared one by one.
 #include "model.h"
 
 #include <algorithm>
@@ -26,13 +26,13 @@ constexpr int lateMoveCount[] = {2, 3, 5, 7, 9};
 constexpr int windowSteps[] = {15, 35, 40, 80, 160};
 constexpr int historyLimit = 131072;
 
-// Plies taken off a late quiet move. Reductions dip from the fourth to the fifth move at small
-// depths; that is part of the tree.
+// Plies by which a late quiet move is reduced. The dip from the fourth to the fifth move at small
+// depths is deliberate.
 int lateMoveReduction(int depth, int moveNumber)
 {
     if (moveNumber <= 2) return 0;
     if (moveNumber <= 4) return 1;
-    // NOLINTNEXTLINE(bugprone-integer-division): the root of a whole number is meant
+    // NOLINTNEXTLINE(bugprone-integer-division): the quotient is meant to be truncated
     return static_cast<int>(std::sqrt(static_cast<double>(moveNumber * depth / 9)));
 }
 
@@ -108,7 +108,7 @@ class Search : Position
         return depth > 0 ? -alphaBeta(depth, -beta, -alpha, true) : -quiescence(0, -beta, -alpha);
     }
 
-    // Passes the turn. Key history and half-move clock don't notice; the whole record of the ply,
+    // Passes the turn. Key history and half-move clock don't change; the whole record of the ply,
     // killers and pins included, is copied to the next.
     int nullMove(int depth, int beta)
     {
@@ -333,8 +333,8 @@ class Search : Position
         return bestScore;
     }
 
-    // Cuts the window down to what mates at this ply can score. The limits differ by one: the mated
-    // score below, one more than the mating one above.
+    // Narrows the window to the scores that a mate can have from this ply on. The two limits differ
+    // by one on purpose.
     void narrow(int& alpha, int& beta) const
     {
         alpha = std::max(alpha, ply - mated);
@@ -382,8 +382,8 @@ class Search : Position
         return bestScore;
     }
 
-    // Lays the line of exact entries out in the bestMove fields; a walk that finds no move leaves
-    // everything as it was.
+    // Writes the moves of the exact entries that follow the root to the bestMove fields. If the
+    // root has no exact entry, nothing changes.
     void lineFromTable(int depth)
     {
         while (ply < depth)

@@ -445,8 +445,8 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
 }
 
 /// The positional sum, white minus black: first what depends on pawns and kings alone, from the
-/// pawn table if it is there, then all that builds on it. evalTotal adds material, piece squares,
-/// bishop pair and tempo.
+/// pawn table if it has the entry, then all that builds on it. evalTotal adds material, piece
+/// squares, bishop pair and tempo.
 template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
 {
     // Pawn structures change rarely, so nearly every probe hits. A trace needs the single terms,

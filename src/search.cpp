@@ -538,9 +538,9 @@ void halveHistory(positionStruct* position)
         }
 }
 
-/// Remembers a move that cut off: as counter move and, if it is quiet, as killer and from depth 3
-/// on in the history. A promotion on an empty square counts as quiet. Captures need no memory:
-/// their exchange values order them well, as the evasions' scores do in check.
+/// Remembers a move that cut off: as a counter move and, if it is quiet, as a killer and, from
+/// depth 3 on, in the history. A promotion on an empty square counts as quiet. Captures need no
+/// memory: their exchange values order them well, as the evasions' scores do in check.
 void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
@@ -860,7 +860,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
 
 } // namespace
 
-// The border of the 16-bit scale; quiescence is another.
+// Callers see 16-bit windows and scores, here and in quiescence.
 i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed)
 {
     return wrap16(searchInnerNode(ply, depth, alpha, beta, position, nullAllowed));
@@ -1328,7 +1328,7 @@ moveStruct boss::getPonderCandidate(moveStruct move) const
     return sameMove(move, ponderFirst) ? ponderSecond : EMPTYMOVE;
 }
 
-/// The worker whose result is played: the one with the deepest result; of one depth a complete
+/// The worker whose result is played: the one with the deepest result; at equal depth a complete
 /// result before an incomplete one, then the higher score. A mate found overrides depth if its
 /// score is higher.
 const worker* boss::chooseBest() const
@@ -1382,7 +1382,8 @@ void boss::writeResult()
     }
 
     const moveStruct move = result->plies[0].bestMove;
-    // The ponder move is the second of the result's PV, or of an earlier one that began alike.
+    // The ponder move is the second of the result's PV, or of an earlier PV with the same first
+    // move.
     moveStruct ponder = result->pvLength ? result->plies[1].bestMove : EMPTYMOVE;
     if (moveWord(ponder) == 0) ponder = getPonderCandidate(move);
     std::string line = "bestmove " + moveToLA(&move, result->sideToMove);
@@ -1402,7 +1403,7 @@ void boss::searchRoot()
 //
 // Each worker has one condition variable for both directions: its thread waits for work on it, and
 // other threads wait on it until the thread is parked. No thread holds two of these locks at once,
-// so none can wait for another in a circle.
+// so threads can't wait for each other in a circle.
 
 bool desk::waitForWork()
 {
@@ -1844,7 +1845,7 @@ void worker::searchRootOld()
     aspirationWindow window(aspMatrix[id % 16]);
     bool goOn = true;
     do {
-        // Step 2. Helpers take turns in skipping a depth, another one in each search.
+        // Step 2. Helpers take turns in skipping a depth, a different one in each search.
         ++depth;
         if (!reporter)
         {

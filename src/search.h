@@ -57,7 +57,7 @@ bool see(moveStruct move, i16 threshold, const positionStruct* position);
 /// the side that has just moved.
 bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8 captured);
 
-/// Lowers the score of the evasions from `first` to the list's end that lose material by 100.
+/// Lowers by 100 the score of each evasion from `first` to the list's end that loses material.
 void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* position);
 
 
@@ -154,7 +154,7 @@ class worker
     worker& operator=(const worker&) = delete;
 
     /// Searches `position` by iterative deepening; a mated root isn't searched. Each iteration
-    /// orders the moves of the next, and after a stop the result of the last one is at hand. When
+    /// orders the moves of the next, and after a stop the result of the last one is available. When
     /// it returns, stopSearch is set.
     virtual void searchRoot();
 
@@ -192,7 +192,7 @@ class worker
     int othersAt(int depth) const;
 };
 
-// No counter or flag of two workers is ever on one cache line.
+// The counters and flags of two workers never share a cache line.
 static_assert(alignof(worker) == 64 && sizeof(worker) % 64 == 0);
 
 /// The worker that starts the others, waits for them and prints the result.
@@ -302,7 +302,7 @@ void removePiece(u8 square);
 /// keyIndex.
 void setPositionG(std::string fen, positionStruct* position);
 
-/// Raises the score of the captures from `first` to the list's end that lose material by 100.
+/// Raises by 100 the score of each capture from `first` to the list's end that loses material.
 void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 
 /// quiescence with a probe and a store of the table around its top node.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The targets but for `console`, and what surrounds each run: a folder of its own, a reset of the
-// process, and the checks that abort.
+// All targets except `console`, and what every run needs: a folder of its own, a reset of the
+// process, and checks that abort.
 
 #include "targets.h"
 

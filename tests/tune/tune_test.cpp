@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <set>
 
 #include "../unit/support.h"
@@ -17,14 +16,6 @@
 
 namespace
 {
-
-std::string outputOf(const std::function<void()>& call)
-{
-    testing::internal::CaptureStdout();
-    call();
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
 
 using tableValues = std::vector<std::vector<combEval>>;
 
@@ -63,7 +54,7 @@ class Tune : public testing::Test
 
     static void hire(int n)
     {
-        outputOf([=] { theTexelWorkForce.setNofWorkers(n); });
+        written([=] { theTexelWorkForce.setNofWorkers(n); });
     }
 
     static void select(const std::vector<std::string>& names)
@@ -206,7 +197,7 @@ TEST_F(TexelTables, ASelectionRegistersAndPrintsTheNamedTablesOnly)
     }
     select({"EVALTEMPO"});
     EVALTEMPO = X(-5, 7);
-    EXPECT_EQ(outputOf(printTexelParameters), "TCONST combEval EVALTEMPO = X(  -5,   7);\n");
+    EXPECT_EQ(written(printTexelParameters), "TCONST combEval EVALTEMPO = X(  -5,   7);\n");
 }
 
 TEST_F(TexelTables, ATableIsSetToZerosByItsNameAndNothingElseIs)
@@ -274,11 +265,11 @@ TEST_F(TexelTuning, TheFitLeavesKAtTheValueThatSuitsThePositions)
     const fs::path home = fs::current_path();
     fs::current_path(folder);
 
-    const std::string missing = outputOf(fitTexelK);
+    const std::string missing = written(fitTexelK);
     const double unchanged = K;
     std::ofstream("quiet-labeled.epd") << startWords << "c9 \"1-0\";\n"
                                        << startWords << "c9 \"1/2-1/2\";\n";
-    const std::string text = outputOf(fitTexelK);
+    const std::string text = written(fitTexelK);
     fs::current_path(home);
     fs::remove_all(folder);
 
@@ -300,7 +291,7 @@ TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
     texelPositions = {{startWords, 1.0, 0}, {startWords, 0.5, 0}};
     hire(2);
     select({"EVALTEMPO"});
-    const std::string text = outputOf(doTexelTuning);
+    const std::string text = written(doTexelTuning);
     EXPECT_EQ(EVALTEMPO, X(111, 17));
 
     // From 25 to 111 by one each pass, and a last pass without a step. Each position's error is
@@ -328,7 +319,7 @@ TEST_F(TexelTuning, ATableSetToZeroIsBroughtBackTowardsItsValues)
     const double disturbed = theTexelWorkForce.calcTexelError();
     ASSERT_GT(disturbed, 1e-6);
     select({"EVALTHREADROOKABLESS"});
-    outputOf(doTexelTuning);
+    written(doTexelTuning);
     EXPECT_LT(theTexelWorkForce.calcTexelError(), disturbed / 1000);
     EXPECT_NEAR(mgHalf(EVALTHREADROOKABLESS), mgHalf(wanted), 2);
     EXPECT_NEAR(egHalf(EVALTHREADROOKABLESS), egHalf(wanted), 2);

@@ -39,7 +39,7 @@ struct texelPosStruct
 /// How the tuner evaluates a record.
 enum texelBoardKind : u8
 {
-    boardEven,   // not at all, it scores 0: a king is missing, or the clock can't be read
+    boardEven,   // not at all, it scores 0: a king is missing or the half-move clock is unreadable
     boardPlanes, // from its planes
     boardText,   // from its text: planes can't hold two pieces on a square or a letter that names
                  // no piece, and a key of 0 needs care

@@ -107,6 +107,21 @@ std::string inconsistency(const positionStruct* position, int ply)
     return "";
 }
 
+std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+std::string repeated(const std::string& text, int times)
+{
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+}
+
 const std::vector<std::string>& manyPositions()
 {
     // Twenty plies to the end of random games from the start and from positions with many special

@@ -69,7 +69,12 @@ template <typename Function> std::string written(Function function)
     return testing::internal::GetCapturedStdout();
 }
 
-/// Some two hundred positions of all phases and kinds.
+/// The lines of a text, without their ends.
+std::vector<std::string> linesOf(const std::string& text);
+
+std::string repeated(const std::string& text, int times);
+
+/// Two hundred positions from random games, of all phases and kinds.
 const std::vector<std::string>& manyPositions();
 
 inline std::ostream& operator<<(std::ostream& out, combEval score)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// King safety: shield, flank and danger. In most tests of the danger the white king is on g1, its
-// zone being f1 to h3 and its flank the files e to h.
+// King safety: shield, flank and danger, at the limits of their rules. In most tests of the danger
+// the white king is on g1; its zone is f1 to h3 and its flank the files e to h.
 
 #include <algorithm>
 #include <iterator>
@@ -27,7 +27,7 @@ combEval shield(const std::string& names, int divisor = 1)
 }
 
 /// What an attack on the king costs its side: quadratic in the mid-game, linear in the end-game.
-/// The attack is a text of words and numbers counted by hand, which add up if they come again:
+/// The attack is a text of words and numbers counted by hand; repeated words add up:
 ///
 ///   attackers N by LETTERS     their number, and the pieces whose weights count
 ///   adjacent N                 attacks by pieces on squares next to the king
@@ -69,8 +69,8 @@ combEval cost(const std::string& attack)
              -(points / plain(EVALKINGDANGERTRANSEG)));
 }
 
-// The knight on e4 attacks f2 and g3; with the queen on a5 the flank has e1 e5 f2 f5 g3 g5 h5 and
-// g5 twice. The queen has a safe check on e1.
+// Comments list the squares that are counted. Here the knight on e4 attacks f2 and g3; with the
+// queen on a5 the flank has e1 e5 f2 f5 g3 g5 h5 and g5 twice. The queen has a safe check on e1.
 const std::string base = "attackers 1 by N adjacent 1 flank 8 weak 2 checks Q";
 
 } // namespace
@@ -80,46 +80,37 @@ const std::string base = "attackers 1 by N adjacent 1 flank 8 weak 2 checks Q";
 
 TEST(EvalShield, TheRearmostPawnOfEachFileInTheZoneCountsByItsSquare)
 {
-    expectWhites(termShield, {{"Kg1 Pf2 kg8 qd8", shield("f2")},
-                              {"Kg1 Pf2 Pg3 Ph2 kg8 qd8", shield("f2 g3 h2")},
-                              {"Kg1 Pf2 Pg2 Ph2 Pg3 kg8 qd8", shield("f2 g2 h2"), "not g3"},
-                              {"Kg1 kg8 qd8", none, "no pawn, no punishment"},
+    expectWhites(termShield, {{"Kg1 Pf2 Pg2 Ph2 Pg3 kg8 qd8", shield("f2 g2 h2"), "not g3"},
                               {"Kg1 Pg4 kg8 qd8", none, "three ranks ahead"},
                               {"Kg1 Pe2 kg8 qd8", none, "two files away"},
                               {"Kg2 Pg4 kg8 qd8", shield("g4")},
                               {"Kg3 Pg2 kg8 qd8", shield("g2"), "one rank behind"},
                               {"Kg4 Pg2 kg8 qd8", none, "two ranks behind"},
                               {"Ka1 Pc2 kg8 qd8", shield("c2"), "three files at the edge"},
-                              {"Kh1 Pf2 kg8 qd8", shield("f2")},
-                              {"Ka1 Pd2 kg8 qd8", none},
                               {"Kg1 kg8 qd8 pg2", none, "an enemy pawn"}});
-    EXPECT_EQ(blacks("Kg1 Pf2 kg8 qd8", termShield), none);
 }
 
 TEST(EvalShield, CountsHalfWithoutAnEnemyQueenRoundedTowardZero)
 {
-    expectWhites(termShield,
-                 {{"Kb4 Pa6 Pc5 kh8 qh1", shield("a6 c5")},
-                  {"Kb4 Pa6 Pc5 kh8", shield("a6 c5", 2)},
-                  {"Kb4 Qh1 Pa6 Pc5 kh8", shield("a6 c5", 2), "an own queen doesn't matter"},
-                  {"Ke3 Pd4 Pe4 kh8 qa8", shield("d4 e4")},
-                  {"Ke3 Pd4 Pe4 kh8", shield("d4 e4", 2), "a negative one"}});
+    expectWhites(termShield, {{"Kb4 Qh1 Pa6 Pc5 kh8", shield("a6 c5", 2)},
+                              {"Ke3 Pd4 Pe4 kh8", shield("d4 e4", 2), "a negative one"}});
 }
 
 
 // Flank
 
-TEST(EvalFlank, IsThreeFilesWideForARooksFileAndFourForTheOthers)
+TEST(EvalFlank, IsThreeFilesWideForAKingOnARooksFileAndFourForAnyOther)
 {
-    constexpr int first[] = {0, 0, 0, 2, 2, 4, 4, 5};
-    constexpr int last[] = {2, 3, 3, 5, 5, 7, 7, 7};
     const combEval& bare = EVALKINGNOPAWNONFILES[0];
-    for (int king = 0; king < 8; ++king)
-        for (int file = 0; file < 8; ++file)
-            EXPECT_EQ(whites(piece('K', king, 0) + piece('P', file, 4) + "kd8", termFlank),
-                      file >= first[king] && file <= last[king] ? none : bare)
-                << king << ' ' << file;
-    EXPECT_EQ(whites("Kg1 Pa2 kb8 pg7", termFlank), bare) << "an enemy pawn there";
+    expectWhites(termFlank, {{"Ka1 Pc5 kd8", none},
+                             {"Ka1 Pd5 kd8", bare},
+                             {"Kb1 Pd5 kd8", none},
+                             {"Kb1 Pe5 kd8", bare},
+                             {"Kd1 Pf5 kd8", none, "c to f"},
+                             {"Kd1 Pb5 kd8", bare},
+                             {"Kg1 Pe5 kd8", none},
+                             {"Kh1 Pe5 kd8", bare},
+                             {"Kg1 Pa2 kb8 pg7", bare, "an enemy pawn"}});
 }
 
 
@@ -130,21 +121,18 @@ TEST(EvalDanger, NeedsTwoOfAttackersAndEnemyQueens)
     // The bishop on b8, and a knight that attacks g3. Flank e1 to e5 f4 g3 h2, all but e1 e3 h2
     // twice.
     const std::string two = "attackers 2 by BN adjacent 1 flank 13 weak 2 checks RBN queens 0";
-    // The queen itself attacks h2. Flank e1 to e4 f4 f5 g3 g5 h2 h5.
-    const std::string queenItself = "attackers 1 by Q adjacent 1 flank 10 weak 1 checks Q";
     expectWhites(termDanger, {{"Kg1 ka8 re8 bb8 nc3", none, "the bishop alone"},
                               {"Kg1 ka8 re8 bb8 nc3 nh5", cost(two)},
                               {"Kg1 ka8 qa5 ne4", cost(base), "a queen that attacks nothing"},
                               {"Kg1 ka8 ne4", none},
                               {"Kg1 ka8 qa5", none},
                               // Flank e1, e4 to h4 and e5 to h5.
-                              {"Kg1 ka8 qa4 qa5", cost("flank 9 checks Q")},
-                              {"Kg1 Pf2 Pg2 Ph2 ka8 qe5 pd4", cost(queenItself)}});
+                              {"Kg1 ka8 qa4 qa5", cost("flank 9 checks Q")}});
 }
 
 TEST(EvalDanger, EachZoneSquareThatPawnsAttackIsAnAttackerWithoutWeight)
 {
-    // f3 and h3. Flank e1 to e5 f3 h3 and e2 e4 twice.
+    // The pawn attacks f3 and h3. Flank e1 to e5 f3 h3, and e2 e4 twice.
     const std::string pawn = "attackers 2 flank 9 weak 2 checks RBN queens 0";
     expectWhites(termDanger, {{"Kg1 ka8 re8 bb4 nc3 pg4", cost(pawn)},
                               {"Kg1 ka8 re8 bb4 nc3 ph4", none, "g3 alone"},
@@ -153,19 +141,6 @@ TEST(EvalDanger, EachZoneSquareThatPawnsAttackIsAnAttackerWithoutWeight)
 
 
 // Danger: what is counted
-
-TEST(EvalDanger, TheNumberOfAttackersMultipliesTheirWeights)
-{
-    // The bishop on a6 takes a7 and attacks e2 and f1.
-    const std::string more = " attackers 1 by B adjacent 1 flank 2 weak 1";
-    // f2 g2 h2; flank e2 e5 f2 f5 g2 g5 h2 h5; checks on a1 and d1.
-    const std::string byRook = "attackers 1 by R adjacent 3 flank 8 weak 3 checks QR";
-    // g2 h1; flank e1 e2 e4 e5 f5 g2 g4 g5 h1 h5, h5 twice.
-    const std::string byBishop = "attackers 1 by B adjacent 2 flank 11 weak 2 checks Q";
-    expectWhites(termDanger, {{"Kg1 ka8 qa5 ba6 ne4", cost(base + more)},
-                              {"Kg1 ka8 qa5 rd2", cost(byRook)},
-                              {"Kg1 ka8 qa5 bf3", cost(byBishop)}});
-}
 
 TEST(EvalDanger, FlankSquaresCountOnTheKingsFiveRanksAndTwiceWithoutAPawnsDefence)
 {
@@ -180,27 +155,20 @@ TEST(EvalDanger, FlankSquaresCountOnTheKingsFiveRanksAndTwiceWithoutAPawnsDefenc
 TEST(EvalDanger, AZoneSquareIsWeakWithOneDefenderThatIsKingOrQueen)
 {
     const combEval less = cost(base + " weak -1");
-    expectWhites(termDanger, {{"Kg1 Rg7 ka8 qa5 ne4", less, "a rook on g3"},
-                              {"Kg1 Qg7 ka8 qa5 ne4", cost(base), "a queen on g3"},
-                              {"Kg1 Rf7 ka8 qa5 ne4", less, "two on f2"}});
+    expectWhites(termDanger, {{"Kg1 Rg7 ka8 qa5 ne4", less, "a rook defends g3"},
+                              {"Kg1 Qg7 ka8 qa5 ne4", cost(base), "a queen does"},
+                              {"Kg1 Rf7 ka8 qa5 ne4", less, "f2 has two defenders"}});
 }
 
 TEST(EvalDanger, UnsafeChecksCountUnlessTheirKindHasASafeOne)
 {
     // The knight on d4 attacks f3. Flank e1 e2 e5 f3 f5 g5 h5 and f5 twice.
     const std::string far = "attackers 1 by N flank 8 checks Q";
-    // The rook's, on g2 with its bishop: f1 g2 h1 beside the king; flank e4 f1 f3 f4 g2 g3 g4 g5 h1
-    // h3, g5 twice; weak f1 f3 g2 g3 h1 h3.
-    const std::string byRook = "attackers 2 by RB adjacent 3 flank 11 weak 6 unsafe 1 queens 0";
-    // The bishop's, on h2, which g1 defends: flank e1 e2 e5 f3 f4 f5 g3 g5 h2 h5, e5 f5 twice.
-    const std::string byBishop = "attackers 2 by BN adjacent 1 flank 12 weak 1 unsafe 1 checks QN";
     expectWhites(termDanger, {{"Kg1 ka8 qa5 nd4", cost(far + " weak 1 checks N"), "f3 is weak"},
                               {"Kg1 Bd1 ka8 qa5 nd4", cost(far + " unsafe 2"), "e2 and f3"},
                               {"Kg1 Rf7 ka8 qa5 nd4", cost(far + " checks N"), "f3 is not safe"},
                               {"Kg1 Bd1 Pg2 ka8 qa5 nd4", cost(far + " unsafe 1"),
-                               "a pawn attacks f3, so it doesn't count for black"},
-                              {"Kg1 ka8 rg6 bg2 ne6", cost(byRook)},
-                              {"Kg1 Pg2 Ph2 ka8 qa5 bb8 nd4", cost(byBishop)}});
+                               "a pawn attacks f3, so it doesn't count for black"}});
 }
 
 TEST(EvalDanger, APinnedPieceInTheZoneIsCounted)
@@ -217,61 +185,29 @@ TEST(EvalDanger, APinnedPieceInTheZoneIsCounted)
 
 TEST(EvalDanger, SafeChecksCountOnceForEachKind)
 {
-    // Behind its pawns the king can be checked on e1 only: by the queen, and by the rook, which
-    // looks through the queen on e5, adding e5 to the flank and e1 e2 e4 as attacked twice.
+    // Shut in by its pawns, the king can be checked on e1 only: by the queen, and by the rook,
+    // which looks through the queen on e5. That adds e5 to the flank, and e1 e2 e4 a second time.
     const std::string byRook = "attackers 1 by Q adjacent 1 flank 14 weak 1 checks R";
-    // h4, and e5 twice.
-    const std::string byBishop = " flank 2 checks B";
     expectWhites(termDanger, {{"Kg1 ka8 qa5 ne4 rb8", cost(base + " checks R"), "b1 and g8"},
-                              {"Kg1 ka8 qa5 bf6 ne4", cost(base + byBishop), "d4"},
                               {"Kg1 Pf2 Pg2 Ph2 ka8 qe5 re8 pd4", cost(byRook + " checks Q")},
                               {"Kg1 Qb4 Pf2 Pg2 Ph2 ka8 qe5 re8 pd4", cost(byRook),
                                "the own queen attacks e1"}});
 }
 
-TEST(EvalDanger, ACheckIsSafeOnAFreeSquareThatIsUndefendedOrWeakAndAttackedTwice)
-{
-    // The knight on e1 attacks f3 and g2 and is in the rook's way. Flank e1 to e5 f3 f4 f5 g2 g3 g5
-    // h2 h5, e1 e2 e4 twice.
-    const std::string ownPiece = "attackers 2 by QN adjacent 2 flank 16 weak 2 unsafe 1";
-    // The queen on f8: f1 f2; flank f1 to f5. The knight: f2 once more; g3 g5, and f2 twice.
-    const std::string once = "attackers 1 by Q adjacent 2 flank 5 weak 2";
-    const std::string again = " attackers 1 by N adjacent 1 flank 3 checks Q";
-    // The queen on h8: h2, flank e5 h2 to h5, a check on d4. The rooks attack c1 twice.
-    const std::string line = "attackers 1 by Q adjacent 1 flank 5 weak 1 checks Q";
-    expectWhites(
-        termDanger,
-        {{"Kg1 Pf2 Pg2 Ph2 ka8 qe5 re8 ne1 pd4", cost(ownPiece), "an own piece on e1"},
-         {"Kg1 Bf1 Pe3 Pg2 Ph2 ka8 qf8", cost(once)},
-         {"Kg1 Bf1 Pe3 Pg2 Ph2 ka8 qf8 ne4", cost(once + again)},
-         {"Kg1 Re1 Pg2 Ph2 ka8 qh8 rc7 rc8", cost(line), "the rook is in the way"},
-         {"Kg1 Qe1 Pg2 Ph2 ka8 qh8 rc7 rc8", cost(line + " checks R"), "the queen is not"}});
-}
-
 
 // Danger: what it costs
 
-TEST(EvalDanger, CostsItsSquareInTheMidGameAndAShareInTheEndGameAndNothingIfNotPositive)
+TEST(EvalDanger, NothingIsCostWhenThePointsAreNotPositive)
 {
-    // With the stock numbers 0, -250, 1, 34 and 63 points: adjacent f2 h1 h2; flank e3 e5 f2 h1 to
-    // h5; weak f2 h1 h2 h3; h1 unsafe, d4 safe.
+    // With the stock numbers 0, -250 and 1 points: adjacent f2 h1 h2; flank e3 e5 f2 h1 to h5; weak
+    // f2 h1 h2 h3; h1 unsafe, d4 safe.
     const std::string zero =
         "attackers 2 by RN adjacent 3 flank 8 weak 4 unsafe 1 checks B queens 0";
     // f2 h2 h2; flank e3 e5 f2 f4 g3 h2, e5 h2 twice; weak f2 h2; h2 safe.
     const std::string negative = "attackers 2 by BN adjacent 3 flank 8 weak 2 checks B queens 0";
     // Flank e2 f1 f2 g3; weak f1 f2 g3.
     const std::string one = "attackers 2 by BN adjacent 2 flank 4 weak 3 checks R queens 0";
-    // Flank e1 e3 f1 g3 h2; weak f1 g3 h2.
-    const std::string below = "attackers 2 by RN adjacent 2 flank 5 weak 3 checks R queens 0";
-    // Flank e1 e3 e5 f2 f3 g4; weak f2 f3.
-    const std::string small = "attackers 2 by BN adjacent 1 flank 6 weak 2 checks BN queens 0";
-    // h2; flank e5 f4 g3 h2; weak h2; b1 safe only without the rook.
-    const std::string queenAlone = "attackers 1 by Q adjacent 1 flank 4 weak 1";
     expectWhites(termDanger, {{"Kg1 ka8 rh8 bg7 nd1", cost(zero)},
                               {"Kg1 Pf2 Pg2 Ph2 ka8 bd6 ng4", cost(negative)},
-                              {"Kg1 ka8 rd7 bc4 nh1", cost(one)},
-                              {"Kg1 ka8 rc6 rd1 nf1", cost(below)},
-                              {"Kg1 ka8 rb3 bc3 nd1 ne5", cost(small)},
-                              {"Kg1 Rd1 Pf2 Pg2 Ph2 ka8 qb8", cost(queenAlone)},
-                              {"Kg1 Pf2 Pg2 Ph2 ka8 qb8", cost(queenAlone + " checks Q")}});
+                              {"Kg1 ka8 rd7 bc4 nh1", cost(one)}});
 }

@@ -2,6 +2,7 @@
 //
 // The transposition table: sizes, layout, replacement and age.
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -13,7 +14,7 @@
 namespace
 {
 
-/// A 1 MB table for one test, with the age set by hand.
+/// A table of 1 MB and age 0 for one test, and again after it.
 class HashTable : public testing::Test
 {
   protected:
@@ -22,22 +23,20 @@ class HashTable : public testing::Test
         createHashTable(1);
         hashAgeCounter = 0;
     }
-    void TearDown() override
-    {
-        createHashTable(1);
-        hashAgeCounter = 0;
-    }
+    void TearDown() override { SetUp(); }
 };
+
+/// The eight bytes at an offset of a line of the table.
+u64 wordAt(u64 line, size_t offset)
+{
+    u64 word;
+    std::memcpy(&word, reinterpret_cast<const char*>(hashTable) + 64 * line + offset, 8);
+    return word;
+}
 
 constexpr moveStruct someMove = {E1, E8, 0, ROOK};
 
-/// Keys whose home line is the same.
-u64 sameHome(u64 n)
-{
-    return n << 40 | 1000;
-}
-
-/// The layout and the replacement once more, on plain records.
+/// A model of the table: where an entry goes and which one it replaces, on plain records.
 struct modelTable
 {
     struct entry
@@ -88,7 +87,7 @@ struct modelTable
 
 } // namespace
 
-TEST_F(HashTable, SizesAreRoundedUpToAPowerOfTwoAndCountersBeginAfresh)
+TEST_F(HashTable, SizesAreRoundedUpToAPowerOfTwoAndCountersStartAtZero)
 {
     const std::pair<int, u64> sizes[] = {{0, 16384},     {1, 16384},    {2, 32768},  {3, 65536},
                                          {4, 65536},     {5, 131072},   {8, 131072}, {129, 4194304},
@@ -107,7 +106,7 @@ TEST_F(HashTable, SizesAreRoundedUpToAPowerOfTwoAndCountersBeginAfresh)
 TEST_F(HashTable, WarmingChangesNoEntryWhileOthersStore)
 {
     constexpr u64 keys = 4000;
-    const auto key = [](u64 n) { return n << 50 | n * 4; }; // each four home lines apart
+    const auto key = [](u64 n) { return n << 50 | n * 4; }; // four home lines apart
     for (u64 n = 1; n < keys; n += 2) putHashTableEntry(key(n), someMove, 7, 5, boundExact, 0);
     warmHashTable();
     for (u64 n = 2; n < keys; n += 2) putHashTableEntry(key(n), someMove, 7, 5, boundExact, 0);
@@ -128,7 +127,7 @@ TEST_F(HashTable, AWarmingTableCanBeClearedReplacedAndFreed)
     EXPECT_TRUE(waitForWarmHashTable(0)) << "nothing is left to do";
 }
 
-TEST(HashMemory, TheLeastLimitOfTheControlGroupsOnTheWayUpCounts)
+TEST(HashMemory, TheSmallestLimitOfAControlGroupAndItsParentsCounts)
 {
     namespace fs = std::filesystem;
     const fs::path root = fs::temp_directory_path() / "quillon-control-groups";
@@ -147,54 +146,60 @@ TEST(HashMemory, TheLeastLimitOfTheControlGroupsOnTheWayUpCounts)
     write("sys/fs/cgroup/user/game/memory.max", "max");
     EXPECT_EQ(limit(), none);
     write("sys/fs/cgroup/user/memory.max", "1000000");
-    EXPECT_EQ(limit(), 1000000U) << "of the group above";
+    EXPECT_EQ(limit(), 1000000U) << "of the parent group";
     write("sys/fs/cgroup/user/game/memory.max", "900000");
     EXPECT_EQ(limit(), 900000U);
 
     write("proc/self/cgroup", "nonsense\n9:name=systemd:/\n4:cpu,memory:/box\n3:cpuset:/user");
-    EXPECT_EQ(limit(), none) << "the second version's files don't count";
+    EXPECT_EQ(limit(), none) << "files of version 2 don't count";
     write("sys/fs/cgroup/memory/memory.limit_in_bytes", "700000");
-    EXPECT_EQ(limit(), 700000U) << "of the top, as a container sees its own";
+    EXPECT_EQ(limit(), 700000U) << "of the root, as seen in a container";
     write("sys/fs/cgroup/memory/box/memory.limit_in_bytes", "600000");
     EXPECT_EQ(limit(), 600000U);
 
     write("proc/self/cgroup", "4:memory:box");
-    EXPECT_EQ(limit(), 700000U) << "a path without a slash names no group: only the top counts";
+    EXPECT_EQ(limit(), 700000U) << "a path without a slash names no group, so only the root counts";
     fs::remove_all(root);
 }
 
 TEST_F(HashTable, MateScoresKeepTheirDistanceFromTheStoringNode)
 {
-    const auto roundTrip = [](int score, int storedAt, int readAt)
+    const int cases[][4] = {{31990, 4, 6, 31988}, {-31990, 4, 6, -31988}, {31872, 4, 0, 31876},
+                            {31871, 4, 0, 31871}, {-31872, 4, 0, -31876}, {-31871, 4, 0, -31871}};
+    for (const auto& [score, storedAt, readAt, read] : cases)
     {
-        clearHashTable();
         putHashTableEntry(77, someMove, static_cast<i16>(score), 5, boundExact,
                           static_cast<u8>(storedAt));
-        return hashScore(getHashTableEntry(77), static_cast<u8>(readAt));
-    };
-    EXPECT_EQ(roundTrip(31990, 4, 6), 31988);
-    EXPECT_EQ(roundTrip(-31990, 4, 6), -31988);
-    EXPECT_EQ(roundTrip(31872, 4, 0), 31876);
-    EXPECT_EQ(roundTrip(31871, 4, 0), 31871);
-    EXPECT_EQ(roundTrip(-31872, 4, 0), -31876);
-    EXPECT_EQ(roundTrip(-31871, 4, 0), -31871);
+        EXPECT_EQ(hashScore(getHashTableEntry(77), static_cast<u8>(readAt)), read) << score;
+    }
 }
 
-TEST_F(HashTable, AShallowerResultReplacesTheSameKeyAndAnEmptyLineBeforeItIsTaken)
+TEST_F(HashTable, AnEntryIsTwoWordsAtTheHeadOfItsLine)
 {
-    putHashTableEntry(sameHome(1), someMove, 0, 5, boundLower, 0);
-    putHashTableEntry(sameHome(2), someMove, 10, 20, boundExact, 0);
-    putHashTableEntry(sameHome(2), EMPTYMOVE, -7, 1, boundUpper, 0);
-    const u64 data = getHashTableEntry(sameHome(2));
-    EXPECT_EQ(hashDepth(data), 1);
-    EXPECT_EQ(hashBound(data), boundUpper);
-    EXPECT_EQ(hashScore(data, 0), -7);
-    EXPECT_EQ(moveWord(wordMove(data)), 0U);
+    hashAgeCounter = 37;
+    constexpr u64 key = 0xfedcba9876540000 | 9;
+    putHashTableEntry(key, {12, 28, 13, 2}, -2, 100, boundLower, 0);
+    const u64 data = 12 | 28 << 8 | 13 << 16 | 2 << 24 | 0xfffeULL << 32 | 100ULL << 48 |
+                     2ULL << 56 | 37ULL << 58;
+    EXPECT_EQ(wordAt(9, 8), data);
+    EXPECT_EQ(wordAt(9, 0), key ^ (data & 0x03ffffffffffffff)) << "all bits but the age";
+    for (size_t offset = 16; offset < 64; offset += 8) EXPECT_EQ(wordAt(9, offset), 0U) << offset;
+    EXPECT_EQ(getHashTableEntry(key), data);
+}
 
-    hashTable[1000].check = hashTable[1000].data = 0;
-    putHashTableEntry(sameHome(2), someMove, 0, 9, boundLower, 0);
-    EXPECT_EQ(hashDepth(getHashTableEntry(sameHome(2))), 9);
-    EXPECT_EQ(hashDepth(hashTable[1001].data), 1) << "the old entry stays";
+TEST_F(HashTable, AHitRenewsTheAgeAndNothingElse)
+{
+    hashAgeCounter = 5;
+    putHashTableEntry(3, {1, 2, 0, 4}, 31990, 9, boundExact, 7);
+    const u64 data = wordAt(3, 8);
+    const u64 check = wordAt(3, 0);
+    hashAgeCounter = 63;
+    EXPECT_EQ(getHashTableEntry(3) & HASHDATAMASK, data & HASHDATAMASK);
+    EXPECT_EQ(wordAt(3, 8), (data & HASHDATAMASK) | 63ULL << 58);
+    EXPECT_EQ(wordAt(3, 0), check);
+    hashAgeCounter = 0;
+    EXPECT_EQ(getHashTableEntry(3 | 1ULL << 40), 0U);
+    EXPECT_EQ(wordAt(3, 8) >> 58, 63U) << "a miss renews nothing";
 }
 
 TEST_F(HashTable, AnEmptyTableAndATornEntryAnswerZero)
@@ -205,38 +210,21 @@ TEST_F(HashTable, AnEmptyTableAndATornEntryAnswerZero)
     EXPECT_EQ(getHashTableEntry(5), 0U);
 }
 
-TEST_F(HashTable, ASearchOfAgeCountsForFourPliesAndAgeRunsModulo64)
+TEST_F(HashTable, ClearingEmptiesAllLinesAndTheCountOfSearchesAndKeepsTheAge)
 {
-    // One entry against three others; a fifth key takes the place of the first or of the second.
-    const struct
-    {
-        u8 age;
-        i8 depth;
-        u8 otherAge;
-        i8 otherDepth;
-        u8 now;
-        bool firstGoes;
-    } cases[] = {{3, 8, 4, 4, 4, true},   // equals: the earliest line
-                 {3, 9, 4, 4, 4, false},  // 5 against 4
-                 {63, 8, 0, 5, 0, true},  // one search old: 4 against 5
-                 {63, 8, 0, 3, 0, false}, // 4 against 3
-                 {63, 8, 0, 5, 1, true},  // 0 against 1
-                 {63, 8, 0, 3, 1, false}, // 0 against -1
-                 {1, 9, 0, 5, 0, true},   // 63 searches old: 9 - 252 against 5
-                 {7, 8, 7, 7, 7, false}}; // of this search, or 64 searches old
-    for (const auto& c : cases)
-    {
-        clearHashTable();
-        hashAgeCounter = c.age;
-        putHashTableEntry(sameHome(1), someMove, 0, c.depth, boundLower, 0);
-        hashAgeCounter = c.otherAge;
-        for (u64 n = 2; n <= 4; ++n)
-            putHashTableEntry(sameHome(n), someMove, 0, c.otherDepth, boundLower, 0);
-        hashAgeCounter = c.now;
-        putHashTableEntry(sameHome(5), someMove, 0, 0, boundLower, 0);
-        EXPECT_EQ(getHashTableEntry(sameHome(1)) == 0, c.firstGoes) << int{c.age} << int{c.depth};
-        EXPECT_EQ(getHashTableEntry(sameHome(2)) == 0, !c.firstGoes) << int{c.age} << int{c.depth};
-    }
+    hashAgeCounter = 11;
+    hashHartBeat = 75;
+    hashCountUse = 4;
+    // The last home line reaches into the three spare ones.
+    const u64 last = hashKeyMask;
+    for (u64 n = 1; n <= 4; ++n) putHashTableEntry(n << 40 | last, someMove, 0, 5, boundLower, 0);
+    EXPECT_NE(wordAt(last + 3, 8), 0U);
+    EXPECT_EQ(wordAt(0, 8), 0U) << "no wrap around to the first line";
+    clearHashTable();
+    for (u64 line = last; line < last + 4; ++line) EXPECT_EQ(wordAt(line, 8), 0U) << line;
+    EXPECT_EQ(hashHartBeat, 0U);
+    EXPECT_EQ(hashCountUse, 0U);
+    EXPECT_EQ(hashAgeCounter, 11);
 }
 
 TEST_F(HashTable, FollowsTheModelOverRandomStoresAndProbes)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The pickers: every legal move once through the stages, stored moves in their own stages, and
-// what each stage leaves out.
+// The pickers: all legal moves through the stages, stored moves in stages of their own, and what
+// each stage leaves out.
 
 #include <cstring>
 
@@ -10,7 +10,7 @@
 namespace
 {
 
-/// A move without a special kind as the search stores it; no move for an empty text.
+/// A plain move as the search stores it; EMPTYMOVE for an empty text.
 moveStruct stored(const positionStruct* position, const std::string& text)
 {
     if (text.empty()) return EMPTYMOVE;
@@ -18,7 +18,7 @@ moveStruct stored(const positionStruct* position, const std::string& text)
     return {from, sq(text.substr(2)), KINDPLAIN, position->board[from]};
 }
 
-/// Sets a node up for the pickers as the search does, without or with a hash move.
+/// Sets a node up for the pickers as the search does.
 void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
 {
     plyStruct& here = board.ply(ply);
@@ -33,8 +33,8 @@ void startNode(Board& board, int ply, moveStruct hashMove = EMPTYMOVE)
     board.ply(ply + 1).moveListStart = here.moveListEnd;
 }
 
-/// All that the staged picker yields at a node. Before the move's text: its slot and the stage as
-/// the search sees it, but for quiet moves only at the first slot of their stretch.
+/// All that the staged picker yields at a node: slot/stage:move. Only the first quiet move has its
+/// slot and stage.
 std::string pickAll(Board& board, int ply, bool skipOrdering = false)
 {
     plyStruct& here = board.ply(ply);
@@ -87,33 +87,6 @@ u64 perftThroughPicker(Board& board, int ply, int depth)
     return count;
 }
 
-/// A node with stored moves, and what the staged picker yields there. The counter move is the
-/// answer to whatever stands on the square that the previous move reached.
-struct stagedNode
-{
-    const char *fen, *hashMove, *firstKiller, *secondKiller, *previousTo, *counterMove;
-    std::string picked;
-};
-
-void expectPicks(std::initializer_list<stagedNode> nodes)
-{
-    for (const stagedNode& n : nodes)
-    {
-        Board board(n.fen);
-        const u8 previousTo = sq(n.previousTo);
-        board.ply(0).currentMove.to = previousTo;
-        board.ply(1) = board.ply(0);
-        board.ply(1).killers[0] = stored(board.get(), n.firstKiller);
-        board.ply(1).killers[1] = stored(board.get(), n.secondKiller);
-        if (const u8 piece = board->board[previousTo])
-            board->counterMoves[piece - PAWN][previousTo] = stored(board.get(), n.counterMove);
-        startNode(board, 1, stored(board.get(), n.hashMove));
-        EXPECT_EQ(pickAll(board, 1), n.picked)
-            << n.fen << ' ' << n.hashMove << ", " << n.firstKiller << ' ' << n.secondKiller << ", "
-            << n.counterMove;
-    }
-}
-
 constexpr const char* quietNode = "4k3/8/8/8/8/8/3P4/4K3 w - - 0 1";
 const std::string sixQuiets = "d2d3 d2d4 e1d1 e1f1 e1e2 e1f2 ";
 
@@ -129,75 +102,75 @@ TEST(MovePickers, PerftThroughTheStagesEqualsPerft)
     }
 }
 
-// Pins the missing filter of the quiet stage: node counts depend on the repetition.
-TEST(MovePickers, PickerRepeatsStoredQuiets)
-{
-    expectPicks({{quietNode, "", "", "", "e8", "", "3/9:" + sixQuiets},
-                 {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f1",
-                  "0/1:e1f2 1/4:e1e2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets}});
-}
-
-TEST(MovePickers, AKillerOrCounterMoveEqualToTheHashMoveIsSkipped)
-{
-    expectPicks({{quietNode, "e1f2", "e1f2", "d2d3", "e8", "e1f1",
-                  "0/1:e1f2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets},
-                 {quietNode, "e1f2", "e1e2", "e1f2", "e8", "e1f1",
-                  "0/1:e1f2 1/4:e1e2 3/6:e1f1 4/9:" + sixQuiets},
-                 {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f2",
-                  "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets}});
-}
-
-TEST(MovePickers, ACounterMoveEqualToAKillerIsSkipped)
-{
-    for (const char* counter : {"e1e2", "d2d3"})
-        expectPicks({{quietNode, "e1f2", "e1e2", "d2d3", "e8", counter,
-                      "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets}});
-}
-
-TEST(MovePickers, InCheckNeitherKillersNorTheCounterMoveAreTried)
+TEST(MovePickers, StoredMovesHaveStagesOfTheirOwnAndTheQuietStageRepeatsThem)
 {
     const char* const check = "4k3/8/8/8/8/8/4r3/4K2N w - - 0 1";
-    expectPicks({{check, "", "h1g3", "h1f2", "e2", "h1f2", "0/99:e1e2 1/99:e1f1 2/99:e1d1 "},
-                 {check, "e1e2", "h1g3", "h1f2", "e2", "h1f2", "0/1:e1e2 2/99:e1f1 3/99:e1d1 "},
-                 // An evasion that loses material comes after the king's.
-                 {"4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1", "", "", "", "e8", "",
-                  "0/99:e1d1 1/99:e1f1 2/99:e1d2 3/99:e1f2 4/99:a5e5 "}});
-}
-
-TEST(MovePickers, AKillerEqualToACaptureAlreadyPlayedIsPlayedAgain)
-{
-    expectPicks({{"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "", "e4d5", "", "d5", "",
-                  "0/2:e4d5 1/4:e4d5 4/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "},
-                 {"4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1", "e1e2", "", "", "d5", "e4d5",
-                  "0/1:e1e2 1/2:e4d5 4/6:e4d5 5/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "}});
-}
-
-TEST(MovePickers, BadCapturesComeAfterTheStoredMovesAndBeforeTheQuietOnes)
-{
-    expectPicks({{"4k3/8/2p5/3p3p/6P1/2N5/8/4K3 w - - 0 1", "e1e2", "e1f1", "", "d5", "",
-                  "0/1:e1e2 1/2:g4h5 3/4:e1f1 6/7:c3d5 "
-                  "7/9:g4g5 c3b1 c3d1 c3a2 c3e2 c3a4 c3e4 c3b5 e1d1 e1f1 e1d2 e1e2 e1f2 "}});
-}
-
-TEST(MovePickers, AStaleMoveBeforeANullMoveGivesNoCounterMove)
-{
-    // The square is empty by now, or holds a piece of the side to move, whose counter move is the
-    // enemy's.
-    expectPicks({{quietNode, "", "", "", "e5", "", "3/9:" + sixQuiets},
-                 {quietNode, "", "", "", "d2", "e8e7", "3/9:" + sixQuiets}});
+    const char* const capture = "4k3/8/8/3p4/4P3/8/8/4K3 w - - 0 1";
+    // The counter move is the answer to the piece on the square that the previous move reached.
+    const struct
+    {
+        const char *fen, *hashMove, *firstKiller, *secondKiller, *previousTo, *counterMove;
+        std::string picked;
+    } nodes[] = {
+        {quietNode, "", "", "", "e8", "", "3/9:" + sixQuiets},
+        // The node count depends on the repetition.
+        {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f1",
+         "0/1:e1f2 1/4:e1e2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets},
+        // A killer or counter move that equals the hash move or a killer is skipped.
+        {quietNode, "e1f2", "e1f2", "d2d3", "e8", "e1f1",
+         "0/1:e1f2 2/5:d2d3 3/6:e1f1 4/9:" + sixQuiets},
+        {quietNode, "e1f2", "e1e2", "e1f2", "e8", "e1f1",
+         "0/1:e1f2 1/4:e1e2 3/6:e1f1 4/9:" + sixQuiets},
+        {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1f2",
+         "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets},
+        {quietNode, "e1f2", "e1e2", "d2d3", "e8", "e1e2",
+         "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets},
+        {quietNode, "e1f2", "e1e2", "d2d3", "e8", "d2d3",
+         "0/1:e1f2 1/4:e1e2 2/5:d2d3 4/9:" + sixQuiets},
+        // After a null move the square may be empty, or hold a piece of the side to move, whose
+        // counter move is the enemy's.
+        {quietNode, "", "", "", "e5", "", "3/9:" + sixQuiets},
+        {quietNode, "", "", "", "d2", "e8e7", "3/9:" + sixQuiets},
+        // In check neither killers nor the counter move are tried. An evasion that loses material
+        // comes after the king's.
+        {check, "e1e2", "h1g3", "h1f2", "e2", "h1f2", "0/1:e1e2 2/99:e1f1 3/99:e1d1 "},
+        {"4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1", "", "", "", "e8", "",
+         "0/99:e1d1 1/99:e1f1 2/99:e1d2 3/99:e1f2 4/99:a5e5 "},
+        // A killer or counter move that equals a capture is played again.
+        {capture, "", "e4d5", "", "d5", "", "0/2:e4d5 1/4:e4d5 4/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "},
+        {capture, "e1e2", "", "", "d5", "e4d5",
+         "0/1:e1e2 1/2:e4d5 4/6:e4d5 5/9:e4e5 e1d1 e1f1 e1d2 e1e2 e1f2 "},
+        // Bad captures come after the stored moves and before the quiet ones.
+        {"4k3/8/2p5/3p3p/6P1/2N5/8/4K3 w - - 0 1", "e1e2", "e1f1", "", "d5", "",
+         "0/1:e1e2 1/2:g4h5 3/4:e1f1 6/7:c3d5 "
+         "7/9:g4g5 c3b1 c3d1 c3a2 c3e2 c3a4 c3e4 c3b5 e1d1 e1f1 e1d2 e1e2 e1f2 "}};
+    for (const auto& n : nodes)
+    {
+        Board board(n.fen);
+        const u8 previousTo = sq(n.previousTo);
+        board.ply(0).currentMove.to = previousTo;
+        board.ply(1) = board.ply(0);
+        board.ply(1).killers[0] = stored(board.get(), n.firstKiller);
+        board.ply(1).killers[1] = stored(board.get(), n.secondKiller);
+        if (const u8 piece = board->board[previousTo])
+            board->counterMoves[piece - PAWN][previousTo] = stored(board.get(), n.counterMove);
+        startNode(board, 1, stored(board.get(), n.hashMove));
+        EXPECT_EQ(pickAll(board, 1), n.picked) << "case " << &n - nodes;
+    }
 }
 
 TEST(MovePickers, AtPly0TheCounterMoveStageYieldsNothingAndOpensItsSlot)
 {
     Board board("4k3/8/8/8/8/1p6/1P6/B3K3 w - - 0 1");
-    // Wherever it looked for a previous move, it would find an answer: zeros are the bishop on a1.
+    // A counter move for every piece and square, so that any previous move would have an answer.
+    // An empty record of a previous move points to the bishop on a1.
     std::fill_n(&board->counterMoves[0][0], 12 * 64, stored(board.get(), "e1f2"));
     board.ply(0).currentMove.to = sq("e8");
     startNode(board, 0);
     EXPECT_EQ(pickAll(board, 0), "3/9:e1d1 e1f1 e1d2 e1e2 e1f2 ");
 }
 
-TEST(MovePickers, AMoveWithoutDataStandsBetweenFailuresAndCutOffs)
+TEST(MovePickers, AMoveWithoutHistoryComesBetweenCutOffsAndFailures)
 {
     Board board(quietNode);
     board->historyGood[KING - 2][sq("f2")] = 30;
@@ -206,10 +179,10 @@ TEST(MovePickers, AMoveWithoutDataStandsBetweenFailuresAndCutOffs)
     startNode(board, 0);
     EXPECT_EQ(pickAll(board, 0), "3/9:e1f2 d2d4 e1d1 e1f1 e1e2 d2d3 ");
     startNode(board, 0);
-    EXPECT_EQ(pickAll(board, 0, true), "3/9:" + sixQuiets) << "skipOrdering takes them as they lie";
+    EXPECT_EQ(pickAll(board, 0, true), "3/9:" + sixQuiets) << "unsorted with skipOrdering";
 }
 
-TEST(MovePickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
+TEST(MovePickers, ACutOffOnTheWayReordersTheQuietMovesThatAreLeft)
 {
     Board board(quietNode);
     startNode(board, 0);
@@ -222,20 +195,7 @@ TEST(MovePickers, WhatACutOffTeachesReordersTheQuietMovesThatAreLeft)
     board->historyBad[0][sq("d4")] = 9;
     ++board->historyChanges;
     board.ply(0).moveListStart = cursor + 1;
-    EXPECT_EQ(pickAll(board, 0), "e1f1 e1d1 e1e2 e1f2 d2d4 ") << "equals as the swaps leave them";
-}
-
-TEST(MovePickers, TheFirstOfEqualScoresIsSwappedToTheFront)
-{
-    moveStruct list[] = {{1, 1, 0, 5}, {2, 2, 0, 200}, {3, 3, 0, 200}, {4, 4, 0, 9}};
-    getBestMove(list, std::end(list));
-    EXPECT_EQ(list[0].from, 2);
-    EXPECT_EQ(list[1].from, 1);
-    EXPECT_EQ(list[2].from, 3);
-    getBestMove(list + 3, std::end(list));
-    EXPECT_EQ(list[3].from, 4);
-    getBestMove(list, std::end(list));
-    EXPECT_EQ(list[0].from, 2) << "the one in front stays among equals";
+    EXPECT_EQ(pickAll(board, 0), "e1f1 e1d1 e1e2 e1f2 d2d4 ") << "swaps decide the order of equals";
 }
 
 TEST(MovePickers, TheHistoryRatioIsInUnitsOf128AndEqualsKeepTheirOrder)
@@ -259,16 +219,7 @@ TEST(MovePickers, TheHistoryRatioIsInUnitsOf128AndEqualsKeepTheirOrder)
     EXPECT_EQ(list[3].to, sq("a3"));
 }
 
-TEST(MovePickers, AnyOtherStageYieldsNothing)
-{
-    Board board{std::string(fenStartPos)};
-    startNode(board, 0);
-    board.ply(0).pickerStage = 50;
-    EXPECT_FALSE(doNextMoveStaged(0, board.ply(0).moveListStart, board.get(), false));
-    EXPECT_FALSE(doNextMoveProbCut(0, board.ply(0).moveListStart, board.get(), 0));
-}
-
-TEST(MovePickers, QuiescenceTestsExchangesOutOfCheckAtDepthsZeroToMinusFour)
+TEST(MovePickers, QuiescenceUsesSeeOutOfCheckAtDepths0ToMinus4)
 {
     // The queen takes a pawn that a bishop defends.
     const char* const losing = "4k3/3b4/2p5/8/8/2Q5/8/4K3 w - - 0 1";
@@ -284,13 +235,13 @@ TEST(MovePickers, QuiescenceTestsExchangesOutOfCheckAtDepthsZeroToMinusFour)
         {losing, -4, "- "},
         {losing, -5, "c3c6 "},
         {losing, -9, "c3c6 "},
-        // Queen takes rook scores most and loses to a pawn.
+        // The queen's capture of the rook scores most but loses to a pawn.
         {"4k3/1p6/2r5/3p2n1/4P2P/2Q2N2/8/4K3 w - - 0 1", 0, "h4g5 f3g5 e4d5 - "},
-        // A push-promotion comes after all captures. Where a bishop takes the new queen, it
-        // counts as the pawn that it was.
+        // A promotion without a capture comes after all captures. If it loses the new queen, SEE
+        // counts only the pawn.
         {"4k3/P7/8/3p4/4P3/8/8/4K3 w - - 0 1", 0, "e4d5 a7a8q "},
         {"4k3/P7/8/8/8/5b2/8/4K3 w - - 0 1", 0, "- "},
-        // In check a rook may block where a pawn takes it.
+        // In check there is no SEE: the rook may block where a pawn takes it.
         {"4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1", 0, "a5e5 e1f1 e1d2 e1f2 e1d1 "},
     };
     for (const auto& c : cases)
@@ -316,7 +267,7 @@ TEST(MovePickers, ProbCutPlaysCapturesAndPromotionsThatReachTheThreshold)
     } cases[] = {
         {knight, "", 340, "e5d6 - "},
         {knight, "", 341, "- - "},
-        // A hash move comes once, and a quiet one not at all.
+        // The hash move comes once, and not at all if it is quiet.
         {knight, "e5d6", 340, "e5d6 - - "},
         {knight, "e5d6", 341, "- - - "},
         {knight, "e1e2", 100, "- e5d6 - "},

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// What the tests of the root searches share: searchers whose inner state shows, and a pool of
-// chosen searchers that run on the thread of the test.
+// What the tests of the root searches share: searchers whose inner state is accessible, and a pool
+// whose searchers a test chooses. They run on the thread of the test.
 #pragma once
 
 #include <set>
-#include <sstream>
 
 #include "support.h"
 
@@ -14,7 +13,7 @@ inline const std::string stalemated = "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1";
 inline const std::string mateInOne = "6k1/5ppp/8/8/8/8/8/R3K3 w - - 0 1";
 inline const std::string onlyMove = "7k/8/6K1/8/8/8/8/7R b - - 0 1";
 
-/// A boss whose inner state shows.
+/// A boss whose inner state is accessible.
 class OpenBoss : public boss
 {
   public:
@@ -22,7 +21,7 @@ class OpenBoss : public boss
     using worker::position;
 };
 
-/// A helper whose inner state shows.
+/// A helper whose inner state is accessible.
 class OpenWorker : public worker
 {
   public:
@@ -38,7 +37,6 @@ class OpenWorker : public worker
     }
 };
 
-/// A result of a searcher.
 struct claim
 {
     int depth = 60;
@@ -46,7 +44,7 @@ struct claim
     int score = 31000;
 };
 
-/// A helper that claims a result at once, with a line of `moves`.
+/// A helper that does not search but claims a result, with a line of `moves`.
 class Claimant : public OpenWorker
 {
   public:
@@ -69,8 +67,7 @@ class Claimant : public OpenWorker
     claim claimed;
 };
 
-/// A pool of chosen searchers, which run on the thread of the test, without any limit but those
-/// that a test sets.
+/// A pool without limits; a test chooses its helpers and sets the limits that it needs.
 class SearchRoot : public testing::Test
 {
   protected:
@@ -89,7 +86,7 @@ class SearchRoot : public testing::Test
         liftLimits();
     }
 
-    /// A new pool of a boss and these helpers.
+    /// Replaces the pool by a boss and these helpers.
     void makePool(const std::vector<worker*>& helpers)
     {
         theWorkForce.setNofWorkers(0);
@@ -114,8 +111,8 @@ class SearchRoot : public testing::Test
         engine.startTime = static_cast<u64>(now());
     }
 
-    /// Sets the clock so that this share of the soft budget is used up; what the search itself
-    /// takes is nothing beside it. The hard budget ends it twenty seconds later.
+    /// Sets the clock so that this share of the soft budget is used up. The search itself takes
+    /// next to nothing of it. The hard budget ends the search twenty seconds later.
     static void spendSoftBudget(double share)
     {
         constexpr int elapsed = 100'000'000;
@@ -124,14 +121,14 @@ class SearchRoot : public testing::Test
         engine.maxTime = elapsed + 20'000;
     }
 
-    /// Lets helpers, too, look at the limits after each depth.
+    /// Lets helpers check the limits after each depth, as the boss does.
     static void openSoftClock()
     {
         engine.startTime = static_cast<u64>(now() - 100000);
         engine.targetTime = 0;
     }
 
-    /// Puts the score of the position after a root move into the table, from its side to move.
+    /// Stores a score in the table for the position after a root move, for the side to move there.
     static void enterAfter(Board& board, moveStruct move, int score, u8 bound = boundExact,
                            moveStruct answer = EMPTYMOVE)
     {
@@ -140,15 +137,15 @@ class SearchRoot : public testing::Test
         unmakeMove(1, &move, board.get());
     }
 
-    /// What a whole search of the pool writes, by either of its root searches.
+    /// What a whole search of the pool writes, with either root search.
     std::string lines(Board& board, void (boss::*search)() = &boss::searchRoot)
     {
         for (worker* each : theWorkForce.workers) each->setPosition(board.get());
         return written([&] { (pool->*search)(); });
     }
 
-    /// The depths at which a helper stops under the limits `first` to 12, or `first` alone. Those
-    /// from 1 to 12 are all that it searches up to 12, or to one beyond.
+    /// The depths at which a helper stops under each of the limits `first` to 12, or under `first`
+    /// alone if that is larger. With `first` 1 these are the depths that its row does not skip.
     static std::set<int> depthsOf(int id, void (worker::*search)() = &worker::searchRoot,
                                   int first = 1)
     {
@@ -173,8 +170,6 @@ class SearchRoot : public testing::Test
 /// A line of a text by its place from the end, 1 the last; empty when there are too few.
 inline std::string lineFromEnd(const std::string& text, size_t place)
 {
-    std::istringstream stream(text);
-    std::vector<std::string> all;
-    for (std::string line; std::getline(stream, line);) all.push_back(line);
+    const std::vector<std::string> all = linesOf(text);
     return place <= all.size() ? all[all.size() - place] : "";
 }

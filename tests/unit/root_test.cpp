@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // The root search, the pool and the PV from the transposition table. The tests use searchers whose
-// inner state shows, and positions whose scores are in the table beforehand.
+// inner state is accessible, and store the scores of positions in the table beforehand.
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
+#include <sstream>
 
 #include "root_support.h"
 #include "uci.h"
@@ -24,7 +23,7 @@ void go(const std::string& position, const std::string& words)
     UCIgo(goWords);
 }
 
-/// What such a search writes to its end, without times.
+/// What such a search writes until it ends, without times.
 std::string goLines(const std::string& position, const std::string& words)
 {
     std::string text = written(
@@ -44,16 +43,16 @@ std::string pvOf(const std::string& info)
     return info.substr(info.find(" pv ") + 4);
 }
 
-/// Kings and pawns, so nothing cuts off before the moves. The table holds scores for the moves of
-/// white and the answers of black, so that each search of the root returns what a test wants.
+/// Kings and pawns, so that nothing prunes before the moves. The table holds scores for white's
+/// moves and black's answers, so that each search of the root returns what a test wants.
 class SearchWindow : public SearchRoot
 {
   protected:
     static constexpr const char* kingsAndPawns = "4k3/pppp4/8/8/8/8/PPPP4/4K3 w - - 0 1";
 
-    /// Empties the table and settles white's moves: the first is a draw before a depth, and from
-    /// there on black's answers are worth `worths`. The next ones are worth `others` to white, the
-    /// rest loses. Returns black's answers to the first.
+    /// Empties the table and fills it with scores. White's first move is a draw below a depth; from
+    /// there on black's answers to it are worth `worths`. The next moves are worth `others` to
+    /// white, and the rest lose. Returns black's answers to the first move.
     static std::vector<moveStruct> settle(Board& board, int depth, const std::vector<int>& worths,
                                           const std::vector<int>& others = {})
     {
@@ -65,8 +64,8 @@ class SearchWindow : public SearchRoot
         return settleMove(board, moves[0], depth, 0, worths);
     }
 
-    /// Settles one move: `score` to white before a depth, and black's answers from there on, each
-    /// of which is worth -31980 when it has no worth.
+    /// Stores one move: its `score` to white below a depth, and the worths of black's answers from
+    /// there on. An answer without a worth loses.
     static std::vector<moveStruct> settleMove(Board& board, moveStruct move, int depth, int score,
                                               const std::vector<int>& worths)
     {
@@ -83,8 +82,8 @@ class SearchWindow : public SearchRoot
         return answers;
     }
 
-    /// Settles white's first move so that it almost mates from a depth on, which windows that end
-    /// at one of these bounds don't show.
+    /// Lets white's first move almost mate from a depth on. A window that ends at one of these
+    /// bounds does not show it, because the answer to it only has a lower bound.
     static void settleHigh(Board& board, int depth, const std::vector<int>& bounds)
     {
         const std::vector<moveStruct> answers = settle(board, depth, {});
@@ -117,7 +116,8 @@ class SearchWindow : public SearchRoot
         return {board.ply(ply).moveListStart, board.ply(ply).moveListEnd};
     }
 
-    /// The weights of the first answers' cut-offs in a search.
+    /// What the history holds for each of the first answers after a search: the weight of the
+    /// cut-offs.
     static std::vector<u32> cutOffs(const positionStruct* searched, size_t count,
                                     const std::vector<moveStruct>& answers)
     {
@@ -166,8 +166,8 @@ TEST_F(SearchRoot, HelpersSkipTheDepthsOfTheirRowAndRowsRepeatAfter16)
 TEST_F(SearchRoot, AHelperLeavesADepthFrom9OnThatMoreThanHalfThePoolHasBegun)
 {
     Board board(stalemated);
-    // In the previous search from 11 on, of five threads and more, and those that are beyond it.
-    // Its schedule leaves out 12 as well.
+    // The previous search does so from depth 11 on with five threads or more, and also counts
+    // threads beyond the depth. Its schedule leaves out 12 as well.
     const int cases[][6] = {{false, 2, 2, 127, 9, 8},  {false, 4, 2, 127, 9, 9},
                             {false, 2, 2, 8, 9, 9},    {false, 2, 2, 9, 9, 10},
                             {true, 5, 3, 127, 11, 10}, {true, 5, 3, 9, 11, 11},
@@ -264,7 +264,7 @@ TEST_F(SearchRoot, AHelperHasNoResultForAMatedRoot)
 
 TEST_F(SearchRoot, EverySearchReadsTheClockFirstAfterTheWholeInterval)
 {
-    // The time is up before the search begins. Without a best move it answers the empty one.
+    // The time is up before the search begins. Without a best move the answer is the empty move.
     for (const int interval : {0, 4096})
     {
         Board board(start);
@@ -272,7 +272,7 @@ TEST_F(SearchRoot, EverySearchReadsTheClockFirstAfterTheWholeInterval)
         engine.nodeCheckInterval = interval;
         engine.maxTime = 0;
         EXPECT_EQ(lines(board) == "bestmove a1a1\n", interval == 0);
-        // On the way back each ply may still enter one node before it sees the stop.
+        // On the way back each ply may enter one more node before it sees the stop.
         EXPECT_GT(pool->position->nodes, static_cast<u64>(interval));
         EXPECT_LE(pool->position->nodes, static_cast<u64>(interval) + NOFPLIES);
         EXPECT_EQ(pool->position->rootDepth > 0, interval > 0);
@@ -304,8 +304,8 @@ TEST_F(SearchRoot, NeitherAMateNorAClockEndsAnInfiniteSearchBeforeDepth127)
 
 TEST_F(SearchRoot, TheSoftClockEndsAnIterationWhoseElapsedTimeTimesTheFactorExceedsItsShare)
 {
-    // Every depth is settled: the share is 1 up to depth 5, then falls by a tenth, to 0.6 at depth
-    // 10 and no further.
+    // The share of the soft budget is 1 up to depth 5. Every depth is settled, so it then falls by
+    // a tenth a depth, to 0.6 at depth 10 and no further.
     Board board(stalemated);
     for (const auto& [used, factor, end] :
          {std::tuple(0.595, 1.0F, 127), std::tuple(0.605, 1.0F, 10), std::tuple(0.905, 1.0F, 6),
@@ -334,18 +334,18 @@ TEST_F(SearchRoot, HelpersLookAtTheLimitsOnceASixteenthOfTheSoftBudgetOr100Milli
         helper.searchRoot();
         return i32{helper.currentDepth};
     };
-    // Minutes lie between these times and their limits.
+    // Each of these times is minutes away from its limit.
     EXPECT_EQ(reached(100'000'000, 16 * 101'000'000), 127);
     EXPECT_EQ(reached(100'000'000, 16 * 99'000'000), 4);
     EXPECT_EQ(reached(101, 0), 4);
     EXPECT_EQ(reached(101, -1'000'000'000), 4);
-    // Here 100 ms must not pass on the way. When the machine was that slow, it counts for nothing.
+    // A run in which the 100 ms pass on a slow machine does not count.
     int depth = 0;
     for (int attempts = 0; attempts < 1000 && (depth == 0 || engine.elapsedTime > 100); ++attempts)
         depth = reached(90, 160);
     EXPECT_EQ(depth, 127);
 
-    // Until its first look, here after depth 11, its share is 1. That depth takes a tenth off.
+    // The share is 1 until the helper's first look, here after depth 11, which takes a tenth off.
     for (const auto& [used, end] : {std::pair(0.895, 12), {0.905, 11}})
     {
         liftLimits();
@@ -377,11 +377,11 @@ TEST_F(SearchRoot, AHelperClearsTheFlagThatTimeIsUpAndTheBossSetsItAtItsEnd)
 
 TEST_F(SearchWindow, EachRowHasItsOwnWideningsAndRowsRepeatAfter16)
 {
-    // How far each window lies below the last score. Of two answers around each of these limits
+    // How far each window reaches below the last score. For each limit there are two answers, and
     // only the one that reaches it cuts off.
     struct
     {
-        int depth; // the first with a window that the row doesn't skip
+        int depth; // the first depth with a window that the row does not skip
         int limits[5];
     } const rows[] = {
         {6, {15, 35, 75, 155, 315}},  {6, {11, 30, 61, 110, 186}},  {7, {15, 50, 90, 170, 330}},
@@ -418,8 +418,8 @@ TEST_F(SearchWindow, EachRowHasItsOwnWideningsAndRowsRepeatAfter16)
 
 TEST_F(SearchWindow, TheFifthFailLowOfADepthFrom6OnOpensTheWindowBelow)
 {
-    // Each answer is just enough to fail low once more. The last is worth more than any further
-    // widening would bear, almost mate, so if it cuts off, the window is not open.
+    // Each answer is just enough to fail low once more. The last almost mates, so it would cut off
+    // in any window that is not open.
     for (const auto search : {&boss::searchRoot, &boss::searchRootOld})
         for (const auto& [depth, weight] : {std::pair(5, 0U), {6, 25U}})
         {
@@ -437,8 +437,8 @@ TEST_F(SearchWindow, TheFifthFailLowOfADepthFrom6OnOpensTheWindowBelow)
 
 TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
 {
-    // White's first move seems to be worth what each window asks, and almost mates above 330. Each
-    // search of the root finds it anew.
+    // White's first move seems to be worth each of these bounds, and above them it almost mates.
+    // Each search of the root finds it as a new best move.
     for (const auto& [bounds, searches] : {std::pair(std::vector<int>{}, 2),
                                            {{15}, 3},
                                            {{15, 50, 90, 170}, 6},
@@ -455,11 +455,10 @@ TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
 
 TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
 {
-    // At depth 6 the window fails as often as black has answers, less one; each depth after it is
-    // settled and takes a tenth off the share, 1 plus a fifth of the failures. The search ends
-    // where the share comes below the used one: 0.9 at once, which one failure doesn't change,
-    // or 1.4, 1.6, 1.8 or 2 times powers of 0.9. Four more best moves than the last case's leave
-    // the share at 2.
+    // At depth 6 the window fails once less than black has answers. One failure leaves the share
+    // at 0.9; two to five raise it to 1.4, 1.6, 1.8 and 2, where four more best moves leave it.
+    // Each depth after that is settled and takes a tenth off. The search ends where the share falls
+    // below the one that is used up.
     for (const auto& [worths, others, used, end] :
          {std::tuple(std::vector<int>{10}, std::vector<int>{}, 0.95, 6),
           {{15, 20}, {}, 0.95, 6},
@@ -472,7 +471,7 @@ TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
     {
         Board board(kingsAndPawns);
         settle(board, 6, worths, others);
-        spendSoftBudget(used); // which the depths below 6 leave alone
+        spendSoftBudget(used);
         lines(board);
         EXPECT_EQ(pool->position->rootDepth, end) << worths.size();
         EXPECT_EQ(pool->position->rootScore, others.empty() ? -worths.back() : others.back());
@@ -481,9 +480,9 @@ TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
 
 TEST_F(SearchWindow, UnsettledDepthsRaiseTheShareByTheirNewBestMoves)
 {
-    // Depth 6 finds three best moves, of -10, -8 and -6: 1 + 3 * 0.2. At depth 7 the last one falls
-    // to -9, and the second is best again: 0.8 * 1.6 + 2 * 0.2 = 1.68. After five more depths a
-    // share of 0.992 is left.
+    // Depth 6 has three best moves in turn, of -10, -8 and -6: 1 + 3 * 0.2. At depth 7 the last one
+    // falls to -9, and the second is best again: 0.8 * 1.6 + 2 * 0.2 = 1.68. After five more depths
+    // the share is 0.992.
     for (const auto& [used, end] : {std::pair(0.995, 12), {0.989, 13}})
     {
         Board board(kingsAndPawns);
@@ -498,8 +497,8 @@ TEST_F(SearchWindow, UnsettledDepthsRaiseTheShareByTheirNewBestMoves)
 
 TEST_F(SearchWindow, AStopAtAnyNodeOfDepth10LeavesALegalLine)
 {
-    // While the window is being widened the root has no exact entry, so the line comes from the
-    // fields, which hold moves that no side has.
+    // While the window widens, the root has no exact entry, so the line comes from the record. It
+    // holds moves that neither side has.
     int linesSeen = 0;
     for (int nodes = 100; nodes < 400; nodes += 3)
     {
@@ -530,7 +529,7 @@ TEST_F(SearchWindow, AStopAtAnyNodeOfDepth10LeavesALegalLine)
 
 TEST_F(SearchRoot, UnderADepthLimitTheBossAnswersElseTheDeepestResult)
 {
-    // A boss that is stopped before its first depth has no answer, though.
+    // But a boss that is stopped before its first depth has no answer.
     for (const bool isOld : {false, true})
         for (const auto& [limit, stopped] : {std::pair(5, false), {5, true}, {0, true}})
         {
@@ -581,23 +580,6 @@ TEST_F(SearchRoot, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
     }
 }
 
-TEST_F(SearchRoot, LinesBeginAtDepth10AndTheirAnswerIsThePonderCandidate)
-{
-    Board board(start);
-    engine.depthLimit = 9;
-    EXPECT_EQ(lines(board).find("bestmove "), 0U);
-    liftLimits();
-    clearHashTable();
-    engine.depthLimit = 10;
-    const std::string text = lines(board);
-    EXPECT_EQ(text.find("info score cp "), 0U) << text;
-    EXPECT_NE(text.find(" depth 10 seldepth "), std::string::npos);
-    EXPECT_NE(text.find(" hashfull 0 pv "), std::string::npos);
-    EXPECT_NE(text.find(" \nbestmove "), std::string::npos);
-    const moveStruct candidate = pool->getPonderCandidate(pool->position->plies[0].bestMove);
-    EXPECT_EQ(text.substr(text.find(" ponder ") + 8), moveToLA(&candidate, BLACK) + "\n") << text;
-}
-
 TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
 {
     Board board(start);
@@ -617,7 +599,7 @@ TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
 
 TEST_F(SearchRoot, APonderMoveIsWrittenFromItsOwnSide)
 {
-    // Black's pawn jumps and is captured en passant, which the record keeps by the pawn's square.
+    // En passant: the record holds the captured pawn's square, the text the square behind it.
     Board board("4k3/3p4/8/4P3/8/8/8/4K3 b - - 0 1");
     board.ply(0).bestMove = board.move("d7d5");
     board.ply(1).bestMove = {sq("e5"), sq("d5"), KINDENPASSANT, PAWN};
@@ -629,7 +611,7 @@ TEST_F(SearchRoot, APonderMoveIsWrittenFromItsOwnSide)
 namespace
 {
 
-/// The initial position with a table that decides it: e2e4 is a draw and answered by e7e5.
+/// The start position with a table in which e2e4 draws, answered by e7e5, and all else loses.
 class SearchPonder : public SearchRoot
 {
   protected:
@@ -649,7 +631,7 @@ class SearchPonder : public SearchRoot
 
 TEST_F(SearchPonder, AResultOfOneMoveIsGivenThePonderMoveOfTheLastLineWithThatMove)
 {
-    // The walk of a result of depth 0 finds nothing.
+    // A result of depth 0 gets no line from the table.
     for (const auto& [claimed, answer] : {std::pair("e2e4", " ponder e7e5"), {"d2d4", ""}})
     {
         settle();
@@ -680,7 +662,7 @@ TEST_F(SearchPonder, AStoppedIterationWritesItsLineButKeepsNoPonderMove)
 
 TEST_F(SearchRoot, ALineThatIsNotLegalToItsEndIsCutBeforeItIsWritten)
 {
-    // White's move, an answer that black doesn't have, any move.
+    // The answer is not legal.
     Board board(start);
     makePool({new Claimant(
         1,
@@ -733,29 +715,14 @@ TEST_F(SearchRoot, APoolOfAnySizeHasItsBossFirstAndEndsAtADepthLimit)
     EXPECT_LT(sizeof(worker), 4U << 20);
 }
 
-TEST_F(SearchRoot, StopNewGameAndEndSearchEndAnInfiniteSearch)
+TEST_F(SearchRoot, EachSearcherHasCachesOfItsOwn)
 {
-    const std::function<void()> ends[] = {UCIstop, UCInewgame, [] { theWorkForce.endSearch(); }};
-    for (const int threads : {1, 3})
-        for (const auto& end : ends)
-        {
-            engine.nofThreads = threads;
-            theWorkForce.setNofWorkers(threads);
-            std::string text = written(
-                [&]
-                {
-                    go("startpos", "infinite");
-                    end();
-                    theWorkForce.workers[0]->waitToTakeABreak();
-                });
-            const std::string ready = "readyok\n";
-            if (&end == &ends[1])
-            {
-                ASSERT_EQ(text.substr(text.size() - ready.size()), ready);
-                text.resize(text.size() - ready.size());
-            }
-            EXPECT_EQ(lineFromEnd(text, 1).find("bestmove "), 0U) << text;
-        }
+    Board board(start);
+    OpenWorker first(1);
+    OpenWorker second(2);
+    for (OpenWorker* each : {&first, &second}) each->setPosition(board.get());
+    EXPECT_NE(first.position->pawnHashTable, second.position->pawnHashTable);
+    EXPECT_NE(first.position->evalHashTable, second.position->evalHashTable);
 }
 
 TEST_F(SearchRoot, AGoAfterAFinishedOneFindsItsFlagsResetAndTheAgeAdvanced)
@@ -788,24 +755,12 @@ TEST_F(SearchRoot, AGoDuringASearchWaitsForItsEnd)
                 go("fen " + mateInOne, "infinite");
                 go(mated, "depth 1");
                 go("fen " + mateInOne, "infinite");
-                go("fen 8/8/8/8/8/8/8/8 w - - 0 1", ""); // which can't be searched
+                go("fen 8/8/8/8/8/8/8/8 w - - 0 1", ""); // not playable
             });
         EXPECT_NE(text.find("\nbestmove a1a8\ninfo score mate 0\nbestmove a1a1\n"),
                   std::string::npos);
-        EXPECT_EQ(lineFromEnd(text, 2), "bestmove a1a8");
-        EXPECT_EQ(lineFromEnd(text, 1), "bestmove a1a1");
+        EXPECT_TRUE(text.ends_with("\nbestmove a1a8\nbestmove a1a1\n")) << text;
     }
-}
-
-TEST_F(SearchRoot, AfterANewGameTheSameSearchGivesTheSameLines)
-{
-    const std::string fen = "fen r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13";
-    theWorkForce.setNofWorkers(1);
-    const std::string first = goLines(fen, "depth 11");
-    EXPECT_NE(first.find("info score cp "), std::string::npos);
-    goLines("startpos moves e2e4", "depth 9");
-    EXPECT_EQ(written(UCInewgame), "readyok\n");
-    EXPECT_EQ(goLines(fen, "depth 11"), first);
 }
 
 
@@ -836,15 +791,13 @@ TEST(MovePv, AWalkThroughCapturesAndCastlingLeavesThePositionAsItWas)
     enterLine(board, {{sq("h1"), sq("h8"), KINDPLAIN, ROOK},
                       {sq("e8"), sq("e7"), KINDPLAIN, KING + BLACK},
                       {sq("e1"), sq("c1"), KINDCASTLEQUEEN, KING}});
-    const auto before = std::make_unique<positionStruct>(*board.get());
+    const u64 key = board->hashKey;
+    const i32 keyIndex = board->keyIndex;
     getPVFromHashTable(0, board.get(), 9);
     EXPECT_EQ(PVToString(board.get()), "h1h8 e8e7 e1c1 ");
-    ASSERT_EQ(board->hashKey, before->hashKey);
-    EXPECT_EQ(std::memcmp(board->board, before->board, sizeof before->board), 0);
-    EXPECT_EQ(board->sideToMove, before->sideToMove);
-    EXPECT_EQ(board->keyIndex, before->keyIndex);
+    EXPECT_EQ(board->hashKey, key);
+    EXPECT_EQ(board->keyIndex, keyIndex);
     EXPECT_EQ(board->halfMoveClock, 7);
-    EXPECT_EQ(board.ply(0).castlingRights, before->plies[0].castlingRights);
     EXPECT_EQ(inconsistency(board.get(), 0), "");
 
     getPVFromHashTable(0, board.get(), 2);

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What each generator lists, in which order and with which scores, derived by hand; perft.
-
-#include <cstddef>
-#include <cstring>
+// The moves that each generator lists, with their order and scores, derived by hand; perft.
 
 #include "support.h"
 
@@ -12,7 +9,7 @@ namespace
 
 using generator = void (*)(int, moveStruct*, positionStruct*);
 
-/// A list as texts with their scores, as it lies at a ply.
+/// The list of a ply, each move with its score.
 std::string scored(Board& board, int ply)
 {
     std::string text;
@@ -38,12 +35,12 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         std::string fen;
         const char* list;
     } cases[] = {
-        // Every kind of piece takes the rook (code 9 or 8): times 8, less 2, 4, 6, 8, 10 and 12.
+        // Each type of piece takes the rook: 8 times its code 9 or 8, less 2, 4, 6, 8, 10 and 12.
         {captures, "8/7k/2K5/Q2r4/4P3/1BN5/8/3R4 w - - 0 1",
          "e4d5:70 c3d5:68 b3d5:66 d1d5:64 a5d5:62 c6d5:60 "},
         {captures, "3r4/8/1bn5/4p3/q2R4/2k5/7K/8 b - - 0 1",
          "e5d4:62 c6d4:60 b6d4:58 d8d4:56 a4d4:54 c3d4:52 "},
-        // Pawns by direction, promotions first; in quiescence to a queen alone, pushes last.
+        // Pawns by direction, promotions first. In quiescence only to a queen, and pushes last.
         {captures, white,
          "f7g8q:58 f7g8r:58 f7g8b:58 f7g8n:58 e4f5:22 f7e8q:26 f7e8r:26 f7e8b:26 f7e8n:26 "
          "e4d5:22 "},
@@ -54,10 +51,10 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         {quiescence, black, "f2e1q:18 e5d4:14 f2g1q:50 e5f4:14 f2f1q:1 "},
         {captures, promoting, "a7b8q:26 a7b8r:26 a7b8b:26 a7b8n:26 "},
         {quiescence, promoting, "a7b8q:26 a7a8q:1 "},
-        // Seven and nine squares on from each pawn is an enemy on the other side of the board.
+        // Pawn captures do not wrap around the edge.
         {captures, "4k3/8/p7/P6p/7P/8/8/4K3 w - - 0 1", ""},
         {captures, "4k3/8/p7/P6p/7P/8/8/4K3 b - - 0 1", ""},
-        // En passant before the king's captures, in quiescence after them.
+        // En passant comes before the king's captures, in quiescence after them.
         {captures, passing, "b3d5:18 e5d6:14 e6d5:12 "},
         {quiescence, passing, "b3d5:18 e6d5:12 e5d6:14 "},
         {captures, "4k3/8/8/8/3pP3/8/8/4K3 b - e3 0 1", "d4e3:14 "},
@@ -78,21 +75,21 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
          "b2b1q:210 b2b1r:210 b2b1b:210 b2b1n:210 d2d1q:210 d2d1r:210 d2d1b:210 d2d1n:210 "},
         {quiescence, "4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1",
          "e1d1:202 e1f1:202 e1d2:202 e1f2:202 a5e5:204 "},
-        // A pawn (code 3) has pushed to d5 with check: taken by the king and twice en passant.
+        // A pawn (code 3) has given check on d5: the king and two pawns en passant can take it.
         {captures, "7k/8/8/2PpP3/4K3/8/8/8 w - d6 0 1",
          "e4d3:202 e4e3:202 e4f3:202 e4d4:202 e4f4:202 e4d5:224 e4f5:202 c5d6:250 e5d6:250 "},
-        // The king takes: 220, the code of what it takes, and 1 for the only checker.
+        // A capture by the king: 220, the code of the victim, and 1 if that gives the only check.
         {captures, "K7/8/8/8/8/8/8/5Rk1 b - - 0 1", "g1f1:229 g1g2:202 g1h2:202 "},
         {captures, "K7/8/8/8/8/8/4N3/5Rk1 b - - 0 1", "g1f1:228 g1g2:202 g1h2:202 "},
         {captures, "K7/8/8/8/8/8/7B/R5k1 b - - 0 1", "g1f2:202 g1g2:202 g1h2:226 "},
         {captures, "K7/8/8/8/8/8/6N1/R5k1 b - - 0 1", "g1f2:202 g1g2:224 g1h2:202 "},
         // In double check only the king moves; the queen could take the rook.
         {captures, "7k/8/8/7Q/1b6/8/4r3/4K3 w - - 0 1", "e1d1:202 e1f1:202 e1e2:229 "},
-        // Pinned pieces give no evasion: rook, knight, and a pawn that could take the checker.
+        // Pinned pieces have no evasion: rook, knight, and a pawn that could take the checker.
         {captures, "4r2k/8/8/8/1b6/8/4R3/4K3 w - - 0 1", "e1d1:202 e1f1:202 e1f2:202 "},
         {captures, "3r3k/8/8/7b/8/5N2/8/3K4 w - - 0 1", "d1c1:202 d1e1:202 d1c2:202 d1e2:202 "},
         {captures, "7k/8/8/8/b7/3q4/2P5/3K4 w - - 0 1", "d1c1:202 d1e1:202 "},
-        // A ray runs on through the king; a checker on a1 is not the en passant square 0.
+        // The ray goes on through the king. A checker on a1 is not the en passant square 0.
         {captures, "7k/8/8/8/8/8/1P6/r3K3 w - - 0 1", "e1d2:202 e1e2:202 e1f2:202 "},
         // Mates.
         {captures, "R3k3/8/4K3/8/8/8/8/8 b - - 0 1", ""},
@@ -109,7 +106,7 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         c.generate(0, here.moveListStart, board.get());
         EXPECT_EQ(scored(board, 0), c.list) << c.fen;
         EXPECT_EQ(board.ply(1).moveListStart, here.moveListEnd) << c.fen;
-        // Evasions end a node's stages, but in quiescence there are none.
+        // Evasions are a node's last stage; quiescence has no stages.
         EXPECT_EQ(here.pickerStage, here.inCheck && c.generate != quiescence ? 99 : 7) << c.fen;
         if (*c.list) continue;
         EXPECT_EQ(here.moveListStart->score, c.generate == quiescence ? 77 : 0)
@@ -139,9 +136,9 @@ TEST(MoveGenerators, QuietMovesAndLegalMovesComeInTheirOrder)
         {quiets, pinnedRook,
          "e2a2 e2b2 e2c2 e2d2 e2f2 e2g2 e2h2 e2e3 e2e4 e2e5 e2e6 e1d1 e1f1 e1d2 e1f2"},
         {quiets, "4k3/4r3/8/8/5p2/8/4N3/4K3 w - - 0 1", "e1d1 e1f1 e1d2 e1f2"},
-        // Each illegal move makes room for the last that is left.
+        // The last move of the list replaces an illegal one.
         {legal, pinnedRook, "e2e7 e1f2 e1d2 e1f1 e1d1 e2e6 e2e5 e2e4 e2e3"},
-        // A promotion checks through the square that the pawn leaves, by queen or knight alone.
+        // A promotion to queen or knight may check, also through the square that the pawn leaves.
         {checks, "8/3P4/8/8/8/8/3k4/7K w - - 0 1", "d7d8q"},
         {checks, "8/3P4/4k3/8/8/8/8/7K w - - 0 1", "d7d8n"},
         {checks, "8/8/8/3k4/8/4P3/2P5/7K w - - 0 1", "e3e4 c2c4"},
@@ -167,7 +164,7 @@ TEST(MoveGenerators, QuietMovesAndLegalMovesComeInTheirOrder)
     }
 }
 
-TEST(MoveGenerators, RecapturesTakeOnThePreviousSquareOnly)
+TEST(MoveGenerators, RecapturesCaptureOnThePreviousTargetSquareOnly)
 {
     const struct
     {
@@ -176,13 +173,13 @@ TEST(MoveGenerators, RecapturesTakeOnThePreviousSquareOnly)
         {"4k3/2p1p3/3P4/8/8/8/8/4K3 b - - 0 1", "d6", "e7d6:14 c7d6:14 "},
         // After an en passant capture the square is empty.
         {"4k3/2p1p3/3P4/8/8/8/8/4K3 b - - 0 1", "d5", ""},
-        // To a queen alone, and no push to the last rank.
+        // Promotions only to a queen, and only by captures.
         {"r3k3/1P4P1/8/8/8/8/8/R3K3 w - - 0 1", "a8", "b7a8q:58 a1a8:64 "},
-        // A pawn that has double-pushed is taken by pieces only.
+        // No en passant: only pieces take a pawn that has double-pushed.
         {"4k3/8/8/3pP3/8/2N5/8/4K3 w - d6 0 1", "d5", "c3d5:20 "},
-        // Pins are left as they were, so that a pinned knight is not dropped.
+        // Pins are not computed, so a pinned knight is listed.
         {"4r2k/8/5p2/8/4N3/8/8/4K3 w - - 0 1", "f6", "e4f6:20 "},
-        // In check they are computed, and all evasions are listed.
+        // In check pins are computed and all evasions are listed.
         {"4r2k/8/8/8/1b6/8/4R3/4K3 w - - 0 1", "b4", "e1d1:202 e1f1:202 e1f2:202 "},
     };
     for (const auto& c : cases)
@@ -213,16 +210,5 @@ TEST(Perft, CountsKnownPositionsAndOneNodeForADepthOfZeroOrLess)
         for (int depth = 0; depth < static_cast<int>(counts.size()); ++depth)
             EXPECT_EQ(perft(0, depth, board.get()), counts[static_cast<size_t>(depth)]) << fen;
         EXPECT_EQ(perft(0, -5, board.get()), 1U);
-    }
-}
-
-TEST(Perft, AgreesWithItsReverseEverywhereAndLeavesThePosition)
-{
-    for (size_t i = 0; i < manyPositions().size(); i += 5)
-    {
-        Board board(manyPositions()[i]);
-        const auto before = std::make_unique<positionStruct>(*board.get());
-        EXPECT_EQ(perft(0, 3, board.get()), perftRev(0, 3, board.get())) << manyPositions()[i];
-        EXPECT_EQ(std::memcmp(before.get(), board.get(), offsetof(positionStruct, plies)), 0);
     }
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The list writers: the plain one against the layout of a move, and the one that the generators of
-// this build call against the plain one, which is a comparison where the processor has AVX-512.
+// The list writers: the plain one against the layout of a move, and the one in use against the
+// plain one. They differ on a processor with AVX-512.
 
 #include <algorithm>
 #include <random>
@@ -15,7 +15,7 @@ namespace
 constexpr u32 byTo = 0x100;   // `to` in its byte
 constexpr u32 byBoth = 0x101; // `from` follows `to`
 
-/// Words of what one writer function appends for a set, and nothing of what is after it.
+/// The words of the moves that a writer function appends for a set of squares.
 class Lists
 {
   public:
@@ -59,7 +59,7 @@ TEST(MoveListWriter, AMoveIsItsSquaresItsKindAndTheVictimsCodeTimesEightLessTheM
     const u64 victims = squares("b4 f4");
     // A knight on d5 (code 4): 10 * 8 - 4 for the queen, 8 * 8 - 4 for the rook, both black.
     const u32 knight = sq("d5") - (4U << 24);
-    // Black pawns taking towards file h: they come from seven squares above.
+    // Black pawns that capture towards file h; they come from seven squares above.
     const u32 pawns = 7U - (2U << 24);
     const auto word = [](const char* from, const char* to, u32 kind, u32 score)
     { return u32{sq(from)} | u32{sq(to)} << 8 | kind << 16 | score << 24; };

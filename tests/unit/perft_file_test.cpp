@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The check of a perft file, on files that the tests write where they run.
+// The check of a perft file, and the command perft. The tests write their files where they run.
 
 #include <algorithm>
 #include <cstdio>
@@ -23,7 +23,7 @@ u64 tableMegabytes()
     return (hashKeyMask + 1) * sizeof(hashLine) >> 20;
 }
 
-/// Runs the check on a file with this content, or on none.
+/// Runs the check on a file with this content, or without a file.
 report check(const char* content, int level)
 {
     std::remove("./perft.txt");
@@ -53,7 +53,7 @@ TEST(PerftFile, AMissingFileIsReportedAndFails)
                            "generator not executed\n");
 }
 
-TEST(PerftFile, AGoodRecordBeginsWithOneAndABadOneDoesNotStopTheRun)
+TEST(PerftFile, ARecordIsMarked1Or0AndABadOneDoesNotStopTheRun)
 {
     const std::string good = std::string(start) + ";2;400\n";
     const std::string bad = std::string(start) + ";1;21\n";
@@ -91,7 +91,7 @@ TEST(PerftFile, AMalformedRecordThrows)
     std::remove("./perft.txt");
 }
 
-TEST(PerftFile, ARecordThatCantBePlayedOnCountsNothing)
+TEST(PerftFile, AnUnplayablePositionCounts0)
 {
     EXPECT_TRUE(check("8/8/8/8/8/8/8/4K3 w - - 0 1;3;0\n", 1).ok);
 }
@@ -115,7 +115,7 @@ std::string count(int depth, const std::string& fen, int megabytes)
 
 } // namespace
 
-TEST(PerftCommand, AFenIsSetUpInAnotherPositionThanTheMainOneWhichIsCurrent)
+TEST(PerftCommand, AFenLeavesTheMainPositionAloneWhichIsCurrent)
 {
     // Kings and a knight: 5 + 2 moves.
     const std::string fen = "4k3/8/8/8/8/8/8/N3K3 w - - 0 1";

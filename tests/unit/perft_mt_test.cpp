@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Counting on several threads, against the counters of one thread and against known counts.
+// Perft on several threads, against perft on one thread and against known counts.
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -18,7 +18,7 @@ std::atomic<int> threadsStarted{0};
 
 } // namespace
 
-/// Every thread of this program starts here, so that tests can count them.
+/// All threads of this program start here, so that tests can count them.
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*run)(void*), void* argument) noexcept
 {
@@ -31,7 +31,7 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 namespace
 {
 
-/// A count, what was written on the way and the number of threads.
+/// The result of perftMt, what it writes and the threads it starts.
 struct counted
 {
     u64 leaves;
@@ -47,7 +47,7 @@ counted countMt(positionStruct* position, i32 depth, u32 threads)
     return {leaves, text, threadsStarted};
 }
 
-/// The two lines of a list of jobs that has grown to this size.
+/// What perftMt writes: the size of its list of jobs at the start and at the end.
 std::string linesOf(u64 jobMoves)
 {
     return "aantal elementen : 0\naantal elementen : " + std::to_string(jobMoves) + "\n";
@@ -59,9 +59,9 @@ const std::string middlegame =
 
 } // namespace
 
-TEST(PerftMt, OneThreadAndManyGiveTheKnownCountsAndWriteTheListOfJobsEmptyAndFull)
+TEST(PerftMt, AnyNumberOfThreadsGivesTheKnownCountsAndWritesTheSizeOfTheListOfJobs)
 {
-    // Two entries for each of 20 x 20 and of 2039 pairs. The lists of further plies need no bounds.
+    // A job is a pair of moves: 20 x 20 and 2039 of them, each with two entries in the list.
     struct
     {
         std::string fen;
@@ -78,13 +78,13 @@ TEST(PerftMt, OneThreadAndManyGiveTheKnownCountsAndWriteTheListOfJobsEmptyAndFul
             const counted result = countMt(board.get(), depth, threads);
             EXPECT_EQ(result.leaves, leaves) << threads;
             EXPECT_EQ(result.text, linesOf(jobMoves));
-            // The answers to each first move come after those to the one before.
+            // The lists of answers are one after the other.
             EXPECT_EQ(board.ply(1).moveListEnd - board.ply(0).moveListEnd,
                       static_cast<i64>(jobMoves / 2));
         }
 }
 
-TEST(PerftMt, PositionsCountAsTheCountersOfOneThreadDoAndAreLeftAsTheyWere)
+TEST(PerftMt, CountsPositionsAsOneThreadDoesAndLeavesThemAsTheyWere)
 {
     for (size_t i = 0; i < 200; i += 10)
     {
@@ -104,7 +104,7 @@ TEST(PerftMt, PositionsCountAsTheCountersOfOneThreadDoAndAreLeftAsTheyWere)
     }
 }
 
-TEST(PerftMt, ADepthBelow3IsCountedByOneThreadWithoutAWord)
+TEST(PerftMt, ADepthBelow3IsCountedByOneThreadAndWritesNothing)
 {
     Board board(start);
     for (const auto& [depth, leaves] : {std::pair(-1, 1), {0, 1}, {1, 20}, {2, 400}})
@@ -117,7 +117,7 @@ TEST(PerftMt, ADepthBelow3IsCountedByOneThreadWithoutAWord)
 
 TEST(PerftMt, APositionFurtherDownIsCountedByOneThread)
 {
-    // The double push is known to its own ply alone.
+    // Only the ply after the double push has the en passant square.
     Board board("4k3/3p4/8/4P3/8/8/8/4K3 b - - 0 1");
     Board pushed("4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 2");
     const moveStruct move = board.move("d7d5");
@@ -140,7 +140,7 @@ TEST(PerftMt, ARootWithoutMovesHasNoJobsAndStartsNoThread)
 
 TEST(PerftMt, NoMoreThreadsStartThanTheListOfJobsHasEntries)
 {
-    // Black has one move and white then 19, 14 of the rook and 5 of the king.
+    // Black has one move and white then 19, 14 with the rook and 5 with the king: 38 entries.
     Board board("7k/8/6K1/8/8/8/8/7R b - - 0 1");
     const u64 expected = perft(0, 3, board.get());
     for (const auto& [wanted, started] :
@@ -153,10 +153,10 @@ TEST(PerftMt, NoMoreThreadsStartThanTheListOfJobsHasEntries)
     }
 }
 
-TEST(PerftMt, ListsThatTogetherExceedTheMoveStackStayWithinIt)
+TEST(PerftMt, ListsThatExceedTheMoveStackAreNotWrittenBeyondIt)
 {
-    // The list of each first move's answers is written after the one before. With so many queens
-    // all of them together are longer than the stack with its slack.
+    // With so many queens the lists of answers to all first moves together are longer than the move
+    // stack.
     Board board("qqqqqqqk/q5pp/1q1q1q1q/1q6/1Q6/1Q1Q1Q1Q/Q5PP/QQQQQQQK w - - 0 1");
     const size_t whole = MOVESTACKSIZE + MOVESTACKSLACK;
     std::vector<moveStruct> stack(whole + 40000, moveStruct{1, 2, 3, 4});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The records: order of fields, first values, the plain operations on a board, and notation.
+// The records: order of fields, initial values, plain operations on a board, and notation.
 
 #include <algorithm>
 #include <cstring>
@@ -11,20 +11,20 @@
 namespace
 {
 
-/// Whether the fields of a record lie in memory in the order in which they are named.
+/// Whether fields are in memory in this order.
 template <typename... Fields> bool inOrder(const Fields&... fields)
 {
     const void* const places[] = {&fields...};
     return std::is_sorted(std::begin(places), std::end(places), std::less<>());
 }
 
-/// A record made in memory that held other things before.
+/// A record created in memory that is not zero.
 template <typename Record> Record* madeOver(std::vector<std::byte>& memory)
 {
     memory.assign(sizeof(Record) + alignof(Record), std::byte{0xa5});
     void* place = memory.data();
     size_t space = memory.size();
-    // The compiler may not take the memory for undefined.
+    // Keeps the compiler from dropping the bytes written above.
     asm volatile("" : "+r"(place) : : "memory");
     auto* const record = new (std::align(alignof(Record), sizeof(Record), place, space)) Record;
     asm volatile("" : : "r"(record) : "memory");
@@ -33,7 +33,7 @@ template <typename Record> Record* madeOver(std::vector<std::byte>& memory)
 
 } // namespace
 
-TEST(GeneralRecords, AreTriviallyCopyableAndOfTheirSizes)
+TEST(GeneralRecords, AreTriviallyCopyable)
 {
     EXPECT_TRUE(std::is_trivially_copyable_v<moveStruct>);
     EXPECT_TRUE(std::is_trivially_copyable_v<plyStruct>);
@@ -42,7 +42,7 @@ TEST(GeneralRecords, AreTriviallyCopyableAndOfTheirSizes)
     EXPECT_EQ(std::size(positionStruct{}.keyHistory), 1024U);
 }
 
-TEST(GeneralRecords, FieldsLieInTheirOrder)
+TEST(GeneralRecords, FieldsAreInTheirOrder)
 {
     const auto position = std::make_unique<positionStruct>();
     const plyStruct& y = position->plies[0];
@@ -51,7 +51,7 @@ TEST(GeneralRecords, FieldsLieInTheirOrder)
                         y.killers, y.bestMove, y.notPinned, y.savedHalfMoveClock, y.savedGamePhase,
                         y.capturedPiece, y.enPassantSquare, y.castlingRights, y.pickerStage,
                         y.inCheck));
-    // What is copied in one piece.
+    // Neighbours that are copied together.
     EXPECT_EQ(static_cast<const void*>(y.savedPstScore), y.savedMaterial + 2);
     EXPECT_EQ(&y.savedPawnHashKey, &y.savedHashKey + 1);
     EXPECT_EQ(&y.castlingRights, &y.enPassantSquare + 1);
@@ -71,7 +71,7 @@ TEST(GeneralRecords, FieldsLieInTheirOrder)
                         e.nodeCheckInterval, e.infinite, e.ponderEnabled, e.movesToGoGiven));
 }
 
-TEST(GeneralRecords, AFreshRecordHasItsStatedFieldsZeroWhateverTheMemoryHeld)
+TEST(GeneralRecords, AFreshRecordIsInitialized)
 {
     std::vector<std::byte> memory;
     const positionStruct* const fresh = madeOver<positionStruct>(memory);
@@ -129,15 +129,6 @@ TEST(GeneralRecords, PlainOperationsTouchBoardAndBitboardsOnly)
 
 
 // Notation
-
-TEST(GeneralNotation, TablesAreTheseTexts)
-{
-    EXPECT_EQ(fenLabelPieces, "  PpNnBbRrQqKk");
-    EXPECT_EQ(promotionPieces, " pnbrqk");
-    EXPECT_EQ(promotionLabels, "  ppnnbbrrqq");
-    EXPECT_EQ(debugFilename, "debuggi.txt");
-    EXPECT_EQ(fenStartPos, "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1");
-}
 
 TEST(GeneralNotation, OnlyKindsOneToElevenAddALetter)
 {

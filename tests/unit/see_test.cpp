@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Static exchange evaluation (SEE) by hand; model_test.cpp compares it with the model.
+// Static exchange evaluation (SEE), computed by hand; model_test.cpp compares it with the model.
 
 #include "support.h"
 
 namespace
 {
 
-/// Sets the list of ply 0 to these moves and returns the scores that a function leaves there, from
-/// a slot on.
+/// Sets the list of ply 0 to these moves and lets a function update their scores from a slot on.
+/// Returns all scores.
 template <typename Update>
 std::string scoresAfter(Board& board, const std::vector<moveStruct>& moves, Update update,
                         int firstSlot = 0)
@@ -23,7 +23,7 @@ std::string scoresAfter(Board& board, const std::vector<moveStruct>& moves, Upda
 
 } // namespace
 
-TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
+TEST(SearchSee, AnExchangeHoldsExactlyUpToItsValue)
 {
     const struct
     {
@@ -36,15 +36,15 @@ TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
         {"7k/8/8/3b4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 340},
         {"7k/8/8/3r4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 515},
         {"7k/8/8/3q4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 1005},
-        // Movers that take a pawn that a pawn defends.
+        // Each type of piece takes a pawn that a pawn defends.
         {"7k/8/2p5/3p4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 87 - 340},
         {"7k/8/2p5/3p4/8/1B6/8/K7 w - - 0 1", "b3", "d5", 87 - 340},
         {"7k/8/2p5/3p4/8/8/8/K2R4 w - - 0 1", "d1", "d5", 87 - 515},
         {"7k/8/2p5/3p4/8/8/8/K2Q4 w - - 0 1", "d1", "d5", 87 - 1005},
         {"7k/8/2p5/3p4/4P3/8/8/K7 w - - 0 1", "e4", "d5", 0},
-        // Black's queen is not worth taking back with where a pawn defends.
+        // The queen does not recapture, because a pawn defends the knight.
         {"3qk3/8/8/3p4/4P3/2N5/8/4K3 w - - 0 1", "c3", "d5", 87},
-        // A king takes what nothing defends.
+        // A king recaptures only what nothing defends.
         {"8/8/3k4/3p4/8/2N5/8/4K3 w - - 0 1", "c3", "d5", 87 - 340},
         {"8/8/3k4/3p4/8/2N5/8/3RK3 w - - 0 1", "c3", "d5", 87},
     };
@@ -63,10 +63,10 @@ TEST(SearchSee, AnExchangeHoldsUpToItsValueToTheUnit)
     }
 }
 
-TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenTakesBack)
+TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenRecaptures)
 {
-    // Knight takes pawn, knight takes knight, and the piece in front takes back. Black's piece on
-    // d8 takes that one only if there is nothing behind it, which would leave white less than 50.
+    // Knight takes pawn, knight takes knight, and the piece in front recaptures. Black's piece on
+    // d8 takes that piece only if no slider is behind it, which leaves white less than 50.
     const std::pair<const char*, bool> cases[] = {
         {"3r2k1/8/5n2/3p4/4P3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind pawn
         {"3r2k1/8/5n2/3p4/4B3/2N2Q2/8/K7 w - - 0 1", true}, // queen behind bishop
@@ -80,30 +80,30 @@ TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenTakesBack)
         EXPECT_EQ(see({sq("c3"), sq("d5"), 0, 0}, 50, Board(fen).get()), holds) << fen;
 }
 
-// Pins the deliberate limits of the x-ray table.
+// The limits of the x-ray table are deliberate.
 TEST(SearchSee, SeeXrayTable)
 {
-    // Both rooks of each side are seen: rook, rook, rook and rook again, the last one black's.
+    // Two rooks on a file both count: black's second rook captures last.
     Board doubled("3r1k2/3r4/8/3p4/8/8/3R4/3R1K2 w - - 0 1");
     EXPECT_FALSE(see(doubled.move("d2d5"), 0, doubled.get()));
     Board single("3r1k2/8/8/3p4/8/8/3R4/3R1K2 w - - 0 1");
     EXPECT_TRUE(see(single.move("d2d5"), 0, single.get()));
 
-    // A rook behind a queen on a file is not: queen takes pawn, queen takes queen, rook takes
-    // queen, and black's rook on d8, which could take once more, is not seen.
+    // A rook behind a queen on a file does not: queen takes pawn, queen takes queen, rook takes
+    // queen, and black's rook on d8, which could capture once more, is not counted.
     Board queenAndRook("3r3k/3q4/8/Q2p4/8/8/8/3R2K1 w - - 0 1");
     EXPECT_TRUE(see(queenAndRook.move("a5d5"), 0, queenAndRook.get()));
 
-    // Nor is a slider of the other colour behind the piece removed: knight takes pawn, rook takes
-    // knight, and white's rook on d8, which really takes back, stood behind the black rook.
+    // Nor does a slider behind a piece of the other colour: knight takes pawn, rook takes knight,
+    // and white's rook on d8, behind the black one, could recapture.
     Board otherColour("3R4/3r4/7k/3p4/8/2N5/8/6K1 w - - 0 1");
     EXPECT_FALSE(see(otherColour.move("c3d5"), 0, otherColour.get()));
 }
 
-// Pins the deliberate reading of the side that captures first.
+// Which side captures first is deliberate.
 TEST(SearchSee, SeeAfterSide)
 {
-    // A queen gives check on a square that a pawn attacks; no own piece attacks it: true.
+    // A queen gives check where a pawn attacks it and no own piece defends it: true.
     Board queen("4k3/8/5p2/8/8/8/8/K3Q3 w - - 0 1");
     const moveStruct check = queen.move("e1e5");
     makeMove(1, &check, queen.get(), true);
@@ -116,7 +116,7 @@ TEST(SearchSee, SeeAfterSide)
     EXPECT_FALSE(seeAfter(jump, 0, knight.get(), 0));
 }
 
-TEST(SearchSee, BadCapturesOfAListAreRaisedByAHundredTheKingsToo)
+TEST(SearchSee, TheScoresOfBadCapturesAreRaisedBy100TheKingsToo)
 {
     // Pawn takes knight wins; queen and king take pawns that a pawn defends.
     Board board("7k/1p1p4/2p1p3/1n2K3/P7/2Q5/8/8 w - - 0 1");
@@ -125,13 +125,14 @@ TEST(SearchSee, BadCapturesOfAListAreRaisedByAHundredTheKingsToo)
     const auto queen = [](u8 score) { return moveStruct{sq("c3"), sq("c6"), 0, score}; };
     EXPECT_EQ(scoresAfter(board, {pawn, queen(14), king}, updateSeeScore), "38 114 112 ");
     EXPECT_EQ(scoresAfter(board, {queen(14), queen(200)}, updateSeeScore, 1), "14 44 ")
-        << "from a later slot on, and around the end of the byte";
-    EXPECT_EQ(scoresAfter(board, {queen(250)}, updateSeeScore), "94 ") << "as any other here";
+        << "from a later slot on; the byte wraps around";
+    EXPECT_EQ(scoresAfter(board, {queen(250)}, updateSeeScore), "94 ")
+        << "250 is no exception here";
 }
 
-TEST(SearchSee, BadEvasionsAreLoweredByAHundredButTheKingsAndScore250)
+TEST(SearchSee, TheScoresOfBadEvasionsAreLoweredBy100ExceptTheKingsAnd250)
 {
-    // The rook on g8 takes whatever lands on g1.
+    // The rook on g8 attacks g1.
     Board board("6rk/8/8/8/8/8/8/R3K2R w KQ - 0 1");
     const auto rook = [](u8 score, u8 kind = KINDPLAIN) {
         return moveStruct{sq("h1"), sq("g1"), kind, score};
@@ -141,7 +142,7 @@ TEST(SearchSee, BadEvasionsAreLoweredByAHundredButTheKingsAndScore250)
     EXPECT_EQ(scoresAfter(board, {rook(250), rook(204), king, safe}, updateSeeScoreEvade),
               "250 104 202 204 ");
     EXPECT_EQ(scoresAfter(board, {rook(204), rook(204)}, updateSeeScoreEvade, 1), "204 104 ");
-    // En passant and castling are passed over by both; 60 less 100 goes around the end.
+    // Both functions skip en passant and castling; 60 less 100 wraps around.
     const moveStruct castling{sq("e1"), sq("g1"), KINDCASTLEKING, 60};
     const std::vector<moveStruct> list{castling, rook(60), rook(60, KINDENPASSANT)};
     EXPECT_EQ(scoresAfter(board, list, updateSeeScore), "60 160 60 ");

@@ -11,7 +11,7 @@
 namespace
 {
 
-/// What calcTimeParameters reads, as it is without options and words of `go`.
+/// What calcTimeParameters reads, with the defaults of a bare `go`.
 struct limits
 {
     int time = 900000;
@@ -24,7 +24,7 @@ struct limits
     u8 side = WHITE;
 };
 
-/// Computes the budgets; target and maximum.
+/// The soft and the hard budget.
 std::pair<int, int> budgets(const limits& given)
 {
     GPS->sideToMove = given.side;
@@ -47,7 +47,7 @@ std::pair<int, int> budgets(const limits& given)
 
 } // namespace
 
-TEST(SearchTime, TheClockCountsWholeMillisecondsSinceTheSystemsStart)
+TEST(SearchTime, TheClockCountsWholeMillisecondsOfTheSteadyClock)
 {
     const auto milliseconds = []
     {
@@ -77,25 +77,25 @@ TEST(SearchTime, TheTableOfBudgets)
         {{.time = 60000, .inc = 1000, .gamePly = 100}, 2844, 19908},
         {{.time = 60000, .inc = 1000, .gamePly = 1024}, 2989, 20923},
         {{.time = 300000, .movesToGo = 20, .gamePly = 40}, 11880, 83160},
-        // An even share of 22501: 72 or, above three threads, 82 hundredths of it, and a fifth
-        // more with Ponder.
+        // 22501 for each move, times 0.72, or 0.82 with more than three threads, and 1.2 times that
+        // with Ponder.
         {{.time = 900040, .threads = 3}, 16200, 113400},
         {{.time = 900040, .threads = 4}, 18450, 129150},
         {{.time = 900040, .threads = 3, .ponder = true}, 19440, 136080},
         {{.time = 900040, .threads = 4, .ponder = true}, 22140, 154980},
-        // With movestogo an even share of 15001 times 0.648, 0.792 and 0.72.
+        // With movestogo 15001 for each move, times 0.648, 0.792 and 0.72.
         {{.time = 300020, .movesToGo = 20, .gamePly = 17}, 9720, 68040},
         {{.time = 300020, .movesToGo = 20, .gamePly = 18}, 11880, 83160},
         {{.time = 300020, .movesToGo = 20, .gamePly = 50}, 11880, 83160},
         {{.time = 300020, .movesToGo = 20, .gamePly = 51}, 10800, 75600},
         {{.time = 300020, .movesToGo = 20, .gamePly = 1024}, 10800, 75600},
-        // Below four moves as four, and then the hard budget is at least 40 ms.
+        // Four moves at least. With four the hard budget is at least 40 ms.
         {{.time = 50, .movesToGo = 5, .gamePly = 40}, 7, 20},
         {{.time = 50, .movesToGo = 4, .gamePly = 40}, 9, 40},
         {{.time = 50, .movesToGo = 1, .gamePly = 40}, 9, 40},
         {{.time = 300000, .movesToGo = -7, .gamePly = 40}, 59400, 149995},
         {{.time = 300000, .movesToGo = 3, .gamePly = 40}, 59400, 149995},
-        // Less than four targets on the clock, 10 ms kept back: all is halved. The target is 720.
+        // The budgets are halved if the clock, less 10 ms, holds less than four times the target.
         {{.time = 2890, .inc = 867, .gamePly = 201}, 720, 1873},
         {{.time = 2889, .inc = 867, .gamePly = 201}, 360, 936, 5.0F},
         {{.time = 1000, .inc = 2000}, 711, 747, 5.0F},
@@ -128,7 +128,7 @@ TEST(SearchTime, TheDivisorReplacesTheMovesToGo)
     EXPECT_EQ(engine.movesToGo, 4);
 }
 
-TEST(SearchTime, NoClockIsTooStrange)
+TEST(SearchTime, OnAnyClockTheHardBudgetExceedsTheSoftOne)
 {
     constexpr int most = std::numeric_limits<int>::max();
     std::vector<int> times = {-1, 0, 1, most, std::numeric_limits<int>::min()};

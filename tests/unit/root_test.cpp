@@ -455,10 +455,10 @@ TEST_F(SearchWindow, TheFifthFailHighOfADepthOpensTheWindowAbove)
 
 TEST_F(SearchWindow, EachFailureAfterTheFirstOfADepthMakesItLessSettled)
 {
-    // At depth 6 the window fails once less than black has answers. One failure leaves the share
-    // at 0.9; two to five raise it to 1.4, 1.6, 1.8 and 2, where four more best moves leave it.
-    // Each depth after that is settled and takes a tenth off. The search ends where the share falls
-    // below the one that is used up.
+    // At depth 6 the window fails one time fewer than black has answers. With one failure the share
+    // is 0.9; two to five raise it to 1.4, 1.6, 1.8 and 2, its maximum, which four more best moves
+    // don't change. Each depth after that is settled and takes a tenth off. The search ends when
+    // the share falls below the part that is used up.
     for (const auto& [worths, others, used, end] :
          {std::tuple(std::vector<int>{10}, std::vector<int>{}, 0.95, 6),
           {{15, 20}, {}, 0.95, 6},

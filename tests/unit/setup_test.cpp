@@ -122,7 +122,7 @@ TEST(GeneralSetUp, OnlyPlayableRecordsAreSearched)
     const char* const refused[] = {
         "8/8/8/8/8/8/8/4K3 w - - 0 1",      // no black king
         "4k3/8/8/8/8/8/8/8 w - - 0 1",      // no white king
-        "4k2k/8/8/8/8/8/8/4K3 w - - 0 1",   // two
+        "4k2k/8/8/8/8/8/8/4K3 w - - 0 1",   // two black kings
         "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",   // pawn on rank 8
         "4k3/8/8/8/8/8/8/p3K3 w - - 0 1",   // pawn on rank 1
         "4k3/8/8/8/8/8/8/4RK2 w - - 0 1",   // the side not to move is in check

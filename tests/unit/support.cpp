@@ -124,8 +124,8 @@ std::string repeated(const std::string& text, int times)
 
 const std::vector<std::string>& manyPositions()
 {
-    // Twenty plies to the end of random games from the start and from positions with many special
-    // moves; a fixed seed, so that every run has the same.
+    // From random games that begin at the start position and at positions with many special moves.
+    // The seed is fixed, so every run has the same positions.
     static const std::vector<std::string> positions = []
     {
         std::vector<std::string> fens;

@@ -61,11 +61,6 @@ combEval blacks(const std::string& pieces, int term, int sideToMove)
     return valueOf(pieces, term, BLACK, sideToMove);
 }
 
-std::string piece(char letter, int file, int rank)
-{
-    return {letter, static_cast<char>('a' + file), static_cast<char>('1' + rank), ' '};
-}
-
 void expectWhites(int term, const std::vector<termCase>& cases)
 {
     for (const auto& [pieces, value, why] : cases)

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Single terms of an evaluation, read from pieces named in a text such as "Kg1 Pf2 kg8 qd5": letter
-// as in a FEN, then the square. Every position is also evaluated with the colours exchanged.
+// Single terms of the evaluation of a list of pieces such as "Kg1 Pf2 kg8 qd5", with letters as in
+// a FEN. Every position is also evaluated with the colours exchanged.
 //
-// The expected values name the tables of the evaluation: these tests check the rules. That the
-// numbers are the right ones is checked in eval_tables_test.cpp alone.
+// These tests check the rules. Their expected values refer to the tables of the evaluation, whose
+// numbers eval_tables_test.cpp checks.
 #pragma once
 
 #include <string>
@@ -25,9 +25,6 @@ combEval whites(const std::string& pieces, int term, int sideToMove = WHITE);
 
 /// Black's value of a term, and likewise white's with the colours exchanged.
 combEval blacks(const std::string& pieces, int term, int sideToMove = WHITE);
-
-/// One piece as an entry of a list, from its letter and the file and rank, both from 0.
-std::string piece(char letter, int file, int rank);
 
 /// A list of pieces, white's value of a term there, and what the case is about.
 struct termCase

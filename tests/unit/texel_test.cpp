@@ -305,23 +305,6 @@ TEST_F(TexelPrinter, ALineHasEightElementsAlsoOfPaddedAndMirroredTables)
     EXPECT_EQ(printed("T", table, 8U, 0, false, 1, false, true), upTo(16));
 }
 
-TEST_F(TexelPrinter, TheNextTableStartsAfterAllParametersOfTheLast)
-{
-    combEval both[2] = {X(1, 2), X(3, 4)};
-    combEval midGameOnly[3] = {X(5, 0), X(6, 0), X(7, 0)};
-    combEval number = 8;
-    combEval last = X(9, 10);
-    enter("A", both, 2, 0, true);
-    enter("B", midGameOnly, 3, 0, true, 1);
-    enter("C", &number, 1, 3, false, 1);
-    enter("D", &last, 1, 1, true);
-    EXPECT_EQ(written(printTexelParameters),
-              "TCONST combEval A = \n{\nX(   1,   2), X(   3,   4)\n};\n"
-              "TCONST combEval B = \n{\nX(   5,   0), X(   6,   0), X(   7,   0)\n};\n"
-              "TCONST combEval C = 8;\n"
-              "TCONST combEval D = X(   9,  10);\n");
-}
-
 
 // Steps
 
@@ -725,7 +708,7 @@ TEST_F(TexelDescent, TheCommandStarts24WorkersAndHasNothingToTune)
     for (const char* result : {"1-0", "1/2-1/2", "0-1"})
         content += std::string(drawn[0]) + "c9 \"" + result + "\";\n";
     writeFile(content);
-    // Two quarters over three records.
+    // Two errors of a quarter over three records.
     EXPECT_EQ(written(doTheTexel), repeated("Lets go\n", 24) +
                                        "Starting texel tuning....\n"
                                        "Starting error 0.166667\n"

@@ -75,7 +75,8 @@ TEST(UciGo, ANumberThatCantBeReadEndsTheCommand)
 
 TEST(UciGo, NodesMovesToMateAndInfiniteLeaveTheDefaultBudget)
 {
-    // 900,000 ms by 30 moves, times 0.72 * 1.4 for a game of unknown length; seven times that.
+    // 900,000 ms for 30 moves, times 0.72 * 1.4 for a game of unknown length. The hard budget is
+    // seven times that.
     for (const char* words : {"", "nodes 1000", "mate 3", "nodes 1 mate 1", "infinite"})
     {
         goNowhere(words);
@@ -117,7 +118,7 @@ TEST(UciGo, AShortSearchInATableThatIsStillColdEndsAfterOneIteration)
 
 TEST(UciMoves, DistanceTargetOrAFifthLetterGiveAMoveItsKind)
 {
-    // The castling moves of either colour, also for a king of the other colour.
+    // Castling is recognized by its squares, for a king of either colour.
     const struct
     {
         const char *fen, *move, *square;

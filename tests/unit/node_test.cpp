@@ -217,37 +217,6 @@ TEST(SearchNode, TheCountdownToTheClockIsReloadedWithTheWholeInterval)
     }
 }
 
-TEST(SearchNode, ARepeatedHashMoveAndKillerAreChargedWhenALaterQuietMoveCutsOff)
-{
-    // The first quiet move is also the hash move, the second the killer; the fourth cuts off.
-    Node node(start);
-    node.setEvaluation(0);
-    std::vector<moveStruct> order;
-    node.forEachChild(
-        [&](size_t i, moveStruct move)
-        {
-            node.settleChild(i == 3 ? -200 : 50);
-            move.score = PAWN;
-            order.push_back(move);
-        });
-    for (size_t i = 0; i < 5; ++i) ASSERT_EQ(node->board[order[i].from], PAWN);
-    node.enter(0, boundUpper, order[0]);
-    node.ply(1).killers[0] = order[1];
-
-    EXPECT_EQ(node.search(3, 0, 100), 200);
-    // Hash move, killer, three quiet moves that fail low, and the cut-off, which was reduced and
-    // is searched once more.
-    EXPECT_EQ(node.visits(), 7U);
-    for (size_t i = 0; i < order.size(); ++i)
-    {
-        const int row = node->board[order[i].from] - PAWN;
-        EXPECT_EQ(node->historyBad[row][order[i].to], i < 3 ? 9U : 0U) << i;
-        EXPECT_EQ(node->historyGood[row][order[i].to], i == 3 ? 9U : 0U) << i;
-    }
-    EXPECT_TRUE(sameMove(node.ply(1).killers[0], order[3]));
-    EXPECT_TRUE(sameMove(node.ply(1).killers[1], order[1]));
-}
-
 TEST(SearchNode, TheHistoryIsHalvedWhenACutOffRaisesACellToItsLimit)
 {
     // The second move cuts off, so it gains 9, and the first is charged as much.

@@ -130,23 +130,6 @@ TEST(SearchNode, ARepetitionOrATableEntryIsTheResultExceptAtTheRoot)
     }
 }
 
-TEST(SearchNode, MateDistanceHoldsFromPly1OnWithLimitsThatDifferByOne)
-{
-    const int cases[][4] = {{1, -32767, -31999, -31999},
-                            {1, -32767, -31998, 0},
-                            {1, 32000, 32767, 32000},
-                            {1, 31999, 32767, 0},
-                            {0, -32767, -32000, 0}};
-    for (const auto& [ply, alpha, beta, result] : cases)
-    {
-        // A result of 0 stands for a search of the moves.
-        Node node(pawns, ply);
-        const int score = node.search(2, alpha, beta);
-        EXPECT_TRUE(result == 0 || score == result) << score;
-        EXPECT_EQ(node.visits() == 0, result != 0) << alpha;
-    }
-}
-
 TEST(SearchNode, StalemateMateFromThePlyAndADrawByTheFiftyMoveCounterAreNotStored)
 {
     for (const auto& [fen, ply, score] : {std::tuple("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", 1, 0),
@@ -312,20 +295,6 @@ TEST(SearchQuiescence, WithoutEvasionsItIsMateFromThePlyAndStalemateIsNotNoticed
         }
     Node stalemate("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1");
     EXPECT_EQ(stalemate.quiet(0, -32767, 32767), evaluateN(1, stalemate.get()));
-}
-
-TEST(SearchQuiescence, AStandPatThatReachesBetaGeneratesNothing)
-{
-    // The rook can take a pawn. The generator would set the end of the list.
-    for (const int evaluation : {-50, 100, 101})
-    {
-        Node node(rookTakesPawn);
-        node.setEvaluation(evaluation);
-        node.settleChildren(0);
-        node.ply(1).moveListEnd = nullptr;
-        EXPECT_EQ(node.quiet(0, -100, 100) == evaluation, evaluation >= 100);
-        EXPECT_EQ(node.ply(1).moveListEnd == nullptr, evaluation >= 100);
-    }
 }
 
 TEST(SearchQuiescence, AWindowClosedByMateDistanceReturnsAtOnce)

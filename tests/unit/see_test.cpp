@@ -63,6 +63,21 @@ TEST(SearchSee, AnExchangeHoldsExactlyUpToItsValue)
     }
 }
 
+TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenRecaptures)
+{
+    // Knight takes pawn, knight takes knight, and the piece in front recaptures. Black's piece on
+    // d8 takes that piece only if no slider is behind it, which leaves white less than 50.
+    const std::pair<const char*, bool> cases[] = {
+        {"3r2k1/8/5n2/3p4/4P3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind pawn
+        {"3r2k1/8/5n2/3p4/4B3/2N2Q2/8/K7 w - - 0 1", true}, // queen behind bishop
+        {"3q2k1/8/5n2/3p4/4Q3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind queen
+        {"3r2k1/8/5n2/3p4/8/2N5/3R4/K2R4 w - - 0 1", true}, // rook behind rook
+        {"3r2k1/8/5n2/3p4/4P3/2N5/8/K7 w - - 0 1", false},
+        {"3q2k1/8/5n2/3p4/4Q3/2N5/8/K7 w - - 0 1", false}};
+    for (const auto& [fen, holds] : cases)
+        EXPECT_EQ(see({sq("c3"), sq("d5"), 0, 0}, 50, Board(fen).get()), holds) << fen;
+}
+
 // The limits of the x-ray table are deliberate.
 TEST(SearchSee, SeeXrayTable)
 {

@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The Debian package in a Debian of its own, made by debootstrap: it installs with what it depends
-# on, plays and checks itself for a user there, and leaves nothing behind. Needs root and the net.
+# The Debian package in a fresh Debian, made by debootstrap: it installs with its dependencies, plays
+# and passes its self-test for a user there, and leaves nothing behind when it is purged. Needs root
+# and the network.
 set -euo pipefail
 # shellcheck source=tests/packages/support.sh
 . "$(dirname "${BASH_SOURCE[0]}")/support.sh"
 need debootstrap debootstrap
 need dpkg-shlibdeps dpkg-dev
-[[ $(id -u) -eq 0 ]] || { echo "root alone can use debootstrap and chroot"; exit 1; }
-unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
+[[ $(id -u) -eq 0 ]] || { echo "debootstrap and chroot need root"; exit 1; }
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
 export SOURCE_DATE_EPOCH LC_ALL=C.UTF-8
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
@@ -22,13 +22,13 @@ inside()
     chroot "$root" /usr/bin/env -i PATH=/usr/bin:/usr/sbin:/bin:/sbin \
         DEBIAN_FRONTEND=noninteractive "$@"
 }
-# As a user without rights, in a folder that has nothing to do with it.
+# As an unprivileged user, in some other folder.
 as_user()
 {
     chroot --userspec=nobody:nogroup "$root" /usr/bin/env -i PATH=/usr/games:/usr/bin:/bin \
-        sh -c "cd /var && $1"
+        sh -c "cd /var && $*"
 }
-# Every file with its kind, rights, size and time, but what apt and dpkg note down for themselves.
+# Every file with its type, mode, size and time, except for the records of apt and dpkg.
 files()
 {
     (cd "$root" && find . -xdev \( -path ./proc -o -path ./sys -o -path ./dev \
@@ -38,7 +38,7 @@ files()
         \( -type d -printf '%p %y %m %u\n' -o -printf '%p %y %m %u %s %T@ %l\n' \) | sort)
 }
 
-# What it depends on comes first and stays.
+# Its dependencies come first and stay.
 depends=$(dpkg-deb --field "$deb" Depends | sed 's/([^)]*)//g; s/,//g')
 # shellcheck disable=SC2086
 quietly inside apt-get install -y --no-install-recommends $depends
@@ -51,10 +51,10 @@ quietly inside apt-get install -y --no-install-recommends "$package"
 rm "$root$package"
 same "no other package came with it" "$packages" "$(inside dpkg-query -W | grep -v '^quillon')"
 check "it is installed" holds "$(inside dpkg-query -s quillon)" '^Status: install ok installed$'
-same "its files are what it says" "" "$(inside dpkg --verify quillon)"
-same "nothing is half done" "" "$(inside dpkg --audit)"
+same "its files are intact" "" "$(inside dpkg --verify quillon)"
+same "nothing is half installed" "" "$(inside dpkg --audit)"
 
-same "rtest" "Results of the perft checks is OK: 1" "$(as_user 'quillon rtest' | tail -n 1)"
+rtest "as a user" as_user quillon
 answer=$(as_user "(echo uci; echo isready; echo position startpos moves e2e4
     echo go movetime 1000; sleep 2; echo quit) | quillon")
 for line in '^uciok$' '^readyok$' '^bestmove [a-h][1-8][a-h][1-8]'; do
@@ -68,6 +68,6 @@ check "XBoard's entry is newer than the package" \
     test "$(stat -c %Y "$entry")" -gt "$SOURCE_DATE_EPOCH"
 
 quietly inside dpkg --purge quillon
-same "it has gone" "$packages" "$(inside dpkg-query -W)"
-same "and left the files as they were" "$before" "$(files)"
-finish
+same "it is removed" "$packages" "$(inside dpkg-query -W)"
+same "the files are as before" "$before" "$(files)"
+exit "$status"

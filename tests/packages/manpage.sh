@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The manual page: formatters find nothing to warn about, every command and option of the console
-# is there with its range, and its examples run.
+# The manual page: the formatters give no warning, every command and option of the console is there
+# with its range, and its examples run.
 set -euo pipefail
 # shellcheck source=tests/packages/support.sh
 . "$(dirname "${BASH_SOURCE[0]}")/support.sh"
@@ -17,7 +17,7 @@ same "mandoc finds nothing" "" "$(mandoc -Tlint -W style "$page" 2>&1 || true)"
 # The words that open the entries of the section COMMANDS, without the macros around them.
 entries=$(sed -n '/^\.SH COMMANDS/,/^\.SH OPTIONS/p' "$page" |
     sed -n '/^\.T[PQ]/{n;s/^\.[BIR]* *"\{0,1\}\([a-z]*\).*/\1/p}' | sort -u)
-# The tables of the sources; the tuner's commands are not in the installed engine.
+# The tables of the sources, without the tuner's commands, which the installed engine doesn't have.
 commands=$(sed -e '/^#ifdef QUILLON_TUNE/,/^#e[ln]/d' src/quillon.cpp |
     sed -n 's/^    {"\([a-z]*\)", .*/\1/p')
 [[ $(wc -l <<< "$commands") -gt 10 ]] || { echo "no table of commands in src/quillon.cpp"; exit 1; }
@@ -39,10 +39,9 @@ while read -r name _ type _ default _ least _ most; do
     check "the page has the range and the default of $name" \
         holds "$text" "$least to ${most}[^.]*$default if not set"
 done <<< "$options"
-version=$(sed -n 's/^project(quillon VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 check "the page is of version $version" grep -q "\"Quillon $version\"" "$page"
 
-# Its examples, by the name that they use.
+# Its examples, with the name that they use.
 mkdir "$work/bin"
 ln -s "$QUILLON_ENGINE" "$work/bin/quillon"
 sed -n '/^\.SH EXAMPLES/,$p' "$page" |
@@ -51,4 +50,4 @@ answer=$(PATH=$work/bin:$PATH bash "$work/examples" 2>&1)
 check "the first example ends with a move" holds "$answer" '^bestmove [a-h][1-8][a-h][1-8]'
 same "the second example's answer" "Results of the perft checks is OK: 1" \
     "$(tail -n 1 <<< "$answer")"
-finish
+exit "$status"

@@ -1,22 +1,25 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 # SPDX-License-Identifier: MIT
 #
 # Sourced by the tests of this folder. Leaves the caller in the source folder, with an empty folder
-# $work that goes at the end.
+# $work that is removed at the end. A test ends with `exit $status`.
 
 cd "${QUILLON_SOURCE_DIR:?is set by CTest}" || exit 1
+# What CTest was started by must not reach a build that is tested.
+unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 status=0
+version=$(sed -n 's/^project(quillon VERSION \([0-9.]*\) .*/\1/p' CMakeLists.txt)
 
-# need COMMAND PACKAGE fails the test when a tool is missing.
+# need COMMAND PACKAGE ends the test if a tool is missing.
 need()
 {
     command -v "$1" > /dev/null ||
         { echo "$1 is missing: install the Debian package $2"; exit 1; }
 }
 
-# check TEXT COMMAND... fails the test at its end when the command fails.
+# check TEXT COMMAND... marks the test as failed if the command fails.
 check()
 {
     local text=$1
@@ -33,7 +36,29 @@ same()
     status=1
 }
 
-# quietly COMMAND... shows what a command says only when it fails, and ends the test then.
+# same_files TEXT FOLDER FILE... compares the files below a folder with a list.
+same_files()
+{
+    local text=$1 folder=$2
+    shift 2
+    same "$text" "$(printf '%s\n' "$@" | sort)" \
+        "$(cd "$folder" && find . -type f | sed 's#^\./##' | sort)"
+}
+
+# documents FOLDER lists the documents as they are installed below a folder.
+documents()
+{
+    git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/connect/*' | sed "s#^#$1#"
+}
+
+# rtest TEXT COMMAND... checks that an engine finds perft.txt and counts right, run from elsewhere.
+rtest()
+{
+    same "rtest: $1" "Results of the perft checks is OK: 1" \
+        "$(cd / && "${@:2}" rtest 2> /dev/null | tr -d '\r' | tail -n 1)"
+}
+
+# quietly COMMAND... shows the output of a command only if it fails, and then ends the test.
 quietly()
 {
     "$@" > "$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }
@@ -45,7 +70,7 @@ holds()
     grep -q -- "$2" <<< "$1"
 }
 
-# make_deb builds the Debian package in folders of its own and sets `deb` to its path.
+# make_deb builds the Debian package in its own folders and sets `deb` to its path.
 make_deb()
 {
     quietly cmake --preset deb -B "$work/build"
@@ -53,10 +78,4 @@ make_deb()
     quietly cpack --config "$work/build/CPackConfig.cmake" -B "$work/packages"
     deb=$(ls "$work"/packages/*.deb)
     [[ -f $deb ]] || { echo "not one package: $deb"; exit 1; }
-}
-
-# finish ends the test.
-finish()
-{
-    exit "$status"
 }

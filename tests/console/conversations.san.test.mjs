@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Conversations with the engine at awkward moments: commands during a search, ends of processes,
-// odd limits, odd bytes. They run in the optimised build and under the sanitizers, with fewer
-// rounds there. Every line of a search is checked by the way, see talk.mjs. What to expect comes
-// from the protocol and from what the README promises. Random moments and choices come from a
-// fixed seed; QUILLON_SEED gives others.
+// Conversations with the engine at awkward moments: commands during a search, the end of the
+// process, odd limits, odd bytes. They run in the optimised build and, with fewer rounds, under the
+// sanitizers. talk.mjs also checks every line of each search. The expectations come from the
+// protocol and the README. Random moments and choices come from a fixed seed; QUILLON_SEED changes
+// it.
 
 import assert from 'node:assert/strict';
 import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
@@ -15,19 +15,19 @@ const middlegame = 'fen r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR
 const stalemated = 'fen 7k/5Q2/6K1/8/8/8/8/8 b - - 0 1';
 const depth10 = /^info score cp -?\d+ depth 10 /;
 
-// Kinds of results that a search must have, see Talk.bestmove.
+// What a search must end with, see Talk.bestmove.
 const silent = { silent: true };
 const stopped = { stopped: true };
 const info = { info: true, patience: 60000 };
 
-// A value for the optimised build and others for slow ones: the sanitizers' and WebAssembly's.
+// One value for the optimised build, others for slow ones: with sanitizers and WebAssembly.
 const forBuild = (bare, address, thread = address) =>
   ({ address, thread })[sanitizer] ?? (timeScale > 1 ? address : bare);
 
-// Fails when a search that was cut off has written a result.
+// Fails if a search that was cut off has written a result.
 const checkMoveless = (lines) => assert.ok(!lines.some((line) => bestMovePattern.test(line)));
 
-// A game of any length: the knights go out and home again.
+// A game of any length: the knights go out and back.
 const knights = (plies) =>
   Array.from({ length: plies }, (_, i) => ['g1f3', 'g8f6', 'f3g1', 'f6g8'][i % 4]).join(' ');
 
@@ -35,7 +35,7 @@ let random;
 const any = (...list) => pick(random, list);
 const endless = () => any('infinite', 'ponder', 'depth 60', 'movetime 10000');
 
-// Waits for a random time, in steps far below a millisecond.
+// Waits for a random time, with a resolution far below a millisecond.
 async function pauseUpTo(milliseconds) {
   const time = random() * milliseconds;
   const end = performance.now() + time;
@@ -47,7 +47,23 @@ async function repeat(count, act) {
   for (let i = 0; i < count; i++) await act();
 }
 
-// Defines a conversation with random numbers of its own.
+// Sends a line up to so many milliseconds after a `go`, and waits for the result of that search.
+async function interrupt(talk, words, milliseconds, line, wanted = stopped) {
+  talk.send(`go ${words}`);
+  await pauseUpTo(milliseconds);
+  talk.send(line);
+  return talk.bestmove(wanted);
+}
+
+// Starts another process with any number of threads.
+async function startAny(start) {
+  const talk = await start();
+  talk.send(`setoption name Threads value ${any(1, 2, 4)}`, 'position startpos moves e2e4');
+  await talk.ready();
+  return talk;
+}
+
+// Defines a conversation with its own random numbers.
 function conversation(title, act, settings) {
   talkTest(title, (talk, start) => {
     random = randomNumbers(seed);
@@ -66,12 +82,12 @@ function conversationWith(threads, title, act) {
 }
 
 conversation('boards full of pieces are searched to depth 30 or a stop', async (talk) => {
-  // A stop may come before there is a move where captures have almost no end, and anywhere in a
-  // sanitizer build.
+  // Where captures are almost endless, and in all positions of a sanitizer build, the stop may come
+  // before the first move.
   const wanted = forBuild({}, stopped);
   const boards = [
-    // 218 moves for either side, queens everywhere, knights, pawns that are all passed, queens that
-    // check for ever, kings in the open under rooks.
+    // 218 moves for each side, queens everywhere, knights, only passed pawns, perpetual checks,
+    // open kings and rooks.
     ['R6R/3Q4/1Q4Q1/4Q3/2Q4Q/Q4Q2/pp1Q4/kBNN1KB1 w - - 0 1', wanted],
     ['Kbnn1kb1/PP1q4/q4q2/2q4q/4q3/1q4q1/3q4/r6r b - - 0 1', wanted],
     ['kbQQQQQQ/ppQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/QQQQQQQQ/KQQQQQQQ w - - 0 1', wanted],
@@ -100,7 +116,7 @@ conversation('boards full of pieces are searched to depth 30 or a stop', async (
 conversation('the end of the input ends the process without a move', async (talk, start) => {
   talk.closeInput();
   await talk.exit();
-  // A last line without a line end is a line.
+  // The last line needs no line end.
   const texts = [['position startpos\ngo infinite\n'], ['isready', 'readyok'], ['go infinite']];
   for (const [text, answer] of texts) {
     const other = await start();
@@ -109,19 +125,15 @@ conversation('the end of the input ends the process without a move', async (talk
     if (answer) await other.next(answer);
     checkMoveless(await other.exit());
   }
-  // A search that was stopped before has its move still to come.
   await repeat(forBuild(40, 6), async () => {
-    const other = await start();
-    other.send(`setoption name Threads value ${any(1, 2, 4)}`);
-    other.bytes(`go ${endless()}\nstop\n`);
-    other.closeInput();
-    await other.bestmove(stopped);
-    await other.exit();
-  });
-  await repeat(forBuild(40, 6), async () => {
-    const other = await start();
-    other.send(`setoption name Threads value ${any(1, 2, 4)}`, 'position startpos moves e2e4');
-    await other.ready();
+    // A search that has been stopped still gives its move.
+    const early = await startAny(start);
+    early.bytes(`go ${endless()}\nstop\n`);
+    early.closeInput();
+    await early.bestmove(stopped);
+    await early.exit();
+
+    const other = await startAny(start);
     other.send(`go ${endless()}`);
     await pauseUpTo(20);
     other.closeInput();
@@ -130,48 +142,42 @@ conversation('the end of the input ends the process without a move', async (talk
 });
 
 conversation('quit at any moment ends the process without a move', async (talk, start) => {
-  // Nothing after it is read.
-  talk.send('quit now', 'uci');
+  talk.send('quit now', 'uci'); // which isn't read
   await talk.exit();
   await repeat(forBuild(500, 20), async () => {
-    const other = await start();
-    other.send(`setoption name Threads value ${any(1, 2, 4)}`, 'position startpos moves e2e4');
-    await other.ready();
+    const other = await startAny(start);
     other.send(`go ${endless()}`);
     await pauseUpTo(20);
     checkMoveless(await other.quit());
   });
-  // Nor is a line written: that of the next iteration, which is cut short, would come now.
+  // The iteration that is cut short writes no line either.
   const deep = await start();
   deep.send('position startpos', 'go infinite');
   await deep.until(new RegExp(`^info score cp -?\\d+ depth ${forBuild(16, 12)} `), 60000);
-  await pause(10); // until it has begun
+  await pause(10); // until the next one has begun
   assert.deepEqual(await deep.quit(), []);
   // The search is over, or about to be.
   await repeat(forBuild(25, 4), async () => {
-    const other = await start();
-    await other.ready();
+    const other = await startAny(start);
     other.send(`go ${any('depth 1', 'depth 4', 'movetime 2')}`);
     await pauseUpTo(4);
     await other.quit();
   });
-  // A search that was stopped before has its move still to come. A mated side gets its whole answer
-  // or none.
+  // A search that has been stopped still gives its move. A mated side gets a whole answer or none.
   for (const [position, text] of [
     [startpos, 'stop\nquit'],
     ['fen 3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', 'quit'],
   ]) {
     await repeat(forBuild(100, 10), async () => {
-      const other = await start();
-      other.send(`setoption name Threads value ${any(1, 2, 4)}`, `position ${position}`);
-      other.bytes(`go ${endless()}\n${text}\n`);
+      const other = await startAny(start);
+      other.bytes(`position ${position}\ngo ${endless()}\n${text}\n`);
       if (position === startpos) await other.bestmove(stopped);
       await other.exit();
     });
   }
 });
 
-conversation('a go among the arguments ends at once with status 0 and without a line', async () => {
+conversation('a go as the argument ends at once with status 0 and without a line', async () => {
   for (const words of ['go', 'go infinite', 'go depth 60', 'go ponder', 'go movetime 5000']) {
     await repeat(forBuild(10, 1), async () => {
       const other = new Talk({ args: words.split(' ') });
@@ -183,11 +189,10 @@ conversation('a go among the arguments ends at once with status 0 and without a 
 
 const tooLarge = (size) => new RegExp(`\\b${size} MB\\b.*\\b(1|2|4|8|16|32|64|128) MB$`);
 
-conversation('a Hash that cannot be had is said, with the size used instead', async (talk) => {
-  // The default.
-  await talk.next(/\b256 MB\b.*\b128 MB$/);
+conversation('a Hash that cannot be had is reported with the size used instead', async (talk) => {
+  await talk.next(/\b256 MB\b.*\b128 MB$/); // the default size
   await talk.ready();
-  // Forced down to 32768, and rounded up to a power of two.
+  // Clamped to 32768, and rounded up to a power of two.
   for (const size of [40000, 2147483647, 32768, 16385]) {
     talk.send(`setoption name Hash value ${size}`);
     await talk.next(tooLarge(32768));
@@ -196,11 +201,8 @@ conversation('a Hash that cannot be had is said, with the size used instead', as
   }
   talk.send('setoption name Hash value 16384');
   await talk.next(tooLarge(16384));
-  // During a search, which ends first.
-  talk.send('go infinite');
-  await pause(20);
-  talk.send('setoption name Hash value 1024');
-  await talk.bestmove(stopped);
+  // A running search ends first.
+  await interrupt(talk, 'infinite', 20, 'setoption name Hash value 1024');
   await talk.next(tooLarge(1024));
   await talk.go('depth 6', silent);
   talk.send('setoption name Hash value 1');
@@ -224,22 +226,19 @@ conversation('ucinewgame answers readyok, and so does the isready right after it
   }
 }, { slack: 6 });
 
-conversation('stop and ponderhit without a search say nothing and spoil nothing', async (talk) => {
+conversation('stop and ponderhit without a search do and say nothing', async (talk) => {
   for (const command of ['stop', 'ponderhit']) {
     talk.send(command);
     await talk.ready();
     await talk.go('depth 8', silent);
     talk.send(...Array(100).fill(command));
     await talk.ready();
-    // Idle means idle again after a search, and after one that was stopped.
-    talk.send('go infinite');
-    await pause(20);
-    talk.send('stop');
-    await talk.bestmove(stopped);
+    // The same after a search that was stopped.
+    await interrupt(talk, 'infinite', 20, 'stop');
     talk.send(command);
     await talk.ready();
     await talk.go('movetime 30');
-    // A ponder search that starts then isn't hit yet.
+    // A ponder search that starts later isn't hit by an earlier ponderhit.
     talk.send(command, 'go ponder wtime 100 btime 100');
     await talk.silence(200);
     talk.send('stop');
@@ -247,7 +246,7 @@ conversation('stop and ponderhit without a search say nothing and spoil nothing'
   }
 });
 
-conversation('isready is answered at once and whole, in a search too', async (talk, start) => {
+conversation('isready is answered at once and whole, during a search too', async (talk, start) => {
   const endgame = 'fen 8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1';
   for (const threads of [1, 4]) {
     for (const position of [startpos, 'fen 8/k7/8/6QQ/qq6/8/7K/8 w - - 0 1', endgame]) {
@@ -255,13 +254,12 @@ conversation('isready is answered at once and whole, in a search too', async (ta
       other.send(`setoption name Threads value ${threads}`, 'setoption name Hash value 16');
       await other.ready();
       other.send(`position ${position}`, 'go infinite');
-      // One by one.
       await repeat(100, async () => {
         other.send('isready');
         await other.until('readyok', 5000);
         await pauseUpTo(1);
       });
-      // All together: the answers come before the result, each whole.
+      // All at once: the answers come before the result, each in one piece.
       other.send(...Array(100).fill('isready'));
       await other.silence(100);
       other.send('stop');
@@ -289,7 +287,7 @@ conversation('odd limits of go give a legal move', async (talk) => {
   const clocks = (time) => `wtime ${time} btime ${time} winc ${time} binc ${time}`;
   for (const position of [startpos, middlegame]) {
     talk.send(`position ${position}`);
-    // No time to search, but for a move.
+    // The time is just enough for a move.
     for (const words of ['movetime 1', 'movetime -1', `movetime ${least}`, clocks(least),
       `${clocks(least)} movestogo ${least}`, clocks(-10), clocks(0), clocks(1), clocks(10),
       `${clocks(11)} movestogo 1`, 'wtime 80 btime 80 movestogo 40', 'depth 0 movetime 20',
@@ -299,20 +297,19 @@ conversation('odd limits of go give a legal move', async (talk) => {
     ]) {
       await talk.go(words);
     }
-    // A depth below 1 is over after the first iteration, 0 is none. A number that can't be read
-    // ends the reading, and the search starts all the same.
+    // A negative depth ends after the first iteration. Nothing is read after a number that can't be
+    // read, and the search starts all the same.
     for (const words of ['depth -1', 'depth -1 movetime 100', `depth ${least}`, 'depth 1 infinity',
       `${clocks(most)} depth 3`, `${clocks(most)} movestogo ${most} depth 3`,
-      'movetime 214748364 depth 3',
-      `movetime ${most} depth 3`, 'nodes 99999999999 depth 2', 'depth 3 wtime',
-      'depth 3 movetime x infinite', 'depth 2 nodes x', 'depth 2 nodes -1 x y',
+      'movetime 214748364 depth 3', `movetime ${most} depth 3`, 'nodes 99999999999 depth 2',
+      'depth 3 wtime', 'depth 3 movetime x infinite', 'depth 2 nodes x', 'depth 2 nodes -1 x y',
     ]) {
       await talk.go(words, silent);
     }
+    // No limit: a depth of 0 is none.
     for (const words of ['depth 0', 'movetime 0', 'movetime 0 depth 0', 'depth 1000',
-      `depth ${most}`,
-      'nodes 1', 'nodes 99999999999', 'mate 1', 'infinite depth 2 movetime 10 wtime 10',
-      `${clocks(most)} movestogo ${most}`,
+      `depth ${most}`, 'nodes 1', 'nodes 99999999999', 'mate 1',
+      'infinite depth 2 movetime 10 wtime 10', `${clocks(most)} movestogo ${most}`,
     ]) {
       talk.send(`go ${words}`);
       await talk.until(depth10, 60000);
@@ -320,10 +317,7 @@ conversation('odd limits of go give a legal move', async (talk) => {
       await talk.bestmove(info);
     }
     for (const words of ['wtime 99999999999999999999', 'movetime x']) {
-      talk.send(`go ${words}`);
-      await pause(20);
-      talk.send('stop');
-      await talk.bestmove(stopped);
+      await interrupt(talk, words, 20, 'stop');
     }
   }
 });
@@ -344,9 +338,8 @@ conversation('games of up to 6001 plies are played, counted and searched', async
 
 // All kinds of `go`.
 const limits = [
-  '', 'depth 1', 'depth 3', 'depth 20', 'depth 0', 'depth -1', 'depth 1000', 'ponder',
-  'movetime 100',
-  'movetime 0', 'movetime 1', 'movetime -1', 'nodes 100', 'mate 1', 'wtime 1 btime 1',
+  '', 'depth 1', 'depth 3', 'depth 20', 'depth 0', 'depth -1', 'depth 1000', 'ponder', 'mate 1',
+  'movetime 100', 'movetime 0', 'movetime 1', 'movetime -1', 'nodes 100', 'wtime 1 btime 1',
   'wtime 600000 btime 600000 winc 1000 binc 1000', 'ponder wtime 1000 btime 1000 movestogo 1',
 ];
 
@@ -370,13 +363,13 @@ conversationWith([1, 2, 4, 8], 'a side without a move gets none, without a stop'
   }
 });
 
-conversationWith([4, 8, 2, 1], 'an only move is played at once', async (talk, threads) => {
+conversationWith([4, 8, 2, 1], 'the only legal move is played at once', async (talk, threads) => {
   for (const [fen, move] of [
     ['2r4k/3n4/5n2/4pP2/3K4/2PPP3/8/8 w - e6 0 2', 'f5e6'],
     ['8/8/2ppp3/3k4/4Pp2/5N2/3N4/2R4K b - e3 0 1', 'f4e3'],
   ]) {
     talk.send(`position fen ${fen}`);
-    // With more threads the one that is chosen can have a line of its own.
+    // With more threads, the one that is chosen may have written a line.
     await repeat(forBuild(5, 1), async () => {
       for (const words of limits) await talk.go(words, { move, silent: threads === 1 });
     });
@@ -390,18 +383,14 @@ conversationWith([4, 8, 2, 1], 'an only move is played at once', async (talk, th
 
 conversationWith([1, 4], 'ponder searches end by ponderhit or stop', async (talk) => {
   talk.send('setoption name Ponder value true', 'position startpos moves e2e4');
-  // At once: the search goes on as a timed one.
+  // At once: the search goes on with its clock.
   await repeat(forBuild(10, 5), async () => {
     talk.bytes('go ponder wtime 300 btime 300\nponderhit\n');
     await talk.bestmove();
   });
-  await repeat(forBuild(15, 8), async () => {
-    talk.send('go ponder wtime 300 btime 300');
-    await pauseUpTo(30);
-    talk.send('ponderhit');
-    await talk.bestmove();
-  });
-  // Long after the budget: nothing comes until ponderhit, which ends the search.
+  await repeat(forBuild(15, 8), () =>
+    interrupt(talk, 'ponder wtime 300 btime 300', 30, 'ponderhit', {}));
+  // Long after the budget: there is no result before ponderhit, which ends the search.
   await repeat(2, async () => {
     talk.send('go ponder wtime 300 btime 300');
     await talk.silence(400);
@@ -409,28 +398,24 @@ conversationWith([1, 4], 'ponder searches end by ponderhit or stop', async (talk
     await talk.bestmove({ patience: 1000 });
     await talk.ready();
   });
-  // The soft budget is about half a second, the hard one 3 s.
+  // After the soft budget of about half a second, before the hard one of 3 s.
   talk.send('go ponder wtime 20000 btime 20000');
   await talk.silence(1500);
   talk.send('ponderhit');
   await talk.bestmove();
-  // stop doesn't need a ponderhit.
+  // stop needs no ponderhit, and a later one does nothing.
   await repeat(forBuild(15, 8), async () => {
-    talk.send('go ponder wtime 300 btime 300');
-    await pauseUpTo(40);
-    await talk.silence(0);
-    talk.send('stop');
-    await talk.bestmove(stopped);
+    await interrupt(talk, 'ponder wtime 300 btime 300', 40, 'stop');
     talk.send('ponderhit');
     await talk.ready();
   });
-  // A search that has nothing left to do doesn't wait: the result comes before ponderhit.
+  // A search that reaches its depth doesn't wait for ponderhit.
   await talk.go('ponder depth 3 wtime 60000 btime 60000', silent);
   talk.send('ponderhit', 'stop');
   await talk.ready();
 });
 
-conversationWith([1, 2], 'position and options do not disturb a search', async (talk) => {
+conversationWith([1, 2], 'position and setoption do not disturb a search', async (talk) => {
   talk.send(`position ${middlegame}`, 'go infinite');
   await pause(30);
   talk.send('position startpos moves e2e4');
@@ -447,7 +432,6 @@ conversationWith([1, 2], 'position and options do not disturb a search', async (
   talk.send('stop');
   await talk.bestmove();
   await talk.go('depth 6', silent);
-  // At any moment, many times.
   await repeat(10, async () => {
     talk.send('go movetime 30');
     await repeat(20, () => talk.send(`position startpos moves ${knights(any(0, 1, 2, 3))}`));
@@ -455,35 +439,18 @@ conversationWith([1, 2], 'position and options do not disturb a search', async (
   });
 });
 
-conversation('position startpos with moves, and with nothing after the word', async (talk) => {
-  for (const words of ['startpos moves', 'startpos', 'startpos moves ', 'startpos ']) {
-    talk.send('position startpos moves e2e4');
-    await talk.board();
-    talk.send(`position ${words}`);
-    await talk.board('rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR');
-    await talk.checkPerft(2);
-    await talk.go('depth 5', silent);
-  }
-  talk.send('position fen 4k3/8/8/8/8/8/4P3/4K3 w - - 0 1 moves');
-  await talk.board('4k3/8/8/8/8/8/4P3/4K3');
-  await talk.go('depth 5', silent);
-});
-
 conversation('stop 0 to 5 ms after go gets one result each time', async (talk) => {
   for (const threads of [1, 2]) {
     talk.send(`setoption name Threads value ${threads}`);
     talk.send(`position ${any('startpos', 'startpos moves e2e4 e7e5')}`);
     await repeat(forBuild(1000, 150, 100), async () => {
-      talk.send(any('go', 'go infinite', 'go ponder', 'go depth 60'));
-      await pauseUpTo(5);
-      talk.send('stop');
-      await talk.bestmove(stopped);
-      // Nothing more comes, and a stop too many says nothing.
+      await interrupt(talk, any('', 'infinite', 'ponder', 'depth 60'), 5, 'stop');
+      // Nothing more comes, and a second stop says nothing.
       talk.send('stop');
       await talk.ready();
     });
   }
-  // Three threads and more, in one breath.
+  // Three threads and more, both commands in one write.
   for (const threads of [3, 8]) {
     talk.send(`setoption name Threads value ${threads}`);
     await repeat(forBuild(100, 20), async () => {
@@ -504,7 +471,7 @@ conversation('NUL, high bytes and lines of 64 KB are unknown commands', async (t
     await talk.board();
     await talk.ready();
   }
-  // Known commands with such words after them.
+  // The same as the arguments of known commands.
   const long = 'x'.repeat(65536);
   talk.send(`isready ${long}`);
   await talk.next('readyok');
@@ -531,36 +498,19 @@ conversation('NUL, high bytes and lines of 64 KB are unknown commands', async (t
 conversationWith([1, 4], 'commands that change tables end a search first', async (talk) => {
   talk.send('position startpos');
   await repeat(forBuild(40, 8), async () => {
-    talk.send(`go ${endless()}`);
-    await pauseUpTo(20);
-    talk.send('ucinewgame');
-    await talk.bestmove(stopped);
+    await interrupt(talk, endless(), 20, 'ucinewgame');
     await talk.next('readyok');
-    talk.send(`go ${endless()}`);
-    await pauseUpTo(20);
-    talk.send(`setoption name Hash value ${any(1, 2, 16, 64)}`, 'isready');
-    await talk.bestmove(stopped);
+    await interrupt(talk, endless(), 20, `setoption name Hash value ${any(1, 2, 16, 64)}\nisready`);
     await talk.next('readyok');
-    talk.send(`go ${endless()}`);
-    await pauseUpTo(20);
-    talk.send('perft 1');
-    await talk.bestmove(stopped);
+    await interrupt(talk, endless(), 20, 'perft 1');
     await talk.next('+---+---+---+---+---+---+---+---+');
     await talk.until(/^Perft results for depth: 1 {2}20 /);
-    talk.send(`go ${endless()}`);
-    await pauseUpTo(20);
-    talk.send('texel'); // its file is missing
-    await talk.bestmove(stopped);
+    await interrupt(talk, endless(), 20, 'texel'); // its file is missing
     await talk.next(/tuning not executed/);
-  });
-  // A search that is about to end by itself.
-  await repeat(forBuild(40, 8), async () => {
-    talk.send(`go ${any('depth 1', 'depth 4', 'movetime 2')}`);
-    await pauseUpTo(4);
-    const isNewGame = random() < 0.5;
-    talk.send(isNewGame ? 'ucinewgame' : 'setoption name Hash value 1');
-    await talk.bestmove(stopped);
-    if (isNewGame) await talk.next('readyok');
+    // A search that is about to end by itself.
+    const line = any('ucinewgame', 'setoption name Hash value 1');
+    await interrupt(talk, any('depth 1', 'depth 4', 'movetime 2'), 4, line);
+    if (line === 'ucinewgame') await talk.next('readyok');
   });
   await talk.go('depth 6');
 });
@@ -573,20 +523,16 @@ conversation('Threads from 1 to 64 and back, idle and during a search', async (t
     await talk.ready();
     await talk.go('depth 5', silent);
   }
-  // During a search the command waits for its end.
+  // During a search the command waits for the end of the search.
   for (const threads of [8, 1, 3, 64, 2, 2, 64, 1]) {
     talk.send('go movetime 50', `setoption name Threads value ${threads}`, 'isready');
     await talk.bestmove({ unanswered: true });
     await talk.next('readyok');
     await talk.go('depth 5', silent);
   }
-  // A search that is over at any moment.
-  await repeat(forBuild(40, 8), async () => {
-    talk.send(`go ${any('depth 1', 'depth 3', 'movetime 1')}`);
-    await pauseUpTo(3);
-    talk.send(`setoption name Threads value ${any(1, 2, 3, 16)}`);
-    await talk.bestmove();
-  });
+  // A search that may end at any moment.
+  await repeat(forBuild(40, 8), () => interrupt(talk, any('depth 1', 'depth 3', 'movetime 1'), 3,
+    `setoption name Threads value ${any(1, 2, 3, 16)}`, {}));
 });
 
 conversationWith([1, 2], 'a go during a search waits, and each gets its result', async (talk) => {
@@ -598,30 +544,18 @@ conversationWith([1, 2], 'a go during a search waits, and each gets its result',
   await talk.bestmove({ unanswered: true });
   await talk.until('readyok');
   await talk.bestmove();
-  // The limits of the second hold for the first as well, as far as it still runs.
-  talk.send('go infinite');
-  await pause(30);
-  talk.send('go movetime 50');
-  await talk.bestmove(stopped);
+  // The limits of the second also apply to the first if that is still running.
+  await interrupt(talk, 'infinite', 30, 'go movetime 50');
   await talk.bestmove();
   await talk.ready();
-  // Two searches without a limit, in a position whose search ends by itself.
+  // Two searches without a limit, in a position where a search ends by itself.
   talk.send(`position ${stalemated}`, 'go infinite', 'go infinite');
   await repeat(2, () => talk.bestmove());
   talk.send('stop');
   await talk.ready();
 });
 
-conversation('white space of any sort separates words and nothing more', async (talk) => {
-  for (const line of [
-    'position startpos moves e2e4\r', '   position   startpos   moves   e2e4    ',
-    '\tposition\tstartpos\tmoves\te2e4\t', '\v\fposition startpos moves\r\r e2e4',
-  ]) {
-    talk.send('position startpos');
-    await talk.board();
-    talk.send(line);
-    await talk.board('rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq e3 0 1');
-  }
+conversation('lines may begin with spaces and tabs and end with carriage returns', async (talk) => {
   talk.bytes('isready\r\nuci\r\n');
   await talk.next('readyok');
   await talk.next('id name Quillon Version 2.0');
@@ -630,10 +564,6 @@ conversation('white space of any sort separates words and nothing more', async (
   await talk.bestmove(silent);
   talk.bytes('\tstop\r\n isready\t\r\n');
   await talk.next('readyok');
-  for (const line of ['', '    ', '\t', '\r']) {
-    talk.send(line);
-    await talk.next('Unknown command');
-  }
   talk.bytes('   quit\r\n');
   await talk.exit();
 });

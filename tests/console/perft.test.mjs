@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The move generator's self test: the file of known counts, the `rtest` command that checks the
-// engine against it, and the `perft` command.
+// The self-test of the move generator: the file of known counts, the command `rtest` that checks
+// the engine against it, and the command `perft`.
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
@@ -10,9 +10,8 @@ import path from 'node:path';
 import { test } from 'node:test';
 import { startFen } from '../../tools/lib/chess.mjs';
 import { readPerftFile } from './perft-file.mjs';
-import {
-  banner, conversation, leaves, pictureOf, sourceDir, Talk,
-} from './talk.mjs';
+import { readUse } from './process.mjs';
+import { banner, conversation, leaves, pictureOf, sourceDir, Talk } from './talk.mjs';
 
 const { base, extended, full } = readPerftFile();
 
@@ -32,24 +31,21 @@ conversation('rtest finds every count of the base section and says so', async (t
   talk.send('rtest');
   const lines = await talk.until(/^Results of the perft checks/, 120000);
   assert.equal(lines.at(-1), 'Results of the perft checks is OK: 1');
-  assert.equal(lines.length - 1, base.length, 'one line for each record, none of "extended"');
+  assert.equal(lines.length - 1, base.length, 'one line for each base record');
   for (const [i, { fen, depth, count }] of base.entries()) {
     assert.match(lines[i], /; \d+$/, 'the time in nanoseconds comes last');
     assert.equal(lines[i].replace(/\d+$/, ''), `1; ${fen}; ${depth}; ${count}; ${count}; `);
   }
-  // The check works on a record of its own.
+  // The check uses a position record of its own.
   await talk.checkPerft(1);
 });
 
 conversation('perft leaves a table of 256 MB and rtest one of 128 MB', async (talk) => {
-  const megabytes = () => {
-    const status = fs.readFileSync(`/proc/${talk.child.pid}/status`, 'utf8');
-    return Number(/^VmData:\s*(\d+) kB$/m.exec(status)[1]) / 1024;
-  };
+  const megabytes = () => readUse(talk.child.pid).data / 1024;
   talk.send('setoption name Hash value 64');
   await talk.ready();
   const before = megabytes() - 64;
-  // Rounded, since a thread's stack may come or go.
+  // Rounded, because thread stacks come and go.
   const tableSize = () => Math.round((megabytes() - before) / 64) * 64;
   await talk.perft(1);
   assert.equal(tableSize(), 256);
@@ -68,7 +64,7 @@ test('rtest reads perft.txt from the first place that has one', (t) => {
   };
   assert.ok(process.env.QUILLON_PLACES, 'QUILLON_PLACES is set by the build');
   fs.copyFileSync(process.env.QUILLON_PLACES, file('root/bin/quillon'));
-  // Started through a link in another folder, where the engine must not look.
+  // Started through a link in a folder where the engine must not look.
   fs.symlinkSync('../root/bin/quillon', file('links/quillon'));
   fs.writeFileSync(file('links/perft.txt'), 'not a record\n');
   const rtest = () =>
@@ -77,11 +73,9 @@ test('rtest reads perft.txt from the first place that has one', (t) => {
   const greeting = `${banner.join('\n')}\n`;
   assert.equal(rtest(), `${greeting}There seems to be a problem with the perftFile. check of the `
     + 'move generator not executed\n');
-  // From the last place to the first, so that each new file has to win over the ones before. The
-  // first place is compiled into this engine.
-  const places = [
-    '.', 'root/share/games/quillon', 'root/share/quillon', 'root/bin', 'compiled-in',
-  ];
+  // From the last place to the first, so that each new file takes precedence over the earlier ones.
+  // The first place is compiled into this engine.
+  const places = ['.', 'root/share/games/quillon', 'root/share/quillon', 'root/bin', 'compiled-in'];
   for (const [i, place] of places.entries()) {
     const board = startFen.replace(/1$/, i + 1);
     fs.writeFileSync(file(place, 'perft.txt'), `${board};1;20\n`);
@@ -91,8 +85,7 @@ test('rtest reads perft.txt from the first place that has one', (t) => {
   }
 });
 
-test('the arguments "perft 4" count 197281 from the start and end the process', async (t) => {
-  // The input stays open: with arguments it is never read.
+test('the arguments "perft 4" count 197281 and end the process, its input open', async (t) => {
   const talk = await Talk.start(t, { args: ['perft', '4'] });
   const lines = await talk.finish();
   assert.deepEqual(lines.slice(0, 17), pictureOf(startFen));
@@ -101,7 +94,7 @@ test('the arguments "perft 4" count 197281 from the start and end the process', 
   assert.equal(lines.length, 19);
 });
 
-conversation('perft draws the board, then gives time, depth, count and speed', async (talk) => {
+conversation('perft draws the board, then prints time, depth, count and speed', async (talk) => {
   const fen = 'r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1';
   talk.send(`position fen ${fen}`);
   const { lines, count } = await talk.perft(2);

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
-// What the console promises, command by command: start and end of the process, the texts, the
-// options, the positions, and the lines of a search. What a short run of a sanitizer build should
-// see as well is in protocol.san.test.mjs and conversations.san.test.mjs.
+// What the console promises, command by command: start and end of the process, texts, options,
+// positions, and the lines of a search. Conversations that also run in sanitizer builds are in
+// protocol.san.test.mjs and conversations.san.test.mjs.
 
 import assert from 'node:assert/strict';
-import fs from 'node:fs';
 import { test } from 'node:test';
-import { playUci, readPosition } from '../../tools/lib/chess.mjs';
+import { playUci, readPosition, startFen } from '../../tools/lib/chess.mjs';
 import { readPerftFile } from './perft-file.mjs';
+import { readUse } from './process.mjs';
 import { banner, conversation, pictureOf, Talk } from './talk.mjs';
 
-const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 const middlegame = 'r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR w KQ - 5 9';
 
 const uciAnswer = [
@@ -33,18 +32,13 @@ const unknown = ['Unknown command'];
 
 // Start and end of the process
 
-conversation('the banner comes by itself, and nothing else', async (talk) => {
+conversation('the engine prints its banner and nothing else', async (talk) => {
   await talk.quit();
   assert.deepEqual(talk.texts, banner);
 });
 
-// Runs the engine with arguments, its input open, and returns the lines after the banner.
-async function runWithArguments(t, args) {
-  const talk = await Talk.start(t, { args });
-  return talk.finish();
-}
-
-test('any command can be an argument, and its words one or several', async (t) => {
+test('any command can be given as one argument or several', async (t) => {
+  const linesAfterBanner = async (args) => (await Talk.start(t, { args })).finish();
   for (const [args, lines] of [
     [['uci'], uciAnswer],
     [['help'], helpAnswer],
@@ -55,10 +49,10 @@ test('any command can be an argument, and its words one or several', async (t) =
     [['frobnicate'], unknown],
     [[''], unknown],
   ]) {
-    assert.deepEqual(await runWithArguments(t, args), lines);
+    assert.deepEqual(await linesAfterBanner(args), lines);
   }
   for (const args of [['perft', '3'], ['perft 3']]) {
-    const lines = await runWithArguments(t, args);
+    const lines = await linesAfterBanner(args);
     assert.deepEqual(lines.slice(0, 17), pictureOf(startFen));
     assert.match(lines.at(-1), /^Perft results for depth: 3 {2}8902 {2}/);
   }
@@ -66,10 +60,10 @@ test('any command can be an argument, and its words one or several', async (t) =
 
 // Words of a line
 
-conversation('uci, isready and help write their texts; one word counts', async (talk) => {
+conversation('uci, isready and help print their texts, whatever follows the word', async (talk) => {
   for (const [line, answer] of [
-    ['uci', uciAnswer], ['uci isready quit', uciAnswer], ['isready', ['readyok']], ['help',
-      helpAnswer],
+    ['uci', uciAnswer], ['uci isready quit', uciAnswer], ['isready', ['readyok']],
+    ['help', helpAnswer],
   ]) {
     talk.send(line);
     for (const text of answer) await talk.next(text);
@@ -79,8 +73,7 @@ conversation('uci, isready and help write their texts; one word counts', async (
 conversation('an unknown word, upper case or no word gets "Unknown command"', async (talk) => {
   for (const line of [
     '', '    ', '\t', '\r', 'frobnicate', 'e2e4', 'position1 startpos', 'UCI', 'Isready', 'QUIT',
-    'Perft 1',
-    'HELP', 'Go depth 1',
+    'Perft 1', 'HELP', 'Go depth 1',
   ]) {
     assert.deepEqual(await talk.reply(line), unknown, JSON.stringify(line));
   }
@@ -92,8 +85,7 @@ conversation('help and an unknown command change no state', async (talk) => {
   await talk.reply('help');
   await talk.reply('frobnicate');
   await talk.board();
-  const { depth } = await talk.perft(); // the depth is remembered too
-  assert.equal(depth, 2);
+  assert.equal((await talk.perft()).depth, 2); // the depth is remembered too
 });
 
 // showboard and perft
@@ -138,14 +130,11 @@ conversation('the first bare perft runs depth 6, a later one the last depth', as
 
 // Options
 
-// Threads beside the main one.
-const threadsOf = ({ child }) => fs.readdirSync(`/proc/${child.pid}/task`).length - 1;
-const megabytesOf = ({ child }) => {
-  const status = fs.readFileSync(`/proc/${child.pid}/status`, 'latin1');
-  return Number(/^VmSize:\s+(\d+) kB$/m.exec(status)[1]) / 1024;
-};
+// Threads without the main one.
+const threadsOf = ({ child }) => readUse(child.pid).threads - 1;
+const megabytesOf = ({ child }) => readUse(child.pid).size / 1024;
 
-conversation('Threads is forced into 1 to 64 without a word', async (talk) => {
+conversation('Threads is silently clamped to 1 to 64', async (talk) => {
   await talk.reply('setoption name Hash value 1'); // the thread that warms the table has ended
   assert.equal(threadsOf(talk), 1);
   for (const [value, threads] of [
@@ -156,7 +145,7 @@ conversation('Threads is forced into 1 to 64 without a word', async (talk) => {
   }
 });
 
-conversation('Hash is forced up to 1 megabyte without a word', async (talk) => {
+conversation('Hash is silently raised to 1 megabyte', async (talk) => {
   await talk.reply('setoption name Hash value 256');
   const before = megabytesOf(talk);
   for (const value of ['0', '-1']) {
@@ -167,8 +156,8 @@ conversation('Hash is forced up to 1 megabyte without a word', async (talk) => {
   }
 });
 
-conversation('unknown names and any text for Ponder do and say nothing', async (talk) => {
-  await talk.reply('setoption name Hash value 16'); // small, so that its pages are soon touched
+conversation('unknown options and any value of Ponder do and say nothing', async (talk) => {
+  await talk.reply('setoption name Hash value 16'); // small enough to be touched soon
   const size = megabytesOf(talk);
   for (const words of [
     ' name hash value 1', ' name Clear Hash', ' name Hash Size value 1', ' name threads value 4',
@@ -197,7 +186,7 @@ for (const line of [
 
 // Positions
 
-conversation('a wrong or missing first word changes nothing', async (talk) => {
+conversation('position with a wrong or missing first word changes nothing', async (talk) => {
   talk.send('position startpos moves e2e4');
   for (const words of ['', ' moves d2d4', ' Startpos', ' e7e5']) {
     assert.deepEqual(await talk.reply(`position${words}`), []);
@@ -207,17 +196,23 @@ conversation('a wrong or missing first word changes nothing', async (talk) => {
 
 const castling = 'fen r3k2r/8/8/8/8/8/8/R3K2R b KQkq - 4 9';
 const ep = 'fen r3k2r/8/8/8/3pP3/8/8/R3K2R b - - 0 1';
-for (const [title, proper, texts] of [
-  ['any word after startpos stands for "moves"', 'startpos moves e2e4 e7e5',
-    ['startpos with e2e4 e7e5']],
+const oneMove = 'startpos moves e2e4';
+for (const [title, proper, lines] of [
+  ['any word after startpos stands for "moves"', `${oneMove} e7e5`, ['startpos with e2e4 e7e5']],
+  ['there may be no moves after startpos', 'startpos',
+    ['startpos', 'startpos ', 'startpos moves', 'startpos moves ']],
+  ['there may be no moves after a FEN', castling, [`${castling} moves`]],
   ['a FEN with repeated spaces or a carriage return is the same FEN', castling,
     [castling.replaceAll(' ', '   '), `${castling}\r`]],
-  ['missing fields of a FEN: no rights, no en passant, no moves', ep,
+  ['a FEN without its last fields has no rights and no en passant square', ep,
     [3, 4, 5, 6, 7].map((words) => ep.split(' ', words).join(' '))],
+  ['white space of any kind separates words', oneMove,
+    [`${oneMove}\r`, '   startpos   moves   e2e4    ', '\tstartpos\tmoves\te2e4\t',
+      '\v\fstartpos moves\r\r e2e4']],
 ]) {
   conversation(title, async (talk) => {
-    for (const text of texts) {
-      talk.send('position startpos', `position ${text}`);
+    for (const line of lines) {
+      talk.send('position startpos moves d2d4', `position ${line}`);
       await talk.board(readPosition(proper).fen());
       for (const depth of [1, 2, 3]) await talk.checkPerft(depth, proper);
     }
@@ -226,20 +221,20 @@ for (const [title, proper, texts] of [
 
 // Lines of a search
 
-conversation('below depth 10 only the result is written, also by threads', async (talk) => {
+conversation('below depth 10 only the result is written, with threads too', async (talk) => {
   talk.send(`position fen ${middlegame}`);
   for (const depth of [1, 2, 5, 9]) await talk.go(`depth ${depth}`, { silent: true });
   talk.send('setoption name Threads value 4');
   for (let i = 0; i < 10; i++) await talk.go('depth 5', { silent: true });
 });
 
-conversation('the first line is that of depth 10, and each depth has one', async (talk) => {
+conversation('the first line is that of depth 10, and each depth has one line', async (talk) => {
   talk.send(`position fen ${middlegame}`);
   const { best, ponder, infos } = await talk.go('depth 13');
   assert.deepEqual(infos.map(({ depth }) => depth), [10, 11, 12, 13]);
   for (const [i, info] of infos.entries()) {
     assert.equal(info.kind, 'cp');
-    assert.equal(info.helper, false, 'hashfull is in each line, and reads 0');
+    assert.equal(info.helper, false, 'each line has hashfull 0');
     assert.ok(info.selDepth >= info.depth - 1 && info.selDepth <= 127, info.text);
     assert.ok(info.pv.length <= info.depth, info.text);
     if (i > 0) assert.ok(info.nodes > infos[i - 1].nodes, info.text);
@@ -259,19 +254,19 @@ conversation('the same search gives the same lines after ucinewgame', async (tal
   assert.notDeepEqual(await search(talk), first);
   await talk.newGame();
   assert.deepEqual(await search(talk), first);
-  // Other games leave no trace either.
+  // Another game leaves no trace.
   talk.send('position startpos moves e2e4 e7e5 g1f3');
   await talk.go('depth 10');
   await talk.newGame();
   assert.deepEqual(await search(talk), first);
-  assert.deepEqual(await search(await start()), first, 'nor does it matter which process searches');
+  assert.deepEqual(await search(await start()), first, 'another process');
 });
 
 // Mates
 
-// Moves to the mate, negative for the side that is mated. In those
-// that are marked quiet first moves mate, and reductions and pruning let the search meet a longer
-// mate before the shortest: what it announces must be a mate all the same.
+// Moves to the mate, negative for the side that is mated. In the rows marked true the first move is
+// quiet, and reductions and pruning let the search find a longer mate first; what it announces must
+// still be a mate.
 for (const [fen, mate, isLonger = false] of [
   ['6k1/5ppp/8/8/8/8/8/K2R4 w - - 0 1', 1],
   ['7k/8/5K2/8/8/8/8/6Q1 w - - 0 1', 1],
@@ -298,18 +293,18 @@ for (const [fen, mate, isLonger = false] of [
     const { best, infos } = await talk.go('');
     const last = infos.at(-1);
     assert.equal(last.kind, 'mate');
-    // The engine's own count: for the side that is mated it is one lower than usual.
+    // The engine counts one move more for the side that is mated.
     const said = last.score > 0 ? last.score : last.score + 1;
     assert.equal(Math.sign(said), Math.sign(mate));
     if (isLonger) assert.ok(Math.abs(said) >= Math.abs(mate), 'no shorter than the shortest');
     else {
       assert.equal(said, mate);
       assert.equal(infos.filter(({ kind }) => kind === 'mate').length, 1);
-      // A mate within the depth searched: its plies are 2n - 1 for the winner, 2n for the loser.
+      // The search is deep enough: a mate takes 2n - 1 plies for the winner, 2n for the loser.
       assert.ok(last.depth >= (mate > 0 ? 2 * mate - 1 : -2 * mate), last.text);
       if (last.depth < 10) assert.equal(infos.length, 1, 'no other line below depth 10');
     }
-    // The line begins with the move, and one of full length ends in the mate.
+    // The PV begins with the best move, and if it is long enough, it ends in the mate.
     assert.equal(last.pv[0], best);
     const chess = readPosition(`fen ${fen}`);
     for (const move of last.pv) playUci(chess, move);
@@ -318,7 +313,7 @@ for (const [fen, mate, isLonger = false] of [
   });
 }
 
-conversation('go infinite goes on beyond a mate, with two lines a depth', async (talk) => {
+conversation('go infinite goes on after a mate, with two lines a depth', async (talk) => {
   talk.send('position fen 8/4k3/R7/1R6/8/8/8/7K w - - 0 1', 'go infinite');
   await talk.until(/^info score mate 2 depth 12 /, 60000);
   talk.send('stop');

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the command lines of the tools have in common: reading them, one clear line for what is
-// wrong, which engine to start, and a bar that shows how far long work has come.
+// What the tools share: command lines, one clear line for each error, the engine to start, and a
+// progress line.
 
 import fs from 'node:fs';
 import path from 'node:path';
@@ -11,11 +11,17 @@ import { Engine } from './uci.mjs';
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 
+/** Says in plain words why a file or folder can't be used. */
+function reason({ code, message }, what) {
+  const reasons = { ENOENT: `no such ${what}`, EISDIR: 'is a folder', EACCES: 'permission denied' };
+  return reasons[code] ?? message;
+}
+
 /** A tool's command line. */
 export class Command {
-  /** Reads the arguments; prints the usage and ends with status 0 for --help, and ends with one
-   *  line and status 2 for what it can't take.
-   *  @param {string} name the tool's
+  /** Reads the arguments. Exits with status 0 after printing the usage for --help, and with status
+   *  2 and one line for invalid arguments.
+   *  @param {string} name the tool's name
    *  @param {string} usage
    *  @param {import('node:util').ParseArgsConfig['options']} options without "help" */
   constructor(name, usage, options) {
@@ -37,19 +43,19 @@ export class Command {
     process.stdout.on('error', (error) => process.exit(error.code === 'EPIPE' ? 0 : 1));
   }
 
-  /** Tells what is wrong, in one line. */
+  /** Prints an error in one line. */
   complain(text) {
     console.error(`${this.name}: ${text.replace(/\s*\n\s*/g, ' ')}`);
   }
 
-  /** Tells what is wrong and ends. */
+  /** Prints an error and exits. */
   fail(text, status = 1) {
     this.complain(text);
     process.exit(status);
   }
 
-  /** The whole number of an option, undefined when it isn't given; ends with status 2 when it is
-   *  something else. */
+  /** The whole number given for an option, or undefined. Exits with status 2 if it isn't a number
+   *  in the range. */
   number(name, least, most = Number.MAX_SAFE_INTEGER) {
     const text = this.values[name];
     if (text === undefined) return undefined;
@@ -59,60 +65,50 @@ export class Command {
     return this.fail(`--${name} takes a whole number ${range}, not "${text}"`, 2);
   }
 
-  /** Ends with one line when a file can't be made, before there is anything to lose.
+  /** Exits with one line if a file can't be written, before any work is done.
    *  @param {string} [file] */
   checkOutput(file) {
     if (file === undefined) return;
-    const folder = path.dirname(file);
+    const found = fs.statSync(file, { throwIfNoEntry: false });
+    if (found?.isDirectory()) this.fail(`cannot write ${file}: is a folder`);
     try {
-      fs.accessSync(fs.existsSync(file) ? file : folder, fs.constants.W_OK);
-      if (fs.existsSync(file) && fs.statSync(file).isDirectory()) throw new Error('is a folder');
+      fs.accessSync(found ? file : path.dirname(file), fs.constants.W_OK);
     } catch (error) {
-      const reason = { ENOENT: 'no such folder', EACCES: 'permission denied' }[error.code];
-      this.fail(`cannot write ${file}: ${reason ?? error.message}`);
+      this.fail(`cannot write ${file}: ${reason(error, 'folder')}`);
     }
   }
 
   /** The text of a file, or of standard input for "-".
-   *  @throws in plain words */
+   *  @throws {Error} with a plain reason */
   read(file) {
     try {
       return fs.readFileSync(file === '-' ? 0 : file, 'utf8');
     } catch (error) {
-      const reasons = {
-        ENOENT: 'no such file',
-        EISDIR: 'is a folder',
-        EACCES: 'permission denied',
-      };
-      throw new Error(`${file}: ${reasons[error.code] ?? error.message}`);
+      throw new Error(`${file}: ${reason(error, 'file')}`);
     }
   }
 }
 
-/** The engine that is asked for, that of the environment, the one built here, or the one that is
- *  installed. */
+/** The engine to start: the one given, the one named by QUILLON_ENGINE, the one built here, or the
+ *  installed one. */
 export function engineFile(file) {
-  if (file) return file;
-  if (process.env.QUILLON_ENGINE) return process.env.QUILLON_ENGINE;
   const built = path.join(root, 'build', 'release', 'quillon');
-  return fs.existsSync(built) ? built : 'quillon';
+  return file || process.env.QUILLON_ENGINE || (fs.existsSync(built) ? built : 'quillon');
 }
 
 /** Starts the engine of a command line.
- *  @param {string} [file] Quillon unless given
- *  @param {Record<string, number>} options set where the engine has them
+ *  @param {string} [file] see engineFile()
+ *  @param {Record<string, number>} options set if the engine has them
  *  @returns {Promise<Engine>}
- *  @throws when it can't be started or an option is out of its range */
+ *  @throws if it can't be started or an option is out of its range */
 export async function startEngine(file, options) {
   const engine = await Engine.start(engineFile(file));
   try {
     for (const [name, value] of Object.entries(options)) {
       if (!engine.options.has(name)) continue;
-      const limit = (key) => engine.options.get(name).match(new RegExp(`\\b${key} (-?\\d+)`))?.[1];
-      if (value < Number(limit('min')) || value > Number(limit('max'))) {
-        throw new Error(
-          `${engine.name} takes ${name} from ${limit('min')} to ${limit('max')}, not ${value}`,
-        );
+      const [, min, max] = engine.options.get(name).match(/\bmin (-?\d+) max (-?\d+)/) ?? [];
+      if (value < Number(min) || value > Number(max)) {
+        throw new Error(`${engine.name} takes ${name} from ${min} to ${max}, not ${value}`);
       }
       engine.setOption(name, value);
     }
@@ -124,40 +120,25 @@ export async function startEngine(file, options) {
   return engine;
 }
 
-/** A duration for people.
- *  @param {number} seconds */
-export function duration(seconds) {
-  if (seconds < 90) return `${Math.ceil(seconds)} s`;
-  return seconds < 5400 ? `${Math.round(seconds / 60)} min` : `${(seconds / 3600).toFixed(1)} h`;
-}
-
-/** A bar on standard error, when that is a terminal: how much is done, and about what is left. */
+/** A line on standard error, if that is a terminal, that says how much is done. */
 export class Progress {
-  /** @param {number} total pieces of work
+  /** @param {number} total number of pieces of work
    *  @param {string} what they are, in the plural */
-  constructor(total, what, stream = process.stderr) {
-    this.total = total;
-    this.what = what;
-    this.stream = stream;
-    this.done = 0;
-    this.begin = Date.now();
+  constructor(total, what) {
+    Object.assign(this, { total, what, done: 0 });
   }
 
-  /** Takes the bar away, to let something be printed. */
+  /** Removes the line so that something else can be printed. */
   hide() {
-    if (this.stream.isTTY) this.stream.write('\r\x1b[K');
+    if (process.stderr.isTTY) process.stderr.write('\r\x1b[K');
   }
 
-  /** Shows the bar.
+  /** Shows the line.
    *  @param {number} [done] pieces finished */
   show(done = this.done) {
     this.done = done;
-    if (!this.stream.isTTY || this.total < 2) return;
-    const width = 30;
-    const full = Math.round((width * done) / this.total);
-    const elapsed = (Date.now() - this.begin) / 1000;
-    const left = done ? `, ${duration((elapsed / done) * (this.total - done))} left` : '';
-    const bar = '#'.repeat(full) + '.'.repeat(width - full);
-    this.stream.write(`\r\x1b[K[${bar}] ${done} of ${this.total} ${this.what}${left}`);
+    this.hide();
+    if (!process.stderr.isTTY || this.total < 2) return;
+    process.stderr.write(`${done} of ${this.total} ${this.what}`);
   }
 }

@@ -7,8 +7,8 @@ import { Chess, playText, readFen } from './chess.mjs';
 /** Reads one line.
  *  @param {string} line a position, its two counters if it has them, then operations; the last
  *      semicolon may be missing
- *  @returns {{fen: string, operations: Map<string, string>}} texts without their quotes
- *  @throws when the position can't be played on or an operation has no end */
+ *  @returns {{fen: string, operations: Map<string, string>}} operands without quotes
+ *  @throws if the position is illegal or an operation isn't complete */
 export function parseEpd(line) {
   const [, fields, rest] = line.trim().match(/^(\S+(?:\s+\S+){0,3})\s*(.*)$/) ?? [null, '', ''];
   const counters = rest.match(/^(\d+)\s+(\d+)(?=\s|$)\s*/);
@@ -25,11 +25,11 @@ export function parseEpd(line) {
   return { fen: readFen(`${fields} ${half} ${full}`).fen(), operations };
 }
 
-/** The moves of an operation such as "bm Nf3 O-O".
+/** The moves of an operand such as "Nf3 O-O".
  *  @param {string} fen
  *  @param {string} text moves as people write them, with or without "+", "#", "!"
- *  @returns {Set<string>} in the engine protocol's notation
- *  @throws when one of them isn't legal */
+ *  @returns {Set<string>} in UCI notation
+ *  @throws if one of them isn't legal */
 export function movesOf(fen, text) {
   const moves = new Set();
   for (const word of text.split(/[\s,]+/).filter(Boolean)) {
@@ -40,17 +40,14 @@ export function movesOf(fen, text) {
   return moves;
 }
 
-/** What is asked of an engine in a record.
+/** What a record asks of an engine.
  *  @param {{fen: string, operations: Map<string, string>}} record
- *  @returns {{best: ?Set<string>, avoid: ?Set<string>, mate: ?number}} moves of "bm" and "am", in
- *      the engine protocol's notation, and the number of moves of "dm"
- *  @throws when nothing is asked, or something that can't be */
+ *  @returns {{best: ?Set<string>, avoid: ?Set<string>, mate: ?number}} moves of "bm" and "am" in
+ *      UCI notation, and the number of moves of "dm"
+ *  @throws if it has no task, or an invalid one */
 export function taskOf({ fen, operations }) {
   const task = { best: null, avoid: null, mate: null };
-  for (const [name, key] of [
-    ['bm', 'best'],
-    ['am', 'avoid'],
-  ]) {
+  for (const [name, key] of [['bm', 'best'], ['am', 'avoid']]) {
     if (!operations.has(name)) continue;
     task[key] = movesOf(fen, operations.get(name));
     if (!task[key].size) throw new Error(`"${name}" names no move`);

@@ -1,22 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs records of a test suite: what the engine plays, whether that is right, and when it came to
-// it for good.
+// Runs records of a test suite: what the engine plays, whether that is right, and when it settled
+// on it.
 
 import { isQuillon } from './analysis.mjs';
 import { Chess, playUci, readScore } from './chess.mjs';
 import { parseEpd, taskOf } from './epd.mjs';
+import { quantile } from './statistics.mjs';
 
 /** Reads the records of a file.
  *  @param {string} text
- *  @param {(problem: string) => void} complain is told what had to be left out, with its line
+ *  @param {(problem: string) => void} complain called for each line that is left out
  *  @returns {{id: string, fen: string, operations: Map<string, string>, task: object}[]} */
 export function readSuite(text, complain) {
   const records = [];
-  for (const [i, line] of text
-    .replace(/^\uFEFF/, '')
-    .split('\n')
-    .entries()) {
+  for (const [i, line] of text.replace(/^\uFEFF/, '').split('\n').entries()) {
     if (!line.trim() || line.startsWith('#')) continue;
     try {
       const record = parseEpd(line);
@@ -29,19 +27,18 @@ export function readSuite(text, complain) {
   return records;
 }
 
-/** What a record asks for, in its own words: "bm Nxf7 am Qd2". */
+/** The task of a record as it is written there: "bm Nxf7 am Qd2". */
 export function taskText({ operations }) {
   const names = ['bm', 'am', 'dm'].filter((name) => operations.has(name));
   return names.map((name) => `${name} ${operations.get(name)}`).join(' ');
 }
 
-/** Whether a move with its score is what a record asks for.
+/** Whether a move and its score solve a task.
  *  @param {{best: ?Set<string>, avoid: ?Set<string>, mate: ?number}} task
- *  @param {string} move in the engine protocol's notation
- *  @param {?{cp: number} | {mate: number}} score the mover's; null when there is none */
+ *  @param {string} move in UCI notation
+ *  @param {?{cp: number} | {mate: number}} score from the mover's view; null if there is none */
 export function isRight(task, move, score) {
-  if (task.best && !task.best.has(move)) return false;
-  if (task.avoid?.has(move)) return false;
+  if ((task.best && !task.best.has(move)) || task.avoid?.has(move)) return false;
   return !task.mate || (score?.mate > 0 && score.mate <= task.mate);
 }
 
@@ -50,18 +47,14 @@ export function isRight(task, move, score) {
  *  @param {{fen: string, task: object}} record
  *  @param {number} time milliseconds
  *  @param {object} [how]
- *  @param {boolean} [how.isInfinite] it is told to search on and stopped when the time is over
- *  @param {number} [how.patience] milliseconds after `time` in which it must answer
+ *  @param {boolean} [how.isInfinite] search with "go infinite" and stop when the time is over
+ *  @param {number} [how.patience] milliseconds after `time` within which the engine must answer
  *  @returns {Promise<{isSolved: boolean, played: string, time: ?number, depth: ?number,
- *      score: ?object}>} played is in standard notation; time is that of the line from which on
- *      all were right, in milliseconds, null when it isn't solved; the score is the mover's
- *  @throws when the engine ends, doesn't answer or answers with an illegal move */
-export async function runRecord(
-  engine,
-  { fen, task },
-  time,
-  { isInfinite = false, patience = 10000 } = {},
-) {
+ *      score: ?object}>} played in standard notation; time in milliseconds of the first of the last
+ *      lines that all had the right move, null if it isn't solved; score from the mover's view
+ *  @throws if the engine exits, doesn't answer or answers with an illegal move */
+export async function runRecord(engine, { fen, task }, time, how = {}) {
+  const { isInfinite = false, patience = 10000 } = how;
   const habits = { isQuillon: isQuillon(engine) };
   const begin = performance.now();
   let since = null;
@@ -84,7 +77,7 @@ export async function runRecord(
   const move = playUci(new Chess(fen), best ?? '');
   if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
   const isSolved = isRight(task, best, score);
-  // The last line may have had another move, or there was none.
+  // The last line may have had another move, or there was no line.
   since ??= performance.now() - begin;
   return { isSolved, played: move.san, time: isSolved ? Math.round(since) : null, depth, score };
 }
@@ -92,26 +85,18 @@ export async function runRecord(
 /** Totals of results.
  *  @param {{isSolved: boolean, time: ?number}[]} results
  *  @returns {{solved: number, total: number, mean: ?number, median: ?number}} times of the solved
- *      ones, in milliseconds, null when there is none */
+ *      ones in milliseconds, null if there is none */
 export function totalsOf(results) {
   const times = results.filter(({ isSolved }) => isSolved).map(({ time }) => time);
-  times.sort((a, b) => a - b);
-  const half = times.length / 2;
-  const none = times.length === 0;
-  return {
-    solved: times.length,
-    total: results.length,
-    mean: none ? null : times.reduce((sum, time) => sum + time, 0) / times.length,
-    median: none ? null : (times[Math.ceil(half) - 1] + times[Math.floor(half)]) / 2,
-  };
+  const solved = times.length;
+  const mean = solved ? times.reduce((sum, time) => sum + time) / solved : null;
+  return { solved, total: results.length, mean, median: solved ? quantile(times, 0.5) : null };
 }
 
 /** A line of totals: "87 of 100 solved (87.0 %), time to solution: mean 0.21 s, median 0.05 s". */
 export function totalsText({ solved, total, mean, median }) {
   const seconds = (milliseconds) => `${(milliseconds / 1000).toFixed(2)} s`;
-  const times = solved
-    ? `, time to solution: mean ${seconds(mean)}, median ${seconds(median)}`
-    : '';
+  const times = solved ? `, time to solution: mean ${seconds(mean)}, median ${seconds(median)}` : '';
   return `${solved} of ${total} solved (${((100 * solved) / total).toFixed(1)} %)${times}`;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Fast games of the engine against itself, one thread against two, in half of them with both
-// sides pondering; the long run plays 200, or twelve in a sanitizer build.
+// Fast games of the engine against itself, one thread against two; in half of them both sides
+// ponder. The long run plays 200 games, or twelve in a sanitizer build.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
@@ -10,8 +10,8 @@ import { randomGame } from './positions.mjs';
 import { isLong, timeScale } from './talk.mjs';
 
 const [games, pairs] = !isLong ? [4, 2] : timeScale <= 1 ? [200, 20] : [12, 2];
-// 0.3 s for the game and 5 ms a move: most moves are played with little on the clock. A sanitizer
-// build has ten times as much, so that it thinks about as deep; its losses on time count as well.
+// 0.3 s for the game and 5 ms a move, so most moves are played in time trouble. A sanitizer build
+// gets ten times as much, so that it searches about as deep; its losses on time count too.
 const clock = { base: 300, increment: 5 };
 // The rules end every game long before this.
 const longest = 2000;
@@ -28,7 +28,7 @@ for (let pair = 0; pair < pairs; pair++) {
     let pondered = 0;
     let slowest = -Infinity;
     let start;
-    // Each opening with both colours: two to nine random moves.
+    // Each opening of two to nine random moves is played with both colours.
     for (let game = 0; game < games / pairs; game++) {
       if (game % 2 === 0) {
         const { moves } = randomGame(random, 2 + Math.floor(random() * 8));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Keeps docs/evaluation.md true: all that stands between its markers is written anew from what
-// quillon_explain prints, and every term and table of the engine must be there.
+// Keeps docs/evaluation.md correct: the text between its markers comes from quillon_explain, and it
+// must contain every term and table of the engine.
 
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
@@ -17,7 +17,7 @@ const read = (name) => fs.readFileSync(path.join(sourceDir, name), 'utf8');
 const page = read('docs/evaluation.md');
 const header = read('src/eval.h');
 
-/** What quillon_explain prints. */
+/** The output of quillon_explain. */
 function explain(...options) {
   const { stdout, stderr, status, error } = spawnSync(program, options, { encoding: 'utf8' });
   assert.ifError(error);
@@ -25,14 +25,14 @@ function explain(...options) {
   return stdout;
 }
 
-test('the page is what the engine writes, and a wrong number is replaced', () => {
+test('the page has the numbers of the engine, and a wrong number is replaced', () => {
   assert.equal(writeDocument(page, header, explain), page, 'run dev/adopt-tables');
   const wrong = page.replace(/^(EVALTEMPO +)\S+/m, '$19/9').replace(/\|[a-z.]\|/, '|?|');
   assert.notEqual(wrong, page);
   assert.equal(writeDocument(wrong, header, explain), page);
 });
 
-test('the page names every term, with its sentence, and every table', () => {
+test('the page has every term with its sentence, and every table', () => {
   const terms = explain('--terms').trim().split('\n').map((line) => line.split('\t'));
   assert.ok(terms.length > 40);
   const text = page.replace(/\s+/g, ' ');
@@ -43,13 +43,13 @@ test('the page names every term, with its sentence, and every table', () => {
     assert.ok(shown.includes(name) || shown.includes(variable), name);
 });
 
-test('the list in the header is that of the engine', () => {
+test('the list of tables in the header is that of the engine', () => {
   assert.deepEqual(tableList(header).map(({ name, size }) => [name, size]),
     [...readTranscription(explain('--tables'))].slice(0, -3)
       .map(([name, entries]) => [name.replace('[64]', '[NOFSQUARES]'), entries.length]));
 });
 
-test('positions may also come on the input', () => {
+test('quillon_explain also reads positions from its standard input', () => {
   const fen = '4k3/8/8/8/8/8/4P3/4K3 w - - 0 1';
   const { stdout } = spawnSync(program, ['--raw'], { input: `${fen}\n`, encoding: 'utf8' });
   assert.equal(stdout.trim(), explain('--raw', fen).trim());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Whole games of the engine under test: players, and what of a move's time is the machine's.
+// Whole games of the engine under test: players, and the part of a move's time that the machine
+// costs.
 
 import assert from 'node:assert/strict';
 import { monitorEventLoopDelay } from 'node:perf_hooks';
@@ -7,21 +8,19 @@ import { faults, playGame } from '../../tools/lib/referee.mjs';
 import { waitsOf } from './process.mjs';
 import { scaled, Talk } from './talk.mjs';
 
-// A move's time is measured from the `go` (or `ponderhit`) that the referee writes to the
-// arrival of "bestmove". The clock shown to the engine is exact, but it loses on time only when it
-// oversteps by more than this many milliseconds: it looks at the clock every 4096 nodes, two pipes
-// lie between it and the referee, and a busy machine slows down what it runs. To this is added
-// the time that the machine alone cost them: how long threads of the engine and of the referee
-// waited for a processor, which the kernel counts, and the referee's longest pause (for garbage
-// collection), which its event loop measures.
+// The milliseconds by which a clock may be overstepped. The time of a move runs from the referee's
+// `go` or `ponderhit` to the arrival of "bestmove". The engine checks its clock every 4096 nodes,
+// and two pipes lie between it and the referee. Time that only the machine cost is added: how long
+// threads of the engine and the referee waited for a processor, which the kernel counts, and the
+// longest pause of the referee's event loop, for garbage collection.
 const slack = 50;
 
 const loopDelay = monitorEventLoopDelay({ resolution: 1 });
 loopDelay.enable();
 
-// The waits for a processor: of the engine's threads in sum, since they wait one after the other
-// (the reader of commands wakes the searchers, and the first of these waits for the others before
-// it answers), and of the referee's main thread.
+// Measures the waits for a processor: the sum over the engine's threads, which wait one after the
+// other (the reader of commands wakes the searchers, and the first of these waits for the others
+// before it answers), and the wait of the referee's main thread.
 function watch(engine) {
   loopDelay.reset();
   const ownWait = () => waitsOf(process.pid).get(String(process.pid));
@@ -44,8 +43,8 @@ export async function startPlayer(t, { threads = 1, ponder = false } = {}) {
   return { engine, ponder };
 }
 
-// Plays a game, which must end by the rules, and returns what playGame does. base and increment
-// are the clock in milliseconds; sanitizer builds get more of both.
+// Plays a game that must end by the rules and returns the result of playGame. base and increment
+// are in milliseconds; sanitizer builds get more of both.
 export async function play(players, { base = 1000, increment = 10, ...others } = {}) {
   const clock = { base: scaled(base), increment: Math.round(scaled(increment)) };
   const settings = { start: 'startpos', ...clock, margin: scaled(slack), watch, ...others };
@@ -53,7 +52,7 @@ export async function play(players, { base = 1000, increment = 10, ...others } =
   const { chess, ending, result, detail } = game;
   const names = players.map(({ engine }) => engine.name).join(' - ');
   assert.ok(!faults.includes(ending), `${names} ${result} by ${ending}, ${detail}: ${chess.pgn()}`);
-  // Each `go` has had one answer.
+  // Each `go` had one answer.
   for (const { engine } of players) await engine.isReady();
   return game;
 }

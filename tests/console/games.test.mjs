@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// Whole games at a short clock through the real console, refereed by chess.js: against
-// stockfish at its lowest skill and of the engine against itself, with one and several threads,
-// with and without pondering.
+// Whole games with short clocks on the real console, refereed by chess.js: against stockfish at its
+// lowest skill and against itself, with one and several threads, with and without pondering.
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
+import { Engine } from '../../tools/lib/uci.mjs';
 import { play, startPlayer } from './games.mjs';
-import { startStockfish } from './talk.mjs';
+import { requireTool } from './talk.mjs';
 
-// Each row: the engine's settings as white and as black, null for stockfish.
+// The engine's settings as White and as Black, null for stockfish.
 const pairings = [
   [{ threads: 1 }, null],
   [null, { threads: 1 }],
@@ -28,9 +28,13 @@ for (const [number, pairing] of pairings.entries()) {
   test(`game ${number + 1}: legal, in time, one answer for each go`, async (t) => {
     const players = [];
     for (const side of pairing) {
-      // Whether stockfish is in time is of no interest.
-      const stockfish = async () => ({ engine: await startStockfish(t), margin: Infinity });
-      players.push(side ? await startPlayer(t, side) : await stockfish());
+      if (side) players.push(await startPlayer(t, side));
+      else {
+        const file = requireTool('/usr/games/stockfish', 'stockfish');
+        const engine = await Engine.start(file, { options: { 'Skill Level': 0, Hash: 16 } });
+        t.after(() => engine.kill());
+        players.push({ engine, margin: Infinity }); // its time is irrelevant
+      }
     }
     const { ending, chess, hits, misses } = await play(players, { longest: 300 });
     const plies = chess.history().length;
@@ -43,4 +47,3 @@ for (const [number, pairing] of pairings.entries()) {
     }
   });
 }
-

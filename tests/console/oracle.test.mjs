@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Whole searches at fixed depth, node for node, score for score and line for line, against a slow
-// model of the search that shares no code with the engine.
+// Whole searches at fixed depth have the same nodes, scores and lines as a slow model of the search
+// that shares no code with the engine.
 
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
@@ -12,7 +12,7 @@ import { signaturePositions } from './positions.mjs';
 
 const { QUILLON_ORACLE: oracle } = process.env;
 
-/** What a program prints for its whole input. */
+/** The output of a program for its whole input. */
 function run(program, input) {
   assert.ok(program, 'QUILLON_ORACLE is set by the build');
   const { stdout, status } = spawnSync(program, [],
@@ -21,13 +21,13 @@ function run(program, input) {
   return stdout;
 }
 
-/** The lines of searches as both programs write them: without the time. */
+/** The lines of searches without the time. */
 function searchLines(lines) {
   return lines.filter((line) => /^(info score|bestmove)/.test(line))
     .map((line) => line.replace(/ time \d+/, '').trimEnd());
 }
 
-// A depth limit alone would stay under the default time budget.
+// A depth alone would leave the default time budget in force.
 const noClock = ' wtime 2000000000 btime 2000000000';
 
 /** A program's lines of one search after another, each from an empty table. */
@@ -46,15 +46,15 @@ function compareSearches(positions, depth) {
   for (const [i, fen] of positions.entries()) assert.deepEqual(ours[i], theirs[i], fen);
 }
 
-test('the positions of the node signature are searched to depth 10 as the model does', () => {
+test('the positions of the node signature are searched to depth 10 as by the model', () => {
   const positions = signaturePositions();
   assert.ok(positions.length >= 40);
   compareSearches(positions, 10);
 });
 
-// A move of the line that castles is judged by the check that the search has left in the record of
-// its ply; a record that pruned moves have not touched would show the check of an earlier one.
-test('lines with castling end where those of the model do', () => {
+// Castling in a PV is tested with the check flag that the search left in the record of that ply; if
+// pruning left the record untouched, the flag would be that of an earlier move.
+test('PVs with castling end where those of the model do', () => {
   compareSearches([
     'rnbqkbnr/1pp1pp2/p2p2pp/8/P2P4/4P3/1PP1QPPP/RNB1KBNR w KQkq - 0 1',
     'r1bqkbnr/pp1p1ppp/4p3/2p5/2Pn4/6PN/PPQPPP1P/RNB1KB1R w KQkq - 0 1',
@@ -63,8 +63,8 @@ test('lines with castling end where those of the model do', () => {
   ], 12);
 });
 
-// The table with its ages and the keys of the game go on from search to search; histories, killers
-// and counter moves begin anew with each.
+// The hash table with its ages and the keys of the game persist from search to search; histories,
+// killers and counter moves start empty in each.
 test('the searches of games in one process are those of the model', async (t) => {
   const engine = await Talk.start(t);
   const commands = [];

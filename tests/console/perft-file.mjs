@@ -10,14 +10,14 @@ export function readPerftFile() {
   const sections = { base: [], extended: [], full: [] };
   let records = sections.base;
   const text = fs.readFileSync(path.join(sourceDir, 'data', 'perft.txt'), 'utf8');
-  if (!text.endsWith('\n')) throw new Error('data/perft.txt ends without a line end');
+  if (!text.endsWith('\n')) throw new Error('data/perft.txt does not end with a line end');
   for (const line of text.slice(0, -1).split('\n')) {
     if (line === 'extended' || line === 'full') {
       records = sections[line];
       continue;
     }
     const match = /^([^;]+);(\d+);(\d+)$/.exec(line);
-    if (!match) throw new Error(`data/perft.txt: no record: "${line}"`);
+    if (!match) throw new Error(`data/perft.txt: not a record: "${line}"`);
     records.push({ fen: match[1], depth: Number(match[2]), count: Number(match[3]), text: line });
   }
   return sections;

@@ -15,9 +15,8 @@ export function signaturePositions() {
     .matchAll(/^ {4}"([^"]+)",$/gm)].map((match) => match[1]);
 }
 
-/** A game of so many random moves, fewer where it is over before.
- *  @returns {{moves: string[], fens: string[]}} the moves as an engine is told, the positions after
- *      them */
+/** A game of random moves, at most `count`.
+ *  @returns {{moves: string[], fens: string[]}} the moves in UCI notation, positions after them */
 export function randomGame(random, count) {
   const chess = new Chess();
   const game = { moves: [], fens: [] };

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Bad positions and malformed texts: what must never crash, hang or touch memory that it
-// doesn't own. Short enough for the sanitizer builds, which run this file too.
+// Illegal positions and malformed input must never cause a crash, a hang or a wrong memory access.
+// The sanitizer builds run this file too.
 
 import assert from 'node:assert/strict';
 import { pick, randomNumbers } from '../../tools/lib/random.mjs';
 import { noMove } from './search.mjs';
 import { conversation } from './talk.mjs';
 
-// After whatever was sent before, a proper position works: board, counts and search.
+// Whatever was sent before, a legal position works: board, counts and search.
 async function checkRecovered(talk) {
   talk.send('position fen r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1');
   await talk.board();
@@ -31,11 +31,11 @@ const unplayable = [
   ['the side not to move in check by a rook', '4k3/8/8/8/8/8/8/4RK2 w - - 0 1'],
   ['the side not to move in check by a pawn', '8/8/8/4k3/3P4/8/8/4K3 w - - 0 1'],
   ['kings side by side', '8/8/8/3kK3/8/8/8/8 w - - 0 1'],
-  // A rank too long shifts the next one by a square, and its last piece falls on another.
+  // A rank that is too long shifts the next one, whose last piece lands on another.
   ['two pieces on one square', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP1/RNBQKBNR w - - 0 1'],
   // Moves that lead to such a position
   ['a pawn left on rank 8', '4k3/P7/8/8/8/8/8/4K3 w - - 0 1 moves a7a8'],
-  ['a pinned piece that left', '4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1 moves e2d3'],
+  ['a pinned piece that moved away', '4k3/4r3/8/8/8/8/4B3/4K3 w - - 0 1 moves e2d3'],
   ['a king that was taken', '4k3/8/8/8/8/8/4R3/4K3 w - - 0 1 moves e2e8'],
 ];
 conversation('an unplayable position has no moves, and the next one works', async (talk) => {
@@ -50,7 +50,7 @@ conversation('an unplayable position has no moves, and the next one works', asyn
   }
 });
 
-conversation('rights whose king or rook is not at home are dropped', async (talk) => {
+conversation('castling rights without king and rook at home are dropped', async (talk) => {
   for (const [board, kept] of [
     ['4k3/8/8/8/8/8/8/4K3', '-'], // no rooks
     ['r3k2r/8/8/8/8/8/8/R4K1R', 'kq'], // king beside its square
@@ -63,8 +63,7 @@ conversation('rights whose king or rook is not at home are dropped', async (talk
   }
 });
 
-// What is on the board then is not specified: it must be drawn, counted and searched without
-// harm, and a search must end.
+// The board is unspecified then, but it can be drawn, counted and searched, and the search ends.
 async function checkSurvived(talk, line, limits) {
   talk.send(line);
   talk.position = 'unspecified';
@@ -78,25 +77,24 @@ async function checkSurvived(talk, line, limits) {
 const kings = '4k3/8/8/8/8/8/8/4K3';
 const brokenFens = [
   '', ' ', ' moves', ' moves e2e4', ' rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR', ' w', ' -',
-  ' 8 8',
-  ' x x x x', ' / / / /', ' //////// w - - 0 1', ` ${'/'.repeat(32)} w - - 0 1`,
+  ' 8 8', ' x x x x', ' / / / /', ' //////// w - - 0 1', ` ${'/'.repeat(32)} w - - 0 1`,
   ` ${'Q'.repeat(300)} w - - 0 1`, ` ${'8'.repeat(300)}K w - - 0 1`,
   ` ${'x'.repeat(1000)} w - - 0 1`,
   ' 4k3ppppppppppppppppp/8/8/8/8/8/8/4K3 w - - 0 1', ` ${kings}QQQQQQQQQQ w - - 0 1`,
   ` ${kings} w - zz 0 1`, ` ${kings} w - e 0 1`, ` ${kings} w - \xff\xff 0 1`,
-  ` ${kings} w - e9 0 1`,
-  ` ${kings} w - a1 0 1`, ` ${kings} b - h8 0 1`, ` ${kings} w KKKKKKKKKKKKKKKK - 99999 1`,
+  ` ${kings} w - e9 0 1`, ` ${kings} w - a1 0 1`, ` ${kings} b - h8 0 1`,
+  ` ${kings} w KKKKKKKKKKKKKKKK - 99999 1`,
   ` ${kings} w - - -99999 1`, ` ${kings} w - - 2147483647 -2147483648`,
   ` ${kings} w - - 300 1 and more words after it`, ` 8/8/8/8 w - - 0 ${'1 '.repeat(2000)}`,
 ];
-conversation('a broken FEN is survived, and the next proper position works', async (talk) => {
+conversation('a broken FEN does no harm, and the next legal position works', async (talk) => {
   for (const text of brokenFens) {
     await checkSurvived(talk, `position fen${text}`, 'movetime 20');
     await checkRecovered(talk);
   }
 });
 
-conversation('move texts of any bytes and length are survived', async (talk) => {
+conversation('moves of any bytes and length do no harm', async (talk) => {
   const random = randomNumbers();
   const words = [
     'e', 'e2', 'e2e', 'e9e9', 'i1i9', 'a1a1', '0000', 'e1g1', 'e8c8', 'e2e4x', 'a7a8q', 'a2a4Q',
@@ -121,7 +119,7 @@ conversation('perft of depth 0 or less counts one node', async (talk) => {
   }
 });
 
-conversation('perft takes other tables, and the search goes on with them', async (talk) => {
+conversation('a search works after perft has replaced the hash table', async (talk) => {
   talk.send('setoption name Hash value 1');
   await talk.newGame();
   await talk.checkPerft(3);

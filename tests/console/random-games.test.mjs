@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Random games against chess.js, an independent authority on the rules; the long run plays more of
-// them and counts more positions in depth.
+// Random games, checked against chess.js, an independent implementation of the rules. The long run
+// plays more of them and counts more positions in depth.
 
 import assert from 'node:assert/strict';
 import { randomNumbers, seed } from '../../tools/lib/random.mjs';
@@ -10,10 +10,10 @@ import { conversation, isLong } from './talk.mjs';
 const [games, sample] = isLong ? [2000, 4] : [200, 16];
 const longestGame = 160;
 
-// After every move the engine's board and its number of legal moves must be those of chess.js.
-// A number doesn't tell the moves themselves, so in each `sample`-th position all continuations
-// of two moves are counted too, once from the moves of the game and once from a FEN: a wrong
-// move in the list, a lost right or en passant chance gives other numbers a move later.
+// After every move the engine's board and number of legal moves must be those of chess.js. The
+// number alone doesn't identify the moves, so in each `sample`-th position the leaves at depth 2 are
+// counted too, from the moves of the game and from a FEN: a wrong move, a lost castling right or a
+// lost en passant square changes that count.
 const title = `board and legal moves agree with chess.js in ${games} random games`;
 conversation(title, async (talk, _, t) => {
   const random = randomNumbers();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The lines that a search writes: reading them, and holding them against the rules of chess.
+// Reads the lines that a search writes, and checks them against the rules of chess.
 
 import assert from 'node:assert/strict';
 import { Chess, playUci } from '../../tools/lib/chess.mjs';
@@ -7,8 +7,8 @@ import { Chess, playUci } from '../../tools/lib/chess.mjs';
 const move = '[a-h][1-8][a-h][1-8][nbrq]?';
 const line = `pv ((?:${move} )+)`;
 
-// The forms of the lines. Each ends where it says; a line of moves ends with a space. The count
-// of the table's use is always 0, and the line of a helper thread leaves it out.
+// The forms of the lines. A PV ends with a space. The share of the hash table in use is always 0,
+// and a line of a helper thread leaves it out.
 const scoreLine = new RegExp(
   '^info score cp (-?\\d+) depth (\\d+) seldepth (\\d+) nodes (\\d+) time (\\d+)( hashfull 0)? ' +
     `${line}$`,
@@ -21,12 +21,12 @@ const resultLine = new RegExp(`^bestmove (${move})(?: ponder (${move}))?$`);
 
 export const bestMovePattern = /^bestmove /;
 
-// What stands for "no move".
+// The null move.
 export const noMove = 'a1a1';
 
-// Reads the lines of one search, the "bestmove" line last. Returns { best, ponder, infos }, each
-// of infos with kind "cp", "mate" or "mated". Lines of any other form fail, but for answers to
-// `isready`, which may fall between.
+// Reads the lines of one search, the "bestmove" line last. Returns { best, ponder, infos }, each of
+// infos with kind "cp", "mate" or "mated". Fails at lines of any other form, except for answers to
+// `isready`.
 export function readSearch(lines) {
   const infos = [];
   let result = null;
@@ -54,8 +54,8 @@ export function readSearch(lines) {
   return { ...result, infos };
 }
 
-// The position after a move as a FEN, or null when it is illegal. Searches of one position repeat
-// their lines, and chess.js takes its time.
+// The position after a move as a FEN, or null if the move is illegal. chess.js is slow and searches
+// repeat their lines, so positions are kept.
 const known = new Map();
 function fenAfter(fen, move) {
   const key = `${fen} ${move}`;
@@ -76,11 +76,11 @@ function checkLine(start, moves, what) {
 }
 
 // Fails unless the best move, the ponder move and all lines of a search are legal in a position
-// and the lines are of a depth that their kind allows. A search that was stopped from outside may
-// have no move. end: how the game has ended there, as endOf() says it.
+// and the lines have depths that are allowed. A search that was stopped may have no move. end: how
+// the game has ended there, see endOf().
 export function checkSearch({ fen, end }, { best, ponder, infos }) {
   if (/mate$/.test(end)) {
-    // A mated side says so and doesn't search; a stalemated one searches to scores of 0.
+    // A mated side reports that and doesn't search; a stalemated one searches, with scores of 0.
     assert.deepEqual([best, ponder], [noMove, null], fen);
     if (end === 'checkmate') assert.deepEqual(infos.map(({ text }) => text), [matedLine], fen);
     else for (const { score, pv } of infos) assert.deepEqual([score, pv], [0, [noMove]], fen);

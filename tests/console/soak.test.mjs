@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Very many short searches of every kind in one process, game after game; the long run makes
-// 20,000.
+// Many short searches of every kind in one process, game after game; 20,000 in the long run.
 
 import assert from 'node:assert/strict';
 import { Chess, endOf } from '../../tools/lib/chess.mjs';
@@ -12,13 +11,12 @@ import { conversation, isLong, pause } from './talk.mjs';
 const count = isLong ? 20000 : 500;
 // The process's resources are checked after this many searches.
 const lookEvery = 100;
-// The library keeps some memory of the first threads that end, so the first look comes later.
+// The C library keeps some memory of the first threads that end, so the first check comes later.
 const firstLook = 200;
 const longestGame = 80;
 const threadsWhileLooking = 2;
 
-// Each kind: the words after `go`, and the command after it, if any. The count of nodes ends
-// nothing by itself.
+// The words after `go`, and the command after it, if any. A number of nodes is no limit.
 const kinds = [
   { words: () => 'movetime 1' },
   { words: (random) => `depth ${1 + Math.floor(random() * 6)}` },
@@ -31,7 +29,8 @@ const kinds = [
   { words: () => 'ponder depth 2', then: 'ponderhit' },
 ];
 
-conversation(`after ${firstLook} searches ${count - firstLook} take nothing more`, async (talk, _, t) => {
+const title = `${count} searches take no more memory, threads or files than the first ${firstLook}`;
+conversation(title, async (talk, _, t) => {
   const random = randomNumbers(seed + 5000);
   let first = null;
   let last = null;
@@ -46,7 +45,7 @@ conversation(`after ${firstLook} searches ${count - firstLook} take nothing more
       await talk.newGame();
       talk.forget();
     }
-    // The first hundred searches see every number of threads.
+    // The first hundred searches run with every number of threads.
     if (done % 25 === 0) {
       const threads = done < lookEvery ? 1 + done / 25 : 1 + Math.floor(random() * 4);
       talk.send(`setoption name Threads value ${threads}`);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A conversation with the engine under test. All console tests go through it, so that each of them
-// notices a crash, a sanitizer's report, text on the error stream, a line that never comes, a
-// process that never ends, and a search that writes a wrong line or an illegal move.
+// A conversation with the engine under test. All console tests use it, so each of them notices a
+// crash, a sanitizer report, text on the error stream, a missing line, a process that never ends,
+// and a search that writes a wrong line or an illegal move.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -14,12 +14,11 @@ import { bestMovePattern, checkSearch, noMove, readSearch } from './search.mjs';
 
 const here = path.dirname(fileURLToPath(import.meta.url));
 
-// Where the source tree is, and the engine under test.
 export const sourceDir = process.env.QUILLON_SOURCE_DIR ?? path.resolve(here, '..', '..');
 export const enginePath =
   process.env.QUILLON_ENGINE ?? path.join(sourceDir, 'build', 'release', 'quillon');
 
-// All waiting times are multiplied by this: sanitizer builds are an order of magnitude slower.
+// The factor for all waiting times: sanitizer builds are an order of magnitude slower.
 export const timeScale = Number(process.env.QUILLON_TIME_SCALE ?? 1);
 assert.ok(timeScale > 0, 'QUILLON_TIME_SCALE must be a positive number');
 export const scaled = (milliseconds) => milliseconds * timeScale;
@@ -41,22 +40,20 @@ export const banner = [
 
 const sanitizerReport = /(Address|Leak|Memory|Thread|UndefinedBehavior)Sanitizer|runtime error:/;
 
-// What a sanitizer with limited memory says to each block that it refuses.
+// What a sanitizer with limited memory prints for each allocation that it refuses.
 const refusal = /^==\d+==WARNING: \w+Sanitizer failed to allocate 0x[0-9a-f]+ bytes\n/gm;
 
-// The lines of a search; the line about a table that can't be had is not one of them.
+// The lines of a search. The line about a table that can't be allocated is not one of them.
 const searchLine = /^(info (?!string )|bestmove )/;
 
-// Returns the path of a program, or fails with the name of the package that brings it.
+// Returns the path of a program, or fails with the name of its package.
 export function requireTool(file, debianPackage) {
-  if (!fs.existsSync(file)) {
-    throw new Error(`${file} not found: install the Debian package "${debianPackage}"`);
-  }
+  assert.ok(fs.existsSync(file), `${file} not found: install the Debian package ${debianPackage}`);
   return file;
 }
 
-// The command that runs another with little memory, and its environment. A sanitizer needs address
-// space without end, but can refuse a single block.
+// The command that runs another one with little memory, and its settings. A sanitizer needs
+// unlimited address space, but can refuse single allocations.
 function limited(file, args, megabytes) {
   if (sanitizer) {
     const env = { ...process.env };
@@ -73,16 +70,13 @@ function limited(file, args, megabytes) {
 // The board of a FEN as the engine draws it: 17 lines, rank 8 first.
 export function pictureOf(fen) {
   const border = '+---+---+---+---+---+---+---+---+';
-  const lines = [border];
-  for (const rank of fen.split(' ')[0].split('/')) {
-    const pieces = rank.replace(/\d/g, (digit) => ' '.repeat(Number(digit)));
-    lines.push(`| ${[...pieces].join(' | ')} |`, border);
-  }
-  return lines;
+  const board = fen.split(' ')[0].replace(/\d/g, (digit) => ' '.repeat(Number(digit)));
+  const ranks = board.split('/').map((rank) => `| ${[...rank].join(' | ')} |`);
+  return [border, ...ranks.flatMap((rank) => [rank, border])];
 }
 
-// The position of what follows "position", with how the game has ended, or null where chess can't
-// be played.
+// The position that the words after "position" give, with how the game has ended, or null if it is
+// illegal.
 const known = new Map();
 function positionOf(text) {
   if (!known.has(text)) {
@@ -97,26 +91,25 @@ function positionOf(text) {
   return known.get(text);
 }
 
-// The number of move sequences of a length, from what follows "position".
+// The number of leaves at a depth below the position that the words after "position" give.
 export const leaves = (text, depth) => positionOf(text).chess.perft(depth);
 
 export class Talk extends Engine {
-  // stderrAllowed: a pattern that text on the error stream may match. memory: megabytes that the
-  // process can have, as far as a limit can say. slack: factor for all its waiting times. cwd: the
-  // folder in which it runs.
+  // stderrAllowed: a pattern for text on the error stream. memory: a limit in megabytes. slack: a
+  // factor for all its waiting times. cwd: the folder in which it runs.
   constructor({ file = enginePath, args = [], stderrAllowed, memory, slack = 1, cwd } = {}) {
     if (!fs.existsSync(file)) throw new Error(`${file} not found: build it, or set QUILLON_ENGINE`);
     const [command, settings] = memory ? limited(file, args, memory) : [file, { args }];
-    // One byte, one character: what the engine writes is compared to the byte.
+    // One character for each byte.
     super(command, { ...settings, cwd, encoding: 'latin1' });
     Object.assign(this, { stderrAllowed, memory, slack });
     this.position = 'startpos'; // what was sent last
-    this.unended = ''; // sent, without a line end so far
+    this.unended = ''; // the part of a line that has been sent
     this.searches = []; // { position, lines } of each `go` without a result
     this.#note(args.join(' '));
   }
 
-  // Starts the engine for a test, reads its banner, and makes sure that it is gone afterwards.
+  // Starts the engine for a test and reads its banner. The process ends with the test.
   static async start(t, settings) {
     const talk = new Talk(settings);
     t.after(() => talk.kill());
@@ -124,7 +117,7 @@ export class Talk extends Engine {
     return talk;
   }
 
-  // Sends bytes as they are, one for each character.
+  // Sends one byte for each character.
   bytes(text) {
     this.child.stdin.write(Buffer.from(text, 'latin1'));
     const lines = (this.unended + text).split('\n');
@@ -132,7 +125,7 @@ export class Talk extends Engine {
     for (const line of lines) this.#note(line);
   }
 
-  // Follows what a line that was sent means for the lines to come.
+  // Notes what a line that is sent means for later lines.
   #note(line) {
     const [command, ...words] = line.split(/[ \t\r\v\f]+/).filter(Boolean);
     const isPosition = command === 'position' && /^(startpos|fen)$/.test(words[0]);
@@ -149,7 +142,7 @@ export class Talk extends Engine {
     this.child.stdin.end();
   }
 
-  // Gives a line that has been read to the search that wrote it, and checks a finished search.
+  // Adds a line to the search that wrote it, and checks a finished search.
   #take(line) {
     if (!searchLine.test(line)) return;
     const [search] = this.searches;
@@ -165,22 +158,18 @@ export class Talk extends Engine {
 
   // Reads up to the first line that matches. While a search runs, only its lines and answers to
   // `isready` may come before that.
-  until(pattern, patience = 10000, each = () => {}) {
-    const runs = this.searches.length > 0;
-    return super.until(pattern, scaled(patience) * this.slack, (line) => {
-      this.last = line;
+  async until(pattern, patience = 10000, each = () => {}) {
+    const isSearching = this.searches.length > 0;
+    const lines = await super.until(pattern, scaled(patience) * this.slack, (line) => {
       this.#take(line);
       each(line);
-    }).then((lines) => {
-      if (runs) {
-        const others = lines.slice(0, -1).filter((line) => line !== 'readyok');
-        for (const line of others) assert.match(line, searchLine);
-      }
-      return lines;
     });
+    const others = isSearching ? lines.slice(0, -1).filter((line) => line !== 'readyok') : [];
+    for (const line of others) assert.match(line, searchLine);
+    return lines;
   }
 
-  // Reads the next line, which must be the one that is named.
+  // Reads the next line, which must match.
   async next(what, patience) {
     const [line] = await this.until(/(?:)/, patience);
     if (typeof what === 'string') assert.equal(line, what);
@@ -208,12 +197,11 @@ export class Talk extends Engine {
     return (await this.until('readyok', patience)).slice(0, -1);
   }
 
-  // Waits for the result of the oldest search that has none, and returns the search. It must have
-  // the move that is named; any where there is one, unless it was stopped from outside and so may
-  // be without; with `info` a line with a score, when `silent` no line at all, and `unanswered` no
-  // answer to an `isready` before.
+  // Waits for the result of the oldest unfinished search and returns that search. `move`: the best
+  // move. `stopped`: there may be no move although there is a legal one. `info`: there is a line
+  // with a score. `silent`: there is no line. `unanswered`: no `isready` is answered before.
   async bestmove({ move, stopped, info, silent, unanswered, patience } = {}) {
-    assert.ok(this.searches.length, 'no search lacks a result');
+    assert.ok(this.searches.length, 'no search is running');
     const lines = await this.until(bestMovePattern, patience);
     if (unanswered) assert.ok(!lines.includes('readyok'), 'an answer before the result');
     const { found } = this;
@@ -230,20 +218,20 @@ export class Talk extends Engine {
     return this.bestmove({ patience: 60000, ...wanted });
   }
 
-  // Waits, while no search may end.
+  // Waits and fails if a search ends meanwhile.
   async silence(milliseconds) {
     await pause(milliseconds);
     const early = this.log.slice(this.cursor).find(({ text }) => bestMovePattern.test(text));
     assert.equal(early, undefined, 'the search still runs');
   }
 
-  // `showboard` draws the board of a FEN, or of the position that was sent last.
+  // Checks that `showboard` draws the board of a FEN, or of the position that was sent last.
   async board(fen = positionOf(this.position).fen) {
     this.send('showboard');
     for (const line of pictureOf(fen)) await this.next(line);
   }
 
-  // Sends `perft` and returns { depth, count, lines }; depth undefined sends it bare.
+  // Sends `perft`, without an argument if depth is undefined, and returns { depth, count, lines }.
   async perft(depth, patience = 60000) {
     this.send(depth === undefined ? 'perft' : `perft ${depth}`);
     const lines = await this.until(/^Perft results for depth: /, patience);
@@ -253,24 +241,24 @@ export class Talk extends Engine {
     return { lines, depth: Number(said), count: Number(count) };
   }
 
-  // `perft` counts what the rules of chess count in the position that was sent last, or another.
+  // Checks that `perft` counts right in the position that was sent last, or as in another one.
   async checkPerft(depth, position = this.position) {
     assert.equal((await this.perft(depth)).count, leaves(position, depth), position);
   }
 
   // Number of lines received so far that match.
   count(pattern) {
-    return this.log.filter(({ text }) => pattern.test(text)).length;
+    return this.texts.filter((text) => pattern.test(text)).length;
   }
 
-  // Texts of all lines received so far.
+  // All lines received so far.
   get texts() {
     return this.log.map(({ text }) => text);
   }
 
-  // Waits for the end of the process: with a status or by a signal, a clean error stream, and no
-  // line cut short. Returns the unread lines, which must be those of searches that
-  // the end cut off, none of them half an answer.
+  // Waits for the end of the process, by a status or a signal. The error stream must be clean and
+  // the last line complete. Returns the unread lines, which must come from searches that were cut
+  // off, without a part of an answer.
   async exit(status = 0, patience = 10000) {
     await this.wait('its end', scaled(patience) * this.slack, () => this.exited ?? null);
     this.checkStderr();
@@ -310,7 +298,7 @@ export class Talk extends Engine {
     if (!isClean || sanitizerReport.test(stderr)) throw this.problem('text on the error stream');
   }
 
-  // Ends the process whatever it does, and fails if it had reported an error of its own.
+  // Kills the process, and fails if it has reported an error.
   async kill() {
     super.kill();
     await this.ended;
@@ -330,10 +318,10 @@ export class Talk extends Engine {
   }
 }
 
-// Defines a test with a running engine, which must end by `quit` if the test hasn't ended it.
-// act: gets the talk, and a function that starts another process.
+// Defines a test with a running engine, which must end at `quit` if the test hasn't ended it. act
+// gets the talk, a function that starts another process, and the test.
 export function conversation(title, act, settings) {
-  // Node reserves more memory than it uses, so that none of it can be withheld from WebAssembly.
+  // Node reserves more memory than it uses, so a limit can't be set for WebAssembly.
   const skip = Boolean(settings?.memory) && enginePath.endsWith('.mjs');
   test(title, { skip }, async (t) => {
     const start = (others) => Talk.start(t, { ...settings, ...others });
@@ -341,12 +329,4 @@ export function conversation(title, act, settings) {
     await act(talk, start, t);
     if (talk.isRunning) await talk.quit();
   });
-}
-
-// Starts stockfish, for a game at its lowest skill or a count.
-export async function startStockfish(t, skill = 0) {
-  const file = requireTool('/usr/games/stockfish', 'stockfish');
-  const engine = await Engine.start(file, { options: { 'Skill Level': skill, Hash: 16 } });
-  t.after(() => engine.kill());
-  return engine;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The client and the watch over memory must notice what they are there for: small
-// programs that misbehave take the engine's place.
+// The client notices faults of the engine, which is replaced by small programs that misbehave, and
+// the check of a process's memory notices growth.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -9,7 +9,7 @@ import { checkFlat, readUse, tolerance } from './process.mjs';
 import { readSearch } from './search.mjs';
 import { Talk } from './talk.mjs';
 
-// A program that does this with each line, and otherwise behaves; `say` writes a line.
+// A program that runs `code` for each line and otherwise behaves; `say` writes a line.
 function impostor(t, code, settings) {
   const frame = `
     const say = (text) => process.stdout.write(text + '\\n');
@@ -79,7 +79,7 @@ test("where text may be on the error stream, a sanitizer's report may not", asyn
   }
 });
 
-test('lines of a search in any other form are failures', () => {
+test('lines of a search in any other form are errors', () => {
   const good = 'info score cp 12 depth 10 seldepth 12 nodes 999 time 3 hashfull 0 pv e2e4 e7e5 ';
   assert.equal(readSearch([good, 'bestmove e2e4 ponder e7e5']).infos.length, 1);
   for (const bad of [
@@ -96,7 +96,7 @@ test('lines of a search in any other form are failures', () => {
   assert.throws(() => readSearch(['bestmove e2e4', good]), /after the result/);
 });
 
-test('the watch over a process sees what it holds, and allows the tolerance and no more', () => {
+test('the check of a process sees memory and files, and allows exactly the tolerance', () => {
   const before = readUse(process.pid);
   const file = fs.openSync('/dev/null');
   const memory = Buffer.alloc(1 << 26, 1);

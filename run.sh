@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Builds the engine, installing what the build lacks, and starts its console.
+# Builds the engine, after installing what the build needs, and starts its console.
 #   ./run.sh              the console; type "help" there
-#   ./run.sh demo         the engine thinks about a middlegame position for three seconds
-#   ./run.sh perft 5      one command, then the end
+#   ./run.sh demo         the engine searches a middlegame position for three seconds
+#   ./run.sh perft 5      a single command
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 . dev/packages.sh
@@ -24,11 +24,8 @@ engine=build/release/quillon
 position='fen r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13'
 echo "Black to move; three seconds to think:"
 coproc quillon { "$engine"; }
-# The array and the process id are set by coproc.
-# shellcheck disable=SC2154
-{
-    printf '%s\n' "position $position" showboard 'go movetime 3000'
-} >&"${quillon[1]}"
+# shellcheck disable=SC2154 # coproc sets the array and the process id
+printf '%s\n' "position $position" showboard 'go movetime 3000' >&"${quillon[1]}"
 while IFS= read -r line <&"${quillon[0]}"; do
     echo "$line"
     [[ $line == bestmove* ]] && break

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Builds what the tests need, installs packages that are missing, and runs the tests.
-#   ./test.sh          one optimised build with assertions and its quick tests: five minutes at most
-#   ./test.sh --full   all builds and tests but the longest: sanitizers, clang, libc++, fuzzers,
-#                      WebAssembly, packages, the board in a browser, games: some 30 minutes
-#   ./test.sh --long   the full run and whole games, all archives, the documents' commands: hours
+# Installs missing packages, builds what the tests need, and runs the tests.
+#   ./test.sh          one optimised build with assertions and its quick tests: up to five minutes
+#   ./test.sh --full   all builds and all tests except the longest: sanitizers, clang, libc++,
+#                      fuzzers, WebAssembly, packages, the board in a browser, games: 30 minutes
+#   ./test.sh --long   also long games, all archives and the commands of the documents: hours
 #   ./test.sh --lint   formatting and static checks
 #   ctest --test-dir build/check -L eval    afterwards: the tests of one area; see CONTRIBUTING.md
 set -euo pipefail
@@ -49,11 +49,11 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
 mkdir -p build
 status=0
 
-# The console tests and those of the tools run on Node with packages from the npm registry.
+# The tests of the console and the tools run on Node with packages from the npm registry.
 without_node=()
 if ! npm ci --no-audit --no-fund > build/npm.log 2>&1; then
-    echo "npm ci has failed (see build/npm.log): the tests that run on Node are left out." >&2
-    echo "With access to the npm registry, run ./test.sh again." >&2
+    echo "npm ci has failed (see build/npm.log), so the tests that run on Node are skipped." >&2
+    echo "Run ./test.sh again with access to the npm registry." >&2
     without_node=(-LE node)
     [[ $level == quick ]] || status=1
 fi
@@ -67,7 +67,7 @@ build()
     if ! cmake --preset "$preset" "$@" > "$log" 2>&1 ||
         ! cmake --build --preset "$preset" -j "$(nproc)" 2>&1 | tee -a "$log" |
         grep --line-buffered -E '^\[.*(Linking|Built target|Precompiled)|error' >&2; then
-        # grep fails too when there is nothing to build.
+        # grep also fails if there is nothing to build.
         if ! cmake --build --preset "$preset" >> "$log" 2>&1; then
             tail -n 40 "$log" >&2
             echo "The build $preset has failed; its whole output is in $log." >&2
@@ -97,7 +97,7 @@ if [[ $level == quick ]]; then
     build check -DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
     run check -L quick "${without_node[@]}"
 else
-    # Linking whole programs optimises for minutes: once for the tests, in release, is enough.
+    # Link-time optimisation of the tests takes minutes, so only release does it.
     tests=(-DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON)
     build debug "${tests[@]}"
     build portable -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
@@ -123,7 +123,7 @@ fi
 if [[ $level == long ]]; then
     run release -L long -j 1
     run wasm -L long -j 1
-    # Whole games under the sanitizers; the other long tests would take them hours.
+    # Games under the sanitizers; the other long tests would take hours there.
     for preset in asan tsan; do run "$preset" -R '^console\.clock-games\.long$'; done
 fi
 

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# How much faster one commit is than another. Builds both the same way, runs them in turn, so that
-# other work on the machine meets both alike, and prints for each measurement the median of the
-# ratios of the pairs, with their quartiles: above 1, HEAD is faster. Fails when the node signatures
-# differ.
+# Measures how much faster one commit is than another. Builds both in the same way, runs them in
+# turn, so that other load on the machine affects both alike, and prints the median ratio of the
+# pairs with its quartiles for each measurement: above 1, HEAD is faster. Fails if the node
+# signatures differ.
 #   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs unless told otherwise
-#   bench/compare.sh BASE . [PAIRS]        a commit and the working tree as it stands
+#   bench/compare.sh BASE . [PAIRS]        a commit and the working tree
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 pairs=${3:-20}
@@ -18,7 +18,7 @@ export LC_ALL=C
 work=$(mktemp -d)
 trap 'rm -rf "$work"; git worktree prune' EXIT
 
-# build COMMIT NAME: makes $work/NAME/quillon and its companions.
+# build COMMIT NAME: builds a commit in $work/NAME.
 build()
 {
     local tree=$PWD
@@ -34,7 +34,7 @@ build()
     } > "$work/$2.log" 2>&1 || { cat "$work/$2.log" >&2; exit 1; }
 }
 
-# Each measurement prints the processor time of the build in the folder $1.
+# Each measurement prints the processor time that the build in the folder $1 takes.
 TIMEFORMAT='%U %S'
 processor_time() { { time "$@" > /dev/null 2>&1; } 2>&1 | awk '{print $1 + $2}'; }
 signature() { processor_time "$1/bench/quillon_signature" 13; }
@@ -59,18 +59,14 @@ done
 echo "measurement  median  (quartiles of $pairs pairs)"
 for measurement in signature perft; do
     for ((i = 0; i < pairs; ++i)); do
-        # Neither build always runs first.
-        if ((i % 2)); then
-            head=$($measurement "$work/head")
-            base=$($measurement "$work/base")
-        else
-            base=$($measurement "$work/base")
-            head=$($measurement "$work/head")
-        fi
-        echo "$base $head"
-    done | awk '{print $1 / $2}' | sort -n | awk -v name="$measurement" '
+        # The builds take turns in running first.
+        order=(base head)
+        ((i % 2)) || order=(head base)
+        for name in "${order[@]}"; do echo "$name $($measurement "$work/$name")"; done |
+            sort | awk '{time[NR] = $2} END {print time[1] / time[2]}'
+    done | sort -n | awk -v name="$measurement" '
         {ratio[NR] = $1}
-        # Between two ratios in proportion.
+        # Interpolates between two ratios.
         function quantile(share,    place, i) {
             place = 1 + share * (NR - 1)
             i = int(place)

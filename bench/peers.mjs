@@ -1,22 +1,20 @@
 #!/usr/bin/env node
 // SPDX-License-Identifier: MIT
 //
-// Compares the speed with that of other engines from Debian packages, which are searched in turn,
-// and prints a table of ratios; above 1, Quillon is faster.
+// Compares the speed with that of other engines from Debian packages. The engines run in turn; the
+// ratios in the table are above 1 where Quillon is faster.
 //
 // Usage: bench/peers.mjs [ROUNDS, 5]     a minute per round
 // QUILLON_ENGINE is the engine measured (build/release/quillon). Speeds are per second of processor
-// time, which other work on the machine disturbs least: the nodes of one thread with a table of
-// 256 MB (median over five positions), and leaves of perft, which only stockfish counts too.
+// time, which other load on the machine affects least: nodes of one thread with a table of 256 MB
+// (median of five positions), and leaves of perft, which of the others only stockfish counts.
 
 import fs from 'node:fs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { engineFile } from '../tools/lib/command.mjs';
 import { quantile } from '../tools/lib/statistics.mjs';
 import { Engine } from '../tools/lib/uci.mjs';
 
-const root = path.dirname(path.dirname(fileURLToPath(import.meta.url)));
-const own = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
+const own = engineFile();
 const rounds = Number(process.argv[2] ?? 5);
 if (process.argv.length > 3 || !(rounds > 0)) {
   console.error('usage: bench/peers.mjs [ROUNDS, 5]');
@@ -30,18 +28,18 @@ const positions = [
   'fen r4rk1/1pp1qppp/p1np1n2/2b1p1B1/2B1P1b1/P1NP1N2/1PP1QPPP/R4RK1 w - - 0 10',
   'fen r1bq1rk1/pp1nbppp/2p1pn2/3p4/2PP1B2/2N1PN2/PPQ2PPP/R3KB1R w KQ - 4 8',
 ];
-// No book, and no network where that can be switched off.
-const settings = { Hash: 256, Threads: 1, 'Number of Threads': 1, 'Use NNUE': false, OwnBook: false };
+// No book, and no network if it can be switched off.
+const known = { Hash: 256, Threads: 1, 'Number of Threads': 1, 'Use NNUE': false, OwnBook: false };
 
 /** Nanoseconds that the threads of a process have run. */
 function processorTime(pid) {
+  const read = (task) => fs.readFileSync(`/proc/${pid}/task/${task}/schedstat`, 'latin1');
   const tasks = fs.readdirSync(`/proc/${pid}/task`);
-  return tasks.reduce((sum, task) => sum +
-    Number(fs.readFileSync(`/proc/${pid}/task/${task}/schedstat`, 'latin1').split(' ')[0]), 0);
+  return tasks.reduce((sum, task) => sum + Number(read(task).split(' ')[0]), 0);
 }
 
-/** Millions of nodes per second between the first and the last line that tells nodes: some engines
- *  prepare for long when a search begins. */
+/** Millions of nodes per second between the first and the last line with a node count: some engines
+ *  prepare for a long time when a search begins. */
 async function nodes(engine) {
   const rates = [];
   for (const position of positions) {
@@ -69,7 +67,7 @@ async function perft(engine) {
 
 const peers = ['stockfish', 'toga2', 'glaurung', 'ethereal-chess'].filter((name) => {
   if (fs.existsSync(`/usr/games/${name}`)) return true;
-  console.error(`peers.mjs: left out, please install the Debian package ${name}`);
+  console.error(`peers.mjs: ${name} is left out; please install its Debian package`);
   return false;
 });
 const files = [own, ...peers.map((name) => `/usr/games/${name}`)];
@@ -77,7 +75,7 @@ const speeds = { nodes: files.map(() => []), perft: files.map(() => []) };
 for (let round = 0; round < rounds; round++) {
   console.error(`round ${round + 1} of ${rounds}`);
   for (const [i, file] of files.entries()) {
-    const engine = await Engine.start(file, { known: settings });
+    const engine = await Engine.start(file, { known });
     speeds.nodes[i].push(await nodes(engine));
     if (i === 0 || file.endsWith('/stockfish')) speeds.perft[i].push(await perft(engine));
     await engine.quit();

@@ -1,36 +1,31 @@
 #!/usr/bin/env node
 // SPDX-License-Identifier: MIT
 //
-// What several threads do against one: by the clock, on the positions of the node signature, in
-// turn. Prints the ratios of nodes per second and of the time to a depth, median and quartiles.
-// Each search begins with a cleared table of 256 MB, whose memory has been touched before, as in a
-// game after "ucinewgame". Positions that one thread finishes within 0.3 seconds are left out.
+// Compares several threads with one on the positions of the node signature. Prints the ratios of
+// nodes per second and of the time to a depth, as medians with quartiles. Each search begins with a
+// cleared table of 256 MB whose memory has been touched, as in a game after "ucinewgame". Positions
+// that one thread searches in less than 0.3 seconds are left out.
 //
 // Usage: bench/threads.mjs [DEPTH, 20] [THREADS, 2]
 // QUILLON_ENGINE is the engine measured (build/release/quillon).
 
 import fs from 'node:fs';
-import path from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { engineFile } from '../tools/lib/command.mjs';
 import { quantile } from '../tools/lib/statistics.mjs';
 import { Engine } from '../tools/lib/uci.mjs';
 
-const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..');
-const file = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const [depth, threads] = [process.argv[2] ?? '20', process.argv[3] ?? '2'].map(Number);
 if (process.argv.length > 4 || !(depth > 0) || !(threads > 0)) {
   console.error('usage: bench/threads.mjs [DEPTH, 20] [THREADS, 2]');
   process.exit(2);
 }
 
-const listing = fs.readFileSync(path.join(root, 'bench', 'positions.h'), 'utf8');
+const listing = fs.readFileSync(new URL('positions.h', import.meta.url), 'utf8');
 const fens = [...listing.matchAll(/^ {4}"(.+)",$/gm)].map((match) => match[1]);
 
-function start(count) {
-  return Engine.start(file, { options: { Hash: 256, Threads: count } });
-}
+const start = (count) => Engine.start(engineFile(), { options: { Hash: 256, Threads: count } });
 
-/** Nodes, and seconds by the clock. */
+/** Nodes, and seconds of wall time. */
 async function search(engine, fen) {
   await engine.newGame();
   const begin = performance.now();
@@ -49,7 +44,7 @@ try {
   const times = [];
   for (const [i, fen] of fens.entries()) {
     const results = new Map();
-    // Neither always runs first.
+    // They take turns in running first.
     for (const engine of i % 2 ? [one, many] : [many, one]) {
       results.set(engine, await search(engine, fen));
     }

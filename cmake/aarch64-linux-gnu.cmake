@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# Toolchain: 64-bit ARM Linux, by Debian's g++-aarch64-linux-gnu.
+# Toolchain: 64-bit ARM Linux, with Debian's g++-aarch64-linux-gnu.
 
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(triple aarch64-linux-gnu)

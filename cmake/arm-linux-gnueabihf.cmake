@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# Toolchain: 32-bit ARM Linux with hardware floats, by Debian's g++-arm-linux-gnueabihf.
+# Toolchain: 32-bit ARM Linux with hardware floats, with Debian's g++-arm-linux-gnueabihf.
 
 set(CMAKE_SYSTEM_PROCESSOR armv7)
 set(triple arm-linux-gnueabihf)

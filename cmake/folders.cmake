@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Where installed files go. GNU's folders, Debian's by their usual variables (see the preset "deb"),
-# or one folder for all: so on Windows, and in the archives that are unpacked anywhere.
+# Where installed files go: GNU's folders, Debian's through the usual variables (see the preset
+# "deb"), or a single folder on Windows and in archives, which can be unpacked anywhere.
 
 if(WIN32)
   set(one_folder ON)

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# What is installed; cmake/folders.cmake says where. docs/packaging.md has the table.
+# What is installed; cmake/folders.cmake says where. docs/packaging.md has a table.
 
 install(TARGETS quillon RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES data/perft.txt DESTINATION ${QUILLON_DATA_DESTINATION})
@@ -10,13 +10,13 @@ install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY docs/connect docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 
-# GNOME Chess has one list of engines and no folder for parts of it, so its entry is an example.
+# GNOME Chess has a single list of engines, so its entry can only be an example.
 install(FILES packaging/gnome-chess.conf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 
-# What XBoard reads at its start: a command that speaks its own protocol.
+# XBoard reads this at its start: a command that speaks XBoard's protocol.
 if(NOT QUILLON_ONE_FOLDER)
   if(QUILLON_DEBIAN)
-    set(QUILLON_COMMAND quillon) # found in the path, like its neighbours
+    set(QUILLON_COMMAND quillon) # found in the path, as in other packages
   else()
     set(QUILLON_COMMAND ${CMAKE_INSTALL_FULL_BINDIR}/quillon)
   endif()
@@ -30,7 +30,7 @@ if(NOT QUILLON_DEBIAN)
   install(FILES CHANGELOG.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 else()
   find_program(GZIP_PROGRAM gzip REQUIRED)
-  # compressed SOURCE FOLDER NAME installs FOLDER/NAME.gz; -n leaves name and time out of it.
+  # compressed SOURCE FOLDER NAME installs FOLDER/NAME.gz; -n leaves out name and time.
   function(compressed source folder name)
     set(result ${PROJECT_BINARY_DIR}/packaging/${name}.gz)
     set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})

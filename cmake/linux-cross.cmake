@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# What the toolchains for other Linux systems share: Debian's cross compiler of `triple`, whose
-# programs run by `emulator`, qemu-user's or none.
+# Shared by the toolchains for other Linux systems: Debian's cross compiler for `triple`, whose
+# programs run in `emulator`, one of qemu-user's or none.
 
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_CXX_COMPILER ${triple}-g++)

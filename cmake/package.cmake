@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# The Debian package, made by `cpack` in a tree of the preset "deb". Archives are made by
-# dev/release.
+# The Debian package, made by `cpack` in a build of the preset "deb". dev/release makes archives.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quillon)
@@ -23,19 +22,19 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/postinst)
 
-# Counting bits without the instruction for it costs a chess engine dearly, so the package wants
-# SSE 4.2 and what came with it; sse4.2-support refuses to be installed on a processor without.
+# A chess engine is much slower without the POPCNT instruction, so the package requires x86-64-v2.
+# sse4.2-support can't be installed on older processors.
 set(processor_note "")
 if(QUILLON_ARCH STREQUAL "x86-64-v2")
   set(CPACK_DEBIAN_PACKAGE_DEPENDS sse4.2-support)
   string(CONCAT processor_note
-    "\n\nThis build needs a processor of the level x86-64-v2, which has SSE4.2 and"
-    "\nPOPCNT: those made since about 2009.")
+    "\n\nThis build needs an x86-64-v2 processor, which has SSE4.2 and POPCNT: made"
+    "\nafter about 2009.")
 endif()
 string(CONCAT CPACK_PACKAGE_DESCRIPTION
   "Quillon plays in any chess program that speaks the Universal Chess Interface"
-  "\n(UCI), and in XBoard by way of polyglot. It thinks on up to 64 threads, judges"
-  "\npositions by a hand-written evaluation and needs no files to play."
+  "\n(UCI), and in XBoard through polyglot. It searches with up to 64 threads, has a"
+  "\nhand-written evaluation and needs no files to play."
   "\n\nThe commands perft and rtest check its move generator against known counts."
   "${processor_note}")
 

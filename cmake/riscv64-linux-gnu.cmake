@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 #
-# Toolchain: 64-bit RISC-V Linux, by Debian's g++-riscv64-linux-gnu.
+# Toolchain: 64-bit RISC-V Linux, with Debian's g++-riscv64-linux-gnu.
 
 set(CMAKE_SYSTEM_PROCESSOR riscv64)
 set(triple riscv64-linux-gnu)

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 #
-# Toolchain: 64-bit Windows, by Debian's g++-mingw-w64-x86-64-posix. The other flavour of the
-# compiler, with win32 threads, has no std::thread. Programs run under wine.
+# Toolchain: 64-bit Windows, with Debian's g++-mingw-w64-x86-64-posix. The variant with win32
+# threads has no std::thread. Programs run under wine.
 
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

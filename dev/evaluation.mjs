@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// The numbers of the evaluation as text: the tables in the source, in the transcription
-// tests/data/evaluation.txt and in docs/evaluation.md. Used by dev/adopt-tables and by the test of
-// the document.
+// The numbers of the evaluation as text: in the source, in tests/data/evaluation.txt (the
+// transcription) and in docs/evaluation.md. Used by dev/adopt-tables and the test of the document.
 
 import assert from 'node:assert/strict';
 
-// Numbers of eval.h that the tuner leaves alone: name and number of entries.
+// Numbers of eval.h that aren't tuned: name and number of entries.
 const fixedNumbers = [['pieceValuePhase', 6], ['GAMEPHASEMAXMG', 1], ['GAMEPHASEMINEG', 1]];
 
-/**
- * The list EVALTABLES of eval.h: for each table its name as it is printed, the C++ variable and the
- * place of its first entry there, the number of entries, and which of them are tuned.
- */
+/** The list EVALTABLES of eval.h: for each table its printed name, the C++ variable, the index of
+ *  its first entry there, the number of entries, and the first and number of the tuned entries. */
 export function tableList(header) {
   const size = (shape) => [...shape.matchAll(/\[(\w+)\]/g)]
     .reduce((product, [, n]) => product * (n === 'NOFSQUARES' ? 64 : Number(n)), 1);
@@ -27,18 +24,18 @@ export function tableList(header) {
   }));
 }
 
-// A comment, a pair, or a plain number with the spaces before it.
+// A comment, a pair, or a number with the spaces before it.
 const token = /\/\/.*|X\( *(-?\d+), *(-?\d+)\)|( *)(-?\d+)/g;
 const definition = /^(?:TCONST combEval|constexpr \w+) (\w+)(?:\[\w+\])* = ([^;]*);/gm;
 
-/** Variable -> entries of all definitions in C++ source or in the tuner's output; the last wins. */
+/** Maps variables to entries, from C++ source or the tuner's output; the last definition counts. */
 export function definitions(source) {
   return new Map([...source.matchAll(definition)].map(([, name, text]) => [name,
     [...text.matchAll(token)].filter(([match]) => !match.startsWith('//'))
       .map(([, mg, eg, , number]) => (mg ? [Number(mg), Number(eg)] : [Number(number)]))]));
 }
 
-/** Name -> entries of all tables and fixed numbers, from the two source files. */
+/** Maps the names of all tables and fixed numbers to their entries, from the two source files. */
 export function tablesOfSource(header, source) {
   const inSource = definitions(source);
   const inHeader = definitions(header);
@@ -55,22 +52,22 @@ export function tablesOfSource(header, source) {
   return tables;
 }
 
-/** The tables of the source, with the tuned entries of those that the tuner has printed. */
+/** The tables of the source, with the tuned entries that the tuner has printed. */
 export function adoptedTables(header, source, printed) {
   const tables = tablesOfSource(header, source);
   const found = definitions(printed);
   const adopted = tableList(header).filter(({ variable }) => found.has(variable));
-  assert.ok(adopted.length, 'no table is printed there');
+  assert.ok(adopted.length, 'it contains no table');
   for (const { name, variable, start, first, tuned } of adopted)
     for (let i = first; i < first + tuned; i++) {
       const entry = found.get(variable)[start + i];
-      assert.equal(entry?.length, tables.get(name)[i].length, `${name} is not complete`);
+      assert.equal(entry?.length, tables.get(name)[i].length, `${name} is incomplete`);
       tables.get(name)[i] = entry;
     }
   return tables;
 }
 
-/** The source with the numbers of `tables` in its definitions, laid out as before. */
+/** The source with the numbers of `tables` in its definitions, with the same layout. */
 export function writeTables(header, source, tables) {
   const flat = new Map();
   for (const { name, variable } of tableList(header))
@@ -82,7 +79,7 @@ export function writeTables(header, source, tables) {
       if (match.startsWith('//')) return match;
       const entry = entries.shift();
       if (mg) {
-        const width = match.length < 'X(   0,    0)'.length ? 0 : 4; // of a table's columns
+        const width = match.length < 'X(   0,    0)'.length ? 0 : 4; // of the columns
         const [first, second] = entry.map((half) => String(half).padStart(width));
         return `X(${first}, ${second})`;
       }
@@ -92,7 +89,7 @@ export function writeTables(header, source, tables) {
   });
 }
 
-/** A checksum over all entries in order, in 32 bits. */
+/** A 32-bit checksum of all entries in order. */
 export function checksum(tables) {
   let sum = 0;
   for (const entries of tables.values())
@@ -115,7 +112,7 @@ export function entryName(name, index) {
 
 const entryText = ([mg, eg]) => (eg === undefined ? String(mg) : `${mg}/${eg}`);
 
-/** The transcription: a name, then its entries, eight in a line. */
+/** The transcription: each name followed by its entries, eight in a line. */
 export function transcription(tables) {
   const lines = ['# Every number of the evaluation, pairs as mid-game/end-game. The reference model',
     '# reads them from here. Written by dev/adopt-tables.', '', `checksum ${checksum(tables)}`];
@@ -127,7 +124,7 @@ export function transcription(tables) {
   return `${lines.join('\n')}\n`;
 }
 
-/** Name -> entries, from a transcription or from what `quillon_explain --tables` prints. */
+/** Maps names to entries, from a transcription or the output of `quillon_explain --tables`. */
 export function readTranscription(text) {
   const tables = new Map();
   for (const block of text.trim().split('\n\n')) {
@@ -149,14 +146,14 @@ const axes = {
 };
 const mostColumns = 9;
 
-/** Rows of cells as lines, with the columns aligned. */
+/** Rows of cells as lines with aligned columns. */
 function aligned(rows) {
   const width = (column) => Math.max(...rows.map((row) => row[column]?.length ?? 0));
   return rows.map((row) => row.map((cell, i) => (
     i ? cell.padStart(width(i)) : cell.padEnd(width(0)))).join('  ').trimEnd());
 }
 
-/** The rows of a table: { label, cells }, one for each value of the leading indices. */
+/** The rows of a table, { label, cells }: one for each value of the leading indices. */
 function rowsOf(listed, entries) {
   const cells = entries.map((entry, i) => {
     const isRead = (i >= listed.first && i < listed.first + listed.tuned) || entry.some(Boolean);
@@ -175,7 +172,7 @@ function boardLines(entries) {
     ...entries.slice(8 * i, 8 * i + 8).map(entryText)]), ['', ...axes.file]]);
 }
 
-/** Tables with a common axis as lines of text. */
+/** Tables with a common axis, as lines. */
 function tableLines(axis, names, list, tables) {
   const listedTables = names.map((name) => {
     const listed = list.find((entry) => [entry.variable, entry.name].includes(name));
@@ -200,23 +197,21 @@ function tableLines(axis, names, list, tables) {
   return parts;
 }
 
-/** A FEN's board. */
+/** The board of a FEN. */
 function diagramLines(fen) {
   const ranks = fen.split(' ')[0].split('/').map((rank, i) => `${8 - i} |${
     [...rank.replace(/\d/g, (count) => '.'.repeat(Number(count)))].join('|')}|`);
   return [...ranks, '  |a|b|c|d|e|f|g|h|'];
 }
 
-/**
- * The document with all that stands between its markers written anew. `explain` gives what
- * quillon_explain prints for its arguments, `header` is eval.h.
+/** The document with new text between its markers. `explain` returns the output of quillon_explain
+ *  for its arguments, `header` is eval.h.
  *
- *   <!-- terms: NAME; NAME -->           the names with their sentences
- *   <!-- tables AXIS: NAME, NAME; AXIS: NAME -->   by file, rank, piece, number, square or none
- *   <!-- position FEN: NAME COLOUR; ... -->   a diagram and the values of terms
- *   <!-- explain: FEN -->                the whole output of the program
- *   <!--end-->                           ends each of them
- */
+ *    <!-- terms: NAME; NAME -->           the names with their sentences
+ *    <!-- tables AXIS: NAME, NAME; AXIS: NAME -->   by file, rank, piece, number, square or none
+ *    <!-- position FEN: NAME COLOUR; ... -->   a diagram and the values of terms
+ *    <!-- explain: FEN -->                the whole output of the program
+ *    <!--end-->                           ends each of them */
 export function writeDocument(text, header, explain) {
   const list = [...tableList(header),
     ...fixedNumbers.map(([name, size]) => ({ name: size > 1 ? `${name}[${size}]` : name,

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 #
 # Formatting and static checks of the C++ files, the scripts and the Node programs; called by
-# ./test.sh --lint. Every tool runs to its end, and one that finds something fails the whole.
+# ./test.sh --lint. Every tool runs, and fails the whole if it finds something.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
@@ -10,7 +10,7 @@ status=0
 sources=$(mktemp)
 trap 'rm -f "$sources"' EXIT
 
-# fails TITLE notes that a tool has found something or could not run.
+# fails TITLE notes that a tool has found something or couldn't run.
 fails()
 {
     echo "lint: $1 has failed" >&2
@@ -41,15 +41,15 @@ echo "== node --check"
     git grep -lI -e '^#!/usr/bin/env node' -- tools dev
 } | each node --check || fails node
 
-# What is left out, and why:
+# What is suppressed, and why:
 #   useStlAlgorithm         a loop of one line is as clear
-#   shadowFunction          a local name may be some function's; -Wshadow sees to variables
-#   clarifyCalculation      `set & bit ? a : b` is read as it is meant
+#   shadowFunction          a local name may be that of a function; -Wshadow checks variables
+#   clarifyCalculation      `set & bit ? a : b` is clear
 #   constVariable           wrong about references to rows of constant tables
 #   passedByValue           clang-tidy finds the same; its exceptions are marked in the code
 #   unusedStructMember      in tests: wrong about members that are bound or printed
-#   knownConditionTrueFalse in tests: an expectation is a condition known to hold
-#   redundantAssignment     in tests: takes two random numbers to be equal
+#   knownConditionTrueFalse in tests: an expectation is a condition that is known to hold
+#   redundantAssignment     in tests: takes two random numbers for equal
 echo "== cppcheck"
 listed '*.cpp' > "$sources"
 cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability,style \
@@ -60,17 +60,17 @@ cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability,sty
     --suppress='unusedStructMember:tests/*' --suppress='knownConditionTrueFalse:tests/*' \
     --suppress='redundantAssignment:tests/*' || fails cppcheck
 
-# g++ 12 is at its beginnings with C++. It takes `new` and an empty vector's memory to be null
-# pointers in use, and the bytes of an empty string to be read, so those checks are left out; the
-# others (memory freed twice or too early, leaks, files left open) are on.
+# The support for C++ in g++ 12 is incomplete: it takes the results of `new` and the memory of empty
+# vectors for null pointers, and the bytes of empty strings for uninitialised ones, so those checks
+# are off; the others (double free, use after free, leaks, open files) are on.
 echo "== g++ -fanalyzer"
 listed 'src/*.cpp' | each g++ -std=c++20 -O1 -Isrc -fanalyzer -Werror -S -o /dev/null \
     -fdiagnostics-path-format=none -Wno-analyzer-use-of-uninitialized-value \
     -Wno-analyzer-possible-null-argument -Wno-analyzer-possible-null-dereference \
     -Wno-analyzer-null-dereference || fails "g++ -fanalyzer"
 
-# tidy FLAGS... checks the files named on its input with clang-tidy. That counts the warnings it
-# has withheld on its error output, so all it says is kept until it fails.
+# tidy FLAGS... checks the files named on its input with clang-tidy. Its output is shown only if it
+# fails, because clang-tidy always counts suppressed warnings there.
 tidy()
 {
     # shellcheck disable=SC2016

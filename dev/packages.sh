@@ -1,10 +1,10 @@
 # shellcheck shell=bash
 # SPDX-License-Identifier: MIT
 #
-# Sourced by run.sh and test.sh: sees to the Debian packages that they need.
+# Sourced by scripts that need Debian packages.
 
-# need_packages COMMAND-OR-FILE=PACKAGE ... installs the packages whose command or file is missing,
-# or names them and ends where it may not install.
+# need_packages COMMAND-OR-FILE=PACKAGE... installs the packages whose command or file is missing.
+# If it isn't allowed to, it names them and exits.
 need_packages()
 {
     local missing=() pair probe root=()
@@ -24,11 +24,11 @@ need_packages()
             exit 1
         fi
     fi
-    echo "Installing ${missing[*]} ..." >&2
     if ! command -v apt-get > /dev/null; then
-        echo "There is no apt-get here; please install what gives: ${missing[*]}" >&2
+        echo "There is no apt-get here; please install the equivalents of: ${missing[*]}" >&2
         exit 1
     fi
+    echo "Installing ${missing[*]} ..." >&2
     "${root[@]}" apt-get update -qq >&2
     DEBIAN_FRONTEND=noninteractive "${root[@]}" apt-get install -y -qq "${missing[@]}" >&2
 }

@@ -1,16 +1,16 @@
 #!/usr/bin/env node
 // SPDX-License-Identifier: MIT
 //
-// The console: what programs start that run UCI engines by command. Arguments are one command.
+// The console, for programs that start UCI engines as commands. The arguments are one command.
 
 import { Quillon } from './index.mjs';
 
 const engine = await Quillon({ hash: 256, args: process.argv.slice(2) });
 engine.onLine = (line) => process.stdout.write(`${line}\n`);
-// A reader that has gone is no reason to complain: end of input ends the engine.
+// A closed output is not an error: the end of the input ends the engine.
 process.stdout.on('error', () => {});
 
-// Bytes go through as they are: what a line is, the engine decides.
+// Bytes are passed on unchanged; the engine splits them into lines.
 let isLineOpen = false;
 process.stdin.setEncoding('latin1');
 process.stdin.on('data', (text) => {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Quillon in WebAssembly: starts the engine in a worker, hands it lines and passes on its own.
-// index.d.ts describes what is exported.
+// Quillon in WebAssembly: starts the engine in a worker and passes lines in both directions.
+// index.d.ts describes the exports.
 
 const isNode = typeof process === 'object' && Boolean(process.versions?.node);
 
-/** Starts a worker with one interface for Node and browsers. `ended` is called when it is gone. */
+/** Starts a worker in Node or a browser. `message` gets its messages; `ended` is called when it has
+ *  ended. */
 async function startWorker({ message, ended }) {
   const url = new URL('./worker.mjs', import.meta.url);
   if (isNode) {
@@ -42,7 +43,7 @@ export async function Quillon({ threads = 1, hash = 64, args = [], threaded } = 
     failed = reject;
   });
   let onLine = null;
-  const early = []; // lines that came before there was a reader
+  const early = []; // lines written before there was a reader
   const engine = {
     threaded,
     onExit: null,

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The worker that the engine's threads belong to: loads it and passes lines both ways.
+// The worker of the engine's threads: loads the engine and passes lines in both directions.
 
 const isNode = typeof process === 'object' && Boolean(process.versions?.node);
 const port = isNode ? (await import('node:worker_threads')).parentPort : globalThis;
 
-/** What the engine's loader expects of Node, which it takes for a script of the older kind. */
+/** Sets the globals that the engine's loader expects in Node, because it is made for CommonJS. */
 async function prepareNode(file) {
   const { createRequire } = await import('node:module');
   const { readFileSync } = await import('node:fs');

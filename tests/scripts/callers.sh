@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The functions without a caller, as docs/architecture.md lists them, are those that the linker drops
-# from an unoptimised engine. The linker keeps a virtual function, such as searchRootOld.
+# docs/architecture.md lists the functions without a caller: those that the linker drops from an
+# unoptimised engine. The linker keeps virtual functions such as searchRootOld.
 set -euo pipefail
 cd "$QUILLON_SOURCE_DIR"
 work=$(mktemp -d)
@@ -15,7 +15,7 @@ printf '%s\n' src/*.cpp | xargs -P 2 -I {} sh -c \
 "${CXX:-c++}" -pthread -Wl,--gc-sections -Wl,--print-gc-sections "$work"/*.o -o "$work/engine" \
     2> "$work/dropped"
 
-# Plain names only: no members, templates, lambdas, helpers local to a file or inline functions.
+# Only plain names: no members, templates, lambdas, file-local helpers or inline functions.
 {
     echo searchRootOld
     grep -o '\.text\._Z[^]['\'']*'\''' "$work/dropped" | sed "s/'//; s/^\.text\.//" | c++filt -p |

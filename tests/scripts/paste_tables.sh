@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# What the tuner prints is C++ source, and dev/adopt-tables puts it into eval.cpp: a copy built from
-# changed tables prints the same text again. The stock tables leave eval.cpp as it is.
+# The tuner prints C++ source that dev/adopt-tables puts into eval.cpp: a copy built from changed
+# tables prints the same text again. The original tables leave eval.cpp unchanged.
 set -euo pipefail
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 source=$QUILLON_SOURCE_DIR/src
 
-# adopt PRINTED writes eval.cpp with the printed tables to standard output.
+# adopt PRINTED prints eval.cpp with the printed tables.
 adopt()
 {
     cat > "$work/adopt.mjs" <<END

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Every compiler and set of flags gives the node signature of bench/signature.txt. Looks at all builds
-# beside this one; a missing debug build is a failure.
+# Every compiler and set of flags gives the node signature of bench/signature.txt. Runs all builds
+# beside this one; there must be a debug build.
 set -euo pipefail
 builds=$(dirname "$QUILLON_BUILD_DIR")
 [[ -x $builds/debug/bench/quillon_signature ]] || { echo "no debug build beside this one"; exit 1; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The commands of the documents that take long: one after the other, in a fresh clone.
+// The slow commands of the documents, one after the other in a fresh clone.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The documents: their commands are known and the quick ones are run, their links lead somewhere,
-// and what they say of commands and options is what the engine says.
+// The documents: their commands are known and the quick ones work, their links are valid, and they
+// describe the commands and options that the engine has.
 
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
@@ -13,14 +13,7 @@ import { commandsOf, documents, quick, root, rows, run, shortened } from '../../
 const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
 
-/** A folder with links to everything in the tree: relative paths lead into it, new files stay. */
-function folderOfLinks() {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-docs-'));
-  for (const name of fs.readdirSync(root)) fs.symlinkSync(path.join(root, name), path.join(folder, name));
-  return folder;
-}
-
-test('each command of the documents has a row, and each row a command', () => {
+test('each command of the documents has a row, and each row has a command', () => {
   const written = new Set(documents().flatMap((file) => commandsOf(read(file))));
   assert.ok(written.size > 20, `only ${written.size} commands`);
   assert.deepEqual([...written].filter((command) => !rows[command]), [], 'commands without a row');
@@ -28,8 +21,12 @@ test('each command of the documents has a row, and each row a command', () => {
 });
 
 test('the quick commands of the documents do what they say', async (t) => {
-  const folder = folderOfLinks();
+  // Relative paths lead into the tree, and new files stay out of it.
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-docs-'));
   t.after(() => fs.rmSync(folder, { recursive: true }));
+  for (const name of fs.readdirSync(root)) {
+    fs.symlinkSync(path.join(root, name), path.join(folder, name));
+  }
   for (const [command, row] of Object.entries(quick)) {
     const { status, output } = await run(shortened(command, row), folder);
     assert.equal(status, 0, `${command}\n${output.slice(-2000)}`);
@@ -37,7 +34,7 @@ test('the quick commands of the documents do what they say', async (t) => {
   }
 });
 
-test('the index names every document, and all of them together have at most 13,000 words', () => {
+test('the index has every document, and together they have at most 13,000 words', () => {
   const index = read('docs/README.md');
   for (const file of documents().filter((name) => /^docs\/[a-z]/.test(name))) {
     assert.ok(index.includes(`](${path.basename(file)})`), file);
@@ -47,7 +44,7 @@ test('the index names every document, and all of them together have at most 13,0
   assert.ok(words.length <= 13000, `${words.length} words`);
 });
 
-test('the links of the documents lead to files, and to headings that exist', () => {
+test('the links of the documents lead to files and headings that exist', () => {
   const anchor = (heading) =>
     heading.toLowerCase().replace(/[^\w\- ]/g, '').trim().replace(/ /g, '-');
   for (const file of [...documents(), 'CHANGELOG.md']) {
@@ -64,24 +61,18 @@ test('the links of the documents lead to files, and to headings that exist', () 
   }
 });
 
-/** First cells of the rows of the table below a heading. */
-function firstCells(file, heading) {
-  const section = read(file).split(/^## /m).find((part) => part.startsWith(`${heading}\n`));
-  assert.ok(section, `${file} has no section ${heading}`);
-  const lines = section.split('\n').filter((line) => line.startsWith('| `'));
-  return lines.flatMap((line) => [...line.split('|')[1].matchAll(/`([^`]+)`/g)].map((m) => m[1]));
-}
-
-test('docs/uci.md describes each command of the console and nothing else', () => {
-  // The tuning build has more of them, which docs/tuning.md describes.
+test('docs/uci.md describes exactly the commands of the console', () => {
+  // docs/tuning.md describes those of the tuning build.
   const source = read('src/quillon.cpp').replace(/^#ifdef QUILLON_TUNE$.*?^#endif$/gms, '');
   const known = [...source.matchAll(/^ {4}\{"([a-z]+)",/gm)].map((match) => match[1]);
   assert.ok(known.length >= 14, `found ${known.length} commands in the source`);
-  const described = firstCells('docs/uci.md', 'Commands').map((text) => text.split(' ')[0]);
+  const [, section] = read('docs/uci.md').match(/^## Commands\n(.*?)^## /ms);
+  const cells = [...section.matchAll(/^\| (`[^|]*)/gm)].map((match) => match[1]).join(' ');
+  const described = [...cells.matchAll(/`(\w+)[^`]*`/g)].map((match) => match[1]);
   assert.deepEqual([...new Set(described)].sort(), [...new Set(known)].sort());
 });
 
-test('docs/uci.md lists the options that the engine offers, with their limits', async () => {
+test('docs/uci.md has the options of the engine with their limits', async () => {
   const { output } = await run(`printf 'uci\\nquit\\n' | ${engine}`, root);
   const offered = [...output.matchAll(/^option name (\w+) type (.*)$/gm)];
   assert.equal(offered.length, 3);
@@ -93,7 +84,7 @@ test('docs/uci.md lists the options that the engine offers, with their limits', 
   }
 });
 
-test('the engine answers as the examples in README.md and docs/uci.md show, times aside', async () => {
+test('the examples in README.md and docs/uci.md show what the engine answers', async () => {
   const timeless = (line) => line.replace(/ time \d+/, '').trim();
   for (const file of ['README.md', 'docs/uci.md']) {
     const [, example] = read(file).match(/^```\n\$ \S+quillon\n(.*?)^```$/ms);

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// An engine for the tests of the tools. It shows 10 centipawns for the mover and the first legal
-// move, a mate in one where there is one, and its arguments say what it does otherwise, from its
-// search number N on:
+// An engine for the tests of the tools. It plays a mate in one or else the first legal move, with a
+// score of 10 centipawns. Its arguments change that from search number N on:
 //
-//   dies N      ends with status 3
-//   illegal N   answers with a move that isn't legal
+//   dies N      exits with status 3
+//   illegal N   answers with an illegal move
 //   rubbish N   answers with moves that don't exist
 //   waits N     answers only to "stop"
 //   late N      answers after 1.5 seconds

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Matches: what results say about strength, who wins and who is to blame, and that an interrupted
-// gauntlet goes on where it has stopped.
+// Matches: Elo differences, who wins and whose fault it was; an interrupted gauntlet resumes.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -10,10 +9,10 @@ import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
 const fakeNamed = (name, ...manner) => `${fake(...manner)},name=${name}`;
 
-// White and Black both mate at once if it is their turn; White begins, so White wins.
+// The side to move mates at once, so White wins.
 const mateInOne = file('mate.epd', '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - id "back rank";\n');
 const start = file('start.epd', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq -\n');
-// A king and a knight are no mating material.
+// No mating material.
 const bare = file('bare.epd', '8/8/4k3/8/8/3NK3/8/8 w - -\n');
 
 /** Runs a gauntlet; row: the cells of the last row of its table. */
@@ -41,18 +40,18 @@ test('the error comes from pairs: mean 0.6875, standard error 0.11968 by hand', 
   assert.equal(match.score, 0.6875);
   assert.ok(Math.abs(match.low + 32.8) < 0.1, String(match.low));
   assert.ok(Math.abs(match.high - 429.2) < 0.1, String(match.high));
-  // Openings that decide every game leave no doubt about equal strength.
+  // If the opening decides every game, the engines are certainly equal.
   const even = evaluateMatch([[1, 0], [0, 1], [1, 0]]);
   assert.deepEqual([even.elo, even.low, even.high].map(Math.round), [0, 0, 0]);
 });
 
-test('a game that has no partner yet counts for the score and not for the error', () => {
+test('a game without its partner counts for the score but not for the error', () => {
   const match = evaluateMatch([[1, 0], [0, 1], [1]]);
   assert.deepEqual([match.games, match.score], [5, 0.6]);
   assert.deepEqual(match.pentanomial, [0, 0, 2, 0, 0]);
 });
 
-test('White mates from the opening, so that each side of a pair wins once', async () => {
+test('White mates in the opening, so each engine wins once in a pair', async () => {
   const { status, row, text } = await gauntlet('mates', fakeNamed('mate two'), 2, mateInOne);
   assert.equal(status, 0);
   assert.deepEqual(row.slice(1, 7), ['mate two', '2', '1', '0', '1', '50.0 %']);
@@ -70,7 +69,7 @@ for (const [fault, ending] of [
   ['late', 'time forfeit'],
   ['waits', 'engine does not answer'],
 ]) {
-  test(`an opponent loses by its fault, and the fault is counted: ${ending}`, async () => {
+  test(`an opponent loses by its own fault, which is counted: ${ending}`, async () => {
     const { status, row, text } = await gauntlet(fault, fakeNamed(fault, fault, 3), 2, start);
     assert.equal(status, 0);
     assert.deepEqual(row.slice(2, 6), ['2', '2', '0', '0']);
@@ -79,7 +78,7 @@ for (const [fault, ending] of [
   });
 }
 
-test('a gauntlet goes on where its file of games ends, and plays nothing twice', async () => {
+test('a gauntlet resumes where its file of games ends, and plays no game twice', async () => {
   const first = await gauntlet('resumed', fakeNamed('other'), 1, bare);
   assert.deepEqual(first.row.slice(2, 6), ['1', '0', '1', '0']);
   const { row, text } = await gauntlet('resumed', fakeNamed('other'), 3, bare);
@@ -89,7 +88,7 @@ test('a gauntlet goes on where its file of games ends, and plays nothing twice',
   assert.deepEqual(tags, ['[Round "1"]', end, '[Round "2"]', end, '[Round "3"]', end]);
 });
 
-test('wrong use and missing files get one line and a status', async () => {
+test('wrong arguments and missing files get one line and a status', async () => {
   const opponent = ['--opponent', fakeNamed('other')];
   const pgn = ['--pgn', file('none.pgn')];
   const both = [...opponent, ...pgn];

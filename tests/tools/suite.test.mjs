@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Test suites: what counts as solved and when, and runs on the real engine. The expectations are
-// worked out by hand or by the rules of chess.
+// Test suites: what counts as solved and when, and runs on the real engine. The expectations come
+// from the rules of chess.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
@@ -12,7 +12,7 @@ import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
 
-test('best moves, moves to avoid and mates are asked for together', () => {
+test('best moves, moves to avoid and mates can be asked for', () => {
   const task = { best: new Set(['e2e4', 'd2d4']), avoid: new Set(['d2d4']), mate: null };
   const mate = { best: null, avoid: null, mate: 3 };
   for (const [what, move, score, expected] of [
@@ -25,7 +25,7 @@ test('best moves, moves to avoid and mates are asked for together', () => {
   }
 });
 
-/** Runs a record on an engine that shows these lines: [milliseconds, move, mate]. */
+/** Runs a record on an engine that writes these lines: [milliseconds, move, mate]. */
 function play(operations, lines, best, how) {
   const record = parseEpd(`rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - ${operations}`);
   const asked = [];
@@ -47,34 +47,33 @@ function play(operations, lines, best, how) {
     .then((result) => ({ ...result, asked }));
 }
 
-test('the time is that of the line since which no other move was shown', async () => {
+test('the time is that of the first of the last lines that all have the right move', async () => {
   const lines = [[10, 'e2e4'], [20, 'd2d4'], [30, 'e2e4'], [40, 'e2e4']];
   const mates = [[10, 'e2e4', 5], [20, 'e2e4', 3]];
   for (const [operations, shown, time] of [
     ['bm e4;', lines, 30], ['am d4;', lines, 30], ['bm d4;', lines, null],
-    // A mate is solved when it is short enough.
-    ['dm 3;', mates, 20], ['dm 5;', mates, 10], ['dm 2;', mates, null], ['bm d4; dm 3;', mates,
-      null],
+    ['dm 3;', mates, 20], ['dm 5;', mates, 10], ['dm 2;', mates, null],
+    ['bm d4; dm 3;', mates, null],
   ]) {
     const result = await play(operations, shown, 'e2e4');
     assert.deepEqual([result.isSolved, result.time], [time !== null, time], operations);
     assert.deepEqual([result.played, result.asked], ['e4', ['movetime 20']]);
   }
-  // A move that no line has shown is solved at the end.
+  // A move that is in no line is solved at the end.
   for (const shown of [[], [[5, 'd2d4']]]) {
     const { isSolved, time } = await play('bm e4;', shown, 'e2e4');
     assert.ok(isSolved && time >= 0);
   }
 });
 
-test('an engine may be made to search for the whole time; an illegal answer is told', async () => {
+test('an engine can be made to search all the time; an illegal answer is an error', async () => {
   const { isSolved, asked } = await play('bm e4;', [], 'e2e4', { isInfinite: true });
   assert.deepEqual([isSolved, asked], [true, ['infinite']]);
   const illegal = play('bm e4;', [], 'e2e5');
   await assert.rejects(illegal, /^Error: Stub answers "e2e5", which is not a legal move$/);
 });
 
-test('totals count what was solved, with mean and median of its times', () => {
+test('totals have the number of solved records, with mean and median of their times', () => {
   const result = (time) => ({ isSolved: time !== null, time });
   const totals = totalsOf([100, null, 700, 200, null, 1000].map(result));
   assert.deepEqual(totals, { solved: 4, total: 6, mean: 500, median: 450 });
@@ -84,7 +83,7 @@ test('totals count what was solved, with mean and median of its times', () => {
   assert.equal(totalsText(totalsOf([null].map(result))), '0 of 1 solved (0.0 %)');
 });
 
-test('records that cannot be run are told with their line; cells of a CSV file are quoted', () => {
+test('records that cannot be run are reported with their line; CSV cells are quoted', () => {
   const problems = [];
   const text =
     '# a comment\n4k3/8/8/8/8/8/8/R3K3 w - - bm Ra8+;\n' +
@@ -97,7 +96,7 @@ test('records that cannot be run are told with their line; cells of a CSV file a
   assert.equal(csvRow(['a', 1, null, 'b, c', 'say "x"']), 'a,1,,"b, c","say ""x"""');
 });
 
-// Both sides of each mate have no other shortest move; the last record can't be solved.
+// Each mate has a single solution; the last record can't be solved.
 const records = file('records.epd', `\
 6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - bm Ra8#; dm 1; id "back rank";
 r1bqkbnr/pppp1ppp/2n5/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - bm Qxf7; id "scholar";
@@ -105,7 +104,7 @@ r1bqkbnr/pppp1ppp/2n5/4p2Q/2B1P3/8/PPPP1PPP/RNB1K1NR w KQkq - bm Qxf7; id "schol
 rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - bm a3; id "hopeless, and quoted";
 `);
 
-test('a suite is run, counted and written down', async () => {
+test('a suite is run, and its results are counted and written to a CSV file', async () => {
   const csv = file('out.csv');
   const { status, out, err } = await suite(['--time', '200', '--csv', csv, records]);
   assert.deepEqual([status, err], [0, '']);
@@ -130,7 +129,7 @@ test('a suite is run, counted and written down', async () => {
   assert.equal((await suite(['--time', '20', '--expect', '2', records])).status, 0);
 });
 
-test('a broken engine ends the run, and what was found is counted', async () => {
+test('a broken engine ends the run, and the results so far are counted', async () => {
   for (const [engine, message] of [
     [fake('dies', 3), 'Fake 1.0 has ended with status 3 (only move)'],
     [fake('rubbish', 3), 'Fake 1.0 answers "e9e9", which is not a legal move (only move)'],
@@ -141,21 +140,18 @@ test('a broken engine ends the run, and what was found is counted', async () => 
   }
 });
 
-test('an interrupted run counts what was found', async () => {
-  let isSent = false;
+test('an interrupted run counts the results so far', async () => {
+  let interrupt = (child) => {
+    interrupt = () => {};
+    process.kill(child.pid, 'SIGINT');
+  };
   const args = ['--engine', fake('waits', 2), '--time', '60000', records];
-  const { status, out, err } = await suite(args, {
-    each(text, child) {
-      if (isSent) return;
-      isSent = true;
-      process.kill(child.pid, 'SIGINT');
-    },
-  });
+  const { status, out, err } = await suite(args, { each: (_, child) => interrupt(child) });
   assert.deepEqual([status, err], [130, 'suite: interrupted\n']);
   assert.match(out, /back rank[^]*^\d of 1 solved/m);
 });
 
-test('wrong use gets one line and status 2, missing things one line and status 1', async () => {
+test('wrong arguments get one line and status 2, missing files one line and status 1', async () => {
   await checkUse([
     ['suite', [], 2, /please name a file of records/],
     ['suite', ['--time', '0', records], 2, /--time takes a whole number from 1/],

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the tools share: a folder for their files, running a tool, and engines that
-// misbehave.
+// Shared by the tests of the tools: a folder for their files, running a tool, and faulty engines.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -17,7 +16,7 @@ export const enginePath =
 export const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-tools-'));
 test.after(() => fs.rmSync(folder, { recursive: true }));
 
-/** A file of that name in the tests' folder, written unless the text is missing. */
+/** The path of a file in the tests' folder, which is written if there is a text. */
 export function file(name, text, mode) {
   const place = path.join(folder, name);
   if (text !== undefined) fs.writeFileSync(place, text, { mode });
@@ -30,13 +29,13 @@ export const read = (place) => fs.readFileSync(place, 'utf8');
  *  @param {string} tool its name in tools/
  *  @param {string[]} args
  *  @param {{input?: string, env?: object, each?: (out: string, child) => void}} [how] `each` is
- *      called with all output so far, whenever there is more */
+ *      called with the whole output so far whenever there is more */
 export function run(tool, args, { input = '', env = {}, each } = {}) {
   return new Promise((resolve) => {
     const child = spawn(path.join(root, 'tools', tool), args, {
       cwd: root,
       env: { ...process.env, ...env },
-      // A group of its own, so that a test can interrupt it as a terminal does.
+      // Its own process group, so that a test can interrupt it as a terminal does.
       detached: true,
     });
     let out = '';
@@ -52,7 +51,7 @@ export function run(tool, args, { input = '', env = {}, each } = {}) {
   });
 }
 
-/** Fails unless each tool prints its usage for --help, and for each case one line and a status.
+/** Fails unless each tool prints its usage for --help, and exits with one line in each case.
  *  @param {[string, string[], number, RegExp][]} cases tool, arguments, status, line */
 export async function checkUse(cases) {
   for (const [tool, args, expected, message] of cases) {
@@ -80,7 +79,7 @@ export async function until(condition, what) {
   assert.fail(`waited in vain for ${what}`);
 }
 
-/** The program of the fake engine, with its arguments. */
+/** The path of a program that runs the fake engine with arguments. */
 export function fake(...args) {
   const module = path.join(here, 'fake-engine.mjs');
   const script = `#!/bin/sh\nexec "${process.execPath}" "${module}" ${args.join(' ')}\n`;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The rules of chess and chess as text, for all programs here: positions, games and moves as people
-// and engines write them, scores as people read them. The rules are those of chess.js; games are
-// read here, because chess.js reads one game and gives up on the whole of it for one wrong move.
+// The rules of chess and chess as text: positions, games and moves as people and engines write
+// them, scores as people read them. The rules are those of chess.js. Its reader of games takes a
+// single game and fails at the first wrong move, so this file has its own.
 
 import path from 'node:path';
 
@@ -19,16 +19,16 @@ try {
 export const { Chess } = library;
 export const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 
-/** Whether a text begins like a position, right or wrong: eight ranks.
+/** Whether a text begins with eight ranks, like a FEN.
  *  @param {string} text */
 export function looksLikeFen(text) {
   return /^\s*[A-Za-z0-9]+(\/[A-Za-z0-9]+){7}(\s|$)/.test(text);
 }
 
-/** A position to play on.
+/** Reads a position.
  *  @param {string} text a FEN, whose two counters may be missing, or "startpos"
  *  @returns {Chess}
- *  @throws when it isn't one, or when the side that has moved is still in check */
+ *  @throws if it isn't a FEN, or if the side that has moved is in check */
 export function readFen(text) {
   const fields = text.trim().split(/\s+/);
   if (fields[0] === 'startpos' && fields.length === 1) return new Chess(startFen);
@@ -45,9 +45,8 @@ export function readFen(text) {
   return chess;
 }
 
-/** Why the game is over: "checkmate", "stalemate", "insufficient material"; null
- *  while the game goes on. With `atEnd` also what a player may claim: "threefold repetition" and
- *  "fifty moves". */
+/** Why the game is over: "checkmate", "stalemate" or "insufficient material", and unless `atEnd` is
+ *  false also "threefold repetition" or "fifty moves"; null while the game goes on. */
 export function endOf(chess, atEnd = true) {
   if (chess.isCheckmate()) return 'checkmate';
   if (chess.isStalemate()) return 'stalemate';
@@ -57,8 +56,8 @@ export function endOf(chess, atEnd = true) {
   return null;
 }
 
-/** Plays a move that is written in any usual way: "Nf3", "Ngf3", "0-0", "e8Q", "g1f3".
- *  @returns {import('chess.js').Move | null} null, and nothing played, when it isn't legal */
+/** Plays a move in any usual notation: "Nf3", "Ngf3", "0-0", "e8Q", "g1f3".
+ *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
 export function playText(chess, text) {
   try {
     return chess.move(text.replace(/^0-0/, 'O-O').replace(/-0$/, '-O'));
@@ -67,8 +66,8 @@ export function playText(chess, text) {
   }
 }
 
-/** Plays a move of the engine protocol ("e2e4", "e7e8q").
- *  @returns {import('chess.js').Move | null} null, and nothing played, when it isn't legal */
+/** Plays a move in UCI notation ("e2e4", "e7e8q").
+ *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
 export function playUci(chess, text) {
   if (!/^[a-h][1-8][a-h][1-8][qrbn]?$/.test(text)) return null;
   try {
@@ -78,13 +77,13 @@ export function playUci(chess, text) {
   }
 }
 
-/** The legal moves of a position, as the engine protocol writes them. */
+/** The legal moves of a position in UCI notation. */
 export const uciMoves = (chess) => chess.moves({ verbose: true }).map((move) => move.lan);
 
-/** Plays what follows "position" in the engine protocol; the word before the moves can be any.
+/** Reads the words after "position" in UCI. After "startpos" any word can precede the moves.
  *  @param {string} text "startpos moves e2e4", "fen ... moves e2e4"
  *  @returns {Chess} with the moves as its history
- *  @throws when it isn't a position, or a move isn't legal */
+ *  @throws if it isn't a position or a move isn't legal */
 export function readPosition(text) {
   const words = text.trim().split(/\s+/);
   const end = words[0] === 'startpos' ? 1 : words.indexOf('moves', 1);
@@ -96,9 +95,9 @@ export function readPosition(text) {
   return chess;
 }
 
-/** A line of protocol moves in standard notation, cut before the first move that isn't legal.
+/** A line in standard notation, up to the first illegal move.
  *  @param {string} fen where it begins
- *  @param {string[]} moves
+ *  @param {string[]} moves in UCI notation
  *  @returns {string[]} */
 export function sanLine(fen, moves) {
   const chess = new Chess(fen);
@@ -111,37 +110,35 @@ export function sanLine(fen, moves) {
   return line;
 }
 
-/** "12." or "12...", what stands before a move in a position.
+/** The number before a move in a position: "12." or "12...".
  *  @param {string} fen */
 export function moveNumber(fen) {
   const fields = fen.split(' ');
   return `${fields[5]}${fields[1] === 'w' ? '.' : '...'}`;
 }
 
-/** A line with its numbers: "12... Nf6 13. e5 Nd5".
+/** A line with move numbers: "12... Nf6 13. e5 Nd5".
  *  @param {string} fen where it begins
  *  @param {string[]} line moves in standard notation */
 export function numbered(fen, line) {
-  let number = Number(fen.split(' ')[5]);
-  let isWhite = fen.split(' ')[1] === 'w';
-  const words = [];
-  for (const [i, san] of line.entries()) {
-    if (isWhite || i === 0) words.push(`${number}${isWhite ? '.' : '...'}`);
-    words.push(san);
-    if (!isWhite) number++;
-    isWhite = !isWhite;
-  }
+  const [, side, , , , first] = fen.split(' ');
+  const start = 2 * Number(first) + (side === 'w' ? 0 : 1); // in half-moves
+  const words = line.map((san, i) => {
+    const isWhite = (start + i) % 2 === 0;
+    const number = Math.floor((start + i) / 2);
+    return isWhite || i === 0 ? `${number}${isWhite ? '.' : '...'} ${san}` : san;
+  });
   return words.join(' ');
 }
 
-/** What an engine's score means to people.
- *  @param {{kind: 'cp' | 'mate', value: number}} score the mover's, from an "info" line
+/** Converts an engine's score.
+ *  @param {{kind: 'cp' | 'mate', value: number}} score from an "info" line, from the mover's view
  *  @param {object} how
- *  @param {boolean} [how.isBlack] the mover is Black, the result is White's
- *  @param {boolean} [how.isQuillon] Quillon counts a lost mate one move too high, and a mate in
- *      plies as 32000 less the plies in its lines of centipawns
- *  @returns {{cp: number} | {mate: number}} centipawns, or moves to mate, negative when mated; a
- *      finished mate is 0 */
+ *  @param {boolean} [how.isBlack] Black is to move, and the result is to be from White's view
+ *  @param {boolean} [how.isQuillon] Quillon counts one move too many if it is mated, and also
+ *      writes a mate in n plies as 32000 - n centipawns
+ *  @returns {{cp: number} | {mate: number}} centipawns, or moves to mate, negative if mated; 0 for
+ *      checkmate */
 export function readScore(score, { isBlack = false, isQuillon = false } = {}) {
   const sign = isBlack ? -1 : 1;
   let { kind, value } = score;
@@ -150,12 +147,12 @@ export function readScore(score, { isBlack = false, isQuillon = false } = {}) {
     kind = 'mate';
     value = Math.sign(value) * Math.ceil((32000 - Math.abs(value)) / 2);
   }
-  // No negative zero, which JSON and comparisons would show.
+  // `|| 0` turns a negative zero into 0.
   return kind === 'mate' ? { mate: sign * value || 0 } : { cp: sign * value || 0 };
 }
 
-/** A score as it is printed: "+0.31", "#3", "#-3", "1-0" for a mate on the board; "?" for null.
- *  @param {{cp: number} | {mate: number, winner?: 'w' | 'b'} | null} score White's */
+/** A score as text: "+0.31", "#3", "#-3", "1-0" for checkmate; "?" for null.
+ *  @param {{cp: number} | {mate: number, winner?: 'w' | 'b'} | null} score from White's view */
 export function scoreText(score) {
   if (!score) return '?';
   if (score.winner) return score.winner === 'w' ? '1-0' : '0-1';
@@ -164,9 +161,8 @@ export function scoreText(score) {
   return Number(pawns) === 0 ? '0.00' : `${score.cp < 0 ? '-' : '+'}${pawns}`;
 }
 
-/** The part of the point that White may expect, 0 to 1: one pawn is worth 100 Elo, a usual rule of
- *  thumb, which makes 64 % of it.
- *  @param {{cp: number} | {mate: number}} score White's; a mate on the board has `mate` 0 and its
+/** White's expected score, 0 to 1, if a pawn is worth 100 Elo: 0.64 for a pawn.
+ *  @param {{cp: number} | {mate: number}} score from White's view; checkmate has `mate` 0 and a
  *      `winner`, 'w' or 'b' */
 export function expectation(score) {
   if (score.mate === 0) return score.winner === 'w' ? 1 : 0;
@@ -175,7 +171,7 @@ export function expectation(score) {
 }
 
 /** The words of a PGN text: { kind: 'tag', name, value } or { kind: 'move' | 'result' | 'number',
- *  text }. Comments, variations, annotation glyphs and escaped lines are left out. */
+ *  text }. Comments, variations, annotations and escaped lines are skipped. */
 function* pgnWords(text) {
   const pattern = new RegExp(
     [
@@ -197,7 +193,7 @@ function* pgnWords(text) {
   let depth = 0;
   for (const { groups } of text.matchAll(pattern)) {
     if (groups.name !== undefined) {
-      // A variation that is never closed mustn't swallow the games after it.
+      // An unclosed variation ends with its game.
       depth = 0;
       yield { kind: 'tag', name: groups.name, value: groups.value.replace(/\\(.)/g, '$1') };
     } else if (groups.open) depth++;
@@ -211,7 +207,7 @@ function* pgnWords(text) {
   }
 }
 
-/** Cuts a PGN text into games: { tags: Map, words: string[], result: ?string }. */
+/** Splits a PGN text into games: { tags: Map, words: string[], result: ?string }. */
 function* pgnGames(text) {
   let game = null;
   const fresh = () => ({ tags: new Map(), words: [], result: null });
@@ -223,7 +219,7 @@ function* pgnGames(text) {
     }
     game ??= fresh();
     if (word.kind === 'tag') {
-      // A game without moves and result ends where the tags begin again.
+      // A game without moves and result ends at a repeated tag.
       if (game.tags.has(word.name)) {
         yield game;
         game = fresh();
@@ -238,8 +234,7 @@ function* pgnGames(text) {
 /** Reads the main lines of all games of a PGN text.
  *  @param {string} text
  *  @returns {{tags: Map<string, string>, start: string, moves: import('chess.js').Move[],
- *      result: ?string, error: ?string}[]} `start` is a FEN; a game with an error has the moves
- *      before it */
+ *      result: ?string, error: ?string}[]} `start` is a FEN; `moves` end before an error */
 export function readGames(text) {
   return [...pgnGames(text)].map(({ tags, words, result }) => {
     const game = { tags, start: startFen, moves: [], result, error: null };
@@ -263,7 +258,7 @@ export function readGames(text) {
   });
 }
 
-/** Who plays: "White - Black", as far as the tags say.
+/** The players of a game: "White - Black" if the tags don't name them.
  *  @param {Map<string, string>} tags */
 export function playersOf(tags) {
   const name = (key) => tags.get(key)?.replace(/^\?$/, '') || key;

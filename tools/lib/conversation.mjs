@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// A conversation with a UCI engine, wherever it runs: in a process (uci.mjs) or in a web page.
+// A conversation with a UCI engine, in a process (uci.mjs) or in a web page.
 
 const numbers = ['depth', 'seldepth', 'multipv', 'nodes', 'nps', 'time', 'hashfull'];
 
-/** What an "info" line says; fields that it doesn't have are missing.
+/** The fields of an "info" line, as far as it has them.
  *  @param {string} line a line that begins with "info"
  *  @returns {{depth?, seldepth?, multipv?, nodes?, nps?, time?, hashfull?: number,
  *      score?: {kind: 'cp' | 'mate', value: number, bound?: 'lower' | 'upper'},
- *      pv?: string[]}} time is in milliseconds, a score is the mover's */
+ *      pv?: string[]}} time in milliseconds, score from the mover's view */
 export function parseInfo(line) {
   const words = line.trim().split(/\s+/);
   const info = {};
@@ -22,17 +22,17 @@ export function parseInfo(line) {
   return info;
 }
 
-/** A running engine. Its lines are kept until they are read; one reader waits at a time. What
- *  waits is rejected when the engine ends. Subclasses start it: with their constructor, write(text)
- *  and kill(). */
+/** A running engine. Its lines are kept until they are read. There can be one wait at a time, which
+ *  is rejected when the engine ends. Subclasses start the engine in their constructor and have
+ *  write(text) and kill(). */
 export class Conversation {
-  /** Starts a program and takes it to "readyok".
+  /** Starts a program and waits for "readyok".
    *  @param {string} file the program
    *  @param {object} [settings] those of the constructor, and:
-   *  @param {Record<string, string | number | boolean>} [settings.options] set before "readyok"
-   *  @param {object} [settings.known] the same, but set only where the engine has them
+   *  @param {Record<string, string | number | boolean>} [settings.options] options to set
+   *  @param {object} [settings.known] options to set if the engine has them
    *  @param {number} [settings.patience] milliseconds for each of "uciok" and "readyok"
-   *  @throws when it can't be started, doesn't speak UCI or lacks an option */
+   *  @throws if it can't be started, doesn't speak UCI or lacks an option */
   static async start(file, { options = {}, known = {}, patience = 10000, ...settings } = {}) {
     const engine = new this(file, settings);
     try {
@@ -52,7 +52,7 @@ export class Conversation {
     return engine;
   }
 
-  /** @param {string} name until the engine has said what it calls itself */
+  /** @param {string} name until the engine has sent its own */
   constructor(name) {
     this.name = name;
     /** Options by name, with the rest of their line: "type spin default 256 min 1 max 32768". */
@@ -65,7 +65,7 @@ export class Conversation {
     this.rest = '';
     this.waiter = null;
     this.started = performance.now();
-    /** Settles when the engine has ended and its output is read, with { status, signal } or
+    /** Resolves when the engine has ended and its output is read, with { status, signal } or
      *  { error }, a sentence. */
     this.ended = new Promise((resolve) => {
       this.end = resolve;
@@ -77,7 +77,7 @@ export class Conversation {
     });
   }
 
-  /** Takes what the engine writes. */
+  /** Called with the output of the engine. */
   receive(data) {
     const at = performance.now();
     const parts = (this.rest + data).split('\n');
@@ -90,7 +90,7 @@ export class Conversation {
     return !this.exited;
   }
 
-  /** The error of a wait in vain. */
+  /** The error of a failed wait. */
   problem(text) {
     return new Error(text);
   }
@@ -107,7 +107,7 @@ export class Conversation {
   }
 
   /** Waits until done() returns something other than null, and returns that.
-   *  @param {string} what it is, for the error
+   *  @param {string} what names it in the error
    *  @param {number} patience milliseconds */
   wait(what, patience, done) {
     if (this.waiter) throw new Error(`${this.name}: one wait at a time`);
@@ -157,7 +157,7 @@ export class Conversation {
     });
   }
 
-  /** When the line read last has arrived. */
+  /** The time when the last line read arrived. */
   get lastAt() {
     return this.log[this.cursor - 1].at;
   }
@@ -168,7 +168,7 @@ export class Conversation {
     this.cursor = 0;
   }
 
-  /** @throws when the engine has no such option */
+  /** @throws if the engine has no such option */
   setOption(name, value) {
     if (!this.options.has(name)) throw new Error(`${this.name} has no option ${name}`);
     this.send(`setoption name ${name} value ${value}`);
@@ -195,8 +195,8 @@ export class Conversation {
   }
 
   /** Starts a search.
-   *  @param {string} position what follows "position": "startpos moves e2e4", "fen ..."
-   *  @param {string} limits what follows "go": "movetime 1000" */
+   *  @param {string} position the words after "position": "startpos moves e2e4", "fen ..."
+   *  @param {string} limits the words after "go": "movetime 1000" */
   begin(position, limits) {
     if (this.isSearching) throw new Error(`${this.name} is searching already`);
     this.forget();
@@ -205,10 +205,10 @@ export class Conversation {
   }
 
   /** Waits for the result of the search that was begun.
-   *  @param {(info: ReturnType<typeof parseInfo>) => void} [onInfo] called as lines arrive
+   *  @param {(info: ReturnType<typeof parseInfo>) => void} [onInfo] called for each "info" line
    *  @param {number} [patience] milliseconds
    *  @returns {Promise<{best: string, ponder: ?string, info: ReturnType<typeof parseInfo>}>} info
-   *      is the last line that had a score and a line of moves */
+   *      is the last line that had a score and a PV */
   async result(onInfo = () => {}, patience = Infinity) {
     let last = {};
     const lines = await this.until(/^bestmove\b/, patience, (line) => {
@@ -228,12 +228,12 @@ export class Conversation {
     return this.result(onInfo, patience);
   }
 
-  /** Ends a running search; its result comes by its own promise. */
+  /** Stops a running search; result() still waits for its result. */
   stop() {
     if (this.isSearching) this.send('stop');
   }
 
-  /** Asks the process to end, and ends it when it doesn't.
+  /** Sends "quit", and kills the engine if it doesn't end.
    *  @param {number} [patience] milliseconds */
   async quit(patience = 2000) {
     this.send('quit');

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Repeatable random numbers. A failing test names its seed; QUILLON_SEED runs it with another one.
+// Reproducible random numbers. QUILLON_SEED changes the seed.
 
 export const seed = Number(process.env.QUILLON_SEED ?? 20240607);
 

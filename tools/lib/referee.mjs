@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// A game between two engines with clocks and pondering, by the rules of chess.js.
+// A game between two engines with clocks and pondering; chess.js has the rules.
 
 import { endOf, playUci, readPosition } from './chess.mjs';
 
-/** Why a game has ended, beside what endOf() knows; all but the first are faults of the loser. */
+/** Reasons for the end of a game beside those of endOf(); all but the first are faults. */
 export const endings = {
   longest: 'longest game',
   time: 'time forfeit',
@@ -14,7 +14,7 @@ export const endings = {
 };
 export const faults = Object.values(endings).slice(1);
 
-/** A move's score as a PGN comment: "+0.35/12 0.050s", from the mover's view. */
+/** The PGN comment of a move, from the mover's view: "+0.35/12 0.050s". */
 function comment({ score, depth }, milliseconds) {
   const time = `${(milliseconds / 1000).toFixed(3)}s`;
   if (!score) return time;
@@ -28,18 +28,18 @@ function comment({ score, depth }, milliseconds) {
  *  @param {object} game
  *  @param {{engine: import('./uci.mjs').Engine, limits?: string, ponder?: boolean,
  *      margin?: number}[]} game.players White, Black; limits are added to the clock of each `go`
- *  @param {string} game.start what follows "position": "startpos moves e2e4", "fen ..."
+ *  @param {string} game.start the words after "position": "startpos moves e2e4", "fen ..."
  *  @param {number} game.base milliseconds on each clock at the beginning
  *  @param {number} game.increment milliseconds added after each move
- *  @param {number} [game.margin] milliseconds by which a clock may be overstepped: what pipes and
- *      the machine's other work take; a player can have his own
+ *  @param {number} [game.margin] milliseconds by which a clock may be overstepped, for the delay of
+ *      pipes and other processes; a player can have its own
  *  @param {number} [game.longest] half-moves after which it is a draw
- *  @param {(engine) => () => number} [game.watch] is called before each move, what it returns
- *      after it: milliseconds of the move's time that the machine is to blame for
+ *  @param {(engine) => () => number} [game.watch] called before each move; returns a function that
+ *      is called after it and returns the milliseconds that the machine cost
  *  @returns {Promise<{result: '1-0' | '0-1' | '1/2-1/2', ending: string, detail: string,
  *      chess: import('chess.js').Chess, slowest: number, hits: number[], misses: number[]}>}
- *      slowest: the largest time over a clock with a margin, in milliseconds, negative when no move
- *      was late; hits and misses: how often each player had expected the right move */
+ *      slowest: the most milliseconds by which a clock was overstepped, negative if none was; hits
+ *      and misses: how often each player pondered on the right and on a wrong move */
 export async function playGame({
   players,
   start,
@@ -52,7 +52,7 @@ export async function playGame({
   const chess = readPosition(start);
   const moves = [];
   const clocks = [base, base];
-  const expected = [null, null]; // the moves after which the players ponder
+  const expected = [null, null]; // the moves on which the players ponder
   const game = { chess, slowest: -Infinity, hits: [0, 0], misses: [0, 0] };
   const lossOf = { w: '0-1', b: '1-0' };
 
@@ -64,7 +64,7 @@ export async function playGame({
     `wtime ${Math.floor(clocks[0])} btime ${Math.floor(clocks[1])} ` +
     `winc ${increment} binc ${increment}`;
 
-  /** Ends a ponder search, and returns how long that took. */
+  /** Stops a ponder search and returns the milliseconds that this took. */
   async function stopPondering(side) {
     const { engine } = players[side];
     const from = performance.now();
@@ -97,7 +97,7 @@ export async function playGame({
       if (expected[side] && !isHit) used += await stopPondering(side);
       const from = performance.now();
       if (isHit) {
-        // The search may have ended by itself, and its result be here already.
+        // The search may have ended by itself; then its result has been received.
         expected[side] = null;
         game.hits[side]++;
         engine.send('ponderhit');

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Places in lists of measurements.
+// Quantiles.
 
-/** A share's place in a list, between two values in proportion.
+/** A quantile, interpolated between two values.
  *  @param {number[]} values at least one, in any order
  *  @param {number} share 0 for the smallest, 0.5 for the median, 1 for the largest */
 export function quantile(values, share) {

@@ -96,8 +96,9 @@ export function totalsOf(results) {
 /** A line of totals: "87 of 100 solved (87.0 %), time to solution: mean 0.21 s, median 0.05 s". */
 export function totalsText({ solved, total, mean, median }) {
   const seconds = (milliseconds) => `${(milliseconds / 1000).toFixed(2)} s`;
-  const times = solved ? `, time to solution: mean ${seconds(mean)}, median ${seconds(median)}` : '';
-  return `${solved} of ${total} solved (${((100 * solved) / total).toFixed(1)} %)${times}`;
+  const text = `${solved} of ${total} solved (${((100 * solved) / total).toFixed(1)} %)`;
+  const times = `, time to solution: mean ${seconds(mean)}, median ${seconds(median)}`;
+  return solved ? text + times : text;
 }
 
 /** A row of a CSV file. */

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A UCI engine as a child process, for all programs here that talk to engines: start, options,
-// searches, an orderly end, and a clear error when the engine can't do what is asked.
+// A UCI engine as a child process.
 
 import { spawn } from 'node:child_process';
 import path from 'node:path';
@@ -9,14 +8,14 @@ import { Conversation } from './conversation.mjs';
 
 export { parseInfo } from './conversation.mjs';
 
-/** An engine in a process of its own. */
+/** An engine in its own process. */
 export class Engine extends Conversation {
   /** @param {string} file the program
    *  @param {object} [settings]
    *  @param {string[]} [settings.args]
    *  @param {object} [settings.env]
    *  @param {string} [settings.cwd]
-   *  @param {BufferEncoding} [settings.encoding] of what it writes */
+   *  @param {BufferEncoding} [settings.encoding] of its output */
   constructor(file, { args = [], encoding = 'utf8', ...settings } = {}) {
     super(path.basename(file));
     this.file = file;
@@ -29,7 +28,7 @@ export class Engine extends Conversation {
     this.child.stderr.on('data', (data) => {
       if (this.stderr.length < 1e6) this.stderr += data;
     });
-    // The end of the process is noticed by `ended`.
+    // `ended` reports the end of the process.
     this.child.stdin.on('error', () => {});
     this.child.on('error', ({ message }) => this.end({ error: `cannot start ${file}: ${message}` }));
     this.child.on('close', (status, signal) => this.end({ status, signal }));

@@ -7,6 +7,7 @@ import { execFileSync, spawnSync } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
+import { Conversation } from '../../tools/lib/conversation.mjs';
 import { Engine } from '../../tools/lib/uci.mjs';
 import { enginePath, folder, root } from '../tools/support.mjs';
 import { isolation, launch, serve } from './browser.mjs';
@@ -23,36 +24,23 @@ test.before(async () => {
   ({ Quillon } = await import(path.join(installed, 'index.mjs')));
 });
 
-/** An engine with the lines it has written, and a wait for one of them. */
+/** Starts an engine. `until` waits for a line and returns it. */
 async function start(settings) {
   const engine = await Quillon(settings);
-  const lines = [];
-  let wake = () => {};
-  engine.onLine = (line) => {
-    lines.push(line);
-    wake();
-  };
-  const until = async (pattern) => {
-    for (;;) {
-      const at = lines.findIndex((line) => pattern.test(line));
-      if (at >= 0) return lines.splice(0, at + 1).pop();
-      await new Promise((done) => {
-        wake = done;
-      });
-    }
-  };
-  return { engine, until };
+  const talk = new Conversation('quillon');
+  engine.onLine = (line) => talk.receive(`${line}\n`);
+  return { engine, until: async (pattern) => (await talk.until(pattern)).at(-1) };
 }
 
 for (const threaded of [true, false]) {
   const build = threaded ? 'with threads' : 'without threads';
 
-  test(`${build}: the nodes of a search are those of the native engine`, async () => {
+  test(`${build}: a search has the same nodes as in the native engine`, async () => {
     const { engine, until } = await start({ threaded });
     engine.send('go depth 12');
     const native = await Engine.start(enginePath);
     native.send('go depth 12');
-    const [expected] = (await native.until(/^info .* depth 12 /)).slice(-1);
+    const expected = (await native.until(/^info .* depth 12 /)).at(-1);
     const line = await until(/^info .* depth 12 /);
     assert.equal(line.replace(/ time \d+/, ''), expected.replace(/ time \d+/, ''));
     await native.quit();
@@ -76,20 +64,17 @@ for (const threaded of [true, false]) {
     assert.throws(() => engine.send('isready'), /has ended/);
   });
 
-  test(`${build}: the engine can be killed in a search, which is reported`, async () => {
+  test(`${build}: the engine can be killed during a search, which is reported`, async () => {
     const { engine, until } = await start({ threaded });
     engine.send('go infinite');
     await until(/^info .* depth 10 /);
-    let reported = null;
-    engine.onExit = (fault) => {
-      reported = fault;
-    };
+    const reported = new Promise((resolve) => (engine.onExit = resolve));
     engine.kill();
     assert.match((await engine.ended).message, /killed/);
-    assert.match(reported.message, /killed/);
+    assert.match((await reported).message, /killed/);
   });
 
-  test(`${build}: rtest and perft find their numbers`, async () => {
+  test(`${build}: rtest and perft count right`, async () => {
     const { engine, until } = await start({ threaded });
     engine.send('perft 4');
     await until(/^Perft results for depth: 4 {2}197281 /);
@@ -105,7 +90,7 @@ test('an invalid option ends the engine with a message', async () => {
   assert.match((await engine.ended).message, /crashed/);
 });
 
-test('a table that WebAssembly has no room for is made smaller, and a line says so', async () => {
+test('a table that is too large for WebAssembly is made smaller, with a message', async () => {
   const { engine, until } = await start({});
   engine.send('setoption name Hash value 32768');
   await until(/^info string a hash table of 32768 MB can't be allocated, using (1024|2048) MB$/);
@@ -125,8 +110,8 @@ test('npx quillon is the console', () => {
   assert.equal(ours.stdout, native.stdout);
 });
 
-// The long run has a thousand cycles.
-test('a hundred starts and ends leave no thread and no memory behind', async () => {
+// The long run has a thousand engines.
+test('a hundred engines leave no threads and no memory behind', async () => {
   const cycle = async (times) => {
     for (let i = 0; i < times; i++) await (await start({ hash: 1 })).engine.quit();
     await new Promise((done) => setTimeout(done, 500));

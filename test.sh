@@ -76,8 +76,8 @@ build()
     fi
 }
 
-results=$(mktemp)
-trap 'rm -f "$results"' EXIT
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
 
 # run PRESET ARGUMENT... runs CTest in a build and goes on when tests fail.
 run()
@@ -89,10 +89,9 @@ run()
         grep --line-buffered -vE '^ *Start +[0-9]+:|^$|^Internal ctest|^Test project' ||
         failed=${PIPESTATUS[0]}
     [[ $failed -eq 0 ]] || status=1
-    dev/count-tests "$preset" "build/$preset/Testing/Temporary/LastTest.log" >> "$results"
+    cp "build/$preset/Testing/Temporary/LastTest.log" "$logs/$SECONDS-$preset"
 }
 
-began=$SECONDS
 if [[ $level == quick ]]; then
     build check -DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON -DQUILLON_WERROR=ON
     run check -L quick "${without_node[@]}"
@@ -128,5 +127,5 @@ if [[ $level == long ]]; then
 fi
 
 echo
-dev/count-tests --sum "$results" "$((SECONDS - began))"
+dev/count-tests "$logs"/*
 exit $status

@@ -450,7 +450,7 @@ conversation('stop 0 to 5 ms after go gets one result each time', async (talk) =
       await talk.ready();
     });
   }
-  // Three threads and more, both commands in one write.
+  // More threads, both commands in one write.
   for (const threads of [3, 8]) {
     talk.send(`setoption name Threads value ${threads}`);
     await repeat(forBuild(100, 20), async () => {

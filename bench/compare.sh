@@ -5,7 +5,7 @@
 # turn, so that other load on the machine affects both alike, and prints the median ratio of the
 # pairs with its quartiles for each measurement: above 1, HEAD is faster. Fails if the node
 # signatures differ.
-#   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs unless told otherwise
+#   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs by default
 #   bench/compare.sh BASE . [PAIRS]        a commit and the working tree
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

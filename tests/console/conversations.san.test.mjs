@@ -71,7 +71,7 @@ function conversation(title, act, settings) {
   }, settings);
 }
 
-// Defines a conversation that is held with each number of threads.
+// Defines a conversation that is repeated with each number of threads.
 function conversationWith(threads, title, act) {
   conversation(title, async (talk) => {
     for (const count of threads) {
@@ -189,7 +189,7 @@ conversation('a go as the argument ends at once with status 0 and without a line
 
 const tooLarge = (size) => new RegExp(`\\b${size} MB\\b.*\\b(1|2|4|8|16|32|64|128) MB$`);
 
-conversation('a Hash that cannot be had is reported with the size used instead', async (talk) => {
+conversation('a hash table that is too large is reported with the size used', async (talk) => {
   await talk.next(/\b256 MB\b.*\b128 MB$/); // the default size
   await talk.ready();
   // Clamped to 32768, and rounded up to a power of two.
@@ -343,7 +343,7 @@ const limits = [
   'wtime 600000 btime 600000 winc 1000 binc 1000', 'ponder wtime 1000 btime 1000 movestogo 1',
 ];
 
-conversationWith([1, 2, 4, 8], 'a side without a move gets none, without a stop', async (talk) => {
+conversationWith([1, 2, 4, 8], 'a side without a legal move gets the null move at once', async (talk) => {
   for (const [fen, lines] of [
     ['rnb1kbnr/pppp1ppp/8/4p3/6Pq/5P2/PPPPP2P/RNBQKBNR w KQkq - 1 3', ['info score mate 0']],
     ['3R2k1/5ppp/8/8/8/8/5PPP/6K1 b - - 0 1', ['info score mate 0']],

@@ -14,7 +14,7 @@ test('the banner comes before the message about the hash table', async (t) => {
 
 conversation('rtest without its file prints a message, and the loop goes on', async (talk) => {
   await talk.ready();
-  // From now on no file can be opened beside the three standard streams.
+  // The three standard streams use up the limit, so no file can be opened from now on.
   const prlimit = requireTool('/usr/bin/prlimit', 'util-linux');
   execFileSync(prlimit, ['--pid', String(talk.child.pid), '--nofile=3:3']);
   for (let i = 0; i < 2; i++) {

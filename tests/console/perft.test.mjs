@@ -11,7 +11,7 @@ import { test } from 'node:test';
 import { startFen } from '../../tools/lib/chess.mjs';
 import { readPerftFile } from './perft-file.mjs';
 import { readUse } from './process.mjs';
-import { banner, conversation, leaves, pictureOf, sourceDir, Talk } from './talk.mjs';
+import { banner, conversation, leaves, pictureOf, sourceDir } from './talk.mjs';
 
 const { base, extended, full } = readPerftFile();
 
@@ -36,7 +36,7 @@ conversation('rtest finds every count of the base section and says so', async (t
     assert.match(lines[i], /; \d+$/, 'the time in nanoseconds comes last');
     assert.equal(lines[i].replace(/\d+$/, ''), `1; ${fen}; ${depth}; ${count}; ${count}; `);
   }
-  // The check uses a position record of its own.
+  // The check has its own position record.
   await talk.checkPerft(1);
 });
 
@@ -83,15 +83,6 @@ test('rtest reads perft.txt from the first place that has one', (t) => {
     assert.ok(output.startsWith(`${greeting}1; ${board}; 1; 20; 20; `), `${place}: ${output}`);
     assert.ok(output.endsWith('\nResults of the perft checks is OK: 1\n'), output);
   }
-});
-
-test('the arguments "perft 4" count 197281 and end the process, its input open', async (t) => {
-  const talk = await Talk.start(t, { args: ['perft', '4'] });
-  const lines = await talk.finish();
-  assert.deepEqual(lines.slice(0, 17), pictureOf(startFen));
-  assert.match(lines[17], /^\d+ ns and \S+ in seconds$/);
-  assert.match(lines[18], /^Perft results for depth: 4 {2}197281 {2}Nodes per sec: \S+$/);
-  assert.equal(lines.length, 19);
 });
 
 conversation('perft draws the board, then prints time, depth, count and speed', async (talk) => {

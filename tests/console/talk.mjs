@@ -125,7 +125,7 @@ export class Talk extends Engine {
     for (const line of lines) this.#note(line);
   }
 
-  // Notes what a line that is sent means for later lines.
+  // Keeps track of the position and the searches when a line is sent.
   #note(line) {
     const [command, ...words] = line.split(/[ \t\r\v\f]+/).filter(Boolean);
     const isPosition = command === 'position' && /^(startpos|fen)$/.test(words[0]);

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Every compiler and set of flags gives the node signature of bench/signature.txt. Runs all builds
-# beside this one; there must be a debug build.
+# Every compiler and set of flags gives the node signature of bench/signature.txt. Runs this build
+# and its siblings; there must be a debug build.
 set -euo pipefail
 builds=$(dirname "$QUILLON_BUILD_DIR")
-[[ -x $builds/debug/bench/quillon_signature ]] || { echo "no debug build beside this one"; exit 1; }
+[[ -x $builds/debug/bench/quillon_signature ]] || { echo "there is no debug build"; exit 1; }
 
 expected=$(sed -n 's/^depth 15: //p' "$QUILLON_SOURCE_DIR/bench/signature.txt")
 status=0

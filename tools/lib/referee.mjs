@@ -4,7 +4,7 @@
 
 import { endOf, playUci, readPosition } from './chess.mjs';
 
-/** Reasons for the end of a game beside those of endOf(); all but the first are faults. */
+/** Reasons for the end of a game in addition to endOf(); all but the first are faults. */
 export const endings = {
   longest: 'longest game',
   time: 'time forfeit',

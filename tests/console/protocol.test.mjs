@@ -10,8 +10,6 @@ import { readPerftFile } from './perft-file.mjs';
 import { readUse } from './process.mjs';
 import { banner, conversation, pictureOf, Talk } from './talk.mjs';
 
-const middlegame = 'r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR w KQ - 5 9';
-
 const uciAnswer = [
   'id name Quillon Version 2.0',
   'id author Velmar Dask',
@@ -218,49 +216,6 @@ for (const [title, proper, lines] of [
     }
   });
 }
-
-// Lines of a search
-
-conversation('below depth 10 only the result is written, with threads too', async (talk) => {
-  talk.send(`position fen ${middlegame}`);
-  for (const depth of [1, 2, 5, 9]) await talk.go(`depth ${depth}`, { silent: true });
-  talk.send('setoption name Threads value 4');
-  for (let i = 0; i < 10; i++) await talk.go('depth 5', { silent: true });
-});
-
-conversation('the first line is that of depth 10, and each depth has one line', async (talk) => {
-  talk.send(`position fen ${middlegame}`);
-  const { best, ponder, infos } = await talk.go('depth 13');
-  assert.deepEqual(infos.map(({ depth }) => depth), [10, 11, 12, 13]);
-  for (const [i, info] of infos.entries()) {
-    assert.equal(info.kind, 'cp');
-    assert.equal(info.helper, false, 'each line has hashfull 0');
-    assert.ok(info.selDepth >= info.depth - 1 && info.selDepth <= 127, info.text);
-    assert.ok(info.pv.length <= info.depth, info.text);
-    if (i > 0) assert.ok(info.nodes > infos[i - 1].nodes, info.text);
-  }
-  assert.deepEqual([best, ponder], infos.at(-1).pv.slice(0, 2));
-});
-
-conversation('the same search gives the same lines after ucinewgame', async (talk, start) => {
-  const search = async (engine) => {
-    engine.send(`position fen ${middlegame}`);
-    const { best, ponder, infos } = await engine.go('depth 12');
-    return [best, ponder, ...infos.map(({ text }) => text.replace(/ time \d+/, ''))];
-  };
-  const first = await search(talk);
-  assert.equal(first.length, 5);
-  // The table still holds the first search.
-  assert.notDeepEqual(await search(talk), first);
-  await talk.newGame();
-  assert.deepEqual(await search(talk), first);
-  // Another game leaves no trace.
-  talk.send('position startpos moves e2e4 e7e5 g1f3');
-  await talk.go('depth 10');
-  await talk.newGame();
-  assert.deepEqual(await search(talk), first);
-  assert.deepEqual(await search(await start()), first, 'another process');
-});
 
 // Mates
 

@@ -521,7 +521,7 @@ conversationWith([1, 2], 'a go during a search waits, and each gets its result',
   await repeat(3, () => talk.bestmove());
   await talk.ready();
   // Nothing is read while the second waits.
-  talk.send('go movetime 100', 'position startpos moves e2e4', 'go movetime 100', 'isready');
+  talk.send('go movetime 100', 'position startpos moves e2e4', 'go movetime 500', 'isready');
   await talk.bestmove({ unanswered: true });
   await talk.until('readyok');
   await talk.bestmove();

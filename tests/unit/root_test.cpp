@@ -580,6 +580,23 @@ TEST_F(SearchRoot, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
     }
 }
 
+TEST_F(SearchRoot, LinesBeginAtDepth10AndTheirAnswerIsThePonderCandidate)
+{
+    Board board(start);
+    engine.depthLimit = 9;
+    EXPECT_EQ(lines(board).find("bestmove "), 0U);
+    liftLimits();
+    clearHashTable();
+    engine.depthLimit = 10;
+    const std::string text = lines(board);
+    EXPECT_EQ(text.find("info score cp "), 0U) << text;
+    EXPECT_NE(text.find(" depth 10 seldepth "), std::string::npos);
+    EXPECT_NE(text.find(" hashfull 0 pv "), std::string::npos);
+    EXPECT_NE(text.find(" \nbestmove "), std::string::npos);
+    const moveStruct candidate = pool->getPonderCandidate(pool->position->plies[0].bestMove);
+    EXPECT_EQ(text.substr(text.find(" ponder ") + 8), moveToLA(&candidate, BLACK) + "\n") << text;
+}
+
 TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
 {
     Board board(start);
@@ -761,6 +778,17 @@ TEST_F(SearchRoot, AGoDuringASearchWaitsForItsEnd)
                   std::string::npos);
         EXPECT_TRUE(text.ends_with("\nbestmove a1a8\nbestmove a1a1\n")) << text;
     }
+}
+
+TEST_F(SearchRoot, AfterANewGameTheSameSearchGivesTheSameLines)
+{
+    const std::string fen = "fen r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13";
+    theWorkForce.setNofWorkers(1);
+    const std::string first = goLines(fen, "depth 11");
+    EXPECT_NE(first.find("info score cp "), std::string::npos);
+    goLines("startpos moves e2e4", "depth 9");
+    EXPECT_EQ(written(UCInewgame), "readyok\n");
+    EXPECT_EQ(goLines(fen, "depth 11"), first);
 }
 
 

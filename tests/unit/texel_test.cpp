@@ -717,3 +717,13 @@ TEST_F(TexelDescent, TheCommandStarts24WorkersAndHasNothingToTune)
     EXPECT_EQ(nofTexelThreads, 24);
     EXPECT_EQ(theTexelWorkForce.workers.size(), 24U);
 }
+
+TEST_F(TexelDescent, AnEmptyFileTerminatesWithAnErrorThatIsNotANumber)
+{
+    writeFile("");
+    const std::vector<std::string> lines = linesOf(written(doTheTexel));
+    ASSERT_EQ(lines.size(), 24U + 5U);
+    const std::string shown = lines[25].substr(std::string("Starting error ").size());
+    EXPECT_TRUE(shown == "nan" || shown == "-nan") << shown;
+    EXPECT_EQ(lines[28], "Ending error " + shown + " Minimum error " + shown);
+}

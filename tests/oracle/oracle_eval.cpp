@@ -114,7 +114,7 @@ const Table kingAttackWeight("EVALKINGATTWEIGHT");
 const Table mobility[] = {Table("EVALMOBILITYKNIGHT"), Table("EVALMOBILITYBISHOP"),
                           Table("EVALMOBILITYROOK"), Table("EVALMOBILITYQUEEN")};
 
-// Knight and bishop, by whether an own pawn defends the piece.
+// Knight and bishop, by whether a friendly pawn defends the piece.
 const Table outpost[] = {Table("EVALOUTPOSTKNIGHT"), Table("EVALOUTPOSTBISHOP")};
 
 const Table rookFile("EVALROOKONOPEN");             // half-open, open

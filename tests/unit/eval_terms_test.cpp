@@ -106,7 +106,7 @@ TEST(EvalPassed, TheStopSquareTheKingsAndTheAttackedSquaresDecide)
     const combEval stop = EVALPAWNPASSED[1][0][4];
     expectWhites(termPassedPawns,
                  {{"Kh1 Pa5 kh8", stop + free},
-                  {"Kh1 Pa5 Na6 kh8", EVALPAWNPASSED[0][0][4] + free, "an own piece blocks"},
+                  {"Kh1 Pa5 Na6 kh8", EVALPAWNPASSED[0][0][4] + free, "a friendly piece blocks"},
                   {"Kh1 Pa5 kh8 na6", EVALPAWNPASSED[0][0][4] + free, "as an enemy piece does"},
                   {"Kh1 Pa5 kh8 nc7", EVALPAWNPASSED[1][1][4] + bothFar, "the stop square"},
                   {"Kh1 Pa5 kh8 nb3", stop + bothFar, "a5 itself"},
@@ -167,9 +167,9 @@ TEST(EvalPieces, OnlyAPieceAloneBeforeAFittingSliderIsPinned)
     expectWhites(termPinnedKnight, {{"Ke1 Ne4 kh8 be8", none, "a bishop on a file"},
                                     {"Ke1 Nf2 kh8 rh4", none, "a rook on a diagonal"},
                                     {"Ke1 Nf2 kh8 qh4", EVALPINNEDFREE[1]},
-                                    {"Ke1 Ne3 Ne4 kh8 re8", none, "two own pieces"},
+                                    {"Ke1 Ne3 Ne4 kh8 re8", none, "two friendly pieces"},
                                     {"Ke1 Ne4 kh8 re8 pe5", none, "an enemy piece too"},
-                                    {"Ke1 Ne4 kh8 Re8", none, "an own rook"}});
+                                    {"Ke1 Ne4 kh8 Re8", none, "a friendly rook"}});
 }
 
 TEST(EvalPieces, APinnedPieceAttacksAlongTheLineOnly)
@@ -188,7 +188,7 @@ TEST(EvalPieces, APieceAloneBetweenAnOwnSliderAndTheEnemyKingCanDiscoverCheck)
     expectWhites(termDiscoveredKnight, {{"Kh1 Re1 Ne4 ke8", EVALDISCOVERED[1]},
                                         {"Kh1 Re1 Ne3 Ne4 ke8", none, "two pieces"},
                                         {"Kh1 Be1 Ne4 ke8", none, "a bishop on a file"},
-                                        {"Ke1 Ne4 kh8 re8", none, "before the own king"}});
+                                        {"Ke1 Ne4 kh8 re8", none, "before its own king"}});
     EXPECT_EQ(whites("Kh1 Re1 Qe4 ke8", termDiscoveredQueen, BLACK), EVALDISCOVERED[4])
         << "though the queen itself gives check";
 }
@@ -202,11 +202,11 @@ TEST(EvalPieces, MobilityLeavesOutEnemyPawnAttacksBlockedPawnsAndTheKing)
     expectWhites(termMobilityKnight, {{"Kh1 Na1 kh8", squares[2]},
                                       {"Kh1 Nd4 kh8", squares[8]},
                                       {"Kh1 Nd4 kh8 pd7", squares[6], "c6 and e6"},
-                                      {"Kh1 Nd4 Pb3 kh8", squares[8], "an own free pawn"},
+                                      {"Kh1 Nd4 Pb3 kh8", squares[8], "a friendly free pawn"},
                                       {"Kh1 Nd4 Pb3 Bb4 kh8", squares[7], "a blocked one"},
                                       {"Kh1 Nd4 Pb3 kh8 bb4", squares[7]},
-                                      {"Ke2 Nd4 kh8", squares[7], "the own king's square"},
-                                      {"Kh1 Nd4 Be2 kh8", squares[8], "an own bishop's"},
+                                      {"Ke2 Nd4 kh8", squares[7], "its own king's square"},
+                                      {"Kh1 Nd4 Be2 kh8", squares[8], "a friendly bishop's"},
                                       {"Kh1 Nd4 ke6", squares[8], "the enemy king's"},
                                       {"Kh1 Nd4 kh8 nc7", squares[8], "attacked by a knight"}});
 }
@@ -215,7 +215,7 @@ TEST(EvalPieces, RaysPassThroughOwnQueensAndOnRanksAndFilesThroughOwnRooks)
 {
     const auto& bishop = EVALMOBILITYBISHOP;
     expectWhites(termMobilityBishop, {{"Kh1 Ba1 Qd4 kg8", bishop[7]},
-                                      {"Kh1 Ba1 Rd4 kg8", bishop[3], "an own rook"},
+                                      {"Kh1 Ba1 Rd4 kg8", bishop[3], "a friendly rook"},
                                       {"Kh1 Ba1 kg8 qd4", bishop[3], "an enemy queen"}});
     const auto& rook = EVALMOBILITYROOK;
     expectWhites(termMobilityRook, {{"Kh2 Ra1 Ra4 kg8", rook[14] * 2, "from both sides"},

@@ -169,7 +169,7 @@ TEST(MoveTable, AMagicNumberHasTheBitsAskedFor)
 
 TEST(MoveTable, EveryKindOfPieceAttacksItsSquaresForItsColourOnly)
 {
-    // A piece on d4, with own pawns on d6 and f6 in the way.
+    // A piece on d4, with friendly pawns on d6 and f6 in the way.
     const std::pair<u8, const char*> cases[] = {
         {KNIGHT, "b3 b5 c2 c6 e2 e6 f3 f5"},
         {BISHOP, "a1 b2 c3 e5 f6 a7 b6 c5 e3 f2 g1"},

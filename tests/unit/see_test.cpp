@@ -101,13 +101,13 @@ TEST(SearchSee, SeeXrayTable)
 // Which side captures first is deliberate.
 TEST(SearchSee, SeeAfterSide)
 {
-    // A queen gives check where a pawn attacks it and no own piece defends it: true.
+    // A queen gives check where a pawn attacks it and no friendly piece defends it: true.
     Board queen("4k3/8/5p2/8/8/8/8/K3Q3 w - - 0 1");
     const moveStruct check = queen.move("e1e5");
     makeMove(1, &check, queen.get(), true);
     EXPECT_TRUE(seeAfter(check, 0, queen.get(), 0));
 
-    // A knight gives check, protected by an own pawn: -340 + 87 < 0, false.
+    // A knight gives check, protected by a friendly pawn: -340 + 87 < 0, false.
     Board knight("4k3/8/8/8/4P3/2N5/8/4K3 w - - 0 1");
     const moveStruct jump = knight.move("c3d5");
     makeMove(1, &jump, knight.get(), true);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Analyses positions and games with an engine: what each position is worth, what is best in it,
-// and where a game swung.
+// Reads positions and games, analyses them with an engine, and finds the moves of a game that lost
+// most.
 
 import fs from 'node:fs';
 import {
@@ -21,117 +21,89 @@ import {
 } from './chess.mjs';
 import { parseEpd } from './epd.mjs';
 
-/** Something to analyse: a game, or positions that have nothing to do with each other.
+/** A game, or a list of unrelated positions.
  *  @typedef {object} Work
  *  @property {'game' | 'positions'} kind
  *  @property {string} title
  *  @property {Position[]} positions
  *  @property {?string} result of a game
- *  @property {boolean} [isArgument] whether it comes from the command line itself
  *
  *  @typedef {object} Position
- *  @property {string} name what stands in the first column
- *  @property {string} start FEN of the game's beginning, or of the position
- *  @property {string[]} moves from there, in the engine protocol's notation
+ *  @property {string} name for the first column
+ *  @property {string} start FEN of the first position of the game
+ *  @property {string[]} moves from there, in UCI notation
  *  @property {string} fen
- *  @property {?string} played the move of the game
- *  @property {?string} end why there is nothing to search, as `endOf` says it */
+ *  @property {?string} played the move of the game, in SAN
+ *  @property {?string} end why the game is over, from `endOf`; null if it isn't */
 
-function positionOf(name, chess) {
-  return { name, start: chess.fen(), moves: [], fen: chess.fen(), played: null, end: endOf(chess) };
-}
-
-function gameWork(game, number, total) {
+function gameWork(game, title) {
   const chess = new Chess(game.start);
-  const positions = [];
-  const add = (played) => {
+  const moves = game.moves.map(({ lan }) => lan);
+  const positions = [...game.moves, null].map((played, i) => {
     const fen = chess.fen();
     const name = played ? `${moveNumber(fen)} ${played.san}` : 'end';
-    // In the middle of a game the players have claimed no draw.
+    // A draw that has to be claimed ends a game only where its moves end.
     const end = endOf(chess, !played);
-    const moves = game.moves.slice(0, positions.length).map((move) => move.lan);
-    positions.push({ name, start: game.start, moves, fen, played: played?.san ?? null, end });
-  };
-  for (const move of game.moves) {
-    add(move);
-    chess.move(move.san);
-  }
-  add(null);
-  const title = playersOf(game.tags) + (total > 1 ? ` (game ${number} of ${total})` : '');
+    if (played) chess.move(played.san);
+    const before = { start: game.start, moves: moves.slice(0, i), fen };
+    return { name, ...before, played: played?.san ?? null, end };
+  });
   return { kind: 'game', title, positions, result: game.result };
 }
 
-/** Finds out what a text is.
+/** Tells records (EPD or FEN) from games by the first line that is not a comment.
  *  @param {string} text
- *  @returns {'epd' | 'pgn'} EPD records and FENs are one kind */
+ *  @returns {'epd' | 'pgn'} */
 export function kindOf(text) {
   const line = text.split('\n').find((each) => each.trim() && !/^[#%]/.test(each)) ?? '';
   return looksLikeFen(line) || line.trim() === 'startpos' ? 'epd' : 'pgn';
 }
 
-function readRecords(text, input, complain) {
+function readRecords(title, text, complain) {
   const positions = [];
   for (const [i, line] of text.split('\n').entries()) {
     if (!line.trim() || line.startsWith('#')) continue;
     try {
       const record = line.trim() === 'startpos' ? null : parseEpd(line);
+      const chess = record ? new Chess(record.fen) : readFen('startpos');
+      const fen = chess.fen();
       const name = record?.operations.get('id') ?? String(positions.length + 1);
-      positions.push(positionOf(name, record ? new Chess(record.fen) : readFen('startpos')));
+      positions.push({ name, start: fen, moves: [], fen, played: null, end: endOf(chess) });
     } catch (error) {
-      complain(`${input}, line ${i + 1}: ${error.message}`);
+      complain(`${title}, line ${i + 1}: ${error.message}`);
     }
   }
-  return positions.length ? [{ kind: 'positions', title: input, positions, result: null }] : [];
+  return positions.length ? [{ kind: 'positions', title, positions, result: null }] : [];
 }
 
-/** Reads what is to be analysed.
- *  @param {string} input a FEN, "startpos", or the name of `text`'s file
- *  @param {?string} text null for a FEN
- *  @param {(problem: string) => void} complain is told what had to be left out
- *  @param {'fen' | 'epd' | 'pgn' | undefined} kind what it is, when that is known
+/** Reads the text of a file.
+ *  @param {string} title the name of the file
+ *  @param {string} text
+ *  @param {(problem: string) => void} complain called for each part that can't be read
+ *  @param {'epd' | 'pgn'} [kind] `kindOf` finds it out
  *  @returns {Work[]} */
-export function readWork(input, text, complain, kind) {
-  if (text === null) {
-    try {
-      const positions = [positionOf('1', readFen(input))];
-      return [{ kind: 'positions', title: 'positions', positions, result: null, isArgument: true }];
-    } catch (error) {
-      complain(`"${input}" is ${error.message}`);
-      return [];
-    }
-  }
-  if (!text.trim()) {
-    complain(`${input}: there is nothing in it`);
-    return [];
-  }
-  if ((kind ?? kindOf(text)) !== 'pgn') return readRecords(text, input, complain);
+export function readWork(title, text, complain, kind = kindOf(text)) {
+  if (kind === 'epd') return readRecords(title, text, complain);
   const games = readGames(text);
-  // Any text has words; text without tags that doesn't begin with a move isn't a game.
+  // Any text has words; without tags or a legal first move it isn't a game.
   if (games.every(({ tags, moves }) => !tags.size && !moves.length)) {
-    complain(`${input}: neither positions nor games`);
+    complain(`${title}: ${text.trim() ? 'neither positions nor games' : 'the file is empty'}`);
     return [];
   }
-  const works = [];
-  for (const [i, game] of games.entries()) {
-    if (game.error) complain(`${input}: game ${i + 1}: ${game.error}`);
-    if (game.error && !game.moves.length) continue;
-    works.push(gameWork(game, i + 1, games.length));
-  }
-  return works;
+  return games.flatMap((game, i) => {
+    if (game.error) complain(`${title}: game ${i + 1}: ${game.error}`);
+    if (game.error && !game.moves.length) return [];
+    const number = games.length > 1 ? ` (game ${i + 1} of ${games.length})` : '';
+    return gameWork(game, playersOf(game.tags) + number);
+  });
 }
 
-/** The score of a position in which the game is over. */
-function finalScore({ end, fen }) {
-  if (end !== 'checkmate') return { cp: 0 };
-  return { mate: 0, winner: fen.split(' ')[1] === 'w' ? 'b' : 'w' };
-}
-
-/** Whether an engine is Quillon, whose habits are known.
- *  @param {import('./uci.mjs').Engine} engine */
+/** Whether an engine is Quillon.
+ *  @param {import('./conversation.mjs').Conversation} engine */
 export const isQuillon = (engine) => /^Quillon\b/.test(engine.name);
 
-/** What follows "position". Engines take the first return to a position of the game for a
- *  draw, so they are told of the game only where a move completes a threefold repetition. */
+/** The words after "position". Engines score any repetition of an earlier position as a draw, so
+ *  they get the moves of the game only if one legal move makes a threefold repetition. */
 function protocolPosition({ start, moves, fen }) {
   const chess = new Chess(start);
   for (const move of moves) playUci(chess, move);
@@ -144,12 +116,12 @@ function protocolPosition({ start, moves, fen }) {
   return isRepeated ? `fen ${start} moves ${moves.join(' ')}` : `fen ${fen}`;
 }
 
-/** The longest of an engine's lines that begin with all of its last one: a line out of the table
- *  ends where the table has lost a position. */
+/** The longest of an engine's PVs that begin with the last one. A PV from the transposition table
+ *  ends where an entry has been overwritten. */
 function longestLine(last, lines) {
   const begin = last.join(' ');
-  const goingOn = lines.filter((line) => `${line.join(' ')} `.startsWith(`${begin} `));
-  return goingOn.reduce((longest, line) => (line.length > longest.length ? line : longest), last);
+  const longer = lines.filter((line) => `${line.join(' ')} `.startsWith(`${begin} `));
+  return longer.reduce((longest, line) => (line.length > longest.length ? line : longest), last);
 }
 
 /** Whether the search is so much deeper than the mate that a shorter one is unlikely. */
@@ -159,74 +131,73 @@ function isShortestMate({ score, depth }) {
 }
 
 /** Analyses one position.
- *  @param {import('./uci.mjs').Engine} engine
+ *  @param {import('./conversation.mjs').Conversation} engine
  *  @param {Position} position
  *  @param {object} limits
  *  @param {number} [limits.time] milliseconds
- *  @param {number} [limits.depth] instead of time
- *  @param {number} [limits.patience] milliseconds after `time` in which it must answer
+ *  @param {number} [limits.depth] instead of `time`
+ *  @param {number} [limits.patience] milliseconds that the engine may take to answer after `time`
  *  @returns {Promise<{score: ?object, depth: ?number, best: ?string, line: string[]}>} the score is
- *      White's, null when the engine has given none; best and line are in standard notation
- *  @throws when the engine ends, doesn't answer or answers with an illegal move */
+ *      from White's view, null if the engine has given none; best and line are in SAN
+ *  @throws if the engine exits, doesn't answer or answers with an illegal move */
 export async function analysePosition(engine, position, { time, depth, patience = 10000 }) {
-  if (position.end) return { score: finalScore(position), depth: null, best: null, line: [] };
+  const { fen, end } = position;
+  const isBlack = fen.split(' ')[1] === 'b';
+  if (end) {
+    const score = end === 'checkmate' ? { mate: 0, winner: isBlack ? 'w' : 'b' } : { cp: 0 };
+    return { score, depth: null, best: null, line: [] };
+  }
 
-  const text = protocolPosition(position);
-  // An engine that may play at once plays an only move without a word about it, and the first mate
-  // that it sees; so it is told to stop when there is nothing better to be expected.
-  const isForced = new Chess(position.fen).moves().length === 1;
-  const isEnough = (info) => (depth ? info.depth >= Math.max(depth, 10) : isShortestMate(info));
+  // With a limit, Quillon plays a forced move without a score and ends at the first mate that it
+  // proves. So those searches have no limit and are stopped from here.
+  const isForced = new Chess(fen).moves().length === 1;
   const isToDepth = depth && !isForced;
+  const isEnough = (info) => (depth ? info.depth >= Math.max(depth, 10) : isShortestMate(info));
   const lines = [];
   const note = (info) => {
     if (info.pv && (info.multipv ?? 1) === 1) lines.push(info.pv);
     if (!isToDepth && isEnough(info)) engine.stop();
   };
   const limits = isToDepth ? `depth ${depth}` : 'infinite';
-  const search = engine.search(text, limits, note, depth ? Infinity : time + patience);
-  // A depth is searched for as long as it takes; an only move isn't worth more than a minute.
-  const isTimed = time !== undefined || isForced;
-  const timer = isTimed && setTimeout(() => engine.stop(), time ?? 60000);
+  const longest = depth ? Infinity : time + patience;
+  const search = engine.search(protocolPosition(position), limits, note, longest);
+  // A forced move gets a minute at most, whatever the depth.
+  const timer = !isToDepth && setTimeout(() => engine.stop(), time ?? 60000);
   const { best, info, ponder } = await search.finally(() => clearTimeout(timer));
 
-  const move = playUci(new Chess(position.fen), best ?? '');
+  const move = playUci(new Chess(fen), best ?? '');
   if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
-  const how = { isBlack: position.fen.split(' ')[1] === 'b', isQuillon: isQuillon(engine) };
-  // A search that ends within a depth may have come to another move than its last line.
+  // A stopped search may have found another move after its last PV.
   const moves = info.pv?.[0] === best ? longestLine(info.pv, lines) : [best, ponder ?? ''];
+  const how = { isBlack, isQuillon: isQuillon(engine) };
   return {
     score: info.score ? readScore(info.score, how) : null,
     depth: info.score ? info.depth : null,
     best: move.san,
-    line: sanLine(position.fen, moves),
+    line: sanLine(fen, moves),
   };
 }
 
-/** The moves of a game that gave most away.
- *  @param {Position[]} positions of a game
- *  @param {object[]} results of `analysePosition`, as far as they have come
- *  @param {object} [how]
- *  @param {number} [how.count] at most so many
- *  @param {number} [how.least] of the point, 0 to 1
+/** The moves of a game that lost most.
+ *  @param {Position[]} positions of the game
+ *  @param {object[]} results of `analysePosition`, perhaps for its beginning only
+ *  @param {number} [count] the most moves to return
  *  @returns {{index: number, loss: number, mark: string, text: string}[]} in the order of the game;
- *      index is that of the position before the move */
-export function swingsOf(positions, results, { count = 6, least = 0.1 } = {}) {
-  const swings = [];
-  for (let i = 0; i + 1 < results.length; i++) {
-    const [before, after] = [results[i].score, results[i + 1].score];
-    const { played, fen } = positions[i];
-    // What the engine would have played as well is its own change of mind.
-    if (!before || !after || !played || results[i].best === played) continue;
+ *      `index` is that of the position before the move, `loss` a share of the point, 0.1 to 1 */
+export function swingsOf(positions, results, count = 6) {
+  const swings = results.slice(1).flatMap(({ score: after }, index) => {
+    const { score: before, best } = results[index];
+    const { played, fen } = positions[index];
+    // If the engine would have played it too, it has changed its mind.
+    if (!before || !after || !played || best === played) return [];
     const change = expectation(after) - expectation(before);
     const loss = fen.split(' ')[1] === 'w' ? -change : change;
-    if (loss < least) continue;
+    if (loss < 0.1) return [];
     const mark = loss >= 0.3 ? '??' : loss >= 0.2 ? '?' : '?!';
-    const better = numbered(fen, [results[i].best]);
-    const text =
-      `${numbered(fen, [played])}${mark} ` +
-      `(${scoreText(before)} -> ${scoreText(after)}; better ${better})`;
-    swings.push({ index: i, loss, mark, text });
-  }
+    const scores = `${scoreText(before)} -> ${scoreText(after)}`;
+    const text = `${numbered(fen, [played])}${mark} (${scores}; better ${numbered(fen, [best])})`;
+    return [{ index, loss, mark, text }];
+  });
   const largest = swings.sort((a, b) => b.loss - a.loss).slice(0, count);
   return largest.sort((a, b) => a.index - b.index);
 }
@@ -252,13 +223,13 @@ export function formatHead(kind, width) {
   return [first.padEnd(width), '  score', 'depth', 'best   ', 'line'].join('  ');
 }
 
-/** Where a game's picture goes: the file itself, or one with the game's number.
+/** The file for the graph of a game: with several games, the number is added.
  *  @param {string} file "score.svg"
  *  @param {number} number from 1
  *  @param {number} total of games */
-export function pictureFile(file, number, total) {
+export function graphFile(file, number, total) {
   return total < 2 ? file : file.replace(/(\.svg)?$/i, `-${number}.svg`);
 }
 
-/** Whether an input names a file that exists. */
+/** Whether an input is a file, or standard input. */
 export const isFile = (input) => input === '-' || fs.existsSync(input);

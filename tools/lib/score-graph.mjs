@@ -1,152 +1,127 @@
 // SPDX-License-Identifier: MIT
 //
-// The score over a game as a picture (SVG). Heights are what White may expect of the point, so that
-// a pawn counts for much in an even game and for little in a decided one; the axis is labelled in
-// pawns. Readers with a dark background get a dark picture.
+// Draws the score of a game as an SVG document, light or dark as the reader's system is. Heights
+// are White's expected share of the point, so a pawn counts for more in an even game than in a
+// decided one; the labels of the axis are pawns.
 
 import { expectation, scoreText } from './chess.mjs';
 
 const width = 960;
 const height = 400;
-const plot = { left: 64, right: width - 24, top: 64, bottom: height - 48 };
-const labels = [5, 3, 2, 1, 0, -1, -2, -3, -5];
+const [left, right, top, bottom] = [64, width - 24, 64, height - 48];
 
 const fixed = (value) => Number(value.toFixed(1));
+const yOf = (score) => fixed(bottom - expectation(score) * (bottom - top));
 
-/** A text that is safe in an SVG. */
 function escape(text) {
-  // Control characters have no place in XML at all.
+  // XML has no control characters.
   return text
     .replace(/[\u0000-\u001f\u007f]/g, ' ')
     .replace(/[&<>"]/g, (c) => ({ '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' })[c]);
 }
 
-/** The moves that are numbered: every 1, 2, 5, ... so that numbers have 40 units each. */
-function numberStep(moves) {
-  const room = Math.max(1, Math.floor((plot.right - plot.left) / 40));
-  return [1, 2, 5, 10, 20, 50, 100, 200, 500].find((step) => moves / step <= room) ?? 1000;
+/** An element; `content` is text to escape, or a list of elements. */
+function draw(name, attributes, content = []) {
+  const list = Object.entries(attributes).map(([key, value]) => ` ${key}="${value}"`);
+  const inner = Array.isArray(content) ? content.join('') : escape(content);
+  return `<${name}${list.join('')}${inner ? `>${inner}</${name}>` : '/>'}`;
+}
+
+const write = (x, y, text, anchor, kind = 'plain') =>
+  draw('text', { x: fixed(x), y: fixed(y), 'text-anchor': anchor, class: kind }, text);
+const line = (x1, x2, y1, y2, kind) => draw('line', { x1, x2, y1, y2, class: kind });
+const box = (x, boxWidth, kind, content) =>
+  draw('rect', { x, y: top, width: boxWidth, height: bottom - top, class: kind }, content);
+
+/** Lines across the field at whole pawns. */
+function drawGrid() {
+  return [5, 3, 2, 1, 0, -1, -2, -3, -5].flatMap((pawns) => {
+    const y = yOf({ cp: 100 * pawns });
+    const label = pawns > 0 ? `+${pawns}` : String(pawns).replace('-', '\u2212');
+    return [line(left, right, y, y, pawns ? 'grid' : 'zero'), write(left - 8, y + 4, label, 'end')];
+  });
+}
+
+/** Move numbers, at least 40 units apart. */
+function drawNumbers(positions, x) {
+  const numbers = positions.map(({ fen }) => Number(fen.split(' ')[5]));
+  const units = (right - left) / Math.max(1, numbers.at(-1) - numbers[0] + 1);
+  const step = [1, 2, 5, 10, 20, 50, 100, 200, 500].find((each) => each * units >= 40) ?? 1000;
+  return numbers.flatMap((number, i) => {
+    if (number % step || number === numbers[i - 1]) return [];
+    const label = write(x(i), bottom + 18, String(number), 'middle');
+    return [line(x(i), x(i), bottom, bottom + 5, 'tick'), label];
+  });
+}
+
+/** The area between the curve and the even score: White's above it, Black's below. */
+function drawArea(points) {
+  const middle = yOf({ cp: 0 });
+  const path = points.map(({ x, y }) => `${x} ${y}`).join('L');
+  const area = `M${points[0].x} ${middle}L${path}L${points.at(-1).x} ${middle}Z`;
+  const side = (id, y, kind) => [
+    draw('clipPath', { id }, [draw('rect', { x: 0, y, width, height: middle })]),
+    draw('path', { d: area, class: kind, 'clip-path': `url(#${id})` }),
+  ];
+  return [...side('above', 0, 'white'), ...side('below', middle, 'black')];
+}
+
+function drawCurve(points) {
+  const [{ x: cx, y: cy }] = points;
+  if (points.length === 1) return draw('circle', { cx, cy, r: 3, class: 'dot' });
+  return draw('path', { d: `M${points.map(({ x, y }) => `${x} ${y}`).join('L')}`, class: 'line' });
+}
+
+function drawSwing({ index, mark, text }, results, x) {
+  const y = yOf(results[index + 1].score);
+  // The label is on the side to which the score has moved; beside the dot at the field's edges.
+  const over = yOf(results[index].score) > y ? y - 10 : y + 18;
+  const labelY = Math.min(Math.max(over, top + 12), bottom - 6);
+  const at = x(index + 1);
+  const anchor = at < left + 60 ? 'start' : labelY !== over || at > right - 60 ? 'end' : 'middle';
+  const labelX = at + { start: 8, end: -8, middle: 0 }[anchor];
+  const dot = { cx: at, cy: y, r: 4, class: mark === '?!' ? 'small' : 'large' };
+  return [
+    draw('circle', dot, [draw('title', {}, text)]),
+    write(labelX, labelY, text.slice(0, text.indexOf(' (')), anchor, 'label'),
+  ];
 }
 
 /** Draws a game.
  *  @param {object} game
  *  @param {string} game.title
  *  @param {{fen: string, name: string}[]} game.positions all of the game
- *  @param {({score: ?object} | undefined)[]} game.results by position; scores are White's, in
- *      centipawns or moves to mate
- *  @param {{index: number, mark: string, text: string}[]} [game.swings] to be marked; index is that
- *      of the position before the move
+ *  @param {({score: ?object} | undefined)[]} game.results by position; scores are from White's
+ *      view, in centipawns or moves to mate
+ *  @param {{index: number, mark: string, text: string}[]} [game.swings] moves to mark; `index` is
+ *      that of the position before the move
  *  @param {string} [game.subtitle]
  *  @returns {string} an SVG document, 960 by 400 units */
 export function drawScores({ title, subtitle = '', positions, results, swings = [] }) {
-  const last = Math.max(positions.length - 1, 1);
-  const x = (i) => fixed(plot.left + (i / last) * (plot.right - plot.left));
-  const y = (part) => fixed(plot.bottom - part * (plot.bottom - plot.top));
-  const middle = y(0.5);
-  const marks = [];
-  const text = (atX, atY, words, anchor, kind = '') =>
-    marks.push(
-      `<text x="${fixed(atX)}" y="${fixed(atY)}" text-anchor="${anchor}"` +
-        `${kind && ` class="${kind}"`}>${escape(words)}</text>`,
-    );
-
-  text(plot.left, 26, title, 'start', 'title');
-  if (subtitle) text(plot.left, 46, subtitle, 'start', 'soft');
-  marks.push(
-    `<rect x="${plot.left}" y="${plot.top}" width="${plot.right - plot.left}" ` +
-      `height="${plot.bottom - plot.top}" class="field"/>`,
+  const units = (right - left) / Math.max(positions.length - 1, 1);
+  const x = (i) => fixed(left + i * units);
+  const points = results.flatMap((result, i) =>
+    result?.score ? [{ x: x(i), y: yOf(result.score), i, score: result.score }] : [],
   );
-
-  // The area between the line and the even score: White's above, Black's below.
-  const points = results
-    .map((result, i) => ({ i, score: result?.score }))
-    .filter(({ score }) => score)
-    .map(({ i, score }) => ({ i, score, at: expectation(score) }));
-  if (points.length > 1) {
-    const path = points.map(({ i, at }) => `${x(i)} ${y(at)}`).join('L');
-    const area = `M${x(points[0].i)} ${middle}L${path}L${x(points.at(-1).i)} ${middle}Z`;
-    marks.push(
-      `<clipPath id="above"><rect x="0" y="0" width="${width}" height="${middle}"/></clipPath>`,
-      `<clipPath id="below"><rect x="0" y="${middle}" width="${width}" height="${middle}"/></clipPath>`,
-      `<path d="${area}" class="white" clip-path="url(#above)"/>`,
-      `<path d="${area}" class="black" clip-path="url(#below)"/>`,
-    );
-  }
-
-  for (const pawns of labels) {
-    const at = y(expectation({ cp: 100 * pawns }));
-    const kind = pawns === 0 ? 'zero' : 'grid';
-    marks.push(
-      `<line x1="${plot.left}" x2="${plot.right}" y1="${at}" y2="${at}" class="${kind}"/>`,
-    );
-    text(
-      plot.left - 8,
-      at + 4,
-      pawns > 0 ? `+${pawns}` : String(pawns).replace('-', '\u2212'),
-      'end',
-    );
-  }
-  text(plot.left - 8, plot.top - 6, 'White', 'end', 'soft');
-  text(plot.left - 8, plot.bottom + 16, 'Black', 'end', 'soft');
-
-  const numberOf = (position) => Number(position.fen.split(' ')[5]);
-  const first = numberOf(positions[0]);
-  const step = numberStep(numberOf(positions.at(-1)) - first + 1);
-  let shown = null;
-  for (const [i, position] of positions.entries()) {
-    const number = numberOf(position);
-    if (number === shown || (number % step && i)) continue;
-    shown = number;
-    // The first number stays clear of the next one.
-    const next = Math.ceil((number + 1) / step) * step;
-    if (i === 0 && number % step && (next - number) * 2 * ((plot.right - plot.left) / last) < 24)
-      continue;
-    marks.push(
-      `<line x1="${x(i)}" x2="${x(i)}" y1="${plot.bottom}" y2="${plot.bottom + 5}" class="tick"/>`,
-    );
-    text(x(i), plot.bottom + 18, String(number), 'middle');
-  }
-  text((plot.left + plot.right) / 2, height - 10, 'move', 'middle', 'soft');
-
-  if (points.length > 1) {
-    marks.push(
-      `<path d="M${points.map(({ i, at }) => `${x(i)} ${y(at)}`).join('L')}" class="line"/>`,
-    );
-  } else if (points.length === 1) {
-    marks.push(`<circle cx="${x(points[0].i)}" cy="${y(points[0].at)}" r="3" class="dot"/>`);
-  }
-
-  // Columns that tell a position's score under the mouse.
-  const column = x(1) - x(0);
-  for (const { i, score } of points) {
-    marks.push(
-      `<rect x="${fixed(x(i) - column / 2)}" y="${plot.top}" width="${fixed(column)}" ` +
-        `height="${plot.bottom - plot.top}" class="touch">` +
-        `<title>${escape(`${positions[i].name}: ${scoreText(score)}`)}</title></rect>`,
-    );
-  }
-
-  for (const { index, mark, text: words } of swings) {
-    const { score } = results[index + 1];
-    const at = y(expectation(score));
-    // The label stands on the side to which the score has swung, at the field's edges beside.
-    const isUp = expectation(score) > expectation(results[index].score);
-    const labelX = x(index + 1);
-    const over = isUp ? at - 10 : at + 18;
-    const isOutside = over < plot.top + 12 || over > plot.bottom - 4;
-    const labelY = isOutside ? Math.min(Math.max(at + 4, plot.top + 12), plot.bottom - 6) : over;
-    const isLeft = labelX > (plot.left + plot.right) / 2;
-    const near = labelX > plot.right - 60 || labelX < plot.left + 60;
-    const anchor = !isOutside && !near ? 'middle' : isLeft ? 'end' : 'start';
-    const shift = isOutside ? (isLeft ? -8 : 8) : 0;
-    const size = mark === '?!' ? 'small' : 'large';
-    const move = words.slice(0, words.indexOf(' ('));
-    marks.push(
-      `<g class="swing"><title>${escape(words)}</title>` +
-        `<circle cx="${labelX}" cy="${at}" r="4" class="${size}"/></g>`,
-    );
-    text(labelX + shift, labelY, move, anchor, 'label');
-  }
-
+  const elements = [
+    draw('rect', { width, height, class: 'paper' }),
+    write(left, 26, title, 'start', 'title'),
+    write(left, 46, subtitle, 'start', 'soft'),
+    box(left, right - left, 'field'),
+    ...(points.length ? drawArea(points) : []),
+    ...drawGrid(),
+    ...(points.length ? [drawCurve(points)] : []),
+    write(left - 8, top - 6, 'White', 'end', 'soft'),
+    write(left - 8, bottom + 16, 'Black', 'end', 'soft'),
+    ...drawNumbers(positions, x),
+    write((left + right) / 2, height - 10, 'move', 'middle', 'soft'),
+    // Invisible columns that show the score under the mouse.
+    ...points.map((point) => {
+      const words = `${positions[point.i].name}: ${scoreText(point.score)}`;
+      return box(fixed(point.x - units / 2), fixed(units), 'touch', [draw('title', {}, words)]);
+    }),
+    ...swings.flatMap((swing) => drawSwing(swing, results, x)),
+  ];
   return `<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 ${width} ${height}" role="img"
   width="${width}" height="${height}" font-family="sans-serif" font-size="12">
 <title>${escape(title)}</title>
@@ -155,11 +130,10 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
 .title { font-size: 16px; font-weight: bold } .grid { stroke: #cdd4db; stroke-width: 0.7 }
 .zero, .tick { stroke: #8a949e } .white { fill: #ffffff } .black { fill: #596572 }
 .line { fill: none; stroke: #1f5fa8; stroke-width: 2; stroke-linejoin: round }
-.dot { fill: #1f5fa8 }
+.dot { fill: #1f5fa8 } .touch { fill: #000000; fill-opacity: 0 }
 .large { fill: #c8321f; stroke: #ffffff } .small { fill: #dd9212; stroke: #ffffff }
 .label { font-weight: bold; paint-order: stroke }
 .label { stroke: #e9edf2; stroke-width: 3px; stroke-linejoin: round }
-.touch { fill: #000000; fill-opacity: 0 }
 @media (prefers-color-scheme: dark) {
 .paper { fill: #14181c } .field { fill: #2a3138 } text { fill: #e8ecf0 } .soft { fill: #97a2ad }
 .grid { stroke: #434c55 } .zero, .tick { stroke: #77828d }
@@ -168,8 +142,7 @@ export function drawScores({ title, subtitle = '', positions, results, swings = 
 .small { fill: #ffb43f; stroke: #14181c } .label { stroke: #2a3138 }
 }
 </style>
-<rect width="${width}" height="${height}" class="paper"/>
-${marks.join('\n')}
+${elements.join('\n')}
 </svg>
 `;
 }

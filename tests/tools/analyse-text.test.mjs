@@ -4,9 +4,7 @@
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
-import {
-  analysePosition, formatRow, graphFile, kindOf, readWork, swingsOf,
-} from '../../tools/lib/analysis.mjs';
+import { formatRows, kindOf, readWork, swingsOf } from '../../tools/lib/analysis.mjs';
 import {
   endOf, expectation, numbered, playText, readFen, readGames, readScore, sanLine, scoreText,
   startFen,
@@ -198,68 +196,17 @@ test('a swing is a share of the point that the mover loses', () => {
   assert.deepEqual(largest.map(({ index }) => index), [1, 2]);
 });
 
-test('a row of the table shows the score, or "?" without one', () => {
-  const [position] = readGame('1. e4 *').positions;
-  const row = (result) => formatRow(position, { best: 'd4', ...result }, 5);
-  const result = { score: { cp: 25 }, depth: 12, line: ['d4', 'd5'] };
-  assert.equal(row(result), '1. e4    +0.25     12  d4       1. d4 d5');
-  const none = { score: null, depth: null, line: ['d4'] };
-  assert.equal(row(none), '1. e4        ?      -  d4       1. d4');
-});
-
-/** An engine that prints `infos`, answers at once and records how it is asked. */
-function stub(answer, infos = []) {
-  const asked = [];
-  const search = (position, limits, onInfo, patience) => {
-    asked.push([position, limits, patience]);
-    infos.forEach(onInfo);
-    return Promise.resolve({ best: 'e2e4', ponder: null, info: {}, ...answer });
-  };
-  return { name: 'Stub', asked, search, stop() {} };
-}
-
-test('the engine gets the moves of the game only if one move makes a repetition', async () => {
-  const { positions } = readGame('1. Nf3 Nf6 2. Ng1 Ng8 3. Nf3 Nf6 4. Ng1 Ng8 *');
-  for (const [i, position] of positions.slice(0, -1).entries()) {
-    const engine = stub({ best: i % 2 ? 'a7a6' : 'a2a3' });
-    await analysePosition(engine, position, { time: 10 });
-    // 4... Ng8 returns to the first position for the second time.
-    assert.equal(/ moves /.test(engine.asked[0][0]), i === 7);
-  }
-  assert.equal(positions.at(-1).end, 'threefold repetition');
-});
-
-test('a position has a score, a best move and a line, if the engine gives them', async () => {
-  const info = (...pv) => ({ score: cp(20), depth: 11, pv });
-  const [{ positions }] = readWork('f', 'startpos', assert.fail);
-  const analyse = async (answer, limits, infos) => {
-    const engine = stub(answer, infos);
-    const { score, depth, best, line } = await analysePosition(engine, positions[0], limits);
-    return { found: [score, depth, best, line.join(' ')], asked: engine.asked[0].slice(1) };
-  };
-  for (const [what, answer, limits, infos, found, asked] of [
-    ['a search to a depth takes as long as it takes', {}, { depth: 30 }, [],
-      [null, null, 'e4', 'e4'], ['depth 30', Infinity]],
-    ['a timed search is given up some time later', {}, { time: 7, patience: 5 }, [],
-      [null, null, 'e4', 'e4'], ['infinite', 12]],
-    ['a move without a PV has the expected answer', { ponder: 'e7e5' }, { time: 10 }, [],
-      [null, null, 'e4', 'e4 e5']],
-    ['a last PV that begins with another move counts for the score only',
-      { info: info('d2d4', 'd7d5') }, { depth: 11 }, [], [{ cp: 20 }, 11, 'e4', 'e4']],
-    ['a PV goes on like an earlier one with the same moves', { info: info('e2e4', 'e7e5') },
-      { time: 10 }, [
-        { pv: ['e2e4', 'c7c5', 'g1f3', 'd7d6'] },
-        { pv: ['e2e4', 'e7e5', 'g1f3'] },
-        { pv: ['e2e4', 'e7e5', 'b1c3', 'g8f6'], multipv: 2 },
-        { pv: ['e2e4', 'e7e5'] },
-      ], [{ cp: 20 }, 11, 'e4', 'e4 e5 Nf3']],
-  ]) {
-    const result = await analyse(answer, limits, infos);
-    assert.deepEqual(result.found, found, what);
-    if (asked) assert.deepEqual(result.asked, asked, what);
-  }
-  const wrong = analyse({ best: 'a1a1' }, { time: 1 });
-  await assert.rejects(wrong, /^Error: Stub answers "a1a1", which is not a legal move$/);
+test('a position has a row for each line in the table, with "?" for a missing score', () => {
+  const [position, end] = readGame('1. e4 *').positions;
+  const line = { score: { cp: 25 }, depth: 12, san: ['d4', 'd5'] };
+  const none = { score: null, depth: null, san: ['c4'] };
+  assert.deepEqual(formatRows(position, { lines: [line, none] }, 5), [
+    '1. e4    +0.25     12  d4       1. d4 d5',
+    '             ?      -  c4       1. c4',
+  ]);
+  const mated = { ...end, end: 'checkmate' };
+  const [row] = formatRows(mated, { score: { mate: 0, winner: 'w' }, lines: [] }, 5);
+  assert.equal(row, 'end        1-0      -  -        checkmate');
 });
 
 test("the graph has a point for each score, at the height of White's share", () => {

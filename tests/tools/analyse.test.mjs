@@ -36,16 +36,18 @@ test("mates are counted in moves, from White's view", async () => {
   }
 });
 
-test('a search below depth 10 gives a move without a score; a forced move has a score', async () => {
-  const shallow = await analyse(['--depth', '3', 'startpos']);
-  assert.equal(shallow.status, 0);
-  const [, score, depth, best, line] = cellsOf(linesOf(shallow.out)[1]);
-  assert.deepEqual([score, depth, line.split(' ').slice(0, 2)], ['?', '-', ['1.', best]]);
-  // Kxb2 is forced, and leaves a pawn that the king doesn't catch.
-  const { out } = await analyse(['--depth', '10', '7k/p7/8/8/8/8/1r6/K7 w - - 0 1']);
-  const [, worth, , only] = cellsOf(linesOf(out)[1]);
-  assert.equal(only, 'Kxb2');
-  assert.match(worth, /^[-+#]?\d/);
+test('with --lines a position has several lines, each with score, depth and moves', async () => {
+  const { status, out } = await analyseBy(fake(), ['--json', '--lines', '2', 'startpos']);
+  assert.equal(status, 0);
+  // The fake engine likes the position of every mover, so it dislikes all moves but the first.
+  assert.deepEqual(JSON.parse(out).lines, [
+    { rank: 1, depth: 12, score: { cp: 10 }, moves: ['a2a3'], san: ['a3'] },
+    { rank: 2, depth: 13, score: { cp: -10 }, moves: ['a2a4', 'b8c6'], san: ['a4', 'Nc6'] },
+  ]);
+  const { out: table } = await analyseBy(fake(), ['--lines', '2', 'startpos']);
+  const rows = linesOf(table).slice(1).map(cellsOf);
+  assert.deepEqual(rows[0].slice(0, 4), ['1', '+0.10', '12', 'a3']);
+  assert.deepEqual(rows[1].slice(0, 3), ['-0.10', '13', 'a4']);
 });
 
 const foolsMate = '[White "Fool"]\n[Black "Scholar"]\n\n1. f3 e5 2. g4 Qh4# 0-1\n';
@@ -139,6 +141,7 @@ test('wrong use gives one line and status 2, a missing file one line and status 
     [['--nonsense'], 2, / Unknown option '--nonsense'$/m],
     [['--time', 'long', 'startpos'], 2, /--time takes a whole number from 1/],
     [['--time', '5', '--depth', '5', 'startpos'], 2, /exclude each other/],
+    [['--lines', '6', 'startpos'], 2, /--lines takes a whole number from 1 to 5, not "6"/],
     [['--as', 'txt', 'startpos'], 2, /--as takes "epd" or "pgn", not "txt"/],
     [['--svg', 'x.svg', records], 2, /--svg takes a game, not positions/],
     [['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'], 2, /please put the whole position in quotes/],

@@ -12,14 +12,13 @@ import {
   moveNumber,
   numbered,
   playersOf,
-  playUci,
   readFen,
   readGames,
-  readScore,
   sanLine,
   scoreText,
 } from './chess.mjs';
 import { parseEpd } from './epd.mjs';
+import { searchLines } from './lines.mjs';
 
 /** A game, or a list of unrelated positions.
  *  @typedef {object} Work
@@ -98,84 +97,28 @@ export function readWork(title, text, complain, kind = kindOf(text)) {
   });
 }
 
-/** Whether an engine is Quillon.
- *  @param {import('./conversation.mjs').Conversation} engine */
-export const isQuillon = (engine) => /^Quillon\b/.test(engine.name);
-
-/** The words after "position". Engines score any repetition of an earlier position as a draw, so
- *  they get the moves of the game only if one legal move makes a threefold repetition. */
-function protocolPosition({ start, moves, fen }) {
-  const chess = new Chess(start);
-  for (const move of moves) playUci(chess, move);
-  const isRepeated = chess.moves().some((move) => {
-    chess.move(move);
-    const isThird = chess.isThreefoldRepetition();
-    chess.undo();
-    return isThird;
-  });
-  return isRepeated ? `fen ${start} moves ${moves.join(' ')}` : `fen ${fen}`;
-}
-
-/** The longest of an engine's PVs that begin with the last one. A PV from the transposition table
- *  ends where an entry has been overwritten. */
-function longestLine(last, lines) {
-  const begin = last.join(' ');
-  const longer = lines.filter((line) => `${line.join(' ')} `.startsWith(`${begin} `));
-  return longer.reduce((longest, line) => (line.length > longest.length ? line : longest), last);
-}
-
-/** Whether the search is so much deeper than the mate that a shorter one is unlikely. */
-function isShortestMate({ score, depth }) {
-  if (score?.kind !== 'mate') return false;
-  return Math.abs(score.value) <= 1 || depth >= 2 * Math.abs(score.value) + 8;
-}
-
 /** Analyses one position.
  *  @param {import('./conversation.mjs').Conversation} engine
  *  @param {Position} position
- *  @param {object} limits
- *  @param {number} [limits.time] milliseconds
- *  @param {number} [limits.depth] instead of `time`
- *  @param {number} [limits.patience] milliseconds that the engine may take to answer after `time`
- *  @returns {Promise<{score: ?object, depth: ?number, best: ?string, line: string[]}>} the score is
- *      from White's view, null if the engine has given none; best and line are in SAN
+ *  @param {object} limits those of `searchLines`
+ *  @returns {Promise<{score: ?object, depth: ?number, best: ?string, line: string[],
+ *      lines: object[]}>} the best line, its moves in SAN and its score from White's view, and all
+ *      lines, which have the `moves` in UCI notation and the same in SAN as `san`
  *  @throws if the engine exits, doesn't answer or answers with an illegal move */
-export async function analysePosition(engine, position, { time, depth, patience = 10000 }) {
+export async function analysePosition(engine, position, limits) {
   const { fen, end } = position;
-  const isBlack = fen.split(' ')[1] === 'b';
   if (end) {
-    const score = end === 'checkmate' ? { mate: 0, winner: isBlack ? 'w' : 'b' } : { cp: 0 };
-    return { score, depth: null, best: null, line: [] };
+    const winner = fen.split(' ')[1] === 'w' ? 'b' : 'w';
+    const score = end === 'checkmate' ? { mate: 0, winner } : { cp: 0 };
+    return { score, depth: null, best: null, line: [], lines: [] };
   }
-
-  // With a limit, Quillon plays a forced move without a score and ends at the first mate that it
-  // proves. So those searches have no limit and are stopped from here.
-  const isForced = new Chess(fen).moves().length === 1;
-  const isToDepth = depth && !isForced;
-  const isEnough = (info) => (depth ? info.depth >= Math.max(depth, 10) : isShortestMate(info));
-  const lines = [];
-  const note = (info) => {
-    if (info.pv && (info.multipv ?? 1) === 1) lines.push(info.pv);
-    if (!isToDepth && isEnough(info)) engine.stop();
-  };
-  const limits = isToDepth ? `depth ${depth}` : 'infinite';
-  const longest = depth ? Infinity : time + patience;
-  const search = engine.search(protocolPosition(position), limits, note, longest);
-  // A forced move gets a minute at most, whatever the depth.
-  const timer = !isToDepth && setTimeout(() => engine.stop(), time ?? 60000);
-  const { best, info, ponder } = await search.finally(() => clearTimeout(timer));
-
-  const move = playUci(new Chess(fen), best ?? '');
-  if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
-  // A stopped search may have found another move after its last PV.
-  const moves = info.pv?.[0] === best ? longestLine(info.pv, lines) : [best, ponder ?? ''];
-  const how = { isBlack, isQuillon: isQuillon(engine) };
-  return {
-    score: info.score ? readScore(info.score, how) : null,
-    depth: info.score ? info.depth : null,
-    best: move.san,
-    line: sanLine(fen, moves),
-  };
+  const found = await searchLines(engine, position, limits);
+  const lines = found.map(({ moves, ...line }) => {
+    const san = sanLine(fen, moves);
+    return { ...line, moves: moves.slice(0, san.length), san };
+  });
+  const { score = null, depth = null, san = [] } = lines[0] ?? {};
+  return { score, depth, best: san[0] ?? null, line: san, lines };
 }
 
 /** The moves of a game that lost most.
@@ -202,19 +145,22 @@ export function swingsOf(positions, results, count = 6) {
   return largest.sort((a, b) => a.index - b.index);
 }
 
-/** A row of the table.
+/** The rows of a position in the table, one for each line.
  *  @param {Position} position
  *  @param {Awaited<ReturnType<typeof analysePosition>>} result
  *  @param {number} width of the first column */
-export function formatRow(position, result, width) {
-  const cells = [
-    position.name.padEnd(width),
-    scoreText(result.score).padStart(7),
-    String(result.depth ?? '-').padStart(5),
-    (result.best ?? '-').padEnd(7),
-    position.end ?? numbered(position.fen, result.line),
-  ];
-  return cells.join('  ').trimEnd();
+export function formatRows({ name, fen, end }, { score, lines }, width) {
+  const rows = lines.length ? lines : [{ score, depth: null, san: [] }];
+  return rows.map((line, i) => {
+    const cells = [
+      (i ? '' : name).padEnd(width),
+      scoreText(line.score).padStart(7),
+      String(line.depth ?? '-').padStart(5),
+      (line.san[0] ?? '-').padEnd(7),
+      end ?? numbered(fen, line.san),
+    ];
+    return cells.join('  ').trimEnd();
+  });
 }
 
 /** The head of the table. */

@@ -3,9 +3,9 @@
 // Runs records of a test suite: what the engine plays, whether that is right, and when it settled
 // on it.
 
-import { isQuillon } from './analysis.mjs';
 import { Chess, playUci, readScore } from './chess.mjs';
 import { parseEpd, taskOf } from './epd.mjs';
+import { isQuillon } from './lines.mjs';
 import { quantile } from './statistics.mjs';
 
 /** Reads the records of a file.

@@ -56,7 +56,7 @@ const works = {};
 
 export const quick = {
   [`tools/analyse --time 1000 ${kiwi}`]: { says: /^1 +[-+]\d+\.\d\d +\d+ +\S+ +13\.\.\. /m },
-  'tools/analyse --depth 12 --json startpos': { says: /^\{"input":.*"depth":12/m },
+  'tools/analyse --depth 12 --lines 3 --json startpos': { says: /^\{"input":.*"rank":3,"depth":12/m },
   'tools/analyse --depth 10 data/suites/mates.epd': { says: /#\d/ },
   'tools/analyse --time 2000 --svg score.svg data/immortal.pgn': {
     short: ['2000', '50'],

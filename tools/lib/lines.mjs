@@ -11,11 +11,11 @@ import { Chess, endOf, playUci, readScore, uciMoves } from './chess.mjs';
 /** The first depth for which Quillon prints a score. */
 const scoreDepth = 10;
 /** The share of the time that the position itself gets. */
-const rootShare = 0.7;
-/** Milliseconds of the first round of searches without a time limit. A round ends at three times
+const rootShare = 0.8;
+/** Milliseconds of the first round of searches without a time limit. A round ends at four times
  *  the time at which the last one did: every search begins at depth 1, so they have to grow. */
 const firstRound = 600;
-const roundFactor = 3;
+const roundFactor = 4;
 /** Moves that are at most so many centipawns below the lines shown take part in every round. */
 const margin = 100;
 
@@ -46,7 +46,7 @@ function scoreOf(value, isBlack) {
   return { mate: sign * Math.sign(value) * Math.ceil((mateValue - Math.abs(value)) / 2) };
 }
 
-/** Whether the search is so much deeper than the mate that a shorter one is unlikely. */
+/** Whether a shorter mate is unlikely, because the search is much deeper than the mate. */
 function isShortestMate({ score, depth }) {
   if (score.kind !== 'mate') return false;
   return Math.abs(score.value) <= 1 || depth >= 2 * Math.abs(score.value) + 8;
@@ -205,10 +205,10 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
     };
     const timer = ms < Infinity && setTimeout(late, ms);
     signal?.addEventListener('abort', stop);
-    const longest = time < Infinity ? Math.max(0, time - elapsed()) + patience : Infinity;
-    const place = `${text} ${that.path.join(' ')}`.replace(/ moves $/, '').trim();
+    const place = [text, ...that.path].join(' ').replace(/ moves$/, '');
+    const mostTime = time < Infinity ? Math.max(0, time - elapsed()) + patience : Infinity;
     try {
-      const result = await engine.search(place, limit, note, longest);
+      const result = await engine.search(place, limit, note, mostTime);
       if (!that.legal.includes(result.best)) {
         throw new Error(`${engine.name} answers "${result.best}", which is not a legal move`);
       }
@@ -218,8 +218,7 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
         // A stopped search may have found another move after its last PV, or printed none.
         const { value = null, depth: plies = null } = known.get(best) ?? {};
         const line = [...that.path, result.best, ...(result.ponder ? [result.ponder] : [])];
-        const longest = known.get(first)?.moves ?? line;
-        known.set(first, { value, depth: plies, moves: longest });
+        known.set(first, { value, depth: plies, moves: known.get(first)?.moves ?? line });
         best = first;
         onLines(lines());
       }

@@ -43,10 +43,12 @@ test('lines begin with different moves, have legal moves and are sorted by score
 
 test('every line has a score, however short the search', async () => {
   for (const limits of [{ depth: 1 }, { time: 1 }]) {
-    for (const line of await search(startFen, { ...limits, count: 3 })) {
-      assert.ok(Number.isInteger(line.score.cp) && line.depth >= 10);
-    }
+    const lines = await search(startFen, { ...limits, count: 3 });
+    for (const { score, depth } of lines) assert.ok(Number.isInteger(score.cp) && depth >= 10);
+    if (limits.depth) assert.ok(lines[0].depth >= lines[2].depth);
   }
+  // Qe8+ forces Kh7, so its line is two plies deeper than its search.
+  await search('6k1/5pp1/7p/8/4Q3/8/3q1PPP/6K1 w - - 0 1', { depth: 11, count: 40 });
 });
 
 test('mates have their true distance, forced moves have a score, few moves few lines', async () => {
@@ -138,13 +140,15 @@ test('one line is what the engine prints, its PV as long as it has been', async 
       { limits: 'depth 30', patience: Infinity }],
     ['a move without a PV has the expected answer', { ponder: 'e7e5' }, { depth: 9 },
       [null, 'e2e4 e7e5']],
-    ['a move that is not in the last PV has its score only', { infos: [info('d2d4', 'd7d5')] },
+    ['a move that is not in the last PV has its score', { infos: [info('d2d4', 'd7d5')] },
       { depth: 11 }, [10, 'e2e4']],
+    ['and the moves of an earlier PV', { infos: [info('e2e4', 'c7c5'), info('d2d4', 'd7d5')] },
+      { depth: 11 }, [10, 'e2e4 c7c5']],
     ['a PV goes on like the one before', {
       infos: [
         info('e2e4', 'c7c5'), info('e2e4', 'e7e5', 'g1f3'),
         { ...info('e2e4', 'e7e5', 'b1c3', 'g8f6'), multipv: 2 },
-        { ...info('d2d4'), score: { kind: 'cp', value: 90, bound: 'lower' } }, info('e2e4', 'e7e5'),
+        info('e2e4', 'e7e5'), { ...info('d2d4'), score: { kind: 'cp', value: 90, bound: 'lower' } },
       ],
     }, { time: 1 }, [10, 'e2e4 e7e5 g1f3']],
   ]) {
@@ -157,7 +161,7 @@ test('one line is what the engine prints, its PV as long as it has been', async 
 });
 
 test('aborted at any moment it returns the lines so far, and the engine goes on', async () => {
-  for (const moment of [0, 1, 2, 10, 40]) {
+  for (const [moment, count] of [[0, 3], [1, 3], [2, 1], [10, 3], [40, 3]]) {
     const abort = new AbortController();
     let seen = [];
     const onLines = (lines) => {
@@ -167,7 +171,7 @@ test('aborted at any moment it returns the lines so far, and the engine goes on'
     if (!moment) abort.abort();
     await engine.newGame();
     const position = { start: middlegame, moves: [] };
-    const lines = await searchLines(engine, position, { count: 3, onLines, signal: abort.signal });
+    const lines = await searchLines(engine, position, { count, onLines, signal: abort.signal });
     assert.deepEqual(lines, seen.at(-1) ?? []);
     assert.ok(!engine.isSearching);
   }

@@ -12,10 +12,10 @@ import { Chess, endOf, playUci, readScore, uciMoves } from './chess.mjs';
 const scoreDepth = 10;
 /** The share of the time that the position itself gets. */
 const rootShare = 0.8;
-/** Milliseconds of the first round of searches without a time limit. A round ends at four times
+/** Milliseconds of the first round of searches without a time limit. A round ends at six times
  *  the time at which the last one did: every search begins at depth 1, so they have to grow. */
 const firstRound = 600;
-const roundFactor = 4;
+const roundFactor = 6;
 /** Moves that are at most so many centipawns below the lines shown take part in every round. */
 const margin = 100;
 
@@ -274,7 +274,7 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
   async function searchInRounds() {
     let end = Math.min(time, firstRound);
     // Short rounds at first, so that the last one ends with the time.
-    if (time < Infinity) for (end = time; end > 2 * firstRound; ) end /= roundFactor;
+    if (time < Infinity) for (end = time; end >= roundFactor * firstRound; ) end /= roundFactor;
     await search(null, 'infinite', end * (1 - rootShare));
     for (let round = 0; !signal?.aborted; round++) {
       const root = target(null);

@@ -229,12 +229,11 @@ export function writeDocument(text, header, explain) {
       return tableLines(axis, names.split(', '), list, tables).join('\n');
     }).join('\n\n').split('\n'))],
     [/^position ([^:]+): (.+)$/, (fen, wanted) => {
-      const raw = explain('--raw', fen).split('\n');
+      const { terms } = JSON.parse(explain('--json', fen));
       const values = wanted.split('; ').map((what) => {
-        const [, term, colour] = what.match(/^(.+) (white|black)$/);
-        const line = raw.find((row) => row.startsWith(`${term} ${colour === 'white' ? 0 : 1} `));
-        const [mg, eg] = line ? line.split(' ').slice(-2) : [0, 0];
-        return `**${term}**, ${colour}: ${mg}/${eg}`;
+        const [, name, colour] = what.match(/^(.+) (white|black)$/);
+        const { mg, eg } = terms.find((term) => term.name === name)[colour];
+        return `**${name}**, ${colour}: ${mg}/${eg}`;
       });
       return [...fenced(diagramLines(fen)), '', `\`${fen}\`: ${values.join('; ')}`];
     }],

@@ -198,8 +198,8 @@ template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* p
 // Evaluation terms
 //
 // One evaluation builds an evalScratch and hands it from stage to stage. Both colours run through
-// the same code. Every term passes through `trace.note`: with `silent` it costs nothing, with
-// `recording` it fills the record of evaluateTraced.
+// the same code. Every term passes through the trace, with the square of the piece that it belongs
+// to: with `silent` it costs nothing, with `recording` it fills the record of evaluateTraced.
 
 namespace
 {
@@ -231,6 +231,9 @@ struct silent
 {
     static constexpr bool traced = false;
     static combEval note(evalTerm, int, combEval score) { return score; }
+    static combEval note(evalTerm, int, int, combEval score) { return score; }
+    static combEval count(evalTerm, int, u64 set, combEval each) { return each * popcount(set); }
+    static void place(evalTerm, int, int, combEval) {}
 };
 
 /// The trace of evaluateTraced: adds each term to its record.
@@ -238,10 +241,33 @@ struct recording
 {
     static constexpr bool traced = true;
     evalTrace* trace;
+
+    /// Adds a score whose squares are placed elsewhere, or that has none.
     combEval note(evalTerm term, int colour, combEval score) const
     {
         trace->terms[term][colour] += score;
         return score;
+    }
+
+    /// Adds the score of one square.
+    combEval note(evalTerm term, int colour, int square, combEval score) const
+    {
+        place(term, colour, square, score);
+        return note(term, colour, score);
+    }
+
+    /// Adds a score for each square of a set.
+    combEval count(evalTerm term, int colour, u64 set, combEval each) const
+    {
+        const combEval score = each * popcount(set);
+        while (set) place(term, colour, takeLowest(set), each);
+        return note(term, colour, score);
+    }
+
+    /// Says to which square a part of a score belongs that `note` adds without one.
+    void place(evalTerm term, int colour, int square, combEval part) const
+    {
+        trace->squares[term][colour][square] += part;
     }
 };
 
@@ -338,13 +364,19 @@ template <int us, typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
 /// The shield of one colour's king, which depends on pawns and kings alone.
-template <int us> int evalShield(const positionStruct* position);
+template <int us, typename Trace> int evalShield(const positionStruct* position, Trace trace);
 
-/// The shield's term: half the shield if the enemy has no queen.
+/// What the shield is divided by: it counts half if the enemy has no queen.
+template <int us> int shieldDivisor(const positionStruct* position)
+{
+    return position->pieceBB[QUEEN + (us ^ 1)] ? 1 : 2;
+}
+
+/// The shield's term.
 template <int us, typename Trace>
 combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
-    const int divisor = position->pieceBB[QUEEN + (us ^ 1)] ? 1 : 2;
+    const int divisor = shieldDivisor<us>(position);
     return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
 }
 
@@ -459,9 +491,9 @@ template <typename Trace> combEval evalPawns(positionStruct* position, Trace tra
         structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
         structure += evalFlank<WHITE>(position, trace);
         structure -= evalFlank<BLACK>(position, trace);
-        entry =
-            putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure,
-                             evalShield<WHITE>(position), evalShield<BLACK>(position));
+        entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
+                                 structure, evalShield<WHITE>(position, trace),
+                                 evalShield<BLACK>(position, trace));
     }
     assert(!(entry->passedPawns &
              ~(position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK])));
@@ -608,29 +640,32 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
             if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
             {
                 const int row = popcount(defenders) >= popcount(levers);
-                sum += trace.note(termPawnCandidate, us, EVALPAWNPASSEDCANDIDATE[row][rank]);
+                sum +=
+                    trace.note(termPawnCandidate, us, square, EVALPAWNPASSEDCANDIDATE[row][rank]);
             }
         }
 
         if (!(isolatedPawns[square] & mine))
         {
-            sum += trace.note(termPawnIsolated, us, EVALPAWNISOLATED[file]);
-            if (nearKing) sum += trace.note(termPawnKsIsolated, us, EVALPAWNKSISOLATED);
+            sum += trace.note(termPawnIsolated, us, square, EVALPAWNISOLATED[file]);
+            if (nearKing) sum += trace.note(termPawnKsIsolated, us, square, EVALPAWNKSISOLATED);
         }
-        if (files[file] & remaining)
+        if (const u64 others = files[file] & remaining)
         {
-            sum += trace.note(termPawnDoubled, us, EVALPAWNDOUBLED[file]);
-            if (nearKing) sum += trace.note(termPawnKsDoubled, us, EVALPAWNKSDOUBLED);
+            // The pawn that is behind the other, for both colours.
+            const int rear = us == WHITE ? square : lowestSquare(others);
+            sum += trace.note(termPawnDoubled, us, rear, EVALPAWNDOUBLED[file]);
+            if (nearKing) sum += trace.note(termPawnKsDoubled, us, rear, EVALPAWNKSDOUBLED);
         }
         // Backward: it can't step forward safely, and no own pawn is further back to support it.
         if (stopGuards && !(passedPawnsMask[them][square] & mine))
         {
-            if (nearKing) sum += trace.note(termPawnKsBackward, us, EVALPAWNKSBACKWARD);
+            if (nearKing) sum += trace.note(termPawnKsBackward, us, square, EVALPAWNKSBACKWARD);
             if (!(files[file] & theirs))
-                sum += trace.note(termPawnBackHalf, us, EVALPAWNBACKHALF[file]);
+                sum += trace.note(termPawnBackHalf, us, square, EVALPAWNBACKHALF[file]);
         }
-        if (defenders) sum += trace.note(termPawnConnected, us, EVALPAWNCONNECTED[rank]);
-        if (neighbours) sum += trace.note(termPawnNeighbour, us, EVALPAWNNEIGHBOUR[rank]);
+        if (defenders) sum += trace.note(termPawnConnected, us, square, EVALPAWNCONNECTED[rank]);
+        if (neighbours) sum += trace.note(termPawnNeighbour, us, square, EVALPAWNNEIGHBOUR[rank]);
     }
     return sum;
 }
@@ -714,7 +749,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
             const int divisor = attacked & bit(square) ? 4 : 2;
             value = X(mgHalf(value) / divisor, egHalf(value) / divisor);
         }
-        sum += trace.note(termPassedPawns, us, value);
+        sum += trace.note(termPassedPawns, us, square, value);
     }
     return sum;
 }
@@ -878,28 +913,28 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
             if (scratch.pinnedPieces[us] & here)
             {
                 attacks &= inLineSquares[king][square];
-                sum += trace.note(termOf(termPinnedKnight), us,
+                sum += trace.note(termOf(termPinnedKnight), us, square,
                                   scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
                                                                          : EVALPINNEDFREE[type]);
             }
             if (scratch.discoverers[us] & here)
-                sum += trace.note(termOf(termDiscoveredKnight), us, EVALDISCOVERED[type]);
+                sum += trace.note(termOf(termDiscoveredKnight), us, square, EVALDISCOVERED[type]);
         }
 
         // Mobility. Squares that enemy pawns attack are not in the area: no piece wants to go
         // there.
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
-            sum += trace.note(termOf(termMobilityKnight), us,
+            sum += trace.note(termOf(termMobilityKnight), us, square,
                               mobilityScore(EVALMOBILITYKNIGHT, mobility));
         if constexpr (piece == BISHOP)
-            sum += trace.note(termOf(termMobilityKnight), us,
+            sum += trace.note(termOf(termMobilityKnight), us, square,
                               mobilityScore(EVALMOBILITYBISHOP, mobility));
         if constexpr (piece == ROOK)
-            sum += trace.note(termOf(termMobilityKnight), us,
+            sum += trace.note(termOf(termMobilityKnight), us, square,
                               mobilityScore(EVALMOBILITYROOK, mobility));
         if constexpr (piece == QUEEN)
-            sum += trace.note(termOf(termMobilityKnight), us,
+            sum += trace.note(termOf(termMobilityKnight), us, square,
                               mobilityScore(EVALMOBILITYQUEEN, mobility));
         attackedByThese |= attacks;
         sums.enter(attacks);
@@ -919,24 +954,24 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
             if ((outpostMask[us] & here) && !(besides & theirPawns))
             {
                 const bool defended = scratch.attackedBy[PAWN + us] & here;
-                sum += trace.note(termOf(termOutpostKnight), us,
+                sum += trace.note(termOf(termOutpostKnight), us, square,
                                   piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
                                                   : EVALOUTPOSTBISHOP[defended]);
             }
-            sum += trace.note(termOf(termKingDistanceKnight), us,
+            sum += trace.note(termOf(termKingDistanceKnight), us, square,
                               EVALKINGDIST[0] * distance[square][king]);
         }
         if constexpr (piece == BISHOP)
         {
             const u64 sameColour = lightSquares & here ? lightSquares : ~lightSquares;
-            sum += trace.note(termBadBishop, us,
+            sum += trace.note(termBadBishop, us, square,
                               EVALTEST * popcount(sameColour & scratch.blockedPawns[us]));
         }
         if constexpr (piece == ROOK)
         {
             const u64 file = files[fileOf(square)];
             if (!(file & ourPawns))
-                sum += trace.note(termRookFile, us, EVALROOKONOPEN[!(file & theirPawns)]);
+                sum += trace.note(termRookFile, us, square, EVALROOKONOPEN[!(file & theirPawns)]);
         }
     }
     scratch.attackedBy[piece + us] = attackedByThese;
@@ -1011,7 +1046,7 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
         (attacked & ~defended);
     combEval sum = X(0, 0);
     const auto count = [&](evalTerm term, combEval score, u64 set)
-    { sum += trace.note(term, us, score * popcount(set)); };
+    { sum += trace.count(term, us, set, score); };
 
     count(termThreatWeakPawn, EVALTHREADWEAKPAWN, pieces[PAWN + us] & weakSquares & ~byPawns);
     count(termThreatMinorByPawn, EVALTHREADMINORABPAWN, minors & byPawns);
@@ -1084,14 +1119,16 @@ constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f
 // RANK1TO5BB[colour]: the first five ranks from the colour's side.
 constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
 
-template <int us> int evalShield(const positionStruct* position)
+template <int us, typename Trace> int evalShield(const positionStruct* position, Trace trace)
 {
     int shield = 0;
     const u64 zone = kingSafetyArea[us][kingSquareOf(us, position)];
     for (u64 pawns = position->pieceBB[PAWN + us] & zone; pawns;)
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
-        shield += plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
+        const int value = plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
+        trace.place(termShield, us, rearmost, X(value / shieldDivisor<us>(position), 0));
+        shield += value;
         pawns &= ~files[fileOf(rearmost)];
     }
     return shield;
@@ -1161,9 +1198,10 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
 
 template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace)
 {
-    const u64 flank = kingSideFiles[fileOf(kingSquareOf(us, position))];
+    const u8 king = kingSquareOf(us, position);
+    const u64 flank = kingSideFiles[fileOf(king)];
     if (position->pieceBB[PAWN + us] & flank) return X(0, 0);
-    return trace.note(termFlank, us, EVALKINGNOPAWNONFILES[0]);
+    return trace.note(termFlank, us, king, EVALKINGNOPAWNONFILES[0]);
 }
 
 // The cost rises with the square of the danger in the mid-game, because each further attacker makes
@@ -1192,45 +1230,96 @@ combEval evalKing(const positionStruct* position, const evalScratch& scratch, Tr
 
 // Evaluation by terms
 
+namespace
+{
+
+/// What evalKing says of one colour's king.
+template <int us> combEval dangerTo(const positionStruct* position)
+{
+    evalTrace ignored{};
+    const recording record{&ignored};
+    evalScratch scratch;
+    startScratch(position, scratch);
+    evalActivity<WHITE>(position, scratch, record);
+    evalActivity<BLACK>(position, scratch, record);
+    return evalKing<us>(position, scratch, record);
+}
+
+/// Places the danger to one colour's king, which is no sum over the attackers. Each half is shared
+/// among the enemy pieces in proportion to what it falls by when a piece alone is off the board.
+template <int us> void placeDanger(positionStruct* position, const recording& record)
+{
+    constexpr int them = us ^ 1;
+    const combEval danger = record.trace->terms[termDanger][us];
+    if (danger == X(0, 0)) return;
+    combEval falls[NOFSQUARES] = {};
+    int mgSum = 0;
+    int egSum = 0;
+    for (u64 pieces = position->pieceBB[them] & ~position->pieceBB[KING + them]; pieces;)
+    {
+        const u8 square = takeLowest(pieces);
+        u64& kind = position->pieceBB[position->board[square]];
+        kind ^= bit(square);
+        position->pieceBB[them] ^= bit(square);
+        const combEval fall = dangerTo<us>(position) - danger;
+        kind ^= bit(square);
+        position->pieceBB[them] ^= bit(square);
+        falls[square] = X(std::max(mgHalf(fall), 0), std::max(egHalf(fall), 0));
+        mgSum += mgHalf(falls[square]);
+        egSum += egHalf(falls[square]);
+    }
+    for (int square = 0; square < NOFSQUARES; ++square)
+        record.place(termDanger, us, square,
+                     X(mgHalf(danger) * mgHalf(falls[square]) / std::max(mgSum, 1),
+                       egHalf(danger) * egHalf(falls[square]) / std::max(egSum, 1)));
+}
+
+/// Places the terms that the evaluation knows as a whole only, and what no square has.
+void placeRest(positionStruct* position, const recording& record)
+{
+    for (u64 pieces = allPieces(position); pieces;)
+    {
+        const u8 square = takeLowest(pieces);
+        const int code = position->board[square];
+        const int colour = colourOf(code);
+        const int type = typeOf(code);
+        if (!isKing(code)) record.place(termMaterial, colour, square, pieceValue[type]);
+        record.place(termPieceSquares, colour, square,
+                     pieceSquareScore[type][coordinate(colour, square)]);
+    }
+    for (const int colour : {WHITE, BLACK})
+    {
+        const combEval pair = record.trace->terms[termBishopPair][colour];
+        if (pair == X(0, 0)) continue;
+        for (u64 bishops = position->pieceBB[BISHOP + colour]; bishops;)
+            record.place(termBishopPair, colour, takeLowest(bishops),
+                         X(mgHalf(pair) / 2, egHalf(pair) / 2));
+    }
+    placeDanger<WHITE>(position, record);
+    placeDanger<BLACK>(position, record);
+    for (int term = 0; term < NOFEVALTERMS; ++term)
+        for (const int colour : {WHITE, BLACK})
+        {
+            combEval& shared = record.trace->shared[term][colour];
+            shared = record.trace->terms[term][colour];
+            for (const combEval part : record.trace->squares[term][colour]) shared -= part;
+        }
+}
+
+} // namespace
+
 evalTrace evaluateTraced(positionStruct* position)
 {
     evalTrace trace{};
-    const combEval total = evalTotal(position, recording{&trace});
+    const recording record{&trace};
+    const combEval total = evalTotal(position, record);
+    placeRest(position, record);
     trace.total = total;
     trace.phase = std::clamp<int>(position->gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);
     trace.isDraw = isPawnlessDraw(position);
     const int score = trace.isDraw ? 0 : blend(total, position->gamePhase);
     trace.score = position->sideToMove == WHITE ? score : -score;
     return trace;
-}
-
-namespace
-{
-
-// NOLINTBEGIN(bugprone-suspicious-missing-comma): sentences that take two lines
-#define TERMNAME(term, name, meaning) name,
-constexpr const char* names[] = {EVALTERMS(TERMNAME)};
-#undef TERMNAME
-
-#define TERMMEANING(term, name, meaning) meaning,
-constexpr const char* meanings[] = {EVALTERMS(TERMMEANING)};
-#undef TERMMEANING
-// NOLINTEND(bugprone-suspicious-missing-comma)
-
-static_assert(std::size(names) == NOFEVALTERMS && std::size(meanings) == NOFEVALTERMS);
-
-} // namespace
-
-const char* evalTermName(int term)
-{
-    assert(term >= 0 && term < NOFEVALTERMS);
-    return names[term];
-}
-
-const char* evalTermMeaning(int term)
-{
-    assert(term >= 0 && term < NOFEVALTERMS);
-    return meanings[term];
 }
 
 

@@ -201,112 +201,214 @@ int evaluateN(int ply, positionStruct* position);
 
 // Evaluation by terms
 //
-// EVALTERMS lists the terms in the order of the evaluation: TERM(enumerator, name, meaning). The
-// name and the meaning are what people read, in quillon_explain, on the analysis board and in
-// docs/evaluation.md. The terms of pieces come in runs: knight, bishop, rook, queen.
+// EVALTERMS lists the terms in the order of the evaluation: TERM(enumerator, group, name, meaning,
+// sentence). Name, meaning and sentence are what people read, in quillon_explain, on the analysis
+// board and in docs/evaluation.md. The sentence is on one square of the term, and the piece there;
+// it has no full stop. The terms of pieces come in runs: knight, bishop, rook, queen.
 
 // clang-format off
+#define EVALGROUPS(GROUP) \
+    GROUP(groupMaterial, "material")                                                              \
+    GROUP(groupPieceSquares, "piece squares")                                                     \
+    GROUP(groupPawns, "pawns")                                                                    \
+    GROUP(groupPassed, "passed pawns")                                                            \
+    GROUP(groupActivity, "mobility and activity")                                                 \
+    GROUP(groupPins, "pins and discoveries")                                                      \
+    GROUP(groupThreats, "threats")                                                                \
+    GROUP(groupKing, "king safety")                                                               \
+    GROUP(groupTempo, "tempo")
+
 #define EVALTERMS(TERM) \
-    TERM(termMaterial, "material", "The values of all pieces but the king.")                      \
-    TERM(termPieceSquares, "piece squares", "Where each piece stands, the king included.")        \
-    TERM(termPawnCandidate, "pawn candidate",                                                     \
-         "A pawn that may become passed: each enemy pawn ahead attacks it or its next square, "   \
-         "and enough own pawns stand beside it.")                                                 \
-    TERM(termPawnIsolated, "pawn isolated", "A pawn without an own pawn on a neighbouring file.") \
-    TERM(termPawnKsIsolated, "pawn isolated near king",                                           \
-         "An isolated pawn on one of the three files around its king.")                           \
-    TERM(termPawnDoubled, "pawn doubled", "Each pawn beyond the first on a file.")                \
-    TERM(termPawnKsDoubled, "pawn doubled near king",                                             \
-         "A doubled pawn on one of the three files around its king.")                             \
-    TERM(termPawnBackHalf, "pawn backward, half-open file",                                       \
+    TERM(termMaterial, groupMaterial, "material",                                                 \
+         "What the pieces are worth, without the kings.",                                         \
+         "The %piece on %square")                                                                 \
+    TERM(termPieceSquares, groupPieceSquares, "piece squares",                                    \
+         "How good its square is for each piece, the king included.",                             \
+         "The place of the %piece on %square")                                                    \
+    TERM(termPawnCandidate, groupPassed, "pawn candidate",                                        \
+         "A pawn that exchanges could make passed: each enemy pawn ahead attacks it or its "      \
+         "next square, and at least as many own pawns are beside it as guard that square.",       \
+         "The pawn on %square may become passed")                                                 \
+    TERM(termPawnIsolated, groupPawns, "pawn isolated",                                           \
+         "A pawn without an own pawn on a neighbouring file.",                                    \
+         "The pawn on %square is isolated")                                                       \
+    TERM(termPawnKsIsolated, groupPawns, "pawn isolated near king",                               \
+         "An isolated pawn on one of the three files around its king.",                           \
+         "The pawn on %square near the king is isolated")                                         \
+    TERM(termPawnDoubled, groupPawns, "pawn doubled",                                             \
+         "A pawn with an own pawn ahead of it on its file.",                                      \
+         "The pawn on %square is behind an own pawn")                                             \
+    TERM(termPawnKsDoubled, groupPawns, "pawn doubled near king",                                 \
+         "A doubled pawn on one of the three files around its king.",                             \
+         "The pawn on %square is behind an own pawn near the king")                               \
+    TERM(termPawnBackHalf, groupPawns, "pawn backward, half-open file",                           \
          "A backward pawn on a file without enemy pawns: an enemy pawn guards its next square, "  \
-         "and no own pawn further back can support it.")                                          \
-    TERM(termPawnKsBackward, "pawn backward near king",                                           \
-         "A backward pawn on one of the three files around its king.")                            \
-    TERM(termPawnConnected, "pawn connected", "A pawn that an own pawn defends.")                 \
-    TERM(termPawnNeighbour, "pawn neighbour", "A pawn with an own pawn directly beside it.")      \
-    TERM(termShield, "king shield",                                                               \
-         "The own pawns around the king; half as much if the enemy has no queen.")                \
-    TERM(termPinnedKnight, "knight pinned",                                                       \
-         "A knight pinned to its king, by whether an enemy pawn attacks it.")                     \
-    TERM(termPinnedBishop, "bishop pinned",                                                       \
-         "A bishop pinned to its king, by whether an enemy pawn attacks it.")                     \
-    TERM(termPinnedRook, "rook pinned",                                                           \
-         "A rook pinned to its king, by whether an enemy pawn attacks it.")                       \
-    TERM(termPinnedQueen, "queen pinned",                                                         \
-         "A queen pinned to its king, by whether an enemy pawn attacks it.")                      \
-    TERM(termDiscoveredKnight, "knight discovers", "A knight that can give a discovered check.")  \
-    TERM(termDiscoveredBishop, "bishop discovers", "A bishop that can give a discovered check.")  \
-    TERM(termDiscoveredRook, "rook discovers", "A rook that can give a discovered check.")        \
-    TERM(termDiscoveredQueen, "queen discovers",                                                  \
-         "A queen alone between an own slider and the enemy king.")                               \
-    TERM(termMobilityKnight, "knight mobility",                                                   \
-         "The number of squares a knight attacks that enemy pawns do not.")                       \
-    TERM(termMobilityBishop, "bishop mobility",                                                   \
-         "The number of squares a bishop attacks that enemy pawns do not.")                       \
-    TERM(termMobilityRook, "rook mobility",                                                       \
-         "The number of squares a rook attacks that enemy pawns do not.")                         \
-    TERM(termMobilityQueen, "queen mobility",                                                     \
-         "The number of squares a queen attacks that enemy pawns do not.")                        \
-    TERM(termOutpostKnight, "knight outpost",                                                     \
-         "A knight on its fourth to sixth rank that no enemy pawn can drive away.")               \
-    TERM(termOutpostBishop, "bishop outpost",                                                     \
-         "A bishop on its fourth to sixth rank that no enemy pawn can drive away.")               \
-    TERM(termKingDistanceKnight, "knight king distance",                                          \
-         "How far each knight is from its own king.")                                             \
-    TERM(termKingDistanceBishop, "bishop king distance",                                          \
-         "How far each bishop is from its own king.")                                             \
-    TERM(termBadBishop, "bishop bad", "Own blocked pawns on squares of a bishop's colour.")       \
-    TERM(termRookFile, "rook on open file",                                                       \
-         "A rook on a file without own pawns, by whether enemy pawns are there.")                 \
-    TERM(termPassedPawns, "passed pawns",                                                         \
-         "Passed pawns: how far they are, what stops them, and how near both kings are.")         \
-    TERM(termThreatWeakPawn, "threat: weak pawn",                                                 \
-         "A pawn that is attacked and not well enough defended, but not attacked by a pawn.")     \
-    TERM(termThreatMinorByPawn, "threat: minor by pawn",                                          \
-         "A knight or bishop attacked by a pawn.")                                                \
-    TERM(termThreatMinorByMinor, "threat: minor by minor",                                        \
-         "A knight or bishop attacked by a knight or bishop.")                                    \
-    TERM(termThreatMinorByMajor, "threat: minor by major",                                        \
-         "A knight or bishop that is not well enough defended, attacked by a rook or queen.")     \
-    TERM(termThreatRookByLess, "threat: rook by less",                                            \
-         "A rook attacked by a pawn, knight or bishop.")                                          \
-    TERM(termThreatQueenByAll, "threat: queen by any", "A queen attacked by any enemy piece.")    \
-    TERM(termThreatOverloaded, "threat: overloaded",                                              \
-         "An attacked knight, bishop, rook or queen with exactly one defender.")                  \
-    TERM(termThreatPawnPush, "threat: pawn push",                                                 \
-         "Enemy pieces that a safe pawn push would newly attack.")                                \
-    TERM(termFlank, "king flank",                                                                 \
-         "A king without an own pawn on the three or four files of its flank.")                   \
-    TERM(termDanger, "king danger",                                                               \
-         "The attack on the king: attackers, weak squares around it, and checks.")                \
-    TERM(termBishopPair, "bishop pair", "Exactly two bishops.")                                   \
-    TERM(termTempo, "tempo", "The right to move.")
+         "and no own pawn is further back on its file or a neighbouring one.",                    \
+         "The pawn on %square is backward on a half-open file")                                   \
+    TERM(termPawnKsBackward, groupPawns, "pawn backward near king",                               \
+         "A backward pawn on one of the three files around its king.",                            \
+         "The pawn on %square near the king is backward")                                         \
+    TERM(termPawnConnected, groupPawns, "pawn connected",                                         \
+         "A pawn that an own pawn defends.",                                                      \
+         "The pawn on %square is defended by a pawn")                                             \
+    TERM(termPawnNeighbour, groupPawns, "pawn neighbour",                                         \
+         "A pawn with an own pawn directly beside it.",                                           \
+         "The pawn on %square has a pawn beside it")                                              \
+    TERM(termShield, groupKing, "king shield",                                                    \
+         "The rearmost own pawn of each file close to the king; half as much if the enemy has "   \
+         "no queen.",                                                                             \
+         "The pawn on %square shields the king")                                                  \
+    TERM(termPinnedKnight, groupPins, "knight pinned",                                            \
+         "A knight pinned to its king, by whether an enemy pawn attacks it.",                     \
+         "The knight on %square is pinned")                                                       \
+    TERM(termPinnedBishop, groupPins, "bishop pinned",                                            \
+         "A bishop pinned to its king, by whether an enemy pawn attacks it.",                     \
+         "The bishop on %square is pinned")                                                       \
+    TERM(termPinnedRook, groupPins, "rook pinned",                                                \
+         "A rook pinned to its king, by whether an enemy pawn attacks it.",                       \
+         "The rook on %square is pinned")                                                         \
+    TERM(termPinnedQueen, groupPins, "queen pinned",                                              \
+         "A queen pinned to its king, by whether an enemy pawn attacks it.",                      \
+         "The queen on %square is pinned")                                                        \
+    TERM(termDiscoveredKnight, groupPins, "knight discovers",                                     \
+         "A knight alone between an own queen, rook or bishop and the enemy king.",               \
+         "The knight on %square may discover a check")                                            \
+    TERM(termDiscoveredBishop, groupPins, "bishop discovers",                                     \
+         "A bishop alone between an own queen, rook or bishop and the enemy king.",               \
+         "The bishop on %square may discover a check")                                            \
+    TERM(termDiscoveredRook, groupPins, "rook discovers",                                         \
+         "A rook alone between an own queen, rook or bishop and the enemy king.",                 \
+         "The rook on %square may discover a check")                                              \
+    TERM(termDiscoveredQueen, groupPins, "queen discovers",                                       \
+         "A queen alone between an own queen, rook or bishop and the enemy king.",                \
+         "The queen on %square may discover a check")                                             \
+    TERM(termMobilityKnight, groupActivity, "knight mobility",                                    \
+         "How many squares a knight attacks, without its king's, its blocked pawns' and those "   \
+         "that enemy pawns attack.",                                                              \
+         "The mobility of the knight on %square")                                                 \
+    TERM(termMobilityBishop, groupActivity, "bishop mobility",                                    \
+         "How many squares a bishop attacks, without its king's, its blocked pawns' and those "   \
+         "that enemy pawns attack.",                                                              \
+         "The mobility of the bishop on %square")                                                 \
+    TERM(termMobilityRook, groupActivity, "rook mobility",                                        \
+         "How many squares a rook attacks, without its king's, its blocked pawns' and those "     \
+         "that enemy pawns attack.",                                                              \
+         "The mobility of the rook on %square")                                                   \
+    TERM(termMobilityQueen, groupActivity, "queen mobility",                                      \
+         "How many squares a queen attacks, without its king's, its blocked pawns' and those "    \
+         "that enemy pawns attack.",                                                              \
+         "The mobility of the queen on %square")                                                  \
+    TERM(termOutpostKnight, groupActivity, "knight outpost",                                      \
+         "A knight on its fourth to sixth rank that no enemy pawn can drive away.",               \
+         "The knight on %square cannot be driven away by a pawn")                                 \
+    TERM(termOutpostBishop, groupActivity, "bishop outpost",                                      \
+         "A bishop on its fourth to sixth rank that no enemy pawn can drive away.",               \
+         "The bishop on %square cannot be driven away by a pawn")                                 \
+    TERM(termKingDistanceKnight, groupActivity, "knight king distance",                           \
+         "How far each knight is from its own king.",                                             \
+         "The distance of the knight on %square from its king")                                   \
+    TERM(termKingDistanceBishop, groupActivity, "bishop king distance",                           \
+         "How far each bishop is from its own king.",                                             \
+         "The distance of the bishop on %square from its king")                                   \
+    TERM(termBadBishop, groupActivity, "bishop bad",                                              \
+         "Own blocked pawns on squares of a bishop's colour.",                                    \
+         "The bishop on %square has blocked own pawns on its colour")                             \
+    TERM(termRookFile, groupActivity, "rook on open file",                                        \
+         "A rook on a file without own pawns, by whether enemy pawns are there.",                 \
+         "The rook on %square has no own pawn on its file")                                       \
+    TERM(termPassedPawns, groupPassed, "passed pawns",                                            \
+         "A passed pawn: its rank, its next square, what the enemy attacks of its way, own "      \
+         "rooks and queens ahead, and how near both kings are.",                                  \
+         "The pawn on %square is passed")                                                         \
+    TERM(termThreatWeakPawn, groupThreats, "threat: weak pawn",                                   \
+         "A pawn that is attacked and not well enough defended, but not attacked by a pawn.",     \
+         "The pawn on %square is attacked and not well enough defended")                          \
+    TERM(termThreatMinorByPawn, groupThreats, "threat: minor by pawn",                            \
+         "A knight or bishop attacked by a pawn.",                                                \
+         "A pawn attacks the %piece on %square")                                                  \
+    TERM(termThreatMinorByMinor, groupThreats, "threat: minor by minor",                          \
+         "A knight or bishop attacked by a knight or bishop.",                                    \
+         "A knight or bishop attacks the %piece on %square")                                      \
+    TERM(termThreatMinorByMajor, groupThreats, "threat: minor by major",                          \
+         "A knight or bishop that is not well enough defended, attacked by a rook or queen.",     \
+         "A rook or queen attacks the %piece on %square, which is not well enough defended")      \
+    TERM(termThreatRookByLess, groupThreats, "threat: rook by less",                              \
+         "A rook attacked by a pawn, knight or bishop.",                                          \
+         "A pawn, knight or bishop attacks the rook on %square")                                  \
+    TERM(termThreatQueenByAll, groupThreats, "threat: queen by any",                              \
+         "A queen attacked by any enemy piece.",                                                  \
+         "The queen on %square is attacked")                                                      \
+    TERM(termThreatOverloaded, groupThreats, "threat: one defender",                              \
+         "An attacked knight, bishop, rook or queen with exactly one defender.",                  \
+         "The %piece on %square is attacked and has one defender")                                \
+    TERM(termThreatPawnPush, groupThreats, "threat: pawn push",                                   \
+         "Enemy pieces that a safe pawn push would newly attack.",                                \
+         "A safe pawn push would attack the %piece on %square")                                   \
+    TERM(termFlank, groupKing, "king flank",                                                      \
+         "A king without an own pawn on the three or four files of its flank.",                   \
+         "The king on %square has no own pawn on its flank")                                      \
+    TERM(termDanger, groupKing, "king danger",                                                    \
+         "The attack on the king: attackers, weak squares around it, attacks on its flank, and "  \
+         "checks.",                                                                               \
+         "The %piece on %square adds to the danger to the king")                                  \
+    TERM(termBishopPair, groupMaterial, "bishop pair",                                            \
+         "Exactly two bishops, on squares of whatever colour.",                                   \
+         "The bishop on %square is one of two")                                                   \
+    TERM(termTempo, groupTempo, "tempo",                                                          \
+         "The right to move.",                                                                    \
+         "The right to move")
 // clang-format on
+
+enum evalGroup : int
+{
+#define GROUPNUMBER(group, name) group,
+    EVALGROUPS(GROUPNUMBER)
+#undef GROUPNUMBER
+        NOFEVALGROUPS
+};
 
 enum evalTerm : int
 {
-#define TERMNUMBER(term, name, meaning) term,
+#define TERMNUMBER(term, group, name, meaning, sentence) term,
     EVALTERMS(TERMNUMBER)
 #undef TERMNUMBER
         NOFEVALTERMS
 };
 
+/// What people read about a term.
+struct evalTermText
+{
+    evalGroup group;
+    const char* name;     // such as "knight outpost"
+    const char* meaning;  // one sentence on what the term measures
+    const char* sentence; // on a "%square" where it counts, and on the "%piece" there
+};
+
+#define LISTGROUP(group, name) name,
+/// The names of all groups, such as "king safety".
+inline constexpr const char* evalGroupNames[] = {EVALGROUPS(LISTGROUP)};
+#undef LISTGROUP
+
+// NOLINTBEGIN(bugprone-suspicious-missing-comma): sentences that take two lines
+#define LISTTERM(term, group, name, meaning, sentence) {group, name, meaning, sentence},
+/// The texts of all terms.
+inline constexpr evalTermText evalTermTexts[] = {EVALTERMS(LISTTERM)};
+#undef LISTTERM
+// NOLINTEND(bugprone-suspicious-missing-comma)
+
 /// The value of a position, term by term.
 struct evalTrace
 {
     combEval terms[NOFEVALTERMS][2]; // per colour; positive is good for that colour
-    combEval total;                  // white minus black, before the blend
-    int phase;                       // clamped to GAMEPHASEMINEG and GAMEPHASEMAXMG
-    bool isDraw;                     // a pawnless draw: the score is 0 whatever the terms
-    int score;                       // from the view of the side to move
+    // The same by the squares of the pieces that a term is about, of those that a pawn push would
+    // attack, and of those that endanger a king. What is left of the term is shared.
+    combEval squares[NOFEVALTERMS][2][NOFSQUARES];
+    combEval shared[NOFEVALTERMS][2];
+    combEval total; // white minus black, before the blend
+    int phase;      // clamped to GAMEPHASEMINEG and GAMEPHASEMAXMG
+    bool isDraw;    // a pawnless draw: the score is 0 whatever the terms
+    int score;      // from the view of the side to move
 };
-
-/// The name of a term, such as "knight outpost". `term` is below NOFEVALTERMS.
-const char* evalTermName(int term);
-
-/// One sentence that says what a term measures. `term` is below NOFEVALTERMS.
-const char* evalTermMeaning(int term);
 
 /// Evaluates as evaluateN does, without the caches, and records every term.
 evalTrace evaluateTraced(positionStruct* position);

@@ -49,12 +49,6 @@ test('the list of tables in the header is that of the engine', () => {
       .map(([name, entries]) => [name.replace('[64]', '[NOFSQUARES]'), entries.length]));
 });
 
-test('quillon_explain also reads positions from its standard input', () => {
-  const fen = '4k3/8/8/8/8/8/4P3/4K3 w - - 0 1';
-  const { stdout } = spawnSync(program, ['--raw'], { input: `${fen}\n`, encoding: 'utf8' });
-  assert.equal(stdout.trim(), explain('--raw', fen).trim());
-});
-
 test('the page has at most 4000 words', () => {
   assert.ok(page.trim().split(/\s+/).length <= 4000);
 });

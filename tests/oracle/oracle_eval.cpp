@@ -542,7 +542,7 @@ class Model
         creditEach("threat: minor by major", threatMinorByMajor, minors & weak & byMajor);
         creditEach("threat: rook by less", threatRookByLess, of(us, rook) & (byMinor | byPawn));
         creditEach("threat: queen by any", threatQueenByAny, of(us, queen) & theirs);
-        creditEach("threat: overloaded", threatOverloaded,
+        creditEach("threat: one defender", threatOverloaded,
                    officers & ours & ~attackedTwice[us] & theirs);
 
         Set struck = 0;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "support.h"
@@ -52,14 +53,26 @@ TEST(EvalTables, AreThoseOfTheTranscriptionWithItsChecksum)
     EXPECT_TRUE(expected.empty()) << expected.begin()->first << " is not a table";
 }
 
-TEST(EvalTables, EveryTermHasANameAndASentenceOfItsOwn)
+TEST(EvalTables, EveryTermHasAGroupAndANameAMeaningAndASentenceOfItsOwn)
 {
-    for (const auto textOf : {evalTermName, evalTermMeaning})
+    std::set<std::string> names;
+    std::set<std::string> meanings;
+    std::set<std::string> sentences;
+    std::set<int> groups;
+    for (const evalTermText& text : evalTermTexts)
     {
-        std::vector<std::string> texts;
-        for (int term = 0; term < NOFEVALTERMS; ++term) texts.emplace_back(textOf(term));
-        std::sort(texts.begin(), texts.end());
-        EXPECT_EQ(std::adjacent_find(texts.begin(), texts.end()), texts.end());
-        EXPECT_FALSE(texts.front().empty());
+        groups.insert(text.group);
+        names.insert(text.name);
+        meanings.insert(text.meaning);
+        sentences.insert(text.sentence);
+        EXPECT_TRUE(std::string(text.meaning).ends_with('.')) << text.name;
+        const std::string sentence = text.sentence;
+        EXPECT_FALSE(sentence.ends_with('.')) << text.name;
+        EXPECT_TRUE(sentence.find("%square") < sentence.size() || text.group == groupTempo);
     }
+    EXPECT_EQ(names.size(), NOFEVALTERMS);
+    EXPECT_EQ(meanings.size(), NOFEVALTERMS);
+    EXPECT_EQ(sentences.size(), NOFEVALTERMS);
+    EXPECT_EQ(groups.size(), NOFEVALGROUPS) << "a group without terms";
+    EXPECT_FALSE(names.count("") || meanings.count("") || sentences.count(""));
 }

@@ -49,7 +49,36 @@ void placeAtRandom(Board& board, std::mt19937& random)
     initEvaluation(board.get());
 }
 
-/// Expects the score and the terms of the model.
+/// Expects that each term is the sum of its squares, on which there are pieces of the right colour.
+/// What is shared besides is the tempo, and what rounding may leave.
+void checkSquares(Board& board, const evalTrace& trace)
+{
+    for (int term = 0; term < NOFEVALTERMS; ++term)
+        for (const int colour : {WHITE, BLACK})
+        {
+            const int owner = colour ^ (term == termDanger || term == termThreatPawnPush);
+            combEval sum = X(0, 0);
+            int nofParts = 0;
+            for (u8 square = 0; square < NOFSQUARES; ++square)
+            {
+                const combEval part = trace.squares[term][colour][square];
+                if (part == X(0, 0)) continue;
+                ASSERT_TRUE(board->pieceBB[owner] & bit(square)) << evalTermTexts[term].name;
+                sum += part;
+                ++nofParts;
+            }
+            const combEval shared = trace.shared[term][colour];
+            ASSERT_EQ(sum + shared, trace.terms[term][colour]) << evalTermTexts[term].name;
+            const bool isRounded =
+                term == termDanger || term == termShield || term == termBishopPair;
+            const int most = isRounded && nofParts ? popcount(board->pieceBB[owner]) : 0;
+            if (term == termTempo || (term == termDanger && !nofParts)) continue;
+            ASSERT_LE(std::abs(mgHalf(shared)), most) << evalTermTexts[term].name;
+            ASSERT_LE(std::abs(egHalf(shared)), most) << evalTermTexts[term].name;
+        }
+}
+
+/// Expects the score and the terms of the model, and that all parts add up.
 void compareScore(Board& board)
 {
     const evalTrace trace = evaluateTraced(board.get());
@@ -58,26 +87,38 @@ void compareScore(Board& board)
     oracle::Terms terms;
     EXPECT_EQ(trace.score, oracle::evaluate(model, board->sideToMove, &terms));
     EXPECT_EQ(evaluateN(0, board.get()), trace.score);
+    combEval total = X(0, 0);
     for (int term = 0; term < NOFEVALTERMS; ++term)
         for (const int colour : {WHITE, BLACK})
         {
-            const oracle::Pair value = terms[evalTermName(term)][static_cast<size_t>(colour)];
+            const oracle::Pair value = terms[evalTermTexts[term].name][static_cast<size_t>(colour)];
             ASSERT_EQ(trace.terms[term][colour], X(value.mg, value.eg))
-                << evalTermName(term) << '\n'
+                << evalTermTexts[term].name << '\n'
                 << boardToString(board.get());
+            total += colour == WHITE ? trace.terms[term][WHITE] : -trace.terms[term][BLACK];
         }
+    EXPECT_EQ(total, trace.total);
+    checkSquares(board, trace);
 }
 
 } // namespace
 
-TEST(EvalModel, PositionsOfGamesAndRandomPlacementsHaveTheScoresAndTermsOfTheModel)
+TEST(EvalModel, TenThousandPositionsHaveTheScoresAndTermsOfTheModelAndTheirPartsAddUp)
 {
+    int nofPositions = 6000; // the random ones
     for (const std::string& fen : manyPositions())
     {
         Board board(fen);
-        compareScore(board);
-        ASSERT_FALSE(HasFatalFailure());
+        for (const moveStruct& move : board.legalMoves())
+        {
+            makeMove(1, &move, board.get(), false);
+            compareScore(board);
+            ASSERT_FALSE(HasFatalFailure()) << fen << ' ' << move;
+            unmakeMove(1, &move, board.get());
+            ++nofPositions;
+        }
     }
+    EXPECT_GT(nofPositions, 10000);
     Board board{std::string(fenStartPos)};
     std::mt19937 random(5);
     for (int i = 0; i < 6000; ++i)

@@ -45,7 +45,7 @@ combEval valueOf(const std::string& pieces, int term, int colour, int sideToMove
     Board mirror(fenOf(exchanged(pieces), sideToMove ^ 1));
     const combEval value = evaluateTraced(board.get()).terms[term][colour];
     EXPECT_EQ(value, evaluateTraced(mirror.get()).terms[term][colour ^ 1])
-        << evalTermName(term) << " differs between the colours: " << pieces;
+        << evalTermTexts[term].name << " differs between the colours: " << pieces;
     return value;
 }
 
@@ -65,5 +65,5 @@ void expectWhites(int term, const std::vector<termCase>& cases)
 {
     for (const auto& [pieces, value, why] : cases)
         EXPECT_EQ(whites(pieces, term), value)
-            << evalTermName(term) << ", " << pieces << ' ' << why;
+            << evalTermTexts[term].name << ", " << pieces << ' ' << why;
 }

@@ -44,7 +44,6 @@ struct explained
     std::string fen;
     std::string fault; // empty if there is none
     positionStruct position;
-    pawnHashTableStruct pawns;
     evalTrace trace;
     combEval groups[NOFEVALGROUPS][2];
 
@@ -120,7 +119,8 @@ void explain(const std::string& fen, explained& result)
         return;
     }
 
-    position.pawnHashTable = &result.pawns;
+    static const auto pawns = std::make_unique<pawnHashTableStruct>();
+    position.pawnHashTable = pawns.get();
     result.trace = evaluateTraced(&position);
     std::fill_n(&result.groups[0][0], 2 * NOFEVALGROUPS, X(0, 0));
     for (int term = 0; term < NOFEVALTERMS; ++term)

@@ -34,7 +34,7 @@ function near(a, b, count = 1) {
   assert.ok(Math.abs(a - b) < 0.0051 * (count + 1), `${a} and ${b}`);
 }
 
-test('squares add up to terms, terms to groups and the total, and the blend leads to the score', () => {
+test('squares add up to terms, these to groups and the total, whose blend is the score', () => {
   assert.equal(answers.length, positions.length - 2);
   for (const { fen, sideToMove, score, whiteScore, blend, groups, terms, isDraw } of answers) {
     const side = (colour, name) => terms.filter((term) => !name || term.group === name)

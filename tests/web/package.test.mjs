@@ -102,6 +102,20 @@ test('settings out of range are refused', async () => {
   await assert.rejects(Quillon({ hash: 0.5 }), /1 to 32768/);
 });
 
+test('Explain answers as the native program does', async () => {
+  const { Explain } = await import(path.join(installed, 'explain.mjs'));
+  const explain = await Explain();
+  const program = path.join(path.dirname(enginePath), 'quillon_explain');
+  for (const fens of [
+    ['r1bq1r1k/1pp1n1pp/1p1p4/4p2Q/4PpP1/1BNP4/PPP2P1P/3R1RK1 b - g3 0 14'],
+    ['4k3/8/8/8/8/8/4P3/4K3 w - -', '4k3/8/8/8/4P3/8/8/4K3 b - -'],
+    ['4k3/8/8'],
+  ]) {
+    const { stdout } = spawnSync(program, ['--json', ...fens], { encoding: 'utf8' });
+    assert.deepEqual(explain(...fens), JSON.parse(stdout));
+  }
+});
+
 test('npx quillon is the console', () => {
   const input = 'uci\nposition startpos moves e2e4\nshowboard\nquit\n';
   const ours = spawnSync('npx', ['quillon'], { cwd: folder, input, encoding: 'utf8' });
@@ -132,6 +146,16 @@ test.describe('in Chromium', () => {
     browser = await launch();
   });
   test.after(() => browser?.close());
+
+  test('Explain loads in a page', async () => {
+    const page = await browser.newPage();
+    await page.goto(await serve(folder, {}));
+    const { error, isDraw } = await page.evaluate(async () => {
+      const { Explain } = await import('/node_modules/quillon/explain.mjs');
+      return (await Explain())('4k3/8/8/8/8/8/8/4K3 w - -');
+    });
+    assert.deepEqual([error, isDraw], [undefined, true]);
+  });
 
   for (const [name, headers, threaded] of [
     ['an isolated page has threads, and room for two engines', isolation, true],

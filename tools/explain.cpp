@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "eval.h"
+#include "general.h"
 #include "hash.h"
 #include "moveTable.h"
 #include "search.h"
@@ -310,13 +311,12 @@ std::string sentence(int term, const std::string& square, int code)
 std::string sideJson(const explained& at, int term, int colour)
 {
     std::vector<std::string> squares;
-    for (int i = 0; i < NOFSQUARES; ++i)
+    for (u8 i = 0; i < NOFSQUARES; ++i)
     {
         const combEval part = at.trace.squares[term][colour][i];
         if (part == X(0, 0)) continue;
         const int code = at.position.board[i];
-        const std::string square = {static_cast<char>('a' + fileOf(i)),
-                                    static_cast<char>('1' + rankOf(i))};
+        const std::string square = squareToLA(i);
         squares.push_back(
             object({member("square", quoted(square)),
                     member("piece", quoted({fenLabelPieces[size_t(code)]})), score(part, at),

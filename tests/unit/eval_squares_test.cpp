@@ -16,9 +16,9 @@ using parts = std::map<std::string, combEval>;
 parts partsOf(const evalTrace& trace, int term, int colour)
 {
     parts result;
-    for (int square = 0; square < NOFSQUARES; ++square)
+    for (u8 square = 0; square < NOFSQUARES; ++square)
         if (const combEval part = trace.squares[term][colour][square]; part != none)
-            result[piece(' ', fileOf(square), rankOf(square)).substr(1, 2)] = part;
+            result[squareToLA(square)] = part;
     return result;
 }
 

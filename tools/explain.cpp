@@ -339,6 +339,7 @@ std::string positionJson(const explained& at)
 {
     const evalTrace& trace = at.trace;
     std::vector<std::string> groups;
+    groups.reserve(NOFEVALGROUPS);
     for (int group = 0; group < NOFEVALGROUPS; ++group)
         groups.push_back(object({member("name", quoted(evalGroupNames[group])),
                                  member("white", object({score(at.groups[group][WHITE], at)})),
@@ -436,7 +437,7 @@ struct question
     {
         if (!fault.empty())
             return object({member("error", quoted(fault)), member("fen", quoted(fen))});
-        return positions.size() == 1 ? positionJson(*positions[0])
+        return positions.size() == 1 ? positionJson(*positions.front())
                                      : comparisonJson(*positions[0], *positions[1]);
     }
 
@@ -445,7 +446,7 @@ struct question
         if (!fault.empty())
             std::fprintf(stderr, "quillon_explain: %s: %s\n", fault.c_str(), fen.c_str());
         else if (positions.size() == 1)
-            printTable(*positions[0]);
+            printTable(*positions.front());
         else
             printComparison(*positions[0], *positions[1]);
     }

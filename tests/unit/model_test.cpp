@@ -51,7 +51,7 @@ void placeAtRandom(Board& board, std::mt19937& random)
 
 /// Expects that each term is the sum of its squares, on which there are pieces of the right colour.
 /// What is shared besides is the tempo, and what rounding may leave.
-void checkSquares(Board& board, const evalTrace& trace)
+void checkSquares(const positionStruct* position, const evalTrace& trace)
 {
     for (int term = 0; term < NOFEVALTERMS; ++term)
         for (const int colour : {WHITE, BLACK})
@@ -63,7 +63,7 @@ void checkSquares(Board& board, const evalTrace& trace)
             {
                 const combEval part = trace.squares[term][colour][square];
                 if (part == X(0, 0)) continue;
-                ASSERT_TRUE(board->pieceBB[owner] & bit(square)) << evalTermTexts[term].name;
+                ASSERT_TRUE(position->pieceBB[owner] & bit(square)) << evalTermTexts[term].name;
                 sum += part;
                 ++nofParts;
             }
@@ -71,7 +71,7 @@ void checkSquares(Board& board, const evalTrace& trace)
             ASSERT_EQ(sum + shared, trace.terms[term][colour]) << evalTermTexts[term].name;
             const bool isRounded =
                 term == termDanger || term == termShield || term == termBishopPair;
-            const int most = isRounded && nofParts ? popcount(board->pieceBB[owner]) : 0;
+            const int most = isRounded && nofParts ? popcount(position->pieceBB[owner]) : 0;
             if (term == termTempo || (term == termDanger && !nofParts)) continue;
             ASSERT_LE(std::abs(mgHalf(shared)), most) << evalTermTexts[term].name;
             ASSERT_LE(std::abs(egHalf(shared)), most) << evalTermTexts[term].name;
@@ -98,7 +98,7 @@ void compareScore(Board& board)
             total += colour == WHITE ? trace.terms[term][WHITE] : -trace.terms[term][BLACK];
         }
     EXPECT_EQ(total, trace.total);
-    checkSquares(board, trace);
+    checkSquares(board.get(), trace);
 }
 
 } // namespace

@@ -4,14 +4,12 @@
 // them, scores as people read them. The rules are those of chess.js. Its reader of games takes a
 // single game and fails at the first wrong move, so this file has its own.
 
-import path from 'node:path';
-
 let library;
 try {
-  library = await import('chess.js');
+  library = await import('../../node_modules/chess.js/dist/esm/chess.js');
 } catch (error) {
   if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
-  const program = path.basename(process.argv[1] ?? 'quillon');
+  const program = process.argv[1]?.split('/').at(-1) ?? 'quillon';
   console.error(`${program}: chess.js is missing; please run "npm ci"`);
   process.exit(1);
 }
@@ -26,13 +24,16 @@ export function looksLikeFen(text) {
 }
 
 /** Reads a position.
- *  @param {string} text a FEN, whose two counters may be missing, or "startpos"
+ *  @param {string} text a FEN, whose counters may be missing, or "startpos"
  *  @returns {Chess}
  *  @throws if it isn't a FEN, or if the side that has moved is in check */
 export function readFen(text) {
   const fields = text.trim().split(/\s+/);
   if (fields[0] === 'startpos' && fields.length === 1) return new Chess(startFen);
-  if (fields.length === 4) fields.push('0', '1');
+  if (fields.length === 4 || fields.length === 5) {
+    fields.push(...['0', '1'].slice(fields.length - 4));
+  }
+  if (fields[5] === '0') fields[5] = '1'; // as some composers of problems number
   const fen = fields.join(' ');
   const { ok, error } = library.validateFen(fen);
   if (!ok) throw new Error(error.replace(/^Invalid FEN: /, 'not a position: '));

@@ -1,0 +1,416 @@
+// SPDX-License-Identifier: MIT
+// Games as trees: PGN in and out, what people do with variations, what is said of wrong text.
+
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import test from 'node:test';
+import { Chess, moveNumber, startFen } from '../../tools/lib/chess.mjs';
+import { GameTree, listGames, nagText, problemText, readGame } from '../../tools/lib/game-tree.mjs';
+import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
+
+/** A tree without what links it: what has to survive. */
+function shapeOf({ children, san, before, comment, nags, clock, elapsed, score, commands }) {
+  const own = { san, before, comment, nags, clock, elapsed, score, commands };
+  return { ...own, children: children.map(shapeOf) };
+}
+
+const sansOf = (nodes) => nodes.map(({ san }) => san).join(' ');
+/** A line with its variations: "e4 (d4 d5) e5". */
+function linesOf(node) {
+  const [main, ...others] = node.children;
+  if (!main) return '';
+  const variations = others.map((other) => ` (${`${other.san} ${linesOf(other)}`.trim()})`);
+  return `${main.san}${variations.join('')} ${linesOf(main)}`.trim();
+}
+
+/** Writes a random game in an odd way.
+ *  @returns {{text: string, root: object, tags: object}} `root` as `shapeOf` gives it */
+function makeGame(random) {
+  const chance = (share) => random() < share;
+  const words = ['so', '(or)', '1-0', '[x]', ';', '$3', '"', '%', 'über', 'e4', '{', 'x  y', 'a\nb'];
+  const phrase = () =>
+    Array.from({ length: 1 + random() * 4 }, () => pick(random, words)).join(' ');
+  let text = '';
+  const space = () => pick(random, [' ', ' ', ' ', '\n', '  ', '\t', '\r\n', '\n% 1. h4 ( { "\n']);
+  // Words of letters and digits need a space between them; others may do without.
+  const put = (word) => {
+    const canTouch = /^[({)!?$]/.test(word) && /[\w)}]$/.test(text);
+    text += (canTouch && chance(0.4) ? '' : space()) + word;
+  };
+  const putComment = (comment) => {
+    const isShort = !comment.includes('\n') && chance(0.3);
+    put(isShort ? `;${comment}${pick(random, ['\n', '\r\n'])}` : `{${chance(0.5) ? ' ' : ''}${comment} }`);
+  };
+  const empty = () => ({
+    san: null,
+    before: '',
+    comment: '',
+    nags: [],
+    clock: null,
+    elapsed: null,
+    score: null,
+    commands: {},
+    children: [],
+  });
+
+  /** Writes what stands after a move: glyphs and comments. */
+  const annotate = (node) => {
+    while (chance(0.25) && node.nags.length < 3) {
+      const nag = Math.floor(random() * 160);
+      if (node.nags.includes(nag)) continue;
+      put(nag && nag < 7 && chance(0.7) ? nagText(nag) : `$${nag}`);
+      node.nags.push(nag);
+    }
+    const comments = [];
+    while (chance(0.25)) {
+      const said = phrase();
+      const commands = [];
+      if (chance(0.3)) {
+        node.clock = Math.floor(random() * 4e4) * 100;
+        const [seconds, pad] = [node.clock / 1000, (each) => String(each).padStart(2, '0')];
+        const minutes = Math.floor(seconds / 60);
+        const rest = (node.clock % 60000) / 1000;
+        commands.push(`[%clk ${Math.floor(minutes / 60)}:${pad(minutes % 60)}:${pad(rest)}]`);
+      }
+      if (chance(0.2)) {
+        node.score = chance(0.5) ? { mate: 1 + Math.floor(random() * 9) } : { cp: -Math.floor(random() * 900) - 1 };
+        const { cp, mate } = node.score;
+        commands.push(`[%eval ${mate ? `#${mate}` : cp / 100}]`);
+      }
+      if (chance(0.2) && !node.commands.cal) {
+        node.commands.cal = 'Gd2d4,Re4e5';
+        commands.push('[%cal Gd2d4,Re4e5]');
+      }
+      putComment(commands.length ? `${commands.join(pick(random, ['', ' ']))} ${said}` : said);
+      comments.push(said);
+    }
+    node.comment = comments.join(' ');
+  };
+
+  /** Plays and writes a line; `node` is where it begins. */
+  const writeLine = (chess, node, length, depth, isVariation) => {
+    let isFresh = isVariation;
+    let needsNumber = true;
+    let isAhead = isVariation;
+    const taken = new Set(node.children.map(({ san }) => san));
+    for (let i = 0; i < length; i++) {
+      const fen = chess.fen();
+      const moves = chess.moves().filter((san) => !(isFresh && taken.has(san)));
+      if (!moves.length) break;
+      const next = { ...empty(), san: pick(random, moves) };
+      node.children.push(next);
+      if (chance(0.1)) next.before = phrase();
+      if (next.before && isAhead && chance(0.5)) putComment(next.before);
+      else if (next.before) {
+        put(moveNumber(fen));
+        putComment(next.before);
+      } else if (needsNumber || chance(0.7)) {
+        const number = chance(0.5) ? moveNumber(fen) : moveNumber(fen).replace('.', ' .');
+        put(number);
+      }
+      chess.move(next.san);
+      const inFront = /\.$/.test(text) && chance(0.4) ? '' : space();
+      text += inFront + next.san;
+      annotate(next);
+      isAhead = false;
+      isFresh = false;
+      needsNumber = false;
+      while (depth < 4 && chance(0.12)) {
+        if (new Chess(fen).moves().length === node.children.length) break;
+        put('(');
+        writeLine(new Chess(fen), node, 1 + Math.floor(random() * 5), depth + 1, true);
+        put(')');
+        isAhead = true;
+        needsNumber = chance(0.5);
+      }
+      if (depth < 4 && chance(0.02)) {
+        put('( )');
+        isAhead = true;
+      }
+      node = next;
+    }
+  };
+
+  const tags = { White: 'A "quoted" \\ name', Annotator: `no. ${Math.floor(random() * 99)}` };
+  for (const [name, value] of Object.entries(tags)) {
+    text += `[${name}${pick(random, [' ', '\t'])}"${value.replace(/["\\]/g, '\\$&')}"]\r\n`;
+  }
+  const fen = chance(0.3) ? 'r3k2r/1P3pp1/2n2q2/3pP3/8/2N2Q2/1p3PP1/R3K2R w KQkq d6 0 20' : startFen;
+  if (fen !== startFen) text += `[SetUp "1"]\n[FEN "${fen}"]\n`;
+  const root = empty();
+  annotate(root);
+  // A bare number must not be glued to the tags.
+  text += '\n';
+  writeLine(new Chess(fen), root, Math.floor(random() * 40), 0, false);
+  const result = pick(random, ['1-0', '0-1', '1/2-1/2', '*']);
+  text += `${space()}${result}${space()}`;
+  return { text, root, tags, result };
+}
+
+/** Fails unless a tree survives saving, and saving it again changes nothing. */
+function checkSurvives(tree, text) {
+  const saved = tree.toPgn();
+  const games = listGames(saved);
+  assert.equal(games.length, 1, text);
+  const again = games[0].read();
+  assert.deepEqual(again.problems, [], saved);
+  assert.deepEqual(shapeOf(again.root), shapeOf(tree.root), text);
+  const head = ({ tags, fen, result }) => ({ tags, fen, result });
+  assert.deepEqual(head(again), head(tree));
+  assert.equal(again.toPgn(), saved);
+}
+
+test('200 generated games are read as they were made, and survive saving', () => {
+  const random = randomNumbers();
+  for (let i = 0; i < 200; i++) {
+    const { text, root, tags, result } = makeGame(random);
+    const about = `seed ${seed}, game ${i}: ${text}`;
+    const tree = readGame(text);
+    assert.deepEqual(tree.problems, [], about);
+    assert.deepEqual(shapeOf(tree.root), root, about);
+    assert.deepEqual([tree.tags, tree.result], [tags, result], about);
+    checkSurvives(tree, about);
+  }
+});
+
+/** The games of other programs: every PGN file in some of Debian's packages. */
+function shippedFiles() {
+  const base = process.env.QUILLON_SHARE ?? '/usr/share';
+  const files = [];
+  for (const folder of ['scid', 'pychess', 'games/xboard', 'doc/xboard']) {
+    const place = path.join(base, folder);
+    if (!fs.existsSync(place)) continue;
+    for (const name of fs.readdirSync(place, { recursive: true, encoding: 'utf8' })) {
+      if (name.endsWith('.pgn')) files.push(path.join(place, name));
+    }
+  }
+  return files.sort();
+}
+
+const files = shippedFiles();
+const skip = files.length ? false : 'no games of scid-data, pychess or xboard are installed';
+test('games that other programs ship survive saving', { skip }, () => {
+  // Every seventh: they are more than a thousand.
+  const games = files.flatMap((file) => listGames(fs.readFileSync(file, 'utf8')));
+  assert.ok(games.length > 200);
+  for (const [i, game] of games.entries()) {
+    if (i % 7) continue;
+    const tree = game.read();
+    const start = tree.root;
+    checkSurvives(tree, JSON.stringify(game.tags));
+    if (tree.problems.length) continue;
+    // The main line as another reader sees it, of the moves alone.
+    const chess = new Chess();
+    chess.loadPgn(tree.toPgn());
+    assert.equal(chess.history().join(' '), sansOf(tree.lineFrom(start)));
+  }
+});
+
+test('main lines are read: comments, NAGs, variations, stray numbers, any start, wrong moves', () => {
+  const hard = `
+% this line is escaped 1. h4
+[Event "one [two] {three}"]
+[White "a \\"b\\" c"]
+
+1.e4 {a (comment) 1-0 [here} e5! $14 2 Nf3 (2. f4 exf4 (2... d5 {so}) 3. Nf3) 2 ... Nc6 ; rest 3. h4
+3. Bb5 a6?! 4. Ba4 Nf6 5. 0-0 {open`;
+  const tag = '[FEN "r3k2r/4P3/8/8/8/8/1p6/4K2R b kq - 0 9"]\n';
+  // Each game is its moves, and what is wrong with the next one.
+  for (const [text, ...expected] of [
+    [hard, 'e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O'],
+    ['1. g1f3 d7-d5 2. Nfh4 0-1', 'Nf3 d5 Nh4'],
+    ['[White "a"]\n1. e4 e5 1-0\n[White "b"]\n1. d4 *\n', 'e4 e5', 'd4'],
+    ['1. e4 e5 1-0 1. d4 1/2-1/2 1. c4 c5 2. g3', 'e4 e5', 'd4', 'c4 c5 g3'],
+    ['[White "a"]\n\n1. e4 (1. d4 \n[White "b"]\n\n1. d4 d5\n', 'e4', 'd4 d5'],
+    ['[White "a"]\n[White "b"]\n1. d4\n', '', 'd4'],
+    [`${tag}9... b1Q+ 10. Ke2 Qa2+ *`, 'b1=Q+ Ke2 Qa2+'],
+    [`${tag}9... 0-0 *`, ': 9... 0-0 is not a legal move'],
+    ['1. e4 e5 2. Ke3 Nf6 *\n\n1. d4 *', 'e4 e5: 2. Ke3 is not a legal move', 'd4'],
+    ['1. e4 Nf3', 'e4: 1... Nf3 is not a legal move'],
+    ['[FEN "8/8"]\n1. e4', ': not a position: must contain six space-delimited fields'],
+  ]) {
+    const games = listGames(text).map((game) => {
+      const tree = game.read();
+      const problem = tree.problems.find(({ endsGame }) => endsGame);
+      return sansOf(tree.lineFrom()) + (problem ? `: ${problem.message}` : '');
+    });
+    assert.deepEqual(games, expected);
+  }
+  const { tags } = readGame(hard);
+  assert.deepEqual(tags, { Event: 'one [two] {three}', White: 'a "b" c' });
+});
+
+test('what stands in an odd place finds its move', () => {
+  for (const [text, saved] of [
+    ['1. e4 (1. d4 1-0) e5 *', '1. e4 (1. d4) 1... e5 *'],
+    ['1. e4 ({x}) e5', '1. e4 {x} 1... e5 *'],
+    ['1. e4 (1. d4 d5) {z} *', '1. e4 {z} (1. d4 d5) *'],
+    ['1. e4 (1. d4) 1... {z} e5', '1. e4 (1. d4) 1... {z} e5 *'],
+    ['1. e4 $1 ! $1 e5 *', '1. e4 $1 e5 *'],
+    ['1. e4 ($2 {x} 1. d4) 1/2', '1. e4 ({x} 1. d4 $2) 1/2-1/2'],
+    ['1. e4 ({a} 1. d4 d5) ({b} 1. d4! Nf6) *', '1. e4 ({a b} 1. d4 $1 d5 (1... Nf6)) *'],
+    ['1. e4 (1. e4 c5) 1... e5 *', '1. e4 e5 (1... c5) *'],
+    ['1. e4 d5 2. e5 f5 3. exf6 e.p. +- *', '1. e4 d5 2. e5 f5 3. exf6 $18 *'],
+    ['{a} {b} 1. e4 {c} {d} 0-1 {e}', '{a b} 1. e4 {c d e} 0-1'],
+  ]) {
+    assert.equal(readGame(text).toPgn().split('\n\n')[1], `${saved}\n`);
+  }
+});
+
+test('games pasted from lichess and chess.com keep clocks and scores', () => {
+  const lichess = readGame(`[Event "Rated Blitz game"]
+[Site "https://lichess.org/abcdefgh"]
+[Result "0-1"]
+[FEN "rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"]
+[TimeControl "180+2"]
+
+1. f3?! { [%eval -0.62] [%clk 0:03:00] } { Inaccuracy. e4 was best. } (1. e4 e5 2. Nf3) 1... e5 { [%eval -0.53] [%clk 0:02:59] } 2. g4?? { [%eval #-1] [%clk 0:02:58] [%emt 0:00:03.5] } 2... Qh4# { [%clk 0:02:57] } { Black wins by checkmate. } 0-1
+`);
+  assert.deepEqual(lichess.problems, []);
+  assert.equal(linesOf(lichess.root), 'f3 (e4 e5 Nf3) e5 g4 Qh4#');
+  const [f3, , g4, mate] = lichess.lineFrom();
+  assert.deepEqual([f3.score, f3.clock, f3.nags], [{ cp: -62 }, 180000, [6]]);
+  assert.equal(f3.comment, 'Inaccuracy. e4 was best.');
+  assert.deepEqual([g4.score, g4.elapsed, mate.comment], [{ mate: -1 }, 3500, 'Black wins by checkmate.']);
+  assert.equal(lichess.result, '0-1');
+
+  const chessCom = readGame(`[Event "Live Chess"]
+[Site "Chess.com"]
+[Result "1-0"]
+[Termination "a won by resignation"]
+
+1. e4 {[%clk 0:09:58.4]} 1... e5 {[%clk 0:09:59]} 2. Nf3 {[%clk 0:09:57]} 1-0`);
+  assert.deepEqual(chessCom.lineFrom().map(({ clock }) => clock), [598400, 599000, 597000]);
+  assert.match(chessCom.toPgn(), /^1\. e4 \{\[%clk 0:09:58\.4\]\} 1\.\.\. e5 /m);
+});
+
+test('games of a file are listed by their tags and read when they are asked for', () => {
+  const text = `\uFEFF% a file
+[White "Loyd "Sam" Samuel"]
+[Result "1-0"]
+
+1. e4 (1. d4 {not a tag:
+[White "b"]
+}) 1-0
+1. c4 c5 1/2 {agreed} 1. g3 *
+
+[White "c"]`;
+  const games = listGames(text);
+  const names = games.map(({ tags, line }) => [tags.White, line]);
+  assert.deepEqual(names, [['Loyd "Sam" Samuel', 1], [undefined, 8], [undefined, 8], ['c', 10]]);
+  const trees = games.map((game) => game.read());
+  assert.deepEqual(trees.map(({ result }) => result), ['1-0', '1/2-1/2', '*', '*']);
+  assert.equal(trees[1].lineFrom()[1].comment, 'agreed');
+  assert.deepEqual(listGames(' \n% nothing\n'), []);
+  // A thousand open variations don't hide the game after them.
+  const many = listGames(`[White "a"]\n1. e4 ${'('.repeat(1000)}\n[White "b"]\n1. d4 *`);
+  assert.equal(many.length, 2);
+  assert.equal(many[1].read().problems.length, 0);
+});
+
+test('what is wrong has its line and column; the rest is read', () => {
+  const cases = [
+    ['[White "a"]\n\n1. e4 e5\n2. Ke3 Nf6 *', 'e4 e5', ['line 4, column 4: 2. Ke3 is not a legal move']],
+    ['1. e4 (1. d4 Nf3 2. c4) e5 *', 'e4 (d4) e5', ['line 1, column 14: 1... Nf3 is not a legal move']],
+    ['1. e4 {open', 'e4', ['line 1, column 7: the comment that begins here has no end']],
+    ['1. e4 ) e5', 'e4 e5', ["line 1, column 7: a variation ends here that hasn't begun"]],
+    ['1. e4\n(1. d4', 'e4 (d4)', ['line 2, column 7: a variation has no end']],
+    ['(1. d4) 1. e4', 'e4', ['line 1, column 1: a variation before the first move that it could replace']],
+    ['1. e4 § e5', 'e4 e5', ['line 1, column 7: "§" has no meaning here']],
+    ['[FEN "8/8 w"]\n1. e4', '', [/^line 1, column 1: not a position/]],
+    ['hello', '', ['line 1, column 1: 1. hello is not a legal move']],
+  ];
+  for (const [text, lines, problems] of cases) {
+    const tree = readGame(text);
+    assert.equal(linesOf(tree.root), lines, text);
+    const found = tree.problems.map(problemText);
+    assert.equal(found.length, problems.length, text);
+    for (const [i, problem] of problems.entries()) {
+      if (typeof problem === 'string') assert.equal(found[i], problem);
+      else assert.match(found[i], problem);
+    }
+  }
+});
+
+test('a game begins at a FEN of four, five or six fields', () => {
+  const fields = ['4k3/8/8/8/8/8/4P3/4K3', 'b', '-', '-', '7', '30'];
+  for (const count of [4, 5, 6]) {
+    const tree = new GameTree(fields.slice(0, count).join(' '));
+    assert.ok(tree.play(tree.root, 'Kd8'));
+    const [, setUp, fen] = tree.toPgn().match(/\[SetUp "(.)"\]\n\[FEN "(.*)"\]/);
+    const full = [...fields.slice(0, count), ...['0', '1'].slice(count - 4)].join(' ');
+    assert.deepEqual([setUp, fen], ['1', full]);
+    assert.match(tree.toPgn(), count === 6 ? /^30\.\.\. Kd8 \*$/m : /^1\.\.\. Kd8 \*$/m);
+  }
+  assert.throws(() => new GameTree('8/8/8/8/8/8/8/8 w - - 0 1'), /king/);
+});
+
+test('a different move makes a variation; the same move goes where it has led', () => {
+  const tree = new GameTree();
+  const [e4, e5] = tree.playLine(tree.root, ['e4', 'e7e5']);
+  assert.equal(tree.play(tree.root, { from: 'e2', to: 'e4' }), e4);
+  const c5 = tree.play(e4, 'c5');
+  assert.deepEqual([tree.isMain(e5), tree.isMain(c5), tree.variationOf(c5)], [true, false, c5]);
+  assert.equal(tree.play(e4, 'Ke7'), null);
+  assert.deepEqual([e4.uci, c5.uci, c5.parent], ['e2e4', 'c7c5', e4]);
+  tree.playLine(c5, ['Nf3', 'd6', 'Ke3', 'd4']);
+  assert.equal(linesOf(tree.root), 'e4 e5 (c5 Nf3 d6)');
+  assert.equal(sansOf(tree.lineThrough(c5)), 'e4 c5 Nf3 d6');
+  assert.equal(tree.find(c5.id), c5);
+  assert.equal(tree.chessAt(c5).history().join(' '), 'e4 c5');
+  assert.equal(tree.play(c5, '--').uci, '0000');
+});
+
+test('variations are promoted, made the main line and deleted', () => {
+  const read = () => readGame('1. e4 e5 (1... c5 2. Nf3 (2. c3 d5) d6) (1... e6) 2. Nf3 *');
+  const nodeOf = (tree, san) => tree.nodes().find((node) => node.san === san);
+  for (const [how, san, lines] of [
+    ['promote', 'e6', 'e4 e5 (e6) (c5 Nf3 (c3 d5) d6) Nf3'],
+    ['promote', 'd6', 'e4 c5 (e5 Nf3) (e6) Nf3 (c3 d5) d6'],
+    ['promote', 'd5', 'e4 e5 (c5 c3 (Nf3 d6) d5) (e6) Nf3'],
+    ['makeMain', 'd5', 'e4 c5 (e5 Nf3) (e6) c3 (Nf3 d6) d5'],
+    ['remove', 'c3', 'e4 e5 (c5 Nf3 d6) (e6) Nf3'],
+    ['remove', 'e5', 'e4 c5 (e6) Nf3 (c3 d5) d6'],
+    ['removeAfter', 'c5', 'e4 e5 (c5) (e6) Nf3'],
+    ['removeVariation', 'd6', 'e4 e5 (e6) Nf3'],
+    ['removeVariation', 'e4', 'e4 e5 (c5 Nf3 (c3 d5) d6) (e6) Nf3'],
+  ]) {
+    const tree = read();
+    tree[how](nodeOf(tree, san));
+    assert.equal(linesOf(tree.root), lines, `${how} ${san}`);
+  }
+  const tree = read();
+  assert.equal(tree.promote(nodeOf(tree, 'e5')), false);
+  assert.equal(tree.remove(nodeOf(tree, 'e6')).san, 'e4');
+  assert.equal(tree.removeVariation(nodeOf(tree, 'd5')).san, 'c5');
+  assert.equal(tree.remove(tree.root), tree.root);
+  assert.equal(linesOf(tree.root), '');
+});
+
+test('comments and glyphs are set, replaced and taken away', () => {
+  const tree = readGame('1. e4 {[%clk 0:01:00] good} *');
+  const [e4] = tree.lineFrom();
+  tree.setComment(e4, ' a } brace [%cal Ge2e4] ');
+  tree.setComment(e4, 'why', 'before');
+  for (const nag of [14, 1, 5]) tree.toggleNag(e4, nag);
+  assert.deepEqual([e4.comment, e4.clock, e4.nags], ['a ) brace', 60000, [5, 14]]);
+  assert.match(tree.toPgn(), /\n1\. \{why\} e4 \$5 \$14 \{\[%clk 0:01:00\] \[%cal Ge2e4\] a \) brace\} \*\n$/);
+  checkSurvives(tree, 'edited');
+  tree.toggleNag(e4, 5);
+  tree.setComment(e4, '');
+  assert.deepEqual([e4.comment, e4.nags], ['', [14]]);
+  assert.deepEqual([1, 4, 7, 140].map(nagText), ['!', '??', '□', '$140']);
+});
+
+test('saved moves have lines of at most 80 characters, and comments are whole', () => {
+  const tree = new GameTree();
+  const shuffle = Array.from({ length: 120 }, (_, i) => ['Nf3', 'Nf6', 'Ng1', 'Ng8'][i % 4]);
+  const line = tree.playLine(tree.root, shuffle);
+  const long = `${'word '.repeat(30)}end`;
+  tree.setComment(line[60], long);
+  const lines = tree.toPgn().split('\n');
+  assert.ok(lines.some((each) => each.includes(long)));
+  for (const each of lines) if (!each.includes(long)) assert.ok(each.length <= 80, each);
+  assert.ok(lines.filter((each) => each.length > 70).length > 8);
+});

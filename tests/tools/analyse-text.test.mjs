@@ -4,12 +4,12 @@
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
-import { formatRows, kindOf, readWork, swingsOf } from '../../tools/lib/analysis.mjs';
+import { formatRows, kindOf, outputFile, readWork } from '../../tools/lib/analysis.mjs';
 import {
-  endOf, expectation, numbered, playText, readFen, readGames, readScore, sanLine, scoreText,
-  startFen,
+  endOf, numbered, playText, readFen, readScore, sanLine, scoreText, startFen, winPercent,
 } from '../../tools/lib/chess.mjs';
 import { movesOf, parseEpd, taskOf } from '../../tools/lib/epd.mjs';
+import { makeReport, swingsOf } from '../../tools/lib/report.mjs';
 import { drawScores } from '../../tools/lib/score-graph.mjs';
 
 const mate = (value) => ({ kind: 'mate', value });
@@ -37,51 +37,18 @@ test("scores become White's, and mates of Quillon are counted as usual", () => {
   }
 });
 
-test('scores have a text, and a share of the point: four pawns are ten to one', () => {
-  for (const [score, text, share] of [
-    [{ cp: 0 }, '0.00', 0.5], [{ cp: 400 }, '+4.00', 10 / 11], [{ cp: -400 }, '-4.00', 1 / 11],
-    [{ mate: 3 }, '#3', 1], [{ mate: -9 }, '#-9', 0], [{ mate: 0, winner: 'w' }, '1-0', 1],
+// The win % are those of a pocket calculator.
+test('scores have a text and a win %', () => {
+  for (const [score, text, win] of [
+    [{ cp: 0 }, '0.00', 50], [{ cp: 20 }, '+0.20', 51.8402], [{ cp: 100 }, '+1.00', 59.1026],
+    [{ cp: -100 }, '-1.00', 40.8974], [{ cp: 400 }, '+4.00', 81.3487],
+    [{ mate: 3 }, '#3', 100], [{ mate: -9 }, '#-9', 0], [{ mate: 0, winner: 'w' }, '1-0', 100],
     [{ mate: 0, winner: 'b' }, '0-1', 0],
   ]) {
     assert.equal(scoreText(score), text);
-    assert.ok(Math.abs(expectation(score) - share) < 1e-12);
+    assert.ok(Math.abs(winPercent(score) - win) < 0.0001, text);
   }
   assert.equal(scoreText(null), '?');
-});
-
-test('games are read: comments, NAGs, variations, stray numbers, any start, wrong moves', () => {
-  const hard = `
-% this line is escaped 1. h4
-[Event "one [two] {three}"]
-[White "a \\"b\\" c"]
-
-1.e4 {a (comment) 1-0 [here} e5! $14 2 Nf3 (2. f4 exf4 (2... d5 {so}) 3. Nf3) 2 ... Nc6 ; rest 3. h4
-3. Bb5 a6?! 4. Ba4 Nf6 5. 0-0 {open`;
-  const tag = '[FEN "r3k2r/4P3/8/8/8/8/1p6/4K2R b kq - 0 9"]\n';
-  // Each game is its moves, and what is wrong with the next one.
-  for (const [text, ...expected] of [
-    [hard, 'e4 e5 Nf3 Nc6 Bb5 a6 Ba4 Nf6 O-O'],
-    ['1. g1f3 d7-d5 2. Nfh4 0-1', 'Nf3 d5 Nh4'],
-    ['[White "a"]\n1. e4 e5 1-0\n[White "b"]\n1. d4 *\n', 'e4 e5', 'd4'],
-    ['1. e4 e5 1-0 1. d4 1/2-1/2 1. c4 c5 2. g3', 'e4 e5', 'd4', 'c4 c5 g3'],
-    ['[White "a"]\n\n1. e4 (1. d4 \n[White "b"]\n\n1. d4 d5\n', 'e4', 'd4 d5'],
-    ['[White "a"]\n[White "b"]\n1. d4\n', '', 'd4'],
-    [`${tag}9... b1Q+ 10. Ke2 Qa2+ *`, 'b1=Q+ Ke2 Qa2+'],
-    [`${tag}9... 0-0 *`, ': 9... 0-0 is not a legal move'],
-    ['1. e4 e5 2. Ke3 Nf6 *\n\n1. d4 *', 'e4 e5: 2. Ke3 is not a legal move', 'd4'],
-    ['1. e4 Nf3', 'e4: 1... Nf3 is not a legal move'],
-    ['1. e4 --', 'e4: 1... -- is not a legal move'],
-    ['[FEN "8/8"]\n1. e4', ': not a position: must contain six space-delimited fields'],
-  ]) {
-    const games = readGames(text).map(({ moves, error }) => {
-      const line = moves.map(({ san }) => san).join(' ');
-      return error ? `${line}: ${error}` : line;
-    });
-    assert.deepEqual(games, expected);
-  }
-  const [{ tags }] = readGames(hard);
-  assert.deepEqual([...tags.values()], ['one [two] {three}', 'a "b" c']);
-  assert.equal(readGames('1. e4 0-1')[0].result, '0-1');
 });
 
 test('moves are understood as people write them, and illegal ones change nothing', () => {
@@ -168,32 +135,19 @@ test('records and games are told apart; wrong records are reported and the other
 });
 
 const readGame = (text) => readWork('f', text, assert.fail)[0];
-const resultsOf = (scores, bests = []) =>
-  scores.map((score, i) => ({ score, best: bests[i] ?? null, line: [], depth: 12 }));
+const resultsOf = (scores) => scores.map((score) => ({ score }));
 
-test('a swing is a share of the point that the mover loses', () => {
-  const { positions } = readGame('1. e4 e5 2. Nf3 Nc6 *');
-  const swings = (scores, bests, count) =>
-    swingsOf(positions, resultsOf(scores, bests.split(' ')), count);
-  // Four pawns move the share between 0.5 and 10/11.
-  const found = swings([{ cp: 0 }, { cp: 0 }, { cp: 400 }, { cp: 0 }], 'e4 c5 d4');
-  assert.deepEqual(found.map(({ index, text }) => [index, text]), [
-    [1, '1... e5?? (0.00 -> +4.00; better 1... c5)'],
-    [2, '2. Nf3?? (+4.00 -> 0.00; better 2. d4)'],
+test('the swings are the moves that lost most, in the order of the game', () => {
+  const { tree } = readGame('1. e4 e5 2. Nf3 Nc6 *');
+  const results = [0, -120, 400, -400, 0].map((value) => ({ score: { cp: value } }));
+  results[1].line = ['c7c5'];
+  const swings = swingsOf(makeReport(tree, results), 2);
+  assert.deepEqual(swings.map(({ index, mark, text }) => [index, mark, text]), [
+    [1, '??', '1... e5?? (-1.20 -> +4.00; better 1... c5)'],
+    [2, '??', '2. Nf3?? (+4.00 -> -4.00)'],
   ]);
-  assert.ok(Math.abs(found[0].loss - (10 / 11 - 0.5)) < 1e-12);
-  for (const [why, scores, bests] of [
-    ['half a pawn is 7 %', [{ cp: 0 }, { cp: -50 }, { cp: 0 }, { cp: 0 }], 'd4 c5 d4'],
-    ["the engine's own move", [{ cp: 0 }, { cp: -400 }], 'e4'],
-    ['no score', [{ cp: 0 }, null, { cp: -400 }], 'd4 c5'],
-    ['a pawn in a won game: 10/11 to 0.849', [{ cp: 400 }, { cp: 300 }], 'd4'],
-    ['nothing after it', [{ cp: 0 }], 'd4'],
-  ]) {
-    assert.deepEqual(swings(scores, bests), [], why);
-  }
-  const many = [0, -120, 400, -400, 0].map((value) => ({ cp: value }));
-  const largest = swings(many, 'a3 a6 a3 a6', 2);
-  assert.deepEqual(largest.map(({ index }) => index), [1, 2]);
+  // From 81.3487 to 18.6513 %.
+  assert.ok(Math.abs(swings[1].loss - 62.6975) < 0.0001);
 });
 
 test('a position has a row for each line in the table, with "?" for a missing score', () => {
@@ -209,13 +163,13 @@ test('a position has a row for each line in the table, with "?" for a missing sc
   assert.equal(row, 'end        1-0      -  -        checkmate');
 });
 
-test("the graph has a point for each score, at the height of White's share", () => {
+test("the graph has a point for each score, at the height of White's win %", () => {
   const { positions } = readGame('1. e4 e5 2. Nf3 *');
   const draw = (...scores) =>
     drawScores({ title: 'A & <B>', positions, results: resultsOf(scores) });
   const svg = draw({ cp: 0 }, { cp: 400 }, null, { mate: -3 });
-  // The field reaches from 64 to 352 and from 64 to 936; 10/11 of it is 261.8 above its foot.
-  assert.match(svg, /<path d="M64 208L354\.7 90\.2L936 352" class="line"/);
+  // The field reaches from 64 to 352 and from 64 to 936; 81.35 % of it is 234.3 above its foot.
+  assert.match(svg, /<path d="M64 208L354\.7 117\.7L936 352" class="line"/);
   assert.match(svg, /A &amp; &lt;B&gt;/);
   assert.match(svg, /prefers-color-scheme: dark/);
   for (const scores of [[], [{ cp: 5 }], [null, null]]) {
@@ -228,9 +182,9 @@ test("the graph has a point for each score, at the height of White's share", () 
 test('the graph marks swings, and numbers moves at least 40 units apart', () => {
   const words = Array.from({ length: 400 }, (_, i) => ['Nf3', 'Nf6', 'Ng1', 'Ng8'][i % 4]);
   const scores = Array.from({ length: 401 }, (_, i) => ({ cp: i > 200 ? -500 : 0 }));
-  const { positions } = readGame(`${words.join(' ')} *`);
-  const results = resultsOf(scores, Array(401).fill('a3'));
-  const swings = swingsOf(positions, results);
+  const { tree, positions } = readGame(`${words.join(' ')} *`);
+  const results = resultsOf(scores);
+  const swings = swingsOf(makeReport(tree, results));
   const svg = drawScores({ title: 'long', positions, results, swings });
   assert.match(svg, /class="large"/);
   assert.match(svg, />101\. Nf3\?\?</);

@@ -5,6 +5,8 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
+import { listGames, readGame } from '../../tools/lib/game-tree.mjs';
+import { makeReport } from '../../tools/lib/report.mjs';
 import { checkUse, fake, file, linesOf, read, root, run } from './support.mjs';
 
 const analyse = (args, how) => run('analyse', args, how);
@@ -85,7 +87,7 @@ test('several games have a graph each; an illegal move ends only its own game', 
   const input = '1. e4 e5 2. Ke3 *\n\n1. d4 *';
   const { status, out, err } = await analyseBy(fake(), ['--svg', file('two.b/g'), '-'], { input });
   assert.equal(status, 1);
-  assert.equal(err, 'analyse: standard input: game 1: 2. Ke3 is not a legal move\n');
+  assert.equal(err, 'analyse: standard input, line 1, column 13: 2. Ke3 is not a legal move\n');
   const names = namesOf(out).filter((name) => /^(\d|end)/.test(name));
   assert.deepEqual(names, ['1. e4', '1... e5', 'end', '1. d4', 'end']);
   assert.match(out, /White - Black \(game 2 of 2\)/);
@@ -127,6 +129,52 @@ for (const [name, target] of [
   });
 }
 
+test('reports to a depth are the same each time, whatever they are written as', async () => {
+  const game = '1. e4 e5 2. Nf3 f6 3. Nxe5 fxe5 4. Qh5+ Ke7 5. Qxe5+ Kf7 6. Bc4+ Kg6 *';
+  const pgn = file('damiano.pgn', `[White "a"]\n\n${game}\n`);
+  const outcomes = [];
+  for (const name of ['first', 'second']) {
+    const [html, annotated] = [file(`${name}.html`), file(`${name}.pgn`)];
+    const args = ['--depth', '10', '--report', '--html', html, '--pgn', annotated, pgn];
+    const { status, out, err } = await analyse(args);
+    assert.deepEqual([status, err], [0, '']);
+    outcomes.push([out, read(html), read(annotated)]);
+  }
+  assert.deepEqual(outcomes[1], outcomes[0]);
+  const [out, html, annotated] = outcomes[0];
+  assert.match(out, /^accuracy +\d+\.\d % +\d+\.\d %$/m);
+  // 5... Kf7 is forced; 6... d5 keeps the king from the mate.
+  assert.match(out, /^. 6\.\.\. Kg6\?\? Blunder: .*; better 6\.\.\. d5\. After 6\.\.\. Kg6 \w/m);
+  assert.doesNotMatch(out, /Largest swings/);
+  assert.match(html, /^<!doctype html>[^]*better 6\.\.\. d5\./);
+  assert.match(annotated, /^\[Annotator "Quillon .*, depth 10"\]$/m);
+  assert.match(annotated, /6\.\.\. Kg6 \$4\s\{\[%eval [^\]]+\] Blunder: /);
+  assert.match(annotated, /\(6\.\.\. d5 /);
+  // The report is made of the scores and lines that are printed.
+  const { out: lines } = await analyse(['--depth', '10', '--json', '--report', pgn]);
+  const rows = linesOf(lines).map((line) => JSON.parse(line));
+  const { report } = rows.pop();
+  checkReport(readGame(game), rows, report);
+});
+
+/** Fails unless a report follows from the rows, but for its sentences. */
+function checkReport(tree, rows, report) {
+  const expected = JSON.parse(JSON.stringify(makeReport(tree, rows)));
+  for (const move of report.moves) move.reason = null;
+  assert.deepEqual(report, expected);
+}
+
+test('several games have a page each and one file of annotated games', async () => {
+  const input = `${foolsMate}\n1. d4 d5 *`;
+  const args = ['--html', file('games.html'), '--pgn', file('games-out.pgn'), '-'];
+  const { status } = await analyseBy(fake(), args, { input });
+  assert.equal(status, 0);
+  assert.match(read(file('games-1.html')), /Fool/);
+  assert.match(read(file('games-2.html')), />d5</);
+  const games = listGames(read(file('games-out.pgn'))).map((game) => game.read());
+  assert.deepEqual(games.map((tree) => tree.lineFrom().length), [4, 2]);
+});
+
 test('a reader that closes the pipe early is not an error', async () => {
   const { status, err } = await analyseBy(fake(), [file('pipe.pgn', foolsMate)], {
     each: (out, child) => child.stdout.destroy(),
@@ -144,6 +192,8 @@ test('wrong use gives one line and status 2, a missing file one line and status 
     [['--lines', '6', 'startpos'], 2, /--lines takes a whole number from 1 to 5, not "6"/],
     [['--as', 'txt', 'startpos'], 2, /--as takes "epd" or "pgn", not "txt"/],
     [['--svg', 'x.svg', records], 2, /--svg takes a game, not positions/],
+    [['--report', records], 2, /--report takes a game, not positions/],
+    [['--html', '/nowhere/x.html', file('b.pgn', foolsMate)], 1, /no such folder/],
     [['4k3/8/8/8/8/8/8/4K3', 'w', '-', '-'], 2, /please put the whole position in quotes/],
     [['/nowhere.pgn'], 1, /\/nowhere\.pgn: neither a file nor a position/],
     [['docs'], 1, /docs: is a folder/],

@@ -1,23 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads positions and games, analyses them with an engine, and finds the moves of a game that lost
-// most.
+// Reads positions and games, analyses them with an engine and prints what it finds.
 
 import fs from 'node:fs';
 import {
   Chess,
   endOf,
-  expectation,
   looksLikeFen,
   moveNumber,
   numbered,
   playersOf,
   readFen,
-  readGames,
   sanLine,
   scoreText,
 } from './chess.mjs';
 import { parseEpd } from './epd.mjs';
+import { listGames, problemText } from './game-tree.mjs';
 import { searchLines } from './lines.mjs';
 
 /** A game, or a list of unrelated positions.
@@ -26,6 +24,7 @@ import { searchLines } from './lines.mjs';
  *  @property {string} title
  *  @property {Position[]} positions
  *  @property {?string} result of a game
+ *  @property {import('./game-tree.mjs').GameTree} [tree] the whole of a game
  *
  *  @typedef {object} Position
  *  @property {string} name for the first column
@@ -35,19 +34,19 @@ import { searchLines } from './lines.mjs';
  *  @property {?string} played the move of the game, in SAN
  *  @property {?string} end why the game is over, from `endOf`; null if it isn't */
 
-function gameWork(game, title) {
-  const chess = new Chess(game.start);
-  const moves = game.moves.map(({ lan }) => lan);
-  const positions = [...game.moves, null].map((played, i) => {
+function gameWork(tree, line, title) {
+  const moves = line.map(({ uci }) => uci);
+  const chess = new Chess(tree.fen);
+  const positions = [...line, null].map((played, i) => {
     const fen = chess.fen();
     const name = played ? `${moveNumber(fen)} ${played.san}` : 'end';
     // A draw that has to be claimed ends a game only where its moves end.
     const end = endOf(chess, !played);
     if (played) chess.move(played.san);
-    const before = { start: game.start, moves: moves.slice(0, i), fen };
+    const before = { start: tree.fen, moves: moves.slice(0, i), fen };
     return { name, ...before, played: played?.san ?? null, end };
   });
-  return { kind: 'game', title, positions, result: game.result };
+  return { kind: 'game', title, positions, result: tree.result, tree };
 }
 
 /** Tells records (EPD or FEN) from games by the first line that is not a comment.
@@ -83,17 +82,26 @@ function readRecords(title, text, complain) {
  *  @returns {Work[]} */
 export function readWork(title, text, complain, kind = kindOf(text)) {
   if (kind === 'epd') return readRecords(title, text, complain);
-  const games = readGames(text);
+  const games = listGames(text).map((entry) => ({ ...entry, tree: entry.read() }));
   // Any text has words; without tags or a legal first move it isn't a game.
-  if (games.every(({ tags, moves }) => !tags.size && !moves.length)) {
+  if (games.every(({ tags, tree }) => !Object.keys(tags).length && !tree.root.children.length)) {
     complain(`${title}: ${text.trim() ? 'neither positions nor games' : 'the file is empty'}`);
     return [];
   }
-  return games.flatMap((game, i) => {
-    if (game.error) complain(`${title}: game ${i + 1}: ${game.error}`);
-    if (game.error && !game.moves.length) return [];
+  return games.flatMap(({ tree }, i) => {
+    const problem = tree.problems.find(({ endsGame }) => endsGame);
+    if (problem) complain(`${title}, ${problemText(problem)}`);
+    const line = tree.lineFrom();
+    // Engines don't take null moves.
+    const nullMove = line.findIndex(({ san }) => san === '--');
+    if (nullMove >= 0) {
+      tree.remove(line[nullMove]);
+      complain(`${title}: game ${i + 1}: it is read up to its null move`);
+      line.length = nullMove;
+    }
+    if (problem && !line.length) return [];
     const number = games.length > 1 ? ` (game ${i + 1} of ${games.length})` : '';
-    return gameWork(game, playersOf(game.tags) + number);
+    return gameWork(tree, line, playersOf(tree.tags) + number);
   });
 }
 
@@ -121,30 +129,6 @@ export async function analysePosition(engine, position, limits) {
   return { score, depth, best: san[0] ?? null, line: san, lines };
 }
 
-/** The moves of a game that lost most.
- *  @param {Position[]} positions of the game
- *  @param {object[]} results of `analysePosition`, perhaps for its beginning only
- *  @param {number} [count] the most moves to return
- *  @returns {{index: number, loss: number, mark: string, text: string}[]} in the order of the game;
- *      `index` is that of the position before the move, `loss` a share of the point, 0.1 to 1 */
-export function swingsOf(positions, results, count = 6) {
-  const swings = results.slice(1).flatMap(({ score: after }, index) => {
-    const { score: before, best } = results[index];
-    const { played, fen } = positions[index];
-    // If the engine would have played it too, it has changed its mind.
-    if (!before || !after || !played || best === played) return [];
-    const change = expectation(after) - expectation(before);
-    const loss = fen.split(' ')[1] === 'w' ? -change : change;
-    if (loss < 0.1) return [];
-    const mark = loss >= 0.3 ? '??' : loss >= 0.2 ? '?' : '?!';
-    const scores = `${scoreText(before)} -> ${scoreText(after)}`;
-    const text = `${numbered(fen, [played])}${mark} (${scores}; better ${numbered(fen, [best])})`;
-    return [{ index, loss, mark, text }];
-  });
-  const largest = swings.sort((a, b) => b.loss - a.loss).slice(0, count);
-  return largest.sort((a, b) => a.index - b.index);
-}
-
 /** The rows of a position in the table, one for each line.
  *  @param {Position} position
  *  @param {Awaited<ReturnType<typeof analysePosition>>} result
@@ -169,12 +153,14 @@ export function formatHead(kind, width) {
   return [first.padEnd(width), '  score', 'depth', 'best   ', 'line'].join('  ');
 }
 
-/** The file for the graph of a game: with several games, the number is added.
+/** Where a file of a game goes: the file itself for one game, else one with the game's number.
  *  @param {string} file "score.svg"
  *  @param {number} number from 1
- *  @param {number} total of games */
-export function graphFile(file, number, total) {
-  return total < 2 ? file : file.replace(/(\.svg)?$/i, `-${number}.svg`);
+ *  @param {number} total of games
+ *  @param {string} kind the usual end of such names, "svg" */
+export function outputFile(file, number, total, kind) {
+  const end = new RegExp(`(\\.${kind})?$`, 'i');
+  return total < 2 ? file : file.replace(end, `-${number}.${kind}`);
 }
 
 /** Whether an input is a file, or standard input. */

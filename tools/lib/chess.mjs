@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The rules of chess and chess as text: positions, games and moves as people and engines write
-// them, scores as people read them. The rules are those of chess.js. Its reader of games takes a
-// single game and fails at the first wrong move, so this file has its own.
+// them, scores as people read them. The rules are those of chess.js. Works in Node and in a web page.
 
 let library;
 try {
@@ -162,106 +161,21 @@ export function scoreText(score) {
   return Number(pawns) === 0 ? '0.00' : `${score.cp < 0 ? '-' : '+'}${pawns}`;
 }
 
-/** White's expected score, 0 to 1, if a pawn is worth 100 Elo: 0.64 for a pawn.
+/** The winner of a score with a mate, null of another. */
+export function mateWinner(score) {
+  if (!('mate' in score)) return null;
+  return score.winner ?? (score.mate > 0 ? 'w' : 'b');
+}
+
+/** White's win %, 0 to 100, by the formula that lichess publishes.
  *  @param {{cp: number} | {mate: number}} score from White's view; checkmate has `mate` 0 and a
  *      `winner`, 'w' or 'b' */
-export function expectation(score) {
-  if (score.mate === 0) return score.winner === 'w' ? 1 : 0;
-  if ('mate' in score) return score.mate > 0 ? 1 : 0;
-  return 1 / (1 + 10 ** (-score.cp / 400));
-}
-
-/** The words of a PGN text: { kind: 'tag', name, value } or { kind: 'move' | 'result' | 'number',
- *  text }. Comments, variations, annotations and escaped lines are skipped. */
-function* pgnWords(text) {
-  const pattern = new RegExp(
-    [
-      /^%.*$/, // escaped line
-      /\{[^}]*(?:\}|$(?![\s\S]))/, // comment; the last one may lack its end
-      /;.*$/,
-      /\[\s*(?<name>\w+)\s*"(?<value>(?:\\.|[^"\\])*)"\s*\]/,
-      /(?<open>\()|(?<close>\))/,
-      /\$\d+/,
-      /(?<result>1-0|0-1|1\/2-1\/2|\*)(?![\w/-])/,
-      /(?<number>\d+)(?:\.+|\s+(?=\.)\.+|(?=\s))/,
-      /(?<move>--|[A-Za-z0-9@][-\w+#=:@]*)[!?]*/,
-      /(?<other>\S)/,
-    ]
-      .map((part) => part.source)
-      .join('|'),
-    'gm',
-  );
-  let depth = 0;
-  for (const { groups } of text.matchAll(pattern)) {
-    if (groups.name !== undefined) {
-      // An unclosed variation ends with its game.
-      depth = 0;
-      yield { kind: 'tag', name: groups.name, value: groups.value.replace(/\\(.)/g, '$1') };
-    } else if (groups.open) depth++;
-    else if (groups.close) depth = Math.max(0, depth - 1);
-    else if (depth) continue;
-    else if (groups.result) yield { kind: 'result', text: groups.result };
-    else if (groups.number) yield { kind: 'number', text: groups.number };
-    else if (groups.move) yield { kind: 'move', text: groups.move };
-    else if (groups.other && !/[!?.]/.test(groups.other))
-      yield { kind: 'move', text: groups.other };
-  }
-}
-
-/** Splits a PGN text into games: { tags: Map, words: string[], result: ?string }. */
-function* pgnGames(text) {
-  let game = null;
-  const fresh = () => ({ tags: new Map(), words: [], result: null });
-  for (const word of pgnWords(text.replace(/^\uFEFF/, ''))) {
-    if (word.kind === 'number') continue;
-    if (game && (game.result || (word.kind === 'tag' && game.words.length))) {
-      yield game;
-      game = null;
-    }
-    game ??= fresh();
-    if (word.kind === 'tag') {
-      // A game without moves and result ends at a repeated tag.
-      if (game.tags.has(word.name)) {
-        yield game;
-        game = fresh();
-      }
-      game.tags.set(word.name, word.value);
-    } else if (word.kind === 'result') game.result = word.text;
-    else game.words.push(word.text);
-  }
-  if (game) yield game;
-}
-
-/** Reads the main lines of all games of a PGN text.
- *  @param {string} text
- *  @returns {{tags: Map<string, string>, start: string, moves: import('chess.js').Move[],
- *      result: ?string, error: ?string}[]} `start` is a FEN; `moves` end before an error */
-export function readGames(text) {
-  return [...pgnGames(text)].map(({ tags, words, result }) => {
-    const game = { tags, start: startFen, moves: [], result, error: null };
-    let chess;
-    try {
-      chess = readFen(tags.get('FEN') ?? startFen);
-    } catch (error) {
-      return { ...game, error: error.message };
-    }
-    game.start = chess.fen();
-    for (const word of words) {
-      if (/^e\.?p\.?$/.test(word)) continue;
-      const move = word === '--' || word === 'Z0' ? null : playText(chess, word);
-      if (!move) {
-        game.error = `${moveNumber(chess.fen())} ${word} is not a legal move`;
-        break;
-      }
-      game.moves.push(move);
-    }
-    return game;
-  });
+export function winPercent(score) {
+  const winner = mateWinner(score);
+  if (winner) return winner === 'w' ? 100 : 0;
+  return 50 + 50 * (2 / (1 + Math.exp(-0.00368208 * score.cp)) - 1);
 }
 
 /** The players of a game: "White - Black" if the tags don't name them.
- *  @param {Map<string, string>} tags */
-export function playersOf(tags) {
-  const name = (key) => tags.get(key)?.replace(/^\?$/, '') || key;
-  return `${name('White')} - ${name('Black')}`;
-}
+ *  @param {Record<string, string>} tags */
+export const playersOf = ({ White = 'White', Black = 'Black' }) => `${White} - ${Black}`;

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // Draws the score of a game as an SVG document, light or dark as the reader's system is. Heights
-// are White's expected share of the point, so a pawn counts for more in an even game than in a
-// decided one; the labels of the axis are pawns.
+// are White's win %, so a pawn counts for more in an even game than in a decided one; the labels of
+// the axis are pawns.
 
-import { expectation, scoreText } from './chess.mjs';
+import { scoreText, winPercent } from './chess.mjs';
 
 const width = 960;
 const height = 400;
 const [left, right, top, bottom] = [64, width - 24, 64, height - 48];
 
 const fixed = (value) => Number(value.toFixed(1));
-const yOf = (score) => fixed(bottom - expectation(score) * (bottom - top));
+const yOf = (score) => fixed(bottom - (winPercent(score) / 100) * (bottom - top));
 
 function escape(text) {
   // XML has no control characters.

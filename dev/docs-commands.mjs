@@ -58,9 +58,9 @@ export const quick = {
   [`tools/analyse --time 1000 ${kiwi}`]: { says: /^1 +[-+]\d+\.\d\d +\d+ +\S+ +13\.\.\. /m },
   'tools/analyse --depth 12 --lines 3 --json startpos': { says: /^\{"input":.*"rank":3,"depth":12/m },
   'tools/analyse --depth 10 data/suites/mates.epd': { says: /#\d/ },
-  'tools/analyse --time 2000 --svg score.svg data/immortal.pgn': {
-    short: ['2000', '50'],
-    says: /Largest swings:/,
+  'tools/analyse --depth 12 --report --html report.html --pgn marked.pgn data/immortal.pgn': {
+    short: ['12', '10'],
+    says: /turning point/,
   },
   'tools/suite --time 1000 data/suites/tactics.epd data/suites/mates.epd': {
     short: ['1000', '100'],

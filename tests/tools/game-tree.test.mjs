@@ -28,7 +28,21 @@ function linesOf(node) {
  *  @returns {{text: string, root: object, tags: object}} `root` as `shapeOf` gives it */
 function makeGame(random) {
   const chance = (share) => random() < share;
-  const words = ['so', '(or)', '1-0', '[x]', ';', '$3', '"', '%', 'über', 'e4', '{', 'x  y', 'a\nb'];
+  const words = [
+    'so',
+    '(or)',
+    '1-0',
+    '[x]',
+    ';',
+    '$3',
+    '"',
+    '%',
+    'über',
+    'e4',
+    '{',
+    'x  y',
+    'a\nb',
+  ];
   const phrase = () =>
     Array.from({ length: 1 + random() * 4 }, () => pick(random, words)).join(' ');
   let text = '';
@@ -40,7 +54,11 @@ function makeGame(random) {
   };
   const putComment = (comment) => {
     const isShort = !comment.includes('\n') && chance(0.3);
-    put(isShort ? `;${comment}${pick(random, ['\n', '\r\n'])}` : `{${chance(0.5) ? ' ' : ''}${comment} }`);
+    put(
+      isShort
+        ? `;${comment}${pick(random, ['\n', '\r\n'])}`
+        : `{${chance(0.5) ? ' ' : ''}${comment} }`,
+    );
   };
   const empty = () => ({
     san: null,
@@ -74,7 +92,9 @@ function makeGame(random) {
         commands.push(`[%clk ${Math.floor(minutes / 60)}:${pad(minutes % 60)}:${pad(rest)}]`);
       }
       if (chance(0.2)) {
-        node.score = chance(0.5) ? { mate: 1 + Math.floor(random() * 9) } : { cp: -Math.floor(random() * 900) - 1 };
+        node.score = chance(0.5)
+          ? { mate: 1 + Math.floor(random() * 9) }
+          : { cp: -Math.floor(random() * 900) - 1 };
         const { cp, mate } = node.score;
         commands.push(`[%eval ${mate ? `#${mate}` : cp / 100}]`);
       }
@@ -136,7 +156,9 @@ function makeGame(random) {
   for (const [name, value] of Object.entries(tags)) {
     text += `[${name}${pick(random, [' ', '\t'])}"${value.replace(/["\\]/g, '\\$&')}"]\r\n`;
   }
-  const fen = chance(0.3) ? 'r3k2r/1P3pp1/2n2q2/3pP3/8/2N2Q2/1p3PP1/R3K2R w KQkq d6 0 20' : startFen;
+  const fen = chance(0.3)
+    ? 'r3k2r/1P3pp1/2n2q2/3pP3/8/2N2Q2/1p3PP1/R3K2R w KQkq d6 0 20'
+    : startFen;
   if (fen !== startFen) text += `[SetUp "1"]\n[FEN "${fen}"]\n`;
   const root = empty();
   annotate(root);
@@ -272,7 +294,10 @@ test('games pasted from lichess and chess.com keep clocks and scores', () => {
   const [f3, , g4, mate] = lichess.lineFrom();
   assert.deepEqual([f3.score, f3.clock, f3.nags], [{ cp: -62 }, 180000, [6]]);
   assert.equal(f3.comment, 'Inaccuracy. e4 was best.');
-  assert.deepEqual([g4.score, g4.elapsed, mate.comment], [{ mate: -1 }, 3500, 'Black wins by checkmate.']);
+  assert.deepEqual(
+    [g4.score, g4.elapsed, mate.comment],
+    [{ mate: -1 }, 3500, 'Black wins by checkmate.'],
+  );
   assert.equal(lichess.result, '0-1');
 
   const chessCom = readGame(`[Event "Live Chess"]
@@ -281,7 +306,10 @@ test('games pasted from lichess and chess.com keep clocks and scores', () => {
 [Termination "a won by resignation"]
 
 1. e4 {[%clk 0:09:58.4]} 1... e5 {[%clk 0:09:59]} 2. Nf3 {[%clk 0:09:57]} 1-0`);
-  assert.deepEqual(chessCom.lineFrom().map(({ clock }) => clock), [598400, 599000, 597000]);
+  assert.deepEqual(
+    chessCom.lineFrom().map(({ clock }) => clock),
+    [598400, 599000, 597000],
+  );
   assert.match(chessCom.toPgn(), /^1\. e4 \{\[%clk 0:09:58\.4\]\} 1\.\.\. e5 /m);
 });
 
@@ -298,9 +326,17 @@ test('games of a file are listed by their tags and read when they are asked for'
 [White "c"]`;
   const games = listGames(text);
   const names = games.map(({ tags, line }) => [tags.White, line]);
-  assert.deepEqual(names, [['Loyd "Sam" Samuel', 1], [undefined, 8], [undefined, 8], ['c', 10]]);
+  assert.deepEqual(names, [
+    ['Loyd "Sam" Samuel', 1],
+    [undefined, 8],
+    [undefined, 8],
+    ['c', 10],
+  ]);
   const trees = games.map((game) => game.read());
-  assert.deepEqual(trees.map(({ result }) => result), ['1-0', '1/2-1/2', '*', '*']);
+  assert.deepEqual(
+    trees.map(({ result }) => result),
+    ['1-0', '1/2-1/2', '*', '*'],
+  );
   assert.equal(trees[1].lineFrom()[1].comment, 'agreed');
   assert.deepEqual(listGames(' \n% nothing\n'), []);
   // A thousand open variations don't hide the game after them.
@@ -311,12 +347,24 @@ test('games of a file are listed by their tags and read when they are asked for'
 
 test('what is wrong has its line and column; the rest is read', () => {
   const cases = [
-    ['[White "a"]\n\n1. e4 e5\n2. Ke3 Nf6 *', 'e4 e5', ['line 4, column 4: 2. Ke3 is not a legal move']],
-    ['1. e4 (1. d4 Nf3 2. c4) e5 *', 'e4 (d4) e5', ['line 1, column 14: 1... Nf3 is not a legal move']],
+    [
+      '[White "a"]\n\n1. e4 e5\n2. Ke3 Nf6 *',
+      'e4 e5',
+      ['line 4, column 4: 2. Ke3 is not a legal move'],
+    ],
+    [
+      '1. e4 (1. d4 Nf3 2. c4) e5 *',
+      'e4 (d4) e5',
+      ['line 1, column 14: 1... Nf3 is not a legal move'],
+    ],
     ['1. e4 {open', 'e4', ['line 1, column 7: the comment that begins here has no end']],
     ['1. e4 ) e5', 'e4 e5', ["line 1, column 7: a variation ends here that hasn't begun"]],
     ['1. e4\n(1. d4', 'e4 (d4)', ['line 2, column 7: a variation has no end']],
-    ['(1. d4) 1. e4', 'e4', ['line 1, column 1: a variation before the first move that it could replace']],
+    [
+      '(1. d4) 1. e4',
+      'e4',
+      ['line 1, column 1: a variation before the first move that it could replace'],
+    ],
     ['1. e4 § e5', 'e4 e5', ['line 1, column 7: "§" has no meaning here']],
     ['[FEN "8/8 w"]\n1. e4', '', [/^line 1, column 1: not a position/]],
     ['hello', '', ['line 1, column 1: 1. hello is not a legal move']],
@@ -395,7 +443,10 @@ test('comments and glyphs are set, replaced and taken away', () => {
   tree.setComment(e4, 'why', 'before');
   for (const nag of [14, 1, 5]) tree.toggleNag(e4, nag);
   assert.deepEqual([e4.comment, e4.clock, e4.nags], ['a ) brace', 60000, [5, 14]]);
-  assert.match(tree.toPgn(), /\n1\. \{why\} e4 \$5 \$14 \{\[%clk 0:01:00\] \[%cal Ge2e4\] a \) brace\} \*\n$/);
+  assert.match(
+    tree.toPgn(),
+    /\n1\. \{why\} e4 \$5 \$14 \{\[%clk 0:01:00\] \[%cal Ge2e4\] a \) brace\} \*\n$/,
+  );
   checkSurvives(tree, 'edited');
   tree.toggleNag(e4, 5);
   tree.setComment(e4, '');

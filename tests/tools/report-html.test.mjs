@@ -26,7 +26,10 @@ test.after(() => browser?.close());
 async function open(pgn, scores, lines, size) {
   const tree = readGame(pgn);
   const results = scores.map((cp, i) => ({ score: { cp }, line: lines[i]?.split(' ') ?? [] }));
-  const name = file('report.html', reportHtml(tree, makeReport(tree, results), { engine: hostile }));
+  const name = file(
+    'report.html',
+    reportHtml(tree, makeReport(tree, results), { engine: hostile }),
+  );
   const page = await browser.newPage({ viewport: size });
   const faults = [];
   page.on('pageerror', ({ message }) => faults.push(message));
@@ -59,7 +62,12 @@ const lines = { 2: 'd2d4 e5d4 d1d4', 3: 'Qh4#' };
 test('it shows the game, its marks and the positions one clicks', async () => {
   const { page, faults } = await open(pgn, scores, lines, { width: 1280, height: 800 });
   const text = await page.innerText('body');
-  for (const said of [hostile, 'A <b>game</b>', 'a <i>comment</i>', '(1. e4 c5! (1... e5) 2. Nf3)']) {
+  for (const said of [
+    hostile,
+    'A <b>game</b>',
+    'a <i>comment</i>',
+    '(1. e4 c5! (1... e5) 2. Nf3)',
+  ]) {
     assert.ok(text.includes(said), said);
   }
   assert.match(text, /Barnes Opening/);

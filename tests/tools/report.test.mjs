@@ -36,7 +36,14 @@ const marksOf = ({ moves }) =>
 
 // The numbers are those of a pocket calculator.
 test('the accuracy of a move follows the published formula', () => {
-  const losses = [[0, 99.9999], [1, 95.6044], [5, 79.817], [15, 50.5242], [50, 8.5303], [100, 0]];
+  const losses = [
+    [0, 99.9999],
+    [1, 95.6044],
+    [5, 79.817],
+    [15, 50.5242],
+    [50, 8.5303],
+    [100, 0],
+  ];
   for (const [loss, accuracy] of losses) near(moveAccuracy(loss), accuracy);
 });
 
@@ -70,7 +77,17 @@ test("fool's mate: both of White's moves are bad, Black's are exact", () => {
 
 test("a side's accuracy weighs its moves by how much the score moves around them", () => {
   // What each pair of moves changes: White's and Black's losses, in centipawns.
-  const pairs = [[0, 0], [-30, 0], [0, 0], [-120, 40], [0, 0], [0, 90], [-250, 0], [0, 0], [0, 200]];
+  const pairs = [
+    [0, 0],
+    [-30, 0],
+    [0, 0],
+    [-120, 40],
+    [0, 0],
+    [0, 90],
+    [-250, 0],
+    [0, 0],
+    [0, 200],
+  ];
   const scores = [20];
   for (const change of [...pairs, [-40, 10], ...pairs, [-40, 10]].flat()) {
     scores.push(scores.at(-1) + change);
@@ -87,7 +104,12 @@ test("a side's accuracy weighs its moves by how much the score moves around them
   near(w.accuracy, 80.0619);
   near(b.accuracy, 84.7516);
   const plies = other.moves.filter(({ mark }) => mark).map(({ ply, mark }) => [ply, mark.text]);
-  const expected = [[7, '?'], [12, '?!'], [13, '??'], [18, '??']];
+  const expected = [
+    [7, '?'],
+    [12, '?!'],
+    [13, '??'],
+    [18, '??'],
+  ];
   assert.deepEqual(plies, [...expected, [27, '?'], [32, '?!'], [33, '??'], [38, '?']]);
   // To 28.5 % and so losing, to 45.4 and so even; again, to 21.6 and 36.5. Ply 27 ends at 30.01.
   assert.deepEqual(other.turningPoints, [13, 18, 33, 38]);
@@ -95,7 +117,10 @@ test("a side's accuracy weighs its moves by how much the score moves around them
 
 test('a forced move is scored, by the position after it, and so is never at fault', () => {
   const { report } = reportOn('[FEN "7k/6Q1/8/8/8/7r/8/K7 b - - 0 1"]\nKxg7 Ka2 *', [900, 0, 0]);
-  assert.deepEqual(report.moves.map(({ isForced }) => isForced), [true, false]);
+  assert.deepEqual(
+    report.moves.map(({ isForced }) => isForced),
+    [true, false],
+  );
   assert.deepEqual(report.scores[0], { cp: 0 });
   assert.deepEqual([report.sides.b.acpl, marksOf(report)], [0, []]);
   assert.equal(report.moves[0].accuracy, moveAccuracy(0));
@@ -115,16 +140,25 @@ test('mates that are missed, found late and suffered are told apart', () => {
   assert.deepEqual(marksOf(report), ['3... Nf6??']);
   assert.equal(report.moves[5].cpLoss, 1000 + 30);
   // A mate in 1 that becomes +5 loses 13.7 points; one that becomes a mate in 3 nothing.
-  for (const [after, marks] of [[500, ['4. Ng1?']], ['#3', []]]) {
+  for (const [after, marks] of [
+    [500, ['4. Ng1?']],
+    ['#3', []],
+  ]) {
     const game = '1. e4 e5 2. Bc4 Nc6 3. Qh5 Nf6 4. Nf3 *'.replace('Nf3', 'Nh3');
     const { report: missed } = reportOn(game, [20, 20, 20, 0, 0, -30, '#1', after]);
-    assert.deepEqual(marksOf(missed).slice(1), marks.map((each) => each.replace('Ng1', 'Nh3')));
+    assert.deepEqual(
+      marksOf(missed).slice(1),
+      marks.map((each) => each.replace('Ng1', 'Nh3')),
+    );
   }
 });
 
 test('moves without scores are left out; there may be none at all', () => {
   const { report } = reportOn('1. e4 e5 2. Nf3 *', [20, null, 30, -400]);
-  assert.deepEqual(report.moves.map(({ loss }) => loss === null), [true, true, false]);
+  assert.deepEqual(
+    report.moves.map(({ loss }) => loss === null),
+    [true, true, false],
+  );
   assert.deepEqual([report.sides.w.moves, report.sides.b.acpl], [2, null]);
   assert.deepEqual(marksOf(report), ['2. Nf3??']);
   const nothing = makeReport(new GameTree(), []);
@@ -134,7 +168,10 @@ test('moves without scores are left out; there may be none at all', () => {
 
 test("the engine's own moves are never at fault: its view has changed", () => {
   // 1... e5 is the engine's move, so Black stood at -400 before it already, after a better 1. e4.
-  const { report } = reportOn('1. e4 e5 2. d4 *', [20, 10, -400, -400], { 0: 'd4', 1: 'e7e5 d2d4' });
+  const { report } = reportOn('1. e4 e5 2. d4 *', [20, 10, -400, -400], {
+    0: 'd4',
+    1: 'e7e5 d2d4',
+  });
   assert.deepEqual(report.scores, [{ cp: 20 }, { cp: -400 }, { cp: -400 }, { cp: -400 }]);
   assert.deepEqual(marksOf(report), ['1. e4??']);
   assert.equal(markText(report.moves[0], report), 'Blunder: +0.20 to -4.00; better 1. d4.');
@@ -152,14 +189,18 @@ test('time is added up by phase, from clocks, increments and what moves took', (
   // 3. Bc4 has been given time; 3... Bc5 has no clock; 4. O-O is rounded.
   const times = report.moves.map(({ elapsed }) => elapsed);
   assert.deepEqual(times, [2000, 0, 10000, 2500, null, null, 0]);
-  assert.deepEqual(report.phases.map(({ name }) => name), ['opening']);
+  assert.deepEqual(
+    report.phases.map(({ name }) => name),
+    ['opening'],
+  );
   assert.deepEqual([report.phases[0].w.time, report.phases[0].b.time], [12000, 2500]);
   assert.match(formatReport(report), /^time in the opening +0:12 +0:03$/m);
   assert.deepEqual([59499, 3723000].map(timeText), ['0:59', '1:02:03']);
 });
 
 test('the phases of a game follow the pieces that are left', () => {
-  const phasesOf = (pgn) => reportOn(pgn, []).report.phases.map(({ name, from, to }) => [name, from, to]);
+  const phasesOf = (pgn) =>
+    reportOn(pgn, []).report.phases.map(({ name, from, to }) => [name, from, to]);
   // Eleven pieces besides kings and pawns, ten after 3... Bxe7.
   const opening = '[FEN "rnbqkb2/pppppppp/8/8/8/8/PPPPPPPP/RNBQKB1R w KQq - 0 1"]\n';
   assert.deepEqual(phasesOf(`${opening}1. Nc3 Nc6 2. Nd5 Nd4 3. Nxe7 Bxe7 4. d3 *`), [
@@ -171,7 +212,10 @@ test('the phases of a game follow the pieces that are left', () => {
   assert.deepEqual(phasesOf(developed), [['middlegame', 1, 1]]);
   // Seven pieces, then six.
   const few = '[FEN "2bqkr2/P7/1n6/8/8/8/8/R2QK2R b - - 0 1"]\n1... Nd7 2. Qxd7+ Bxd7 *';
-  assert.deepEqual(phasesOf(few), [['middlegame', 1, 2], ['endgame', 3, 3]]);
+  assert.deepEqual(phasesOf(few), [
+    ['middlegame', 1, 2],
+    ['endgame', 3, 3],
+  ]);
   // A promotion doesn't lead back.
   const six = '[FEN "2bqkr2/P7/8/8/8/8/8/R2QK2R w - - 0 1"]\n1. a8=Q Kf7 *';
   assert.deepEqual(phasesOf(six), [['endgame', 1, 2]]);
@@ -192,7 +236,10 @@ test('a blunder has a sentence on what it costs: a mate, pieces, or a term', asy
   const knight = '1. e4 e5 2. Nf3 Nc6 3. Nxe5 *';
   const scores = [20, 20, 20, 20, 30, -250];
   const lines = { 4: 'Bb5 a6', 5: 'c6e5 d2d4' };
-  assert.equal(await reasonOf(knight, scores, lines), 'After 3. Nxe5 White loses a knight for a pawn.');
+  assert.equal(
+    await reasonOf(knight, scores, lines),
+    'After 3. Nxe5 White loses a knight for a pawn.',
+  );
   // The loss is far more than the pieces, and there is nobody to ask.
   const answer = await reasonOf(knight, [20, 20, 20, 20, 30, -900], lines);
   assert.equal(answer, 'After 3. Nxe5 Black has 3... Nxe5.');

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The rules of chess and chess as text: positions, games and moves as people and engines write
-// them, scores as people read them. The rules are those of chess.js. Works in Node and in a web page.
+// them, scores as people read them. The rules are those of chess.js. Works in Node and in a page.
 
 let library;
 try {

@@ -118,7 +118,8 @@ export function boardSvg(fen, { isFlipped = false, marked = [], arrows = [], lab
   const parts = [`<rect class="light" width="${side}" height="${side}"/>`];
   const dark = [];
   for (let i = 0; i < 64; i++) {
-    if ((i + (i >> 3)) % 2) dark.push(`M${(i % 8) * square} ${(i >> 3) * square}h${square}v${square}h-${square}z`);
+    if ((i + (i >> 3)) % 2)
+      dark.push(`M${(i % 8) * square} ${(i >> 3) * square}h${square}v${square}h-${square}z`);
   }
   parts.push(`<path class="dark" d="${dark.join('')}"/>`);
   for (const name of marked) {

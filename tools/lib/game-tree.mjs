@@ -69,7 +69,8 @@ const lexer = new RegExp(
     /^\[\s*(?<name2>\w+)\s*"(?<value2>.*)"\s*\]\s*$/, // quotes that aren't escaped
     /(?<open>\()|(?<close>\))/,
     /(?<result>1-0|0-1|1\/2-1\/2|½-½|1\/2|\*)(?![\w/-])/,
-    /\$(?<nag>\d{1,3})|(?<glyph>!!|\?\?|!\?|\?!|[!?□∞⩲⩱±∓=]|\+\/?-|-\/?\+(?!\w)|\+=|=\+)/,
+    /\$(?<nag>\d{1,3})/,
+    /(?<glyph>!!|\?\?|!\?|\?!|[!?□∞⩲⩱±∓=]|\+\/?-|-\/?\+(?!\w)|\+=|=\+)/,
     /e\.?p\.?(?!\w)/,
     /(?<number>\d+)(?:\s*[.…]+|(?=\s))/,
     /(?<move>--|[A-Za-z0-9@][-\w+#=:@]*)/,
@@ -522,7 +523,7 @@ function readMoves(tree, text, start, end, complain) {
       isAhead = true;
     } else if (is.close) {
       if (!stack.length) {
-        complain(index, 'a variation ends here that hasn\'t begun');
+        complain(index, "a variation ends here that hasn't begun");
         continue;
       }
       if (!line.isBroken) close();

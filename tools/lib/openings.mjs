@@ -309,7 +309,7 @@ function addNext() {
 }
 
 /** Makes the table of positions ahead of its use, in slices of a few milliseconds: for a page,
- *  which must stay awake. Without it the first call of openingOf() takes some tenths of a second. */
+ *  which must stay awake. Without it the first call of openingOf() takes tenths of a second. */
 export async function prepareOpenings() {
   while (known < openings.length) {
     const end = performance.now() + 5;
@@ -320,7 +320,7 @@ export async function prepareOpenings() {
 
 /** The opening of a game: the last of its positions that has a name.
  *  @param {string[]} positions FENs, in the order of the game
- *  @returns {?{name: string, ply: number}} ply is that position's index; null when none has a name */
+ *  @returns {?{name: string, ply: number}} `ply` is that position's index; null if none has one */
 export function openingOf(positions) {
   while (known < openings.length) addNext();
   // No line above is longer than 18 moves; a game may take a few more to get there.

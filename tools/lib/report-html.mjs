@@ -25,8 +25,8 @@ const style = `:root { color-scheme: light dark; --paper: #fff; --ink: #1c2126; 
   --line: #343c44; --field: #0b0d0f; --white: #b9c2cb; --accent: #7db8ff; --lit: #22384f;
   --blunder: #ff7a66; --mistake: #ff9d4d; --inaccuracy: #e5c04a } }
 * { box-sizing: border-box }
-body { margin: 0 auto; max-width: 1200px; padding: 1rem; background: var(--paper); color: var(--ink);
-  font: 16px/1.45 system-ui, sans-serif }
+body { margin: 0 auto; max-width: 1200px; padding: 1rem; background: var(--paper);
+  color: var(--ink); font: 16px/1.45 system-ui, sans-serif }
 h1 { font-size: 1.5rem; margin: 0 } h2 { font-size: 1.1rem; margin: 0 0 .5rem }
 header p { margin: .2rem 0 1rem; color: var(--soft) }
 main { display: grid; gap: 1.5rem; grid-template-columns: minmax(0, 26rem) minmax(0, 1fr);
@@ -49,7 +49,8 @@ svg { display: block; width: 100% }
 .touch:hover, .touch.current { fill: var(--accent); fill-opacity: .35 }
 .phases { display: flex; margin: .2rem 0 0; color: var(--soft); font-size: .8rem }
 .phases span { min-width: 0; overflow: hidden; text-overflow: ellipsis }
-#board { position: sticky; top: 1rem } .keys { position: sticky; top: 29rem; display: flex; gap: .4rem }
+#board { position: sticky; top: 1rem }
+.keys { position: sticky; top: 29rem; display: flex; gap: .4rem }
 button { font: inherit; padding: .2rem .6rem }
 .pair { display: grid; grid-template-columns: 3rem 1fr 1fr; padding: .05rem 0 }
 .pair b { font-weight: normal; color: var(--soft) }
@@ -60,7 +61,8 @@ a:hover { text-decoration: underline } a.current { background: var(--lit) }
 .note p { margin: .1rem 0 } .line, .variation { color: var(--soft) }
 .mark { font-weight: bold } .mark.blunder { color: var(--blunder) }
 .mark.mistake { color: var(--mistake) } .mark.inaccuracy { color: var(--inaccuracy) }
-.turning { display: grid; gap: 1.2rem; grid-template-columns: repeat(auto-fill, minmax(15rem, 1fr)) }
+.turning { display: grid; gap: 1.2rem;
+  grid-template-columns: repeat(auto-fill, minmax(15rem, 1fr)) }
 .turning h2 { grid-column: 1 / -1; margin: 0 } figure { margin: 0 }
 @media (max-width: 50rem) {
   main { display: block } section { margin-bottom: 1.5rem }
@@ -68,7 +70,8 @@ a:hover { text-decoration: underline } a.current { background: var(--lit) }
   #board { position: static; width: min(100%, 42vh); margin: auto }
   .keys { position: static; justify-content: center; margin: .3rem 0 0 }
 }
-@media print { .keys { display: none } #board { position: static } figure { break-inside: avoid } }`;
+@media print { .keys { display: none } #board { position: static }
+  figure { break-inside: avoid } }`;
 
 /** Shows a position when a move of the text or the graph is clicked, or a key is pressed. */
 const script = `let at = length - 1;

@@ -4,15 +4,7 @@
 // have been better. The formulas are those that lichess publishes; docs/analysis.md states them.
 // Neither Node nor a page is needed.
 
-import {
-  Chess,
-  endOf,
-  mateWinner,
-  moveNumber,
-  numbered,
-  scoreText,
-  winPercent,
-} from './chess.mjs';
+import { Chess, endOf, mateWinner, moveNumber, numbered, scoreText, winPercent } from './chess.mjs';
 import { readGame } from './game-tree.mjs';
 import { openingOf } from './openings.mjs';
 
@@ -21,8 +13,8 @@ import { openingOf } from './openings.mjs';
  *  @property {?Score} score
  *  @property {string[]} [line] the best moves, as the engine protocol or as people write them
  *
- *  @typedef {{cp: number, depth?: number} | {mate: number, winner?: 'w' | 'b', depth?: number}} Score
- *      White's; a mate on the board is 0 and has its `winner`
+ *  @typedef {{cp: number} | {mate: number, winner?: 'w' | 'b'}} Score White's, perhaps with its
+ *      `depth`; a mate on the board is 0 and has its `winner`
  *
  *  @typedef {object} ReportMove
  *  @property {number} ply from 1; `report.scores[ply]` is the position's after the move
@@ -305,7 +297,13 @@ function endOfLine(fen, line) {
 }
 
 const sideNames = { w: 'White', b: 'Black' };
-const pieces = { q: ['queen', 9], r: ['rook', 5], b: ['bishop', 3], n: ['knight', 3], p: ['pawn', 1] };
+const pieces = {
+  q: ['queen', 9],
+  r: ['rook', 5],
+  b: ['bishop', 3],
+  n: ['knight', 3],
+  p: ['pawn', 1],
+};
 const counts = ['', 'a', 'two', 'three', 'four', 'five', 'six', 'seven', 'eight'];
 
 /** "White loses a rook for two pawns", when that is what most of a loss is; null otherwise. */
@@ -376,7 +374,8 @@ export async function addReasons(report, compare = null) {
     const [old, now] = [report.scores[ply - 1], report.scores[ply]];
     const opponent = side === 'w' ? 'b' : 'w';
     let fact = null;
-    if (mateWinner(now) === opponent) fact = `${sideNames[opponent]} mates in ${Math.abs(now.mate)}`;
+    if (mateWinner(now) === opponent)
+      fact = `${sideNames[opponent]} mates in ${Math.abs(now.mate)}`;
     else if (mateWinner(old) === side) fact = `the mate in ${Math.abs(old.mate)} is gone`;
     else if (better.length && reply.length) {
       const ends = [endOfLine(before, better), endOfLine(after, reply)];
@@ -406,7 +405,7 @@ export function markText({ mark, ply, before, better, reason }, { scores }) {
   return `${name}: ${change}${advice}.${reason ? ` ${reason}` : ''}`;
 }
 
-/** The moves of a game that lost most, in a line each: "18. Bd6?? (+1.11 -> -6.20; better 18. Re1)".
+/** The moves of a game that lost most: "18. Bd6?? (+1.11 -> -6.20; better 18. Re1)".
  *  @param {Report} report
  *  @param {number} [count] the most moves to return
  *  @returns {{index: number, loss: number, mark: string, text: string}[]} in the order of the game;
@@ -458,7 +457,9 @@ export function timeText(milliseconds) {
   const pad = (each) => String(each).padStart(2, '0');
   const minutes = Math.floor(seconds / 60);
   const rest = pad(seconds % 60);
-  return minutes < 60 ? `${minutes}:${rest}` : `${Math.floor(minutes / 60)}:${pad(minutes % 60)}:${rest}`;
+  return minutes < 60
+    ? `${minutes}:${rest}`
+    : `${Math.floor(minutes / 60)}:${pad(minutes % 60)}:${rest}`;
 }
 
 /** The figures of a report, for a table: a name, White's and Black's.
@@ -466,7 +467,10 @@ export function timeText(milliseconds) {
  *  @returns {[string, string, string][]} */
 export function reportRows({ sides: { w, b }, phases }) {
   const rows = [
-    ['accuracy', ...[w, b].map(({ accuracy }) => (accuracy === null ? '-' : `${number(accuracy)} %`))],
+    [
+      'accuracy',
+      ...[w, b].map(({ accuracy }) => (accuracy === null ? '-' : `${number(accuracy)} %`)),
+    ],
     ['average centipawn loss', ...[w, b].map(({ acpl }) => number(acpl))],
     ...[...marks].reverse().map(({ plural }) => [plural, String(w[plural]), String(b[plural])]),
   ];

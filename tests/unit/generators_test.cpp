@@ -134,6 +134,7 @@ TEST(MoveGenerators, QuietMovesAndLegalMovesComeInTheirOrder)
         // A promotion to queen or knight may check, also through the square that the pawn leaves.
         {checks, "8/3P4/8/8/8/8/3k4/7K w - - 0 1", "d7d8q"},
         {checks, "8/3P4/4k3/8/8/8/8/7K w - - 0 1", "d7d8n"},
+        {checks, "k7/8/8/8/8/8/p7/7K b - - 0 1", "a2a1q"},
         {checks, "8/8/8/3k4/8/4P3/2P5/7K w - - 0 1", "e3e4 c2c4"},
         {checks, "4k3/4p3/8/8/3K4/8/8/8 b - - 0 1", "e7e5"},
         {checks, "7k/8/8/8/8/8/8/K4R2 w - - 0 1", "f1h1 f1f8"},

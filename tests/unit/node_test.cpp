@@ -130,6 +130,22 @@ TEST(SearchNode, ARepetitionOrATableEntryIsTheResultExceptAtTheRoot)
     }
 }
 
+TEST(SearchNode, APositionWithTheOtherSideToMoveIsNoRepetition)
+{
+    Node node(start, 1);
+    for (const char* text : {"g1f3", "g8f6", "f3g1", "f6g8", "b1c3", "b8c6", "c3b1", "c6b8"})
+    {
+        const moveStruct move = node.move(text);
+        makeMove(1, &move, node.get(), false);
+        node.ply(0).castlingRights = node.ply(1).castlingRights;
+    }
+    // A null move can bring the same key to an odd distance.
+    for (const int back : {5, 9}) node->keyHistory[node->keyIndex - back] = 0;
+    for (const int back : {6, 8}) node->keyHistory[node->keyIndex - back] = node->hashKey;
+    node.search(1, -32767, 32767);
+    EXPECT_GT(node.visits(), 19U);
+}
+
 TEST(SearchNode, StalemateMateFromThePlyAndADrawByTheFiftyMoveCounterAreNotStored)
 {
     for (const auto& [fen, ply, score] : {std::tuple("7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", 1, 0),

@@ -583,8 +583,8 @@ TCONST combEval EVALPAWNNEIGHBOUR[8] = {
     X(   0,    0), X(   4,   -4), X(   4,   -2), X(  10,    2), X(  17,   17), X(  48,   67), X(   2,  147), X(   0,    0),
 };
 
-// EVALPAWNPASSEDCANDIDATE[row][rank]: row 0 if fewer own pawns defend the pawn than enemy pawns
-// attack it, row 1 if at least as many do. The rank is the owner's.
+// EVALPAWNPASSEDCANDIDATE[row][rank]: row 0 if fewer friendly pawns defend the pawn than enemy
+// pawns attack it, row 1 if at least as many do. The rank is the owner's.
 TCONST combEval EVALPAWNPASSEDCANDIDATE[2][8] = {
     {
         X(   0,    0), X( -40,  -12), X( -18,  -10), X(   2,    4), X(  12,   25), X(  32,   17), X(   0,    0), X(   0,    0),
@@ -657,7 +657,8 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
             sum += trace.note(termPawnDoubled, us, rear, EVALPAWNDOUBLED[file]);
             if (nearKing) sum += trace.note(termPawnKsDoubled, us, rear, EVALPAWNKSDOUBLED);
         }
-        // Backward: it can't step forward safely, and no own pawn is further back to support it.
+        // Backward: it can't step forward safely, and no friendly pawn is further back to support
+        // it.
         if (stopGuards && !(passedPawnsMask[them][square] & mine))
         {
             if (nearKing) sum += trace.note(termPawnKsBackward, us, square, EVALPAWNKSBACKWARD);
@@ -741,7 +742,7 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
                          EVALPAWNPASSEDDISTOTHER[distance[square][scratch.kingSquare[them]]];
         if (!(ranksAtOrAbove[us][square] & file & attacked)) value += EVALPAWNPASSEDPROMO[0];
 
-        // An own rook or queen ahead blocks the pawn's path until it moves away. Rooks belong
+        // A friendly rook or queen ahead blocks the pawn's path until it moves away. Rooks belong
         // behind passed pawns (Tarrasch). So the pawn is worth half, or a quarter if it is also
         // attacked.
         if (passedPawnsMask[us][square] & file & rooksAndQueens(us, position))
@@ -801,8 +802,8 @@ TCONST combEval EVALMOBILITYQUEEN[28] = {
     X(  22,   56), X(  19,   56), X(  30,   57), X(  59,   47), X(  46,   33), X(  64,   36), X(  48,   18),
 };
 
-// On an outpost, from which no pawn can drive the piece away: entry 1 if an own pawn defends it,
-// else entry 0.
+// On an outpost, from which no pawn can drive the piece away: entry 1 if a friendly pawn defends
+// it, else entry 0.
 TCONST combEval EVALOUTPOSTKNIGHT[2] = {
     X(   4,  -15), X(  23,    5),
 };
@@ -811,8 +812,8 @@ TCONST combEval EVALOUTPOSTBISHOP[2] = {
     X(   6,   -7), X(  32,    0),
 };
 
-// A rook on a file without own pawns, along which it can reach the enemy's ranks: entry 0 if an
-// enemy pawn is there, else entry 1.
+// A rook on a file without friendly pawns, along which it can reach the enemy's ranks: entry 0 if
+// an enemy pawn is there, else entry 1.
 TCONST combEval EVALROOKONOPEN[2] = {
     X(  17,    3), X(  40,   -6),
 };
@@ -872,8 +873,8 @@ template <size_t size> combEval mobilityScore(TCONST combEval (&table)[size], in
 }
 
 /// All pieces of one kind and colour: enters their attacks into the maps and scores their activity.
-/// Rays pass through own queens; rays along ranks and files also pass through own rooks. So two
-/// pieces in line, a battery, both count as attackers of what is ahead.
+/// Rays pass through friendly queens; rays along ranks and files also pass through friendly rooks.
+/// So two pieces in line, a battery, both count as attackers of what is ahead.
 template <int us, int piece, typename Trace>
 inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
                            Trace trace)
@@ -982,7 +983,7 @@ template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
 {
     constexpr int them = us ^ 1;
-    // Squares of own pieces stay in the area: defending a piece counts as mobility.
+    // Squares of friendly pieces stay in the area: defending a piece counts as mobility.
     scratch.mobilityArea[us] =
         ~(scratch.attackedBy[PAWN + them] | scratch.blockedPawns[us] | bit(scratch.kingSquare[us]));
     scratch.attackedBy[KING + us] = kingAttackTable[scratch.kingSquare[us]];
@@ -1072,9 +1073,9 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 
 // clang-format off
 
-// EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost own pawn of each file in the king's
-// zone, by its square. One rank per line, as in pieceSquareScore. Only the rearmost pawn counts,
-// because it is the one that covers the king.
+// EVALPAWNSHIELD[coordinate]: mid-game score of the rearmost friendly pawn of each file in the
+// king's zone, by its square. One rank per line, as in pieceSquareScore. Only the rearmost pawn
+// counts, because it is the one that covers the king.
 TCONST combEval EVALPAWNSHIELD[NOFSQUARES] = {
        0,    0,    0,    0,    0,    0,    0,    0,
      138,   94,  191,  171,   32,  134,  144,  101,
@@ -1145,7 +1146,7 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     const u64 undefended = ~scratch.attacksAll[us];
 
     // Attacks on the king's flank, up to the fifth rank from its side. Squares attacked twice that
-    // no own pawn defends count twice.
+    // no friendly pawn defends count twice.
     const u64 flankAttacks = kingSideFiles[fileOf(king)] & attacked & RANK1TO5BB[us];
     const u64 flankTwice = flankAttacks & attackedTwice & ~attackedBy[PAWN + us];
 

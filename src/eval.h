@@ -227,36 +227,36 @@ int evaluateN(int ply, positionStruct* position);
          "The place of the %piece on %square")                                                    \
     TERM(termPawnCandidate, groupPassed, "pawn candidate",                                        \
          "A pawn that exchanges could make passed: each enemy pawn ahead attacks it or its "      \
-         "next square, and at least as many own pawns are beside it as guard that square.",       \
+         "next square, and at least as many friendly pawns are beside it as guard that square.",  \
          "The pawn on %square may become passed")                                                 \
     TERM(termPawnIsolated, groupPawns, "pawn isolated",                                           \
-         "A pawn without an own pawn on a neighbouring file.",                                    \
+         "A pawn without a friendly pawn on a neighbouring file.",                                \
          "The pawn on %square is isolated")                                                       \
     TERM(termPawnKsIsolated, groupPawns, "pawn isolated near king",                               \
          "An isolated pawn on one of the three files around its king.",                           \
          "The pawn on %square near the king is isolated")                                         \
     TERM(termPawnDoubled, groupPawns, "pawn doubled",                                             \
-         "A pawn with an own pawn ahead of it on its file.",                                      \
-         "The pawn on %square is behind an own pawn")                                             \
+         "A pawn with a friendly pawn ahead of it on its file.",                                  \
+         "The pawn on %square is behind a friendly pawn")                                         \
     TERM(termPawnKsDoubled, groupPawns, "pawn doubled near king",                                 \
          "A doubled pawn on one of the three files around its king.",                             \
-         "The pawn on %square is behind an own pawn near the king")                               \
+         "The pawn on %square is behind a friendly pawn near the king")                           \
     TERM(termPawnBackHalf, groupPawns, "pawn backward, half-open file",                           \
          "A backward pawn on a file without enemy pawns: an enemy pawn guards its next square, "  \
-         "and no own pawn is further back on its file or a neighbouring one.",                    \
+         "and no friendly pawn is further back on its file or a neighbouring one.",               \
          "The pawn on %square is backward on a half-open file")                                   \
     TERM(termPawnKsBackward, groupPawns, "pawn backward near king",                               \
          "A backward pawn on one of the three files around its king.",                            \
          "The pawn on %square near the king is backward")                                         \
     TERM(termPawnConnected, groupPawns, "pawn connected",                                         \
-         "A pawn that an own pawn defends.",                                                      \
+         "A pawn that a friendly pawn defends.",                                                  \
          "The pawn on %square is defended by a pawn")                                             \
     TERM(termPawnNeighbour, groupPawns, "pawn neighbour",                                         \
-         "A pawn with an own pawn directly beside it.",                                           \
+         "A pawn with a friendly pawn directly beside it.",                                       \
          "The pawn on %square has a pawn beside it")                                              \
     TERM(termShield, groupKing, "king shield",                                                    \
-         "The rearmost own pawn of each file close to the king; half as much if the enemy has "   \
-         "no queen.",                                                                             \
+         "The rearmost friendly pawn of each file close to the king; half as much if the enemy "  \
+         "has no queen.",                                                                         \
          "The pawn on %square shields the king")                                                  \
     TERM(termPinnedKnight, groupPins, "knight pinned",                                            \
          "A knight pinned to its king, by whether an enemy pawn attacks it.",                     \
@@ -271,16 +271,16 @@ int evaluateN(int ply, positionStruct* position);
          "A queen pinned to its king, by whether an enemy pawn attacks it.",                      \
          "The queen on %square is pinned")                                                        \
     TERM(termDiscoveredKnight, groupPins, "knight discovers",                                     \
-         "A knight alone between an own queen, rook or bishop and the enemy king.",               \
+         "A knight alone between a friendly queen, rook or bishop and the enemy king.",           \
          "The knight on %square may discover a check")                                            \
     TERM(termDiscoveredBishop, groupPins, "bishop discovers",                                     \
-         "A bishop alone between an own queen, rook or bishop and the enemy king.",               \
+         "A bishop alone between a friendly queen, rook or bishop and the enemy king.",           \
          "The bishop on %square may discover a check")                                            \
     TERM(termDiscoveredRook, groupPins, "rook discovers",                                         \
-         "A rook alone between an own queen, rook or bishop and the enemy king.",                 \
+         "A rook alone between a friendly queen, rook or bishop and the enemy king.",             \
          "The rook on %square may discover a check")                                              \
     TERM(termDiscoveredQueen, groupPins, "queen discovers",                                       \
-         "A queen alone between an own queen, rook or bishop and the enemy king.",                \
+         "A queen alone between a friendly queen, rook or bishop and the enemy king.",            \
          "The queen on %square may discover a check")                                             \
     TERM(termMobilityKnight, groupActivity, "knight mobility",                                    \
          "How many squares a knight attacks, without its king's, its blocked pawns' and those "   \
@@ -312,10 +312,10 @@ int evaluateN(int ply, positionStruct* position);
          "The distance of the bishop on %square from its king")                                   \
     TERM(termBadBishop, groupActivity, "bishop bad",                                              \
          "Own blocked pawns on squares of a bishop's colour.",                                    \
-         "The bishop on %square has blocked own pawns on its colour")                             \
+         "The bishop on %square has blocked friendly pawns on its colour")                        \
     TERM(termRookFile, groupActivity, "rook on open file",                                        \
-         "A rook on a file without own pawns, by whether enemy pawns are there.",                 \
-         "The rook on %square has no own pawn on its file")                                       \
+         "A rook on a file without friendly pawns, by whether enemy pawns are there.",            \
+         "The rook on %square has no friendly pawn on its file")                                  \
     TERM(termPassedPawns, groupPassed, "passed pawns",                                            \
          "A passed pawn: its rank, its next square, what the enemy attacks of its way, own "      \
          "rooks and queens ahead, and how near both kings are.",                                  \
@@ -345,8 +345,8 @@ int evaluateN(int ply, positionStruct* position);
          "Enemy pieces that a safe pawn push would newly attack.",                                \
          "A safe pawn push would attack the %piece on %square")                                   \
     TERM(termFlank, groupKing, "king flank",                                                      \
-         "A king without an own pawn on the three or four files of its flank.",                   \
-         "The king on %square has no own pawn on its flank")                                      \
+         "A king without a friendly pawn on the three or four files of its flank.",               \
+         "The king on %square has no friendly pawn on its flank")                                 \
     TERM(termDanger, groupKing, "king danger",                                                    \
          "The attack on the king: attackers, weak squares around it, attacks on its flank, and "  \
          "checks.",                                                                               \

@@ -103,8 +103,8 @@ class Client {
     this.socket.send(JSON.stringify(message));
   }
 
-  search(id, limits = { kind: 'infinite' }) {
-    this.send({ type: 'search', id, fen: startFen, moves: [], limits });
+  search(id, limits = { kind: 'infinite' }, lines = 0) {
+    this.send({ type: 'search', id, fen: startFen, moves: [], limits, lines });
   }
 
   /** The first message for which a condition holds, also one that has come before. */
@@ -363,6 +363,33 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
   await client.end();
 });
 
+test('positions are explained by a program that is started when needed and when it has ended', async () => {
+  const program = `#!${process.execPath}
+require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
+  if (line.startsWith('8/')) process.exit(1);
+  console.log(JSON.stringify({ line, pid: process.pid }));
+});
+`;
+  const one = await start({ explainFile: file('explain', program, 0o755) });
+  const client = await Client.open(one.port);
+  const explain = async (id, ...fens) => {
+    client.send({ type: 'explain', id, fens });
+    const isIt = (message) => message.type === 'explained' && message.id === id;
+    return (await client.until(isIt, `explanation ${id}`)).explanation;
+  };
+  const first = await explain(1, startFen);
+  assert.equal(first.line, startFen);
+  const pair = await explain(2, startFen, startFen);
+  assert.deepEqual(pair, { line: `${startFen} | ${startFen}`, pid: first.pid });
+  assert.match((await explain(3, '8/8/8/8/8/8/8/8 w - - 0 1')).error, /has ended/);
+  assert.notEqual((await explain(4, startFen)).pid, first.pid);
+  const none = await Client.open((await start({ explainFile: '/no/such/file' })).port);
+  none.send({ type: 'explain', id: 1, fens: [startFen] });
+  assert.match((await none.until(({ type }) => type === 'explained', 'an error')).explanation.error, /missing/);
+  await client.end();
+  await none.end();
+});
+
 test('an engine that keeps ending is given up, and tried again when asked', async () => {
   const weak = fakeEngine('weak', 'process.exit(3)');
   const { port: at } = await start({ file: weak.file });
@@ -379,11 +406,14 @@ test('an engine that does not stop is replaced', async () => {
   const deaf = fakeEngine('deaf', '');
   const { port: at } = await start({ file: deaf.file, stopPatience: 200 });
   const client = await Client.open(at);
-  client.search(1);
-  await until(() => /^go/m.test(deaf.log()), 'a search');
-  client.send({ type: 'cancel' });
+  for (const [i, lines] of [0, 3].entries()) {
+    client.search(i, undefined, lines);
+    const searches = () => deaf.log().match(/^go/gm)?.length;
+    await until(() => searches() === i + 1, 'a search');
+    client.send({ type: 'cancel' });
+    await until(() => deaf.starts() === i + 2, 'another engine');
+  }
   await client.engine('restarted');
-  assert.equal(deaf.starts(), 2);
   await client.end();
 });
 

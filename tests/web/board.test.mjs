@@ -8,9 +8,9 @@ import http from 'node:http';
 import path from 'node:path';
 import test from 'node:test';
 import zlib from 'node:zlib';
-import { chromium } from 'playwright-core';
 import { exportBoard } from '../../tools/page/export.mjs';
 import { folder, run, until } from '../tools/support.mjs';
+import { launch } from './browser.mjs';
 
 const types = {
   '.html': 'text/html',
@@ -45,8 +45,7 @@ test.before(async () => {
   assert.equal(status, 0, err);
   await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
   url = `http://127.0.0.1:${server.address().port}/chess/`;
-  const args = process.getuid() === 0 ? ['--no-sandbox'] : [];
-  browser = await chromium.launch({ executablePath: '/usr/bin/chromium', args });
+  browser = await launch();
 });
 
 test.after(async () => {
@@ -61,7 +60,7 @@ async function see(page, selector, pattern) {
 async function play(page, move, count) {
   await page.fill('#typed', move);
   await page.press('#typed', 'Enter');
-  const isThere = (n) => document.querySelectorAll('#moves button').length === n;
+  const isThere = (n) => document.querySelectorAll('#moves .main').length === n;
   await page.waitForFunction(isThere, count);
 }
 
@@ -70,7 +69,7 @@ async function setOptions(page, threads, hash) {
   await see(page, '#engine-place', 'in this page');
   await page.fill('input[name=threads]', String(threads));
   await page.fill('input[name=hash]', String(hash));
-  await page.click('#engine-dialog button[value=set]');
+  await page.click('#settings button[value=take]');
   const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
   await see(page, '#engine-state', `(WebAssembly), ${threadsText}, ${hash} MB`);
 }
@@ -108,7 +107,7 @@ test('a game and an analysis, and both again without the server', { timeout: 900
 
   await setOptions(page, 2, 16);
   await page.click('#mode-analyse');
-  await see(page, '#lines .line', /^2\. \S+/);
+  await see(page, '#lines .line', /^2\. ?\S+/);
   // The search goes on with other options.
   await setOptions(page, 1, 32);
   await until(async () => Number(await page.textContent('#depth')) >= 10, 'depth 10');
@@ -117,8 +116,11 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   server.closeAllConnections();
   await page.reload();
   await see(page, '#engine-state', '1 thread, 32 MB');
-  await see(page, '#lines .line', /^2\. \S+/);
+  await see(page, '#lines .line', /^2\. ?\S+/);
+  await page.keyboard.press('w');
+  await see(page, '.why-row', 'Material');
   await page.click('#mode-play');
+  await page.click('#tab-moves');
   await play(page, 'a3', 4);
   assert.deepEqual([faults, missing], [[], []]);
   await context.close();

@@ -8,7 +8,8 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { listFiles, root } from './server.mjs';
 
-const unused = /pieces\/staunty|\/extensions\/(?!arrows|markers|promotion-dialog)/;
+const unused =
+  /pieces\/staunty|\/extensions\/(?!arrows|markers|promotion-dialog|right-click-annotator)/;
 const manifest = {
   name: 'Quillon',
   description: 'Play chess against Quillon and analyse with it',
@@ -31,8 +32,14 @@ function pageFiles(engine) {
     files.set(libraries(place), isOwnText ? libraries(String(content)) : content);
   };
   for (const name of listFiles().keys()) if (!unused.test(name) && name !== '/') add(name.slice(1));
-  for (const name of ['tools/page/session.mjs', 'tools/lib/conversation.mjs']) add(name);
-  for (const name of ['index.mjs', 'worker.mjs']) add(`${engine}/${name}`, `engine/${name}`);
+  for (const name of [
+    'tools/page/session.mjs',
+    'tools/lib/conversation.mjs',
+    'tools/lib/lines.mjs',
+  ])
+    add(name);
+  for (const name of ['index.mjs', 'worker.mjs', 'explain.mjs'])
+    add(`${engine}/${name}`, `engine/${name}`);
   for (const name of fs.readdirSync(path.resolve(root, engine, 'engine'))) {
     if (name !== 'package.json') add(`${engine}/engine/${name}`, `engine/engine/${name}`);
   }
@@ -61,7 +68,7 @@ export function exportBoard(folder, engine = 'build/wasm/package') {
   const kept = JSON.stringify([...files.keys()].map((place) => place.replace('index.html', './')));
   const worker = fs.readFileSync(path.join(root, 'tools/page/service-worker.js'));
   files.set('service-worker.js', `const version = ${version};\nconst files = ${kept};\n${worker}`);
-  for (const name of ['cm-chessboard', 'chess.js']) {
+  for (const name of ['cm-chessboard', 'chess.js', 'lit-html']) {
     const licence = fs.readFileSync(path.join(root, 'node_modules', name, 'LICENSE'));
     files.set(`libraries/${name}/LICENSE`, licence);
   }

@@ -11,15 +11,26 @@ import os from 'node:os';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { Engine } from '../lib/uci.mjs';
+import { Explainer } from './explainer.mjs';
 import { Session } from './session.mjs';
 
 export const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
-/** Folders whose files the page may load, by the same paths. */
-const folders = [
+/** Files, and folders with all files in them, that the page may load, by the same paths. */
+const places = [
   'tools/page/web',
+  'tools/lib/chess.mjs',
+  'tools/lib/game-tree.mjs',
+  'tools/lib/diagram.mjs',
+  'tools/lib/openings.mjs',
+  'tools/lib/report.mjs',
+  'tools/lib/report-html.mjs',
   'node_modules/chess.js/dist/esm',
   'node_modules/cm-chessboard/src',
   'node_modules/cm-chessboard/assets',
+  'node_modules/lit-html/lit-html.js',
+  'node_modules/lit-html/directive.js',
+  'node_modules/lit-html/directive-helpers.js',
+  'node_modules/lit-html/directives/live.js',
 ];
 const types = {
   '.html': 'text/html; charset=utf-8',
@@ -36,11 +47,11 @@ const mostUnsent = 4 << 20;
 const closeTimeout = 1000;
 const loopback = '127.0.0.1';
 
-/** Makes sure that a folder is there.
+/** Makes sure that a file or folder is there.
  *  @throws when it isn't */
-function need(folder) {
-  if (fs.existsSync(path.join(root, folder))) return;
-  throw new Error(`${folder} is missing; please run "npm ci"`);
+function need(place) {
+  if (fs.existsSync(path.join(root, place))) return;
+  throw new Error(`${place} is missing; please run "npm ci"`);
 }
 
 /** The page's files by their path in a URL; what isn't in it can't be asked for.
@@ -48,16 +59,15 @@ function need(folder) {
  *  @throws when a folder is missing */
 export function listFiles() {
   const files = new Map();
-  const visit = (folder) => {
-    for (const entry of fs.readdirSync(path.join(root, folder), { withFileTypes: true })) {
-      const name = `${folder}/${entry.name}`;
-      if (entry.isDirectory()) visit(name);
-      else if (types[path.extname(name)]) files.set(`/${name}`, path.join(root, name));
-    }
+  const visit = (name) => {
+    const file = path.join(root, name);
+    if (fs.statSync(file).isDirectory()) {
+      for (const each of fs.readdirSync(file)) visit(`${name}/${each}`);
+    } else if (types[path.extname(name)]) files.set(`/${name}`, file);
   };
-  for (const folder of folders) {
-    need(folder);
-    visit(folder);
+  for (const place of places) {
+    need(place);
+    visit(place);
   }
   files.set('/', files.get('/tools/page/web/index.html'));
   return files;
@@ -83,6 +93,7 @@ function headersOf(hosts) {
 /** Starts the server.
  *  @param {object} settings
  *  @param {string} settings.file the engine
+ *  @param {string} [settings.explainFile] quillon_explain, unless it is in the engine's folder
  *  @param {number} settings.hash megabytes of each engine
  *  @param {number} settings.threads of each engine
  *  @param {number} settings.port 0 for any that is free
@@ -98,6 +109,7 @@ function headersOf(hosts) {
  *  @throws when the port is taken, or a file of the page or a library is missing */
 export async function startBoard({
   file,
+  explainFile = path.join(path.dirname(file), 'quillon_explain'),
   hash,
   threads,
   port,
@@ -117,6 +129,7 @@ export async function startBoard({
     closeTimeout,
   });
   const sessions = new Set();
+  const explainer = new Explainer(explainFile);
   const answering = new WeakSet();
   const isOpenToAll = host !== loopback;
   const base = isOpenToAll ? `/${randomBytes(16).toString('base64url')}/` : '/';
@@ -186,7 +199,8 @@ export async function startBoard({
       return;
     }
     const start = () => Engine.start(file);
-    const session = new Session({ start, hash, threads, stopPatience }, send);
+    const explain = (fens) => explainer.explain(fens);
+    const session = new Session({ start, explain, hash, threads, stopPatience }, send);
     sessions.add(session);
     wire.on('message', (data, isBinary) => {
       if (!isOpen()) return;
@@ -239,6 +253,7 @@ export async function startBoard({
     for (const wire of wires.clients) wire.close(1001, 'the server ends');
     await Promise.all([closed, ...[...sessions].map((session) => session.end())]);
     server.closeAllConnections();
+    explainer.end();
   }
   return { url: `http://${names[0]}:${actual}${base}`, sessions, close };
 }

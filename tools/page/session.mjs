@@ -4,41 +4,38 @@
 // page has asked for last. When it ends by itself, another one takes its place and goes on with
 // that search.
 
+import { readScore } from '../lib/chess.mjs';
+import { isQuillon, searchLines } from '../lib/lines.mjs';
+
 /** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
 const mostRestarts = 3;
 const restartWindow = 10000;
-/** Scores beyond this are mates; Quillon prints them as centipawns too, a line before. */
-const leastMateScore = 31000;
-
-/** The score of an "info" line as people count it, or null for a line that adds nothing.
- *  Quillon counts the moves to its own mate one too high.
- *  @param {{kind: 'cp' | 'mate', value: number}} score
- *  @param {string} name what the engine calls itself */
-export function scoreForPeople({ kind, value, bound }, name) {
-  if (kind === 'cp') return Math.abs(value) > leastMateScore ? null : { kind, value, bound };
-  const isOneTooHigh = value < -1 && /^quillon\b/i.test(name);
-  return { kind, value: isOneTooHigh ? value + 1 : value, bound };
-}
-
 const isWhole = (value, least, most) =>
   Number.isSafeInteger(value) && value >= least && value <= most;
 const longestTime = 1e9;
+const mostLines = 5;
+/** Milliseconds between messages on what a search has found. */
+const infoInterval = 40;
 
-/** Takes a search request apart, as it comes from a page.
- *  @returns {{id: number, position: string, turn: 'w' | 'b', limits: object}}
+// The programs read lines, so what goes into one is checked to the letter.
+const isFen = (fen) =>
+  typeof fen === 'string' &&
+  fen.length <= 100 &&
+  /^[1-8/pnbrqkPNBRQK]+ [wb] (-|[KQkq]+) (-|[a-h][36]) \d{1,4} \d{1,4}$/.test(fen);
+
+/** Takes a search request apart, as it comes from a page. With `lines` it is for analysis, without
+ *  for a move.
+ *  @returns {{id: number, fen: string, moves: string[], turn: 'w' | 'b', limits: object,
+ *      lines: number}}
  *  @throws when there is anything in it that an engine may not be told */
-export function readRequest({ id, fen, moves, limits }) {
+export function readRequest({ id, fen, moves, limits, lines = 0 }) {
   if (!isWhole(id, 0, Number.MAX_SAFE_INTEGER)) throw new Error('a search has a number');
-  // The engine reads lines, so what goes into one is checked to the letter.
-  const isFen = typeof fen === 'string' && fen.length <= 100;
-  if (!isFen || !/^[1-8/pnbrqkPNBRQK]+ [wb] (-|[KQkq]+) (-|[a-h][36]) \d{1,4} \d{1,4}$/.test(fen)) {
-    throw new Error('not a position');
-  }
+  if (!isFen(fen)) throw new Error('not a position');
+  if (!isWhole(lines, 0, mostLines)) throw new Error('not a number of lines');
   const isMove = (move) => typeof move === 'string' && /^([a-h][1-8]){2}[qrbn]?$/.test(move);
   if (!Array.isArray(moves) || moves.length > 1000 || !moves.every(isMove)) {
     throw new Error('not a list of moves');
   }
-  const position = `fen ${fen}${moves.length ? ` moves ${moves.join(' ')}` : ''}`;
   const first = fen.split(' ')[1];
   const turn = moves.length % 2 === 0 ? first : first === 'w' ? 'b' : 'w';
   const { kind, ...numbers } = limits ?? {};
@@ -54,7 +51,7 @@ export function readRequest({ id, fen, moves, limits }) {
     if (!isWhole(numbers[name], kind === 'clock' ? 0 : 1, most))
       throw new Error(`${name} is wrong`);
   }
-  return { id, position, turn, limits: { kind, ...numbers } };
+  return { id, fen, moves, turn, limits: { kind, ...numbers }, lines };
 }
 
 /** The words after "go".
@@ -80,8 +77,10 @@ export function goOf(limits, turn, elapsed) {
 /** The engine of a tab. Tells what happens by messages:
  *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text, hash,
  *      threads }
- *    { type: 'info', id, depth, seldepth, nodes, time, hashfull, score, pv }
- *    { type: 'best', id, move, ponder } */
+ *    { type: 'info', id, lines: [{ score, depth, moves }], seldepth, nodes, time, hashfull }
+ *    { type: 'best', id, move, ponder }
+ *    { type: 'explained', id, explanation }
+ *  Scores are White's: { cp } or { mate }. */
 export class Session {
   #settings;
   #send;
@@ -92,12 +91,16 @@ export class Session {
   #isClosed = false;
   #ends = [];
   #patience = null;
+  /** Ends a search for several lines. */
+  #lines = null;
   #wake = () => {};
 
   /** @param {object} settings
    *  @param {() => Promise<import('../lib/conversation.mjs').Conversation>} settings.start
    *  @param {number} settings.hash megabytes
    *  @param {number} settings.threads
+   *  @param {(fens: string[]) => Promise<object>} settings.explain explains one position or the
+   *      change between two
    *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
    *  @param {(message: object) => void} send */
   constructor(settings, send) {
@@ -132,6 +135,13 @@ export class Session {
         this.#interrupt();
         break;
       }
+      case 'explain': {
+        const { fens } = message;
+        const isRight = Array.isArray(fens) && [1, 2].includes(fens.length) && fens.every(isFen);
+        if (!isRight) throw new Error('not a position');
+        this.#explain(message);
+        return;
+      }
       case 'newgame':
         this.#isNewGame = true;
         break;
@@ -154,10 +164,18 @@ export class Session {
 
   #interrupt() {
     const engine = this.#engine;
+    this.#lines?.abort();
     if (!engine?.isSearching) return;
     engine.stop();
     // An engine that hangs is replaced.
     this.#patience ??= setTimeout(() => engine.kill(), this.#settings.stopPatience);
+  }
+
+  async #explain({ id, fens }) {
+    const explanation = await this.#settings
+      .explain(fens)
+      .catch(({ message: error }) => ({ error }));
+    if (!this.#isClosed) this.#send({ type: 'explained', id, explanation });
   }
 
   async #setOptions(engine) {
@@ -230,21 +248,76 @@ export class Session {
   }
 
   async #search(engine, request) {
-    const { id, position, turn, limits } = request;
     request.begin ??= Date.now();
-    const go = request.isStopped ? 'movetime 10' : goOf(limits, turn, Date.now() - request.begin);
     try {
-      const result = await engine.search(position, go, (info) => {
-        if (request !== this.#request || !info.score || !info.pv?.length) return;
-        const score = scoreForPeople(info.score, engine.name);
-        if (score) this.#send({ type: 'info', id, ...info, score });
-      });
+      const isForMove = !request.lines;
+      const result = await (isForMove ? this.#findMove : this.#findLines).call(
+        this,
+        engine,
+        request,
+      );
       if (request !== this.#request) return;
       this.#request = null;
-      this.#send({ type: 'best', id, move: result.best, ponder: result.ponder });
+      this.#send({ type: 'best', id: request.id, ...result });
     } finally {
       clearTimeout(this.#patience);
       this.#patience = null;
     }
   }
+
+  async #findMove(engine, request) {
+    const { id, fen, moves, turn, limits } = request;
+    const position = `fen ${fen}${moves.length ? ` moves ${moves.join(' ')}` : ''}`;
+    const go = request.isStopped ? 'movetime 10' : goOf(limits, turn, Date.now() - request.begin);
+    const how = { isBlack: turn === 'b', isQuillon: isQuillon(engine) };
+    const { best, ponder } = await engine.search(position, go, ({ score, depth, pv, ...stats }) => {
+      if (request !== this.#request || !score || !pv?.length) return;
+      const line = { score: readScore(score, how), depth, moves: pv };
+      this.#send({ type: 'info', id, lines: [line], ...statsOf(stats) });
+    });
+    return { move: best, ponder };
+  }
+
+  async #findLines(engine, request) {
+    const { id, fen, moves, limits, lines: count } = request;
+    this.#lines = new AbortController();
+    if (request.isStopped) this.#lines.abort();
+    let timer = null;
+    let found = [];
+    let stats = {};
+    const tell = () => {
+      timer = null;
+      if (request === this.#request) this.#send({ type: 'info', id, lines: found, ...stats });
+    };
+    const tellSoon = () => (timer ??= setTimeout(tell, infoInterval));
+    try {
+      found = await searchLines(
+        engine,
+        { start: fen, moves },
+        {
+          count,
+          depth: limits.depth,
+          time: limits.movetime && Math.max(10, limits.movetime - (Date.now() - request.begin)),
+          signal: this.#lines.signal,
+          onLines(lines) {
+            found = lines;
+            tellSoon();
+          },
+          onInfo(info) {
+            // Short searches of other moves come between.
+            if (!(info.time >= infoInterval)) return;
+            stats = statsOf(info);
+            tellSoon();
+          },
+        },
+      );
+      tell();
+    } finally {
+      clearTimeout(timer);
+      this.#lines = null;
+    }
+    return { move: found[0]?.moves[0] ?? null };
+  }
 }
+
+const statsOf = ({ seldepth, nodes, time, hashfull }) => ({ seldepth, nodes, time, hashfull });

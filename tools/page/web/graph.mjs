@@ -1,75 +1,66 @@
 // SPDX-License-Identifier: MIT
 //
-// The score over the game as a picture: White's share from the bottom, a line at the middle, a mark
-// at the position on the board. A click goes to the position below it.
+// The score over the game as a picture: White's share from the bottom, a line at the middle, marks
+// at the moves that the report marks and at the position on the board. A click goes to the position below it.
 
+import { html, nothing, svg } from './html.mjs';
+import { markAt } from './report.mjs';
 import { scoreText, whiteShare } from './score.mjs';
+import { goTo, lineOf, state } from './state.mjs';
 
-const namespace = 'http://www.w3.org/2000/svg';
 const width = 600;
 const height = 120;
 
-function add(parent, name, attributes) {
-  const element = document.createElementNS(namespace, name);
-  for (const [key, value] of Object.entries(attributes)) element.setAttribute(key, value);
-  parent.append(element);
-  return element;
-}
-
-/** @param {SVGElement} svg
- *  @param {(ply: number) => void} goTo */
-export class Graph {
-  #svg;
-  #last = 1;
-
-  constructor(svg, goTo) {
-    this.#svg = svg;
-    svg.setAttribute('viewBox', `0 0 ${width} ${height}`);
-    svg.setAttribute('preserveAspectRatio', 'none');
-    svg.addEventListener('click', (event) => {
-      const { left, width: size } = svg.getBoundingClientRect();
-      goTo(Math.round(((event.clientX - left) / size) * this.#last));
-    });
-  }
-
-  /** Draws the scores.
-   *  @param {({kind, value} | undefined)[]} scores by ply; missing ones are bridged
-   *  @param {number} length moves of the game
-   *  @param {number} cursor the position on the board */
-  draw(scores, length, cursor) {
-    const svg = this.#svg;
-    this.#last = Math.max(length, 20);
-    svg.replaceChildren();
-    const x = (ply) => ((ply / this.#last) * width).toFixed(1);
-    const points = [];
-    for (let ply = 0; ply <= length; ply++) {
-      if (scores[ply])
-        points.push({ ply, score: scores[ply], y: (1 - whiteShare(scores[ply])) * height });
-    }
-    add(svg, 'rect', { class: 'nothing', width, height });
-    if (points.length) {
-      const edge = points.map(({ ply, y }) => `${x(ply)},${y.toFixed(1)}`).join(' L');
-      const first = x(points[0].ply);
-      const last = x(points.at(-1).ply);
-      add(svg, 'rect', { class: 'ground', x: first, width: last - first, height });
-      add(svg, 'path', { class: 'area', d: `M${first},${height} L${edge} L${last},${height} Z` });
-      add(svg, 'path', { class: 'edge', d: `M${edge}` });
-    }
-    for (const share of [0.25, 0.75]) {
-      add(svg, 'line', { class: 'grid', x1: 0, x2: width, y1: share * height, y2: share * height });
-    }
-    add(svg, 'line', { class: 'middle', x1: 0, x2: width, y1: height / 2, y2: height / 2 });
-    add(svg, 'line', { class: 'cursor', x1: x(cursor), x2: x(cursor), y1: 0, y2: height });
-    // A line of no length with round ends stays round however the picture is stretched.
-    for (const { ply, y } of points.length < 3
-      ? points
-      : points.filter((one) => one.ply === cursor)) {
-      add(svg, 'path', { class: 'point', d: `M${x(ply)},${y.toFixed(1)} h0` });
-    }
-    const end = points.at(-1);
-    const text = end
-      ? `${points.length} scores, the last ${scoreText(end.score)}`
-      : 'no scores yet';
-    svg.setAttribute('aria-label', `Score over the game: ${text}`);
-  }
+export function graphView() {
+  const nodes = lineOf(state.tip);
+  const cursor = nodes.indexOf(state.node);
+  const last = Math.max(nodes.length - 1, 20);
+  const x = (ply) => ((ply / last) * width).toFixed(1);
+  const points = state.isShowing
+    ? nodes.flatMap((node, ply) =>
+        node.score
+          ? [
+              {
+                ply,
+                score: node.score,
+                kind: markAt(node)?.name,
+                y: ((1 - whiteShare(node.score)) * height).toFixed(1),
+              },
+            ]
+          : [],
+      )
+    : [];
+  const click = ({ clientX, currentTarget }) => {
+    const { left, width: size } = currentTarget.getBoundingClientRect();
+    const ply = Math.round(((clientX - left) / size) * last);
+    goTo(nodes[Math.min(Math.max(ply, 0), nodes.length - 1)]);
+  };
+  const edge = points.map(({ ply, y }) => `${x(ply)},${y}`).join(' L');
+  const [first, end] = [points[0], points.at(-1)];
+  const text = end ? `${points.length} scores, the last ${scoreText(end.score)}` : 'no scores yet';
+  const flat = (share, kind) => svg`<line class=${kind} x1="0" x2=${width} y1=${share * height}
+    y2=${share * height}></line>`;
+  // A line of no length with round ends stays round however the picture is stretched.
+  const dot = ({ ply, y }, kind) => svg`<path class="point ${kind}" d="M${x(ply)},${y} h0"></path>`;
+  const marked = points.filter(({ kind }) => kind);
+  const here = points.length < 3 ? points : points.filter(({ ply }) => ply === cursor);
+  return html`
+    <section class="card graph" aria-label="Score over the game">
+      <svg id="graph" role="img" aria-label="Score over the game: ${text}" @click=${click}
+        viewBox="0 0 ${width} ${height}" preserveAspectRatio="none">
+        <rect class="nothing" width=${width} height=${height}></rect>
+        ${
+          end
+            ? svg`
+          <rect class="ground" x=${x(first.ply)} width=${x(end.ply) - x(first.ply)} height=${height}></rect>
+          <path class="area" d="M${x(first.ply)},${height} L${edge} L${x(end.ply)},${height} Z"></path>
+          <path class="edge" d="M${edge}"></path>`
+            : nothing
+        }
+        ${flat(0.25, 'grid')}${flat(0.75, 'grid')}${flat(0.5, 'middle')}
+        <line class="cursor" x1=${x(cursor)} x2=${x(cursor)} y1="0" y2=${height} ?hidden=${cursor < 0}></line>
+        ${marked.map((point) => dot(point, `is-${point.kind}`))}
+        ${here.map((point) => dot(point, ''))}
+      </svg>
+    </section>`;
 }

@@ -34,6 +34,13 @@ class WorkerEngine extends Conversation {
   }
 }
 
+let explainer = null;
+/** Explains one position or the change between two. */
+async function explain(fens) {
+  explainer ??= import('../../../engine/explain.mjs').then(({ Explain }) => Explain());
+  return (await explainer)(...fens);
+}
+
 /** What Link is to a server; it is never lost. */
 export class OwnEngine {
   #session = null;
@@ -51,6 +58,7 @@ export class OwnEngine {
   open() {
     const settings = {
       start: () => WorkerEngine.start(),
+      explain,
       hash: 64,
       threads: Math.min(4, Math.ceil(this.mostThreads / 2)),
       stopPatience: 5000,

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+//
+// quillon_explain as a server of lines: says why positions are worth what they are. One process
+// answers all tabs; it is started when it is first asked, and again when it has ended.
+
+import { spawn } from 'node:child_process';
+import readline from 'node:readline';
+
+export class Explainer {
+  #file;
+  #child = null;
+  /** What waits for answers, the first asked first. */
+  #waiting = [];
+
+  /** @param {string} file the program */
+  constructor(file) {
+    this.#file = file;
+  }
+
+  #start() {
+    const child = spawn(this.#file, ['--json'], { stdio: ['pipe', 'pipe', 'ignore'] });
+    this.#child = child;
+    readline.createInterface({ input: child.stdout }).on('line', (line) => {
+      try {
+        this.#waiting.shift()?.resolve(JSON.parse(line));
+      } catch {
+        child.kill();
+      }
+    });
+    const end = () => {
+      if (this.#child !== child) return;
+      this.#child = null;
+      const error = new Error('The program quillon_explain is missing or has ended');
+      for (const { reject } of this.#waiting.splice(0)) reject(error);
+    };
+    child.stdin.on('error', end);
+    child.on('error', end);
+    child.on('close', end);
+  }
+
+  /** Explains one position, or the change between two.
+   *  @param {string[]} fens that hold no line breaks
+   *  @returns {Promise<object>} what the program prints
+   *  @throws when it can't be started or has ended */
+  explain(fens) {
+    if (!this.#child) this.#start();
+    return new Promise((resolve, reject) => {
+      this.#waiting.push({ resolve, reject });
+      this.#child.stdin.write(`${fens.join(' | ')}\n`);
+    });
+  }
+
+  end() {
+    this.#child?.kill();
+  }
+}

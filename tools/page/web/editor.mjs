@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+//
+// The position editor: pieces are chosen and put on squares, or dragged from square to square.
+
+import { GameTree } from '../../lib/game-tree.mjs';
+import { openDialog, showDialog, closeDialog } from './dialog.mjs';
+import { html, nothing, pieceSvg, piecesOf, squares } from './html.mjs';
+import { loadGame } from './play.mjs';
+import { readFen, startFen } from './rules.mjs';
+import { state } from './state.mjs';
+
+const pieceWords = { p: 'pawn', n: 'knight', b: 'bishop', r: 'rook', q: 'queen', k: 'king' };
+const wordsOf = (piece) => `${piece[0] === 'w' ? 'white' : 'black'} ${pieceWords[piece[1]]}`;
+const palette = ['w', 'b'].flatMap((side) => [...'kqrbnp'].map((piece) => side + piece));
+
+/** { pieces: Map of squares to pieces, turn, castling, passant, half, full } */
+let draft = null;
+/** The piece that a click puts, "" for removing, null for moving. */
+let tool = null;
+let dragged = null;
+let error = '';
+
+function setDraft(fen) {
+  const [, turn, castling, passant, half, full] = fen.split(' ');
+  draft = { pieces: piecesOf(fen), turn, castling, passant, half, full };
+}
+
+function draftFen() {
+  const { pieces, turn, passant, half, full } = draft;
+  const rows = [];
+  for (let i = 0; i < 64; i += 8) {
+    const row = squares.slice(i, i + 8).map((square) => {
+      const piece = pieces.get(square);
+      return piece ? (piece[0] === 'w' ? piece[1].toUpperCase() : piece[1]) : ' ';
+    });
+    rows.push(row.join('').replace(/ +/g, (gap) => gap.length));
+  }
+  return [rows.join('/'), turn, possibleCastling(), passant, half, full].join(' ');
+}
+
+function put(square, piece) {
+  if (piece) draft.pieces.set(square, piece);
+  else draft.pieces.delete(square);
+  error = '';
+  showDialog();
+}
+
+function press(event, square) {
+  if (event.button === 2) {
+    put(square, '');
+  } else if (tool !== null) {
+    put(square, draft.pieces.get(square) === tool ? '' : tool);
+  } else if (dragged) {
+    drop(square);
+  } else if (draft.pieces.has(square)) {
+    dragged = square;
+    showDialog();
+  }
+}
+
+function drop(square) {
+  const from = dragged;
+  dragged = null;
+  if (!from || from === square) return;
+  const piece = draft.pieces.get(from);
+  draft.pieces.delete(from);
+  put(square, piece);
+}
+
+function release(event) {
+  const to = document.elementFromPoint(event.clientX, event.clientY)?.closest('[data-edit]');
+  if (dragged && to && to.dataset.edit !== dragged) drop(to.dataset.edit);
+}
+
+function setCastling(letter, isSet) {
+  const rest = draft.castling.replace('-', '').replace(letter, '');
+  draft.castling = [...'KQkq']
+    .filter((one) => (one === letter ? isSet : rest.includes(one)))
+    .join('');
+}
+
+function choose(piece) {
+  tool = tool === piece ? null : piece;
+  dragged = null;
+  showDialog();
+}
+
+const again = (act) => () => {
+  act();
+  error = '';
+  showDialog();
+};
+
+function body() {
+  const order = state.isTurned ? [...squares].reverse() : squares;
+  const check = (
+    letter,
+    words,
+  ) => html`<label class="check"><input type="checkbox" .checked=${draft.castling.includes(letter)}
+    @change=${({ target }) => setCastling(letter, target.checked)} /> ${words}</label>`;
+  const shown = (
+    piece,
+  ) => html`<button type="button" title=${wordsOf(piece)} aria-label=${wordsOf(piece)}
+    aria-pressed=${tool === piece} @click=${() => choose(piece)}>${pieceSvg(piece)}</button>`;
+  return html`
+    <div class="editor">
+      <div class="editor-board" role="group" aria-label="Squares" @pointerup=${release}
+        @contextmenu=${(event) => event.preventDefault()}>
+        ${order.map((square) => {
+          const piece = draft.pieces.get(square);
+          const isDark = ('abcdefgh'.indexOf(square[0]) + Number(square[1])) % 2 === 1;
+          return html`<button type="button" data-edit=${square} class="${isDark ? 'dark' : 'light'} ${dragged === square ? 'is-dragged' : ''}"
+            aria-label="${square} ${piece ? wordsOf(piece) : 'empty'}" @pointerdown=${(event) => {
+              event.target.releasePointerCapture?.(event.pointerId);
+              press(event, square);
+            }} @keydown=${(event) => {
+              if (event.key !== 'Enter' && event.key !== ' ') return;
+              event.preventDefault();
+              press({ button: 0 }, square);
+            }}>${piece ? pieceSvg(piece) : nothing}</button>`;
+        })}
+      </div>
+      <div class="editor-tools"><div class="palette" role="group" aria-label="Pieces">${palette.map(shown)}</div>
+      <p class="why-note">Choose a piece and click squares, or drag pieces. The right button removes one.</p>
+      <div class="with-buttons">
+        <button type="button" id="edit-start" @click=${again(() => setDraft(startFen))}>Start position</button>
+        <button type="button" id="edit-clear" @click=${again(() => draft.pieces.clear())}>Clear</button>
+        <button type="button" id="edit-remove" aria-pressed=${tool === ''} @click=${() => choose('')}>Remove pieces</button>
+      </div>
+      <fieldset class="choice"><legend>To move</legend>${[
+        ['w', 'White'],
+        ['b', 'Black'],
+      ].map(
+        ([side, words]) =>
+          html`<label><input type="radio" name="turn" value=${side} .checked=${draft.turn === side} @change=${again(() => (draft.turn = side))} /> ${words}</label>`,
+      )}</fieldset>
+      <fieldset class="checks"><legend>Castling</legend>
+        ${check('K', 'White O-O')}${check('Q', 'White O-O-O')}${check('k', 'Black O-O')}${check('q', 'Black O-O-O')}</fieldset>
+      <p class="pace"><label>En passant on <input type="text" name="passant" size="3" maxlength="2" .value=${draft.passant}
+        @input=${({ target }) => (draft.passant = target.value.trim() || '-')} /></label>
+        <label>Move <input type="number" name="full" min="1" max="999" .value=${draft.full}
+        @input=${({ target }) => (draft.full = target.value || '1')} /></label></p>
+      <p id="edit-error" class="error" role="alert" ?hidden=${!error}>${error}</p>
+      </div></div>`;
+}
+
+function finish() {
+  try {
+    loadGame(new GameTree(readFen(draftFen())), 'Position set.');
+    closeDialog();
+  } catch ({ message }) {
+    error = message;
+    showDialog();
+  }
+}
+
+/** Castling needs king and rook at home. */
+function possibleCastling() {
+  const { pieces, castling } = draft;
+  const needs = {
+    K: ['e1 wk', 'h1 wr'],
+    Q: ['e1 wk', 'a1 wr'],
+    k: ['e8 bk', 'h8 br'],
+    q: ['e8 bk', 'a8 br'],
+  };
+  const isHome = (need) => pieces.get(need.slice(0, 2)) === need.slice(3);
+  return [...castling].filter((letter) => needs[letter]?.every(isHome)).join('') || '-';
+}
+
+export function openEditor() {
+  setDraft(state.node.fen);
+  [tool, dragged, error] = [null, null, ''];
+  openDialog({
+    id: 'editor',
+    title: 'Edit the position',
+    body,
+    buttons: html`<button type="button" id="edit-set" class="primary" @click=${finish}>Analyse this position</button>`,
+  });
+}

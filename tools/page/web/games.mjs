@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: MIT
+//
+// Games and positions in and out: PGN and FEN as text, files that are opened or dropped, what is
+// pasted, links, the list of the games of a file.
+
+import { GameTree, listGames, problemText } from '../../lib/game-tree.mjs';
+import { closeDialog, openDialog, showDialog } from './dialog.mjs';
+import { $, html, nothing } from './html.mjs';
+import { say } from './messages.mjs';
+import { loadGame, saveFile } from './play.mjs';
+import { readFen } from './rules.mjs';
+import { passing, pgnOf, state } from './state.mjs';
+
+const mostBytes = 50e6;
+/** Games of a list that are shown at a time; the filter finds the others. */
+const mostRows = 200;
+let error = '';
+let filter = '';
+
+const looksLikeFen = (text) => /^\s*[1-8pnbrqk]+(\/[1-8pnbrqk]+){7}(\s+\S+){0,5}\s*$/i.test(text);
+
+function setGame(text) {
+  const fen = readFen(text);
+  return [new GameTree(fen), 'Position set.'];
+}
+
+/** Reads the first game of a PGN text, and keeps the list of all.
+ *  @throws with a sentence for people */
+function readGames(text) {
+  const games = listGames(text);
+  const first = games[0]?.read();
+  const hasMoves = first && (first.root.children.length || Object.keys(games[0].tags).length);
+  if (first?.problems.length && !first.root.children.length) throw new Error(sentence(first));
+  if (!hasMoves) throw new Error('There is no game in this text.');
+  passing.library = games.length > 1 ? games : [];
+  passing.libraryIndex = 0;
+  return first;
+}
+
+function sentence({ problems: [problem, ...others] }) {
+  const text = problemText(problem);
+  const more = others.length ? ` (and ${others.length} more)` : '';
+  return `${text[0].toUpperCase()}${text.slice(1)}${more}.`;
+}
+
+/** Takes a FEN or PGN text.
+ *  @throws with a sentence for people; the game stays then */
+function take(text) {
+  if (looksLikeFen(text)) {
+    loadGame(...setGame(text));
+    return;
+  }
+  const game = readGames(text);
+  show(game);
+  if (passing.library.length) openLibrary();
+}
+
+function show(game) {
+  loadGame(game, game.problems.length ? sentence(game) : 'Game loaded.');
+}
+
+/** The same, with a message for what goes wrong. */
+export function takeText(text) {
+  try {
+    take(text);
+  } catch ({ message }) {
+    say(message, { isBad: true });
+  }
+}
+
+export async function takeFile(file) {
+  if (file.size > mostBytes) say('This file is larger than 50 MB.', { isBad: true });
+  else takeText(await file.text());
+}
+
+/** What the address of the page carries: #fen=... or #pgn=... */
+export function takeAddress() {
+  const [, kind, text] = window.location.hash.match(/^#(fen|pgn)=(.*)$/s) ?? [];
+  if (!kind) return;
+  // Loaded again, the page keeps its own game.
+  window.history.replaceState(null, '', window.location.pathname + window.location.search);
+  try {
+    const plain = decodeURIComponent(text);
+    takeText(kind === 'fen' ? plain.replaceAll('_', ' ') : plain);
+  } catch {
+    say('The address of the page is not written correctly.', { isBad: true });
+  }
+}
+
+function tryTake(text, act = take) {
+  error = '';
+  try {
+    closeAfter(() => act(text));
+  } catch ({ message }) {
+    error = message;
+    showDialog();
+  }
+}
+
+/** Closes the dialog unless this throws. */
+function closeAfter(act) {
+  const dialog = document.querySelector('#exchange-dialog');
+  act();
+  // With several games, their list has taken its place.
+  if (document.contains(dialog) && !passing.library.length) closeDialog();
+}
+
+async function copy(text) {
+  try {
+    await navigator.clipboard.writeText(text);
+  } catch {
+    const field = Object.assign(document.createElement('textarea'), { value: text });
+    $('dialog-host').querySelector('form').append(field);
+    field.select();
+    document.execCommand('copy');
+    field.remove();
+  }
+  say('Copied.');
+}
+
+const linkTo = (kind, text) => {
+  const value = kind === 'fen' ? text.replaceAll(' ', '_') : encodeURIComponent(text);
+  return new URL(`#${kind}=${value}`, document.baseURI).href;
+};
+
+export function openExchange() {
+  error = '';
+  const [fen, pgn] = [state.node.fen, pgnOf()];
+  const enter = (event) => {
+    if (event.key !== 'Enter') return;
+    event.preventDefault();
+    tryTake($('fen').value, setFen);
+  };
+  openDialog({
+    id: 'exchange-dialog',
+    title: 'Games, PGN and FEN',
+    body: () => html`
+      <label class="stacked" for="fen">Position (FEN)</label>
+      <div class="with-buttons">
+        <input id="fen" type="text" spellcheck="false" autocomplete="off" maxlength="200" .defaultValue=${fen} @keydown=${enter} />
+        <button type="button" id="fen-copy" @click=${() => copy($('fen').value)}>Copy</button>
+        <button type="button" id="fen-link" @click=${() => copy(linkTo('fen', fen))}>Link</button>
+        <button type="button" id="fen-set" @click=${() => tryTake($('fen').value, setFen)}>Set</button>
+      </div>
+      <label class="stacked" for="pgn">Game (PGN)</label>
+      <textarea id="pgn" rows="10" spellcheck="false" autocomplete="off" .defaultValue=${pgn}></textarea>
+      <div class="with-buttons">
+        <button type="button" id="pgn-file" @click=${() => $('file').click()}>Open file …</button>
+        <button type="button" id="pgn-save" @click=${() => saveFile('pgn', $('pgn').value)}>Download</button>
+        <button type="button" id="pgn-copy" @click=${() => copy($('pgn').value)}>Copy</button>
+        <button type="button" id="pgn-link" @click=${() => copy(linkTo('pgn', pgn))}>Link</button>
+        <button type="button" id="pgn-load" class="primary" @click=${() => tryTake($('pgn').value)}>Load</button>
+      </div>
+      <p id="exchange-error" class="error" role="alert" ?hidden=${!error}>${error}</p>
+      <p class="why-note">You can also drop a file on the page, or paste a game or a position.</p>
+      <input type="file" id="file" accept=".pgn,.txt,application/x-chess-pgn,text/plain" hidden @change=${async ({
+        target,
+      }) => {
+        const [file] = target.files;
+        target.value = '';
+        if (file) tryTake(await file.text());
+      }} />`,
+    buttons: passing.library.length
+      ? html`<button type="button" @click=${openLibrary}>List of games</button>`
+      : nothing,
+  });
+}
+
+function setFen(text) {
+  loadGame(...setGame(text));
+  passing.library = [];
+}
+
+/** The games of the file that was opened, to choose from. */
+export function openLibrary() {
+  filter = '';
+  const { library } = passing;
+  const choose = (index) => {
+    closeDialog();
+    passing.libraryIndex = index;
+    show(library[index].read());
+  };
+  const row = ({ entry: { tags, result }, index }) => html`
+    <button type="button" role="option" aria-selected=${index === passing.libraryIndex} @click=${() => choose(index)}>
+      <span>${index + 1}</span><span>${tags.White ?? '?'} – ${tags.Black ?? '?'}</span>
+      <b>${(result ?? '*').replaceAll('1/2', '½')}</b>
+      <small>${[tags.Event, tags.Date].filter((one) => one && !/^[?.]+$/.test(one)).join(', ')}</small></button>`;
+  const matches = () => {
+    const words = filter.toLowerCase().split(/\s+/).filter(Boolean);
+    const textOf = ({ tags }) => Object.values(tags).join(' ').toLowerCase();
+    return library
+      .map((entry, index) => ({ entry, index }))
+      .filter(({ entry }) => words.every((word) => textOf(entry).includes(word)));
+  };
+  openDialog({
+    id: 'library',
+    title: `${library.length} games`,
+    body: () => {
+      const found = matches();
+      return html`
+        <input type="search" id="filter" placeholder="Player, event, year" aria-label="Filter of games"
+          @input=${({ target }) => {
+            filter = target.value;
+            showDialog();
+          }} @keydown=${(event) => {
+            if (event.key !== 'Enter') return;
+            event.preventDefault();
+            const [first] = matches();
+            if (first) choose(first.index);
+          }} />
+        <div class="games" role="listbox" aria-label="Games">${found.slice(0, mostRows).map(row)}</div>
+        ${found.length > mostRows ? html`<p class="why-note">${found.length - mostRows} more; the filter finds them.</p>` : nothing}`;
+    },
+  });
+}
+
+/** Takes what is dropped on the page or pasted into it. */
+export function watchDrops() {
+  const over = (event) => {
+    event.preventDefault();
+    document.body.classList.toggle('is-dropping', event.type === 'dragover');
+  };
+  document.addEventListener('dragover', over);
+  document.addEventListener('dragleave', over);
+  document.addEventListener('drop', (event) => {
+    over(event);
+    const [file] = event.dataTransfer.files;
+    const text = event.dataTransfer.getData('text/plain');
+    if (file) takeFile(file);
+    else if (text) takeText(text);
+  });
+  document.addEventListener('paste', (event) => {
+    if (event.target.matches('input, textarea') || document.querySelector('dialog[open]')) return;
+    const [file] = event.clipboardData.files;
+    const text = event.clipboardData.getData('text/plain');
+    if (file) takeFile(file);
+    else if (text.trim()) takeText(text);
+  });
+  window.addEventListener('hashchange', takeAddress);
+}

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+//
+// The engine's lines: score, depth and moves. Pointing at a move shows its position on a small
+// board, a click plays the moves up to it.
+
+import { engine, scoreNow } from './engine.mjs';
+import { html, nothing, smallBoard } from './html.mjs';
+import { scoreText } from './score.mjs';
+import { changed, goTo, refresh, state } from './state.mjs';
+
+/** The move that is pointed at: { fen, uci, x, y }, or null. */
+let preview = null;
+
+const short = (number) => {
+  if (number === undefined || !Number.isFinite(number)) return '–';
+  if (number < 10000) return String(Math.round(number));
+  return number < 1e6 ? `${(number / 1e3).toFixed(0)} k` : `${(number / 1e6).toFixed(1)} M`;
+};
+
+/** Plays the first moves of a line from where it begins. */
+export function playLine(start, moves) {
+  const line = state.game.playLine(
+    start,
+    moves.map(({ uci }) => uci),
+  );
+  goTo(line.at(-1) ?? start);
+}
+
+/** What the lines on the screen are of; with another line the pointer is at another move. */
+function point(event, move) {
+  const { left, bottom, top } = event.currentTarget.getBoundingClientRect();
+  const size = 200;
+  const isBelow = bottom + size + 8 < window.innerHeight;
+  const x = Math.max(4, Math.min(left, window.innerWidth - size - 8));
+  preview = { move, x, y: isBelow ? bottom + 4 : top - size - 4 };
+  refresh();
+}
+
+function leave() {
+  preview = null;
+  refresh();
+}
+
+/** The moves of a line as buttons.
+ *  @param {object} start the node where it begins
+ *  @param {object[]} moves as readLine() gives them */
+export function movesView(start, moves) {
+  const act = (index) => () => {
+    preview = null;
+    playLine(start, moves.slice(0, index + 1));
+  };
+  const words = moves.map(
+    (move, index) => html`${
+      move.number ? html`<span class="number">${move.number}</span> ` : nothing
+    }<button type="button"
+      @click=${act(index)} @pointerenter=${(event) => event.pointerType === 'mouse' && point(event, move)}
+      @pointerleave=${leave} @focus=${(event) => event.target.matches(':focus-visible') && point(event, move)}
+      @blur=${leave}>${move.san}</button> `,
+  );
+  return html`<span class="line" @pointerleave=${leave}>${words}</span>`;
+}
+
+export function previewView() {
+  if (!preview) return nothing;
+  const { move, x, y } = preview;
+  return html`<div class="preview" style="left: ${x}px; top: ${y}px">
+    ${smallBoard(move.fen, state.isTurned, move.uci)}</div>`;
+}
+
+const lineView =
+  (node) =>
+  ({ score, depth, moves }) => html`
+  <li><span class="worth ${scoreText(score).startsWith('\u2212') ? 'is-black' : ''}">${scoreText(score)}</span>
+    <span class="depth" title="Depth of this line">${depth}</span>${movesView(node, moves)}</li>`;
+
+function setLineCount({ target }) {
+  state.lineCount = Number(target.value);
+  changed();
+}
+
+const check = (id, key, words, title) => html`
+  <label class="check" title=${title}><input type="checkbox" id=${id} .checked=${state[key]}
+    @change=${({ target }) => {
+      state[key] = target.checked;
+      changed();
+    }} />${words}</label>`;
+
+export function linesView() {
+  const { node, isShowing, mode, lineCount, areDepthsShown } = state;
+  const { thinking } = engine;
+  // In a game, what the engine thinks of its move stays while the person ponders.
+  const isOwn = thinking && (mode === 'play' || thinking.node === node);
+  const lines = isOwn ? thinking.lines : [];
+  const { stats } = isOwn ? thinking : { stats: {} };
+  const score = lines[0]?.score ?? scoreNow();
+  const figures = [
+    ['depth', 'depth', lines[0]?.depth ?? score?.depth ?? '–'],
+    ['seldepth', 'seldepth', stats.seldepth ?? '–'],
+    ['nodes', 'nodes', short(stats.nodes)],
+    // A quotient of a few milliseconds says nothing.
+    ['speed', 'per second', stats.time >= 20 ? short((stats.nodes * 1000) / stats.time) : '–'],
+  ];
+  const shown = mode === 'analyse' ? lines.slice(0, lineCount) : lines.slice(0, 1);
+  return html`
+    <section class="card engine" aria-label="The engine's lines">
+      <div class="score-row">
+        <strong id="score">${isShowing && score ? scoreText(score) : '–'}</strong>
+        <dl>${figures.map(
+          ([id, name, value]) => html`
+          <div><dt>${name}</dt><dd id=${id}>${isShowing ? value : '–'}</dd></div>`,
+        )}</dl>
+        ${
+          mode === 'analyse'
+            ? html`<label class="check" title="Lines that are shown">
+          <select id="line-count" aria-label="Number of lines" .value=${String(lineCount)} @change=${setLineCount}>
+          ${[1, 2, 3, 4, 5].map((n) => html`<option ?selected=${n === lineCount}>${n}</option>`)}</select>
+          ${lineCount === 1 ? 'line' : 'lines'}</label>`
+            : nothing
+        }
+        ${check('show-lines', 'isShowing', 'show', 'Show what the engine thinks')}
+      </div>
+      ${
+        isShowing
+          ? html`
+        <ol id="lines" aria-label="Lines, the best first" style="--lines: ${mode === 'analyse' ? lineCount : 1}">${
+          lines.length
+            ? shown.map(lineView(thinking.node))
+            : html`<li class="empty">${engine.search && isOwn ? 'Thinking …' : 'The engine is idle.'}</li>`
+        }</ol>
+        ${check('show-depths', 'areDepthsShown', 'earlier depths', 'Show the best line of each depth')}
+        ${
+          areDepthsShown
+            ? html`<ol id="depths" tabindex="0" aria-label="The best line of each depth">
+          ${(isOwn ? thinking.depths : []).map(lineView(thinking?.node))}</ol>`
+            : nothing
+        }`
+          : nothing
+      }
+    </section>`;
+}

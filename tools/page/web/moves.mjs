@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: MIT
+//
+// The moves of the game with variations, comments and marks, and what can be done with a move.
+
+import { nagText } from '../../lib/game-tree.mjs';
+import { openingOf } from '../../lib/openings.mjs';
+import { resultText } from './board.mjs';
+import { openDialog } from './dialog.mjs';
+import { $, html, icon, nothing } from './html.mjs';
+import { removeMove } from './play.mjs';
+import { markAt } from './report.mjs';
+import { turnOf } from './rules.mjs';
+import { scoreText } from './score.mjs';
+import { changed, endAt, goTo, lastOf, lineOf, refresh, setTip, state } from './state.mjs';
+
+/** The menu of a move: { node, x, y }, or null. */
+let menu = null;
+/** The annotation glyphs of a move, in the order of their keys 1 to 6. */
+export const moveGlyphs = [1, 2, 3, 4, 5, 6];
+
+const numberOf = (node, isForced) => {
+  const [, turn, , , , number] = node.parent.fen.split(' ');
+  if (turn === 'w') return `${number}.`;
+  return isForced ? `${number}...` : '';
+};
+
+function openMenu(event, node) {
+  event.preventDefault();
+  event.stopPropagation();
+  const box = event.currentTarget.getBoundingClientRect();
+  const [x, y] = event.clientX ? [event.clientX, event.clientY] : [box.left, box.bottom];
+  menu = {
+    node,
+    x: Math.min(x, window.innerWidth - 216),
+    y: Math.min(y, window.innerHeight - 250),
+  };
+  refresh();
+}
+
+function moveView(node, isForced) {
+  const isCurrent = node === state.node;
+  const number = numberOf(node, isForced);
+  const [glyphs, kind] = glyphsOf(node);
+  return html`${number ? html`<span class="number">${number}</span>` : nothing}<button type="button"
+    class="move ${kind}" aria-current=${isCurrent ? 'true' : nothing} @click=${() => goTo(node)}
+    @contextmenu=${(event) => openMenu(event, node)}>${node.san}${glyphs ? html`<b>${glyphs}</b>` : nothing}</button>`;
+}
+
+const kinds = { 2: 'is-mistake', 4: 'is-blunder', 6: 'is-inaccuracy', 1: 'is-good', 3: 'is-good' };
+
+/** The glyphs of a move, its own before those of the report: [texts, class]. */
+function glyphsOf(node) {
+  const own = node.nags.find((nag) => kinds[nag]);
+  const nag = own ?? markAt(node)?.nag;
+  const nags = own === undefined && nag ? [nag, ...node.nags] : node.nags;
+  return [nags.map(nagText).join(''), kinds[nag] ?? ''];
+}
+
+const commentView = (text) => (text ? html`<span class="comment">${text}</span>` : nothing);
+
+/** Puts spaces between the parts that are there. */
+const spaced = (parts) =>
+  parts
+    .filter((part) => part !== nothing)
+    .flatMap((part) => [' ', part])
+    .slice(1);
+
+/** A variation with its own variations in brackets. */
+function variationView(first) {
+  const parts = [commentView(first.before), moveView(first, true), commentView(first.comment)];
+  let node = first;
+  let isForced = Boolean(first.comment);
+  while (node.children.length) {
+    const [next, ...others] = node.children;
+    parts.push(moveView(next, isForced), commentView(next.comment));
+    for (const other of others) parts.push(html`(${variationView(other)})`);
+    isForced = others.length > 0 || Boolean(next.comment);
+    node = next;
+  }
+  return spaced(parts);
+}
+
+/** The rows of the main line; comments and variations come between them. */
+function rowsOf(root) {
+  const rows = [];
+  const filler = html`<span class="filler">…</span>`;
+  let isOpen = false; // a row that waits for Black's move
+  if (root.comment) rows.push(html`<div class="aside">${commentView(root.comment)}</div>`);
+  for (let node = root; node.children.length; [node] = node.children) {
+    const [next, ...others] = node.children;
+    const isWhite = turnOf(node.fen) === 'w';
+    if (isWhite || !isOpen) {
+      rows.push(html`<span class="number">${node.fen.split(' ')[5]}.</span>`);
+      if (!isWhite) rows.push(filler);
+    }
+    const score = state.isShowing && next.score ? scoreText(next.score) : '';
+    const [glyphs, kind] = glyphsOf(next);
+    rows.push(html`<button type="button" class="move main ${kind}" data-san=${next.san} @click=${() => goTo(next)}
+      aria-current=${next === state.node ? 'true' : nothing} @contextmenu=${(event) => openMenu(event, next)}
+      ><span>${next.san}${glyphs ? html`<b>${glyphs}</b>` : nothing}</span><small>${score}</small></button>`);
+    isOpen = isWhite;
+    if (!others.length && !next.comment) continue;
+    if (isWhite) rows.push(filler);
+    isOpen = false;
+    rows.push(
+      html`<div class="aside">${commentView(next.comment)}${others.map(
+        (other) => html`<div class="variation">${variationView(other)}</div>`,
+      )}</div>`,
+    );
+  }
+  return rows;
+}
+
+export function editComment(node = state.node) {
+  const take = (form) => {
+    state.game.setComment(node, form.elements.comment.value);
+    changed();
+  };
+  openDialog({
+    id: 'comment-dialog',
+    title: node.san ? `Comment on ${numberOf(node, true)} ${node.san}` : 'Comment on the game',
+    body: () =>
+      html`<textarea name="comment" rows="5" aria-label="Comment">${node.comment}</textarea>`,
+    take,
+    label: 'Keep',
+  });
+}
+
+export function mark(nag, node = state.node) {
+  if (!node.parent) return;
+  state.game.toggleNag(node, nag);
+  changed();
+}
+
+/** Moves a variation up: one place, or to the main line. */
+export function promoteMove(isToMain, node = state.node) {
+  if (isToMain) state.game.makeMain(node);
+  else state.game.promote(node);
+  if (lineOf(state.tip).includes(node)) setTip(lastOf(node));
+  changed();
+}
+
+/** Shows the variation before or after the one on the board. */
+export function switchVariation(step) {
+  const { children = [] } = state.node.parent ?? {};
+  const next = children[children.indexOf(state.node) + step];
+  if (next) goTo(next);
+}
+
+const act = (what) => () => {
+  menu = null;
+  what();
+  refresh();
+};
+
+export function closeMenu() {
+  if (!menu) return false;
+  menu = null;
+  refresh();
+  return true;
+}
+
+export function menuView() {
+  if (!menu) return nothing;
+  const { node, x, y } = menu;
+  const isVariation = !state.game.isMain(node);
+  const item = (words, key, what, isDisabled = false) => html`<button type="button" role="menuitem"
+    ?disabled=${isDisabled} @click=${act(what)}><span>${words}</span><kbd>${key}</kbd></button>`;
+  return html`
+    <div class="menu-ground" @click=${act(() => {})} @contextmenu=${(event) => {
+      event.preventDefault();
+      closeMenu();
+    }}></div>
+    <div class="menu" id="move-menu" role="menu" style="left: ${Math.max(4, x)}px; top: ${Math.max(4, y)}px"
+      aria-label=${node.san ? `The move ${node.san}` : 'The game'}>
+      ${
+        node.parent
+          ? html`<div class="glyphs">${moveGlyphs.map(
+              (nag) => html`<button type="button"
+        aria-pressed=${node.nags.includes(nag)} title="Mark the move with ${nagText(nag)}"
+        @click=${act(() => mark(nag, node))}>${nagText(nag)}</button>`,
+            )}</div>`
+          : nothing
+      }
+      ${item('Comment …', 'c', () => editComment(node))}
+      ${
+        node.parent
+          ? [
+              item('Move variation up', 'v', () => promoteMove(false, node), !isVariation),
+              item('Make main line', 'Shift v', () => promoteMove(true, node), !isVariation),
+              item('Delete from here', 'Del', () => removeMove(node)),
+            ]
+          : nothing
+      }
+    </div>`;
+}
+
+export function treeView() {
+  const { game, node, tip } = state;
+  const ending = endAt(tip);
+  const rows = rowsOf(game.root);
+  const opening = openingOf(lineOf(node).map(({ fen }) => fen))?.name;
+  return html`
+    <p class="opening" ?hidden=${!opening}>${opening ?? ''}</p>
+    <div id="moves" tabindex="0" role="group" aria-label="Moves of the game">
+      ${rows.length ? rows : html`<p class="nothing">No moves yet.</p>`}
+    </div>
+    <p id="result" ?hidden=${!ending}>${ending ? `${resultText(ending)} · ${ending.text}` : ''}</p>
+    <button type="button" id="move-more" class="more" title="Mark, comment or delete the move (m)"
+      aria-label="Mark, comment or delete the move" @click=${(event) => openMenu(event, node)}>${icon('more')}</button>`;
+}
+
+let scrolledTo = '';
+/** Scrolls the list, and nothing around it, to the move on the board. */
+export function showCurrent() {
+  const list = $('moves');
+  const place = `${state.node.id} ${list?.clientHeight}`;
+  if (place === scrolledTo) return;
+  scrolledTo = place;
+  const element = list?.querySelector('[aria-current]');
+  if (!list) return;
+  if (!element) {
+    list.scrollTop = 0;
+    return;
+  }
+  const [outer, inner] = [list.getBoundingClientRect(), element.getBoundingClientRect()];
+  if (inner.top < outer.top) list.scrollTop += inner.top - outer.top - 6;
+  if (inner.bottom > outer.bottom) list.scrollTop += inner.bottom - outer.bottom + 6;
+}

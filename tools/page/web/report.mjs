@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+//
+// The report on a game: searches for a score of each position of the main line, and shows what they
+// say of both sides and of single moves.
+
+import {
+  addReasons,
+  annotatedPgn,
+  betterText,
+  makeReport,
+  markText,
+  reportRows,
+} from '../../lib/report.mjs';
+import { reportHtml } from '../../lib/report-html.mjs';
+import { engine, explain } from './engine.mjs';
+import { button, html, nothing } from './html.mjs';
+import { movesView } from './lines.mjs';
+import { say } from './messages.mjs';
+import { saveFile, setMode } from './play.mjs';
+import { endingOf, nameOf, readLine } from './rules.mjs';
+import { changed, goTo, passing, refresh, state } from './state.mjs';
+
+/** The report on the game, with the marks of its moves by their nodes; `report` is null when no
+ *  position has been scored for one. */
+let made = { key: '', report: null, marks: new Map() };
+
+const mainLine = () => [state.game.root, ...state.game.lineFrom()];
+
+/** Brings the report up to date; before each drawing of the page. */
+export function updateReport() {
+  const nodes = mainLine();
+  const isScored = !passing.review && nodes.some(({ review }) => review);
+  const key = isScored ? JSON.stringify(nodes.map(({ id, review }) => [id, review])) : '';
+  if (key === made.key) return;
+  const report = isScored
+    ? makeReport(
+        state.game,
+        nodes.map(({ review }) => review),
+      )
+    : null;
+  const marks = new Map(report?.moves.map(({ mark }, i) => [nodes[i + 1], mark]));
+  made = { key, report, marks };
+  if (report) addReasons(report, (before, after) => explain([before, after])).then(refresh);
+}
+
+/** The mark of a move in the report, or null. */
+export const markAt = (node) => made.marks.get(node) ?? null;
+
+export function startScoring() {
+  if (passing.review || !state.game.root.children.length) return;
+  if (state.mode === 'play') setMode('analyse');
+  const nodes = mainLine();
+  passing.review = { nodes, index: -1, from: state.node };
+  state.tip = nodes.at(-1);
+  engine.finished = null;
+  state.isAnalysing = false;
+  goOn();
+  changed();
+}
+
+/** A position has been scored; the next one.
+ *  @param {{score: ?object, depth?: number, moves: object[]}} line that was found */
+export function scoreNext({ score, depth, moves }) {
+  const { review } = passing;
+  if (!review) return;
+  const node = review.nodes[review.index];
+  node.review = { score: score && { ...score, depth }, line: moves.map(({ uci }) => uci) };
+  goOn();
+}
+
+function goOn() {
+  const { review } = passing;
+  do review.index++;
+  while (review.index < review.nodes.length && endingOf(review.nodes[review.index])?.isFinal);
+  if (review.index < review.nodes.length) {
+    state.node = review.nodes[review.index];
+    return;
+  }
+  passing.review = null;
+  state.tab = 'report';
+  state.node = review.from;
+  updateReport();
+  made.report.scores.forEach((score, ply) => {
+    if (score) review.nodes[ply].score = score;
+  });
+  say('Every position of the game has a score.');
+}
+
+function moveView(move, report, nodes) {
+  const node = nodes[move.ply];
+  const { mark } = move;
+  const best = readLine(move.before, node.parent.review?.line ?? []);
+  return html`
+    <li class="is-${mark.name}">
+      <button type="button" aria-current=${node === state.node ? 'true' : nothing} @click=${() => goTo(node)}>
+        <b>${move.name}${mark.text}</b>${
+          report.turningPoints.includes(move.ply)
+            ? html`<span class="turning">turning point</span>`
+            : nothing
+        }</button>
+      <p>${markText(move, report).replaceAll('-', '\u2212')}</p>
+      ${betterText(move) ? html`<p>${movesView(node.parent, best)}</p>` : nothing}
+    </li>`;
+}
+
+function progressView({ index, nodes }) {
+  return html`<p class="why-note"><label>Scoring the game <progress max=${nodes.length} value=${index}></progress></label></p>`;
+}
+
+export function reportView() {
+  const { report } = made;
+  const { tags, root } = state.game;
+  if (!report) {
+    return html`<div id="report" class="why-note">${
+      passing.review
+        ? progressView(passing.review)
+        : html`
+      <p>A report says how exactly both sides played, which moves were mistakes and what was better.</p>
+      <p>${button(
+        'report-start',
+        'chart',
+        'Score game',
+        'Score each position of the game',
+        startScoring,
+        { isDisabled: !root.children.length, kind: 'primary' },
+      )}</p>`
+    }</div>`;
+  }
+  const nodes = mainLine();
+  const marked = report.moves.filter(({ mark }) => mark);
+  const savePgn = () => saveFile('pgn', annotatedPgn(state.game, report, engine.name));
+  const saveHtml = () => saveFile('html', reportHtml(state.game, report, { engine: engine.name }));
+  return html`
+    <div id="report" tabindex="0" role="group" aria-label="Report on the game">
+      <table>
+        <thead><tr><td>${report.opening?.name ?? ''}</td>${['w', 'b'].map(
+          (side) => html`<th scope="col">${tags[nameOf(side)] ?? nameOf(side)}</th>`,
+        )}</tr></thead>
+        <tbody>${reportRows(report).map(
+          ([name, white, black]) => html`
+          <tr><th scope="row">${name}</th><td>${white}</td><td>${black}</td></tr>`,
+        )}</tbody>
+      </table>
+      <ol class="marked">${marked.map((move) => moveView(move, report, nodes))}</ol>
+      ${marked.length ? nothing : html`<p class="why-note">No move gave much away.</p>`}
+      <div class="with-buttons">
+        ${button('report-pgn', 'text', 'Annotated PGN', 'The game with marks, scores and better lines', savePgn)}
+        ${button('report-html', 'text', 'HTML', 'The report as one file that any browser shows', saveHtml)}
+        ${button('report-again', 'chart', 'Score again', 'Score each position of the game again', startScoring)}
+      </div>
+    </div>`;
+}

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+//
+// What the page asks of the rules: whether a FEN can be played on, which moves there are, how a
+// game ends, what an engine has to know. chess.js knows the rules.
+
+import { Chess, readFen as readChess, startFen } from '../../lib/chess.mjs';
+
+export { startFen };
+export const otherSide = (side) => (side === 'w' ? 'b' : 'w');
+export const nameOf = (side) => (side === 'w' ? 'White' : 'Black');
+export const turnOf = (fen) => fen.split(' ')[1];
+
+/** A text as a FEN that can be played on.
+ *  @param {string} text four to six fields; the counters may be missing
+ *  @throws with a sentence for people when it is no position of a game */
+export function readFen(text) {
+  const fields = text.trim().split(/\s+/);
+  if (fields.length < 4 || fields.length > 6) {
+    throw new Error('A FEN has six fields: pieces, side, castling, en passant and two counters.');
+  }
+  let fen;
+  try {
+    fen = readChess(text).fen();
+  } catch ({ message }) {
+    throw new Error(`This FEN is wrong: ${message.replace('not a position: ', '')}.`);
+  }
+  for (const [side, pattern] of [
+    ['w', /[A-Z]/g],
+    ['b', /[a-z]/g],
+  ]) {
+    const pieces = fields[0].match(pattern);
+    if (pieces.length > 16 || pieces.filter((piece) => /p/i.test(piece)).length > 8) {
+      throw new Error(`${nameOf(side)} has more pieces than a game can bring.`);
+    }
+  }
+  return fen;
+}
+
+const longOf = (text) => {
+  const match = text.match(/^([a-h][1-8])([a-h][1-8])([qrbn])?$/);
+  return match && { from: match[1], to: match[2], promotion: match[3] };
+};
+
+/** The move as it would be played in a position, or null when it is illegal.
+ *  @param {string} fen
+ *  @param {string | {from: string, to: string, promotion?: string}} move an object, SAN or long
+ *      algebraic notation */
+export function findMove(fen, move) {
+  try {
+    return new Chess(fen).move(typeof move === 'string' ? (longOf(move) ?? move) : move);
+  } catch {
+    return null;
+  }
+}
+
+/** A move as people type it, "e4", "Nf3", "nf3", "0-0", "e2-e4", "e7e8q": a form that findMove()
+ *  takes, or null when there is no such move. */
+export function readTyped(fen, text) {
+  const plain = text.trim().replaceAll('0', 'O');
+  const long = text.trim().toLowerCase().replace(/[-x=]/g, '');
+  const raised = plain[0]?.toUpperCase() + plain.slice(1);
+  return [plain, long, raised].find((move) => move && findMove(fen, move)) ?? null;
+}
+
+/** Legal moves of the piece on a square. */
+export const movesFrom = (fen, square) => new Chess(fen).moves({ square, verbose: true });
+
+/** The square of the king that is in check, or null. */
+export function checkOf(fen) {
+  const chess = new Chess(fen);
+  return chess.inCheck() ? chess.findPiece({ type: 'k', color: chess.turn() })[0] : null;
+}
+
+/** A line of an engine as moves for people; what is illegal ends it.
+ *  @param {string} fen where it begins
+ *  @param {string[]} line moves in long algebraic notation
+ *  @returns {{san: string, uci: string, fen: string, number: string}[]} `fen` is that after the
+ *      move; `number` is "" before Black's moves, but for the first */
+export function readLine(fen, line) {
+  const moves = [];
+  const chess = new Chess(fen);
+  for (const uci of line) {
+    const isWhite = chess.turn() === 'w';
+    const number = isWhite
+      ? `${chess.moveNumber()}.`
+      : moves.length
+        ? ''
+        : `${chess.moveNumber()}...`;
+    try {
+      const { san, after } = chess.move(longOf(uci));
+      moves.push({ san, uci, fen: after, number });
+    } catch {
+      break;
+    }
+  }
+  return moves;
+}
+
+/** The pieces that each side has lost, as far as the board tells, and what White is ahead in pawns:
+ *  { w: ["p", "n"], b: [...], lead }. */
+export function capturedOf(fen) {
+  const values = { p: 1, n: 3, b: 3, r: 5, q: 9 };
+  const full = { p: 8, n: 2, b: 2, r: 2, q: 1 };
+  const counts = { w: {}, b: {} };
+  let lead = 0;
+  for (const letter of fen.split(' ')[0].replace(/[^a-z]/gi, '')) {
+    const piece = letter.toLowerCase();
+    const side = letter === piece ? 'b' : 'w';
+    counts[side][piece] = (counts[side][piece] ?? 0) + 1;
+    lead += (side === 'w' ? 1 : -1) * (values[piece] ?? 0);
+  }
+  const lostBy = (side) => {
+    // A promoted pawn isn't lost.
+    let promoted = 0;
+    for (const piece of 'nbrq') promoted += Math.max(0, (counts[side][piece] ?? 0) - full[piece]);
+    return [...'qrbnp'].flatMap((piece) => {
+      const missing = full[piece] - (counts[side][piece] ?? 0) - (piece === 'p' ? promoted : 0);
+      return Array(Math.max(0, missing)).fill(piece);
+    });
+  };
+  return { w: lostBy('w'), b: lostBy('b'), lead };
+}
+
+const endings = new WeakMap();
+
+/** How the rules end the game at a node: { result, text, isFinal }, or null. After a repetition or
+ *  fifty moves it could go on, so these aren't final. */
+export function endingOf(node) {
+  if (!endings.has(node)) endings.set(node, findEnding(node));
+  return endings.get(node);
+}
+
+function findEnding(node) {
+  const line = [];
+  let root = node;
+  for (; root.parent; root = root.parent) line.unshift(root.san);
+  const chess = new Chess(root.fen);
+  for (const san of line) chess.move(san);
+  const side = chess.turn();
+  if (chess.isCheckmate()) {
+    const text = `Checkmate: ${nameOf(otherSide(side))} wins`;
+    return { result: side === 'w' ? '0-1' : '1-0', text, isFinal: true };
+  }
+  const draw = (by, isFinal = false) => ({ result: '1/2-1/2', text: `Draw by ${by}`, isFinal });
+  if (chess.isStalemate()) return draw('stalemate', true);
+  if (chess.isInsufficientMaterial()) return draw('insufficient material', true);
+  if (chess.isThreefoldRepetition()) return draw('threefold repetition');
+  if (chess.isDrawByFiftyMoves()) return draw('the fifty-move rule');
+  return null;
+}
+
+/** The end of a game whose side has no time left. */
+export function timeOver(fen, side) {
+  const winner = otherSide(side);
+  const pieces = fen.split(' ')[0].match(winner === 'w' ? /[A-Z]/g : /[a-z]/g);
+  const text = `Draw: ${nameOf(side)}'s time is over, ${nameOf(winner)} can't mate`;
+  if (pieces.length === 1) return { result: '1/2-1/2', text };
+  return { result: winner === 'w' ? '1-0' : '0-1', text: `${nameOf(winner)} wins on time` };
+}
+
+/** What an engine has to know of the position at a node: where the last pawn move or capture has
+ *  led to and the moves since, so that it sees repetitions.
+ *  @returns {{fen: string, moves: string[]}} */
+export function positionAt(node) {
+  const moves = [];
+  let from = node;
+  // A null move is no move for an engine.
+  for (; from.parent && Number(from.fen.split(' ')[4]) > 0; from = from.parent) {
+    if (from.uci === '0000') break;
+    moves.unshift(from.uci);
+  }
+  return { fen: from.fen, moves };
+}

@@ -1,0 +1,159 @@
+// SPDX-License-Identifier: MIT
+//
+// The dialogs for a new game and for the settings, and the list of keys.
+
+import { openDialog, showDialog } from './dialog.mjs';
+import { engine, link, setOptions } from './engine.mjs';
+import { html, live, nothing } from './html.mjs';
+import { startGame } from './play.mjs';
+import { changed, levels, state } from './state.mjs';
+
+/** What the form that is open holds: a copy, until it is sent. */
+let draft = {};
+
+const number = (name, min, max, step = 'any') => html`<input type="number" name=${name} min=${min}
+  max=${max} step=${step} required .value=${live(String(draft[name]))}
+  @input=${({ target }) => (draft[name] = Number(target.value))} />`;
+
+const choice = (name, legend, choices) => html`
+  <fieldset class="choice"><legend>${legend}</legend>
+    ${Object.entries(choices).map(
+      ([value, words]) => html`<label><input type="radio" name=${name}
+      value=${value} .checked=${live(draft[name] === value)} @change=${() => {
+        draft[name] = value;
+        showDialog();
+      }} /> ${words}</label>`,
+    )}
+  </fieldset>`;
+
+const levelText = ({ depth, seconds }) => (depth ? `depth ${depth}` : `${seconds} s a move`);
+
+/** The choice of how long the engine thinks of its moves. */
+const paceFields = () => html`
+  ${choice('pace', 'Strength and time', { level: 'Level', time: 'Per move', clock: 'Clock', depth: 'Depth' })}
+  <p class="pace">${{
+    level:
+      () => html`<label>Level <select name="level" @change=${({ target }) => (draft.level = Number(target.value))}>
+      ${levels.map(
+        (level, i) => html`<option value=${i + 1} ?selected=${draft.level === i + 1}>${i + 1}
+        (${levelText(level)})</option>`,
+      )}</select> of ${levels.length}</label>`,
+    time: () => html`<label>Quillon thinks ${number('seconds', 0.1, 3600)} seconds a move.</label>`,
+    clock: () => html`<label>${number('minutes', 0.1, 600)} minutes</label>
+      <label>and ${number('increment', 0, 300)} seconds a move.</label>`,
+    depth: () => html`<label>Quillon looks ${number('depth', 1, 60, 1)} half-moves deep.</label>`,
+  }[draft.pace]()}</p>`;
+
+const paceOf = ({ pace: kind, level, seconds, minutes, increment, depth }) => ({
+  kind,
+  level,
+  seconds,
+  minutes,
+  increment,
+  depth,
+});
+
+export function openNewGame() {
+  const { pace, person, node } = state;
+  draft = {
+    ...pace,
+    pace: pace.kind,
+    side: draft.side === 'random' ? 'random' : person,
+    from: 'start',
+  };
+  openDialog({
+    id: 'new-game',
+    title: 'New game',
+    label: 'Start',
+    body: () => html`
+      ${choice('side', 'You play', { w: 'White', b: 'Black', random: 'Either' })}
+      ${paceFields()}
+      ${choice('from', 'From', { start: 'The start', here: 'This position' })}`,
+    take() {
+      const { side, from } = draft;
+      const person = side === 'random' ? (Math.random() < 0.5 ? 'w' : 'b') : side;
+      startGame({ person, pace: paceOf(draft), fen: from === 'here' ? node.fen : undefined });
+    },
+  });
+}
+
+export function openSettings() {
+  const { scoring, pace, hasSound } = state;
+  const options = engine.options ?? state.options ?? { threads: 1, hash: 64 };
+  draft = {
+    ...pace,
+    pace: pace.kind,
+    ...options,
+    hasSound,
+    scoring: scoring.kind,
+    scoringSeconds: scoring.seconds,
+    scoringDepth: scoring.depth,
+  };
+  openDialog({
+    id: 'settings',
+    title: 'Settings',
+    label: 'Set',
+    body: () => html`
+      <fieldset><legend>Engine</legend>
+        <p id="engine-place"><b>${engine.name}</b> (${link.kind}). ${link.place}</p>
+        <p class="pace"><label>${number('threads', 1, link.mostThreads, 1)} threads</label>
+          <label>${number('hash', 1, link.mostHash, 1)} MB for the hash table</label></p>
+      </fieldset>
+      ${state.clock ? nothing : paceFields()}
+      ${choice('scoring', 'Each position of a report', { time: 'Time', depth: 'Depth' })}
+      <p class="pace">${
+        draft.scoring === 'time'
+          ? html`<label>${number('scoringSeconds', 0.05, 600)} seconds</label>`
+          : html`<label>Depth ${number('scoringDepth', 1, 60, 1)}: the same result each time.</label>`
+      }</p>
+      <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
+        @change=${({ target }) => (draft.hasSound = target.checked)} /> A sound for each move</label>`,
+    take() {
+      const { threads, hash, scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
+      setOptions({ threads, hash });
+      if (!state.clock && draft.pace !== 'clock') state.pace = paceOf(draft);
+      Object.assign(state, { hasSound: draft.hasSound, scoring: { kind, seconds, depth } });
+      changed();
+    },
+  });
+}
+
+const keys = [
+  ['← →', 'One move back, one move on'],
+  ['↑ ↓', 'The variation before, the next one'],
+  ['Home End', 'First position, last position'],
+  ['Space', 'Start or stop the engine'],
+  ['1 2 3 4 5 6', 'Mark the move with ! ? !! ?? !? ?!'],
+  ['c', 'Comment on the move'],
+  ['v', 'Move the variation up (with Shift: make it the main line)'],
+  ['Delete', 'Delete the move and what follows'],
+  ['u', 'Take back'],
+  ['f', 'Turn the board'],
+  ['n', 'New game'],
+  ['p', 'Games, PGN and FEN'],
+  ['e', 'Edit the position'],
+  ['s', 'Settings'],
+  ['w', 'Why is the position worth this?'],
+  ['?', 'This list'],
+  ['Mouse wheel', 'On the board: through the moves'],
+  [
+    'Right button',
+    'On the board: draw an arrow or a circle; Shift, Alt for other colours. On a move: its menu',
+  ],
+];
+
+export function openKeys() {
+  openDialog({
+    id: 'keys',
+    title: 'Keys',
+    body: () => html`<dl class="keys">${keys.map(
+      ([key, what]) =>
+        html`<dt>${
+          key.split(' ').length > 2 || !key.includes(' ') || /^[A-Z].* [a-z]/.test(key)
+            ? html`<kbd>${key}</kbd>`
+            : key.split(' ').map((one) => html`<kbd>${one}</kbd> `)
+        }</dt><dd>${what}</dd>`,
+    )}</dl>
+      <p>You can type moves below the board: e4, Nf3, 0-0, e7e8q.</p>`,
+  });
+}

@@ -171,6 +171,8 @@ test('only the files of the page are given out', async () => {
     '/package.json',
     '//etc/passwd',
     '/node_modules/playwright-core/package.json',
+    '/node_modules/cm-chessboard/assets/pieces/standard.svg',
+    '/node_modules/cm-chessboard/assets/extensions/markers/markers.svg',
     '/constructor',
     '/tools/page/web/page.mjs%00',
   ]) {

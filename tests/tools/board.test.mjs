@@ -206,6 +206,8 @@ tabTest('pieces are dragged and clicked, legal targets shown, and answered', asy
   await waitMoves(page, 4);
   assert.equal((await movesOf(page))[2], 'Nf3');
   assert.equal(await pieceOn(page, 'f3').getAttribute('data-piece'), 'wn');
+  const heightOf = async () => (await pieceOn(page, 'f3').boundingBox())?.height;
+  await until(async () => (await heightOf()) > 30, 'a knight that can be seen');
   assert.equal(await page.locator('#board .marker-target').count(), 0);
   await page.click('#back');
   await waitMoves(page, 2);
@@ -590,8 +592,12 @@ tabTest('the evaluation is explained, and pointing at a row marks its squares', 
 tabTest('arrows and circles are drawn by the right button and go with the position', async (page) => {
   await drag(page, 'e2', 'e4', 'right');
   await drag(page, 'd4', 'd4', 'right');
-  assert.equal(await page.locator('#board .arrow-success').count(), 1);
-  assert.equal(await page.locator('#board .marker-circle-success').count(), 1);
+  const arrow = page.locator('#board .arrow-success .arrow-line');
+  const circle = page.locator('#board .marker-circle-success');
+  for (const one of [arrow, circle]) {
+    // Green.
+    assert.equal(await one.evaluate((node) => getComputedStyle(node).stroke), 'rgb(42, 157, 63)');
+  }
   await seeMoves(page);
   await newGame(page);
   await click(page, 'e2', 'e4');

@@ -79,6 +79,15 @@ test('an export without the engine says what to build', () => {
   assert.throws(() => exportBoard(path.join(folder, 'empty'), 'no/such'), { message });
 });
 
+test('what is exported is free of copyleft', () => {
+  const files = fs.readdirSync(exported, { recursive: true, withFileTypes: true });
+  assert.ok(files.some(({ name }) => name === 'Chessboard.js'));
+  for (const one of files.filter((each) => each.isFile())) {
+    const text = fs.readFileSync(path.join(one.parentPath ?? one.path, one.name), 'latin1');
+    assert.doesNotMatch(text, /Share-?Alike|CC BY-SA|General Public License/i, one.name);
+  }
+});
+
 test('without a service worker the page plays with one thread', async () => {
   const context = await browser.newContext({ serviceWorkers: 'block' });
   const page = await context.newPage();

@@ -44,23 +44,40 @@ export function escapeText(text) {
     .replace(/[&<>"]/g, (c) => ({ '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' })[c]);
 }
 
+/** The drawings of the pieces by their letters in a FEN. */
+const drawings = Object.entries(shapes).flatMap(([piece, [outline, lines]]) =>
+  [
+    [piece.toUpperCase(), '#ffffff', '#1f2428', '#1f2428'],
+    [piece, '#3c444b', '#14181b', '#e4e8eb'],
+  ].map(([letter, fill, edge, line]) => [
+    letter,
+    '<g stroke-width="1.5" stroke-linejoin="round" stroke-linecap="round">' +
+      `<path d="${outline}" fill="${fill}" stroke="${edge}"/>` +
+      `<path d="${lines}" fill="none" stroke="${line}"/></g>`,
+  ]),
+);
+
+const unseen = 'width="0" height="0" style="position:absolute" aria-hidden="true"';
+
 /** The pieces as symbols; a document that has boards in it needs them once. */
 export function pieceSymbols() {
-  const symbols = Object.entries(shapes).flatMap(([piece, [outline, lines]]) =>
-    [
-      [piece.toUpperCase(), '#ffffff', '#1f2428', '#1f2428'],
-      [piece, '#3c444b', '#14181b', '#e4e8eb'],
-    ].map(
-      ([name, fill, edge, line]) =>
-        `<symbol id="piece-${name}" viewBox="0 0 ${square} ${square}"><g stroke-width="1.5" ` +
-        `stroke-linejoin="round" stroke-linecap="round"><path d="${outline}" fill="${fill}" ` +
-        `stroke="${edge}"/><path d="${lines}" fill="none" stroke="${line}"/></g></symbol>`,
-    ),
+  const symbols = drawings.map(
+    ([letter, drawing]) =>
+      `<symbol id="piece-${letter}" viewBox="0 0 ${square} ${square}">${drawing}</symbol>`,
   );
-  return (
-    '<svg width="0" height="0" style="position:absolute" aria-hidden="true">' +
-    `${symbols.join('')}</svg>`
-  );
+  return `<svg ${unseen}>${symbols.join('')}</svg>`;
+}
+
+/** The pieces as a sprite with the names and the size that cm-chessboard expects: "wn", on squares of
+ *  40 units.
+ *  @param {string} id of the svg element */
+export function pieceSprite(id) {
+  const groups = drawings.map(([letter, drawing]) => {
+    const piece = letter.toLowerCase();
+    const name = (letter === piece ? 'b' : 'w') + piece;
+    return `<g id="${name}" transform="scale(${40 / square})">${drawing}</g>`;
+  });
+  return `<svg id="${id}" ${unseen}>${groups.join('')}</svg>`;
 }
 
 /** The pieces of a position, as uses of the symbols. */

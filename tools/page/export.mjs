@@ -8,8 +8,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { listFiles, root } from './server.mjs';
 
-const unused =
-  /pieces\/staunty|\/extensions\/(?!arrows|markers|promotion-dialog|right-click-annotator)/;
+const unused = /\/extensions\/(?!arrows|markers|promotion-dialog|right-click-annotator)/;
 const manifest = {
   name: 'Quillon',
   description: 'Play chess against Quillon and analyse with it',

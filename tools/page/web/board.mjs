@@ -16,6 +16,7 @@ import { PromotionDialog }
 // prettier-ignore
 import { ARROW_TYPE, MARKER_TYPE, RightClickAnnotator }
   from '../../../node_modules/cm-chessboard/src/extensions/right-click-annotator/RightClickAnnotator.js';
+import { pieceSprite } from '../../lib/diagram.mjs';
 import { timeText } from './clock.mjs';
 import { engine, scoreNow } from './engine.mjs';
 import { $, html, nothing, pieceSvg } from './html.mjs';
@@ -41,6 +42,8 @@ let board;
 
 /** Puts the board into the page, once. */
 export function startBoard() {
+  // As with the shapes in index.html.
+  document.body.insertAdjacentHTML('beforeend', pieceSprite('cm-chessboard-sprite'));
   board = new Chessboard($('board'), {
     position: state.node.fen,
     assetsUrl,
@@ -48,7 +51,6 @@ export function startBoard() {
       cssClass: 'quillon',
       borderType: BORDER_TYPE.frame,
       animationDuration: isStill ? 0 : 180,
-      pieces: { file: 'pieces/standard.svg' },
     },
     extensions: [
       { class: Markers, props: { autoMarkers: null } },

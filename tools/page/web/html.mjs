@@ -25,7 +25,7 @@ export const button = (
     ${icon(picture)}${words ? html`<span>${words}</span>` : nothing}
   </button>`;
 
-/** @param {string} piece "wn", from the set of pieces that cm-chessboard has put into the page */
+/** @param {string} piece "wn", from the sprite that the board has put into the page */
 export const pieceSvg = (piece) => svg`
   <svg class="piece-icon" viewBox="0 0 40 40" aria-hidden="true"><use href="#${piece}"></use></svg>`;
 

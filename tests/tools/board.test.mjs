@@ -598,11 +598,26 @@ tabTest('arrows and circles are drawn by the right button and go with the positi
     // Green.
     assert.equal(await one.evaluate((node) => getComputedStyle(node).stroke), 'rgb(42, 157, 63)');
   }
+  const seen = async () => [await arrow.count(), await circle.count()];
   await seeMoves(page);
-  await newGame(page);
-  await click(page, 'e2', 'e4');
-  await waitMoves(page, 2);
-  assert.equal(await page.locator('#board .arrow-success, #board .marker-circle-success').count(), 0);
+  await page.click('#mode-analyse');
+  await type(page, 'd4');
+  await seeMoves(page, 'd4');
+  assert.deepEqual(await seen(), [0, 0]);
+  await page.click('#first');
+  await until(async () => String(await seen()) === '1,1', 'the arrow and the circle');
+  assert.match(await textOf(page, '#pgn'), /\[%cal Ge2e4\] \[%csl Gd4\]\}\s1\. d4/);
+  await page.reload();
+  await until(async () => String(await seen()) === '1,1', 'the arrow and the circle');
+  await drag(page, 'e2', 'e4', 'right');
+  await drag(page, 'd4', 'd4', 'right');
+  assert.deepEqual(await seen(), [0, 0]);
+  assert.doesNotMatch(await textOf(page, '#pgn'), /%c[as]l/);
+  await loadPgn(page, '1. e4 {[%cal Rd2d4,Yg1f3] [%csl Be5]} e5');
+  await page.click('#next');
+  for (const kind of ['arrow-danger', 'arrow-warning', 'marker-circle-info']) {
+    await page.locator(`#board .${kind}`).waitFor({ state: 'attached' });
+  }
 });
 
 test('a page whose server was away goes on when it is back', { timeout: 60000 }, async () => {

@@ -24,7 +24,7 @@ import { messageView, say } from './messages.mjs';
 import { personMoves } from './play.mjs';
 import { capturedOf, checkOf, movesFrom, nameOf, readTyped, turnOf } from './rules.mjs';
 import { scoreText, scoreWords, whiteShare } from './score.mjs';
-import { clockOf, endAt, goTo, isAtTip, movable, nextOf, passing, state } from './state.mjs';
+import { clockOf, endAt, goTo, isAtTip, movable, nextOf, passing, save, state } from './state.mjs';
 
 const assetsUrl = new URL('../../../node_modules/cm-chessboard/assets/', import.meta.url).href;
 const square = (name) => ({ class: `marker-${name}`, slice: 'markerSquare' });
@@ -60,6 +60,8 @@ export function startBoard() {
     ],
   });
   $('board').addEventListener('wheel', turnWheel, { passive: false });
+  // The annotator has drawn by then.
+  $('board').addEventListener('mouseup', keepShapes);
 }
 
 export const isAsking = () => board.isPromotionDialogShown();
@@ -178,12 +180,40 @@ function showArrows() {
   }
 }
 
-/** What the person has drawn belongs to a position. */
-function forgetShapes(node) {
+/** The person's colours by their letters in PGN: cal has arrows, csl has circles. */
+const colours = Object.entries({ G: 'success', R: 'danger', Y: 'warning', B: 'info' });
+
+/** Shows what the person has drawn at a position. */
+function showShapes(node) {
   if (shapesOf === node) return;
   shapesOf = node;
-  for (const type of Object.values(ARROW_TYPE)) board.removeArrows(type);
-  for (const type of Object.values(MARKER_TYPE)) board.removeMarkers(type);
+  const { cal = '', csl = '' } = node.commands;
+  for (const [letter, kind] of colours) {
+    const [arrow, circle] = [ARROW_TYPE[kind], MARKER_TYPE[kind]];
+    board.removeArrows(arrow);
+    board.removeMarkers(circle);
+    for (const [, from, to] of cal.matchAll(RegExp(`${letter}([a-h][1-8])([a-h][1-8])`, 'g')))
+      board.addArrow(arrow, from, to);
+    for (const [, at] of csl.matchAll(RegExp(`${letter}([a-h][1-8])`, 'g')))
+      board.addMarker(circle, at);
+  }
+}
+
+/** Keeps what the person has drawn with the position, and so in the PGN. */
+function keepShapes({ button }) {
+  if (button !== 2 || shapesOf !== state.node) return;
+  const shapes = (list) => colours.flatMap(([letter, kind]) => list(letter, kind)).join();
+  const { cal, csl, ...others } = state.node.commands;
+  const arrows = shapes((letter, kind) =>
+    board.getArrows(ARROW_TYPE[kind]).map(({ from, to }) => letter + from + to),
+  );
+  const circles = shapes((letter, kind) =>
+    board.getMarkers(MARKER_TYPE[kind]).map((one) => letter + one.square),
+  );
+  if (arrows) others.cal = arrows;
+  if (circles) others.csl = circles;
+  state.node.commands = others;
+  save();
 }
 
 export function showBoard() {
@@ -193,7 +223,7 @@ export function showBoard() {
     board.setOrientation(side).then(showBoard);
   }
   board.setPosition(node.fen, !isStill);
-  forgetShapes(node);
+  showShapes(node);
   const last = pointed ? '' : (node.uci ?? '');
   setMarkers(markers.played, last ? [last.slice(0, 2), last.slice(2, 4)] : []);
   const king = checkOf(node.fen);

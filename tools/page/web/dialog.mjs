@@ -64,4 +64,5 @@ function forget() {
   queueMicrotask(() => !current && showDialog());
 }
 
-export const isDialogOpen = () => current !== null;
+// The event of closing comes later.
+export const isDialogOpen = () => Boolean($('dialog-host').querySelector('dialog[open]'));

@@ -347,6 +347,22 @@ test('other options are set before a search goes on', async () => {
   await client.end();
 });
 
+test('another engine goes on with the search', limited, async () => {
+  const first = fakeEngine('first', "} if (line === 'stop') { say('bestmove d2d4');");
+  const engines = [first, fakeEngine('second')].map((one, i) => ({ name: `No. ${i}`, file: one.file }));
+  const client = await Client.open((await start({ file: first.file, engines })).port);
+  assert.deepEqual(client.received[0].engines, ['No. 0', 'No. 1']);
+  client.search(1);
+  await until(() => /^go/m.test(first.log()), 'a search');
+  client.send({ type: 'options', hash: 16, threads: 1, engine: 2 });
+  await client.until(({ type }) => type === 'error', 'an error');
+  client.send({ type: 'options', hash: 16, threads: 1, engine: 1 });
+  assert.equal((await client.best(1)).move, 'e2e4');
+  await client.until(({ engine }) => engine === 1, 'the other engine');
+  assert.match(first.log(), /quit\n$/);
+  await client.end();
+});
+
 test('a newer search replaces the one before, and a cancelled one gives no answer', async () => {
   const stops =
     "if (line !== 'go infinite') say('bestmove d2d4'); } " +

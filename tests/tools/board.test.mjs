@@ -13,7 +13,7 @@ import { startFen } from '../../tools/lib/chess.mjs';
 import { readGame } from '../../tools/lib/game-tree.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
 import { launch } from '../web/browser.mjs';
-import { enginePath as engine, file, pause, read, root, until } from './support.mjs';
+import { enginePath as engine, fake, file, pause, read, root, until } from './support.mjs';
 
 // The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
 // and loses at once.
@@ -25,7 +25,7 @@ let url;
 let browser;
 
 test.before(async () => {
-  const args = ['--engine', engine, '--port', '0', '--hash', '16'];
+  const args = ['--engine', engine, '--engine', fake(), '--port', '0', '--hash', '16'];
   server = spawn(path.join(root, 'tools', 'board'), args, { stdio: ['ignore', 'pipe', 'inherit'] });
   const [line] = await once(readline.createInterface({ input: server.stdout }), 'line');
   [url] = line.match(/http:\S+/) ?? assert.fail(`the board says "${line}"`);
@@ -544,6 +544,10 @@ tabTest('settings are kept, and so is a game when the page is loaded again', asy
   await see(page, '#engine-state', '32 MB');
   await see(page, '#pace', 'Level 2');
   await see(page, '#status', 'Your move (White)');
+  await page.keyboard.press('s');
+  await page.selectOption('select[name=engine]', { index: 1 });
+  await page.click('#settings button[value=take]');
+  await see(page, '#engine-state', 'Fake');
 });
 
 tabTest('a whole game gets its scores and a report, and the graph goes where it is clicked', async (page) => {

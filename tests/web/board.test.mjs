@@ -117,7 +117,15 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   await setOptions(page, 2, 16);
   await page.click('#mode-analyse');
   await see(page, '#lines .line', /^2\. ?\S+/);
-  // The search goes on with other options.
+  // The search goes on in the other build, and with other options.
+  const requests = [];
+  context.on('request', (request) => requests.push(request.url()));
+  await page.click('#engine');
+  await page.selectOption('select[name=engine]', 'Without threads');
+  await page.click('#settings button[value=take]');
+  await see(page, '#engine-state', '1 thread, 16 MB');
+  await until(() => requests.some((one) => one.endsWith('/quillon-single.wasm')), 'the build');
+  await see(page, '#lines .line', /^2\. ?\S+/);
   await setOptions(page, 1, 32);
   await until(async () => Number(await page.textContent('#depth')) >= 10, 'depth 10');
 

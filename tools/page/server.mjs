@@ -94,6 +94,8 @@ function headersOf(hosts) {
 /** Starts the server.
  *  @param {object} settings
  *  @param {string} settings.file the engine
+ *  @param {{name: string, file: string}[]} [settings.engines] the engines to choose from, the first
+ *      of which a tab has at first
  *  @param {string} [settings.explainFile] quillon_explain, unless it is in the engine's folder
  *  @param {number} settings.hash megabytes of each engine
  *  @param {number} settings.threads of each engine
@@ -110,6 +112,7 @@ function headersOf(hosts) {
  *  @throws when the port is taken, or a file of the page or a library is missing */
 export async function startBoard({
   file,
+  engines = [{ name: path.basename(file), file }],
   explainFile = path.join(path.dirname(file), 'quillon_explain'),
   hash,
   threads,
@@ -199,9 +202,11 @@ export async function startBoard({
       wire.close(1013, 'too many tabs');
       return;
     }
-    const start = () => Engine.start(file);
+    const start = (index) => Engine.start(engines[index].file);
+    const names = engines.map(({ name }) => name);
     const explain = (fens) => explainer.explain(fens);
-    const session = new Session({ start, explain, hash, threads, stopPatience }, send);
+    const settings = { start, engines: names, explain, hash, threads, stopPatience };
+    const session = new Session(settings, send);
     sessions.add(session);
     wire.on('message', (data, isBinary) => {
       if (!isOpen()) return;

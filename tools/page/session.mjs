@@ -76,11 +76,13 @@ export function goOf(limits, turn, elapsed) {
 
 /** The engine of a tab. Tells what happens by messages:
  *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text, hash,
- *      threads }
+ *      threads,
+ *      engines, engine }
  *    { type: 'info', id, lines: [{ score, depth, moves }], seldepth, nodes, time, hashfull }
  *    { type: 'best', id, move, ponder }
  *    { type: 'explained', id, explanation }
- *  Scores are White's: { cp } or { mate }. */
+ *  Scores are White's: { cp } or { mate }. `engines` has the names of those that there are, `engine`
+ *  is the index of the one that is wanted. */
 export class Session {
   #settings;
   #send;
@@ -96,7 +98,9 @@ export class Session {
   #wake = () => {};
 
   /** @param {object} settings
-   *  @param {() => Promise<import('../lib/conversation.mjs').Conversation>} settings.start
+   *  @param {(engine: number) => Promise<import('../lib/conversation.mjs').Conversation>}
+   *      settings.start
+   *  @param {string[]} [settings.engines] the names of the engines that it can start
    *  @param {number} settings.hash megabytes
    *  @param {number} settings.threads
    *  @param {(fens: string[]) => Promise<object>} settings.explain explains one position or the
@@ -104,7 +108,7 @@ export class Session {
    *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
    *  @param {(message: object) => void} send */
   constructor(settings, send) {
-    this.#settings = settings;
+    this.#settings = { engines: [''], engine: 0, ...settings };
     this.#send = send;
     this.running = this.#run();
   }
@@ -126,9 +130,12 @@ export class Session {
         this.#interrupt();
         break;
       case 'options': {
-        const { hash, threads } = message;
-        if (!isWhole(hash, 1, 32768) || !isWhole(threads, 1, 64)) throw new Error('not an option');
-        this.#settings = { ...this.#settings, hash, threads };
+        const { engines, engine: current } = this.#settings;
+        const { hash, threads, engine = current } = message;
+        const isRight = isWhole(hash, 1, 32768) && isWhole(threads, 1, 64);
+        if (!isRight || !isWhole(engine, 0, engines.length - 1)) throw new Error('not an option');
+        if (engine !== current) this.#ends = [];
+        this.#settings = { ...this.#settings, hash, threads, engine };
         this.#areNewOptions = true;
         // The search under way begins anew.
         this.#request &&= { ...this.#request };
@@ -189,18 +196,22 @@ export class Session {
   }
 
   #tell(state, name, text = '') {
-    const { hash, threads } = this.#settings;
-    this.#send({ type: 'engine', state, name, text, hash, threads });
+    const { hash, threads, engines, engine } = this.#settings;
+    this.#send({ type: 'engine', state, name, text, hash, threads, engines, engine });
   }
 
   async #run() {
     let state = 'ready';
     while (!this.#isClosed) {
       try {
-        this.#engine = await this.#settings.start();
+        const { engine } = this.#settings;
+        this.#engine = await this.#settings.start(engine);
         await this.#setOptions(this.#engine);
         this.#tell(state, this.#engine.name);
-        await this.#serve(this.#engine);
+        await this.#serve(this.#engine, engine);
+        // Another one is wanted, or none.
+        await this.#engine.quit(1000);
+        state = 'ready';
       } catch (error) {
         if (this.#isClosed) break;
         this.#engine?.kill();
@@ -226,10 +237,10 @@ export class Session {
     });
   }
 
-  /** Does searches until the tab or the engine is gone.
+  /** Does searches until the tab or the engine is gone, or another engine is wanted.
    *  @throws when the engine has ended */
-  async #serve(engine) {
-    while (!this.#isClosed) {
+  async #serve(engine, index) {
+    while (!this.#isClosed && this.#settings.engine === index) {
       if (this.#areNewOptions) {
         await this.#setOptions(engine);
         this.#tell('ready', engine.name);

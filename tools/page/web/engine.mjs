@@ -21,8 +21,10 @@ export const engine = {
   details: '',
   isBad: false,
   isFailed: false,
-  /** { hash, threads } that it has, once it has started. */
+  /** { hash, threads, engine } that it has, once it has started. */
   options: null,
+  /** The names of the engines to choose from; `options.engine` is an index. */
+  choices: [],
   /** The search under way: { id, key, kind, node }, or null. */
   search: null,
   /** What is shown of the last search: { node, lines: [{ score, depth, moves, text }], depths,
@@ -142,8 +144,9 @@ function setNews(news, isBad = false, details = '') {
   Object.assign(engine, { news, isBad, details });
 }
 
-function takeEngineState({ state: news, name, text, hash, threads }) {
-  engine.options = { hash, threads };
+function takeEngineState({ state: news, name, text, hash, threads, engines, engine: index }) {
+  engine.options = { hash, threads, engine: index };
+  engine.choices = engines;
   engine.isFailed = news === 'failed';
   forgetFailure();
   if (name) engine.name = name.replace(/ version /i, ' ');
@@ -227,10 +230,10 @@ export const link = new (isAlone ? (await import('./own-engine.mjs')).OwnEngine 
   },
 });
 
-/** Sets threads and hash. */
+/** Sets threads, hash and which engine it is. */
 export function setOptions(options) {
   const { options: own } = engine;
-  if (own && options.threads === own.threads && options.hash === own.hash) return;
+  if (own && Object.keys(own).every((name) => options[name] === own[name])) return;
   state.options = options;
   if (link.isOpen && !engine.isFailed) setNews('setting …');
   link.send({ type: 'options', ...options });

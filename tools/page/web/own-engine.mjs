@@ -9,9 +9,10 @@ import { Session } from '../session.mjs';
 class WorkerEngine extends Conversation {
   #engine;
 
-  constructor() {
+  /** @param {boolean} [isThreaded] false for the build without threads */
+  constructor(isThreaded) {
     super('Quillon');
-    this.#engine = Quillon();
+    this.#engine = Quillon({ threaded: isThreaded });
     this.#engine.then(
       (engine) => {
         engine.onLine = (line) => this.receive(`${line}\n`);
@@ -57,7 +58,8 @@ export class OwnEngine {
 
   open() {
     const settings = {
-      start: () => WorkerEngine.start(),
+      engines: this.#hasThreads ? ['With threads', 'Without threads'] : ['Without threads'],
+      start: (index) => WorkerEngine.start(this.#hasThreads && index === 0),
       explain,
       hash: 64,
       threads: Math.min(4, Math.ceil(this.mostThreads / 2)),
@@ -72,6 +74,9 @@ export class OwnEngine {
   }
 
   send(message) {
-    this.#session?.take(message);
+    const isSingle = message.engine === 1 || !this.#hasThreads;
+    // The build without threads takes any number of them all the same.
+    const isTooMany = message.type === 'options' && isSingle;
+    this.#session?.take(isTooMany ? { ...message, threads: 1 } : message);
   }
 }

@@ -96,6 +96,14 @@ export function openSettings() {
     body: () => html`
       <fieldset><legend>Engine</legend>
         <p id="engine-place"><b>${engine.name}</b> (${link.kind}). ${link.place}</p>
+        ${
+          engine.choices.length > 1
+            ? html`<p class="pace"><label>Engine <select name="engine"
+                @change=${({ target }) => (draft.engine = target.selectedIndex)}>
+                ${engine.choices.map((name, i) => html`<option ?selected=${i === draft.engine}>${name}</option>`)}
+              </select></label></p>`
+            : nothing
+        }
         <p class="pace"><label>${number('threads', 1, link.mostThreads, 1)} threads</label>
           <label>${number('hash', 1, link.mostHash, 1)} MB for the hash table</label></p>
       </fieldset>
@@ -109,8 +117,8 @@ export function openSettings() {
       <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
         @change=${({ target }) => (draft.hasSound = target.checked)} /> A sound for each move</label>`,
     take() {
-      const { threads, hash, scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
-      setOptions({ threads, hash });
+      const { threads, hash, engine: index, scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
+      setOptions({ threads, hash, engine: index });
       if (!state.clock && draft.pace !== 'clock') state.pace = paceOf(draft);
       Object.assign(state, { hasSound: draft.hasSound, scoring: { kind, seconds, depth } });
       changed();

@@ -44,7 +44,7 @@ export const state = {
   /** What a position gets when a whole game is scored: { kind: 'time' | 'depth', seconds, depth } */
   scoring: { kind: 'time', seconds: 0.5, depth: 14 },
   hasSound: false,
-  /** { hash, threads } that the person has set */
+  /** { hash, threads, engine } that the person has set */
   options: null,
   /** 'moves', 'why' or 'report' */
   tab: 'moves',

@@ -314,6 +314,13 @@ tabTest('analysis shows lines, follows the moves, plays what is clicked, stops',
   await seeMoves(page, 'Nxd4', ...moves.slice(0, 3));
 });
 
+tabTest('the same position in another game is analysed anew', async (page) => {
+  await page.click('#mode-analyse');
+  await see(page, '#lines .line', /^1\. ?\S+/);
+  await setFen(page, startFen);
+  await see(page, '#lines .line', /^1\. ?\S+/);
+});
+
 tabTest('mates are counted as people count them, in both directions', async (page) => {
   await page.click('#mode-analyse');
   // 1... Kh1 is forced, then Ra1 mates; by the rules, not by a program.

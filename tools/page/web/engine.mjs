@@ -77,6 +77,12 @@ function wanted() {
   return task.key === engine.finished ? null : task;
 }
 
+/** Ends and forgets what the engine does: the nodes are of a game that is gone. */
+export function forgetSearch() {
+  Object.assign(engine, { search: null, thinking: null, finished: null });
+  link.send({ type: 'cancel' });
+}
+
 /** Lets the engine do what is wanted. */
 export function drive() {
   if (!link.isOpen) return;

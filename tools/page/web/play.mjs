@@ -4,7 +4,7 @@
 
 import { GameTree } from '../../lib/game-tree.mjs';
 import { Clock } from './clock.mjs';
-import { engine, link } from './engine.mjs';
+import { engine, forgetSearch, link } from './engine.mjs';
 import { say } from './messages.mjs';
 import { endingOf, findMove, nameOf, otherSide, timeOver, turnOf } from './rules.mjs';
 import {
@@ -60,7 +60,7 @@ export function offerUndo(text, before) {
     passing.review = null;
     const { isShowing, options, hasSound, lineCount } = state;
     revert({ ...before, isShowing, options, hasSound, lineCount });
-    engine.finished = null;
+    forgetSearch();
     runClock();
     changed();
   };
@@ -144,8 +144,7 @@ function replaceGame(text, settings) {
   const isWorth = state.game.root.children.length || settings.mode === 'analyse';
   const before = isWorth ? snapshot() : null;
   passing.review = null;
-  engine.finished = null;
-  engine.thinking = null;
+  forgetSearch();
   Object.assign(state, { verdict: null, clock: null }, settings);
   link.send({ type: 'newgame' });
   if (before) offerUndo(text, before);

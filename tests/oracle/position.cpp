@@ -18,10 +18,10 @@ namespace
 // The keys. Any random numbers will do: results don't depend on them.
 struct Keys
 {
-    std::uint64_t piece[14][64];
-    std::uint64_t rights[16];
-    std::uint64_t enPassantFile[8];
-    std::uint64_t blackToMove;
+    std::uint64_t piece[14][64] = {};
+    std::uint64_t rights[16] = {};
+    std::uint64_t enPassantFile[8] = {};
+    std::uint64_t blackToMove = 0;
 
     Keys()
     {

@@ -5,7 +5,9 @@
 
 let library;
 try {
-  library = await import('../../node_modules/chess.js/dist/esm/chess.js');
+  // A page needs a path; Node 18 takes the file at it for a script of the older kind.
+  const path = '../../node_modules/chess.js/dist/esm/chess.js';
+  library = await import(typeof process === 'object' ? 'chess.js' : path);
 } catch (error) {
   if (error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
   const program = process.argv[1]?.split('/').at(-1) ?? 'quillon';

@@ -385,6 +385,7 @@ test('positions are explained by a program that is started when needed and when 
   const program = `#!${process.execPath}
 require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
   if (line.startsWith('8/')) process.exit(1);
+  if (line.startsWith('7k/')) console.log('{');
   console.log(JSON.stringify({ line, pid: process.pid }));
 });
 `;
@@ -400,7 +401,8 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
   const pair = await explain(2, startFen, startFen);
   assert.deepEqual(pair, { line: `${startFen} | ${startFen}`, pid: first.pid });
   assert.match((await explain(3, '8/8/8/8/8/8/8/8 w - - 0 1')).error, /has ended/);
-  assert.notEqual((await explain(4, startFen)).pid, first.pid);
+  assert.match((await explain(4, '7k/8/8/8/8/8/8/K7 w - - 0 1')).error, /has ended/);
+  assert.notEqual((await explain(5, startFen)).pid, first.pid);
   const none = await Client.open((await start({ explainFile: '/no/such/file' })).port);
   none.send({ type: 'explain', id: 1, fens: [startFen] });
   assert.match((await none.until(({ type }) => type === 'explained', 'an error')).explanation.error, /missing/);

@@ -20,19 +20,23 @@ export class Explainer {
   #start() {
     const child = spawn(this.#file, ['--json'], { stdio: ['pipe', 'pipe', 'ignore'] });
     this.#child = child;
-    readline.createInterface({ input: child.stdout }).on('line', (line) => {
-      try {
-        this.#waiting.shift()?.resolve(JSON.parse(line));
-      } catch {
-        child.kill();
-      }
-    });
     const end = () => {
       if (this.#child !== child) return;
       this.#child = null;
       const error = new Error('The program quillon_explain is missing or has ended');
       for (const { reject } of this.#waiting.splice(0)) reject(error);
     };
+    readline.createInterface({ input: child.stdout }).on('line', (line) => {
+      if (this.#child !== child) return;
+      try {
+        const answer = JSON.parse(line);
+        this.#waiting.shift()?.resolve(answer);
+      } catch {
+        // From here on answers and questions may not match.
+        end();
+        child.kill();
+      }
+    });
     child.stdin.on('error', end);
     child.on('error', end);
     child.on('close', end);

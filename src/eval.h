@@ -201,10 +201,11 @@ int evaluateN(int ply, positionStruct* position);
 
 // Evaluation by terms
 //
-// EVALTERMS lists the terms in the order of the evaluation: TERM(enumerator, group, name, meaning,
-// sentence). Name, meaning and sentence are what people read, in quillon_explain, on the analysis
-// board and in docs/evaluation.md. The sentence is on one square of the term, and the piece there;
-// it has no full stop. The terms of pieces come in runs: knight, bishop, rook, queen.
+// EVALGROUPS lists the groups of terms as people see them. EVALTERMS lists the terms in the order
+// of the evaluation: TERM(enumerator, group, name, meaning, sentence). Name, meaning and sentence
+// are what people read, in quillon_explain, on the analysis board and in docs/evaluation.md. The
+// sentence is about one square of the term and the piece there; it has no full stop. The terms of
+// pieces come in runs: knight, bishop, rook, queen.
 
 // clang-format off
 #define EVALGROUPS(GROUP) \
@@ -311,14 +312,14 @@ int evaluateN(int ply, positionStruct* position);
          "How far each bishop is from its own king.",                                             \
          "The distance of the bishop on %square from its king")                                   \
     TERM(termBadBishop, groupActivity, "bishop bad",                                              \
-         "Own blocked pawns on squares of a bishop's colour.",                                    \
+         "Blocked friendly pawns on squares of a bishop's colour.",                               \
          "The bishop on %square has blocked friendly pawns on its colour")                        \
     TERM(termRookFile, groupActivity, "rook on open file",                                        \
          "A rook on a file without friendly pawns, by whether enemy pawns are there.",            \
          "The rook on %square has no friendly pawn on its file")                                  \
     TERM(termPassedPawns, groupPassed, "passed pawns",                                            \
-         "A passed pawn: its rank, its next square, what the enemy attacks of its way, own "      \
-         "rooks and queens ahead, and how near both kings are.",                                  \
+         "A passed pawn: its rank, its next square, what the enemy attacks of its way, "          \
+         "friendly rooks and queens ahead, and how near both kings are.",                         \
          "The pawn on %square is passed")                                                         \
     TERM(termThreatWeakPawn, groupThreats, "threat: weak pawn",                                   \
          "A pawn that is attacked and not well enough defended, but not attacked by a pawn.",     \

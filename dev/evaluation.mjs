@@ -174,9 +174,9 @@ function boardLines(entries) {
 
 /** Tables with a common axis, as lines. */
 function tableLines(axis, names, list, tables) {
-  const listedTables = names.map((name) => {
-    const listed = list.find((entry) => [entry.variable, entry.name].includes(name));
-    assert.ok(listed, `no table ${name}`);
+  const listedTables = names.flatMap((name) => {
+    const listed = list.filter((entry) => [entry.variable, entry.name].includes(name));
+    assert.ok(listed.length, `no table ${name}`);
     return listed;
   });
   if (axis === 'square')
@@ -204,10 +204,22 @@ function diagramLines(fen) {
   return [...ranks, '  |a|b|c|d|e|f|g|h|'];
 }
 
+/** The name and sentence of a term, or of "* NAME" for all pieces that have a term of this name. */
+function termLines(name, meanings) {
+  const isShared = name.startsWith('* ');
+  const names = (isShared ? axes.piece.map((piece) => name.replace('*', piece)) : [name])
+    .filter((each) => meanings.has(each));
+  const sentences = new Set(names.map((each) => (
+    isShared ? meanings.get(each).replace(each.split(' ')[0], 'piece') : meanings.get(each))));
+  assert.equal(sentences.size, 1, `terms ${name} with one sentence`);
+  return `- ${names.map((each) => `**${each}**`).join(', ')}: ${[...sentences]}`
+    .replace(/(.{1,98})( |$)/g, '$1\n  ').trimEnd();
+}
+
 /** The document with new text between its markers. `explain` returns the output of quillon_explain
  *  for its arguments, `header` is eval.h.
  *
- *    <!-- terms: NAME; NAME -->           the names with their sentences
+ *    <!-- terms: NAME; * NAME -->         the names with their sentences; * is any piece
  *    <!-- tables AXIS: NAME, NAME; AXIS: NAME -->   by file, rank, piece, number, square or none
  *    <!-- position FEN: NAME COLOUR; ... -->   a diagram and the values of terms
  *    <!-- explain: FEN -->                the whole output of the program
@@ -220,10 +232,7 @@ export function writeDocument(text, header, explain) {
   const meanings = new Map(explain('--terms').trim().split('\n').map((line) => line.split('\t')));
   const fenced = (lines) => ['```', ...lines, '```'];
   const writers = [
-    [/^terms: (.+)$/, (names) => names.split('; ').map((name) => {
-      assert.ok(meanings.has(name), `no term ${name}`);
-      return `- **${name}**: ${meanings.get(name)}`.replace(/(.{1,98})( |$)/g, '$1\n  ').trimEnd();
-    })],
+    [/^terms: (.+)$/, (names) => names.split('; ').map((name) => termLines(name, meanings))],
     [/^tables (.+)$/, (groups) => fenced(groups.split('; ').map((group) => {
       const [axis, names] = group.split(': ');
       return tableLines(axis, names.split(', '), list, tables).join('\n');

@@ -44,7 +44,10 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
         /usr/lib/llvm-14/include/c++/v1/version=libc++-14-dev \
         /usr/lib/llvm-14/lib/libc++abi.so=libc++abi-14-dev \
         /usr/src/googletest/CMakeLists.txt=googletest
-[[ $level != long ]] || need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard
+[[ $level != long ]] ||
+    need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard valgrind=valgrind \
+        /usr/games/ethereal-chess=ethereal-chess /usr/games/glaurung=glaurung \
+        /usr/games/toga2=toga2 /usr/games/gnuchess=gnuchess
 
 mkdir -p build
 status=0

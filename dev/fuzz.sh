@@ -22,11 +22,12 @@ cmake --preset fuzz > /dev/null
 cmake --build --preset fuzz -j "$(nproc)" > /dev/null
 status=0
 for target in "${targets[@]}"; do
-    found=build/fuzz/found/$target
+    # Whole paths, because a fuzzer works in a folder of its own.
+    found=$PWD/build/fuzz/found/$target
     mkdir -p "$found"
-    seeds=("tests/fuzz/corpus/$target")
-    [[ ! -d tests/fuzz/regressions/$target ]] || seeds+=("tests/fuzz/regressions/$target")
-    echo "== $target, log in $found.log"
+    seeds=("$PWD/tests/fuzz/corpus/$target")
+    [[ ! -d tests/fuzz/regressions/$target ]] || seeds+=("$PWD/tests/fuzz/regressions/$target")
+    echo "== $target, log in build/fuzz/found/$target.log"
     ASAN_OPTIONS=allocator_may_return_null=1 "build/fuzz/tests/fuzz/quillon_fuzz_$target" \
         -max_total_time=$((minutes * 60)) -max_len=2048 -timeout=120 -rss_limit_mb=2560 \
         -dict=tests/fuzz/words.dict -artifact_prefix="$found-" "$found" "${seeds[@]}" \

@@ -4,7 +4,7 @@
 // scores, piece codes, the 4-byte move, the per-ply record, the position record and the `engine`
 // record of settings and search limits. Plain data: no operation here changes a position.
 //
-//   Build switches        TCONST, QUILLON_PERFT_FILE
+//   Build switches        TCONST, TESTER, QUILLON_PERFT_FILE
 //   Data shared between threads   relaxed, peek, publish
 //   Limits and scores     NOFSQUARES, NOFPLIES, SCOREMATE, SCOREMATELIMIT
 //   Packed scores         combEval, X
@@ -28,12 +28,20 @@
 // --------------------|------------------|------------------------------------------------------
 // QUILLON_TUNE        | not set          | evaluation tables are constants, folded into the code
 //                     | set              | tables are writable and read at run time by the tuner
+// QUILLON_TESTER      | not set          | the console of docs/uci.md
+//                     | set              | and what test frameworks need; docs/testing-engines.md
 // QUILLON_PERFT_FILE  | a string literal | the file that `rtest` tries first; see perft.h
 
 #ifdef QUILLON_TUNE
 #define TCONST
 #else
 #define TCONST const
+#endif
+
+#ifdef QUILLON_TESTER
+constexpr bool TESTER = true;
+#else
+constexpr bool TESTER = false;
 #endif
 
 #ifndef QUILLON_PERFT_FILE
@@ -464,7 +472,7 @@ constexpr spinOption THREADSOPTION = {"Threads", 1, 1, 64};
 /// thread, also while a search runs, and read by all: every word is relaxed.
 struct engineStruct
 {
-    relaxed<u64> nodeLimit;    // `go nodes`; nothing reads it
+    relaxed<u64> nodeLimit;    // `go nodes`; only the tester build reads it
     relaxed<u64> elapsedTime;  // since startTime, as of the last iteration
     relaxed<u64> startTime;    // now() at the arrival of `go`
     relaxed<float> timeFactor; // 1, or 5 when time is short; on elapsed time, soft check

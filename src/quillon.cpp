@@ -118,6 +118,12 @@ std::string execute(const std::string& command, console& state)
             row.run(words, state);
             return token;
         }
+    if constexpr (TESTER)
+        if (token == "bench")
+        {
+            UCIbench(words);
+            return token;
+        }
     writeText("Unknown command\n");
     return token;
 }

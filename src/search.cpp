@@ -444,15 +444,23 @@ i64 millisecondsSinceGo()
     return now() - narrow<i64>(u64{engine.startTime});
 }
 
-/// Counts down to the next check of the clock; true when the hard budget is used up. A call to the
-/// system at each node would cost more than it gains: the budget is not that exact.
+/// Whether all threads together have searched as many nodes as `go nodes` allows.
+bool isNodeLimitReached()
+{
+    return TESTER && engine.nodeLimit && !engine.infinite &&
+           theWorkForce.nofNodes() >= engine.nodeLimit;
+}
+
+/// Counts down to the next check of the hard budget and the node limit; true when one is used up. A
+/// call to the system at each node would cost more than it gains: the budget is not that exact.
 bool isTimeOver(positionStruct* position)
 {
     if (position->nodesToClockCheck-- > 0) return false;
     position->nodesToClockCheck = engine.nodeCheckInterval;
     // An unlimited search reads the clock too: a platform without threads uses that to take turns.
     const i64 elapsed = millisecondsSinceGo();
-    if (theWorkForce.ponderSearch || engine.infinite || elapsed < engine.maxTime) return false;
+    const bool hasTime = theWorkForce.ponderSearch || engine.infinite || elapsed < engine.maxTime;
+    if (hasTime && !isNodeLimitReached()) return false;
     theWorkForce.stop();
     return true;
 }
@@ -1106,15 +1114,29 @@ std::string linesTail(const std::string& depths, const std::string& hashFull,
            std::to_string(engine.elapsedTime) + hashFull + " pv " + PVToString(position);
 }
 
-/// Fields of an info line.
+/// Fields of an info line. Test frameworks want the speed in each line.
 std::string depthText(int depth)
 {
+    if constexpr (TESTER)
+    {
+        const u64 nps = theWorkForce.nofNodes() * 1000 / std::max<u64>(engine.elapsedTime, 1);
+        return " depth " + std::to_string(depth) + " nps " + std::to_string(nps);
+    }
     return " depth " + std::to_string(depth);
 }
 
 std::string selDepthText(const positionStruct* position)
 {
     return " seldepth " + std::to_string(position->selDepth);
+}
+
+/// Writes the line of an early iteration for test frameworks. Its PV is the best move alone: a walk
+/// through the table would change what is played. A stop before the first score gives a score of 0.
+void reportShallowIteration(int depth, int score, const positionStruct* position)
+{
+    if constexpr (TESTER)
+        theWorkForce.report("info score cp " + std::to_string(score == -SCOREINFINITE ? 0 : score) +
+                            linesTail(depthText(depth) + selDepthText(position), "", position));
 }
 
 /// Cuts the PV in the bestMove fields before the first move that is not legal. A walk that finds no
@@ -1225,7 +1247,8 @@ void worker::searchRoot()
     {
         theWorkForce.stop();
         if (!reporter) return;
-        theWorkForce.report("info score mate 0");
+        theWorkForce.report(TESTER ? "info score mate 0 depth 0 nps 0 nodes 0 time 0"
+                                   : "info score mate 0");
         forgetLine(position);
         return;
     }
@@ -1273,7 +1296,10 @@ void worker::searchRoot()
         stampElapsedTime();
         if (reporter)
         {
-            if (depth >= FIRSTINFODEPTH) reporter->reportIteration(depth, score);
+            if (depth >= FIRSTINFODEPTH)
+                reporter->reportIteration(depth, score);
+            else
+                reportShallowIteration(depth, score, position);
             if (reporter->endsWithMate(depth, score)) break;
         }
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "general.h"
 #include "hash.h"
@@ -168,6 +169,19 @@ template <typename T> void readLimit(std::istream& stream, relaxed<T>& limit)
     limit = value;
 }
 
+/// Prepares a search for its node limit, which only the tester build obeys. Its interval is short,
+/// because quiescence nodes count too, but aren't counted down. Without a clock, no time ends it.
+void prepareNodeLimit()
+{
+    if constexpr (TESTER)
+    {
+        if (!engine.nodeLimit) return;
+        engine.nodeCheckInterval = NODECHECKINTERVAL / 4;
+        for (relaxed<i32>& time : engine.timeLeft)
+            if (time == DEFAULTTIMELEFT) time = std::numeric_limits<i32>::max();
+    }
+}
+
 /// Lets a short search wait for a table whose pages are still being touched: between two checks of
 /// the clock it can touch thousands of pages, which takes longer than it may last. When its time
 /// has passed before the table is warm, it ends after depth 1, which touches few. Larger tables
@@ -217,7 +231,11 @@ void UCIgo(std::istream& stream)
             engine.movesToGoGiven = true;
         }
         if (word == "depth") readLimit(stream, engine.depthLimit);
-        if (word == "nodes") readLimit(stream, engine.nodeLimit);
+        if (word == "nodes")
+        {
+            readLimit(stream, engine.nodeLimit);
+            prepareNodeLimit();
+        }
         if (word == "mate") readLimit(stream, engine.mateLimit);
         if (word == "movetime") readLimit(stream, engine.moveTime);
         if (word == "infinite") engine.infinite = true;

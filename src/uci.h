@@ -46,6 +46,10 @@ void UCIisready();
 void UCIquit();
 void UCIstop();
 
+/// Searches a list of positions and writes "N nodes M nps"; only in the tester build, see
+/// bench/bench.cpp.
+void UCIbench(std::istream& stream);
+
 /// Plays a move text such as "e2e4" or "a7a8q" on GPSData. Nothing tests whether the move is legal.
 /// A text is skipped if one of its squares is off the board or no piece is on the first one.
 void UCIprocesMove(std::string text);

@@ -1,10 +1,10 @@
 # SPDX-License-Identifier: MIT
 #
-# A front for those who expect `make`; CMake does the work, see CMakePresets.json.
+# A front for those who expect `make`. CMake does the work, see CMakePresets.json, but not for EXE.
 #
 #   make                          build/release/quillon, optimised for this machine
-#   make EXE=NAME                 the same, copied to NAME
 #   make CXX=clang++              with another compiler, in a build folder of its own
+#   make EXE=NAME CXX=g++         NAME, the engine for test frameworks: docs/testing-engines.md
 #   make ARCH=x86-64-v3           for other processors than this one
 #   make test                     all tests: ./test.sh
 #   make install PREFIX=FOLDER    engine, perft.txt, manual page, documents; /usr/local if not given
@@ -30,19 +30,33 @@ endif
 # The make below is CMake's, with jobs of its own.
 unexport MAKEFLAGS MAKELEVEL MFLAGS
 
-.PHONY: all test install clean help configure
+.PHONY: all engine tester test install clean help configure
 
-all: configure
+all: $(if $(EXE),tester,engine)
+
+engine: configure
 	$(CMAKE) --build "$(BUILD)" --parallel $(JOBS) --target quillon -- --no-print-directory
-ifdef EXE
-	$(CMAKE) -E copy "$(BUILD)/quillon" "$(EXE)"
+
+# The workers of a test framework may have a compiler and make alone. These are the flags of the
+# preset `tester`; optimisation across files needs a plugin of the linker.
+LTO = $(shell echo 'int main() {}' | $(CXX) -flto=auto -x c++ -o /dev/null - 2> /dev/null && \
+    echo -flto=auto)
+ifeq ($(OS),Windows_NT)
+  SYSTEM = -static -Wl,--stack,8388608
+else ifeq ($(shell uname),Linux)
+  SYSTEM = -fno-pie -no-pie
 endif
+
+tester:
+	$(CXX) -std=c++20 -O3 -DNDEBUG -march=$(ARCH) -ffp-contract=off -pthread $(LTO) $(SYSTEM) \
+	    -DQUILLON_TESTER '-DQUILLON_PERFT_FILE="$(CURDIR)/data/perft.txt"' \
+	    -Isrc -o "$(EXE)" src/*.cpp bench/bench.cpp
 
 configure:
 	$(CMAKE) --preset release -B "$(BUILD)" $(COMPILER) -DQUILLON_ARCH="$(ARCH)" \
 	    -DCMAKE_INSTALL_PREFIX:PATH="$(PREFIX)"
 
-install: all
+install: engine
 	umask 022 && DESTDIR="$(DESTDIR)" $(CMAKE) --install "$(BUILD)"
 
 test:

@@ -447,8 +447,7 @@ i64 millisecondsSinceGo()
 /// Whether all threads together have searched as many nodes as `go nodes` allows.
 bool isNodeLimitReached()
 {
-    return TESTER && engine.nodeLimit && !engine.infinite &&
-           theWorkForce.nofNodes() >= engine.nodeLimit;
+    return TESTER && engine.nodeLimit && theWorkForce.nofNodes() >= engine.nodeLimit;
 }
 
 /// Counts down to the next check of the hard budget and the node limit; true when one is used up. A

@@ -176,7 +176,7 @@ void prepareNodeLimit()
     if constexpr (TESTER)
     {
         if (!engine.nodeLimit) return;
-        engine.nodeCheckInterval = NODECHECKINTERVAL / 4;
+        engine.nodeCheckInterval = NODECHECKINTERVAL / 16;
         for (relaxed<i32>& time : engine.timeLeft)
             if (time == DEFAULTTIMELEFT) time = std::numeric_limits<i32>::max();
     }

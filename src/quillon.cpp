@@ -52,12 +52,9 @@ void runRtest(std::istream&, console&)
 }
 
 #ifdef QUILLON_TUNE
-/// The words after `texel` name the tables to tune. Without any, all are tuned.
 void runTexel(std::istream& words, console&)
 {
-    texelSelection.clear();
-    for (std::string name; words >> name;) texelSelection.push_back(name);
-    doTheTexel();
+    tuneTexel(words, 24);
 }
 
 /// Sets the tables that the words name to zero.

@@ -15,10 +15,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <limits>
+#include <numeric>
 #include <span>
 #include <sstream>
 #include <utility>
@@ -28,7 +30,7 @@
 #include "moveTable.h"
 #include "search.h"
 
-std::vector<texelPosStruct> texelPositions;
+std::vector<texelRecordStruct> texelPositions;
 std::vector<texelParStruct> texelPars;
 i32 nofTexelPars = 0;
 double K = 1.72;
@@ -60,17 +62,91 @@ bool readRecord(const std::string& line, texelPosStruct& record)
     return true;
 }
 
+/// Whether the half-move clock of a FEN, its fifth word, is missing or a number that setPosition
+/// can read. Anything else would end the process.
+bool hasReadableClock(const std::string& fen)
+{
+    size_t start = 0;
+    for (int word = 0; word < 4; ++word)
+    {
+        start = fen.find(' ', start);
+        if (start == std::string::npos || ++start == fen.size()) return true;
+    }
+    const std::string clock = fen.substr(start, fen.find(' ', start) - start);
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(clock.c_str(), &end, 10);
+    return end != clock.c_str() && errno == 0 && value >= std::numeric_limits<int>::min() &&
+           value <= std::numeric_limits<int>::max();
+}
+
+/// The evaluation reads the square of each king, so a position without one can't be evaluated.
+bool hasBothKings(const positionStruct* position)
+{
+    return position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK];
+}
+
+/// Computes all bitboards of a position from the planes of a record.
+void spreadPlanes(const u64* planes, u64* pieceBB)
+{
+    for (int code = PAWN; code < NOFPIECECODES; ++code)
+    {
+        u64 pieces = ~0ULL;
+        for (int b = 0; b < 4; ++b) pieces &= code >> b & 1 ? planes[b] : ~planes[b];
+        pieceBB[code] = pieces;
+    }
+    const u64 occupied = planes[1] | planes[2] | planes[3];
+    pieceBB[WHITE] = occupied & ~planes[0];
+    pieceBB[BLACK] = occupied & planes[0];
+}
+
+/// Prepares the board of a record. Uses `position` as scratch space.
+texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
+{
+    texelBoardStruct board = {{}, record.result, boardEven, WHITE};
+    if (!hasReadableClock(record.fen)) return board;
+    setPosition(record.fen, position);
+    if (!hasBothKings(position)) return board;
+
+    // A position with the key 0 mistakes an empty cache entry for its own and gets that score. To
+    // do the same here, it is set up from its text.
+    board.kind = boardText;
+    if (!position->hashKey || !position->pawnHashKey) return board;
+    for (int code = PAWN; code < NOFPIECECODES; ++code)
+        for (int b = 0; b < 4; ++b)
+            if (code >> b & 1) board.planes[b] |= position->pieceBB[code];
+    u64 spread[NOFPIECECODES];
+    spreadPlanes(board.planes, spread);
+    // Whatever planes can't express shows in the comparison.
+    if (!std::equal(spread, spread + NOFPIECECODES, position->pieceBB)) return board;
+    board.kind = boardPlanes;
+    board.sideToMove = position->sideToMove;
+    return board;
+}
+
+constexpr const char* trainingFile = "quiet-labeled.epd";
+
+bool openTrainingFile(std::ifstream& file)
+{
+    file.open(trainingFile, std::ios::binary);
+    // A folder can be opened too, on some systems.
+    std::error_code failed;
+    return file.is_open() && !std::filesystem::is_directory(trainingFile, failed);
+}
+
+constexpr const char* noTrainingFile =
+    "There seems to be a problem with the tuning file. tuning not executed\n";
+
 } // namespace
+
+#ifndef QUILLON_TUNE
 
 int readTexelPos()
 {
-    constexpr const char* filename = "quiet-labeled.epd";
-    std::ifstream file(filename);
-    // A folder can be opened too, on some systems.
-    std::error_code failed;
-    if (!file.is_open() || std::filesystem::is_directory(filename, failed))
+    std::ifstream file;
+    if (!openTrainingFile(file))
     {
-        writeText("There seems to be a problem with the tuning file. tuning not executed\n");
+        writeText(noTrainingFile);
         return 9;
     }
 
@@ -81,6 +157,122 @@ int readTexelPos()
     texelPositions.shrink_to_fit();
     return 0;
 }
+
+#else
+
+std::vector<std::string> texelTexts;
+
+namespace
+{
+
+texelGroup lonelyProcess;
+
+/// Whether readRecord finds a record in a line.
+bool holdsRecord(const std::string& line)
+{
+    const auto isEdge = [&](size_t i) {
+        return i >= line.size() || std::string_view(" \t\v\f\r").find(line[i]) != std::string::npos;
+    };
+    size_t at = line.find("c9");
+    while (at != std::string::npos && !(isEdge(at - 1) && isEdge(at + 2)))
+        at = line.find("c9", at + 1);
+    return at != std::string::npos;
+}
+
+/// Calls a function for each line that starts in the bytes from `begin` to `end` - 1 of a file, as
+/// long as it returns true.
+void readLines(std::ifstream& file, u64 begin, u64 end, const auto& readLine)
+{
+    // Whether a line starts at `begin` depends on the byte before it.
+    std::string line;
+    u64 next = begin ? begin - 1 : 0;
+    file.clear();
+    file.seekg(narrow<std::streamoff>(next));
+    if (begin && std::getline(file, line)) next += line.size() + 1;
+    while (next < end && std::getline(file, line))
+    {
+        next += line.size() + 1;
+        if (!readLine(line)) return;
+    }
+}
+
+} // namespace
+
+texelGroup* theTexelGroup = &lonelyProcess;
+
+void addTexelPosition(const texelPosStruct& record)
+{
+    static const auto position = std::make_unique<positionStruct>();
+    texelBoardStruct board = boardOf(record, position.get());
+    if (board.kind == boardText)
+    {
+        board.planes[0] = texelTexts.size();
+        texelTexts.push_back(record.fen);
+    }
+    texelPositions.push_back(board);
+}
+
+// Each process counts the records in one part of the file. From all counts it knows in which part
+// the share of its workers starts, and keeps that share only.
+int readTexelPos()
+{
+    const size_t ranks = theTexelGroup->size();
+    const size_t rank = theTexelGroup->rank();
+    std::ifstream file;
+    std::error_code failed;
+    u64 bytes = 0;
+    if (openTrainingFile(file)) bytes = std::filesystem::file_size(trainingFile, failed);
+    const bool isReadable = file.is_open() && !failed;
+    const std::vector<double> sizes =
+        theTexelGroup->gather({isReadable ? static_cast<double>(bytes) : -1.0});
+    for (size_t r = 0; r < ranks; ++r)
+        if (sizes[r] < 0.0 || sizes[r] != sizes[0])
+        {
+            if (ranks > 1)
+                writeLine("Every rank needs the same " + std::string(trainingFile) +
+                          " in its working directory. Rank " + std::to_string(r) +
+                          (sizes[r] < 0.0 ? " can't read it." : " has one of another size."));
+            writeText(noTrainingFile);
+            return 9;
+        }
+
+    const auto partStart = [=](size_t part)
+    { return bytes / ranks * part + bytes % ranks * part / ranks; };
+    u64 count = 0;
+    readLines(file, partStart(rank), partStart(rank + 1),
+              [&](const std::string& line)
+              {
+                  if (holdsRecord(line)) ++count;
+                  return true;
+              });
+    const std::vector<double> counts = theTexelGroup->gather({static_cast<double>(count)});
+    const u64 total = static_cast<u64>(std::accumulate(counts.begin(), counts.end(), 0.0));
+
+    const u64 share =
+        total / (ranks * narrow<size_t>(nofTexelThreads)) * narrow<u64>(nofTexelThreads);
+    u64 skip = rank * share;
+    const u64 wanted = rank + 1 < ranks ? share : total - skip;
+    texelPositions.clear();
+    texelTexts.clear();
+    texelPositions.shrink_to_fit();
+    texelPositions.reserve(wanted);
+    if (wanted == 0) return 0;
+    size_t part = 0;
+    while (skip >= static_cast<u64>(counts[part])) skip -= static_cast<u64>(counts[part++]);
+    readLines(file, partStart(part), bytes,
+              [&](const std::string& line)
+              {
+                  if (!holdsRecord(line)) return true;
+                  if (skip)
+                      --skip;
+                  else if (texelPosStruct record; readRecord(line, record))
+                      addTexelPosition(record);
+                  return texelPositions.size() < wanted;
+              });
+    return 0;
+}
+
+#endif
 
 
 // Tunable parameters
@@ -207,12 +399,18 @@ std::vector<std::string> texelSelection;
 namespace
 {
 
-/// Whether texelSelection is empty or names a table; "EVALPINNED" names "EVALPINNED[8]".
+/// Whether a name is that of a table: "EVALPINNED" of "EVALPINNED[8]".
+bool isTableName(const std::string& table, const std::string& name)
+{
+    return table.substr(0, table.find_first_of("[ ")) == name;
+}
+
+/// Whether texelSelection is empty or names a table.
 bool isSelected(const std::string& table)
 {
-    const std::string name = table.substr(0, table.find_first_of("[ "));
     return texelSelection.empty() ||
-           std::find(texelSelection.begin(), texelSelection.end(), name) != texelSelection.end();
+           std::any_of(texelSelection.begin(), texelSelection.end(),
+                       [&](const std::string& name) { return isTableName(table, name); });
 }
 
 /// Appends the parameters of a table: one for each tuned entry, and for pairs one for each half.
@@ -255,30 +453,6 @@ bool zeroTexelTable(const std::string& name)
 namespace
 {
 
-/// Whether the half-move clock of a FEN, its fifth word, is missing or a number that setPosition
-/// can read. Anything else would end the process.
-bool hasReadableClock(const std::string& fen)
-{
-    size_t start = 0;
-    for (int word = 0; word < 4; ++word)
-    {
-        start = fen.find(' ', start);
-        if (start == std::string::npos || ++start == fen.size()) return true;
-    }
-    const std::string clock = fen.substr(start, fen.find(' ', start) - start);
-    char* end = nullptr;
-    errno = 0;
-    const long value = std::strtol(clock.c_str(), &end, 10);
-    return end != clock.c_str() && errno == 0 && value >= std::numeric_limits<int>::min() &&
-           value <= std::numeric_limits<int>::max();
-}
-
-/// The evaluation reads the square of each king, so a position without one can't be evaluated.
-bool hasBothKings(const positionStruct* position)
-{
-    return position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK];
-}
-
 /// The score of a position with both kings, from white's view, as results of games are.
 i16 whiteScore(positionStruct* position)
 {
@@ -292,44 +466,6 @@ void emptyEntries(const positionStruct* position)
 {
     position->pawnHashTable->entries[pawnSlot(position->pawnHashKey)] = {};
     position->evalHashTable->entries[evalSlot(position->hashKey)] = {};
-}
-
-/// Computes all bitboards of a position from the planes of a record.
-void spreadPlanes(const u64* planes, u64* pieceBB)
-{
-    for (int code = PAWN; code < NOFPIECECODES; ++code)
-    {
-        u64 pieces = ~0ULL;
-        for (int b = 0; b < 4; ++b) pieces &= code >> b & 1 ? planes[b] : ~planes[b];
-        pieceBB[code] = pieces;
-    }
-    const u64 occupied = planes[1] | planes[2] | planes[3];
-    pieceBB[WHITE] = occupied & ~planes[0];
-    pieceBB[BLACK] = occupied & planes[0];
-}
-
-/// Prepares the board of a record. Uses `position` as scratch space.
-texelBoardStruct boardOf(const texelPosStruct& record, positionStruct* position)
-{
-    texelBoardStruct board = {{}, record.result, boardEven, WHITE};
-    if (!hasReadableClock(record.fen)) return board;
-    setPosition(record.fen, position);
-    if (!hasBothKings(position)) return board;
-
-    // A position with the key 0 mistakes an empty cache entry for its own and gets that score. To
-    // do the same here, it is set up from its text.
-    board.kind = boardText;
-    if (!position->hashKey || !position->pawnHashKey) return board;
-    for (int code = PAWN; code < NOFPIECECODES; ++code)
-        for (int b = 0; b < 4; ++b)
-            if (code >> b & 1) board.planes[b] |= position->pieceBB[code];
-    u64 spread[NOFPIECECODES];
-    spreadPlanes(board.planes, spread);
-    // Whatever planes can't express shows in the comparison.
-    if (!std::equal(spread, spread + NOFPIECECODES, position->pieceBB)) return board;
-    board.kind = boardPlanes;
-    board.sideToMove = position->sideToMove;
-    return board;
 }
 
 } // namespace
@@ -357,6 +493,8 @@ texelWorker::~texelWorker()
     thread.join();
 }
 
+#ifndef QUILLON_TUNE
+
 void texelWorker::takeShare(std::span<const texelPosStruct> share)
 {
     positions.assign(share.begin(), share.end());
@@ -365,13 +503,33 @@ void texelWorker::takeShare(std::span<const texelPosStruct> share)
     for (const texelPosStruct& record : positions) boards.push_back(boardOf(record, position));
 }
 
+const std::string& texelWorker::textOf(size_t index) const
+{
+    assert(boards.size() == positions.size());
+    return positions[index].fen;
+}
+
+#else
+
+void texelWorker::takeShare(std::span<const texelBoardStruct> share)
+{
+    boards = share;
+}
+
+const std::string& texelWorker::textOf(size_t index) const
+{
+    return texelTexts[boards[index].planes[0]];
+}
+
+#endif
+
 i16 texelWorker::scoreOf(size_t index)
 {
-    assert(index < boards.size() && boards.size() == positions.size());
+    assert(index < boards.size());
     const texelBoardStruct& board = boards[index];
     if (board.kind == boardEven) return 0;
     if (board.kind == boardText)
-        setPosition(positions[index].fen, position);
+        setPosition(textOf(index), position);
     else
     {
         // This is all that an evaluation reads. The caches are empty, so any key but 0 will do. One
@@ -426,11 +584,19 @@ void texelWorkForce::setNofWorkers(int n)
     for (int id = 0; id < n; ++id) workers.push_back(new texelWorker(id));
     if (workers.empty()) return;
 
-    const size_t chunk = texelPositions.size() / workers.size();
+    size_t chunk = texelPositions.size() / workers.size();
+#ifdef QUILLON_TUNE
+    // As if one process had all workers and all positions; see readTexelPos.
+    const std::vector<double> counts =
+        theTexelGroup->gather({static_cast<double>(texelPositions.size())});
+    nofPositions = std::accumulate(counts.begin(), counts.end(), 0.0);
+    chunk = static_cast<size_t>(nofPositions) / (counts.size() * workers.size());
+#endif
     for (size_t w = 0; w < workers.size(); ++w)
     {
         const bool isLast = w + 1 == workers.size();
-        const std::span<const texelPosStruct> rest = std::span(texelPositions).subspan(w * chunk);
+        const std::span<const texelRecordStruct> rest =
+            std::span(texelPositions).subspan(w * chunk);
         workers[w]->takeShare(isLast ? rest : rest.first(chunk));
     }
 }
@@ -441,9 +607,17 @@ double texelWorkForce::calcTexelError()
     // The sums are added in the order of the workers, so that the result is the same in every run.
     for (texelWorker* w : workers) w->startWorking();
     for (texelWorker* w : workers) w->waitToTakeABreak();
+#ifdef QUILLON_TUNE
+    std::vector<double> sums;
+    for (const texelWorker* w : workers) sums.push_back(w->error());
+    sums = theTexelGroup->gather(sums);
+    ++nofErrors;
+    return std::accumulate(sums.begin(), sums.end(), 0.0) / nofPositions;
+#else
     double sum = 0.0;
     for (const texelWorker* w : workers) sum += w->error();
     return sum / static_cast<double>(texelPositions.size());
+#endif
 }
 
 double calcOptimalK()
@@ -485,33 +659,33 @@ double calcOptimalK()
 namespace
 {
 
-/// Builds the tables, reads the positions and starts the workers. Returns false if there is no
-/// file. Workers are started last, because they copy their shares of the positions.
-bool startTexel()
+/// Where a descent is.
+struct texelPointStruct
+{
+    i32 pass = 1;
+    i32 parameter = 0; // the next one that the pass tries
+    i32 kept = 0;      // steps that it has kept
+    double error = 0;  // the least so far
+};
+
+/// Builds the tables, reads the positions and starts `n` workers. Returns false if there is no
+/// file. Workers are started last, because they take their shares of the positions.
+bool startTexel(i32 n)
 {
     theWorkForce.endSearch();
     initBitboardConstants();
     initHashCodeTables();
+#ifdef QUILLON_TUNE
+    nofTexelThreads = n; // decides which positions are read
+#endif
     if (readTexelPos() != 0) return false;
-    nofTexelThreads = 24;
-    theTexelWorkForce.setNofWorkers(nofTexelThreads);
+    nofTexelThreads = n;
+    theTexelWorkForce.setNofWorkers(n);
     return true;
 }
 
-} // namespace
-
-void doTheTexel()
-{
-    if (!startTexel()) return;
-    writeLine("Starting texel tuning....");
-    setTexelParameters();
-    printTexelParameters();
-    doTexelTuning();
-    printTexelParameters();
-}
-
-namespace
-{
+constexpr i32 NOFTEXELTHREADS = 24;
+constexpr i32 NOLIMIT = std::numeric_limits<i32>::max(); // of the number of passes
 
 /// Tries a step of one unit up, then one down, and keeps the first that lowers the error. Returns
 /// whether it kept one.
@@ -535,35 +709,290 @@ bool tryParameter(int index, double& minError)
     return false;
 }
 
-} // namespace
-
-void doTexelTuning()
+/// Goes on from a point, to the end of pass `lastPass` at most. Calls `note` with the point after
+/// each parameter.
+void descend(texelPointStruct at, i32 lastPass, const auto& note)
 {
-    double minError = theTexelWorkForce.calcTexelError();
+    at.error = theTexelWorkForce.calcTexelError();
     std::ostringstream start;
-    start << "Starting error " << minError;
+    start << "Starting error " << at.error;
     writeLine(start.str());
 
-    bool improved = true;
-    for (int pass = 0; improved;)
+    for (; at.pass <= lastPass; at = {at.pass + 1, 0, 0, at.error})
     {
-        improved = false;
-        for (int i = 0; i < nofTexelPars; ++i)
-            if (tryParameter(i, minError)) improved = true;
+        while (at.parameter < nofTexelPars)
+        {
+            if (tryParameter(at.parameter++, at.error)) ++at.kept;
+            note(at);
+        }
         // A run can take hours, so the tables are printed on the way in case it is stopped.
-        ++pass;
-        writeText("\n Improving: " + std::to_string(pass) + '\n');
-        if (pass % 10 == 0) printTexelParameters();
+        writeText("\n Improving: " + std::to_string(at.pass) + '\n');
+        if (at.pass % 10 == 0) printTexelParameters();
+        if (!at.kept) break;
     }
 
     std::ostringstream end;
-    end << "Ending error " << theTexelWorkForce.calcTexelError() << " Minimum error " << minError;
+    end << "Ending error " << theTexelWorkForce.calcTexelError() << " Minimum error " << at.error;
     writeLine(end.str());
 }
 
+} // namespace
+
+void doTheTexel()
+{
+    if (!startTexel(NOFTEXELTHREADS)) return;
+    writeLine("Starting texel tuning....");
+    setTexelParameters();
+    printTexelParameters();
+    doTexelTuning();
+    printTexelParameters();
+}
+
+void doTexelTuning()
+{
+    descend({}, NOLIMIT, [](const texelPointStruct&) {});
+}
+
 #ifdef QUILLON_TUNE
+
+namespace
+{
+
+// The state: what a run needs to go on from where another one was. All processes know it, and the
+// one with rank 0 saves it.
+
+constexpr i64 SAVEINTERVAL = 300'000; // milliseconds at most between two saves
+constexpr const char* stateHead = "quillon-tune 1";
+
+/// What the words after `texel` ask for.
+struct texelOrderStruct
+{
+    i32 workers = 1;
+    i32 passes = NOLIMIT;
+    bool fitsK = false;
+    bool resumes = false;
+    std::string stateFile = "quillon-tune.state";
+};
+
+/// The half of an element that a parameter steps.
+int parameterValue(const texelParStruct& par)
+{
+    const combEval element(*par.value);
+    if (!par.packed) return *par.value;
+    return par.midGameHalf ? mgHalf(element) : egHalf(element);
+}
+
+/// Writes a state to a file, and replaces the file only when all is written.
+bool saveState(const std::string& filename, const texelPointStruct& at)
+{
+    const std::string unfinished = filename + ".new";
+    std::ofstream file(unfinished);
+    file << stateHead << '\n'
+         << std::setprecision(17) << K << " K\n"
+         << at.pass << " pass\n"
+         << at.parameter << " parameter\n"
+         << at.kept << " kept\n"
+         << at.error << " error\n";
+    for (const texelParStruct& par : texelPars)
+        file << parameterValue(par) << ' ' << par.name << '\n';
+    file.close();
+    std::error_code failed;
+    if (file) std::filesystem::rename(unfinished, filename, failed);
+    return file && !failed;
+}
+
+/// Reads the numbers of a state: K, the point, the parameters. Returns none if the file isn't one
+/// of these parameters.
+std::vector<double> readState(const std::string& filename)
+{
+    std::ifstream file(filename);
+    std::string text;
+    if (!std::getline(file, text) || text != stateHead) return {};
+    std::vector<std::string> names = {"K", "pass", "parameter", "kept", "error"};
+    for (const texelParStruct& par : texelPars) names.push_back(par.name);
+    std::vector<double> numbers;
+    for (const std::string& name : names)
+    {
+        double number = 0.0;
+        file >> number >> std::ws;
+        if (!std::getline(file, text) || text != name || std::abs(number) > 32768.0) return {};
+        numbers.push_back(number);
+    }
+    return file >> text ? std::vector<double>() : numbers;
+}
+
+/// Sets K, the tables and the point to those of a state. Only rank 0 reads the file. Returns false
+/// if it can't be used.
+bool resumeState(const std::string& filename, texelPointStruct& at)
+{
+    std::vector<double> numbers(5 + texelPars.size());
+    if (theTexelGroup->rank() == 0)
+        if (const std::vector<double> read = readState(filename); !read.empty()) numbers = read;
+    numbers = theTexelGroup->gather(numbers);
+    K = numbers[0];
+    at = {static_cast<i32>(numbers[1]), static_cast<i32>(numbers[2]), static_cast<i32>(numbers[3]),
+          numbers[4]};
+    for (int i = 0; i < nofTexelPars; ++i)
+    {
+        const int value = static_cast<int>(numbers[5 + narrow<size_t>(i)]);
+        stepTexelParameter(i, value - parameterValue(texelPars[narrow<size_t>(i)]));
+    }
+    return at.pass > 0; // a state begins with pass 1
+}
+
+/// Saves a run as it goes on, and says how far it is.
+class texelDiary
+{
+  public:
+    texelDiary(const texelOrderStruct& runOrder, const texelPointStruct& at)
+        : order(runOrder), beginning(at)
+    {
+    }
+
+    /// Called after each parameter. A whole pass, or five minutes, are worth a note.
+    void note(const texelPointStruct& at)
+    {
+        const bool isWholePass = at.parameter == nofTexelPars;
+        if (theTexelGroup->rank() != 0 || (!isWholePass && now() < lastNote + SAVEINTERVAL)) return;
+        lastNote = now();
+        if (!saveState(order.stateFile, at)) writeLine("Can't write " + order.stateFile);
+        writeLine(progressText(at));
+        if (isWholePass)
+        {
+            beginning = {at.pass + 1};
+            beginTime = lastNote;
+            beginErrors = theTexelWorkForce.nofErrors;
+        }
+    }
+
+  private:
+    /// A line about the pass, which began at `beginning`. The run ends with its last pass; if there
+    /// is no last one, nobody knows, and the line tells the end of this pass or the next one.
+    std::string progressText(const texelPointStruct& at) const
+    {
+        const double seconds = static_cast<double>(std::max<i64>(now() - beginTime, 1)) / 1000.0;
+        const double positions = theTexelWorkForce.nofPositions *
+                                 static_cast<double>(theTexelWorkForce.nofErrors - beginErrors);
+        const i32 nextEnd = at.parameter == nofTexelPars ? at.pass + 1 : at.pass;
+        const i32 lastPass = order.passes < NOLIMIT ? order.passes : nextEnd;
+        const double parametersLeft =
+            static_cast<double>(lastPass - at.pass + 1) * nofTexelPars - at.parameter;
+        const double secondsLeft =
+            seconds * parametersLeft / std::max(at.parameter - beginning.parameter, 1);
+        const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(secondsLeft);
+        std::ostringstream line;
+        line << "Pass " << at.pass << " parameter " << at.parameter << " of " << nofTexelPars
+             << " error " << at.error << " changed " << at.kept << " positions/s "
+             << static_cast<u64>(positions / seconds) << ", pass " << lastPass << " ends about "
+             << std::put_time(std::localtime(&end), "%Y-%m-%d %H:%M:%S");
+        return line.str();
+    }
+
+    const texelOrderStruct& order;
+    texelPointStruct beginning;
+    i64 beginTime = now();
+    u64 beginErrors = theTexelWorkForce.nofErrors;
+    i64 lastNote = beginTime;
+};
+
+constexpr const char* optionList =
+    "texel [--workers N] [--passes N] [--fitk] [--state FILE] [--resume] [TABLE ...]";
+
+/// Reads the words after `texel`. Returns false, with a message, if they can't be understood.
+bool readOrder(std::istream& words, texelOrderStruct& order)
+{
+    texelSelection.clear();
+    for (std::string word; words >> word;)
+    {
+        bool isGood = true;
+        if (word == "--workers")
+            isGood = words >> order.workers && order.workers > 0;
+        else if (word == "--passes")
+            isGood = words >> order.passes && order.passes >= 0;
+        else if (word == "--state")
+            isGood = static_cast<bool>(words >> order.stateFile);
+        else if (word == "--fitk")
+            order.fitsK = true;
+        else if (word == "--resume")
+            order.resumes = true;
+        else if (word[0] == '-')
+            isGood = false;
+        else
+            texelSelection.push_back(word);
+        if (isGood) continue;
+        writeLine("Can't understand " + word + ". The command is: " + optionList);
+        return false;
+    }
+    if (order.fitsK && order.resumes)
+    {
+        writeLine("--resume takes K from the state, so leave out --fitk");
+        return false;
+    }
+    for (const std::string& name : texelSelection)
+        if (std::none_of(std::begin(evalTables), std::end(evalTables),
+                         [&](const evalTable& table) { return isTableName(table.name, name); }))
+        {
+            writeLine("No table is named " + name);
+            return false;
+        }
+    return true;
+}
+
+/// Begins the state of a run: reads an old one, or keeps it under another name and saves a first
+/// one, because a run of days had better know at once whether it can write. Returns false, with a
+/// message, if it can't.
+bool openState(const texelOrderStruct& order, texelPointStruct& at)
+{
+    if (order.resumes && !resumeState(order.stateFile, at))
+    {
+        writeLine("Can't go on from " + order.stateFile +
+                  ": it can't be read, or other tables were "
+                  "tuned there. Name the same tables, or start anew without --resume.");
+        return false;
+    }
+    const double error = theTexelWorkForce.calcTexelError();
+    if (order.resumes)
+    {
+        if (at.error != error)
+            writeLine("The error isn't the saved one, so this run has other positions or another "
+                      "number of workers. It goes on with them.");
+        return true;
+    }
+    at.error = error;
+    double isSaved = 1.0;
+    if (theTexelGroup->rank() == 0)
+    {
+        std::error_code ignored; // there may be none
+        std::filesystem::rename(order.stateFile, order.stateFile + ".old", ignored);
+        isSaved = saveState(order.stateFile, at);
+    }
+    if (theTexelGroup->gather({isSaved})[0] != 0.0) return true;
+    writeLine("Can't write " + order.stateFile + ", so the run would be lost if it stopped");
+    return false;
+}
+
+} // namespace
+
+bool tuneTexel(std::istream& words, i32 workers)
+{
+    texelOrderStruct order;
+    order.workers = workers;
+    if (!readOrder(words, order) || !startTexel(order.workers)) return false;
+    if (order.fitsK) K = calcOptimalK();
+    writeLine("Starting texel tuning....");
+    setTexelParameters();
+    texelPointStruct at;
+    if (!openState(order, at)) return false;
+    printTexelParameters();
+    texelDiary diary(order, at);
+    descend(at, order.passes, [&](const texelPointStruct& point) { diary.note(point); });
+    printTexelParameters();
+    return true;
+}
+
 void fitTexelK()
 {
-    if (startTexel()) K = calcOptimalK();
+    if (startTexel(NOFTEXELTHREADS)) K = calcOptimalK();
 }
+
 #endif

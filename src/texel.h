@@ -12,9 +12,11 @@
 //   Coordinate descent    doTheTexel, doTexelTuning
 //
 // In a playing build the tables are constant and the list of parameters is empty, so a run only
-// prints the error of the current tables. A build with QUILLON_TUNE tunes all tables.
+// prints the error of the current tables. A build with QUILLON_TUNE tunes all tables. It also packs
+// the positions, saves its tables on the way, and can share the work with other processes.
 #pragma once
 
+#include <iosfwd>
 #include <memory>
 #include <span>
 #include <string>
@@ -45,8 +47,8 @@ enum texelBoardKind : u8
                  // no piece, and a key of 0 needs care
 };
 
-/// A record in the form in which every error calculation reads it. It is made once, when the
-/// workers get their shares, because reading the text takes longer than an evaluation.
+/// A record in the form in which every error calculation reads it. It is made once, because reading
+/// the text takes longer than an evaluation.
 struct texelBoardStruct
 {
     u64 planes[4]; // plane b: the squares whose piece code has bit b; colour, then type + 1
@@ -55,8 +57,17 @@ struct texelBoardStruct
     u8 sideToMove;
 };
 
-/// The training set, in the order of the file. Each worker has its own copy of its share.
-extern std::vector<texelPosStruct> texelPositions;
+#ifdef QUILLON_TUNE
+// All that a tuning build keeps of a position: a machine runs out of memory before it runs out of
+// time. For boardText planes[0] is an index into texelTexts.
+using texelRecordStruct = texelBoardStruct;
+static_assert(sizeof(texelRecordStruct) == 48);
+#else
+using texelRecordStruct = texelPosStruct;
+#endif
+
+/// The training set, in the order of the file; with several processes, the share of this one.
+extern std::vector<texelRecordStruct> texelPositions;
 
 /// Fills texelPositions from the file "quiet-labeled.epd" in the working directory. A line holds
 /// the words of a position, the word `c9`, and a word with the result in its characters 1 to 3:
@@ -101,7 +112,7 @@ void setTexelParameters();
 ///   10 to 12 | pieceSquareScore: pawns; knights to queens; kings
 void printTexelParameters();
 
-/// Adds `step` (+1 or -2) to one half of the element of parameter `index` of texelPars, and copies
+/// Adds `step` to one half of the element of parameter `index` of texelPars, and copies
 /// the element to its mirror element if it has one. The other half stays as it is.
 void stepTexelParameter(int index, int step);
 
@@ -127,8 +138,9 @@ class texelWorker
     /// Ends and joins the thread.
     virtual ~texelWorker();
 
-    /// Takes over a share of the training set and prepares its boards. The thread must be waiting.
-    void takeShare(std::span<const texelPosStruct> share);
+    /// Takes over a share of the training set. The thread must be waiting. In a playing build the
+    /// worker copies its share and prepares the boards.
+    void takeShare(std::span<const texelRecordStruct> share);
 
     /// Sets partialError to the sum of the squared errors of `positions`.
     virtual void calcTexelPosSubset();
@@ -146,12 +158,19 @@ class texelWorker
     double error() const { return partialError; }
 
     int id;
+#ifdef QUILLON_TUNE
+    std::span<const texelBoardStruct> boards; // this worker's share
+#else
     std::vector<texelPosStruct> positions; // this worker's share
     std::vector<texelBoardStruct> boards;  // one for each position
+#endif
 
   protected:
     /// The score of position `index` of the share from white's view; 0 if it can't be evaluated.
     i16 scoreOf(size_t index);
+
+    /// The text of position `index` of the share, whose kind is boardText.
+    const std::string& textOf(size_t index) const;
 
     desk ownDesk;
     std::thread thread;
@@ -174,6 +193,11 @@ class texelWorkForce
     double calcTexelError();
 
     std::vector<texelWorker*> workers;
+
+#ifdef QUILLON_TUNE
+    double nofPositions = 0; // of all processes
+    u64 nofErrors = 0;       // calls of calcTexelError
+#endif
 };
 
 extern texelWorkForce theTexelWorkForce;
@@ -198,8 +222,36 @@ void doTexelTuning();
 
 // Tuning build
 
+/// Appends a position to texelPositions. A result may be any number from 0 to 1.
+void addTexelPosition(const texelPosStruct& record);
+
+/// The texts of the positions that planes can't hold.
+extern std::vector<std::string> texelTexts;
+
+/// The processes that tune together: this one alone. `quillon-tune-mpi` has more; see
+/// tools/tune-mpi.cpp. Each has its own share of the positions. All go through the same descent, in
+/// which they only need each other's sums of squared errors.
+class texelGroup
+{
+  public:
+    virtual ~texelGroup() = default;
+    virtual size_t rank() const { return 0; } // the number of this process, from 0
+    virtual size_t size() const { return 1; }
+
+    /// The numbers of all processes, in the order of their ranks. Each process must call this, with
+    /// equally many numbers.
+    virtual std::vector<double> gather(const std::vector<double>& mine) { return mine; }
+};
+
+extern texelGroup* theTexelGroup; // never null
+
 /// Names of the tables to tune, such as "EVALPAWNSHIELD"; empty for all.
 extern std::vector<std::string> texelSelection;
+
+/// The command `texel` with its words: options (any other gets a list of them) and names of tables.
+/// `workers` is their number in each process if the words give none. Returns false, with a message,
+/// if nothing could be tuned.
+bool tuneTexel(std::istream& words, i32 workers);
 
 /// Sets every tuned element of a table to 0, to see whether tuning restores it. Returns false if no
 /// table has this name.

@@ -225,7 +225,7 @@ TEST_F(TexelTuning, EveryTableIsReadWhenAPositionIsEvaluatedAndNoCacheKnowsOther
 {
     const std::vector<int> before = freshScores();
     for (const std::string& fen : positions())
-        texelPositions.push_back({fen + ' ', texelPositions.size() % 2 ? 1.0 : 0.0, 0});
+        addTexelPosition({fen + ' ', texelPositions.size() % 2 ? 1.0 : 0.0, 0});
     hire(2);
     const double first = theTexelWorkForce.calcTexelError();
     for (const evalTable& table : evalTables)
@@ -288,7 +288,8 @@ TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
     // A share of 3/4 is a score of 400 x log10(3) / 1.72 = 110.96. With all pieces on the board
     // only the mid-game counts, so no value of the end-game half changes the error.
     EVALTEMPO = X(25, 17);
-    texelPositions = {{startWords, 1.0, 0}, {startWords, 0.5, 0}};
+    addTexelPosition({startWords, 1.0, 0});
+    addTexelPosition({startWords, 0.5, 0});
     hire(2);
     select({"EVALTEMPO"});
     const std::string text = written(doTexelTuning);
@@ -310,7 +311,7 @@ TEST_F(TexelTuning, ATableSetToZeroIsBroughtBackTowardsItsValues)
     {
         const bool white = positions()[i].find(" w ") != std::string::npos;
         const int score = white ? scores[i] : -scores[i];
-        texelPositions.push_back({positions()[i] + ' ', sigma(static_cast<i16>(score)), 0});
+        addTexelPosition({positions()[i] + ' ', sigma(static_cast<i16>(score)), 0});
     }
     hire(2);
     ASSERT_LT(theTexelWorkForce.calcTexelError(), 1e-30);

@@ -199,6 +199,7 @@ void readLines(std::ifstream& file, u64 begin, u64 end, const auto& readLine)
 } // namespace
 
 texelGroup* theTexelGroup = &lonelyProcess;
+i64 texelSaveInterval = 300'000;
 
 void addTexelPosition(const texelPosStruct& record)
 {
@@ -212,6 +213,29 @@ void addTexelPosition(const texelPosStruct& record)
     texelPositions.push_back(board);
 }
 
+namespace
+{
+
+/// Whether no process has a negative number, and none another number than rank 0. If one has, a
+/// message names it.
+bool haveTheSame(double mine)
+{
+    const std::vector<double> all = theTexelGroup->gather({mine});
+    for (size_t r = 0; r < all.size(); ++r)
+    {
+        if (all[r] >= 0.0 && all[r] == all[0]) continue;
+        if (all.size() > 1)
+            writeLine("Every rank needs the same " + std::string(trainingFile) +
+                      " in its working directory. Rank " + std::to_string(r) +
+                      (all[r] < 0.0 ? " can't read it." : " has another one."));
+        writeText(noTrainingFile);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 // Each process counts the records in one part of the file. From all counts it knows in which part
 // the share of its workers starts, and keeps that share only.
 int readTexelPos()
@@ -223,18 +247,7 @@ int readTexelPos()
     u64 bytes = 0;
     if (openTrainingFile(file)) bytes = std::filesystem::file_size(trainingFile, failed);
     const bool isReadable = file.is_open() && !failed;
-    const std::vector<double> sizes =
-        theTexelGroup->gather({isReadable ? static_cast<double>(bytes) : -1.0});
-    for (size_t r = 0; r < ranks; ++r)
-        if (sizes[r] < 0.0 || sizes[r] != sizes[0])
-        {
-            if (ranks > 1)
-                writeLine("Every rank needs the same " + std::string(trainingFile) +
-                          " in its working directory. Rank " + std::to_string(r) +
-                          (sizes[r] < 0.0 ? " can't read it." : " has one of another size."));
-            writeText(noTrainingFile);
-            return 9;
-        }
+    if (!haveTheSame(isReadable ? static_cast<double>(bytes) : -1.0)) return 9;
 
     const auto partStart = [=](size_t part)
     { return bytes / ranks * part + bytes % ranks * part / ranks; };
@@ -256,10 +269,10 @@ int readTexelPos()
     texelTexts.clear();
     texelPositions.shrink_to_fit();
     texelPositions.reserve(wanted);
-    if (wanted == 0) return 0;
     size_t part = 0;
-    while (skip >= static_cast<u64>(counts[part])) skip -= static_cast<u64>(counts[part++]);
-    readLines(file, partStart(part), bytes,
+    while (wanted && skip >= static_cast<u64>(counts[part]))
+        skip -= static_cast<u64>(counts[part++]);
+    readLines(file, partStart(part), wanted ? bytes : 0,
               [&](const std::string& line)
               {
                   if (!holdsRecord(line)) return true;
@@ -269,7 +282,8 @@ int readTexelPos()
                       addTexelPosition(record);
                   return texelPositions.size() < wanted;
               });
-    return 0;
+    // If a record is missing, someone has written to the file.
+    return haveTheSame(texelPositions.size() == wanted ? 0.0 : -1.0) ? 0 : 9;
 }
 
 #endif
@@ -761,7 +775,6 @@ namespace
 // The state: what a run needs to go on from where another one was. All processes know it, and the
 // one with rank 0 saves it.
 
-constexpr i64 SAVEINTERVAL = 300'000; // milliseconds at most between two saves
 constexpr const char* stateHead = "quillon-tune 1";
 
 /// What the words after `texel` ask for.
@@ -849,11 +862,12 @@ class texelDiary
     {
     }
 
-    /// Called after each parameter. A whole pass, or five minutes, are worth a note.
+    /// Called after each parameter. A whole pass or some minutes are worth a note.
     void note(const texelPointStruct& at)
     {
         const bool isWholePass = at.parameter == nofTexelPars;
-        if (theTexelGroup->rank() != 0 || (!isWholePass && now() < lastNote + SAVEINTERVAL)) return;
+        if (theTexelGroup->rank() != 0 || (!isWholePass && now() < lastNote + texelSaveInterval))
+            return;
         lastNote = now();
         if (!saveState(order.stateFile, at)) writeLine("Can't write " + order.stateFile);
         writeLine(progressText(at));
@@ -866,24 +880,27 @@ class texelDiary
     }
 
   private:
-    /// A line about the pass, which began at `beginning`. The run ends with its last pass; if there
-    /// is no last one, nobody knows, and the line tells the end of this pass or the next one.
+    /// A line about the pass, which began at `beginning`. Its end is that of the run if the run has
+    /// a last pass, else that of this pass or the next one.
     std::string progressText(const texelPointStruct& at) const
     {
         const double seconds = static_cast<double>(std::max<i64>(now() - beginTime, 1)) / 1000.0;
         const double positions = theTexelWorkForce.nofPositions *
                                  static_cast<double>(theTexelWorkForce.nofErrors - beginErrors);
-        const i32 nextEnd = at.parameter == nofTexelPars ? at.pass + 1 : at.pass;
-        const i32 lastPass = order.passes < NOLIMIT ? order.passes : nextEnd;
-        const double parametersLeft =
-            static_cast<double>(lastPass - at.pass + 1) * nofTexelPars - at.parameter;
-        const double secondsLeft =
-            seconds * parametersLeft / std::max(at.parameter - beginning.parameter, 1);
-        const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(secondsLeft);
         std::ostringstream line;
-        line << "Pass " << at.pass << " parameter " << at.parameter << " of " << nofTexelPars
-             << " error " << at.error << " changed " << at.kept << " positions/s "
-             << static_cast<u64>(positions / seconds) << ", pass " << lastPass << " ends about "
+        line << "Pass " << at.pass << ", " << at.parameter << " of " << nofTexelPars
+             << " parameters in " << seconds << " s: error " << std::setprecision(9) << at.error
+             << ", " << at.kept << " changed, " << static_cast<u64>(positions / seconds)
+             << " positions/s";
+        const bool isWholePass = at.parameter == nofTexelPars;
+        if (isWholePass && (!at.kept || at.pass == order.passes)) return line.str();
+
+        const i32 lastPass =
+            order.passes < NOLIMIT ? order.passes : at.pass + (isWholePass ? 1 : 0);
+        const double parametersLeft = (lastPass - at.pass + 1.0) * nofTexelPars - at.parameter;
+        const double secondsLeft = seconds * parametersLeft / (at.parameter - beginning.parameter);
+        const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(secondsLeft);
+        line << "; pass " << lastPass << " ends about "
              << std::put_time(std::localtime(&end), "%Y-%m-%d %H:%M:%S");
         return line.str();
     }
@@ -978,6 +995,11 @@ bool tuneTexel(std::istream& words, i32 workers)
     texelOrderStruct order;
     order.workers = workers;
     if (!readOrder(words, order) || !startTexel(order.workers)) return false;
+    if (theTexelWorkForce.nofPositions == 0.0)
+    {
+        writeLine("There is no position in the training file");
+        return false;
+    }
     if (order.fitsK) K = calcOptimalK();
     writeLine("Starting texel tuning....");
     setTexelParameters();

@@ -248,9 +248,12 @@ extern texelGroup* theTexelGroup; // never null
 /// Names of the tables to tune, such as "EVALPAWNSHIELD"; empty for all.
 extern std::vector<std::string> texelSelection;
 
-/// The command `texel` with its words: options (any other gets a list of them) and names of tables.
-/// `workers` is their number in each process if the words give none. Returns false, with a message,
-/// if nothing could be tuned.
+/// Milliseconds after which a run is saved within a pass; it is also saved after each pass.
+extern i64 texelSaveInterval;
+
+/// The command `texel` with its words: names of tables, and options, of which a wrong one gets a
+/// list. `workers` is their number in each process if the words give none. Returns false, with a
+/// message, if nothing could be tuned.
 bool tuneTexel(std::istream& words, i32 workers);
 
 /// Sets every tuned element of a table to 0, to see whether tuning restores it. Returns false if no

@@ -75,7 +75,8 @@ int run(int argc, char** argv, mpiGroup& group)
         throw std::runtime_error("can't open /dev/null");
     if (argc < 2 || std::string(argv[1]) != "texel")
     {
-        writeLine("usage: mpirun -n RANKS quillon-tune-mpi texel [--help | WORD ...]");
+        writeLine("usage: mpirun -n RANKS quillon-tune-mpi texel [WORD ...]; docs/tuning.md lists "
+                  "the words");
         return 2;
     }
     std::string words;

@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
 // The tuning build: its list of parameters covers every table of the evaluation, the tables are
-// read at run time, no cache returns a score of earlier values, and a whole descent ends where it
-// must.
+// read at run time, no cache returns a score of earlier values, a whole descent ends where it must,
+// also after interruptions, and processes that share the positions compute the same error.
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <set>
+#include <sstream>
+#include <stdexcept>
 
 #include "../unit/support.h"
 #include "texel.h"
@@ -34,17 +37,32 @@ void restore(const tableValues& values)
         std::copy(values[t].begin(), values[t].end(), evalTables[t].start);
 }
 
-/// Restores the values of all tables, and the tuner's globals, after the test.
+namespace fs = std::filesystem;
+
+constexpr const char* trainingFile = "quiet-labeled.epd";
+
+/// Runs in a folder of its own. Restores the values of all tables, and the tuner's globals, after
+/// the test.
 class Tune : public testing::Test
 {
   protected:
-    void SetUp() override { select({}); }
+    void SetUp() override
+    {
+        ASSERT_NE(mkdtemp(folder.data()), nullptr);
+        fs::current_path(folder);
+        select({});
+    }
 
     void TearDown() override
     {
+        fs::current_path(home);
+        fs::remove_all(folder);
+        theTexelGroup = ownGroup;
+        texelSaveInterval = interval;
         restore(kept);
         theTexelWorkForce.setNofWorkers(0);
         texelPositions.clear();
+        texelTexts.clear();
         texelSelection.clear();
         texelPars.clear();
         nofTexelPars = 0;
@@ -63,12 +81,26 @@ class Tune : public testing::Test
         setTexelParameters();
     }
 
+    /// Empties texelPositions and fills it.
+    static void train(const std::vector<texelPosStruct>& records)
+    {
+        texelPositions.clear();
+        texelTexts.clear();
+        for (const texelPosStruct& record : records) addTexelPosition(record);
+    }
+
     const tableValues kept = valuesNow();
     const double scale = K;
+    const i64 interval = texelSaveInterval;
+    texelGroup* const ownGroup = theTexelGroup;
+    const fs::path home = fs::current_path();
+    std::string folder = (fs::temp_directory_path() / "quillon-tune-XXXXXX").string();
 };
 
 using TexelTables = Tune;
 using TexelTuning = Tune;
+using TexelShares = Tune;
+using TexelState = Tune;
 
 /// The identifier that a text starts with.
 std::string identifier(const std::string& text)
@@ -259,19 +291,11 @@ TEST_F(TexelTuning, TheFitLeavesKAtTheValueThatSuitsThePositions)
 {
     // A share of 3/4 needs a K of 400 x log10(3) / 25 if the tempo is worth 25.
     EVALTEMPO = X(25, 17);
-    namespace fs = std::filesystem;
-    std::string folder = (fs::temp_directory_path() / "quillon-tune-XXXXXX").string();
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    const fs::path home = fs::current_path();
-    fs::current_path(folder);
-
     const std::string missing = written(fitTexelK);
     const double unchanged = K;
-    std::ofstream("quiet-labeled.epd") << startWords << "c9 \"1-0\";\n"
-                                       << startWords << "c9 \"1/2-1/2\";\n";
+    std::ofstream(trainingFile) << startWords << "c9 \"1-0\";\n"
+                                << startWords << "c9 \"1/2-1/2\";\n";
     const std::string text = written(fitTexelK);
-    fs::current_path(home);
-    fs::remove_all(folder);
 
     EXPECT_EQ(missing, "There seems to be a problem with the tuning file. tuning not executed\n");
     EXPECT_EQ(unchanged, scale);
@@ -324,4 +348,353 @@ TEST_F(TexelTuning, ATableSetToZeroIsBroughtBackTowardsItsValues)
     EXPECT_LT(theTexelWorkForce.calcTexelError(), disturbed / 1000);
     EXPECT_NEAR(mgHalf(EVALTHREADROOKABLESS), mgHalf(wanted), 2);
     EXPECT_NEAR(egHalf(EVALTHREADROOKABLESS), egHalf(wanted), 2);
+}
+
+
+// Packed positions
+
+TEST_F(TexelTuning, APackedPositionHasTheErrorOfItsText)
+{
+    // The third has two pieces on a2, so its text is kept; the fourth has no black king: 0.
+    const char* fens[] = {"4k3/8/8/3p4/4N3/8/PPP2PPP/4K3 w - - ",
+                          "4k3/8/8/3p4/4N3/8/PPP2PPP/4K3 b - - ",
+                          "4k3/8/8/8/8/8/PPPP4/QQQ1K3N w - - ", "8/8/8/8/8/8/8/7K w - - "};
+    for (const char* fen : fens)
+    {
+        Board board(fen);
+        const bool isLoner = !board->pieceBB[KING + BLACK];
+        const int score = isLoner ? 0 : evaluateN(0, board.get());
+        const double share = sigma(static_cast<i16>(board->sideToMove == WHITE ? score : -score));
+        for (const double result : {0.0, 0.25, 1.0})
+        {
+            train({{startWords, 0.5, 0}, {fen, result, 0}});
+            hire(2);
+            theTexelWorkForce.calcTexelError();
+            const double difference = result - share;
+            EXPECT_EQ(theTexelWorkForce.workers[1]->error(), difference * difference) << fen;
+            EXPECT_EQ(texelTexts.size(), fen == fens[2] ? 1U : 0U) << fen;
+        }
+    }
+}
+
+
+// Shares of several processes
+
+namespace
+{
+
+/// Plays all processes, one after the other. What a process has not yet heard from the others it
+/// takes to be what it says itself, so it takes some rounds until all have heard all.
+class rehearsal : public texelGroup
+{
+  public:
+    explicit rehearsal(size_t ranks) : said(ranks) { theTexelGroup = this; }
+
+    /// Lets each rank do its work.
+    void play(const auto& work)
+    {
+        for (me = 0; me < said.size(); ++me)
+        {
+            call = 0;
+            work();
+        }
+    }
+
+    size_t rank() const override { return me; }
+    size_t size() const override { return said.size(); }
+
+    std::vector<double> gather(const std::vector<double>& mine) override
+    {
+        said[me].resize(std::max(said[me].size(), call + 1));
+        said[me][call] = mine;
+        std::vector<double> all;
+        for (const auto& words : said)
+        {
+            const std::vector<double>& word = call < words.size() ? words[call] : mine;
+            all.insert(all.end(), word.begin(), word.end());
+        }
+        ++call;
+        return all;
+    }
+
+  private:
+    std::vector<std::vector<std::vector<double>>> said; // by rank and call
+    size_t me = 0;
+    size_t call = 0;
+};
+
+const std::pair<const char*, double> results[] = {{"1-0", 1.0}, {"1/2-1/2", 0.5}, {"0-1", 0.0}};
+
+/// The first positions of manyPositions with results, as records or as lines of a training file.
+std::vector<texelPosStruct> someRecords(size_t count)
+{
+    std::vector<texelPosStruct> records;
+    for (size_t i = 0; i < count; ++i)
+        records.push_back({manyPositions()[i] + ' ', results[i * i % 3].second, 0});
+    return records;
+}
+
+std::string someLines(size_t count, const std::string& end)
+{
+    std::string lines;
+    for (size_t i = 0; i < count; ++i)
+        lines += manyPositions()[i] + " c9 \"" + results[i * i % 3].first + "\";" + end;
+    return lines;
+}
+
+} // namespace
+
+TEST_F(TexelShares, TheErrorHasTheSameBitsHoweverTheWorkersAreSpreadOverProcesses)
+{
+    const std::string bad = "\n\n8/8/8 w - - no result\nc99 \"1-0\"; 1-0 xc9 c9x c 9\n \t\n";
+    const std::string lines = someLines(100, "\n");
+    const std::string contents[] = {lines,
+                                    someLines(100, "\r\n"),
+                                    lines.substr(0, lines.size() - 1),
+                                    bad + someLines(50, bad) +
+                                        lines.substr(someLines(50, "\n").size()),
+                                    lines + std::string(100000, 'x'),
+                                    std::string(100000, ' ') + lines};
+    const std::pair<size_t, int> spreads[] = {{1, 1}, {1, 4}, {2, 2},  {4, 1},
+                                              {3, 5}, {7, 3}, {120, 1}};
+    for (const std::string& file : contents)
+        for (const auto& [ranks, workers] : spreads)
+        {
+            theTexelGroup = ownGroup;
+            train(someRecords(100));
+            hire(static_cast<int>(ranks) * workers);
+            const double expected = theTexelWorkForce.calcTexelError();
+
+            std::ofstream(trainingFile, std::ios::binary) << file;
+            nofTexelThreads = workers;
+            rehearsal group(ranks);
+            std::vector<double> errors;
+            std::vector<size_t> shares;
+            for (int i = 0; i < 2; ++i) group.play(readTexelPos);
+            for (int i = 0; i < 3; ++i)
+            {
+                errors.clear();
+                shares.clear();
+                group.play(
+                    [&]
+                    {
+                        ASSERT_EQ(readTexelPos(), 0);
+                        hire(workers);
+                        errors.push_back(theTexelWorkForce.calcTexelError());
+                        shares.push_back(texelPositions.size());
+                    });
+            }
+            ASSERT_EQ(errors.size(), ranks);
+            const size_t share = 100 / (ranks * narrow<size_t>(workers)) * narrow<size_t>(workers);
+            for (size_t r = 0; r < ranks; ++r)
+            {
+                EXPECT_EQ(errors[r], expected) << ranks << 'x' << workers << " rank " << r;
+                EXPECT_EQ(shares[r], r + 1 < ranks ? share : 100 - r * share)
+                    << ranks << " rank " << r;
+            }
+        }
+}
+
+TEST_F(TexelShares, ARankWithoutTheFileOrWithAnotherOneIsNamed)
+{
+    std::ofstream(trainingFile) << someLines(3, "\n");
+    const std::string problem =
+        "There seems to be a problem with the tuning file. tuning not executed\n";
+    for (const bool isMissing : {true, false})
+    {
+        const fs::path other = fs::path(folder) / "other";
+        fs::create_directory(other);
+        if (!isMissing) std::ofstream(other / trainingFile) << "another";
+        rehearsal group(3);
+        std::string text;
+        for (int i = 0; i < 2; ++i)
+            group.play(
+                [&]
+                {
+                    if (group.rank() == 2) fs::current_path(other);
+                    text = written(readTexelPos);
+                    fs::current_path(folder);
+                });
+        EXPECT_EQ(text,
+                  "Every rank needs the same quiet-labeled.epd in its working directory. Rank 2 " +
+                      std::string(isMissing ? "can't read it.\n" : "has another one.\n") + problem);
+    }
+}
+
+
+// Runs that are saved
+
+namespace
+{
+
+/// Runs the command `texel` and returns its output.
+std::string tune(const std::string& words, bool succeeds = true)
+{
+    std::istringstream stream(words);
+    return written([&] { EXPECT_EQ(tuneTexel(stream, 2), succeeds) << words; });
+}
+
+std::string content(const std::string& filename)
+{
+    std::ostringstream text;
+    text << std::ifstream(filename).rdbuf();
+    return text.str();
+}
+
+/// A process that dies when it has computed some errors.
+class mortal : public texelGroup
+{
+  public:
+    explicit mortal(int errors) : life(errors) {}
+
+    std::vector<double> gather(const std::vector<double>& mine) override
+    {
+        if (mine.size() == 2 && life-- == 0) throw std::runtime_error("killed");
+        return mine;
+    }
+
+  private:
+    int life;
+};
+
+} // namespace
+
+TEST_F(TexelState, AnInterruptedRunThatIsResumedEndsAsAnUnbrokenOne)
+{
+    std::ofstream(trainingFile) << someLines(100, "\n");
+    const std::string words = "--passes 3 EVALTEMPO EVALPINNED EVALTHREADROOKABLESS";
+    tune(words + " --fitk --state whole");
+    const std::string whole = content("whole");
+    const tableValues wanted = valuesNow();
+    ASSERT_NE(wanted, kept);
+    // In the second half of the cases it is only saved at the ends of passes.
+    for (const int errors : {120, 150, 151, 152, 153, 160, 200, 203, 210, -120, -150, -160, -200})
+    {
+        texelSaveInterval = errors > 0 ? 0 : interval;
+        mortal shortLived(std::abs(errors));
+        theTexelGroup = &shortLived;
+        restore(kept);
+        K = scale;
+        std::istringstream stream(words + " --fitk");
+        written([&] { EXPECT_THROW(tuneTexel(stream, 2), std::runtime_error) << errors; });
+
+        theTexelGroup = ownGroup;
+        restore(kept);
+        K = scale;
+        tune(words + " --resume");
+        EXPECT_EQ(valuesNow(), wanted) << errors;
+        EXPECT_EQ(content("quillon-tune.state"), whole) << errors;
+    }
+}
+
+TEST_F(TexelState, ALineForEachPassTellsErrorStepsSpeedAndEnd)
+{
+    // The tempo rises by one in each of 86 passes, and no other step helps; see above.
+    std::ofstream(trainingFile) << startWords << "c9 \"1-0\";\n" << startWords << "c9 \"1/2\";\n";
+    EVALTEMPO = X(25, 17);
+    const auto passes = [](const std::string& text)
+    {
+        std::vector<std::string> found;
+        for (const std::string& line : linesOf(text))
+            if (line.starts_with("Pass ")) found.push_back(line);
+        return found;
+    };
+    const std::string work =
+        R"(, 2 of 2 parameters in [\d.e-]+ s: error 0\.\d+, 1 changed, \d+ positions/s)";
+    const std::string end = R"( ends about \d{4}-\d\d-\d\d \d\d:\d\d:\d\d)";
+
+    const std::vector<std::string> three = passes(tune("--passes 3 EVALTEMPO"));
+    EXPECT_EQ(EVALTEMPO, X(28, 17));
+    ASSERT_EQ(three.size(), 3U);
+    for (size_t i = 0; i < 3; ++i)
+    {
+        const std::string pattern =
+            "Pass " + std::to_string(i + 1) + work + (i < 2 ? "; pass 3" + end : "");
+        EXPECT_TRUE(std::regex_match(three[i], std::regex(pattern))) << three[i];
+    }
+    const std::vector<std::string> all = passes(tune("--resume EVALTEMPO"));
+    EXPECT_EQ(EVALTEMPO, X(111, 17));
+    ASSERT_EQ(all.size(), 84U);
+    EXPECT_TRUE(std::regex_match(all[0], std::regex("Pass 4" + work + "; pass 5" + end))) << all[0];
+    EXPECT_TRUE(all[83].starts_with("Pass 87, 2 of 2 parameters in ")) << all[83];
+    EXPECT_NE(all[83].find(": error 0.0625"), std::string::npos) << all[83];
+    EXPECT_NE(all[83].find(", 0 changed, "), std::string::npos) << all[83];
+    EXPECT_EQ(all[83].find("ends about"), std::string::npos) << all[83];
+    // It is at its end, and says so as often as it is asked.
+    EXPECT_TRUE(passes(tune("--resume EVALTEMPO")).empty());
+    EXPECT_EQ(EVALTEMPO, X(111, 17));
+}
+
+TEST_F(TexelState, ARunWithoutPassesPrintsTheTablesAndANewRunKeepsTheOldState)
+{
+    std::ofstream(trainingFile) << someLines(3, "\n");
+    std::ofstream("quillon-tune.state") << "of yesterday";
+    EVALTEMPO = X(25, 17);
+    const std::vector<std::string> lines = linesOf(tune("--workers 3 --passes 0 EVALTEMPO"));
+    EXPECT_EQ(theTexelWorkForce.workers.size(), 3U);
+    EXPECT_EQ(content("quillon-tune.state.old"), "of yesterday");
+    EXPECT_EQ(lines.back(), "TCONST combEval EVALTEMPO = X(  25,  17);");
+
+    // Whoever edits the state is told that the error is another one.
+    std::string state = content("quillon-tune.state");
+    state.replace(state.find("25 EVALTEMPO"), 2, "-3");
+    std::ofstream("quillon-tune.state") << state;
+    const std::string text = tune("--resume --passes 0 EVALTEMPO");
+    EXPECT_EQ(EVALTEMPO, X(-3, 17));
+    EXPECT_NE(text.find("The error isn't the saved one, so this run has other positions or another "
+                        "number of workers. It goes on with them.\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(TexelState, AnOrderThatCannotBeFollowedGetsAMessageAndChangesNothing)
+{
+    const auto fails = [&](const std::string& words, const std::string& message)
+    {
+        const std::vector<std::string> lines = linesOf(tune(words, false));
+        ASSERT_FALSE(lines.empty()) << words;
+        EXPECT_EQ(lines.back(), message) << words;
+        EXPECT_EQ(valuesNow(), kept) << words;
+    };
+    const std::string list = ". The command is: texel [--workers N] [--passes N] [--fitk] [--state "
+                             "FILE] [--resume] [TABLE ...]";
+    for (const std::string option : {"--workers", "--passes", "--state", "--help", "-x"})
+        fails("EVALTEMPO " + option, "Can't understand " + option + list);
+    for (const std::string words :
+         {"--workers 0", "--workers x", "--workers -1", "--passes -1", "--passes x"})
+        fails(words, "Can't understand " + words.substr(0, words.find(' ')) + list);
+    fails("--resume --fitk", "--resume takes K from the state, so leave out --fitk");
+    fails("EVALTEMPO EVALNOSUCH", "No table is named EVALNOSUCH");
+    fails("", "There seems to be a problem with the tuning file. tuning not executed");
+    std::ofstream(trainingFile) << "nothing\n";
+    fails("", "There is no position in the training file");
+
+    std::ofstream(trainingFile) << someLines(3, "\n");
+    fails("--state no/such/folder",
+          "Can't write no/such/folder, so the run would be lost if it stopped");
+    tune("--passes 0 EVALTEMPO");
+    const std::string state = content("quillon-tune.state");
+    const auto refuses = [&](const std::string& words)
+    {
+        fails("--resume " + words,
+              "Can't go on from quillon-tune.state: it can't be read, or other tables were "
+              "tuned there. Name the same tables, or start anew without --resume.");
+    };
+    for (const std::string words : {"", "EVALPINNED", "EVALTEMPO EVALPINNED"}) refuses(words);
+    fs::remove("quillon-tune.state");
+    refuses("EVALTEMPO");
+    for (size_t size = 0; size + 1 < state.size(); ++size)
+    {
+        std::ofstream("quillon-tune.state") << state.substr(0, size);
+        refuses("EVALTEMPO");
+    }
+    for (const std::string wrong : {"40000", "-40000", "nan", "x"})
+    {
+        std::ofstream("quillon-tune.state")
+            << std::regex_replace(state, std::regex("25 EVAL"), wrong + " EVAL");
+        refuses("EVALTEMPO");
+    }
+    std::ofstream("quillon-tune.state") << state << "1 more\n";
+    refuses("EVALTEMPO");
+    EXPECT_EQ(K, scale);
 }

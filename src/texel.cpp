@@ -842,6 +842,7 @@ bool resumeState(const std::string& filename, texelPointStruct& at)
     if (theTexelGroup->rank() == 0)
         if (const std::vector<double> read = readState(filename); !read.empty()) numbers = read;
     numbers = theTexelGroup->gather(numbers);
+    if (numbers[1] == 0.0) return false; // a state begins with pass 1
     K = numbers[0];
     at = {static_cast<i32>(numbers[1]), static_cast<i32>(numbers[2]), static_cast<i32>(numbers[3]),
           numbers[4]};
@@ -850,7 +851,8 @@ bool resumeState(const std::string& filename, texelPointStruct& at)
         const int value = static_cast<int>(numbers[5 + narrow<size_t>(i)]);
         stepTexelParameter(i, value - parameterValue(texelPars[narrow<size_t>(i)]));
     }
-    return at.pass > 0; // a state begins with pass 1
+    if (at.parameter == nofTexelPars && at.kept) at = {at.pass + 1, 0, 0, at.error};
+    return true;
 }
 
 /// Saves a run as it goes on, and says how far it is.

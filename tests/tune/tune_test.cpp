@@ -563,26 +563,41 @@ TEST_F(TexelState, AnInterruptedRunThatIsResumedEndsAsAnUnbrokenOne)
 {
     std::ofstream(trainingFile) << someLines(100, "\n");
     const std::string words = "--passes 3 EVALTEMPO EVALPINNED EVALTHREADROOKABLESS";
+    const u64 before = theTexelWorkForce.nofErrors;
     tune(words + " --fitk --state whole");
     const std::string whole = content("whole");
     const tableValues wanted = valuesNow();
-    ASSERT_NE(wanted, kept);
-    // In the second half of the cases it is only saved at the ends of passes.
-    for (const int errors : {120, 150, 151, 152, 153, 160, 200, 203, 210, -120, -150, -160, -200})
+    ASSERT_FALSE(wanted == kept);
+    // A pass of 12 parameters needs 12 errors or more, so 36 are after the first save.
+    const int total = static_cast<int>(theTexelWorkForce.nofErrors - before);
+    for (int errors = total - 36; errors < total; ++errors)
     {
-        texelSaveInterval = errors > 0 ? 0 : interval;
-        mortal shortLived(std::abs(errors));
+        texelSaveInterval = errors % 2 ? 0 : interval; // each parameter, or only whole passes
+        mortal shortLived(errors);
         theTexelGroup = &shortLived;
         restore(kept);
         K = scale;
         std::istringstream stream(words + " --fitk");
-        written([&] { EXPECT_THROW(tuneTexel(stream, 2), std::runtime_error) << errors; });
+        bool hasDied = false;
+        written(
+            [&]
+            {
+                try
+                {
+                    tuneTexel(stream, 2);
+                }
+                catch (const std::runtime_error&)
+                {
+                    hasDied = true;
+                }
+            });
+        EXPECT_TRUE(hasDied) << errors;
 
         theTexelGroup = ownGroup;
         restore(kept);
         K = scale;
         tune(words + " --resume");
-        EXPECT_EQ(valuesNow(), wanted) << errors;
+        EXPECT_TRUE(valuesNow() == wanted) << errors;
         EXPECT_EQ(content("quillon-tune.state"), whole) << errors;
     }
 }
@@ -654,7 +669,7 @@ TEST_F(TexelState, AnOrderThatCannotBeFollowedGetsAMessageAndChangesNothing)
         const std::vector<std::string> lines = linesOf(tune(words, false));
         ASSERT_FALSE(lines.empty()) << words;
         EXPECT_EQ(lines.back(), message) << words;
-        EXPECT_EQ(valuesNow(), kept) << words;
+        EXPECT_TRUE(valuesNow() == kept) << words;
     };
     const std::string list = ". The command is: texel [--workers N] [--passes N] [--fitk] [--state "
                              "FILE] [--resume] [TABLE ...]";

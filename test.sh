@@ -19,7 +19,7 @@ case ${1:-} in
     --long) level=long ;;
     --lint)
         need_packages clang-format=clang-format clang-tidy=clang-tidy cppcheck=cppcheck \
-            shellcheck=shellcheck g++=g++ node=nodejs \
+            shellcheck=shellcheck g++=g++ node=nodejs mpicxx=libopenmpi-dev \
             /usr/include/gtest/gtest.h=libgtest-dev
         exec dev/lint.sh
         ;;
@@ -43,7 +43,8 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
         dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils em++=emscripten \
         /usr/lib/llvm-14/include/c++/v1/version=libc++-14-dev \
         /usr/lib/llvm-14/lib/libc++abi.so=libc++abi-14-dev \
-        /usr/src/googletest/CMakeLists.txt=googletest
+        /usr/src/googletest/CMakeLists.txt=googletest \
+        mpicxx=libopenmpi-dev mpirun=openmpi-bin
 [[ $level != long ]] ||
     need_packages /usr/bin/Xvfb=xvfb /usr/games/xboard=xboard valgrind=valgrind \
         /usr/games/ethereal-chess=ethereal-chess /usr/games/glaurung=glaurung \
@@ -114,6 +115,7 @@ else
     build release "${tests[@]}"
     build fuzz -DQUILLON_WERROR=ON
     build wasm
+    build tune-mpi -DQUILLON_TESTS=ON -DQUILLON_WERROR=ON
     run debug -L unit
     run clang -L unit
     run libcxx -L unit
@@ -122,6 +124,7 @@ else
     run release -LE 'long|node' -j 2
     run release -L node -LE long
     run wasm -L web -j 1
+    run tune-mpi -L mpi
     run fuzz -L fuzz
 fi
 if [[ $level == long ]]; then

@@ -598,13 +598,14 @@ void texelWorkForce::setNofWorkers(int n)
     for (int id = 0; id < n; ++id) workers.push_back(new texelWorker(id));
     if (workers.empty()) return;
 
-    size_t chunk = texelPositions.size() / workers.size();
 #ifdef QUILLON_TUNE
     // As if one process had all workers and all positions; see readTexelPos.
     const std::vector<double> counts =
         theTexelGroup->gather({static_cast<double>(texelPositions.size())});
     nofPositions = std::accumulate(counts.begin(), counts.end(), 0.0);
-    chunk = static_cast<size_t>(nofPositions) / (counts.size() * workers.size());
+    const size_t chunk = static_cast<size_t>(nofPositions) / (counts.size() * workers.size());
+#else
+    const size_t chunk = texelPositions.size() / workers.size();
 #endif
     for (size_t w = 0; w < workers.size(); ++w)
     {
@@ -902,8 +903,10 @@ class texelDiary
         const double parametersLeft = (lastPass - at.pass + 1.0) * nofTexelPars - at.parameter;
         const double secondsLeft = seconds * parametersLeft / (at.parameter - beginning.parameter);
         const std::time_t end = std::time(nullptr) + static_cast<std::time_t>(secondsLeft);
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): the workers do not ask for the time
+        const std::tm* const clock = std::localtime(&end);
         line << "; pass " << lastPass << " ends about "
-             << std::put_time(std::localtime(&end), "%Y-%m-%d %H:%M:%S");
+             << std::put_time(clock, "%Y-%m-%d %H:%M:%S");
         return line.str();
     }
 
@@ -983,7 +986,7 @@ bool openState(const texelOrderStruct& order, texelPointStruct& at)
     {
         std::error_code ignored; // there may be none
         std::filesystem::rename(order.stateFile, order.stateFile + ".old", ignored);
-        isSaved = saveState(order.stateFile, at);
+        isSaved = saveState(order.stateFile, at) ? 1.0 : 0.0;
     }
     if (theTexelGroup->gather({isSaved})[0] != 0.0) return true;
     writeLine("Can't write " + order.stateFile + ", so the run would be lost if it stopped");

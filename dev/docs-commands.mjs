@@ -103,12 +103,7 @@ export const clone = {
   'bench/compare.sh HEAD . 5': { short: ['5', '1'], says: /signature/ },
   'bench/peers.mjs': { short: [/$/, ' 1'], says: /^\| nodes .*stockfish/m },
   'bench/threads.mjs': { short: [/$/, ' 15'], says: /^nodes per second: \d/m },
-  "cmake -S . -B build/v3 -DCMAKE_BUILD_TYPE=Release -DQUILLON_ARCH=x86-64-v3 -DCMAKE_CXX_FLAGS_RELEASE='-O3 -DNDEBUG -g' -DQUILLON_SIGNATURE=ON":
-    works,
-  'cmake --build build/v3 --target quillon_signature': works,
-  "valgrind --tool=callgrind --toggle-collect='worker::searchRoot()' --callgrind-out-file=callgrind.out build/v3/bench/quillon_signature 11":
-    { short: [/11$/, '7'], says: /Collected : [1-9]/ },
-  'callgrind_annotate callgrind.out | head -n 40': { says: /PROGRAM TOTALS/ },
+  'dev/instructions': { says: /^[\d.]+ of the total|not compared/m },
 
   'dev/mutate --sample 300 --out build/mutants.jsonl': { short: ['300', '2'] },
   // A sample of two may have no survivor, which is an error.

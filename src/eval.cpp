@@ -95,26 +95,6 @@ TCONST combEval pieceSquareScore[6][NOFSQUARES] = {
 };
 // clang-format on
 
-namespace
-{
-
-/// A square as its owner's table coordinate. The tables are printed as a board with white at the
-/// bottom, so white's squares are mirrored.
-constexpr int coordinate(int colour, int square)
-{
-    assert(square >= 0 && square < NOFSQUARES);
-    return colour == WHITE ? square ^ 56 : square;
-}
-
-/// The index of a piece code in the tables by type.
-constexpr int typeOf(int code)
-{
-    assert(code >= PAWN && code < NOFPIECECODES);
-    return code / 2 - 1;
-}
-
-} // namespace
-
 void initEvaluation(positionStruct* position)
 {
     int phase = 0;
@@ -125,7 +105,7 @@ void initEvaluation(positionStruct* position)
         for (int code = PAWN + colour; code < NOFPIECECODES; code += 2)
         {
             u64 pieces = position->pieceBB[code];
-            const int type = typeOf(code);
+            const size_t type = typeOf(code);
             if (!isKing(code)) material += pieceValue[type] * popcount(pieces);
             if (!isKing(code) && !isPawn(code)) phase += popcount(pieces) * pieceValuePhase[type];
             while (pieces) pst += pieceSquareScore[type][coordinate(colour, takeLowest(pieces))];
@@ -135,64 +115,6 @@ void initEvaluation(positionStruct* position)
     }
     position->gamePhase = wrap16(phase);
 }
-
-template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position)
-{
-    // The sums are kept up to date move by move: adding up a whole board at each evaluation would
-    // cost more than most of the terms.
-    assert(ply > 0 && ply < NOFPLIES);
-    constexpr int them = us ^ 1;
-    plyStruct& child = position->plies[ply];
-    const int from = coordinate(us, move.from);
-    const int to = coordinate(us, move.to);
-
-    std::memcpy(child.savedMaterial, position->material, sizeof child.savedMaterial);
-    std::memcpy(child.savedPstScore, position->pstScore, sizeof child.savedPstScore);
-    child.savedGamePhase = position->gamePhase;
-
-    const int captured = position->board[move.to];
-    if (captured)
-    {
-        const int type = typeOf(captured);
-        position->material[them] -= pieceValue[type];
-        position->pstScore[them] -= pieceSquareScore[type][coordinate(them, move.to)];
-        if (captured >= KNIGHT)
-            position->gamePhase = wrap16(position->gamePhase - pieceValuePhase[type]);
-    }
-
-    // The cases are those of makeMove; a double push changes the sums like a plain move.
-    combEval& pst = position->pstScore[us];
-    if (move.kind == KINDPLAIN || move.kind == KINDDOUBLEPUSH)
-    {
-        const combEval* table = pieceSquareScore[typeOf(position->board[move.from])];
-        pst += table[to] - table[from];
-    }
-    else if (move.kind == KINDENPASSANT)
-    {
-        const int landing = enPassantLanding(move.to, us);
-        pst += pieceSquareScore[typeOf(PAWN)][coordinate(us, landing)] -
-               pieceSquareScore[typeOf(PAWN)][from];
-    }
-    else if (isCastling(move.kind))
-    {
-        // The rook's move, counted from the king's square: from the h-file to the f-file, or from
-        // the a-file to the d-file.
-        const int rookFrom = move.kind == KINDCASTLEKING ? from + 3 : from - 4;
-        const int rookTo = move.kind == KINDCASTLEKING ? from + 1 : from - 1;
-        pst += pieceSquareScore[typeOf(KING)][to] - pieceSquareScore[typeOf(KING)][from];
-        pst += pieceSquareScore[typeOf(ROOK)][rookTo] - pieceSquareScore[typeOf(ROOK)][rookFrom];
-    }
-    else
-    {
-        const int type = typeOf(move.kind);
-        position->material[us] += pieceValue[type] - pieceValue[typeOf(PAWN)];
-        pst += pieceSquareScore[type][to] - pieceSquareScore[typeOf(PAWN)][from];
-        position->gamePhase = wrap16(position->gamePhase + pieceValuePhase[type]);
-    }
-}
-
-template void updateEvaluation<WHITE>(u8 ply, moveStruct move, positionStruct* position);
-template void updateEvaluation<BLACK>(u8 ply, moveStruct move, positionStruct* position);
 
 
 // Evaluation terms
@@ -881,10 +803,10 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
 {
     static_assert(piece >= KNIGHT && piece <= QUEEN);
     constexpr int them = us ^ 1;
-    constexpr int type = typeOf(piece);
+    constexpr int type = static_cast<int>(typeOf(piece));
     // `knightTerm` is the first of a run of terms: knight, bishop, rook, queen.
     const auto termOf = [](int knightTerm)
-    { return static_cast<evalTerm>(knightTerm + type - typeOf(KNIGHT)); };
+    { return static_cast<evalTerm>(knightTerm + type - static_cast<int>(typeOf(KNIGHT))); };
     const u64 ourPawns = position->pieceBB[PAWN + us];
     const u64 theirPawns = position->pieceBB[PAWN + them];
     const u64 bishopBlockers = allPieces(position) & ~position->pieceBB[QUEEN + us];
@@ -1283,7 +1205,7 @@ void placeRest(positionStruct* position, const recording& record)
         const u8 square = takeLowest(pieces);
         const int code = position->board[square];
         const int colour = colourOf(code);
-        const int type = typeOf(code);
+        const size_t type = typeOf(code);
         if (!isKing(code)) record.place(termMaterial, colour, square, pieceValue[type]);
         record.place(termPieceSquares, colour, square,
                      pieceSquareScore[type][coordinate(colour, square)]);

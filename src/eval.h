@@ -175,18 +175,92 @@ constexpr int GAMEPHASEMINEG = 497;  // at this phase and below, pure end-game
 /// Sets material, pstScore and gamePhase from the bitboards.
 void initEvaluation(positionStruct* position);
 
-/// Saves the three sums in plies[ply] and updates them for a move of the colour `us`, whose turn it
-/// is. `ply` is the child's. Call it before the board changes: it reads the moving piece and the
-/// captured one from there.
-template <int us> void updateEvaluation(u8 ply, moveStruct move, positionStruct* position);
-
-/// Restores the three sums that updateEvaluation has saved at the same ply.
-inline void restoreEvaluation(u8 ply, positionStruct* position)
+/// A square as its owner's table coordinate. The tables are printed as a board with white at the
+/// bottom, so white's squares are mirrored.
+constexpr int coordinate(int colour, int square)
 {
-    assert(ply > 0 && ply < NOFPLIES);
-    const plyStruct& child = position->plies[ply];
-    std::memcpy(position->material, child.savedMaterial, sizeof child.savedMaterial);
-    std::memcpy(position->pstScore, child.savedPstScore, sizeof child.savedPstScore);
+    assert(square >= 0 && square < NOFSQUARES);
+    return colour == WHITE ? square ^ 56 : square;
+}
+
+/// The index of a piece code in the tables by type.
+constexpr size_t typeOf(int code)
+{
+    assert(code >= PAWN && code < NOFPIECECODES);
+    return static_cast<size_t>(code) / 2 - 1;
+}
+
+/// Saves the three sums in the record of a child.
+inline void saveEvaluation(plyStruct& child, const positionStruct* position)
+{
+    // Read before anything is written, two arrays are one copy of 16 bytes.
+    u64 sums[2];
+    std::memcpy(&sums[0], position->material, sizeof position->material);
+    std::memcpy(&sums[1], position->pstScore, sizeof position->pstScore);
+    std::memcpy(child.savedMaterial, &sums[0], sizeof child.savedMaterial);
+    std::memcpy(child.savedPstScore, &sums[1], sizeof child.savedPstScore);
+    child.savedGamePhase = position->gamePhase;
+}
+
+/// Takes a captured piece of the colour `them` out of the three sums.
+template <int them>
+inline void updateEvaluationCapture(int captured, int square, positionStruct* position)
+{
+    const size_t type = typeOf(captured);
+    position->material[them] -= pieceValue[type];
+    position->pstScore[them] -= pieceSquareScore[type][coordinate(them, square)];
+    if (captured >= KNIGHT)
+        position->gamePhase = wrap16(position->gamePhase - pieceValuePhase[type]);
+}
+
+/// Updates the three sums for what a move of the colour `us` does to its own pieces.
+template <int us, bool isPlain>
+inline void updateEvaluation(moveStruct move, int mover, positionStruct* position)
+{
+    // The sums are kept up to date move by move: adding up a whole board at each evaluation would
+    // cost more than most of the terms.
+    const int from = coordinate(us, move.from);
+    const int to = coordinate(us, move.to);
+
+    // The cases are those of makeMove; a double push changes the sums like a plain move.
+    combEval& pst = position->pstScore[us];
+    if (isPlain || move.kind == KINDDOUBLEPUSH)
+    {
+        const combEval* table = pieceSquareScore[typeOf(mover)];
+        pst += table[to] - table[from];
+    }
+    else if (move.kind == KINDENPASSANT)
+    {
+        const int landing = enPassantLanding(move.to, us);
+        pst += pieceSquareScore[typeOf(PAWN)][coordinate(us, landing)] -
+               pieceSquareScore[typeOf(PAWN)][from];
+    }
+    else if (isCastling(move.kind))
+    {
+        // The rook's move, counted from the king's square: from the h-file to the f-file, or from
+        // the a-file to the d-file.
+        const int rookFrom = move.kind == KINDCASTLEKING ? from + 3 : from - 4;
+        const int rookTo = move.kind == KINDCASTLEKING ? from + 1 : from - 1;
+        pst += pieceSquareScore[typeOf(KING)][to] - pieceSquareScore[typeOf(KING)][from];
+        pst += pieceSquareScore[typeOf(ROOK)][rookTo] - pieceSquareScore[typeOf(ROOK)][rookFrom];
+    }
+    else
+    {
+        const size_t type = typeOf(move.kind);
+        position->material[us] += pieceValue[type] - pieceValue[typeOf(PAWN)];
+        pst += pieceSquareScore[type][to] - pieceSquareScore[typeOf(PAWN)][from];
+        position->gamePhase = wrap16(position->gamePhase + pieceValuePhase[type]);
+    }
+}
+
+/// Restores the three sums that saveEvaluation has saved in a record.
+inline void restoreEvaluation(const plyStruct& child, positionStruct* position)
+{
+    u64 sums[2];
+    std::memcpy(&sums[0], child.savedMaterial, sizeof child.savedMaterial);
+    std::memcpy(&sums[1], child.savedPstScore, sizeof child.savedPstScore);
+    std::memcpy(position->material, &sums[0], sizeof position->material);
+    std::memcpy(position->pstScore, &sums[1], sizeof position->pstScore);
     position->gamePhase = child.savedGamePhase;
 }
 

@@ -84,7 +84,7 @@ constexpr castlingRook castlingRookOf(moveStruct move)
 /// The castling rights that a move ends. A king or rook that leaves its first square ends its own
 /// side's; a move to a corner ends the right of the rook there, whatever is on the square. Black
 /// moves to a8 and h8 are not compared: Black's own rook is there as long as it has the right.
-int rightsLost(moveStruct move, int mover, int rights)
+inline int rightsLost(moveStruct move, int mover, int rights)
 {
     int lost = 0;
     if (colourOf(mover) == BLACK)
@@ -120,8 +120,8 @@ int rightsLost(moveStruct move, int mover, int rights)
 
 } // namespace
 
-template <int us>
-bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position, bool testLegal)
+template <int us, bool isPlain>
+void playMove(int ply, const moveStruct* movePointer, positionStruct* position)
 {
     assert(ply > 0 && ply < NOFPLIES);
     assert(position->sideToMove == us);
@@ -129,36 +129,43 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     assert((move.from | move.to) < NOFSQUARES && move.kind <= KINDCASTLEQUEEN);
+    assert(isPlain == (move.kind == KINDPLAIN));
     const plyStruct& parent = position->plies[ply - 1];
     plyStruct& child = position->plies[ply];
 
-    if (testLegal && !parent.inCheck && inCheckAfterMove(ply - 1, movePointer, position))
-        return false;
-
-    const u8 mover = position->board[move.from];
-    const u8 captured = position->board[move.to];
+    const int from = move.from;
+    const int to = move.to;
+    const int mover = position->board[from];
+    const int captured = position->board[to];
     assert(isPieceOf(us, mover, position));
     assert(captured == NOPIECE || isPieceOf(them, captured, position));
     assert(!isKing(captured) || position == GPS);
-    const bool keyedAsPawn = isPawn(mover) || isKing(mover);
 
-    // This comes before any change, because it reads the mover and the captured piece from the
-    // board.
-    updateEvaluation<us>(narrow<u8>(ply), move, position);
-
-    child.capturedPiece = captured;
+    saveEvaluation(child, position);
+    child.capturedPiece = narrow<u8>(captured);
     child.savedHashKey = position->hashKey;
     child.savedPawnHashKey = position->pawnHashKey;
     child.savedHalfMoveClock = position->halfMoveClock;
     // Keys are kept up to date: each change of the position adds or removes one number by XOR. They
     // are built in local variables, which the compiler keeps in registers.
-    u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][move.from];
+    u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][from];
     u64 pawnKey = position->pawnHashKey;
+
+    int clock = isPawn(mover) ? 0 : position->halfMoveClock + 1;
+    if (captured)
+    {
+        updateEvaluationCapture<them>(captured, to, position);
+        position->pieceBB[captured] ^= bit(to);
+        position->pieceBB[them] ^= bit(to);
+        key ^= hashCodePiece[captured][to];
+        if (isPawn(captured)) pawnKey ^= hashCodePiece[captured][to];
+        clock = 0;
+    }
 
     // Only a king's move and a move from or to a corner can end a right. This test spares most
     // moves the exact one.
     u8 rights = parent.castlingRights;
-    if (rights && ((corners & (bit(move.from) | bit(move.to))) || isKing(mover)))
+    if (rights && ((corners & (bit(from) | bit(to))) || isKing(mover)))
     {
         key ^= hashCodeCastling[rights];
         rights = narrow<u8>(rights & ~rightsLost(move, mover, rights));
@@ -169,15 +176,15 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
 
     // `arriving` is the piece that ends on `landing`. It is the mover except for a promotion, and
     // `landing` is the move's own `to` except for en passant.
-    int landing = move.to;
-    u8 arriving = mover;
+    int landing = to;
+    int arriving = mover;
     u8 enPassant = 0;
-    if (move.kind != KINDPLAIN)
+    if (!isPlain)
     {
         if (move.kind == KINDDOUBLEPUSH)
         {
             enPassant = move.to;
-            key ^= hashCodeEnpassant[fileOf(move.to)];
+            key ^= hashCodeEnpassant[fileOf(to)];
         }
         else if (isCastling(move.kind))
         {
@@ -193,37 +200,28 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
         }
         else if (move.kind == KINDENPASSANT)
         {
-            position->board[move.to] = NOPIECE;
-            landing = enPassantLanding(move.to, us);
+            position->board[to] = NOPIECE;
+            landing = enPassantLanding(to, us);
             assert(landing < NOFSQUARES);
             assert(position == GPS || position->board[landing] == NOPIECE);
         }
         else
-            arriving = narrow<u8>(move.kind + us);
+            arriving = move.kind + us;
     }
     child.enPassantSquare = enPassant;
 
-    position->pieceBB[mover] ^= bit(move.from);
+    updateEvaluation<us, isPlain>(move, mover, position);
+    position->pieceBB[mover] ^= bit(from);
     position->pieceBB[arriving] ^= bit(landing);
-    position->pieceBB[us] ^= bit(move.from) | bit(landing);
-    position->board[move.from] = NOPIECE;
-    position->board[landing] = arriving;
+    position->pieceBB[us] ^= bit(from) | bit(landing);
+    position->board[from] = NOPIECE;
+    position->board[landing] = narrow<u8>(arriving);
     key ^= hashCodePiece[arriving][landing];
-    if (keyedAsPawn)
+    if (isPawn(mover) || isKing(mover))
     {
         // A pawn that promotes leaves the pawn key, and the new piece does not enter it.
-        pawnKey ^= hashCodePiece[mover][move.from];
+        pawnKey ^= hashCodePiece[mover][from];
         if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
-    }
-
-    int clock = isPawn(mover) ? 0 : position->halfMoveClock + 1;
-    if (captured)
-    {
-        position->pieceBB[captured] ^= bit(move.to);
-        position->pieceBB[them] ^= bit(move.to);
-        key ^= hashCodePiece[captured][move.to];
-        if (isPawn(captured)) pawnKey ^= hashCodePiece[captured][move.to];
-        clock = 0;
     }
 
     // The history holds the keys of all positions up to this one, for the test of repetition.
@@ -232,18 +230,19 @@ bool makeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position
     position->keyHistory[position->keyIndex++] = key;
     position->halfMoveClock = wrap16(clock);
     position->sideToMove = them;
-    assert(boardsAgree(bit(move.from) | bit(move.to) | bit(landing), position));
-    return true;
+    assert(boardsAgree(bit(from) | bit(to) | bit(landing), position));
 }
 
-template <int us>
-void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* position)
+template <int us, bool isPlain>
+void takeBack(int ply, const moveStruct* movePointer, positionStruct* position)
 {
     assert(ply > 0 && ply < NOFPLIES);
     assert(position->sideToMove == (us ^ 1));
     assert(position->keyIndex > 0);
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
+    const int from = move.from;
+    const int to = move.to;
     const plyStruct& child = position->plies[ply];
 
     // Castling rights and en passant square need no restoring: the parent's record still has them.
@@ -252,50 +251,50 @@ void unmakeMoveOf(int ply, const moveStruct* movePointer, positionStruct* positi
     position->pawnHashKey = child.savedPawnHashKey;
     --position->keyIndex;
     position->halfMoveClock = narrow<i16>(child.savedHalfMoveClock);
-    restoreEvaluation(narrow<u8>(ply), position);
+    restoreEvaluation(child, position);
 
-    u8 landing = move.to;
-    if (move.kind == KINDENPASSANT) landing = narrow<u8>(enPassantLanding(move.to, us));
-    const u8 arrived = position->board[landing];
+    int landing = to;
+    if (!isPlain && move.kind == KINDENPASSANT) landing = enPassantLanding(to, us);
+    const int arrived = position->board[landing];
     assert(isPieceOf(us, arrived, position));
-    assert(position == GPS || position->board[move.from] == NOPIECE);
-    u8 mover = arrived;
-    if (move.kind != KINDPLAIN)
+    assert(position == GPS || position->board[from] == NOPIECE);
+    int mover = arrived;
+    if (!isPlain && isCastling(move.kind))
     {
-        if (isCastling(move.kind))
-        {
-            const castlingRook rook = castlingRookOf(move);
-            constexpr u8 code = ROOK + us;
-            position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
-            position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
-            position->board[rook.to] = NOPIECE;
-            position->board[rook.from] = code;
-        }
-        else if (isPromotion(move.kind))
-            mover = PAWN + us;
+        const castlingRook rook = castlingRookOf(move);
+        constexpr u8 code = ROOK + us;
+        position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
+        position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
+        position->board[rook.to] = NOPIECE;
+        position->board[rook.from] = code;
     }
+    if (!isPlain && isPromotion(move.kind)) mover = PAWN + us;
 
     // `landing` is emptied before the captured piece comes back: except for en passant both are
     // the same square.
-    const u8 captured = child.capturedPiece;
+    const int captured = child.capturedPiece;
     position->pieceBB[arrived] ^= bit(landing);
-    position->pieceBB[mover] ^= bit(move.from);
-    position->pieceBB[us] ^= bit(move.from) | bit(landing);
+    position->pieceBB[mover] ^= bit(from);
+    position->pieceBB[us] ^= bit(from) | bit(landing);
     position->board[landing] = NOPIECE;
-    position->board[move.from] = mover;
-    position->board[move.to] = captured;
+    position->board[from] = narrow<u8>(mover);
+    position->board[to] = narrow<u8>(captured);
     if (captured)
     {
-        position->pieceBB[captured] ^= bit(move.to);
-        position->pieceBB[them] ^= bit(move.to);
+        position->pieceBB[captured] ^= bit(to);
+        position->pieceBB[them] ^= bit(to);
     }
-    assert(boardsAgree(bit(move.from) | bit(move.to) | bit(landing), position));
+    assert(boardsAgree(bit(from) | bit(to) | bit(landing), position));
 }
 
-template bool makeMoveOf<WHITE>(int, const moveStruct*, positionStruct*, bool);
-template bool makeMoveOf<BLACK>(int, const moveStruct*, positionStruct*, bool);
-template void unmakeMoveOf<WHITE>(int, const moveStruct*, positionStruct*);
-template void unmakeMoveOf<BLACK>(int, const moveStruct*, positionStruct*);
+template void playMove<WHITE, true>(int, const moveStruct*, positionStruct*);
+template void playMove<WHITE, false>(int, const moveStruct*, positionStruct*);
+template void playMove<BLACK, true>(int, const moveStruct*, positionStruct*);
+template void playMove<BLACK, false>(int, const moveStruct*, positionStruct*);
+template void takeBack<WHITE, true>(int, const moveStruct*, positionStruct*);
+template void takeBack<WHITE, false>(int, const moveStruct*, positionStruct*);
+template void takeBack<BLACK, true>(int, const moveStruct*, positionStruct*);
+template void takeBack<BLACK, false>(int, const moveStruct*, positionStruct*);
 
 
 // Legality

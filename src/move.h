@@ -16,37 +16,6 @@
 
 // Making moves
 
-/// makeMove and unmakeMove for a mover of the colour `us`. As a template argument the colour makes
-/// piece codes and directions constants. Call them through the two functions below.
-template <int us>
-bool makeMoveOf(int ply, const moveStruct* move, positionStruct* position, bool testLegal);
-template <int us> void unmakeMoveOf(int ply, const moveStruct* move, positionStruct* position);
-
-/// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
-/// With `testLegal`, a move that leaves the mover's own king in check is refused: the result is
-/// false and nothing has changed. This test needs notPinned of the parent; it is skipped if the
-/// parent is in check, since evasions are legal. The caller sets inCheck of the child: often it
-/// knows the answer already, or does not need it.
-inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
-{
-    return position->sideToMove == WHITE ? makeMoveOf<WHITE>(ply, move, position, testLegal)
-                                         : makeMoveOf<BLACK>(ply, move, position, testLegal);
-}
-
-/// Takes back the move that makeMove played with the same arguments.
-inline void unmakeMove(int ply, const moveStruct* move, positionStruct* position)
-{
-    if (position->sideToMove == WHITE)
-        unmakeMoveOf<BLACK>(ply, move, position);
-    else
-        unmakeMoveOf<WHITE>(ply, move, position);
-}
-
-
-// Legality
-//
-// Here `ply` is the ply of the position itself.
-
 /// The slow part of inCheckAfterMove: it looks for sliders that hit the king, and for all attackers
 /// if the king moves.
 bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
@@ -61,6 +30,64 @@ inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStru
         return false;
     return isKingHitAfterMove(move, position);
 }
+
+/// The parts of makeMove and unmakeMove that depend on the mover's colour. As a template argument
+/// the colour makes piece codes and directions constants. `isPlain` says that the move's kind is
+/// KINDPLAIN.
+template <int us, bool isPlain>
+void playMove(int ply, const moveStruct* move, positionStruct* position);
+template <int us, bool isPlain>
+void takeBack(int ply, const moveStruct* move, positionStruct* position);
+
+/// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
+/// With `testLegal`, a move that leaves the mover's own king in check is refused: the result is
+/// false and nothing has changed. This test needs notPinned of the parent; it is skipped if the
+/// parent is in check, since evasions are legal. The caller sets inCheck of the child: often it
+/// knows the answer already, or does not need it.
+inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
+{
+    if (testLegal && !position->plies[ply - 1].inCheck && inCheckAfterMove(ply - 1, move, position))
+        return false;
+    if (move->kind == KINDPLAIN)
+    {
+        if (position->sideToMove == WHITE)
+            playMove<WHITE, true>(ply, move, position);
+        else
+            playMove<BLACK, true>(ply, move, position);
+    }
+    else
+    {
+        if (position->sideToMove == WHITE)
+            playMove<WHITE, false>(ply, move, position);
+        else
+            playMove<BLACK, false>(ply, move, position);
+    }
+    return true;
+}
+
+/// Takes back the move that makeMove played with the same arguments.
+inline void unmakeMove(int ply, const moveStruct* move, positionStruct* position)
+{
+    if (move->kind == KINDPLAIN)
+    {
+        if (position->sideToMove == WHITE)
+            takeBack<BLACK, true>(ply, move, position);
+        else
+            takeBack<WHITE, true>(ply, move, position);
+    }
+    else
+    {
+        if (position->sideToMove == WHITE)
+            takeBack<BLACK, false>(ply, move, position);
+        else
+            takeBack<WHITE, false>(ply, move, position);
+    }
+}
+
+
+// Legality
+//
+// Here `ply` is the ply of the position itself.
 
 /// Whether a move from the transposition table, a killer or a counter move can be played here. Its
 /// score byte must hold the moving piece's code. Any bytes are safe. With `pseudoOnly` the safety

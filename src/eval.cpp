@@ -288,18 +288,17 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
 /// The shield of one colour's king, which depends on pawns and kings alone.
 template <int us, typename Trace> int evalShield(const positionStruct* position, Trace trace);
 
-/// What the shield is divided by: it counts half if the enemy has no queen.
-template <int us> int shieldDivisor(const positionStruct* position)
+/// What a shield is worth: half if the enemy has no queen.
+template <int us> int shieldWorth(int shield, const positionStruct* position)
 {
-    return position->pieceBB[QUEEN + (us ^ 1)] ? 1 : 2;
+    return position->pieceBB[QUEEN + (us ^ 1)] ? shield : shield / 2;
 }
 
 /// The shield's term.
 template <int us, typename Trace>
 combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
 {
-    const int divisor = shieldDivisor<us>(position);
-    return trace.note(termShield, us, X(pawns.shield[us] / divisor, 0));
+    return trace.note(termShield, us, X(shieldWorth<us>(pawns.shield[us], position), 0));
 }
 
 /// The term of a king without a pawn of its own on its flank.
@@ -308,6 +307,25 @@ template <int us, typename Trace> combEval evalFlank(const positionStruct* posit
 /// The attack on one colour's king. The attack maps of both colours must be complete.
 template <int us, typename Trace>
 combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
+
+/// Finds the pieces that are alone between one colour's king and an enemy slider. Such a piece is
+/// pinned if it is the king's own. If it is the slider's, its move discovers a check.
+template <int us> void findLoners(const positionStruct* position, evalScratch& scratch)
+{
+    constexpr int them = us ^ 1;
+    const u8 king = kingSquareOf(us, position);
+    const u64 occupied = allPieces(position);
+    u64 sliders = (bishopsAndQueens(them, position) & bishopAttackAll[king]) |
+                  (rooksAndQueens(them, position) & rookAttackAll[king]);
+    u64 alone = 0;
+    for (; sliders; sliders &= sliders - 1)
+    {
+        const u64 between = inBetweenSquares[king][lowestSquare(sliders)] & occupied;
+        if (!moreThanOne(between)) alone |= between;
+    }
+    scratch.pinnedPieces[us] = alone & position->pieceBB[us];
+    scratch.discoverers[them] = alone & position->pieceBB[them];
+}
 
 /// Starts the scratch record: kings, pawns, and the pieces between kings and sliders. All this must
 /// be there for both colours before the activity of either is scored.
@@ -341,23 +359,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     scratch.pawnPushes[WHITE] = ahead<WHITE>(white | whiteMiddle) & empty;
     scratch.pawnPushes[BLACK] = ahead<BLACK>(black | blackMiddle) & empty;
 
-    // A piece alone between a king and an enemy slider is pinned if it is the king's own. If it is
-    // the slider's, its move discovers a check.
-    for (const int colour : {WHITE, BLACK})
-    {
-        const int enemy = colour ^ 1;
-        const u8 king = scratch.kingSquare[colour];
-        u64 sliders = (bishopsAndQueens(enemy, position) & bishopAttackAll[king]) |
-                      (rooksAndQueens(enemy, position) & rookAttackAll[king]);
-        u64 alone = 0;
-        while (sliders)
-        {
-            const u64 between = inBetweenSquares[king][takeLowest(sliders)] & occupied;
-            if (!moreThanOne(between)) alone |= between;
-        }
-        scratch.pinnedPieces[colour] = alone & pieces[colour];
-        scratch.discoverers[enemy] = alone & pieces[enemy];
-    }
+    findLoners<WHITE>(position, scratch);
+    findLoners<BLACK>(position, scratch);
 }
 
 /// Whether the maps of both colours have been completed: all attacks are in attacksAll, and what is
@@ -819,9 +822,9 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     u64 attackedByThese = 0;
     combEval sum = X(0, 0);
 
-    for (u64 pieces = position->pieceBB[piece + us]; pieces;)
+    for (u64 pieces = position->pieceBB[piece + us]; pieces; pieces &= pieces - 1)
     {
-        const u8 square = takeLowest(pieces);
+        const u8 square = lowestSquare(pieces);
         const u64 here = bit(square);
         u64 attacks = 0;
         if constexpr (piece == KNIGHT) attacks = knightAttackTable[square];
@@ -1050,7 +1053,7 @@ template <int us, typename Trace> int evalShield(const positionStruct* position,
     {
         const u8 rearmost = us == WHITE ? lowestSquare(pawns) : highestSquare(pawns);
         const int value = plain(EVALPAWNSHIELD[coordinate(us, rearmost)]);
-        trace.place(termShield, us, rearmost, X(value / shieldDivisor<us>(position), 0));
+        trace.place(termShield, us, rearmost, X(shieldWorth<us>(value, position), 0));
         shield += value;
         pawns &= ~files[fileOf(rearmost)];
     }

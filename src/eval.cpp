@@ -155,6 +155,10 @@ struct silent
     static combEval note(evalTerm, int, combEval score) { return score; }
     static combEval note(evalTerm, int, int, combEval score) { return score; }
     static combEval count(evalTerm, int, u64 set, combEval each) { return each * popcount(set); }
+    static combEval difference(evalTerm, u64 white, u64 black, combEval each)
+    {
+        return each * (popcount(white) - popcount(black));
+    }
     static void place(evalTerm, int, int, combEval) {}
 };
 
@@ -186,6 +190,12 @@ struct recording
         return note(term, colour, score);
     }
 
+    /// Adds a score for each square of two sets; returns white minus black.
+    combEval difference(evalTerm term, u64 white, u64 black, combEval each) const
+    {
+        return count(term, WHITE, white, each) - count(term, BLACK, black, each);
+    }
+
     /// Says to which square a part of a score belongs that `note` adds without one.
     void place(evalTerm term, int colour, int square, combEval part) const
     {
@@ -206,6 +216,34 @@ template <int us> constexpr u64 pawnAttacksLeft(u64 pawns)
 template <int us> constexpr u64 pawnAttacksRight(u64 pawns)
 {
     return us == WHITE ? (pawns & notFileH) << 9 : (pawns & notFileH) >> 7;
+}
+
+/// One set of each colour, which is one register of most processors: WHITE and BLACK index it.
+using setPair = u64 __attribute__((vector_size(16)));
+
+/// Reads the sets of both colours, which are neighbours in each array by colour or by piece code.
+inline setPair bothOf(const u64* sets)
+{
+    setPair pair;
+    std::memcpy(&pair, sets, sizeof pair);
+    return pair;
+}
+
+inline void writeBoth(setPair pair, u64* sets)
+{
+    std::memcpy(sets, &pair, sizeof pair);
+}
+
+/// For each colour the other one's set.
+inline setPair swapped(setPair pair)
+{
+    return setPair{pair[BLACK], pair[WHITE]};
+}
+
+/// The sets moved ahead by `white` and `black` squares, each as its colour sees it.
+inline setPair movedAhead(setPair pair, u64 white, u64 black)
+{
+    return (pair << setPair{white, 0}) >> setPair{0, black};
 }
 
 /// The squares one step ahead of a set, as a colour sees it.
@@ -280,9 +318,9 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
 template <int us, typename Trace>
 combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
 
-/// One colour's attacked pieces, and what its pawns could attack with a safe push. The attack maps
-/// of both colours must be complete.
-template <int us, typename Trace>
+/// The attacked pieces, and what pawns could attack with a safe push: white minus black. The attack
+/// maps of both colours must be complete.
+template <typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
 
 /// The shield of one colour's king, which depends on pawns and kings alone.
@@ -332,32 +370,26 @@ template <int us> void findLoners(const positionStruct* position, evalScratch& s
 void startScratch(const positionStruct* position, evalScratch& scratch)
 {
     const u64* pieces = position->pieceBB;
-    const u64 white = pieces[PAWN + WHITE];
-    const u64 black = pieces[PAWN + BLACK];
+    const setPair pawns = bothOf(&pieces[PAWN]);
     const u64 occupied = allPieces(position);
     const u64 empty = ~occupied;
 
     for (const int colour : {WHITE, BLACK})
         scratch.kingSquare[colour] = kingSquareOf(colour, position);
 
-    const u64 whiteLeft = pawnAttacksLeft<WHITE>(white);
-    const u64 whiteRight = pawnAttacksRight<WHITE>(white);
-    const u64 blackLeft = pawnAttacksLeft<BLACK>(black);
-    const u64 blackRight = pawnAttacksRight<BLACK>(black);
-    scratch.attackedBy[PAWN + WHITE] = scratch.attacksAll[WHITE] = whiteLeft | whiteRight;
-    scratch.attackedBy[PAWN + BLACK] = scratch.attacksAll[BLACK] = blackLeft | blackRight;
-    scratch.attacksDouble[WHITE] = whiteLeft & whiteRight;
-    scratch.attacksDouble[BLACK] = blackLeft & blackRight;
-    scratch.blockedPawns[WHITE] = white & ahead<BLACK>(occupied);
-    scratch.blockedPawns[BLACK] = black & ahead<WHITE>(occupied);
+    const setPair left = movedAhead(pawns & notFileA, 7, 9);
+    const setPair right = movedAhead(pawns & notFileH, 9, 7);
+    const setPair attacks = left | right;
+    writeBoth(attacks, &scratch.attackedBy[PAWN]);
+    writeBoth(attacks, scratch.attacksAll);
+    writeBoth(left & right, scratch.attacksDouble);
+    const setPair everything = {occupied, occupied};
+    writeBoth(pawns & swapped(movedAhead(swapped(everything), 8, 8)), scratch.blockedPawns);
 
     // A double push doesn't count if an enemy pawn attacks the square that it passes.
-    constexpr u64 rank3 = 0xff0000;
-    constexpr u64 rank6 = 0xff0000000000;
-    const u64 whiteMiddle = ahead<WHITE>(white) & empty & rank3 & ~scratch.attacksAll[BLACK];
-    const u64 blackMiddle = ahead<BLACK>(black) & empty & rank6 & ~scratch.attacksAll[WHITE];
-    scratch.pawnPushes[WHITE] = ahead<WHITE>(white | whiteMiddle) & empty;
-    scratch.pawnPushes[BLACK] = ahead<BLACK>(black | blackMiddle) & empty;
+    constexpr setPair middle = {0xff0000, 0xff0000000000};
+    const setPair passing = movedAhead(pawns, 8, 8) & middle & empty & ~swapped(attacks);
+    writeBoth(movedAhead(pawns | passing, 8, 8) & empty, scratch.pawnPushes);
 
     findLoners<WHITE>(position, scratch);
     findLoners<BLACK>(position, scratch);
@@ -393,10 +425,9 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
     const u64* pieces = position->pieceBB;
     const u64 passedPawns = pawns.passedPawns;
     sum += evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
-    sum += evalThreats<WHITE>(position, scratch, trace);
+    sum += evalThreats(position, scratch, trace);
     sum += evalKing<WHITE>(position, scratch, trace);
     sum -= evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
-    sum -= evalThreats<BLACK>(position, scratch, trace);
     sum -= evalKing<BLACK>(position, scratch, trace);
     return sum;
 }
@@ -951,43 +982,44 @@ TCONST combEval EVALTHREADPAWNPUSH = X(16, 10); // enemy pieces that a safe push
 namespace
 {
 
-template <int us, typename Trace>
+template <typename Trace>
 combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace)
 {
-    constexpr int them = us ^ 1;
-    const u64* pieces = position->pieceBB;
-    const u64* attackedBy = scratch.attackedBy;
-    const u64 attacked = scratch.attacksAll[them];
-    const u64 defended = scratch.attacksAll[us];
-    const u64 byPawns = attackedBy[PAWN + them];
-    const u64 byMinors = attackedBy[KNIGHT + them] | attackedBy[BISHOP + them];
-    const u64 byMajors = attackedBy[ROOK + them] | attackedBy[QUEEN + them];
-    const u64 minors = pieces[KNIGHT + us] | pieces[BISHOP + us];
-    const u64 majors = pieces[ROOK + us] | pieces[QUEEN + us];
+    // Each set is of the colour of the pieces that are attacked.
+    const auto pieces = [=](int code) { return bothOf(&position->pieceBB[code]); };
+    const auto attackers = [&](int code) { return bothOf(&scratch.attackedBy[code]); };
+    const setPair defended = bothOf(scratch.attacksAll);
+    const setPair attacked = swapped(defended);
+    const setPair defendedTwice = bothOf(scratch.attacksDouble);
+    const setPair pawnsDefend = attackers(PAWN);
+    const setPair byPawns = swapped(pawnsDefend);
+    const setPair byMinors = swapped(attackers(KNIGHT) | attackers(BISHOP));
+    const setPair byMajors = swapped(attackers(ROOK) | attackers(QUEEN));
+    const setPair minors = pieces(KNIGHT) | pieces(BISHOP);
+    const setPair majors = pieces(ROOK) | pieces(QUEEN);
 
     // Weak: attacked and not defended at all, or attacked twice and defended neither twice nor by a
     // pawn. A piece on such a square can be won.
-    const u64 weakSquares =
-        (scratch.attacksDouble[them] & ~scratch.attacksDouble[us] & ~attackedBy[PAWN + us]) |
-        (attacked & ~defended);
+    const setPair weakSquares =
+        (swapped(defendedTwice) & ~defendedTwice & ~pawnsDefend) | (attacked & ~defended);
     combEval sum = X(0, 0);
-    const auto count = [&](evalTerm term, combEval score, u64 set)
-    { sum += trace.count(term, us, set, score); };
+    const auto count = [&](evalTerm term, combEval score, setPair set)
+    { sum += trace.difference(term, set[WHITE], set[BLACK], score); };
 
-    count(termThreatWeakPawn, EVALTHREADWEAKPAWN, pieces[PAWN + us] & weakSquares & ~byPawns);
+    count(termThreatWeakPawn, EVALTHREADWEAKPAWN, pieces(PAWN) & weakSquares & ~byPawns);
     count(termThreatMinorByPawn, EVALTHREADMINORABPAWN, minors & byPawns);
     count(termThreatMinorByMinor, EVALTHREADMINORABMINOR, minors & byMinors);
     count(termThreatMinorByMajor, EVALTHREADMINORABMAJOR, minors & weakSquares & byMajors);
-    count(termThreatRookByLess, EVALTHREADROOKABLESS, pieces[ROOK + us] & (byMinors | byPawns));
-    count(termThreatQueenByAll, EVALTHREADQUEENABALL, pieces[QUEEN + us] & attacked);
+    count(termThreatRookByLess, EVALTHREADROOKABLESS, pieces(ROOK) & (byMinors | byPawns));
+    count(termThreatQueenByAll, EVALTHREADQUEENABALL, pieces(QUEEN) & attacked);
     count(termThreatOverloaded, EVALTHREADOVERLOADED,
-          defended & ~scratch.attacksDouble[us] & (minors | majors) & attacked);
+          defended & ~defendedTwice & (minors | majors) & attacked);
 
     // A push is safe if no enemy pawn attacks the square, and if we defend it when a piece does.
     // Pieces that our pawns attack already are left out.
-    const u64 pushes = scratch.pawnPushes[us] & (~attacked | defended) & ~byPawns;
-    const u64 hits = pawnAttacksLeft<us>(pushes) | pawnAttacksRight<us>(pushes);
-    count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & pieces[them] & ~attackedBy[PAWN + us]);
+    const setPair pushes = bothOf(scratch.pawnPushes) & (~attacked | defended) & ~byPawns;
+    const setPair hits = movedAhead(pushes & notFileA, 7, 9) | movedAhead(pushes & notFileH, 9, 7);
+    count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & swapped(pieces(WHITE)) & ~pawnsDefend);
     return sum;
 }
 

@@ -561,6 +561,24 @@ TCONST combEval EVALPAWNKSBACKWARD = X(-1, 4);
 namespace
 {
 
+/// All squares of the files of a set.
+constexpr u64 wholeFiles(u64 set)
+{
+    return northFill(set) | southFill(set);
+}
+
+/// The squares ahead of a set on its files, as a colour sees it, without the set.
+template <int us> constexpr u64 allAhead(u64 set)
+{
+    return us == WHITE ? northFill(set << 8) : southFill(set >> 8);
+}
+
+/// The squares beside those of a set, on the same rank.
+constexpr u64 besides(u64 set)
+{
+    return (set & notFileA) >> 1 | (set & notFileH) << 1;
+}
+
 template <int us, typename Trace>
 combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace)
 {
@@ -568,62 +586,63 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
     const u64 region = kingFileRegion(kingSquareOf(us, position));
     const u64 mine = position->pieceBB[PAWN + us];
     const u64 theirs = position->pieceBB[PAWN + them];
+    const u64 theirAttacks = pawnAttacksLeft<them>(theirs) | pawnAttacksRight<them>(theirs);
+    const u64 ourAttacks = pawnAttacksLeft<us>(mine) | pawnAttacksRight<us>(mine);
     combEval sum = X(0, 0);
 
-    // `remaining` holds the pawns not visited yet, so a file with n pawns counts n - 1 doubled
-    // ones.
-    for (u64 remaining = mine; remaining;)
+    // `score` gives the term of a pawn by its square.
+    const auto each = [&](evalTerm term, u64 pawns, auto score)
     {
-        const u8 square = takeLowest(remaining);
-        const int file = fileOf(square);
-        const int rank = rankFrom<us>(square);
+        for (; pawns; pawns &= pawns - 1)
+            sum += trace.note(term, us, lowestSquare(pawns), score(lowestSquare(pawns)));
+    };
+    const auto byFile = [](const auto& table)
+    { return [&table](int square) { return table[fileOf(square)]; }; };
+    const auto byRank = [](const auto& table)
+    { return [&table](int square) { return table[rankFrom<us>(square)]; }; };
+
+    // Passed: no enemy pawn is ahead on its file or a neighbouring one.
+    const u64 opposed = mine & allAhead<them>(theirs);
+    const u64 passed = mine & ~opposed & ~allAhead<them>(besides(theirs));
+    passedPawns |= passed;
+
+    // A candidate: each enemy pawn in front attacks either it or its stop square, so that exchanges
+    // can clear its way. Such a pawn is on a neighbouring file.
+    for (u64 pawns = mine & ~opposed & ~passed; pawns; pawns &= pawns - 1)
+    {
+        const u8 square = lowestSquare(pawns);
         const int stop = stopSquareOf<us>(square);
-        const bool nearKing = region & bit(square);
         // `stopGuards` attack the stop square, `neighbours` defend it: seen from the stop square
         // they are where pawns attack it from.
         const u64 stopGuards = pawnAttackTable[them][stop] & theirs;
-        const u64 defenders = pawnAttackTable[us][square] & mine;
         const u64 neighbours = pawnAttackTable[us][stop] & mine;
+        const u64 levers = pawnAttackTable[them][square] & theirs;
+        const u64 defenders = pawnAttackTable[us][square] & mine;
         const u64 front = passedPawnsMask[us][square] & theirs;
-
-        if (!front)
-            passedPawns |= bit(square);
-        else
+        if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
         {
-            // A candidate: each enemy pawn in front attacks either it or its stop square, so that
-            // exchanges can clear its way.
-            const u64 levers = pawnAttackTable[them][square] & theirs;
-            if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
-            {
-                const int row = popcount(defenders) >= popcount(levers);
-                sum +=
-                    trace.note(termPawnCandidate, us, square, EVALPAWNPASSEDCANDIDATE[row][rank]);
-            }
+            const int row = popcount(defenders) >= popcount(levers);
+            sum += trace.note(termPawnCandidate, us, square,
+                              EVALPAWNPASSEDCANDIDATE[row][rankFrom<us>(square)]);
         }
-
-        if (!(isolatedPawns[square] & mine))
-        {
-            sum += trace.note(termPawnIsolated, us, square, EVALPAWNISOLATED[file]);
-            if (nearKing) sum += trace.note(termPawnKsIsolated, us, square, EVALPAWNKSISOLATED);
-        }
-        if (const u64 others = files[file] & remaining)
-        {
-            // The pawn that is behind the other, for both colours.
-            const int rear = us == WHITE ? square : lowestSquare(others);
-            sum += trace.note(termPawnDoubled, us, rear, EVALPAWNDOUBLED[file]);
-            if (nearKing) sum += trace.note(termPawnKsDoubled, us, rear, EVALPAWNKSDOUBLED);
-        }
-        // Backward: it can't step forward safely, and no friendly pawn is further back to support
-        // it.
-        if (stopGuards && !(passedPawnsMask[them][square] & mine))
-        {
-            if (nearKing) sum += trace.note(termPawnKsBackward, us, square, EVALPAWNKSBACKWARD);
-            if (!(files[file] & theirs))
-                sum += trace.note(termPawnBackHalf, us, square, EVALPAWNBACKHALF[file]);
-        }
-        if (defenders) sum += trace.note(termPawnConnected, us, square, EVALPAWNCONNECTED[rank]);
-        if (neighbours) sum += trace.note(termPawnNeighbour, us, square, EVALPAWNNEIGHBOUR[rank]);
     }
+
+    const u64 isolated = mine & ~wholeFiles(besides(mine));
+    each(termPawnIsolated, isolated, byFile(EVALPAWNISOLATED));
+    sum += trace.count(termPawnKsIsolated, us, isolated & region, EVALPAWNKSISOLATED);
+
+    // The pawn that is behind another one. A file with n pawns counts n - 1 doubled ones.
+    const u64 doubled = mine & allAhead<them>(mine);
+    each(termPawnDoubled, doubled, byFile(EVALPAWNDOUBLED));
+    sum += trace.count(termPawnKsDoubled, us, doubled & region, EVALPAWNKSDOUBLED);
+
+    // Backward: it can't step forward safely, and no friendly pawn is further back to support it.
+    const u64 backward = mine & ahead<them>(theirAttacks) & ~allAhead<us>(mine | besides(mine));
+    sum += trace.count(termPawnKsBackward, us, backward & region, EVALPAWNKSBACKWARD);
+    each(termPawnBackHalf, backward & ~wholeFiles(theirs), byFile(EVALPAWNBACKHALF));
+
+    each(termPawnConnected, mine & ourAttacks, byRank(EVALPAWNCONNECTED));
+    each(termPawnNeighbour, mine & besides(mine), byRank(EVALPAWNNEIGHBOUR));
     return sum;
 }
 

@@ -243,6 +243,9 @@ constexpr i16 seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
 bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStruct* position)
 {
     const u64* pieces = position->pieceBB;
+    // If a pawn takes the piece, that mostly settles the matter before lines are looked at.
+    if ((pawnAttackTable[side][to] & pieces[PAWN + side]) && balance + seeValue[PAWN] < 0)
+        return false;
     u64 attackers = (getBishopAttackTable(to, occupied) &
                      (bishopsAndQueens(WHITE, position) | bishopsAndQueens(BLACK, position))) |
                     (getRookAttackTable(to, occupied) &

@@ -52,17 +52,18 @@ export function run(tool, args, { input = '', env = {}, each } = {}) {
 }
 
 /** Fails unless each tool prints its usage for --help, and exits with one line in each case.
- *  @param {[string, string[], number, RegExp][]} cases tool, arguments, status, line */
-export async function checkUse(cases) {
+ *  @param {[string, string[], number, RegExp][]} cases tool, arguments, status, line
+ *  @param {string} [place] of the tools, relative to tools/ */
+export async function checkUse(cases, place = '.') {
   for (const [tool, args, expected, message] of cases) {
-    const { status, out, err } = await run(tool, args);
+    const { status, out, err } = await run(path.join(place, tool), args);
     assert.equal(status, expected, err);
     assert.match(err, message);
     assert.ok(err.startsWith(`${tool}: `) && /^[^\n]*\n$/.test(err), err);
     assert.equal(out, '');
   }
   for (const tool of new Set(cases.map(([name]) => name))) {
-    const { status, out } = await run(tool, ['--help']);
+    const { status, out } = await run(path.join(place, tool), ['--help']);
     assert.equal(status, 0);
     assert.ok(out.startsWith(`usage: tools/${tool} `), out);
   }

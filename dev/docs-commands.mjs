@@ -136,6 +136,9 @@ export const clone = {
   'xboard -fcp quillon -fUCI -initialMode analysis': onScreen,
   'xboard -fcp "polyglot docs/connect/polyglot.ini"': onScreen,
 
+  'cmake --preset tester && cmake --build --preset tester': works,
+  'make EXE=quillon-tester CXX=g++': works,
+  './quillon-tester bench | tail -n 1': { says: /^\d+ nodes \d+ nps$/m },
   'cmake --preset tune && cmake --build --preset tune': works,
   'build/release/quillon_selfplay 100000 6 > quiet-labeled.epd': { short: ['100000 6', '2000 2'] },
   'build/tune/quillon-tune texel | tee tuned.txt': { short: ['texel', 'texel EVALMOBILITYROOK'] },

@@ -15,6 +15,7 @@ import { enginePath, file, folder, read, root } from './support.mjs';
 const patience = 60000 * Number(process.env.QUILLON_TIME_SCALE ?? 1);
 const doc = (name) => path.join(root, 'docs', name);
 const guide = read(doc('connect.md'));
+const testing = read(doc('testing-engines.md'));
 const script = doc('connect/quillon-pychess.sh');
 
 // The files name the engine as it is installed: "quillon", found by the search path.
@@ -45,8 +46,8 @@ function checkValue(name, value, where) {
   assert.ok(isRight, `${where}: ${name} = ${value}`);
 }
 
-/** The contents of the guide's code blocks in a language. */
-const blocks = (language) => [...guide.matchAll(/^```(\w+)\n(.*?)^```$/gms)]
+/** The contents of the guides' code blocks in a language. */
+const blocks = (language) => [...(guide + testing).matchAll(/^```(\w+)\n(.*?)^```$/gms)]
   .filter((block) => block[1] === language).map((block) => block[2]);
 
 /** The sections of an .ini file, each an object of its entries; anything else in it is an error. */
@@ -78,6 +79,22 @@ test('the Cute Chess entry offers the options of the engine, with its limits', (
   }
 });
 
+test('the OpenBench entry names options of the engine and bounds of an SPRT', () => {
+  const { nps, build, ...presets } = JSON.parse(read(doc('connect/openbench.json')));
+  assert.ok(nps > 1e6);
+  assert.deepEqual([build.path, ...build.compilers.map((one) => one.replace(/>=.*/, ''))],
+    ['', 'g++', 'clang++']);
+  const all = ['test', 'tune', 'datagen'].flatMap((kind) => Object.values(presets[`${kind}_presets`]));
+  const settings = all.map((one) => one.both_options ?? one.dev_options).filter(Boolean);
+  assert.equal(settings.length, 4);
+  for (const [, name, value] of settings.join(' ').matchAll(/(\w+)=(\S+)/g)) {
+    checkValue(name, Number(value), 'openbench.json');
+  }
+  const { test_bounds: bounds, test_confidence: errors } = presets.test_presets.default;
+  assert.ok(JSON.parse(bounds)[0] < JSON.parse(bounds)[1]);
+  assert.deepEqual(JSON.parse(errors), [0.05, 0.05]);
+});
+
 test('the lichess-bot settings are YAML and name no unknown option', () => {
   const program = 'import json, sys, yaml; json.dump(yaml.safe_load(sys.stdin), sys.stdout)';
   need('/usr/lib/python3/dist-packages/yaml/__init__.py', 'python3-yaml');
@@ -103,10 +120,10 @@ test('the polyglot settings leave pondering to xboard and name no unknown option
   }
 });
 
-test('docs/connect.md only sets options that the engine has', () => {
+test('the guides only set options that the engine has', () => {
   const given = [...blocks('text').join('\n').matchAll(/\boption\.([A-Za-z]+)=(\S+)/g)];
   assert.ok(given.length >= 4);
-  for (const [, name, value] of given) checkValue(name, Number(value), 'docs/connect.md');
+  for (const [, name, value] of given) checkValue(name, Number(value), 'a guide');
 
   const [{ Quillon: profile }, ...others] = blocks('ini').map(parseIni);
   assert.deepEqual(others, []);

@@ -478,7 +478,7 @@ bool isPawnlessDraw(const positionStruct* position)
     return (white < oneMinor() && black < oneMinor()) || (white == oneRook() && black == oneRook());
 }
 
-/// The whole total, white minus black.
+/// The total without the tempo, white minus black.
 template <typename Trace> combEval evalTotal(positionStruct* position, Trace trace)
 {
     combEval total = evalPawns(position, trace);
@@ -490,8 +490,22 @@ template <typename Trace> combEval evalTotal(positionStruct* position, Trace tra
         total += trace.note(termBishopPair, WHITE, EVALBISHOPPAIR);
     if (popcount(position->pieceBB[BISHOP + BLACK]) == 2)
         total -= trace.note(termBishopPair, BLACK, EVALBISHOPPAIR);
+    return total;
+}
+
+/// The tempo, white minus black.
+template <typename Trace> combEval evalTempo(const positionStruct* position, Trace trace)
+{
     const combEval tempo = trace.note(termTempo, position->sideToMove, EVALTEMPO);
-    return total + (position->sideToMove == WHITE ? tempo : -tempo);
+    return position->sideToMove == WHITE ? tempo : -tempo;
+}
+
+/// Finishes a total and puts it into the evaluation cache; returns the score from white's view.
+int finishTotal(combEval total, positionStruct* position)
+{
+    const int score = blend(total + evalTempo(position, silent{}), position->gamePhase);
+    putEvalHashEntry(position->evalHashTable, position->hashKey, score, total);
+    return score;
 }
 
 } // namespace
@@ -505,9 +519,16 @@ int evaluateN(int, positionStruct* position)
         return whiteMoves ? entry->score : -entry->score;
     if (isPawnlessDraw(position)) return 0;
 
-    const int score = blend(evalTotal(position, silent{}), position->gamePhase);
-    putEvalHashEntry(position->evalHashTable, position->hashKey, score);
+    const int score = finishTotal(evalTotal(position, silent{}), position);
     return whiteMoves ? score : -score;
+}
+
+void evaluateNullMove(u64 parentKey, positionStruct* position)
+{
+    evalHashTableStruct* const cache = position->evalHashTable;
+    const evalEntry* parent = getEvalHashEntry(cache, parentKey);
+    if (parent && parent->hasTotal && !getEvalHashEntry(cache, position->hashKey))
+        finishTotal(parent->total, position);
 }
 
 
@@ -1289,7 +1310,7 @@ evalTrace evaluateTraced(positionStruct* position)
 {
     evalTrace trace{};
     const recording record{&trace};
-    const combEval total = evalTotal(position, record);
+    const combEval total = evalTotal(position, record) + evalTempo(position, record);
     placeRest(position, record);
     trace.total = total;
     trace.phase = std::clamp<int>(position->gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);

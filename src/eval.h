@@ -272,6 +272,10 @@ inline void restoreEvaluation(const plyStruct& child, positionStruct* position)
 /// `ply` is not used.
 int evaluateN(int ply, positionStruct* position);
 
+/// Prepares the evaluation after a null move. It differs from that of the parent in the tempo only;
+/// if the parent's is still in the cache, this puts the new one there too.
+void evaluateNullMove(u64 parentKey, positionStruct* position);
+
 
 // Evaluation by terms
 //

@@ -166,9 +166,10 @@ struct pawnEntry
 
 struct evalEntry
 {
-    u64 key;   // hashKey
-    i16 score; // finished score, white's view
-    u16 unused[3];
+    u64 key;        // hashKey
+    i16 score;      // finished score, white's view
+    u16 hasTotal;   // whether the next field is set
+    combEval total; // before tempo and blend, white's view
 };
 
 struct pawnHashTableStruct
@@ -221,7 +222,13 @@ inline evalEntry* getEvalHashEntry(evalHashTableStruct* table, u64 key)
 /// Stores a score from white's view. Only its low 16 bits are kept.
 inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score)
 {
-    table->entries[evalSlot(key)] = {key, wrap16(score), {}};
+    table->entries[evalSlot(key)] = {key, wrap16(score), 0, X(0, 0)};
+}
+
+/// The same with the total that the score comes from.
+inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score, combEval total)
+{
+    table->entries[evalSlot(key)] = {key, wrap16(score), 1, total};
 }
 
 /// Asks the processor to fetch the entries that the evaluation of a position reads first: the two

@@ -616,6 +616,7 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     if (enPassant) position->hashKey ^= hashCodeEnpassant[fileOf(enPassant)];
     here.enPassantSquare = 0;
     position->plies[ply + 1] = here;
+    evaluateNullMove(key, position);
 
     const int score =
         searchChild(narrow<u8>(ply + 1), depth - 3 - depth / 6, beta - 1, beta, position, 0);

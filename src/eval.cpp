@@ -411,7 +411,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 /// Everything after the pawn structure, white minus black. The activity of both colours comes
 /// first, because passed pawns, threats and danger read the complete maps of both.
 template <typename Trace>
-combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns, Trace trace)
+[[gnu::always_inline]] inline combEval evalPawnsPassed(const positionStruct* position,
+                                                       const pawnEntry& pawns, Trace trace)
 {
     evalScratch scratch;
     startScratch(position, scratch);
@@ -432,25 +433,30 @@ combEval evalPawnsPassed(const positionStruct* position, const pawnEntry& pawns,
     return sum;
 }
 
+/// Scores what depends on pawns and kings alone and puts it into the pawn table. Apart from the
+/// evaluation, which rarely needs it.
+template <typename Trace>
+[[gnu::noinline]] const pawnEntry* evalPawnsAfresh(positionStruct* position, Trace trace)
+{
+    u64 passedPawns = 0;
+    combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
+    structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
+    structure += evalFlank<WHITE>(position, trace);
+    structure -= evalFlank<BLACK>(position, trace);
+    return putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure,
+                            evalShield<WHITE>(position, trace), evalShield<BLACK>(position, trace));
+}
+
 /// The positional sum, white minus black: first what depends on pawns and kings alone, from the
 /// pawn table if it has the entry, then all that builds on it. evalTotal adds material, piece
-/// squares, bishop pair and tempo.
-template <typename Trace> combEval evalPawns(positionStruct* position, Trace trace)
+/// squares and bishop pair.
+template <typename Trace>
+[[gnu::always_inline]] inline combEval evalPawns(positionStruct* position, Trace trace)
 {
     // Pawn structures change rarely, so nearly every probe hits. A trace needs the single terms,
     // which the table does not hold.
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
-    if (!entry || Trace::traced)
-    {
-        u64 passedPawns = 0;
-        combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
-        structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
-        structure += evalFlank<WHITE>(position, trace);
-        structure -= evalFlank<BLACK>(position, trace);
-        entry = putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns,
-                                 structure, evalShield<WHITE>(position, trace),
-                                 evalShield<BLACK>(position, trace));
-    }
+    if (!entry || Trace::traced) entry = evalPawnsAfresh(position, trace);
     assert(!(entry->passedPawns &
              ~(position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK])));
     return entry->score + evalPawnsPassed(position, *entry, trace);
@@ -479,7 +485,8 @@ bool isPawnlessDraw(const positionStruct* position)
 }
 
 /// The total without the tempo, white minus black.
-template <typename Trace> combEval evalTotal(positionStruct* position, Trace trace)
+template <typename Trace>
+[[gnu::always_inline]] inline combEval evalTotal(positionStruct* position, Trace trace)
 {
     combEval total = evalPawns(position, trace);
     total += trace.note(termMaterial, WHITE, position->material[WHITE]);
@@ -510,17 +517,12 @@ int finishTotal(combEval total, positionStruct* position)
 
 } // namespace
 
-int evaluateN(int, positionStruct* position)
+int evaluateAfresh(positionStruct* position)
 {
     assert(position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK]);
     assert(position->pawnHashTable && position->evalHashTable);
-    const bool whiteMoves = position->sideToMove == WHITE;
-    if (const evalEntry* entry = getEvalHashEntry(position->evalHashTable, position->hashKey))
-        return whiteMoves ? entry->score : -entry->score;
     if (isPawnlessDraw(position)) return 0;
-
-    const int score = finishTotal(evalTotal(position, silent{}), position);
-    return whiteMoves ? score : -score;
+    return finishTotal(evalTotal(position, silent{}), position);
 }
 
 void evaluateNullMove(u64 parentKey, positionStruct* position)

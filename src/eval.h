@@ -13,6 +13,7 @@
 #include <iterator>
 
 #include "global.h"
+#include "hash.h"
 
 
 // Tables
@@ -267,10 +268,19 @@ inline void restoreEvaluation(const plyStruct& child, positionStruct* position)
 
 // Evaluation
 
+/// The part of evaluateN for a position that the cache does not hold: evaluates it, puts it there,
+/// and returns the score from white's view.
+int evaluateAfresh(positionStruct* position);
+
 /// The score of a position from the view of the side to move, within 16 bits. Both sides must have
 /// a king, the three sums must be up to date, and pawnHashTable and evalHashTable must be bound.
 /// `ply` is not used.
-int evaluateN(int ply, positionStruct* position);
+inline int evaluateN(int, positionStruct* position)
+{
+    const evalEntry* entry = getEvalHashEntry(position->evalHashTable, position->hashKey);
+    const int score = entry ? entry->score : evaluateAfresh(position);
+    return position->sideToMove == WHITE ? score : -score;
+}
 
 /// Prepares the evaluation after a null move. It differs from that of the parent in the tempo only;
 /// if the parent's is still in the cache, this puts the new one there too.

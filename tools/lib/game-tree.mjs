@@ -415,17 +415,33 @@ function writeLine(start, words, variation = null) {
  *  @property {number} line of its first word, from 1
  *  @property {() => GameTree} read */
 
+/** Words that scanGames() reads at a time, in some milliseconds. */
+const wordsOfStep = 4096;
+
 /** Finds the games of a PGN text.
  *  @param {string} text
  *  @returns {Entry[]} none when there is no word in it */
 export function listGames(text) {
+  const scan = scanGames(text);
+  let step = scan.next();
+  while (!step.done) step = scan.next();
+  return step.value;
+}
+
+/** The same in small steps, so that a page can do other things between them.
+ *  @param {string} text
+ *  @yields {number} the share that has been read, 0 to 1
+ *  @returns {Generator<number, Entry[]>} */
+export function* scanGames(text) {
   text = text.replace(/^\uFEFF/, '');
   const games = [];
+  let words = 0;
   let game = null;
   let depth = 0;
   let line = 1;
   let counted = 0;
   for (const { 0: word, index, groups: is } of text.matchAll(lexer)) {
+    if (++words % wordsOfStep === 0) yield index / text.length;
     const isComment = is.comment !== undefined || is.rest !== undefined;
     const name = is.name ?? is.name2;
     const isSilent = isComment || word.startsWith('%');

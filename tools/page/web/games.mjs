@@ -3,7 +3,7 @@
 // Games and positions in and out: PGN and FEN as text, files that are opened or dropped, what is
 // pasted, links, the list of the games of a file.
 
-import { GameTree, listGames, problemText } from '../../lib/game-tree.mjs';
+import { GameTree, problemText, scanGames } from '../../lib/game-tree.mjs';
 import { closeDialog, openDialog, showDialog } from './dialog.mjs';
 import { $, html, nothing } from './html.mjs';
 import { say } from './messages.mjs';
@@ -12,10 +12,13 @@ import { readFen } from './rules.mjs';
 import { passing, pgnOf, state } from './state.mjs';
 
 const mostBytes = 50e6;
-/** Games of a list that are shown at a time; the filter finds the others. */
-const mostRows = 200;
+/** Milliseconds for which a long text is read without a pause. */
+const readTime = 12;
+/** Games of a list that are shown at a time. */
+const rowsOfPage = 200;
 let error = '';
-let filter = '';
+/** What has been read last; an older text that is still being read is forgotten. */
+let newest = '';
 
 const looksLikeFen = (text) => /^\s*[1-8pnbrqk]+(\/[1-8pnbrqk]+){7}(\s+\S+){0,5}\s*$/i.test(text);
 
@@ -24,10 +27,28 @@ function setGame(text) {
   return [new GameTree(fen), 'Position set.'];
 }
 
+/** Finds the games of a text, with pauses.
+ *  @returns {Promise<?object[]>} null when another text has come meanwhile */
+async function findGames(text) {
+  newest = text;
+  const scan = scanGames(text);
+  for (let since = performance.now(); ;) {
+    const { done, value } = scan.next();
+    if (done) return value;
+    if (performance.now() - since < readTime) continue;
+    say(`Reading the games: ${Math.round(100 * value)} %`);
+    await new Promise((resolve) => setTimeout(resolve));
+    if (text !== newest) return null;
+    since = performance.now();
+  }
+}
+
 /** Reads the first game of a PGN text, and keeps the list of all.
+ *  @returns {Promise<?GameTree>} null when another text has come meanwhile
  *  @throws with a sentence for people */
-function readGames(text) {
-  const games = listGames(text);
+async function readGames(text) {
+  const games = await findGames(text);
+  if (!games) return null;
   const first = games[0]?.read();
   const hasMoves = first && (first.root.children.length || Object.keys(games[0].tags).length);
   if (first?.problems.length && !first.root.children.length) throw new Error(sentence(first));
@@ -45,12 +66,13 @@ function sentence({ problems: [problem, ...others] }) {
 
 /** Takes a FEN or PGN text.
  *  @throws with a sentence for people; the game stays then */
-function take(text) {
+async function take(text) {
   if (looksLikeFen(text)) {
     loadGame(...setGame(text));
     return;
   }
-  const game = readGames(text);
+  const game = await readGames(text);
+  if (!game) return;
   show(game);
   if (passing.library.length) openLibrary();
 }
@@ -60,18 +82,22 @@ function show(game) {
 }
 
 /** The same, with a message for what goes wrong. */
-export function takeText(text) {
+async function takeText(text) {
   try {
-    take(text);
-  } catch ({ message }) {
-    say(message, { isBad: true });
+    await take(text);
+  } catch (problem) {
+    complain(problem);
   }
 }
 
-export async function takeFile(file) {
-  if (file.size > mostBytes) say('This file is larger than 50 MB.', { isBad: true });
-  else takeText(await file.text());
+async function textOf(file) {
+  if (file.size > mostBytes) throw new Error('This file is larger than 50 MB.');
+  return file.text();
 }
+
+const complain = ({ message }) => say(message, { isBad: true });
+
+const takeFile = (file) => textOf(file).then(takeText).catch(complain);
 
 /** What the address of the page carries: #fen=... or #pgn=... */
 export function takeAddress() {
@@ -87,22 +113,18 @@ export function takeAddress() {
   }
 }
 
-function tryTake(text, act = take) {
+/** Takes what the dialog has and closes it, or says in it what is wrong. */
+async function tryTake(text, act = take) {
+  const dialog = $('exchange-dialog');
   error = '';
   try {
-    closeAfter(() => act(text));
+    await act(await text);
+    // With several games, their list has taken its place.
+    if (document.contains(dialog) && !passing.library.length) closeDialog();
   } catch ({ message }) {
     error = message;
     showDialog();
   }
-}
-
-/** Closes the dialog unless this throws. */
-function closeAfter(act) {
-  const dialog = document.querySelector('#exchange-dialog');
-  act();
-  // With several games, their list has taken its place.
-  if (document.contains(dialog) && !passing.library.length) closeDialog();
 }
 
 async function copy(text) {
@@ -153,12 +175,12 @@ export function openExchange() {
       </div>
       <p id="exchange-error" class="error" role="alert" ?hidden=${!error}>${error}</p>
       <p class="why-note">You can also drop a file on the page, or paste a game or a position.</p>
-      <input type="file" id="file" accept=".pgn,.txt,application/x-chess-pgn,text/plain" hidden @change=${async ({
+      <input type="file" id="file" accept=".pgn,.txt,application/x-chess-pgn,text/plain" hidden @change=${({
         target,
       }) => {
         const [file] = target.files;
         target.value = '';
-        if (file) tryTake(await file.text());
+        if (file) tryTake(textOf(file));
       }} />`,
     buttons: passing.library.length
       ? html`<button type="button" @click=${openLibrary}>List of games</button>`
@@ -171,46 +193,57 @@ function setFen(text) {
   passing.library = [];
 }
 
+const isKnown = (text) => text && !/^[?.]+$/.test(text);
+
 /** The games of the file that was opened, to choose from. */
 export function openLibrary() {
-  filter = '';
   const { library } = passing;
+  const all = library.map((entry, index) => ({ entry, index }));
+  let found = all;
+  let shown = rowsOfPage;
   const choose = (index) => {
     closeDialog();
     passing.libraryIndex = index;
     show(library[index].read());
   };
   const row = ({ entry: { tags, result }, index }) => html`
-    <button type="button" role="option" aria-selected=${index === passing.libraryIndex} @click=${() => choose(index)}>
+    <button type="button" role="option" aria-selected=${index === passing.libraryIndex}
+      @click=${() => choose(index)}>
       <span>${index + 1}</span><span>${tags.White ?? '?'} – ${tags.Black ?? '?'}</span>
       <b>${(result ?? '*').replaceAll('1/2', '½')}</b>
-      <small>${[tags.Event, tags.Date].filter((one) => one && !/^[?.]+$/.test(one)).join(', ')}</small></button>`;
-  const matches = () => {
-    const words = filter.toLowerCase().split(/\s+/).filter(Boolean);
-    const textOf = ({ tags }) => Object.values(tags).join(' ').toLowerCase();
-    return library
-      .map((entry, index) => ({ entry, index }))
-      .filter(({ entry }) => words.every((word) => textOf(entry).includes(word)));
+      <small>${[tags.Event, tags.Date].filter(isKnown).join(', ')}</small></button>`;
+  const filter = ({ target }) => {
+    const words = target.value.toLowerCase().split(/\s+/).filter(Boolean);
+    found = all.filter(({ entry }) => {
+      entry.words ??= Object.values(entry.tags).join(' ').toLowerCase();
+      return words.every((word) => entry.words.includes(word));
+    });
+    shown = rowsOfPage;
+    showDialog();
+  };
+  const showMore = () => {
+    shown += rowsOfPage;
+    showDialog();
+  };
+  const takeFirst = (event) => {
+    if (event.key !== 'Enter') return;
+    event.preventDefault();
+    if (found.length) choose(found[0].index);
   };
   openDialog({
     id: 'library',
     title: `${library.length} games`,
-    body: () => {
-      const found = matches();
-      return html`
-        <input type="search" id="filter" placeholder="Player, event, year" aria-label="Filter of games"
-          @input=${({ target }) => {
-            filter = target.value;
-            showDialog();
-          }} @keydown=${(event) => {
-            if (event.key !== 'Enter') return;
-            event.preventDefault();
-            const [first] = matches();
-            if (first) choose(first.index);
-          }} />
-        <div class="games" role="listbox" aria-label="Games">${found.slice(0, mostRows).map(row)}</div>
-        ${found.length > mostRows ? html`<p class="why-note">${found.length - mostRows} more; the filter finds them.</p>` : nothing}`;
-    },
+    body: () => html`
+      <input type="search" id="filter" placeholder="Player, event, year" aria-label="Filter of games"
+        @input=${filter} @keydown=${takeFirst} />
+      <div class="games" role="listbox" aria-label="Games">${found.slice(0, shown).map(row)}
+        ${
+          found.length > shown
+            ? html`<button type="button" id="more-games" @click=${showMore}>
+                <span></span><span>${found.length - shown} more …</span></button>`
+            : nothing
+        }</div>
+      ${found.length ? nothing : html`<p class="why-note">No game has all these words.</p>`}`,
   });
 }
 

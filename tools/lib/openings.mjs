@@ -311,18 +311,21 @@ function addNext() {
 /** Makes the table of positions ahead of its use, in slices of a few milliseconds: for a page,
  *  which must stay awake. Without it the first call of openingOf() takes tenths of a second. */
 export async function prepareOpenings() {
-  while (known < openings.length) {
+  while (!areOpeningsReady()) {
     const end = performance.now() + 5;
     while (known < openings.length && performance.now() < end) addNext();
     await new Promise((resolve) => setTimeout(resolve));
   }
 }
 
+/** Whether the table is there, so that openingOf() is quick. */
+export const areOpeningsReady = () => known === openings.length;
+
 /** The opening of a game: the last of its positions that has a name.
  *  @param {string[]} positions FENs, in the order of the game
  *  @returns {?{name: string, ply: number}} `ply` is that position's index; null if none has one */
 export function openingOf(positions) {
-  while (known < openings.length) addNext();
+  while (!areOpeningsReady()) addNext();
   // No line above is longer than 18 moves; a game may take a few more to get there.
   for (let ply = Math.min(positions.length - 1, 40); ply >= 0; ply--) {
     const name = names.get(keyOf(positions[ply]));

@@ -66,11 +66,11 @@ function setTab(tab) {
 }
 
 function paceText() {
-  const { mode, pace } = state;
+  const { mode, pace, clock } = state;
   if (mode === 'analyse') return '';
   if (pace.kind === 'level') return `Level ${pace.level}`;
   if (pace.kind === 'depth') return `Depth ${pace.depth}`;
-  if (pace.kind === 'clock') return `${pace.minutes} min + ${pace.increment} s`;
+  if (clock) return `${pace.minutes} min + ${pace.increment} s`;
   return `${pace.seconds} s a move`;
 }
 
@@ -247,13 +247,19 @@ setInterval(() => {
 wide.addEventListener('change', refresh);
 window.addEventListener('pagehide', save);
 
+/** Lets the browser do what waits: it is blocked for a part of the start only. */
+const pause = () => new Promise((resolve) => setTimeout(resolve));
+
 state.game.tags = tagsOf(state);
-connect(show, drive);
 restore();
+link.open();
+await pause();
 render(pageView(), $('app'));
+await pause();
 startBoard();
+await pause();
+connect(show, drive);
 show();
 watchDrops();
 takeAddress();
-link.open();
 prepareOpenings().then(refresh);

@@ -97,8 +97,8 @@ function targetOf(chess, first) {
  *  @param {number} [limits.patience] milliseconds that the engine may take to answer after `time`
  *  @param {AbortSignal} [limits.signal] ends the search; the lines so far are the result
  *  @param {(lines: Line[]) => void} [limits.onLines] called whenever a line has changed
- *  @param {(info: object) => void} [limits.onInfo] called for every "info" line of the engine, of
- *      whichever position
+ *  @param {(info: object, isOfRoot: boolean) => void} [limits.onInfo] called for every "info" line of
+ *      the engine, also of a search after another move
  *  @returns {Promise<Line[]>} sorted, the best line first
  *  @throws if the engine exits, doesn't answer or answers with an illegal move
  *
@@ -189,7 +189,7 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
       if (that.depth) stop();
     };
     const note = (info) => {
-      onInfo(info);
+      onInfo(info, !move);
       // The line that comes after "stop" has an incomplete depth.
       const isIncomplete = isStopped && that.depth;
       if (isIncomplete || !info.score || info.score.bound || (info.multipv ?? 1) > 1) return;

@@ -296,6 +296,7 @@ export class Session {
     let timer = null;
     let found = [];
     let stats = {};
+    let deepest = 1;
     const tell = () => {
       timer = null;
       if (request === this.#request) this.#send({ type: 'info', id, lines: found, ...stats });
@@ -314,9 +315,10 @@ export class Session {
             found = lines;
             tellSoon();
           },
-          onInfo(info) {
-            // Short searches of other moves come between.
-            if (!(info.time >= infoInterval)) return;
+          onInfo(info, isOfRoot) {
+            // Searches of other moves come between, and each of this position begins at depth 1.
+            if (!isOfRoot || !(info.depth >= deepest)) return;
+            deepest = info.depth;
             stats = statsOf(info);
             tellSoon();
           },

@@ -223,7 +223,6 @@ export function showBoard() {
     board.setOrientation(side).then(showBoard);
   }
   board.setPosition(node.fen, !isStill);
-  showShapes(node);
   const last = pointed ? '' : (node.uci ?? '');
   setMarkers(markers.played, last ? [last.slice(0, 2), last.slice(2, 4)] : []);
   const king = checkOf(node.fen);
@@ -237,6 +236,8 @@ export function showBoard() {
     markers.bad,
     worth.filter(([, value]) => value < 0).map(([name]) => name),
   );
+  // What is set last is on top.
+  showShapes(node);
   const svg = $('board').querySelector('svg.cm-chessboard');
   const after = node.san ? `, after ${node.san}` : '';
   svg.setAttribute('aria-label', `Board, ${nameOf(turnOf(node.fen))} to move${after}`);

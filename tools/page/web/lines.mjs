@@ -92,7 +92,7 @@ export function linesView() {
   const isOwn = thinking && (mode === 'play' || thinking.node === node);
   const lines = isOwn ? thinking.lines : [];
   const { stats } = isOwn ? thinking : { stats: {} };
-  const score = lines[0]?.score ?? scoreNow();
+  const score = lines[0]?.score ?? (mode === 'play' ? scoreNow() : node.score);
   const figures = [
     ['depth', 'depth', lines[0]?.depth ?? score?.depth ?? '–'],
     ['seldepth', 'seldepth', stats.seldepth ?? '–'],

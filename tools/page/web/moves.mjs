@@ -3,7 +3,7 @@
 // The moves of the game with variations, comments and marks, and what can be done with a move.
 
 import { nagText } from '../../lib/game-tree.mjs';
-import { openingOf } from '../../lib/openings.mjs';
+import { areOpeningsReady, openingOf } from '../../lib/openings.mjs';
 import { resultText } from './board.mjs';
 import { openDialog } from './dialog.mjs';
 import { $, html, icon, nothing } from './html.mjs';
@@ -199,15 +199,16 @@ export function treeView() {
   const { game, node, tip } = state;
   const ending = endAt(tip);
   const rows = rowsOf(game.root);
-  const opening = openingOf(lineOf(node).map(({ fen }) => fen))?.name;
+  const positions = lineOf(node).map(({ fen }) => fen);
+  const opening = areOpeningsReady() ? openingOf(positions)?.name : '';
   return html`
-    <p class="opening" ?hidden=${!opening}>${opening ?? ''}</p>
+    <div class="opening"><span>${opening ?? ''}</span>
+      <button type="button" id="move-more" title="Mark, comment or delete the move (m)"
+        aria-label="Mark, comment or delete the move" @click=${(event) => openMenu(event, node)}>${icon('more')}</button></div>
     <div id="moves" tabindex="0" role="group" aria-label="Moves of the game">
       ${rows.length ? rows : html`<p class="nothing">No moves yet.</p>`}
     </div>
-    <p id="result" ?hidden=${!ending}>${ending ? `${resultText(ending)} · ${ending.text}` : ''}</p>
-    <button type="button" id="move-more" class="more" title="Mark, comment or delete the move (m)"
-      aria-label="Mark, comment or delete the move" @click=${(event) => openMenu(event, node)}>${icon('more')}</button>`;
+    <p id="result" ?hidden=${!ending}>${ending ? `${resultText(ending)} · ${ending.text}` : ''}</p>`;
 }
 
 let scrolledTo = '';

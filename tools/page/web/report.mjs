@@ -98,7 +98,7 @@ function moveView(move, report, nodes) {
             ? html`<span class="turning">turning point</span>`
             : nothing
         }</button>
-      <p>${markText(move, report).replaceAll('-', '\u2212')}</p>
+      <p>${markText(move, report).replace(/-(?=\d)/g, '\u2212')}</p>
       ${betterText(move) ? html`<p>${movesView(node.parent, best)}</p>` : nothing}
     </li>`;
 }

@@ -96,6 +96,18 @@ export function readLine(fen, line) {
   return moves;
 }
 
+/** Where a line comes to rest: what it ends with isn't counted while it can be captured back.
+ *  @param {{uci: string, san: string, fen: string}[]} line as readLine() gives it
+ *  @returns {?string} FEN; null when nothing is left */
+export function quietEnd(line) {
+  const isOpen = ({ san, uci, fen }) =>
+    san.includes('x') &&
+    new Chess(fen)
+      .moves({ verbose: true })
+      .some(({ to, captured }) => captured && to === uci.slice(2, 4));
+  return line.findLast((move) => !isOpen(move))?.fen ?? null;
+}
+
 /** The pieces that each side has lost, as far as the board tells, and what White is ahead in pawns:
  *  { w: ["p", "n"], b: [...], lead }. */
 export function capturedOf(fen) {

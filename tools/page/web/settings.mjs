@@ -28,9 +28,11 @@ const choice = (name, legend, choices) => html`
 
 const levelText = ({ depth, seconds }) => (depth ? `depth ${depth}` : `${seconds} s a move`);
 
+const paces = { level: 'Level', time: 'Per move', depth: 'Depth' };
+
 /** The choice of how long the engine thinks of its moves. */
-const paceFields = () => html`
-  ${choice('pace', 'Strength and time', { level: 'Level', time: 'Per move', clock: 'Clock', depth: 'Depth' })}
+const paceFields = (choices = paces) => html`
+  ${choice('pace', 'Strength and time', choices)}
   <p class="pace">${{
     level:
       () => html`<label>Level <select name="level" @change=${({ target }) => (draft.level = Number(target.value))}>
@@ -67,7 +69,7 @@ export function openNewGame() {
     label: 'Start',
     body: () => html`
       ${choice('side', 'You play', { w: 'White', b: 'Black', random: 'Either' })}
-      ${paceFields()}
+      ${paceFields({ ...paces, clock: 'Clock' })}
       ${choice('from', 'From', { start: 'The start', here: 'This position' })}`,
     take() {
       const { side, from } = draft;
@@ -82,7 +84,8 @@ export function openSettings() {
   const options = engine.options ?? state.options ?? { threads: 1, hash: 64 };
   draft = {
     ...pace,
-    pace: pace.kind,
+    // Without a clock its moves take the seconds of the other choice.
+    pace: pace.kind === 'clock' ? 'time' : pace.kind,
     ...options,
     hasSound,
     scoring: scoring.kind,
@@ -104,8 +107,8 @@ export function openSettings() {
               </select></label></p>`
             : nothing
         }
-        <p class="pace"><label>${number('threads', 1, link.mostThreads, 1)} threads</label>
-          <label>${number('hash', 1, link.mostHash, 1)} MB for the hash table</label></p>
+        <p class="pace"><label>Threads ${number('threads', 1, link.mostThreads, 1)}</label>
+          <label>Hash table ${number('hash', 1, link.mostHash, 1)} MB</label></p>
       </fieldset>
       ${state.clock ? nothing : paceFields()}
       ${choice('scoring', 'Each position of a report', { time: 'Time', depth: 'Depth' })}
@@ -117,9 +120,16 @@ export function openSettings() {
       <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
         @change=${({ target }) => (draft.hasSound = target.checked)} /> A sound for each move</label>`,
     take() {
-      const { threads, hash, engine: index, scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
+      const {
+        threads,
+        hash,
+        engine: index,
+        scoring: kind,
+        scoringSeconds: seconds,
+        scoringDepth: depth,
+      } = draft;
       setOptions({ threads, hash, engine: index });
-      if (!state.clock && draft.pace !== 'clock') state.pace = paceOf(draft);
+      if (!state.clock) state.pace = paceOf(draft);
       Object.assign(state, { hasSound: draft.hasSound, scoring: { kind, seconds, depth } });
       changed();
     },

@@ -5,8 +5,8 @@
 
 import { pointAt } from './board.mjs';
 import { engine, explain, link } from './engine.mjs';
-import { html, nothing } from './html.mjs';
-import { endingOf, turnOf } from './rules.mjs';
+import { $, html, nothing } from './html.mjs';
+import { endingOf, quietEnd, turnOf } from './rules.mjs';
 import { pawnText, scoreText } from './score.mjs';
 import { refresh, state } from './state.mjs';
 
@@ -16,7 +16,8 @@ const mostKnown = 60;
 /** What is shown while something newer is asked for, by its place. */
 const shown = new Map();
 const open = new Set();
-/** The sentences of the row that is pointed at. */
+/** The sentences of the row that is pointed at, and whether it is so low that they go above it:
+ *  { texts, isAbove }, or null. */
 let said = null;
 
 /** What explains one position or the change between two; what was in its place before until it is
@@ -52,10 +53,13 @@ function squaresOf(terms) {
 }
 
 /** Marks squares, and shows their sentences. */
-function point(squares, words) {
+function point({ currentTarget }, squares, words) {
   const sums = new Map();
   for (const [square, worth] of squares) sums.set(square, (sums.get(square) ?? 0) + worth);
-  said = [words, ...squares.slice(0, 3).map(([, , text]) => text)].filter(Boolean);
+  const [row, panel] = [currentTarget, $('why')].map((one) => one.getBoundingClientRect());
+  const isAbove = row.top + row.bottom > panel.top + panel.bottom;
+  const texts = [words, ...squares.slice(0, 3).map(([, , text]) => text)].filter(Boolean);
+  said = { texts, isAbove };
   pointAt(sums);
   refresh();
 }
@@ -70,7 +74,7 @@ export function unpoint() {
 
 /** What pointing at a row does, by mouse, finger or keyboard. */
 const pointing = (squares, words) => ({
-  enter: () => point(squares(), words),
+  enter: (event) => point(event, squares(), words),
   leave: unpoint,
 });
 
@@ -87,6 +91,8 @@ const figures = (white, black, cp) => html`
 
 function toggle(name) {
   if (!open.delete(name)) open.add(name);
+  // What opens says more.
+  if (said) said.texts = [];
   refresh();
 }
 
@@ -198,7 +204,7 @@ export function whyView() {
   const ending = endingOf(node);
   const explanation = explanationOf('position', node.fen);
   const [line] = engine.thinking?.node === node ? engine.thinking.lines : [];
-  const end = line?.moves.at(-1);
+  const end = line && quietEnd(line.moves);
   const isCheck = explanation && !explanation.error && node.score;
   return html`
     <div id="why" tabindex="0" role="group" aria-label="Why the position is worth what it is">
@@ -217,7 +223,8 @@ export function whyView() {
           : nothing
       }
       ${node.parent ? part('why-move', `What did ${node.san} change?`, [node.parent.fen, node.fen]) : nothing}
-      ${part('why-line', 'Where is the line heading?', end && [node.fen, end.fen])}
-      <div id="why-said" role="status" ?hidden=${!said}>${(said ?? []).map((text) => html`<p>${text}</p>`)}</div>
-    </div>`;
+      ${part('why-line', 'Where is the line heading?', end && [node.fen, end])}
+    </div>
+    <div id="why-said" role="status" class=${said?.isAbove ? 'is-above' : ''} ?hidden=${!said?.texts.length}>
+      ${said?.texts.map((text) => html`<p>${text}</p>`)}</div>`;
 }

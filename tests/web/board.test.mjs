@@ -9,7 +9,8 @@ import path from 'node:path';
 import test from 'node:test';
 import zlib from 'node:zlib';
 import { exportBoard } from '../../tools/page/export.mjs';
-import { folder, run, until } from '../tools/support.mjs';
+import { startBoard } from '../../tools/page/server.mjs';
+import { enginePath, folder, run, until } from '../tools/support.mjs';
 import { launch } from './browser.mjs';
 
 const types = {
@@ -141,4 +142,46 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   await play(page, 'a3', 4);
   assert.deepEqual([faults, missing], [[], []]);
   await context.close();
+});
+
+test('a page that is served can use its own engine too, and go back', { timeout: 90000 }, async (t) => {
+  const board = await startBoard({ file: enginePath, hash: 16, threads: 1, port: 0 });
+  const page = await browser.newPage({ reducedMotion: 'reduce' });
+  t.after(() => Promise.all([page.close(), board.close()]));
+  const faults = [];
+  page.on('console', (message) => message.type() === 'error' && faults.push(message.text()));
+  page.on('pageerror', (error) => faults.push(String(error)));
+  await page.goto(board.url);
+  const choose = async (place) => {
+    await page.click('#engine');
+    await page.check(`input[name=place][value=${place}]`);
+    await page.click('#settings button[value=take]');
+  };
+  await see(page, '#engine-state', '(native), 1 thread, 16 MB');
+  await page.click('#mode-analyse');
+  await see(page, '#lines .line', /^1\. ?\S+/);
+  await choose('page');
+  await until(() => board.sessions.size === 0, 'the end of the engine on the server');
+  await see(page, '#engine-state', /\(WebAssembly\), \d threads?, 64 MB/);
+  assert.equal(await page.evaluate(() => window.crossOriginIsolated), true);
+  await until(async () => Number(await page.textContent('#depth')) >= 10, 'depth 10');
+  await page.keyboard.press('w');
+  await see(page, '.why-row', 'Material');
+  await page.reload();
+  await see(page, '#engine-state', '(WebAssembly)');
+  await choose('server');
+  await see(page, '#engine-state', '(native), 1 thread, 16 MB');
+  await see(page, '#lines .line', /^1\. ?\S+/);
+  assert.deepEqual(faults, []);
+});
+
+test('where it is not built, a page that is served offers no engine of its own', async (t) => {
+  const settings = { file: enginePath, hash: 16, threads: 1, port: 0, ownEngine: 'no/such' };
+  const board = await startBoard(settings);
+  const page = await browser.newPage();
+  t.after(() => Promise.all([page.close(), board.close()]));
+  await page.goto(board.url);
+  await page.click('#engine');
+  await see(page, '#engine-place', '(native)');
+  assert.equal(await page.locator('input[name=place]').count(), 0);
 });

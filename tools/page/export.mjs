@@ -6,7 +6,7 @@
 import { createHash } from 'node:crypto';
 import fs from 'node:fs';
 import path from 'node:path';
-import { listFiles, root } from './server.mjs';
+import { listFiles, markPage, ownStart, root } from './server.mjs';
 
 const unused = /\/extensions\/(?!arrows|markers|promotion-dialog|right-click-annotator)/;
 const manifest = {
@@ -23,28 +23,15 @@ const manifest = {
 const libraries = (text) => text.replaceAll('node_modules/', 'libraries/');
 
 /** What the page loads, by its place in the folder. */
-function pageFiles(engine) {
+function pageFiles(places) {
   const files = new Map();
-  const add = (name, place = name) => {
-    const content = fs.readFileSync(path.resolve(root, name));
-    const isOwnText = /^tools.*\.(html|mjs)$/.test(name);
-    files.set(libraries(place), isOwnText ? libraries(String(content)) : content);
-  };
-  for (const name of listFiles().keys()) if (!unused.test(name) && name !== '/') add(name.slice(1));
-  for (const name of [
-    'tools/page/session.mjs',
-    'tools/lib/conversation.mjs',
-    'tools/lib/lines.mjs',
-  ])
-    add(name);
-  for (const name of ['index.mjs', 'worker.mjs', 'explain.mjs'])
-    add(`${engine}/${name}`, `engine/${name}`);
-  for (const name of fs.readdirSync(path.resolve(root, engine, 'engine'))) {
-    if (name !== 'package.json') add(`${engine}/engine/${name}`, `engine/engine/${name}`);
+  for (const [name, file] of places) {
+    if (unused.test(name) || name === '/') continue;
+    const content = fs.readFileSync(file);
+    const isOwnText = /^\/tools.*\.(html|mjs)$/.test(name);
+    files.set(libraries(name.slice(1)), isOwnText ? libraries(String(content)) : content);
   }
-  const page = files
-    .get('tools/page/web/index.html')
-    .replace('<html ', '<html data-engine="own" ')
+  const page = markPage(files.get('tools/page/web/index.html'), 'own')
     .replace('web/page.mjs', 'web/start.mjs')
     .replace('</title>', '</title>\n        <link rel="manifest" href="manifest.webmanifest" />');
   files.delete('tools/page/web/index.html');
@@ -56,11 +43,12 @@ function pageFiles(engine) {
  *  @param {string} [engine] the folder of its npm package, from the root of this project
  *  @throws when the package isn't built, or the folder can't be written */
 export function exportBoard(folder, engine = 'build/wasm/package') {
-  if (!fs.existsSync(path.resolve(root, engine, 'engine', 'quillon.wasm'))) {
+  const places = listFiles(engine);
+  if (!places.has(ownStart)) {
     const commands = 'cmake --preset wasm && cmake --build --preset wasm';
     throw new Error(`${engine} is missing; please build it: ${commands}`);
   }
-  const files = pageFiles(engine);
+  const files = pageFiles(places);
   const hash = createHash('sha256');
   for (const [place, content] of files) hash.update(place).update(content);
   const version = JSON.stringify(`quillon-${hash.digest('hex').slice(0, 12)}`);

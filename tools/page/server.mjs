@@ -33,12 +33,16 @@ const places = [
   'node_modules/lit-html/directive-helpers.js',
   'node_modules/lit-html/directives/live.js',
 ];
+/** What begins an engine in the page, and what else it needs. */
+export const ownStart = '/engine/index.mjs';
+const ownPlaces = ['tools/page/session.mjs', 'tools/lib/conversation.mjs', 'tools/lib/lines.mjs'];
 const types = {
   '.html': 'text/html; charset=utf-8',
   '.css': 'text/css; charset=utf-8',
   '.js': 'text/javascript; charset=utf-8',
   '.mjs': 'text/javascript; charset=utf-8',
   '.svg': 'image/svg+xml; charset=utf-8',
+  '.wasm': 'application/wasm',
 };
 /** Bytes of the longest message of a page: a thousand moves and their position fit well. */
 const longestMessage = 16384;
@@ -56,9 +60,11 @@ function need(place) {
 }
 
 /** The page's files by their path in a URL; what isn't in it can't be asked for.
+ *  @param {string} ownEngine the npm package of an engine that runs in the page, whose files are
+ *      among them where it is built
  *  @returns {Map<string, string>}
  *  @throws when a folder is missing */
-export function listFiles() {
+export function listFiles(ownEngine) {
   const files = new Map();
   const visit = (name) => {
     const file = path.join(root, name);
@@ -71,21 +77,35 @@ export function listFiles() {
     visit(place);
   }
   files.set('/', files.get('/tools/page/web/index.html'));
+  const folder = path.resolve(root, ownEngine);
+  if (!fs.existsSync(path.join(folder, 'engine', 'quillon.wasm'))) return files;
+  for (const name of ownPlaces) visit(name);
+  const built = fs.readdirSync(path.join(folder, 'engine')).map((name) => `engine/${name}`);
+  for (const name of ['index.mjs', 'worker.mjs', 'explain.mjs', ...built]) {
+    if (types[path.extname(name)]) files.set(`/engine/${name}`, path.join(folder, name));
+  }
   return files;
 }
 
-function headersOf(hosts) {
+/** Tells the page where its engine can be: in the page only ("own"), or also behind a server. */
+export const markPage = (page, kind) => page.replace('<html ', `<html data-engine="${kind}" `);
+
+function headersOf(hosts, hasOwnEngine) {
+  const wasm = hasOwnEngine ? " 'wasm-unsafe-eval'" : '';
   const sockets = [...hosts].map((host) => `ws://${host}`).join(' ');
   return {
     // cm-chessboard sets style attributes (a dragged piece's place, the size of coordinates).
     'Content-Security-Policy':
-      "default-src 'none'; script-src 'self'; style-src 'self'; style-src-attr 'unsafe-inline'; " +
+      `default-src 'none'; script-src 'self'${wasm}; style-src 'self'; ` +
+      "style-src-attr 'unsafe-inline'; " +
       `img-src 'self'; connect-src 'self' ${sockets}; base-uri 'none'; form-action 'none'; ` +
       "frame-ancestors 'none'",
     'X-Content-Type-Options': 'nosniff',
     'X-Frame-Options': 'DENY',
     'Referrer-Policy': 'no-referrer',
+    // With these two a browser allows threads.
     'Cross-Origin-Opener-Policy': 'same-origin',
+    'Cross-Origin-Embedder-Policy': 'require-corp',
     'Cross-Origin-Resource-Policy': 'same-origin',
     'Cache-Control': 'no-cache',
   };
@@ -100,6 +120,8 @@ function headersOf(hosts) {
  *  @param {number} settings.hash megabytes of each engine
  *  @param {number} settings.threads of each engine
  *  @param {number} settings.port 0 for any that is free
+ *  @param {string} [settings.ownEngine] the npm package of an engine that runs in the page; it is
+ *      a choice where it is built
  *  @param {string} [settings.host] address to listen on; any but the loopback address puts a secret
  *      into the URL
  *  @param {number} [settings.mostSessions] tabs that can have an engine at a time
@@ -117,12 +139,14 @@ export async function startBoard({
   hash,
   threads,
   port,
+  ownEngine = 'build/wasm/package',
   host = loopback,
   mostSessions = 8,
   stopPatience = 5000,
   heartbeat = 15000,
 }) {
-  const files = listFiles();
+  const files = listFiles(ownEngine);
+  const hasOwnEngine = files.has(ownStart);
   need('node_modules/ws');
   // Not at the top, so that its absence can be told in one line.
   const { WebSocket, WebSocketServer } = await import('ws');
@@ -160,8 +184,10 @@ export async function startBoard({
     }
     const name = files.get(pathOf(request).split('?')[0]);
     if (!name) return answer(response, 404, 'no such file');
-    fs.readFile(name, (error, content) => {
+    fs.readFile(name, (error, text) => {
       if (error) return answer(response, 500, 'cannot read the file');
+      const isPage = hasOwnEngine && name.endsWith('index.html');
+      const content = isPage ? Buffer.from(markPage(String(text), 'both')) : text;
       response.writeHead(200, {
         ...headers,
         'Content-Type': types[path.extname(name)],
@@ -246,9 +272,12 @@ export async function startBoard({
     if (host !== '0.0.0.0') names.unshift(host);
   }
   hosts = new Set(names.map((name) => `${name.toLowerCase()}:${actual}`));
-  headers = headersOf(hosts);
+  headers = headersOf(hosts, hasOwnEngine);
   // Without TLS browsers take it from the loopback address only, and complain elsewhere.
-  if (isOpenToAll) delete headers['Cross-Origin-Opener-Policy'];
+  if (isOpenToAll) {
+    delete headers['Cross-Origin-Opener-Policy'];
+    delete headers['Cross-Origin-Embedder-Policy'];
+  }
   const timer = setInterval(beat, heartbeat);
 
   async function close() {

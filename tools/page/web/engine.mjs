@@ -208,9 +208,15 @@ export function explain(fens) {
   return new Promise((resolve) => explaining.set(id, resolve));
 }
 
-// A page without a server brings its own engine.
-const isAlone = document.documentElement.dataset.engine === 'own';
-export const link = new (isAlone ? (await import('./own-engine.mjs')).OwnEngine : Link)({
+/** What the engine was doing, and all that waits for it, is over. */
+function lose() {
+  engine.search = null;
+  for (const settle of explaining.values()) settle({ error: 'The engine is not connected.' });
+  explaining.clear();
+  state.clock?.stop();
+}
+
+const handlers = {
   onMessage: takeMessage,
   onOpen() {
     setNews('starting …');
@@ -221,10 +227,7 @@ export const link = new (isAlone ? (await import('./own-engine.mjs')).OwnEngine 
   },
   onLost() {
     setNews('not connected', true);
-    engine.search = null;
-    for (const settle of explaining.values()) settle({ error: 'The engine is not connected.' });
-    explaining.clear();
-    state.clock?.stop();
+    lose();
     refresh();
   },
   onRefused(text) {
@@ -234,7 +237,31 @@ export const link = new (isAlone ? (await import('./own-engine.mjs')).OwnEngine 
     say(`${text[0].toUpperCase()}${text.slice(1)}.`, more);
     refresh();
   },
-});
+};
+
+/** Where the engine can be: 'server', 'page'. */
+export const places = { own: ['page'], both: ['server', 'page'] }[
+  document.documentElement.dataset.engine
+] ?? ['server'];
+export let link = new Link(handlers);
+
+/** Connects the page with the engine at the place that the person has chosen. */
+export async function openLink() {
+  link.close();
+  lose();
+  const place = places.includes(state.place) ? state.place : places[0];
+  const Kind = place === 'page' ? (await import('./own-engine.mjs')).OwnEngine : Link;
+  link = new Kind(handlers);
+  link.open();
+}
+
+/** Sets where the engine is; it begins with the options that are usual there. */
+export function setPlace(place) {
+  if (place === link.place) return;
+  Object.assign(state, { place, options: null });
+  Object.assign(engine, { options: null, choices: [] });
+  openLink();
+}
 
 /** Sets threads, hash and which engine it is. */
 export function setOptions(options) {

@@ -12,9 +12,11 @@ export class Link {
   #socket = null;
   #tries = 0;
   #handlers;
+  #isClosed = false;
   /** Which engine it is, and where. */
   kind = 'native';
-  place = 'It runs on the computer that serves this page.';
+  place = 'server';
+  placeText = 'It runs on the computer that serves this page.';
   mostThreads = 64;
   mostHash = 32768;
 
@@ -33,6 +35,7 @@ export class Link {
       this.#handlers.onOpen();
     });
     socket.addEventListener('message', ({ data }) => {
+      if (socket !== this.#socket) return;
       const message = JSON.parse(data);
       if (message.type === 'refused') {
         isRefused = true;
@@ -47,8 +50,16 @@ export class Link {
       if (isRefused) return;
       this.#handlers.onLost();
       const wait = waits[Math.min(this.#tries++, waits.length - 1)];
-      setTimeout(() => this.#socket ?? this.open(), wait);
+      setTimeout(() => this.#isClosed || this.#socket || this.open(), wait);
     });
+  }
+
+  /** Ends it for good. */
+  close() {
+    const socket = this.#socket;
+    this.#isClosed = true;
+    this.#socket = null;
+    socket?.close();
   }
 
   get isOpen() {

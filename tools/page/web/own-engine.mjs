@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine of a page without a server: WebAssembly in a worker, behind the messages of a server.
+// The engine in the page: WebAssembly in a worker, behind the messages of a server.
 
 import { Quillon } from '../../../engine/index.mjs';
 import { Conversation } from '../../lib/conversation.mjs';
@@ -48,7 +48,8 @@ export class OwnEngine {
   #handlers;
   #hasThreads = window.crossOriginIsolated;
   kind = 'WebAssembly';
-  place = `It runs in this page${this.#hasThreads ? '' : ', where the browser allows one thread'}.`;
+  place = 'page';
+  placeText = `It runs in this page${this.#hasThreads ? '' : ', where the browser allows one thread'}.`;
   mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
   mostHash = 1024;
 
@@ -67,6 +68,11 @@ export class OwnEngine {
     };
     this.#session = new Session(settings, this.#handlers.onMessage);
     this.#handlers.onOpen();
+  }
+
+  close() {
+    this.#session?.end();
+    this.#session = null;
   }
 
   get isOpen() {

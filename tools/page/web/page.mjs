@@ -7,7 +7,7 @@ import { prepareOpenings } from '../../lib/openings.mjs';
 import { boardView, isAsking, knock, showBoard, startBoard } from './board.mjs';
 import { isDialogOpen, showDialog } from './dialog.mjs';
 import { openEditor } from './editor.mjs';
-import { drive, engine, link } from './engine.mjs';
+import { drive, engine, openLink } from './engine.mjs';
 import { openExchange, openLibrary, takeAddress, watchDrops } from './games.mjs';
 import { graphView } from './graph.mjs';
 import { $, button, html, icon, nothing, render } from './html.mjs';
@@ -149,14 +149,14 @@ function tabsView() {
   const shown = wide.matches && tab === 'moves' ? 'why' : tab;
   const views = { moves: treeView, why: whyView, report: reportView };
   const tabs = (ids, chosen) =>
-    html`<div class="tabs" role="tablist">${ids.map(
+    html`<div class="tabs" role="tablist" aria-label="Moves and explanations">${ids.map(
       (id) => html`
     <button type="button" role="tab" id="tab-${id}" aria-selected=${id === chosen} aria-controls="panel-${id}"
       @click=${() => setTab(id)}>${names[id]}</button>`,
     )}</div>`;
   const panel = (
     id,
-  ) => html`<div class="tab-panel" id="panel-${id}" role="tabpanel" aria-labelledby="tab-${id}">
+  ) => html`<div class="tab-panel" id="panel-${id}" role="tabpanel" aria-label=${names[id]}>
     ${views[id]()}</div>`;
   if (!wide.matches)
     return [
@@ -252,7 +252,7 @@ const pause = () => new Promise((resolve) => setTimeout(resolve));
 
 state.game.tags = tagsOf(state);
 restore();
-link.open();
+await openLink();
 await pause();
 render(pageView(), $('app'));
 await pause();

@@ -58,8 +58,8 @@ export function personMoves(move) {
 export function offerUndo(text, before) {
   const act = () => {
     passing.review = null;
-    const { isShowing, options, hasSound, lineCount } = state;
-    revert({ ...before, isShowing, options, hasSound, lineCount });
+    const { isShowing, place, options, hasSound, lineCount } = state;
+    revert({ ...before, isShowing, place, options, hasSound, lineCount });
     forgetSearch();
     runClock();
     changed();

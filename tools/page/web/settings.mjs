@@ -3,7 +3,7 @@
 // The dialogs for a new game and for the settings, and the list of keys.
 
 import { openDialog, showDialog } from './dialog.mjs';
-import { engine, link, setOptions } from './engine.mjs';
+import { engine, link, places, setOptions, setPlace } from './engine.mjs';
 import { html, live, nothing } from './html.mjs';
 import { startGame } from './play.mjs';
 import { changed, levels, state } from './state.mjs';
@@ -79,6 +79,24 @@ export function openNewGame() {
   });
 }
 
+const placeNames = { server: 'On the server', page: 'In this page' };
+
+/** What can be set of the engine that there is. */
+const optionFields = () => html`
+  <fieldset><legend>Engine</legend>
+    <p id="engine-place"><b>${engine.name}</b> (${link.kind}). ${link.placeText}</p>
+    ${
+      engine.choices.length > 1
+        ? html`<p class="pace"><label>Engine <select name="engine"
+            @change=${({ target }) => (draft.engine = target.selectedIndex)}>
+            ${engine.choices.map((name, i) => html`<option ?selected=${i === draft.engine}>${name}</option>`)}
+          </select></label></p>`
+        : nothing
+    }
+    <p class="pace"><label>Threads ${number('threads', 1, link.mostThreads, 1)}</label>
+      <label>Hash table ${number('hash', 1, link.mostHash, 1)} MB</label></p>
+  </fieldset>`;
+
 export function openSettings() {
   const { scoring, pace, hasSound } = state;
   const options = engine.options ?? state.options ?? { threads: 1, hash: 64 };
@@ -87,6 +105,7 @@ export function openSettings() {
     // Without a clock its moves take the seconds of the other choice.
     pace: pace.kind === 'clock' ? 'time' : pace.kind,
     ...options,
+    place: link.place,
     hasSound,
     scoring: scoring.kind,
     scoringSeconds: scoring.seconds,
@@ -97,19 +116,8 @@ export function openSettings() {
     title: 'Settings',
     label: 'Set',
     body: () => html`
-      <fieldset><legend>Engine</legend>
-        <p id="engine-place"><b>${engine.name}</b> (${link.kind}). ${link.place}</p>
-        ${
-          engine.choices.length > 1
-            ? html`<p class="pace"><label>Engine <select name="engine"
-                @change=${({ target }) => (draft.engine = target.selectedIndex)}>
-                ${engine.choices.map((name, i) => html`<option ?selected=${i === draft.engine}>${name}</option>`)}
-              </select></label></p>`
-            : nothing
-        }
-        <p class="pace"><label>Threads ${number('threads', 1, link.mostThreads, 1)}</label>
-          <label>Hash table ${number('hash', 1, link.mostHash, 1)} MB</label></p>
-      </fieldset>
+      ${places.length > 1 ? choice('place', 'The engine runs', placeNames) : nothing}
+      ${draft.place === link.place ? optionFields() : nothing}
       ${state.clock ? nothing : paceFields()}
       ${choice('scoring', 'Each position of a report', { time: 'Time', depth: 'Depth' })}
       <p class="pace">${
@@ -120,15 +128,10 @@ export function openSettings() {
       <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
         @change=${({ target }) => (draft.hasSound = target.checked)} /> A sound for each move</label>`,
     take() {
-      const {
-        threads,
-        hash,
-        engine: index,
-        scoring: kind,
-        scoringSeconds: seconds,
-        scoringDepth: depth,
-      } = draft;
-      setOptions({ threads, hash, engine: index });
+      const { place, threads, hash, engine: index } = draft;
+      const { scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
+      if (place === link.place) setOptions({ threads, hash, engine: index });
+      else setPlace(place);
       if (!state.clock) state.pace = paceOf(draft);
       Object.assign(state, { hasSound: draft.hasSound, scoring: { kind, seconds, depth } });
       changed();

@@ -44,6 +44,8 @@ export const state = {
   /** What a position gets when a whole game is scored: { kind: 'time' | 'depth', seconds, depth } */
   scoring: { kind: 'time', seconds: 0.5, depth: 14 },
   hasSound: false,
+  /** Where the engine is, if the person has chosen: 'server' or 'page' */
+  place: null,
   /** { hash, threads, engine } that the person has set */
   options: null,
   /** 'moves', 'why' or 'report' */

@@ -22,7 +22,8 @@ function fakeEngine(name, onGo = "say('bestmove e2e4')") {
   const program = `#!${process.execPath}
 const fs = require('node:fs');
 const say = (text) => fs.writeSync(1, text + '\\n');
-const note = (text) => fs.appendFileSync('${log}', text + '\\n');
+const log = '${log}';
+const note = (text) => fs.appendFileSync(log, text + '\\n');
 note('start');
 require('node:readline').createInterface({ input: process.stdin }).on('line', (line) => {
   note(line);
@@ -42,7 +43,9 @@ const boards = [];
 const limited = { timeout: 60000 };
 
 async function start(settings = {}) {
-  const board = await startBoard({ file: quick.file, hash: 16, threads: 1, port: 0, ...settings });
+  // Whether there is an engine for the page depends on what is built.
+  const usual = { file: quick.file, hash: 16, threads: 1, port: 0, ownEngine: folder };
+  const board = await startBoard({ ...usual, ...settings });
   boards.push(board);
   return { ...board, port: new URL(board.url).port };
 }
@@ -354,12 +357,15 @@ test('another engine goes on with the search', limited, async () => {
   assert.deepEqual(client.received[0].engines, ['No. 0', 'No. 1']);
   client.search(1);
   await until(() => /^go/m.test(first.log()), 'a search');
-  client.send({ type: 'options', hash: 16, threads: 1, engine: 2 });
+  client.send({ type: 'options', hash: 16, threads: 1, engine: -1 });
   await client.until(({ type }) => type === 'error', 'an error');
   client.send({ type: 'options', hash: 16, threads: 1, engine: 1 });
   assert.equal((await client.best(1)).move, 'e2e4');
   await client.until(({ engine }) => engine === 1, 'the other engine');
   assert.match(first.log(), /quit\n$/);
+  // A page can remember an engine that the server was started with before.
+  client.send({ type: 'options', hash: 32, threads: 1, engine: 2 });
+  assert.equal((await client.until(({ hash }) => hash === 32, 'the options')).engine, 0);
   await client.end();
 });
 
@@ -434,6 +440,18 @@ test('an engine that does not stop is replaced', async () => {
     await until(() => deaf.starts() === i + 2, 'another engine');
   }
   await client.engine('restarted');
+  await client.end();
+});
+
+test('an engine that freezes while it searches is replaced, and the search goes on', async () => {
+  const onGo = "if (!fs.existsSync(log + '2')) { fs.writeFileSync(log + '2', ''); " +
+    "process.kill(process.pid, 'SIGSTOP'); } say('bestmove e2e4');";
+  const frozen = fakeEngine('frozen', onGo);
+  const client = await Client.open((await start({ file: frozen.file, stopPatience: 200 })).port);
+  client.search(1);
+  await client.engine('restarted');
+  assert.equal((await client.best(1)).move, 'e2e4');
+  assert.equal(frozen.starts(), 2);
   await client.end();
 });
 

@@ -65,6 +65,8 @@ export class Conversation {
     this.rest = '';
     this.waiter = null;
     this.started = performance.now();
+    /** When it has last said something. */
+    this.heardAt = this.started;
     /** Resolves when the engine has ended and its output is read, with { status, signal } or
      *  { error }, a sentence. */
     this.ended = new Promise((resolve) => {
@@ -80,6 +82,7 @@ export class Conversation {
   /** Called with the output of the engine. */
   receive(data) {
     const at = performance.now();
+    this.heardAt = at;
     const parts = (this.rest + data).split('\n');
     this.rest = parts.pop();
     for (const text of parts) this.log.push({ text, at });

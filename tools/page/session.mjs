@@ -105,7 +105,8 @@ export class Session {
    *  @param {number} settings.threads
    *  @param {(fens: string[]) => Promise<object>} settings.explain explains one position or the
    *      change between two
-   *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove"
+   *  @param {number} settings.stopPatience milliseconds that it may take from "stop" to "bestmove",
+   *      and to answer while it searches
    *  @param {(message: object) => void} send */
   constructor(settings, send) {
     this.#settings = { engines: [''], engine: 0, ...settings };
@@ -131,9 +132,11 @@ export class Session {
         break;
       case 'options': {
         const { engines, engine: current } = this.#settings;
-        const { hash, threads, engine = current } = message;
+        const { hash, threads, engine: wanted = current } = message;
         const isRight = isWhole(hash, 1, 32768) && isWhole(threads, 1, 64);
-        if (!isRight || !isWhole(engine, 0, engines.length - 1)) throw new Error('not an option');
+        if (!isRight || !isWhole(wanted, 0, 1000)) throw new Error('not an option');
+        // A page may remember more engines than there are now.
+        const engine = wanted < engines.length ? wanted : 0;
         if (engine !== current) this.#ends = [];
         this.#settings = { ...this.#settings, hash, threads, engine };
         this.#areNewOptions = true;
@@ -258,8 +261,19 @@ export class Session {
     }
   }
 
+  /** Ends an engine that doesn't answer while it searches. */
+  #watch(engine) {
+    let askedAt = 0;
+    return setInterval(() => {
+      if (engine.heardAt < askedAt) engine.kill();
+      askedAt = performance.now();
+      engine.send('isready');
+    }, this.#settings.stopPatience);
+  }
+
   async #search(engine, request) {
     request.begin ??= Date.now();
+    const watch = this.#watch(engine);
     try {
       const isForMove = !request.lines;
       const result = await (isForMove ? this.#findMove : this.#findLines).call(
@@ -271,6 +285,7 @@ export class Session {
       this.#request = null;
       this.#send({ type: 'best', id: request.id, ...result });
     } finally {
+      clearInterval(watch);
       clearTimeout(this.#patience);
       this.#patience = null;
     }

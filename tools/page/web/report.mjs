@@ -12,7 +12,7 @@ import {
   reportRows,
 } from '../../lib/report.mjs';
 import { reportHtml } from '../../lib/report-html.mjs';
-import { engine, explain } from './engine.mjs';
+import { engine, explain, link } from './engine.mjs';
 import { button, html, nothing } from './html.mjs';
 import { movesView } from './lines.mjs';
 import { say } from './messages.mjs';
@@ -54,6 +54,8 @@ export function startScoring() {
   state.tip = nodes.at(-1);
   engine.finished = null;
   state.isAnalysing = false;
+  // What the engine still knows of a position mustn't change the result.
+  link.send({ type: 'newgame' });
   goOn();
   changed();
 }

@@ -13,7 +13,7 @@ import { startFen } from '../../tools/lib/chess.mjs';
 import { readGame } from '../../tools/lib/game-tree.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
 import { launch } from '../web/browser.mjs';
-import { enginePath as engine, fake, file, pause, read, root, until } from './support.mjs';
+import { enginePath as engine, fake, file, pause, read, root, run, until } from './support.mjs';
 
 // The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
 // and loses at once.
@@ -488,6 +488,24 @@ tabTest('games come by link, paste, drop and from a list', async (page, { open }
   await seeMoves(page, 'b3');
 });
 
+tabTest('a file of many games has them in a list that grows and is filtered', async (page) => {
+  const games = Array.from({ length: 450 }, (_, i) => `[White "No. ${i}"]\n\n1. e4 {${'x'.repeat(99)}} *\n`);
+  await page.click('#exchange');
+  await page.setInputFiles('#file', file('many.pgn', games.join('\n')));
+  await see(page, '#library h2', '450 games');
+  const rows = page.locator('#library [role=option]');
+  assert.equal(await rows.count(), 200);
+  await see(page, '#more-games', '250 more');
+  await page.click('#more-games');
+  assert.equal(await rows.count(), 400);
+  await page.fill('#filter', 'nobody');
+  await see(page, '#library', 'No game has all these words');
+  await page.fill('#filter', 'no. 444');
+  await page.press('#filter', 'Enter');
+  await see(page, '#player-bottom .name', 'No. 444');
+  await see(page, '#games', '445 of 450');
+});
+
 tabTest('a position is put together in the editor', async (page) => {
   await page.keyboard.press('e');
   await page.click('#edit-clear');
@@ -527,11 +545,55 @@ tabTest('the keyboard is enough: typed moves, arrows, variations, dialogs', asyn
   await page.focus('#moves');
   await page.keyboard.press('ArrowUp');
   assert.match(String(await current()), /^e4/);
-  await page.keyboard.press('?');
-  await page.locator('#keys[open]').waitFor();
-  await page.keyboard.press('Escape');
-  await page.keyboard.press('n');
-  await page.locator('#new-game[open]').waitFor();
+  // Keys go to the page again as soon as a dialog is closed, in whatever way.
+  const isTurned = async () => (await pointOf(page, 'e8'))[1] > (await pointOf(page, 'e1'))[1];
+  for (const [key, id, close] of [['?', 'keys', 'Escape'], ['s', 'settings', 'Escape'], ['n', 'new-game', '']]) {
+    await page.keyboard.press(key);
+    await page.locator(`#${id}[open]`).waitFor();
+    await page.keyboard.press('f');
+    if (close) await page.keyboard.press(close);
+    else await page.click(`#${id} button[value=cancel]`);
+    assert.equal(await isTurned(), false);
+    await page.keyboard.press('f');
+    await until(isTurned, 'a turned board');
+    await page.keyboard.press('f');
+    await until(async () => !(await isTurned()), 'a board as before');
+  }
+  await page.keyboard.press('m');
+  await page.locator('#move-menu button:focus').waitFor();
+  await page.keyboard.press('ArrowDown');
+  await page.keyboard.press('Enter');
+  await see(page, '#moves .move', 'e4?');
+  await page.locator('#move-more:focus').waitFor();
+});
+
+tabTest('all that can be used has a name, and the board can be read', async (page, { context }) => {
+  await loadPgn(page, '1. e4 e5 (1... c5 {Sicilian}) 2. Nf3');
+  await waitMoves(page, 3);
+  await page.click('#last');
+  await page.click('#go');
+  await see(page, '#lines .line', /^2\.\.\. ?\S+/);
+  const client = await context.newCDPSession(page);
+  const roles = /^(button|textbox|searchbox|combobox|checkbox|radio|spinbutton|option|tab|tabpanel|tablist|menu\w*|dialog|image|list|listbox|group|region)$/;
+  const nameless = async () => {
+    const { nodes } = await client.send('Accessibility.getFullAXTree');
+    const used = nodes.filter(({ ignored, role }) => !ignored && roles.test(role?.value));
+    assert.ok(used.length > 1);
+    return used.filter(({ name }) => !name?.value).map(({ role }) => role.value);
+  };
+  assert.deepEqual(await nameless(), []);
+  await see(page, '#last-move', 'White: knight to f3');
+  const pieces = await page.textContent('#pieces');
+  assert.match(pieces, /White: king e1, queen d1, rook a1, rook h1, .* pawn e4, .*Black: .* pawn e5/s);
+  for (const key of ['w', 'n', 's', 'p', 'e', '?', 'c', 'm']) {
+    await page.keyboard.press(key);
+    if (key === 'm') await page.locator('#move-menu').waitFor();
+    else if (key === 'w') await page.locator('.why-row').first().waitFor();
+    else await page.locator('dialog[open]').waitFor();
+    assert.deepEqual(await nameless(), [], key);
+    if (key === 'w') await page.click('#tab-moves');
+    else await page.keyboard.press('Escape');
+  }
 });
 
 tabTest('settings are kept, and so is a game when the page is loaded again', async (page) => {
@@ -582,6 +644,34 @@ tabTest('a whole game gets its scores and a report, and the graph goes where it 
   assert.match(read(await page2.path()), /^<!doctype html>[^]*Ke7/i);
 });
 
+tabTest('the report is that of tools/analyse, whatever was searched before', async (page) => {
+  await page.keyboard.press('s');
+  await page.check('input[name=scoring][value=depth]');
+  await page.fill('input[name=scoringDepth]', '10');
+  await page.click('#settings button[value=take]');
+  await page.click('#mode-analyse');
+  const moves = 'e4 e5 Nf3 Nc6 Bc4 Bc5 d3 Nf6 Ng5 O-O h4 h6 Nxf7 Rxf7 Bxf7+ Kxf7 g4 Nxg4 Qxg4 d6 Qf3+';
+  await loadPgn(page, `[White "Ann"]\n[TimeControl "60"]\n\n${moves} {[%clk 0:40]} *`);
+  await page.keyboard.press('ArrowRight');
+  await until(async () => Number(await page.textContent('#depth')) >= 12, 'depth 12');
+  await page.click('#review');
+  await see(page, '.message', 'Every position of the game has a score');
+  const table = await page.locator('#report tbody tr').evaluateAll((rows) =>
+    rows.map(({ cells }) => [...cells].map(({ textContent }) => textContent).join(' ')));
+  // The reasons of blunders come a little later.
+  await see(page, '#report .is-blunder p', 'After 9... Nxg4 Black');
+  const [download] = await Promise.all([page.waitForEvent('download'), page.click('#report-pgn')]);
+  const other = file('analysed.pgn');
+  const args = ['--depth', '10', '--hash', '16', '--engine', engine, '--report', '--pgn', other];
+  const { out, err } = await run('analyse', [...args, file('blunders.pgn', await textOf(page, '#pgn'))]);
+  assert.ok(table.length >= 5, err);
+  const printed = out.split('\n').map((line) => line.trim().replace(/ +/g, ' '));
+  for (const row of table) assert.ok(printed.includes(row), `${row} is not in ${out}`);
+  // One says how deep it searched with each score, the other with its name.
+  const plain = (text) => text.replace(/^\[Annotator .*\n/m, '').replace(/,\d+(?=\])/g, '').split(/\s+/);
+  assert.deepEqual(plain(read(await download.path())), plain(read(other)));
+});
+
 tabTest('the evaluation is explained, and pointing at a row marks its squares', async (page) => {
   // Nothing but a rook more, whose square is marked.
   await setFen(page, '4k3/8/8/8/8/8/8/R3K3 w - - 0 1');
@@ -598,6 +688,13 @@ tabTest('the evaluation is explained, and pointing at a row marks its squares', 
   await type(page, 'Ra8');
   await see(page, '#why', 'What did Ra8+ change?');
   await page.locator('.why-row.is-change').first().waitFor();
+  // The sentences don't cover the row that they explain, however low it is.
+  const last = page.locator('.why-row').last();
+  await last.hover();
+  await page.locator('#why-said').waitFor();
+  const boxes = [last, page.locator('#why-said')].map((one) => one.boundingBox());
+  const [box, said] = await Promise.all(boxes);
+  assert.ok(said.y + said.height <= box.y || box.y + box.height <= said.y);
 });
 
 tabTest('arrows and circles are drawn by the right button and go with the position', async (page) => {
@@ -679,6 +776,14 @@ for (const [width, height] of [[320, 640], [390, 800], [900, 700], [2560, 1440]]
       document.querySelector('#board').getBoundingClientRect().toJSON(),
     ]);
     assert.ok(Math.max(scroll, board.right) <= width, `${scroll} ${board.right}`);
+    await loadPgn(page, `[White "${'Long '.repeat(20)}"]\n[Black "${'x'.repeat(99)}"]\n\n1. e4 {[%clk 1:00:00]} *`);
+    await waitMoves(page, 1);
+    const isWide = () => document.documentElement.scrollWidth > window.innerWidth;
+    assert.equal(await page.evaluate(isWide), false);
+    // The board is there whatever is looked at.
+    await page.click('#tab-why');
+    await page.locator('.why-row').last().scrollIntoViewIfNeeded();
+    assert.ok((await page.locator('#board').boundingBox()).y >= 0);
     // The board has what room there is.
     assert.ok(board.width > (isSmall ? 0.88 * width : 0.6 * Math.min(width, height)), `${board.width}`);
   }, { viewport: { width, height }, hasTouch: true, isMobile: isSmall, colorScheme: 'dark' });

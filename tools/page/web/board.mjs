@@ -19,7 +19,7 @@ import { ARROW_TYPE, MARKER_TYPE, RightClickAnnotator }
 import { pieceSprite } from '../../lib/diagram.mjs';
 import { timeText } from './clock.mjs';
 import { engine, scoreNow } from './engine.mjs';
-import { $, html, nothing, pieceSvg } from './html.mjs';
+import { $, html, nothing, pieceSvg, pieceWords, piecesOf } from './html.mjs';
 import { messageView, say } from './messages.mjs';
 import { personMoves } from './play.mjs';
 import { capturedOf, checkOf, movesFrom, nameOf, readTyped, turnOf } from './rules.mjs';
@@ -245,7 +245,16 @@ export function showBoard() {
   showArrows();
 }
 
-const pieceNames = { N: 'knight', B: 'bishop', R: 'rook', Q: 'queen', K: 'king' };
+/** The pieces of a side for the reader of a screen: "king e1, queen d1, ...". */
+function piecesText(fen, side) {
+  const pieces = [...piecesOf(fen)].filter(([, piece]) => piece[0] === side);
+  const words = Object.entries(pieceWords).flatMap(([kind, name]) =>
+    pieces.filter(([, piece]) => piece[1] === kind).map(([at]) => `${name} ${at}`),
+  );
+  return words.join(', ');
+}
+
+const pieceOf = (letter) => pieceWords[/[A-Z]/.test(letter) ? letter.toLowerCase() : 'p'];
 
 /** A move in words: "White: knight takes f3, check". */
 export function moveWords(node) {
@@ -256,8 +265,8 @@ export function moveWords(node) {
   const takes = node.san.includes('x') ? 'takes' : 'to';
   const promoted = node.san.match(/=([A-Z])/);
   const end = { '+': ', check', '#': ', checkmate' }[node.san.at(-1)] ?? '';
-  const becomes = promoted ? `, becomes a ${pieceNames[promoted[1]]}` : '';
-  return `${side}: ${pieceNames[node.san[0]] ?? 'pawn'} ${takes} ${node.uci.slice(2, 4)}${becomes}${end}`;
+  const becomes = promoted ? `, becomes a ${pieceOf(promoted[1])}` : '';
+  return `${side}: ${pieceOf(node.san[0])} ${takes} ${node.uci.slice(2, 4)}${becomes}${end}`;
 }
 
 function playerView(side, place) {
@@ -276,11 +285,7 @@ function playerView(side, place) {
   return html`
     <div class="player ${side === 'b' ? 'is-black' : ''}" id="player-${place}">
       <span class="disc"></span><span class="name">${name}</span><small>${rating}</small>
-      <span class="captured" role="img" aria-label=${
-        lost.length || lead > 0
-          ? `${lost.length} pieces captured${lead > 0 ? `, ${lead} points ahead` : ''}`
-          : nothing
-      }>
+      <span class="captured" role=${lost.length || lead > 0 ? 'img' : nothing} aria-label=${`${lost.length} pieces captured${lead > 0 ? `, ${lead} points ahead` : ''}`}>
         ${lost.map((piece) => pieceSvg((side === 'w' ? 'b' : 'w') + piece))}${lead > 0 ? `+${lead}` : ''}
       </span>
       <span class="clock ${kind}" ?hidden=${left === null}>${left === null ? '' : timeText(left)}</span>
@@ -342,6 +347,8 @@ export function boardView() {
         </form>
       </div>
       <p class="unseen" id="last-move" aria-live="polite">${node.parent ? moveWords(node) : ''}</p>
+      <ul class="unseen" id="pieces" aria-label="Pieces on the board">
+        <li>White: ${piecesText(node.fen, 'w')}</li><li>Black: ${piecesText(node.fen, 'b')}</li></ul>
     </section>`;
 }
 

@@ -4,12 +4,11 @@
 
 import { GameTree } from '../../lib/game-tree.mjs';
 import { openDialog, showDialog, closeDialog } from './dialog.mjs';
-import { html, nothing, pieceSvg, piecesOf, squares } from './html.mjs';
+import { html, nothing, pieceSvg, pieceWords, piecesOf, squares } from './html.mjs';
 import { loadGame } from './play.mjs';
 import { readFen, startFen } from './rules.mjs';
 import { state } from './state.mjs';
 
-const pieceWords = { p: 'pawn', n: 'knight', b: 'bishop', r: 'rook', q: 'queen', k: 'king' };
 const wordsOf = (piece) => `${piece[0] === 'w' ? 'white' : 'black'} ${pieceWords[piece[1]]}`;
 const palette = ['w', 'b'].flatMap((side) => [...'kqrbnp'].map((piece) => side + piece));
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The score over the game as a picture: White's share from the bottom, a line at the middle, marks
-// at the moves that the report marks and at the position on the board. A click goes to the position below it.
+// at the moves that the report marks and at the position on the board. A click goes to the position
+// below it.
 
 import { html, nothing, svg } from './html.mjs';
 import { markAt } from './report.mjs';
@@ -37,7 +38,8 @@ export function graphView() {
   };
   const edge = points.map(({ ply, y }) => `${x(ply)},${y}`).join(' L');
   const [first, end] = [points[0], points.at(-1)];
-  const text = end ? `${points.length} scores, the last ${scoreText(end.score)}` : 'no scores yet';
+  const count = points.length === 1 ? '1 score' : `${points.length} scores`;
+  const text = end ? `${count}, the last ${scoreText(end.score)}` : 'no scores yet';
   const flat = (share, kind) => svg`<line class=${kind} x1="0" x2=${width} y1=${share * height}
     y2=${share * height}></line>`;
   // A line of no length with round ends stays round however the picture is stretched.

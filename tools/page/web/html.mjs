@@ -29,6 +29,14 @@ export const button = (
 export const pieceSvg = (piece) => svg`
   <svg class="piece-icon" viewBox="0 0 40 40" aria-hidden="true"><use href="#${piece}"></use></svg>`;
 
+export const pieceWords = {
+  k: 'king',
+  q: 'queen',
+  r: 'rook',
+  b: 'bishop',
+  n: 'knight',
+  p: 'pawn',
+};
 const files = 'abcdefgh';
 export const squares = [...'87654321'].flatMap((rank) => [...files].map((file) => file + rank));
 

@@ -13,7 +13,7 @@ import { turnOf } from './rules.mjs';
 import { scoreText } from './score.mjs';
 import { changed, endAt, goTo, lastOf, lineOf, refresh, setTip, state } from './state.mjs';
 
-/** The menu of a move: { node, x, y }, or null. */
+/** The menu of a move: { node, x, y, opener }, or null; `opener` is what a key has opened it at. */
 let menu = null;
 /** The annotation glyphs of a move, in the order of their keys 1 to 6. */
 export const moveGlyphs = [1, 2, 3, 4, 5, 6];
@@ -28,13 +28,26 @@ function openMenu(event, node) {
   event.preventDefault();
   event.stopPropagation();
   const box = event.currentTarget.getBoundingClientRect();
-  const [x, y] = event.clientX ? [event.clientX, event.clientY] : [box.left, box.bottom];
+  const isByMouse = event.clientX > 0;
+  const [x, y] = isByMouse ? [event.clientX, event.clientY] : [box.left, box.bottom];
   menu = {
     node,
     x: Math.min(x, window.innerWidth - 216),
     y: Math.min(y, window.innerHeight - 250),
+    opener: isByMouse ? null : event.currentTarget,
   };
   refresh();
+  if (!isByMouse) requestAnimationFrame(() => itemsOfMenu()[0]?.focus());
+}
+
+const itemsOfMenu = () => [...($('move-menu')?.querySelectorAll('button:enabled') ?? [])];
+
+function moveInMenu(event) {
+  const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
+  if (!step) return;
+  event.preventDefault();
+  const items = itemsOfMenu();
+  items.at((items.indexOf(document.activeElement) + step) % items.length).focus();
 }
 
 function moveView(node, isForced) {
@@ -148,13 +161,13 @@ export function switchVariation(step) {
 }
 
 const act = (what) => () => {
-  menu = null;
+  closeMenu();
   what();
-  refresh();
 };
 
 export function closeMenu() {
   if (!menu) return false;
+  menu.opener?.focus();
   menu = null;
   refresh();
   return true;
@@ -167,17 +180,18 @@ export function menuView() {
   const item = (words, key, what, isDisabled = false) => html`<button type="button" role="menuitem"
     ?disabled=${isDisabled} @click=${act(what)}><span>${words}</span><kbd>${key}</kbd></button>`;
   return html`
-    <div class="menu-ground" @click=${act(() => {})} @contextmenu=${(event) => {
+    <div class="menu-ground" @click=${closeMenu} @contextmenu=${(event) => {
       event.preventDefault();
       closeMenu();
     }}></div>
-    <div class="menu" id="move-menu" role="menu" style="left: ${Math.max(4, x)}px; top: ${Math.max(4, y)}px"
+    <div class="menu" id="move-menu" role="menu" @keydown=${moveInMenu}
+      style="left: ${Math.max(4, x)}px; top: ${Math.max(4, y)}px"
       aria-label=${node.san ? `The move ${node.san}` : 'The game'}>
       ${
         node.parent
           ? html`<div class="glyphs">${moveGlyphs.map(
-              (nag) => html`<button type="button"
-        aria-pressed=${node.nags.includes(nag)} title="Mark the move with ${nagText(nag)}"
+              (nag) => html`<button type="button" role="menuitemcheckbox"
+        aria-checked=${node.nags.includes(nag)} title="Mark the move with ${nagText(nag)}"
         @click=${act(() => mark(nag, node))}>${nagText(nag)}</button>`,
             )}</div>`
           : nothing

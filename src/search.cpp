@@ -462,6 +462,7 @@ bool isTimeOver(positionStruct* position)
     // An unlimited search reads the clock too: a platform without threads uses that to take turns.
     const i64 elapsed = millisecondsSinceGo();
     const bool hasTime = theWorkForce.ponderSearch || engine.infinite || elapsed < engine.maxTime;
+    // cppcheck-suppress knownConditionTrueFalse ; only in the tester build it isn't known
     if (hasTime && !isNodeLimitReached()) return false;
     theWorkForce.stop();
     return true;

@@ -1095,20 +1095,10 @@ void generateMovesRecapture(int ply, moveStruct* moves, positionStruct* position
 namespace
 {
 
-/// The parts of a list of all moves in which a move can be illegal although nothing is pinned and
-/// there is no en passant: castling and the moves of the king. countLegal tests these alone, which
-/// makes perft faster.
-struct kingStretches
-{
-    const moveStruct* captures; // the king's captures, up to `quiets`
-    const moveStruct* quiets;   // the first quiet move
-    const moveStruct* castling;
-    const moveStruct* kingQuiets; // up to the end of the list
-};
-
-/// Lists all moves; in check the evasions, without stretches. Computes inCheck and notPinned.
+/// Lists all moves; in check the evasions. Computes inCheck and notPinned. Returns what
+/// generateQuiets returns.
 template <int us>
-inline kingStretches generateAll(int ply, moveStruct* moves, positionStruct* position)
+inline const moveStruct* generateAll(int ply, moveStruct* moves, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     moves->score = 0;
@@ -1117,16 +1107,10 @@ inline kingStretches generateAll(int ply, moveStruct* moves, positionStruct* pos
     {
         generateEvasions<us>(ply, moves, position);
         here.pickerStage = stageEvasions;
-        return {};
+        return here.moveListEnd;
     }
-
-    // The king comes last among the captures and among the quiet moves.
-    const u64 kingTargets = kingAttackTable[kingSquareOf(us, position)];
     generateCaptures<us>(ply, moves, position);
-    moveStruct* const quiets = here.moveListEnd;
-    const moveStruct* const castling = generateQuiets<us>(ply, quiets, position);
-    return {quiets - popcount(kingTargets & position->pieceBB[us ^ 1]), quiets, castling,
-            here.moveListEnd - popcount(kingTargets & ~allPieces(position))};
+    return generateQuiets<us>(ply, here.moveListEnd, position);
 }
 
 /// Lists the legal moves. Only the root, its PV and perft need such a list.
@@ -1149,32 +1133,89 @@ template <int us> void generateLegal(int ply, moveStruct* moves, positionStruct*
     closeList(ply, end, position);
 }
 
-/// Counts the legal moves: all moves less the illegal ones, which are few and easy to find.
+/// The number of illegal moves that the generators list for the pinned pieces in `pinned`: those
+/// that leave the line of the pin. Knights and en passant are left out.
+template <int us> u32 countPinnedIllegal(u64 pinned, const positionStruct* position)
+{
+    using steps = pawnSteps<us>;
+    const int king = kingSquareOf(us, position);
+    const u64 occupied = allPieces(position);
+    int count = 0;
+    while (pinned)
+    {
+        const int from = takeLowest(pinned);
+        const u64 offLine = ~(inLineSquares[king][from] | position->pieceBB[us]);
+        u64 targets = 0;
+        switch (position->board[from] - us)
+        {
+        case PAWN:
+        {
+            const u64 pawn = bit(from);
+            const u64 pushed = steps::push(pawn) & ~occupied;
+            targets = pushed | (steps::push(pushed) & ~occupied & steps::doubleRank) |
+                      ((steps::captureRight(pawn) | steps::captureLeft(pawn)) & occupied);
+            // Each promotion is listed four times.
+            count += 3 * popcount(targets & offLine & steps::lastRank);
+            break;
+        }
+        case BISHOP: targets = getBishopAttackTable(from, occupied); break;
+        case ROOK: targets = getRookAttackTable(from, occupied); break;
+        case QUEEN:
+            targets = getBishopAttackTable(from, occupied) | getRookAttackTable(from, occupied);
+            break;
+        default: break;
+        }
+        count += popcount(targets & offLine);
+    }
+    return narrow<u32>(count);
+}
+
+/// The squares that the pieces of `them` attack.
+template <int them> u64 attackedSquares(const positionStruct* position)
+{
+    using steps = pawnSteps<them>;
+    const u64 occupied = allPieces(position);
+    const u64 pawns = position->pieceBB[PAWN + them];
+    u64 attacked = kingAttackTable[kingSquareOf(them, position)] | steps::captureRight(pawns) |
+                   steps::captureLeft(pawns);
+    for (u64 knights = position->pieceBB[KNIGHT + them]; knights;)
+        attacked |= knightAttackTable[takeLowest(knights)];
+    for (u64 sliders = bishopsAndQueens(them, position); sliders;)
+        attacked |= getBishopAttackTable(takeLowest(sliders), occupied);
+    for (u64 sliders = rooksAndQueens(them, position); sliders;)
+        attacked |= getRookAttackTable(takeLowest(sliders), occupied);
+    return attacked;
+}
+
+/// Counts the legal moves: all listed moves less the illegal ones, which are few. They are found by
+/// sets of squares: asking inCheckAfterMove about each move would take a fifth of perft.
 template <int us> u32 countLegal(int ply, moveStruct* moves, positionStruct* position)
 {
-    const kingStretches stretches = generateAll<us>(ply, moves, position);
+    const moveStruct* castling = generateAll<us>(ply, moves, position);
     const plyStruct& here = position->plies[ply];
-    const moveStruct* const end = here.moveListEnd;
-    u32 count = narrow<u32>(end - moves);
+    u32 count = narrow<u32>(here.moveListEnd - moves);
     if (here.inCheck) return count;
 
-    const auto subtractIllegal = [=, &count](const moveStruct* first, const moveStruct* last)
+    // The king has targets if it can castle: at least the square that it crosses. As there is no
+    // check, no slider looks through the king at one of them.
+    const u64 targets = kingAttackTable[kingSquareOf(us, position)] & ~position->pieceBB[us];
+    if (targets)
     {
-        for (; first < last; ++first) count -= inCheckAfterMove(ply, first, position);
-    };
-    if (here.notPinned != ~0ULL || here.enPassantSquare)
-        subtractIllegal(moves, end);
-    else
-    {
-        // Nothing is pinned, so inCheckAfterMove need not be asked about the other moves: they are
-        // all legal.
-        subtractIllegal(stretches.captures, stretches.quiets);
-        const moveStruct* move = stretches.castling;
-        for (; move < end && isCastling(move->kind); ++move)
-            count -= inCheckAfterMove(ply, move, position);
-        subtractIllegal(stretches.kingQuiets, end);
+        const u64 attacked = attackedSquares<us ^ 1>(position);
+        count -= narrow<u32>(popcount(targets & attacked));
+        for (; castling < here.moveListEnd && isCastling(castling->kind); ++castling)
+            count -= (attacked & bit(castling->to)) != 0;
     }
-    assert(count <= narrow<u32>(end - moves)); // has not gone below 0
+    if (here.notPinned != ~0ULL) count -= countPinnedIllegal<us>(~here.notPinned, position);
+    if (here.enPassantSquare)
+        for (u64 takers = position->pieceBB[PAWN + us] & enpassantTable[here.enPassantSquare];
+             takers;)
+        {
+            const moveStruct move =
+                packMove(takeLowest(takers), here.enPassantSquare, KINDENPASSANT, 0);
+            count -= isKingHitAfterMove(&move, position);
+        }
+    assert(count <= narrow<u32>(here.moveListEnd - moves)); // has not gone below 0
     return count;
 }
 

@@ -8,8 +8,10 @@
 //   Generators                  generateMovesCaptures, generateMovesQuiets, generateMovesEvade, ...
 //   Pickers                     doNextMoveStaged, doNextMoveQuiesc, doNextMoveProbCut
 //   PV from the table           getPVFromHashTable
-//   Interface without a caller  generateSimpleChecks, getBestMoveHist, listWriter
+//   Interface without a caller  generateSimpleChecks, getBestMoveHist, listWriters
 #pragma once
+
+#include <vector>
 
 #include "global.h"
 
@@ -192,15 +194,18 @@ void generateSimpleChecks(int ply, moveStruct* moves, positionStruct* position);
 /// Like getBestMove, by history ratio.
 void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStruct* position);
 
-/// The two functions of a list writer; move.cpp describes them. Each appends the moves to
-/// `targets`, at most 32 squares, and returns the end of the list. Up to eight slots after the end
-/// may be overwritten.
+/// The three functions of a list writer; move.cpp describes them. Each appends the moves to
+/// `targets` and returns the end of the list. Up to eight slots after the end may be overwritten.
 struct listWriter
 {
-    moveStruct* (*appendMoves)(moveStruct* moves, u64 targets, u32 step, u32 base);
+    /// Targets on the ranks from `low` to `high`.
+    moveStruct* (*appendPawnMoves)(moveStruct* moves, u64 targets, u32 base, int low, int high);
+    /// Targets that a piece of the type `type`, KNIGHT to KING, has on an empty board.
+    moveStruct* (*appendPieceMoves)(moveStruct* moves, u64 targets, int from, int type);
+    /// At most 32 targets.
     moveStruct* (*appendCaptures)(moveStruct* moves, u64 targets, u32 step, u32 base,
                                   const positionStruct* position);
 };
 
-extern const listWriter plainListWriter; // for any processor
-extern const listWriter listWriterInUse; // the one that the generators of this build call
+/// The writers of this build: the plain one first, the one that the generators call last.
+std::vector<listWriter> listWriters();

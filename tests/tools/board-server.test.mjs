@@ -418,13 +418,19 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
 
 test('an engine that keeps ending is given up, and tried again when asked', async () => {
   const weak = fakeEngine('weak', 'process.exit(3)');
-  const { port: at } = await start({ file: weak.file });
+  const engines = [weak, quick].map(({ file: one }) => ({ name: one, file: one }));
+  const { port: at } = await start({ file: weak.file, engines });
   const client = await Client.open(at);
   client.search(1);
   assert.match((await client.engine('failed')).text, /Fake has ended with status 3/);
   assert.equal(weak.starts(), 4);
   client.send({ type: 'restart' });
-  await until(() => weak.starts() > 4, 'another try');
+  const failures = () => client.received.filter(({ state }) => state === 'failed').length;
+  await until(() => failures() === 2, 'another try');
+  // Another one hasn't ended before.
+  client.send({ type: 'options', hash: 16, threads: 1, engine: 1 });
+  const other = await client.until(({ engine, name }) => engine === 1 && name, 'the other engine');
+  assert.equal(other.state, 'ready');
   await client.end();
 });
 

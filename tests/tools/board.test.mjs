@@ -617,6 +617,14 @@ tabTest('settings are kept, and so is a game when the page is loaded again', asy
   await page.selectOption('select[name=engine]', { index: 1 });
   await page.click('#settings button[value=take]');
   await see(page, '#engine-state', 'Fake');
+  // Analysis goes on with whichever engine it is.
+  await page.click('#mode-analyse');
+  await see(page, '#lines .line', /^2\. ?\S+/);
+  await page.keyboard.press('s');
+  await page.selectOption('select[name=engine]', { index: 0 });
+  await page.click('#settings button[value=take]');
+  await see(page, '#engine-state', 'Quillon');
+  await until(async () => Number(await page.textContent('#depth')) > 12, 'more than the 12 of the other');
 });
 
 tabTest('a whole game gets its scores and a report, and the graph goes where it is clicked', async (page) => {

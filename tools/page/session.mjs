@@ -206,8 +206,8 @@ export class Session {
   async #run() {
     let state = 'ready';
     while (!this.#isClosed) {
+      const { engine } = this.#settings;
       try {
-        const { engine } = this.#settings;
         this.#engine = await this.#settings.start(engine);
         await this.#setOptions(this.#engine);
         this.#tell(state, this.#engine.name);
@@ -219,7 +219,7 @@ export class Session {
         if (this.#isClosed) break;
         this.#engine?.kill();
         await this.#mourn(error);
-        state = 'restarted';
+        state = this.#settings.engine === engine ? 'restarted' : 'ready';
       }
     }
     await this.#engine?.quit(1000);

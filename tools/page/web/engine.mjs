@@ -259,7 +259,7 @@ export async function openLink() {
 export function setPlace(place) {
   if (place === link.place) return;
   Object.assign(state, { place, options: null });
-  Object.assign(engine, { options: null, choices: [] });
+  Object.assign(engine, { options: null, choices: [], finished: null });
   openLink();
 }
 
@@ -267,6 +267,8 @@ export function setPlace(place) {
 export function setOptions(options) {
   const { options: own } = engine;
   if (own && Object.keys(own).every((name) => options[name] === own[name])) return;
+  // Another engine may find something else.
+  if (own && options.engine !== own.engine) engine.finished = null;
   state.options = options;
   if (link.isOpen && !engine.isFailed) setNews('setting …');
   link.send({ type: 'options', ...options });

@@ -35,16 +35,16 @@ import { searchLines } from './lines.mjs';
  *  @property {?string} end why the game is over, from `endOf`; null if it isn't */
 
 function gameWork(tree, line, title) {
-  const moves = line.map(({ uci }) => uci);
-  const chess = new Chess(tree.fen);
-  const positions = [...line, null].map((played, i) => {
-    const fen = chess.fen();
-    const name = played ? `${moveNumber(fen)} ${played.san}` : 'end';
+  const nodes = [tree.root, ...line];
+  const positions = nodes.map(({ fen }, i) => {
+    const played = line[i]?.san ?? null;
+    const name = played ? `${moveNumber(fen)} ${played}` : 'end';
     // A draw that has to be claimed ends a game only where its moves end.
-    const end = endOf(chess, !played);
-    if (played) chess.move(played.san);
-    const before = { start: tree.fen, moves: moves.slice(0, i), fen };
-    return { name, ...before, played: played?.san ?? null, end };
+    const end = played ? endOf(new Chess(fen), false) : endOf(tree.chessAt(nodes[i]));
+    // Nothing before the last capture or pawn move can be repeated.
+    const first = Math.max(0, i - Number(fen.split(' ')[4]));
+    const moves = line.slice(first, i).map(({ uci }) => uci);
+    return { name, start: nodes[first].fen, moves, fen, played, end };
   });
   return { kind: 'game', title, positions, result: tree.result, tree };
 }

@@ -55,7 +55,8 @@ function isShortestMate({ score, depth }) {
 /** The first words of "position". Engines score the first repetition as a draw, so they get the
  *  moves of the game only if one legal move makes a threefold repetition. */
 function positionText(chess, start, moves) {
-  const isRepeatable = uciMoves(chess).some((move) => {
+  // The third time is at least eight plies after the first.
+  const isRepeatable = moves.length >= 7 && uciMoves(chess).some((move) => {
     playUci(chess, move);
     const isThird = chess.isThreefoldRepetition();
     chess.undo();

@@ -213,12 +213,12 @@ export function makeReport(tree, results) {
   } else if (end) scores[line.length] = { cp: 0 };
   const times = elapsedTimes(line, tree.tags.TimeControl);
   const forced = line.map(({ parent }) => new Chess(parent.fen).moves().length === 1);
-  const best = nodes.map(({ fen }, i) => readLine(fen, results[i]?.line ?? []));
+  const bestLine = (i, count) => readLine(nodes[i].fen, results[i]?.line?.slice(0, count) ?? []);
   // A move that is forced, or the engine's own, is worth what the position after it is: that has
   // been searched deeper, and such a move is never at fault.
   for (let i = line.length - 1; i >= 0; i--) {
     const { san, parent } = line[i];
-    if (!scores[i + 1] || !(forced[i] || best[i][0] === san)) continue;
+    if (!scores[i + 1] || !(forced[i] || bestLine(i, 1)[0] === san)) continue;
     scores[i] = scoreBefore(scores[i + 1], parent.fen.split(' ')[1]);
   }
   const moves = line.map(({ san, fen, parent }, i) => {
@@ -241,8 +241,8 @@ export function makeReport(tree, results) {
       accuracy: isScored ? moveAccuracy(loss) : null,
       cpLoss: lossBy(centipawns),
       mark,
-      better: mark ? best[i] : [],
-      reply: mark ? best[i + 1] : [],
+      better: mark ? bestLine(i) : [],
+      reply: mark ? bestLine(i + 1) : [],
       isForced: forced[i],
       elapsed: times[i],
       reason: null,

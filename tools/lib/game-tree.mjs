@@ -43,6 +43,8 @@ const roster = {
   Result: '*',
 };
 const results = ['1-0', '0-1', '1/2-1/2'];
+/** What is wrong with a game is listed up to this number. */
+const mostProblems = 100;
 /** Glyphs by their numbers; where several have the same number, the first is the usual one. */
 const glyphs = new Map(
   Object.entries({ '!': 1, '?': 2, '!!': 3, '??': 4, '!?': 5, '?!': 6, '□': 7 }).concat(
@@ -63,9 +65,10 @@ export const nagText = (nag) => glyphOf.get(nag) ?? `$${nag}`;
 const lexer = new RegExp(
   [
     /^%.*$/, // escaped line
-    /\{(?<comment>[^}]*)(?<end>\}|$(?![\s\S]))/,
+    // No comment goes beyond the first tag of the next game.
+    /\{(?<comment>[^}]*?)(?<end>\}|(?=\n\[Event ")|$(?![\s\S]))/,
     /;(?<rest>.*)$/,
-    /\[\s*(?<name>\w+)\s*"(?<value>(?:\\.|[^"\\])*)"\s*\]/,
+    /\[\s*(?<name>\w+)\s*"(?<value>[^"\\\n]*(?:\\.[^"\\\n]*)*)"\s*\]/,
     /^\[\s*(?<name2>\w+)\s*"(?<value2>.*)"\s*\]\s*$/, // quotes that aren't escaped
     /(?<open>\()|(?<close>\))/,
     /(?<result>1-0|0-1|1\/2-1\/2|½-½|1\/2|\*)(?![\w/-])/,
@@ -74,7 +77,7 @@ const lexer = new RegExp(
     /e\.?p\.?(?!\w)/,
     /(?<number>\d+)(?:\s*[.…]+|(?=\s))/,
     /(?<move>--|[A-Za-z0-9@][-\w+#=:@]*)/,
-    /[.…]|(?<junk>\S)/,
+    /[.…]|(?<junk>\0+|\S)/,
   ]
     .map((part) => part.source)
     .join('|'),
@@ -412,28 +415,44 @@ function writeLine(start, words, variation = null) {
  *  @typedef {object} Entry
  *  @property {Record<string, string>} tags all of them
  *  @property {?string} result at the end of the moves
+ *  @property {boolean} hasMoves
+ *  @property {boolean} hasJunk whether there are characters in it that PGN has no use for
  *  @property {number} line of its first word, from 1
+ *  @property {number} start of that word in the text
+ *  @property {number} end
  *  @property {() => GameTree} read */
 
-/** Words that scanGames() reads at a time, in some milliseconds. */
+/** Words that are read at a time, in some milliseconds. */
 const wordsOfStep = 4096;
+
+function finish(steps) {
+  let step = steps.next();
+  while (!step.done) step = steps.next();
+  return step.value;
+}
 
 /** Finds the games of a PGN text.
  *  @param {string} text
  *  @returns {Entry[]} none when there is no word in it */
-export function listGames(text) {
-  const scan = scanGames(text);
-  let step = scan.next();
-  while (!step.done) step = scan.next();
-  return step.value;
-}
+export const listGames = (text) => finish(scanGames(text));
 
 /** The same in small steps, so that a page can do other things between them.
  *  @param {string} text
  *  @yields {number} the share that has been read, 0 to 1
  *  @returns {Generator<number, Entry[]>} */
 export function* scanGames(text) {
-  text = text.replace(/^\uFEFF/, '');
+  const parts = yield* cutGames(text.replace(/^\uFEFF/, ''));
+  return parts.filter(({ tags, result, hasMoves }) => (
+    hasMoves || result || Object.keys(tags).length));
+}
+
+/** Cuts a PGN text into its games and what is between them. A part ends where another begins, so
+ *  all but the last are the same however the text goes on.
+ *  @param {string} text
+ *  @returns {Entry[]} those without moves, result and tags are no games */
+export const splitGames = (text) => finish(cutGames(text));
+
+function* cutGames(text) {
   const games = [];
   let words = 0;
   let game = null;
@@ -452,7 +471,7 @@ export function* scanGames(text) {
     if (!game || (isNext && !isSilent)) {
       line += countLines(text, counted, index);
       counted = index;
-      game = { tags: {}, result: null, hasMoves: false, line, start: index };
+      game = { tags: {}, result: null, hasMoves: false, hasJunk: false, line, start: index };
       games.push(game);
     }
     game.end = index + word.length;
@@ -464,13 +483,9 @@ export function* scanGames(text) {
     else if (is.close) depth = Math.max(0, depth - 1);
     else if (is.result && !depth) game.result = resultOf(is.result);
     if (is.move) game.hasMoves = true;
+    if (is.junk) game.hasJunk = true;
   }
-  return games
-    .filter(({ tags, result, hasMoves }) => hasMoves || result || Object.keys(tags).length)
-    .map(({ start, end, ...entry }) => ({
-      ...entry,
-      read: () => readTree(text, start, end, entry),
-    }));
+  return games.map((entry) => ({ ...entry, read: () => readTree(text, entry) }));
 }
 
 const resultOf = (word) => word.replace('½-½', '1/2-1/2').replace(/^1\/2$/, '1/2-1/2');
@@ -483,11 +498,12 @@ function countLines(text, from, to) {
   return count;
 }
 
-function readTree(text, start, end, { tags, result }) {
+function readTree(text, { start, end, tags, result }) {
   const { FEN: fen, SetUp: setUp, Result: tagged, ...others } = tags;
   const known = Object.entries(others).filter(([name, value]) => value && value !== roster[name]);
   const problems = [];
   const complain = (index, message, endsGame = false) => {
+    if (problems.length >= mostProblems && !endsGame) return;
     const column = index - text.lastIndexOf('\n', index - 1);
     problems.push({ line: 1 + countLines(text, 0, index), column, message, endsGame });
   };
@@ -569,7 +585,7 @@ function readMoves(tree, text, start, end, complain) {
       line = { ...line, ...nothing, node, isOwn: children.length > count };
       isAhead = false;
     } else if (is.junk) {
-      complain(index, `"${is.junk}" has no meaning here`);
+      complain(index, `${JSON.stringify(is.junk[0])} has no meaning here`);
     }
   }
   if (stack.length) complain(end, 'a variation has no end');

@@ -4,7 +4,7 @@
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
-import { formatRows, kindOf, outputFile, readWork } from '../../tools/lib/analysis.mjs';
+import { formatRows, kindOf, readGame as readGameOf, readJobs } from '../../tools/lib/analysis.mjs';
 import {
   endOf, numbered, playText, readFen, readScore, sanLine, scoreText, startFen, winPercent,
 } from '../../tools/lib/chess.mjs';
@@ -117,24 +117,30 @@ test('a record without a task, or with an impossible one, is refused', () => {
   assert.throws(() => parseEpd('bm e4;'), /not a position/);
 });
 
-test('records and games are told apart; wrong records are reported and the others kept', () => {
+/** The jobs and problems of a text. */
+async function read(...pieces) {
+  const [jobs, problems] = [[], []];
+  for await (const job of readJobs('f', pieces, (each) => problems.push(each))) jobs.push(job);
+  return { jobs, problems };
+}
+
+test('records are told from games; wrong ones are reported and the others kept', async () => {
   assert.equal(kindOf('# comment\n\n4k3/8/8/8/8/8/8/4K3 w - -\n'), 'epd');
   assert.equal(kindOf('[Event "x"]\n1. e4'), 'pgn');
   assert.equal(kindOf('1. e4 e5'), 'pgn');
   for (const [text, names, problem] of [
-    ['Dear Sir, thank you.\n', [], 'f: neither positions nor games'],
+    ['Dear Sir, thank you.\n', [], 'f, line 1, column 1: this is neither a position nor a game'],
     [' \n', [], 'f: the file is empty'],
     ['4k3/8/8/8/8/8/8/R3K3 w - - id "r";\n8/8/8/8/8/8/8/8 w - -\n\nstartpos\n', ['r', '2'],
       'f, line 2: not a position: missing white king'],
   ]) {
-    const problems = [];
-    const works = readWork('f', text, (each) => problems.push(each));
-    assert.deepEqual(works.flatMap(({ positions }) => positions.map(({ name }) => name)), names);
+    const { jobs, problems } = await read(text);
+    assert.deepEqual(jobs.map(({ position }) => position.name), names);
     assert.deepEqual(problems, [problem]);
   }
 });
 
-const readGame = (text) => readWork('f', text, assert.fail)[0];
+const readGame = (text) => readGameOf({ isOnly: true, text, line: 1, column: 1 });
 const resultsOf = (scores) => scores.map((score) => ({ score }));
 
 test('the swings are the moves that lost most, in the order of the game', () => {

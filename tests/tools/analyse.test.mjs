@@ -79,7 +79,7 @@ test('--json prints an object for each position and each game', async () => {
   assert.equal(before.played, 'e4');
   assert.deepEqual([before.score, middle.score, last.score], [{ cp: 10 }, { cp: -10 }, { cp: 10 }]);
   assert.deepEqual([before.depth, before.line.length, last.end], [12, 1, null]);
-  assert.deepEqual(game, { input: 'White - Black', result: '*', swings: [] });
+  assert.deepEqual(game, { game: 1, input: 'White - Black', result: '*', swings: [] });
 });
 
 test('several games have a graph each; an illegal move ends only its own game', async () => {
@@ -87,10 +87,11 @@ test('several games have a graph each; an illegal move ends only its own game', 
   const input = '1. e4 e5 2. Ke3 *\n\n1. d4 *';
   const { status, out, err } = await analyseBy(fake(), ['--svg', file('two.b/g'), '-'], { input });
   assert.equal(status, 1);
-  assert.equal(err, 'analyse: standard input, line 1, column 13: 2. Ke3 is not a legal move\n');
+  const message = 'game 1, line 1, column 13: 2. Ke3 is not a legal move';
+  assert.equal(err, `analyse: standard input, ${message}\n`);
   const names = namesOf(out).filter((name) => /^(\d|end)/.test(name));
   assert.deepEqual(names, ['1. e4', '1... e5', 'end', '1. d4', 'end']);
-  assert.match(out, /White - Black \(game 2 of 2\)/);
+  assert.match(out, /White - Black \(game 2\)/);
   assert.deepEqual(fs.readdirSync(file('two.b')).sort(), ['g-1.svg', 'g-2.svg']);
 });
 
@@ -99,7 +100,7 @@ test('if the engine exits, the results so far are printed and drawn', async () =
   const pgn = file('dies.pgn', foolsMate);
   const { status, out, err } = await analyseBy(fake('dies', 3), ['--svg', svg, pgn]);
   assert.equal(status, 1);
-  assert.equal(err, 'analyse: Fake 1.0 has ended with status 3 (Fool - Scholar, 2. g4)\n');
+  assert.equal(err, `analyse: ${pgn}, game 1, 2. g4: Fake 1.0 has ended with status 3\n`);
   const names = namesOf(out);
   assert.deepEqual(names.slice(2, 4), ['1. f3', '1... e5']);
   assert.ok(!names.includes('2. g4'));
@@ -205,7 +206,7 @@ test('wrong use gives one line and status 2, a missing file one line and status 
   ];
   await checkUse(cases.map((row) => ['analyse', ...row]));
   const rubbish = await analyseBy(fake('rubbish'), ['startpos']);
-  const message = 'Fake 1.0 answers "e9e9", which is not a legal move (positions, 1)';
+  const message = 'positions, 1: Fake 1.0 answers "e9e9", which is not a legal move';
   assert.deepEqual([rubbish.status, rubbish.err], [1, `analyse: ${message}\n`]);
 });
 

@@ -3,11 +3,13 @@
 // score of 10 centipawns. Its arguments change that from search number N on:
 //
 //   dies N      exits with status 3
+//   once N      the same, unless there is the file QUILLON_MARK, which it makes
 //   illegal N   answers with an illegal move
 //   rubbish N   answers with moves that don't exist
 //   waits N     answers only to "stop"
 //   late N      answers after 1.5 seconds
 
+import fs from 'node:fs';
 import readline from 'node:readline';
 import { readPosition } from '../../tools/lib/chess.mjs';
 
@@ -22,6 +24,10 @@ async function search() {
   const best = (moves.find(({ san }) => san.endsWith('#')) ?? moves[0]).lan;
   const is = (what) => manner === what && searches >= Number(number);
   if (is('dies')) process.exit(3);
+  if (is('once') && !fs.existsSync(process.env.QUILLON_MARK)) {
+    fs.writeFileSync(process.env.QUILLON_MARK, '');
+    process.exit(3);
+  }
   if (is('rubbish')) say('info depth x score pawns many pv e9e9 \u0001');
   if (is('late')) await new Promise((resolve) => setTimeout(resolve, 1500));
   say(`info depth 12 score cp 10 time 1 pv ${best} e9e9`);

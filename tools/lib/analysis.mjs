@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads positions and games, analyses them with an engine and prints what it finds.
+// Reads positions and games, analyses positions with an engine and makes a table of what it finds.
 
-import fs from 'node:fs';
 import {
   Chess,
   endOf,
@@ -17,37 +16,25 @@ import {
 import { parseEpd } from './epd.mjs';
 import { listGames, problemText } from './game-tree.mjs';
 import { searchLines } from './lines.mjs';
+import { streamGames } from './pgn-stream.mjs';
 
-/** A game, or a list of unrelated positions.
- *  @typedef {object} Work
- *  @property {'game' | 'positions'} kind
- *  @property {string} title
- *  @property {Position[]} positions
- *  @property {?string} result of a game
- *  @property {import('./game-tree.mjs').GameTree} [tree] the whole of a game
+/** What an engine does at a time: a game, or a position of a list.
+ *  @typedef {object} Job
+ *  @property {string} input the name of the file
+ *  @property {number} number of the game or position in it, from 1
+ *  @property {boolean} isOnly whether it is the only one there
+ *  @property {number} end characters of the file up to its end
+ *  @property {Position} [position] of a list
+ *  @property {number} [width] of the first column for the list
+ *  @property {string} [text] of a game, as `line`, `column` and `isCut`; see pgn-stream.mjs
  *
  *  @typedef {object} Position
  *  @property {string} name for the first column
- *  @property {string} start FEN of the first position of the game
+ *  @property {string} start FEN of the game's position after its last irreversible move
  *  @property {string[]} moves from there, in UCI notation
  *  @property {string} fen
  *  @property {?string} played the move of the game, in SAN
  *  @property {?string} end why the game is over, from `endOf`; null if it isn't */
-
-function gameWork(tree, line, title) {
-  const nodes = [tree.root, ...line];
-  const positions = nodes.map(({ fen }, i) => {
-    const played = line[i]?.san ?? null;
-    const name = played ? `${moveNumber(fen)} ${played}` : 'end';
-    // A draw that has to be claimed ends a game only where its moves end.
-    const end = played ? endOf(new Chess(fen), false) : endOf(tree.chessAt(nodes[i]));
-    // Nothing before the last capture or pawn move can be repeated.
-    const first = Math.max(0, i - Number(fen.split(' ')[4]));
-    const moves = line.slice(first, i).map(({ uci }) => uci);
-    return { name, start: nodes[first].fen, moves, fen, played, end };
-  });
-  return { kind: 'game', title, positions, result: tree.result, tree };
-}
 
 /** Tells records (EPD or FEN) from games by the first line that is not a comment.
  *  @param {string} text
@@ -57,7 +44,7 @@ export function kindOf(text) {
   return looksLikeFen(line) || line.trim() === 'startpos' ? 'epd' : 'pgn';
 }
 
-function readRecords(title, text, complain) {
+function* readRecords(input, text, complain) {
   const positions = [];
   for (const [i, line] of text.split('\n').entries()) {
     if (!line.trim() || line.startsWith('#')) continue;
@@ -68,41 +55,98 @@ function readRecords(title, text, complain) {
       const name = record?.operations.get('id') ?? String(positions.length + 1);
       positions.push({ name, start: fen, moves: [], fen, played: null, end: endOf(chess) });
     } catch (error) {
-      complain(`${title}, line ${i + 1}: ${error.message}`);
+      complain(`${input}, line ${i + 1}: ${error.message}`);
     }
   }
-  return positions.length ? [{ kind: 'positions', title, positions, result: null }] : [];
+  const width = Math.max(8, ...positions.map(({ name }) => name.length));
+  const isOnly = positions.length === 1;
+  for (const [i, position] of positions.entries()) {
+    const end = (text.length * (i + 1)) / positions.length;
+    yield { input, number: i + 1, isOnly, end, position, width };
+  }
 }
 
-/** Reads the text of a file.
- *  @param {string} title the name of the file
- *  @param {string} text
+async function* readGames(input, pieces, complain) {
+  let number = 0;
+  let isEmpty = true;
+  /** It is known to be the only one when the next one comes. */
+  let held = null;
+  for await (const { isGame, ...part } of streamGames(pieces)) {
+    isEmpty = false;
+    if (isGame) {
+      if (held) yield held;
+      held = { input, number: ++number, isOnly: false, ...part };
+    } else {
+      const message = 'this is neither a position nor a game';
+      complain(`${input}, ${problemText({ ...part, message })}`);
+    }
+  }
+  if (held) yield { ...held, isOnly: number === 1 };
+  if (isEmpty) complain(`${input}: the file is empty`);
+}
+
+/** Reads the text of a file while it arrives, games one at a time.
+ *  @param {string} input the name of the file
+ *  @param {AsyncIterable<string> | Iterable<string>} pieces
  *  @param {(problem: string) => void} complain called for each part that can't be read
  *  @param {'epd' | 'pgn'} [kind] `kindOf` finds it out
- *  @returns {Work[]} */
-export function readWork(title, text, complain, kind = kindOf(text)) {
-  if (kind === 'epd') return readRecords(title, text, complain);
-  const games = listGames(text).map((entry) => ({ ...entry, tree: entry.read() }));
-  // Any text has words; without tags or a legal first move it isn't a game.
-  if (games.every(({ tags, tree }) => !Object.keys(tags).length && !tree.root.children.length)) {
-    complain(`${title}: ${text.trim() ? 'neither positions nor games' : 'the file is empty'}`);
-    return [];
+ *  @returns {AsyncGenerator<Job>} */
+export async function* readJobs(input, pieces, complain, kind) {
+  const source = (pieces[Symbol.asyncIterator] ?? pieces[Symbol.iterator]).call(pieces);
+  let head = '';
+  while (!kind) {
+    const { value = '', done } = await source.next();
+    head += value;
+    const isEnough = done || head.length > 1 << 16 || /^(?![#%]).*\S.*\n/m.test(head);
+    if (isEnough) kind = kindOf(head);
   }
-  return games.flatMap(({ tree }, i) => {
-    const problem = tree.problems.find(({ endsGame }) => endsGame);
-    if (problem) complain(`${title}, ${problemText(problem)}`);
-    const line = tree.lineFrom();
-    // Engines don't take null moves.
-    const nullMove = line.findIndex(({ san }) => san === '--');
-    if (nullMove >= 0) {
-      tree.remove(line[nullMove]);
-      complain(`${title}: game ${i + 1}: it is read up to its null move`);
-      line.length = nullMove;
-    }
-    if (problem && !line.length) return [];
-    const number = games.length > 1 ? ` (game ${i + 1} of ${games.length})` : '';
-    return gameWork(tree, line, playersOf(tree.tags) + number);
+  async function* all() {
+    yield head;
+    yield* source;
+  }
+  if (kind === 'pgn') return yield* readGames(input, all(), complain);
+  let text = '';
+  for await (const piece of all()) text += piece;
+  return yield* readRecords(input, text, complain);
+}
+
+/** Reads the game of a job.
+ *  @param {Job} job
+ *  @returns {{title: string, tree: import('./game-tree.mjs').GameTree, positions: Position[],
+ *      problem: ?string}} those before each move and the last one, none where no move could be
+ *      read; `problem` says what was left out */
+export function readGame({ number, isOnly, text, line: firstLine, column: firstColumn, isCut }) {
+  const tree = listGames(text)[0].read();
+  const line = tree.lineFrom();
+  const problems = [...tree.problems].sort((a, b) => b.endsGame - a.endsGame);
+  const complain = (message) => problems.push({ line: 1, column: 1, message });
+  if (isCut) complain('the game is too long; only its beginning is read');
+  // Engines don't take null moves.
+  const nullMove = line.findIndex(({ san }) => san === '--');
+  if (nullMove >= 0) {
+    tree.remove(line[nullMove]);
+    line.length = nullMove;
+    complain('the game is read up to its null move');
+  }
+  const [problem = null, ...others] = problems.map(({ line: row, column, message }) => {
+    const first = row === 1 ? firstColumn - 1 : 0;
+    return problemText({ line: firstLine + row - 1, column: first + column, message });
   });
+  const isUnread = !line.length && tree.problems.some(({ endsGame }) => endsGame);
+  const nodes = isUnread ? [] : [tree.root, ...line];
+  const positions = nodes.map(({ fen }, i) => {
+    const played = line[i]?.san ?? null;
+    const name = played ? `${moveNumber(fen)} ${played}` : 'end';
+    // A draw that has to be claimed ends a game only where its moves end.
+    const end = played ? endOf(new Chess(fen), false) : endOf(tree.chessAt(nodes[i]));
+    // Nothing before the last capture or pawn move can be repeated.
+    const start = Math.max(0, i - Number(fen.split(' ')[4]));
+    const moves = line.slice(start, i).map(({ uci }) => uci);
+    return { name, start: nodes[start].fen, moves, fen, played, end };
+  });
+  const title = playersOf(tree.tags) + (isOnly ? '' : ` (game ${number})`);
+  const more = others.length ? ` (and ${others.length} more)` : '';
+  return { title, tree, positions, problem: problem && problem + more };
 }
 
 /** Analyses one position.
@@ -147,21 +191,19 @@ export function formatRows({ name, fen, end }, { score, lines }, width) {
   });
 }
 
-/** The head of the table. */
-export function formatHead(kind, width) {
-  const first = kind === 'game' ? 'played' : 'position';
+/** The head of the table.
+ *  @param {'played' | 'position'} first column
+ *  @param {number} width of that */
+export function formatHead(first, width) {
   return [first.padEnd(width), '  score', 'depth', 'best   ', 'line'].join('  ');
 }
 
-/** Where a file of a game goes: the file itself for one game, else one with the game's number.
+/** Where a file of a game goes: the file itself for an only one, else one with the game's number.
  *  @param {string} file "score.svg"
  *  @param {number} number from 1
- *  @param {number} total of games
+ *  @param {boolean} isOnly
  *  @param {string} kind the usual end of such names, "svg" */
-export function outputFile(file, number, total, kind) {
+export function outputFile(file, number, isOnly, kind) {
   const end = new RegExp(`(\\.${kind})?$`, 'i');
-  return total < 2 ? file : file.replace(end, `-${number}.${kind}`);
+  return isOnly ? file : file.replace(end, `-${number}.${kind}`);
 }
-
-/** Whether an input is a file, or standard input. */
-export const isFile = (input) => input === '-' || fs.existsSync(input);

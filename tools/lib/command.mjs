@@ -78,6 +78,17 @@ export class Command {
     }
   }
 
+  /** The text of a file, or of standard input for "-", in pieces.
+   *  @returns {AsyncIterable<string>} which throws an error with a plain reason */
+  async *stream(file) {
+    const stream = file === '-' ? process.stdin : fs.createReadStream(file);
+    try {
+      yield* stream.setEncoding('utf8');
+    } catch (error) {
+      throw new Error(`${file}: ${reason(error, 'file')}`);
+    }
+  }
+
   /** The text of a file, or of standard input for "-".
    *  @throws {Error} with a plain reason */
   read(file) {
@@ -120,12 +131,24 @@ export async function startEngine(file, options) {
   return engine;
 }
 
-/** A line on standard error, if that is a terminal, that says how much is done. */
+/** "1:02:03". */
+const hoursText = (seconds) => {
+  const pad = (number) => String(Math.floor(number)).padStart(2, '0');
+  return `${Math.floor(seconds / 3600)}:${pad((seconds / 60) % 60)}:${pad(seconds % 60)}`;
+};
+
+/** A line on standard error that says how much is done. Without a terminal it is written only on
+ *  request, every ten seconds. */
 export class Progress {
-  /** @param {number} total number of pieces of work
-   *  @param {string} what they are, in the plural */
-  constructor(total, what) {
-    Object.assign(this, { total, what, done: 0 });
+  #started = performance.now();
+  #shareBefore = null;
+  #next = 0;
+
+  /** @param {?number} total number of pieces of work, null if it isn't known
+   *  @param {string} what they are, in the plural
+   *  @param {boolean} [isAsked] */
+  constructor(total, what, isAsked = false) {
+    Object.assign(this, { total, what, isAsked, done: 0 });
   }
 
   /** Removes the line so that something else can be printed. */
@@ -134,11 +157,29 @@ export class Progress {
   }
 
   /** Shows the line.
-   *  @param {number} [done] pieces finished */
-  show(done = this.done) {
+   *  @param {number} [done] pieces finished
+   *  @param {?number} [share] of all work, 0 to 1, for the time left */
+  show(done = this.done, share = null) {
     this.done = done;
+    this.#shareBefore ??= share;
+    const now = performance.now();
+    const isTerminal = process.stderr.isTTY;
+    if (!(isTerminal ? this.total !== 1 : this.isAsked && now >= this.#next)) return;
+    this.#next = now + 10000;
+    const seconds = (now - this.#started) / 1000;
+    const words = [`${done}${this.total ? ` of ${this.total}` : ''} ${this.what}`];
+    if (!this.total) words.push(`${Math.round((done / seconds) * 3600)} per hour`);
+    if (share !== null) words.push(`${Math.floor(100 * share)} %`);
+    const gone = share - this.#shareBefore;
+    if (gone > 0) words.push(`${hoursText((seconds * (1 - share)) / gone)} left`);
     this.hide();
-    if (!process.stderr.isTTY || this.total < 2) return;
-    process.stderr.write(`${done} of ${this.total} ${this.what}`);
+    process.stderr.write(words.join(', ') + (isTerminal ? '' : '\n'));
+  }
+
+  /** Ends with a line on the whole, where there is no terminal. */
+  end() {
+    this.#next = 0;
+    this.show(this.done, 1);
+    this.hide();
   }
 }

@@ -447,12 +447,6 @@ i64 millisecondsSinceGo()
     return now() - narrow<i64>(u64{engine.startTime});
 }
 
-/// Whether all threads together have searched as many nodes as `go nodes` allows.
-bool isNodeLimitReached()
-{
-    return TESTER && engine.nodeLimit && theWorkForce.nofNodes() >= engine.nodeLimit;
-}
-
 /// Counts down to the next check of the hard budget and the node limit; true when one is used up. A
 /// call to the system at each node would cost more than it gains: the budget is not that exact.
 bool isTimeOver(positionStruct* position)
@@ -461,9 +455,9 @@ bool isTimeOver(positionStruct* position)
     position->nodesToClockCheck = engine.nodeCheckInterval;
     // An unlimited search reads the clock too: a platform without threads uses that to take turns.
     const i64 elapsed = millisecondsSinceGo();
-    const bool hasTime = theWorkForce.ponderSearch || engine.infinite || elapsed < engine.maxTime;
-    // cppcheck-suppress knownConditionTrueFalse ; only in the tester build it isn't known
-    if (hasTime && !isNodeLimitReached()) return false;
+    bool isOver = !theWorkForce.ponderSearch && !engine.infinite && elapsed >= engine.maxTime;
+    if constexpr (TESTER) isOver |= engine.nodeLimit && theWorkForce.nofNodes() >= engine.nodeLimit;
+    if (!isOver) return false;
     theWorkForce.stop();
     return true;
 }

@@ -187,8 +187,8 @@ test('the script for PyChess reports a missing engine', async () => {
   assert.match(engine.stderr, /\/nowhere\/quillon: No such file/);
 });
 
-test('the pictures and files in docs/connect.md exist, and all of them are used', () => {
-  const links = [...guide.matchAll(/\]\(([^)#]+)\)/g)].map((link) => link[1]);
+test('the pictures and files of the guides exist, and all of them are used', () => {
+  const links = [...(guide + testing).matchAll(/\]\(([^)#]+)\)/g)].map((link) => link[1]);
   const local = links.filter((link) => !link.includes('://'));
   for (const link of local) assert.ok(fs.existsSync(doc(link)), link);
 

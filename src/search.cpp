@@ -763,9 +763,8 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         // The record of the child keeps the check of the last move that was made there, and
         // getPVFromHashTable reads it. So after a check the next move is made in any case.
         const bool skipOrdering = filter.has_value();
-        if (skipOrdering && !next.inCheck && cursor < here.moveListEnd &&
-            !filter->mayGiveCheck(*cursor, position))
-            continue;
+        if (skipOrdering && !next.inCheck)
+            while (cursor < here.moveListEnd && !filter->mayGiveCheck(*cursor, position)) ++cursor;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         // What the child's evaluation reads is fetched while this node decides about the move.
         prefetchEvaluation(position);

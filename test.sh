@@ -41,6 +41,7 @@ need_packages g++=g++ cmake=cmake make=make node=nodejs npm=npm \
         /usr/lib/python3/dist-packages/yaml/__init__.py=python3-yaml \
         /usr/lib/llvm-14/lib/LLVMgold.so=llvm-14-dev man=man-db mandoc=mandoc \
         dpkg-shlibdeps=dpkg-dev lintian=lintian readelf=binutils em++=emscripten \
+        parallel=parallel \
         /usr/lib/llvm-14/include/c++/v1/version=libc++-14-dev \
         /usr/lib/llvm-14/lib/libc++abi.so=libc++abi-14-dev \
         /usr/src/googletest/CMakeLists.txt=googletest \

@@ -33,7 +33,7 @@ echo "== clang-format"
 listed '*.cpp' '*.h' | xargs clang-format --dry-run -Werror || fails clang-format
 
 echo "== shellcheck"
-listed '*.sh' .ci/run dev/instructions dev/release packaging/debian/postinst |
+listed '*.sh' .ci/run dev/analyse-shards dev/instructions dev/release packaging/debian/postinst |
     xargs shellcheck -x || fails shellcheck
 
 echo "== node --check"

@@ -17,11 +17,13 @@ const start = file('start.epd', 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w K
 // No mating material.
 const bare = file('bare.epd', '8/8/4k3/8/8/3NK3/8/8 w - -\n');
 
-/** Runs a gauntlet; row: the cells of the last row of its table. */
+/** Runs a gauntlet; row: the cells of the last row of its table.
+ *  @param {?number} games null for the tool's default */
 async function gauntlet(name, opponent, games, openings, ...more) {
   const pgn = file(`${name}.pgn`);
   const args = ['--engine', fakeNamed('mate'), '--opponent', opponent, '--pgn', pgn];
-  const limits = ['--time', '1+0', '--games', String(games), '--openings', openings];
+  const limits = ['--time', '1+0', '--openings', openings];
+  if (games) limits.push('--games', String(games));
   const result = await run('gauntlet', [...args, ...limits, ...more]);
   const rows = linesOf(result.out).filter((line) => line.startsWith('|'));
   const row = rows.at(-1).split('|').map((cell) => cell.trim());
@@ -177,15 +179,17 @@ test('White mates in the opening, so each engine wins once in a pair', async () 
 for (const [verdict, range, llr] of [['H0', '0,400', '-3.41'], ['H1', '-400,0', '3.41']]) {
   test(`a match ends when ${verdict} is accepted, and a resumed one plays no more`, async () => {
     const more = [`--sprt=${range}`, '--model', 'logistic'];
-    const play = () => gauntlet(verdict, fakeNamed('other'), 40, bare, ...more);
+    const play = () => gauntlet(verdict, fakeNamed('other'), null, bare, ...more);
     const { out, err } = await play();
     const [elo0, elo1] = range.split(',');
     const hypotheses = `other: H0 ${elo0} against H1 ${elo1}, logistic Elo`;
     const result = `LLR ${llr} (-2.94 to 2.94), pairs 0, 0, 2, 0, 0, ${verdict} accepted`;
     assert.equal(linesOf(out).at(-1), `${hypotheses}: ${result}`);
     // Half of the square root of 0.05 is 0.1118, -360 Elo.
-    const line = 'other 4/40: 0.5 (insufficient material, 0 half-moves); Elo +0 (-360 to +360)';
-    assert.ok(linesOf(err).at(-1).startsWith(`${line}; ${result}; at most 0:`), err);
+    const [, , third, fourth] = linesOf(err);
+    assert.match(third, /^other 3\/100000: 0\.5 .*; LLR -?1\.70 .*; at most [\d:]+ left$/);
+    const line = 'other 4/100000: 0.5 (insufficient material, 0 half-moves); Elo +0 (-360 to +360)';
+    assert.equal(fourth, `${line}; ${result}`);
     const again = await play();
     assert.deepEqual([again.out, again.err], [out, '']);
   });

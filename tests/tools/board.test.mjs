@@ -633,7 +633,7 @@ tabTest('a whole game gets its scores and a report, and the graph goes where it 
   await page.click('#review');
   await see(page, '.message', 'Every position of the game has a score');
   const blunder = page.locator('#report .is-blunder');
-  await see(page, '#report .is-blunder', /2\.\.\. Ke7\?\?.*Blunder: .* to .*M?#?1/s);
+  await see(page, '#report .is-blunder', /2\.\.\. Ke7\?\?.*Blunder: .* to \+M1/s);
   await see(page, '#report', 'accuracy');
   await blunder.locator('button').first().click();
   await page.click('#tab-moves');

@@ -22,7 +22,7 @@ import { engine, scoreNow } from './engine.mjs';
 import { $, html, nothing, pieceSvg, pieceWords, piecesOf } from './html.mjs';
 import { messageView, say } from './messages.mjs';
 import { personMoves } from './play.mjs';
-import { capturedOf, checkOf, movesFrom, nameOf, readTyped, turnOf } from './rules.mjs';
+import { capturedOf, checkOf, movesFrom, nameOf, otherSide, readTyped, turnOf } from './rules.mjs';
 import { scoreText, scoreWords, whiteShare } from './score.mjs';
 import { clockOf, endAt, goTo, isAtTip, movable, nextOf, passing, save, state } from './state.mjs';
 
@@ -275,8 +275,10 @@ function playerView(side, place) {
   const name = mode === 'play' ? own : (game.tags[nameOf(side)] ?? nameOf(side));
   const rating = mode === 'play' ? '' : (game.tags[`${nameOf(side)}Elo`] ?? '');
   const captured = capturedOf(node.fen);
-  const lost = captured[side === 'w' ? 'b' : 'w'];
+  const lost = captured[otherSide(side)];
   const lead = side === 'w' ? captured.lead : -captured.lead;
+  const ahead = lead > 0 ? `, ${lead} points ahead` : '';
+  const words = lost.length || ahead ? `${lost.length} pieces captured${ahead}` : '';
   const atNode = clockOf(node, side);
   const isLive = clock && isAtTip();
   const left = isLive ? clock.left(side) : (atNode ?? (clock ? clock.base : null));
@@ -285,10 +287,11 @@ function playerView(side, place) {
   return html`
     <div class="player ${side === 'b' ? 'is-black' : ''}" id="player-${place}">
       <span class="disc"></span><span class="name">${name}</span><small>${rating}</small>
-      <span class="captured" role=${lost.length || lead > 0 ? 'img' : nothing} aria-label=${`${lost.length} pieces captured${lead > 0 ? `, ${lead} points ahead` : ''}`}>
-        ${lost.map((piece) => pieceSvg((side === 'w' ? 'b' : 'w') + piece))}${lead > 0 ? `+${lead}` : ''}
+      <span class="captured" role=${words ? 'img' : nothing} aria-label=${words || nothing}>
+        ${lost.map((piece) => pieceSvg(otherSide(side) + piece))}${lead > 0 ? `+${lead}` : ''}
       </span>
-      <span class="clock ${kind}" ?hidden=${left === null}>${left === null ? '' : timeText(left)}</span>
+      <span class="clock ${kind}" ?hidden=${left === null}
+        >${left === null ? '' : timeText(left)}</span>
     </div>`;
 }
 
@@ -305,12 +308,12 @@ function barView() {
 
 export const resultText = ({ result }) => result.replaceAll('1/2', '½');
 
-function statusText() {
+function statusView() {
   const { node, mode, person } = state;
   const { review } = passing;
   if (review) return `Scoring position ${review.index} of ${review.nodes.length - 1} …`;
   const ending = endAt(node);
-  if (ending) return `${ending.text} (${resultText(ending)})`;
+  if (ending) return html`${ending.text} <span class="whole">(${resultText(ending)})</span>`;
   const turn = nameOf(turnOf(node.fen));
   if (mode === 'analyse') return engine.search ? `${turn} to move, analysing …` : `${turn} to move`;
   if (!isAtTip()) return 'An earlier position; the game goes on from the last one';
@@ -339,7 +342,7 @@ export function boardView() {
       <div class="board-row">${barView()}<div id="board"></div></div>
       ${playerView(bottom, 'bottom')}
       <div class="under ${endAt(node) && !passing.review ? 'is-over' : ''}">
-        ${messageView(statusText())}
+        ${messageView(statusView())}
         <form id="type-move" autocomplete="off" @submit=${typeMove}>
           <input id="typed" type="text" maxlength="10" spellcheck="false" autocapitalize="off"
             placeholder="Type a move" enterkeyhint="go" ?disabled=${!movable()}
@@ -348,7 +351,8 @@ export function boardView() {
       </div>
       <p class="unseen" id="last-move" aria-live="polite">${node.parent ? moveWords(node) : ''}</p>
       <ul class="unseen" id="pieces" aria-label="Pieces on the board">
-        <li>White: ${piecesText(node.fen, 'w')}</li><li>Black: ${piecesText(node.fen, 'b')}</li></ul>
+        <li>White: ${piecesText(node.fen, 'w')}</li>
+        <li>Black: ${piecesText(node.fen, 'b')}</li></ul>
     </section>`;
 }
 

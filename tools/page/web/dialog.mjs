@@ -11,8 +11,8 @@ let current = null;
  *  @param {string} settings.id of its element
  *  @param {string} settings.title
  *  @param {() => unknown} settings.body its template
- *  @param {(form: HTMLFormElement) => void} [settings.take] is called when the form is sent; without
- *      it the dialog can only be closed
+ *  @param {(form: HTMLFormElement) => void} [settings.take] is called when the form is sent;
+ *      without it the dialog can only be closed
  *  @param {string} [settings.label] of the button that sends it
  *  @param {unknown} [settings.buttons] more of them */
 export function openDialog(settings) {
@@ -39,14 +39,20 @@ export function showDialog() {
   // Each dialog is an element of its own, so that nothing of another one is left.
   render(
     html`
-    <dialog id=${id} aria-labelledby="dialog-title" @close=${({ target }) => target.open || forget()}>
+    <dialog id=${id} aria-labelledby="dialog-title"
+      @close=${({ target }) => target.open || forget()}>
       <form method="dialog" @submit=${submit}>
         <h2 id="dialog-title" tabindex="-1" autofocus>${title}</h2>
         ${body()}
         <div class="dialog-buttons">
           ${buttons}
-          <button type="button" value="cancel" @click=${closeDialog}>${take ? 'Cancel' : 'Close'}</button>
-          ${take ? html`<button type="submit" value="take" class="primary">${label}</button>` : nothing}
+          <button type="button" value="cancel" @click=${closeDialog}>
+            ${take ? 'Cancel' : 'Close'}</button>
+          ${
+            take
+              ? html`<button type="submit" value="take" class="primary">${label}</button>`
+              : nothing
+          }
         </div>
       </form>
     </dialog>`,

@@ -108,7 +108,8 @@ function body() {
         ${order.map((square) => {
           const piece = draft.pieces.get(square);
           const isDark = ('abcdefgh'.indexOf(square[0]) + Number(square[1])) % 2 === 1;
-          return html`<button type="button" data-edit=${square} class="${isDark ? 'dark' : 'light'} ${dragged === square ? 'is-dragged' : ''}"
+          const kind = `${isDark ? 'dark' : 'light'} ${dragged === square ? 'is-dragged' : ''}`;
+          return html`<button type="button" data-edit=${square} class=${kind}
             aria-label="${square} ${piece ? wordsOf(piece) : 'empty'}" @pointerdown=${(event) => {
               event.target.releasePointerCapture?.(event.pointerId);
               press(event, square);
@@ -119,23 +120,32 @@ function body() {
             }}>${piece ? pieceSvg(piece) : nothing}</button>`;
         })}
       </div>
-      <div class="editor-tools"><div class="palette" role="group" aria-label="Pieces">${palette.map(shown)}</div>
-      <p class="why-note">Choose a piece and click squares, or drag pieces. The right button removes one.</p>
+      <div class="editor-tools">
+      <div class="palette" role="group" aria-label="Pieces">${palette.map(shown)}</div>
+      <p class="why-note">Choose a piece and click squares, or drag pieces. The right button removes
+        one.</p>
       <div class="with-buttons">
-        <button type="button" id="edit-start" @click=${again(() => setDraft(startFen))}>Start position</button>
-        <button type="button" id="edit-clear" @click=${again(() => draft.pieces.clear())}>Clear</button>
-        <button type="button" id="edit-remove" aria-pressed=${tool === ''} @click=${() => choose('')}>Remove pieces</button>
+        <button type="button" id="edit-start" @click=${again(() => setDraft(startFen))}>
+          Start position</button>
+        <button type="button" id="edit-clear" @click=${again(() => draft.pieces.clear())}>
+          Clear</button>
+        <button type="button" id="edit-remove" aria-pressed=${tool === ''}
+          @click=${() => choose('')}>Remove pieces</button>
       </div>
       <fieldset class="choice"><legend>To move</legend>${[
         ['w', 'White'],
         ['b', 'Black'],
       ].map(
         ([side, words]) =>
-          html`<label><input type="radio" name="turn" value=${side} .checked=${draft.turn === side} @change=${again(() => (draft.turn = side))} /> ${words}</label>`,
+          html`<label><input type="radio" name="turn" value=${side}
+            .checked=${draft.turn === side}
+            @change=${again(() => (draft.turn = side))} /> ${words}</label>`,
       )}</fieldset>
       <fieldset class="checks"><legend>Castling</legend>
-        ${check('K', 'White O-O')}${check('Q', 'White O-O-O')}${check('k', 'Black O-O')}${check('q', 'Black O-O-O')}</fieldset>
-      <p class="pace"><label>En passant on <input type="text" name="passant" size="3" maxlength="2" .value=${draft.passant}
+        ${check('K', 'White O-O')}${check('Q', 'White O-O-O')}
+        ${check('k', 'Black O-O')}${check('q', 'Black O-O-O')}</fieldset>
+      <p class="pace"><label>En passant on
+        <input type="text" name="passant" size="3" maxlength="2" .value=${draft.passant}
         @input=${({ target }) => (draft.passant = target.value.trim() || '-')} /></label>
         <label>Move <input type="number" name="full" min="1" max="999" .value=${draft.full}
         @input=${({ target }) => (draft.full = target.value || '1')} /></label></p>
@@ -173,6 +183,7 @@ export function openEditor() {
     id: 'editor',
     title: 'Edit the position',
     body,
-    buttons: html`<button type="button" id="edit-set" class="primary" @click=${finish}>Analyse this position</button>`,
+    buttons: html`<button type="button" id="edit-set" class="primary" @click=${finish}>
+      Analyse this position</button>`,
   });
 }

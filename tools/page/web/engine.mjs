@@ -200,7 +200,8 @@ function takeMessage(message) {
 
 /** Asks for what explains a position, or the change between two.
  *  @param {string[]} fens one or two
- *  @returns {Promise<object>} as `quillon_explain --json` prints it; { error } when there is none */
+ *  @returns {Promise<object>} as `quillon_explain --json` prints it; { error } when there is none
+ */
 export function explain(fens) {
   if (!link.isOpen) return Promise.resolve({ error: 'The engine is not connected.' });
   const id = ++explainCount;

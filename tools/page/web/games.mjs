@@ -9,7 +9,7 @@ import { $, html, nothing } from './html.mjs';
 import { say } from './messages.mjs';
 import { loadGame, saveFile } from './play.mjs';
 import { readFen } from './rules.mjs';
-import { passing, pgnOf, state } from './state.mjs';
+import { passing, pause, pgnOf, state } from './state.mjs';
 
 const mostBytes = 50e6;
 /** Milliseconds for which a long text is read without a pause. */
@@ -37,7 +37,7 @@ async function findGames(text) {
     if (done) return value;
     if (performance.now() - since < readTime) continue;
     say(`Reading the games: ${Math.round(100 * value)} %`);
-    await new Promise((resolve) => setTimeout(resolve));
+    await pause();
     if (text !== newest) return null;
     since = performance.now();
   }
@@ -49,6 +49,7 @@ async function findGames(text) {
 async function readGames(text) {
   const games = await findGames(text);
   if (!games) return null;
+  if (games.length > rowsOfPage) await pause();
   const first = games[0]?.read();
   const hasMoves = first && (first.root.children.length || Object.keys(games[0].tags).length);
   if (first?.problems.length && !first.root.children.length) throw new Error(sentence(first));
@@ -74,7 +75,9 @@ async function take(text) {
   const game = await readGames(text);
   if (!game) return;
   show(game);
-  if (passing.library.length) openLibrary();
+  if (!passing.library.length) return;
+  await pause();
+  openLibrary();
 }
 
 function show(game) {
@@ -153,35 +156,40 @@ export function openExchange() {
     event.preventDefault();
     tryTake($('fen').value, setFen);
   };
+  const takeChosen = ({ target }) => {
+    const [file] = target.files;
+    target.value = '';
+    if (file) tryTake(textOf(file));
+  };
   openDialog({
     id: 'exchange-dialog',
     title: 'Games, PGN and FEN',
     body: () => html`
       <label class="stacked" for="fen">Position (FEN)</label>
       <div class="with-buttons">
-        <input id="fen" type="text" spellcheck="false" autocomplete="off" maxlength="200" .defaultValue=${fen} @keydown=${enter} />
+        <input id="fen" type="text" spellcheck="false" autocomplete="off" maxlength="200"
+          .defaultValue=${fen} @keydown=${enter} />
         <button type="button" id="fen-copy" @click=${() => copy($('fen').value)}>Copy</button>
         <button type="button" id="fen-link" @click=${() => copy(linkTo('fen', fen))}>Link</button>
-        <button type="button" id="fen-set" @click=${() => tryTake($('fen').value, setFen)}>Set</button>
+        <button type="button" id="fen-set" @click=${() => tryTake($('fen').value, setFen)}>
+          Set</button>
       </div>
       <label class="stacked" for="pgn">Game (PGN)</label>
-      <textarea id="pgn" rows="10" spellcheck="false" autocomplete="off" .defaultValue=${pgn}></textarea>
+      <textarea id="pgn" rows="10" spellcheck="false" autocomplete="off"
+        .defaultValue=${pgn}></textarea>
       <div class="with-buttons">
         <button type="button" id="pgn-file" @click=${() => $('file').click()}>Open file …</button>
-        <button type="button" id="pgn-save" @click=${() => saveFile('pgn', $('pgn').value)}>Download</button>
+        <button type="button" id="pgn-save" @click=${() => saveFile('pgn', $('pgn').value)}>
+          Download</button>
         <button type="button" id="pgn-copy" @click=${() => copy($('pgn').value)}>Copy</button>
         <button type="button" id="pgn-link" @click=${() => copy(linkTo('pgn', pgn))}>Link</button>
-        <button type="button" id="pgn-load" class="primary" @click=${() => tryTake($('pgn').value)}>Load</button>
+        <button type="button" id="pgn-load" class="primary" @click=${() => tryTake($('pgn').value)}>
+          Load</button>
       </div>
       <p id="exchange-error" class="error" role="alert" ?hidden=${!error}>${error}</p>
       <p class="why-note">You can also drop a file on the page, or paste a game or a position.</p>
-      <input type="file" id="file" accept=".pgn,.txt,application/x-chess-pgn,text/plain" hidden @change=${({
-        target,
-      }) => {
-        const [file] = target.files;
-        target.value = '';
-        if (file) tryTake(textOf(file));
-      }} />`,
+      <input type="file" id="file" accept=".pgn,.txt,application/x-chess-pgn,text/plain" hidden
+        @change=${takeChosen} />`,
     buttons: passing.library.length
       ? html`<button type="button" @click=${openLibrary}>List of games</button>`
       : nothing,
@@ -234,8 +242,8 @@ export function openLibrary() {
     id: 'library',
     title: `${library.length} games`,
     body: () => html`
-      <input type="search" id="filter" placeholder="Player, event, year" aria-label="Filter of games"
-        @input=${filter} @keydown=${takeFirst} />
+      <input type="search" id="filter" placeholder="Player, event, year"
+        aria-label="Filter of games" @input=${filter} @keydown=${takeFirst} />
       <div class="games" role="listbox" aria-label="Games">${found.slice(0, shown).map(row)}
         ${
           found.length > shown

@@ -37,7 +37,8 @@ export function graphView() {
     goTo(nodes[Math.min(Math.max(ply, 0), nodes.length - 1)]);
   };
   const edge = points.map(({ ply, y }) => `${x(ply)},${y}`).join(' L');
-  const [first, end] = [points[0], points.at(-1)];
+  const end = points.at(-1);
+  const [left, right] = end ? [x(points[0].ply), x(end.ply)] : [];
   const count = points.length === 1 ? '1 score' : `${points.length} scores`;
   const text = end ? `${count}, the last ${scoreText(end.score)}` : 'no scores yet';
   const flat = (share, kind) => svg`<line class=${kind} x1="0" x2=${width} y1=${share * height}
@@ -54,13 +55,14 @@ export function graphView() {
         ${
           end
             ? svg`
-          <rect class="ground" x=${x(first.ply)} width=${x(end.ply) - x(first.ply)} height=${height}></rect>
-          <path class="area" d="M${x(first.ply)},${height} L${edge} L${x(end.ply)},${height} Z"></path>
+          <rect class="ground" x=${left} width=${right - left} height=${height}></rect>
+          <path class="area" d="M${left},${height} L${edge} L${right},${height} Z"></path>
           <path class="edge" d="M${edge}"></path>`
             : nothing
         }
         ${flat(0.25, 'grid')}${flat(0.75, 'grid')}${flat(0.5, 'middle')}
-        <line class="cursor" x1=${x(cursor)} x2=${x(cursor)} y1="0" y2=${height} ?hidden=${cursor < 0}></line>
+        <line class="cursor" x1=${x(cursor)} x2=${x(cursor)} y1="0" y2=${height}
+          ?hidden=${cursor < 0}></line>
         ${marked.map((point) => dot(point, `is-${point.kind}`))}
         ${here.map((point) => dot(point, ''))}
       </svg>

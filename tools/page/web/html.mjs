@@ -20,14 +20,15 @@ export const button = (
   act,
   { isDisabled = false, kind = '' } = {},
 ) => html`
-  <button type="button" id=${id} class=${kind} title=${title} aria-label=${title.replace(/ \(.*/, '')}
-    ?disabled=${isDisabled} @click=${act}>
+  <button type="button" id=${id} class=${kind} title=${title}
+    aria-label=${title.replace(/ \(.*/, '')} ?disabled=${isDisabled} @click=${act}>
     ${icon(picture)}${words ? html`<span>${words}</span>` : nothing}
   </button>`;
 
 /** @param {string} piece "wn", from the sprite that the board has put into the page */
 export const pieceSvg = (piece) => svg`
-  <svg class="piece-icon" viewBox="0 0 40 40" aria-hidden="true"><use href="#${piece}"></use></svg>`;
+  <svg class="piece-icon" viewBox="0 0 40 40" aria-hidden="true">
+    <use href="#${piece}"></use></svg>`;
 
 export const pieceWords = {
   k: 'king',

@@ -52,10 +52,10 @@ export function movesView(start, moves) {
   const words = moves.map(
     (move, index) => html`${
       move.number ? html`<span class="number">${move.number}</span> ` : nothing
-    }<button type="button"
-      @click=${act(index)} @pointerenter=${(event) => event.pointerType === 'mouse' && point(event, move)}
-      @pointerleave=${leave} @focus=${(event) => event.target.matches(':focus-visible') && point(event, move)}
-      @blur=${leave}>${move.san}</button> `,
+    }<button type="button" @click=${act(index)}
+      @pointerenter=${(event) => event.pointerType === 'mouse' && point(event, move)}
+      @focus=${(event) => event.target.matches(':focus-visible') && point(event, move)}
+      @pointerleave=${leave} @blur=${leave}>${move.san}</button> `,
   );
   return html`<span class="line" @pointerleave=${leave}>${words}</span>`;
 }
@@ -70,7 +70,8 @@ export function previewView() {
 const lineView =
   (node) =>
   ({ score, depth, moves }) => html`
-  <li><span class="worth ${scoreText(score).startsWith('\u2212') ? 'is-black' : ''}">${scoreText(score)}</span>
+  <li><span class="worth ${scoreText(score).startsWith('\u2212') ? 'is-black' : ''}"
+      >${scoreText(score)}</span>
     <span class="depth" title="Depth of this line">${depth}</span>${movesView(node, moves)}</li>`;
 
 function setLineCount({ target }) {
@@ -84,6 +85,8 @@ const check = (id, key, words, title) => html`
       state[key] = target.checked;
       changed();
     }} />${words}</label>`;
+
+const bestOfDepths = 'The best line of each depth';
 
 export function linesView() {
   const { node, isShowing, mode, lineCount, areDepthsShown } = state;
@@ -112,8 +115,10 @@ export function linesView() {
         ${
           mode === 'analyse'
             ? html`<label class="check" title="Lines that are shown">
-          <select id="line-count" aria-label="Number of lines" .value=${String(lineCount)} @change=${setLineCount}>
-          ${[1, 2, 3, 4, 5].map((n) => html`<option ?selected=${n === lineCount}>${n}</option>`)}</select>
+          <select id="line-count" aria-label="Number of lines" .value=${String(lineCount)}
+            @change=${setLineCount}>${[1, 2, 3, 4, 5].map(
+              (n) => html`<option ?selected=${n === lineCount}>${n}</option>`,
+            )}</select>
           ${lineCount === 1 ? 'line' : 'lines'}</label>`
             : nothing
         }
@@ -122,15 +127,17 @@ export function linesView() {
       ${
         isShowing
           ? html`
-        <ol id="lines" aria-label="Lines, the best first" style="--lines: ${mode === 'analyse' ? lineCount : 1}">${
-          lines.length
-            ? shown.map(lineView(thinking.node))
-            : html`<li class="empty">${engine.search && isOwn ? 'Thinking …' : 'The engine is idle.'}</li>`
-        }</ol>
-        ${check('show-depths', 'areDepthsShown', 'earlier depths', 'Show the best line of each depth')}
+        <ol id="lines" aria-label="Lines, the best first"
+          style="--lines: ${mode === 'analyse' ? lineCount : 1}">${
+            lines.length
+              ? shown.map(lineView(thinking.node))
+              : html`<li class="empty">
+                ${engine.search && isOwn ? 'Thinking …' : 'The engine is idle.'}</li>`
+          }</ol>
+        ${check('show-depths', 'areDepthsShown', 'earlier depths', bestOfDepths)}
         ${
           areDepthsShown
-            ? html`<ol id="depths" tabindex="0" aria-label="The best line of each depth">
+            ? html`<ol id="depths" tabindex="0" aria-label=${bestOfDepths}>
           ${(isOwn ? thinking.depths : []).map(lineView(thinking?.node))}</ol>`
             : nothing
         }`

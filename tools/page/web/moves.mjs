@@ -6,7 +6,7 @@ import { nagText } from '../../lib/game-tree.mjs';
 import { areOpeningsReady, openingOf } from '../../lib/openings.mjs';
 import { resultText } from './board.mjs';
 import { openDialog } from './dialog.mjs';
-import { $, html, icon, nothing } from './html.mjs';
+import { $, button, html, nothing } from './html.mjs';
 import { removeMove } from './play.mjs';
 import { markAt } from './report.mjs';
 import { turnOf } from './rules.mjs';
@@ -50,13 +50,15 @@ function moveInMenu(event) {
   items.at((items.indexOf(document.activeElement) + step) % items.length).focus();
 }
 
+const sanView = ({ san }, glyphs) => html`${san}${glyphs ? html`<b>${glyphs}</b>` : nothing}`;
+
 function moveView(node, isForced) {
   const isCurrent = node === state.node;
   const number = numberOf(node, isForced);
   const [glyphs, kind] = glyphsOf(node);
   return html`${number ? html`<span class="number">${number}</span>` : nothing}<button type="button"
     class="move ${kind}" aria-current=${isCurrent ? 'true' : nothing} @click=${() => goTo(node)}
-    @contextmenu=${(event) => openMenu(event, node)}>${node.san}${glyphs ? html`<b>${glyphs}</b>` : nothing}</button>`;
+    @contextmenu=${(event) => openMenu(event, node)}>${sanView(node, glyphs)}</button>`;
 }
 
 const kinds = { 2: 'is-mistake', 4: 'is-blunder', 6: 'is-inaccuracy', 1: 'is-good', 3: 'is-good' };
@@ -108,9 +110,10 @@ function rowsOf(root) {
     }
     const score = state.isShowing && next.score ? scoreText(next.score) : '';
     const [glyphs, kind] = glyphsOf(next);
-    rows.push(html`<button type="button" class="move main ${kind}" data-san=${next.san} @click=${() => goTo(next)}
-      aria-current=${next === state.node ? 'true' : nothing} @contextmenu=${(event) => openMenu(event, next)}
-      ><span>${next.san}${glyphs ? html`<b>${glyphs}</b>` : nothing}</span><small>${score}</small></button>`);
+    rows.push(html`<button type="button" class="move main ${kind}" data-san=${next.san}
+      aria-current=${next === state.node ? 'true' : nothing} @click=${() => goTo(next)}
+      @contextmenu=${(event) => openMenu(event, next)}
+      ><span>${sanView(next, glyphs)}</span><small>${score}</small></button>`);
     isOpen = isWhite;
     if (!others.length && !next.comment) continue;
     if (isWhite) rows.push(filler);
@@ -212,17 +215,18 @@ export function menuView() {
 export function treeView() {
   const { game, node, tip } = state;
   const ending = endAt(tip);
+  const showMenu = (event) => openMenu(event, node);
   const rows = rowsOf(game.root);
   const positions = lineOf(node).map(({ fen }) => fen);
   const opening = areOpeningsReady() ? openingOf(positions)?.name : '';
   return html`
     <div class="opening"><span>${opening ?? ''}</span>
-      <button type="button" id="move-more" title="Mark, comment or delete the move (m)"
-        aria-label="Mark, comment or delete the move" @click=${(event) => openMenu(event, node)}>${icon('more')}</button></div>
+      ${button('move-more', 'more', '', 'Mark, comment or delete the move (m)', showMenu)}</div>
     <div id="moves" tabindex="0" role="group" aria-label="Moves of the game">
       ${rows.length ? rows : html`<p class="nothing">No moves yet.</p>`}
     </div>
-    <p id="result" ?hidden=${!ending}>${ending ? `${resultText(ending)} · ${ending.text}` : ''}</p>`;
+    <p id="result" ?hidden=${!ending}>
+      ${ending ? `${resultText(ending)} · ${ending.text}` : ''}</p>`;
 }
 
 let scrolledTo = '';

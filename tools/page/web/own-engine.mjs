@@ -49,7 +49,9 @@ export class OwnEngine {
   #hasThreads = window.crossOriginIsolated;
   kind = 'WebAssembly';
   place = 'page';
-  placeText = `It runs in this page${this.#hasThreads ? '' : ', where the browser allows one thread'}.`;
+  placeText = this.#hasThreads
+    ? 'It runs in this page.'
+    : 'It runs in this page, where the browser allows one thread.';
   mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
   mostHash = 1024;
 

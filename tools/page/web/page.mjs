@@ -44,6 +44,7 @@ import {
   isAtTip,
   nextOf,
   passing,
+  pause,
   refresh,
   restore,
   save,
@@ -77,11 +78,13 @@ function paceText() {
 const headView = () => html`
   <header class="top">
     <h1><img src="tools/page/web/icon.svg" alt="" width="28" height="28" /><span>Quillon</span></h1>
-    <button type="button" id="engine" class="pill ${engine.isBad ? 'is-bad' : ''}" title="The engine: settings (s)"
-      @click=${openSettings}><span id="engine-state" role="status">${engine.news}<span class="more">${engine.details}</span></span></button>
+    <button type="button" id="engine" class="pill ${engine.isBad ? 'is-bad' : ''}"
+      title="The engine: settings (s)" @click=${openSettings}>
+      <span id="engine-state" role="status"
+        >${engine.news}<span class="more">${engine.details}</span></span></button>
     <nav class="top-buttons" aria-label="Page">
       ${button('new', 'new', 'New game', 'New game (n)', openNewGame)}
-      ${button('exchange', 'text', 'Games & PGN', 'Games, PGN and FEN in and out (p)', openExchange)}
+      ${button('exchange', 'text', 'Games & PGN', 'Games, PGN and FEN (p)', openExchange)}
       ${
         passing.library.length
           ? button(
@@ -109,22 +112,30 @@ function modesView() {
     aria-pressed=${mode === name} @click=${() => setMode(name)}>${words}</button>`;
   return html`
     <div class="modes">
-      <div class="switch" role="group" aria-label="What to do">${switchTo('play', 'Play')}${switchTo('analyse', 'Analyse')}</div>
+      <div class="switch" role="group" aria-label="What to do"
+        >${switchTo('play', 'Play')}${switchTo('analyse', 'Analyse')}</div>
       <span id="pace">${paceText()}</span>
-      ${button('go', label === 'Stop' ? 'stop' : 'go', label, `${label} (space)`, goOrStop, { isDisabled, kind: 'primary' })}
+      ${button('go', label === 'Stop' ? 'stop' : 'go', label, `${label} (space)`, goOrStop, {
+        isDisabled,
+        kind: 'primary',
+      })}
     </div>`;
 }
 
 function controlsView() {
   const { node, mode, tip } = state;
-  const [isFirst, isLast, isBusy] = [!node.parent, !nextOf(node), Boolean(passing.review)];
+  const isBusy = Boolean(passing.review);
+  const back = { isDisabled: isBusy || !node.parent };
+  const on = { isDisabled: isBusy || !nextOf(node) };
   return html`
     <div class="controls">
-      ${button('first', 'first', '', 'First position (Home)', actions.first, { isDisabled: isFirst || isBusy })}
-      ${button('prev', 'prev', '', 'One move back (left arrow)', actions.prev, { isDisabled: isFirst || isBusy })}
-      ${button('next', 'next', '', 'One move on (right arrow)', actions.next, { isDisabled: isLast || isBusy })}
-      ${button('last', 'last', '', 'Last position (End)', actions.last, { isDisabled: isLast || isBusy })}
-      ${button('back', 'back', 'Take back', 'Take the move back (u)', takeBack, { isDisabled: !canTakeBack() })}
+      ${button('first', 'first', '', 'First position (Home)', actions.first, back)}
+      ${button('prev', 'prev', '', 'One move back (left arrow)', actions.prev, back)}
+      ${button('next', 'next', '', 'One move on (right arrow)', actions.next, on)}
+      ${button('last', 'last', '', 'Last position (End)', actions.last, on)}
+      ${button('back', 'back', 'Take back', 'Take the move back (u)', takeBack, {
+        isDisabled: !canTakeBack(),
+      })}
       ${
         mode === 'play'
           ? button('resign', 'flag', 'Resign', 'Give the game up', resign, {
@@ -151,8 +162,8 @@ function tabsView() {
   const tabs = (ids, chosen) =>
     html`<div class="tabs" role="tablist" aria-label="Moves and explanations">${ids.map(
       (id) => html`
-    <button type="button" role="tab" id="tab-${id}" aria-selected=${id === chosen} aria-controls="panel-${id}"
-      @click=${() => setTab(id)}>${names[id]}</button>`,
+    <button type="button" role="tab" id="tab-${id}" aria-selected=${id === chosen}
+      aria-controls="panel-${id}" @click=${() => setTab(id)}>${names[id]}</button>`,
     )}</div>`;
   const panel = (
     id,
@@ -160,7 +171,8 @@ function tabsView() {
     ${views[id]()}</div>`;
   if (!wide.matches)
     return [
-      html`<section class="card tabbed">${tabs(Object.keys(names), shown)}${panel(shown)}</section>`,
+      html`<section class="card tabbed">
+        ${tabs(Object.keys(names), shown)}${panel(shown)}</section>`,
       nothing,
     ];
   return [
@@ -246,9 +258,6 @@ setInterval(() => {
 }, 100);
 wide.addEventListener('change', refresh);
 window.addEventListener('pagehide', save);
-
-/** Lets the browser do what waits: it is blocked for a part of the start only. */
-const pause = () => new Promise((resolve) => setTimeout(resolve));
 
 state.game.tags = tagsOf(state);
 restore();

@@ -88,25 +88,31 @@ function goOn() {
   say('Every position of the game has a score.');
 }
 
+/** A sentence with its scores as the page writes them: "#-3" is "−M3". */
+const pageText = (text) =>
+  text.replace(/#(-?)(?=\d)/g, (_, minus) => `${minus || '+'}M`).replace(/-(?=M?\d)/g, '\u2212');
+
 function moveView(move, report, nodes) {
   const node = nodes[move.ply];
   const { mark } = move;
   const best = readLine(move.before, node.parent.review?.line ?? []);
   return html`
     <li class="is-${mark.name}">
-      <button type="button" aria-current=${node === state.node ? 'true' : nothing} @click=${() => goTo(node)}>
+      <button type="button" aria-current=${node === state.node ? 'true' : nothing}
+        @click=${() => goTo(node)}>
         <b>${move.name}${mark.text}</b>${
           report.turningPoints.includes(move.ply)
             ? html`<span class="turning">turning point</span>`
             : nothing
         }</button>
-      <p>${markText(move, report).replace(/-(?=\d)/g, '\u2212')}</p>
+      <p>${pageText(markText(move, report))}</p>
       ${betterText(move) ? html`<p>${movesView(node.parent, best)}</p>` : nothing}
     </li>`;
 }
 
 function progressView({ index, nodes }) {
-  return html`<p class="why-note"><label>Scoring the game <progress max=${nodes.length} value=${index}></progress></label></p>`;
+  return html`<p class="why-note"><label>Scoring the game
+    <progress max=${nodes.length} value=${index}></progress></label></p>`;
 }
 
 export function reportView() {
@@ -117,7 +123,8 @@ export function reportView() {
       passing.review
         ? progressView(passing.review)
         : html`
-      <p>A report says how exactly both sides played, which moves were mistakes and what was better.</p>
+      <p>A report says how exactly both sides played, which moves were mistakes and what was
+        better.</p>
       <p>${button(
         'report-start',
         'chart',
@@ -146,9 +153,9 @@ export function reportView() {
       <ol class="marked">${marked.map((move) => moveView(move, report, nodes))}</ol>
       ${marked.length ? nothing : html`<p class="why-note">No move gave much away.</p>`}
       <div class="with-buttons">
-        ${button('report-pgn', 'text', 'Annotated PGN', 'The game with marks, scores and better lines', savePgn)}
-        ${button('report-html', 'text', 'HTML', 'The report as one file that any browser shows', saveHtml)}
-        ${button('report-again', 'chart', 'Score again', 'Score each position of the game again', startScoring)}
+        ${button('report-pgn', 'text', 'Annotated PGN', 'The game with better lines', savePgn)}
+        ${button('report-html', 'text', 'HTML', 'The report as one file for any browser', saveHtml)}
+        ${button('report-again', 'chart', 'Score again', 'Score each position again', startScoring)}
       </div>
     </div>`;
 }

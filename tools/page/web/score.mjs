@@ -14,9 +14,10 @@ export function scoreText(score) {
 }
 
 /** "+0.35", "−1.20", "0.00".
- *  @param {number} pawns */
-export function pawnText(pawns) {
-  const size = Math.abs(pawns).toFixed(2);
+ *  @param {number} pawns
+ *  @param {number} [digits] after the point */
+export function pawnText(pawns, digits = 2) {
+  const size = Math.abs(pawns).toFixed(digits);
   return Number(size) === 0 ? size : sign(pawns) + size;
 }
 
@@ -27,7 +28,8 @@ export function scoreWords(score) {
     return score.mate ? `${side} mates in ${Math.abs(score.mate)}` : `${side} has mated`;
   }
   if (score.cp === 0) return 'even';
-  return `${score.cp > 0 ? 'White' : 'Black'} is ${(Math.abs(score.cp) / 100).toFixed(2)} pawns ahead`;
+  const pawns = (Math.abs(score.cp) / 100).toFixed(2);
+  return `${score.cp > 0 ? 'White' : 'Black'} is ${pawns} pawns ahead`;
 }
 
 /** White's share of the whole, 0 to 1: a pawn ahead is about 0.64, four pawns 0.91. */

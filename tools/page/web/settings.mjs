@@ -34,8 +34,8 @@ const paces = { level: 'Level', time: 'Per move', depth: 'Depth' };
 const paceFields = (choices = paces) => html`
   ${choice('pace', 'Strength and time', choices)}
   <p class="pace">${{
-    level:
-      () => html`<label>Level <select name="level" @change=${({ target }) => (draft.level = Number(target.value))}>
+    level: () => html`<label>Level <select name="level"
+      @change=${({ target }) => (draft.level = Number(target.value))}>
       ${levels.map(
         (level, i) => html`<option value=${i + 1} ?selected=${draft.level === i + 1}>${i + 1}
         (${levelText(level)})</option>`,
@@ -89,8 +89,9 @@ const optionFields = () => html`
       engine.choices.length > 1
         ? html`<p class="pace"><label>Engine <select name="engine"
             @change=${({ target }) => (draft.engine = target.selectedIndex)}>
-            ${engine.choices.map((name, i) => html`<option ?selected=${i === draft.engine}>${name}</option>`)}
-          </select></label></p>`
+            ${engine.choices.map(
+              (name, i) => html`<option ?selected=${i === draft.engine}>${name}</option>`,
+            )}</select></label></p>`
         : nothing
     }
     <p class="pace"><label>Threads ${number('threads', 1, link.mostThreads, 1)}</label>
@@ -123,10 +124,12 @@ export function openSettings() {
       <p class="pace">${
         draft.scoring === 'time'
           ? html`<label>${number('scoringSeconds', 0.05, 600)} seconds</label>`
-          : html`<label>Depth ${number('scoringDepth', 1, 60, 1)}: the same result each time.</label>`
+          : html`<label>Depth ${number('scoringDepth', 1, 60, 1)}: the same result each time.
+            </label>`
       }</p>
       <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
-        @change=${({ target }) => (draft.hasSound = target.checked)} /> A sound for each move</label>`,
+        @change=${({ target }) => (draft.hasSound = target.checked)} />
+        A sound for each move</label>`,
     take() {
       const { place, threads, hash, engine: index } = draft;
       const { scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;

@@ -41,7 +41,7 @@ export const state = {
   areDepthsShown: false,
   /** The lines that analysis shows, 1 to 5. */
   lineCount: 3,
-  /** What a position gets when a whole game is scored: { kind: 'time' | 'depth', seconds, depth } */
+  /** What a position gets when a game is scored: { kind: 'time' | 'depth', seconds, depth } */
   scoring: { kind: 'time', seconds: 0.5, depth: 14 },
   hasSound: false,
   /** Where the engine is, if the person has chosen: 'server' or 'page' */
@@ -72,6 +72,9 @@ export function refresh() {
     show();
   });
 }
+
+/** Lets the browser do what waits: no part of what takes long should block it for long. */
+export const pause = () => new Promise((resolve) => setTimeout(resolve));
 
 /** The state has changed. */
 export function changed() {

@@ -6,7 +6,7 @@
 import { pointAt } from './board.mjs';
 import { engine, explain, link } from './engine.mjs';
 import { $, html, nothing } from './html.mjs';
-import { endingOf, quietEnd, turnOf } from './rules.mjs';
+import { endingOf, nameOf, quietEnd, turnOf } from './rules.mjs';
 import { pawnText, scoreText } from './score.mjs';
 import { refresh, state } from './state.mjs';
 
@@ -82,7 +82,8 @@ const bar = (cp, scale, side) => html`<span class="bar ${side} ${cp < 0 ? 'is-ne
   style="width: ${Math.min(50, (Math.abs(cp) / scale) * 50).toFixed(1)}%"></span>`;
 
 const bars = (white, black, scale) => html`
-  <span class="bars" aria-hidden="true">${bar(black, scale, 'black')}${bar(white, scale, 'white')}</span>`;
+  <span class="bars" aria-hidden="true"
+    >${bar(black, scale, 'black')}${bar(white, scale, 'white')}</span>`;
 
 const figures = (white, black, cp) => html`
   <span class="figure" title="White">${pawns(white)}</span>
@@ -101,7 +102,8 @@ function termView(term, scale) {
   const { enter, leave } = pointing(() => squares, term.meaning);
   const isOpen = open.has(`term ${term.name}`);
   return html`
-    <button type="button" class="why-row is-term" aria-expanded=${isOpen} @click=${() => toggle(`term ${term.name}`)}
+    <button type="button" class="why-row is-term" aria-expanded=${isOpen}
+      @click=${() => toggle(`term ${term.name}`)}
       @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
       <span class="why-name">${tidy(term.name)}</span>${bars(term.white.cp, term.black.cp, scale)}
       ${figures(term.white.cp, term.black.cp, term.cp)}</button>
@@ -126,7 +128,8 @@ function groupView(group, terms, scale) {
   const size = name === 'material' ? Math.max(white.cp, black.cp, 1) : scale;
   return html`
     <button type="button" class="why-row ${own.length ? '' : 'is-empty'}" aria-expanded=${isOpen}
-      @click=${() => toggle(name)} @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
+      @click=${() => toggle(name)}
+      @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
       <span class="why-name">${tidy(name)}</span>${bars(white.cp, black.cp, size)}
       ${figures(white.cp, black.cp, cp)}</button>
     ${isOpen ? own.map((term) => termView(term, size)) : nothing}`;
@@ -146,21 +149,23 @@ function evaluationView({ groups, terms, blend, whiteScore, isDraw }) {
   ) => html`<div class="why-line" title=${title}><span>${words}</span>
     <b class="figure">${pawns(cp)}</b></div>`;
   return html`
-    <div class="why-head" aria-hidden="true"><span></span><span></span><span>White</span><span>Black</span><span>both</span></div>
+    <div class="why-head" aria-hidden="true">
+      <span></span><span></span><span>White</span><span>Black</span><span>both</span></div>
     ${groups.map((group) => groupView(group, terms, scale))}
     ${line(
       `Blend: ${middlegame} % middlegame, ${100 - middlegame} % endgame`,
       blend.exact,
-      'Each term has a value for the middlegame and one for the endgame; the pieces left decide the mix',
+      'Each term has a value for the middlegame and one for the endgame; pieces decide the mix',
     )}
     ${
       blend.rounding
         ? html`<div class="why-line"><span>Rounding to whole hundredths</span>
-      <b class="figure">${blend.rounding > 0 ? '+' : '\u2212'}${Math.abs(blend.rounding / 100).toFixed(4)}</b></div>`
+      <b class="figure">${pawnText(blend.rounding / 100, 4)}</b></div>`
         : nothing
     }
     ${isDraw ? line('A draw: nobody has the material to win', blend.draw) : nothing}
-    <div class="why-line is-total"><span>Evaluation</span><b class="figure">${pawns(whiteScore)}</b></div>`;
+    <div class="why-line is-total"><span>Evaluation</span>
+      <b class="figure">${pawns(whiteScore)}</b></div>`;
 }
 
 /** Rows of what has changed most between two positions. */
@@ -172,12 +177,18 @@ function changeView({ before, after, terms, score }) {
     ${rows.map((term) => {
       const of = (position) => position.terms.filter(({ name }) => name === term.name);
       const { enter, leave } = pointing(() => squaresOf(of(after)), term.meaning);
-      return html`<button type="button" class="why-row is-change" @pointerenter=${enter} @pointerleave=${leave}
-        @focus=${enter} @blur=${leave}><span class="why-name">${tidy(term.name)}</span>
-        <span class="figure">${pawns(term.before)}</span><span class="figure">→ ${pawns(term.after)}</span>
+      return html`<button type="button" class="why-row is-change"
+        @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
+        <span class="why-name">${tidy(term.name)}</span>
+        <span class="figure">${pawns(term.before)}</span>
+        <span class="figure">→ ${pawns(term.after)}</span>
         <b class="figure ${term.cp < 0 ? 'is-black' : ''}">${pawns(term.cp)}</b></button>`;
     })}
-    ${rows.length ? nothing : html`<p class="why-note">Nothing that the evaluation sees has changed.</p>`}`;
+    ${
+      rows.length
+        ? nothing
+        : html`<p class="why-note">Nothing that the evaluation sees has changed.</p>`
+    }`;
 }
 
 /** A part that opens; it asks only when it is open. */
@@ -194,7 +205,8 @@ function part(name, title, fens) {
         ? html`<p class="why-note">${change.error}</p>`
         : changeView(change);
   }
-  return html`<button type="button" class="why-part" id=${name} aria-expanded=${isOpen} @click=${() => toggle(name)}>${title}</button>
+  return html`<button type="button" class="why-part" id=${name} aria-expanded=${isOpen}
+      @click=${() => toggle(name)}>${title}</button>
     ${content}`;
 }
 open.add('why-move');
@@ -208,7 +220,11 @@ export function whyView() {
   const isCheck = explanation && !explanation.error && node.score;
   return html`
     <div id="why" tabindex="0" role="group" aria-label="Why the position is worth what it is">
-      ${ending ? html`<p class="why-note">${ending.text}: the rules decide here, not the evaluation.</p>` : nothing}
+      ${
+        ending
+          ? html`<p class="why-note">${ending.text}: the rules decide here, not the evaluation.</p>`
+          : nothing
+      }
       ${
         !explanation
           ? html`<p class="why-note">Asking the evaluation …</p>`
@@ -219,12 +235,17 @@ export function whyView() {
       ${
         isCheck && state.isShowing
           ? html`<p class="why-note">The search says ${scoreText(node.score)}:
-        it also sees what moves can do, with ${turnOf(node.fen) === 'w' ? 'White' : 'Black'} to move.</p>`
+        it also sees what moves can do, with ${nameOf(turnOf(node.fen))} to move.</p>`
           : nothing
       }
-      ${node.parent ? part('why-move', `What did ${node.san} change?`, [node.parent.fen, node.fen]) : nothing}
+      ${
+        node.parent
+          ? part('why-move', `What did ${node.san} change?`, [node.parent.fen, node.fen])
+          : nothing
+      }
       ${part('why-line', 'Where is the line heading?', end && [node.fen, end])}
     </div>
-    <div id="why-said" role="status" class=${said?.isAbove ? 'is-above' : ''} ?hidden=${!said?.texts.length}>
+    <div id="why-said" role="status" class=${said?.isAbove ? 'is-above' : ''}
+      ?hidden=${!said?.texts.length}>
       ${said?.texts.map((text) => html`<p>${text}</p>`)}</div>`;
 }

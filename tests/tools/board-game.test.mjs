@@ -8,7 +8,8 @@ import { GameTree } from '../../tools/lib/game-tree.mjs';
 import { Session, goOf, readRequest } from '../../tools/page/session.mjs';
 import { Clock, timeText } from '../../tools/page/web/clock.mjs';
 import {
-  capturedOf, endingOf, findMove, positionAt, readFen, readLine, readTyped, startFen, timeOver,
+  capturedOf, endingOf, findMove, positionAt, quietEnd, readFen, readLine, readTyped, startFen,
+  timeOver,
 } from '../../tools/page/web/rules.mjs';
 import { scoreText, scoreWords, whiteShare } from '../../tools/page/web/score.mjs';
 
@@ -69,6 +70,15 @@ test('lines are numbered as people number them and end where they make no sense'
     readLine(after(moves).fen, line).map(({ number, san }) => `${number}${san}`).join(' ');
   assert.equal(text('e4 e5 Nf3', ['b8c6', 'f1b5', 'a7a6']), '2...Nc6 3.Bb5 a6');
   assert.equal(text('e4 e5', ['g1f3', 'b8c6', 'a1a1']), '2.Nf3 Nc6');
+});
+
+test('what a line ends with is not counted while it can be captured back', () => {
+  const end = (moves, line) => quietEnd(readLine(after(moves).fen, line))?.split(' ')[0] ?? null;
+  // The knight on e5 can be captured, the pawn on e5 can't.
+  const [before, open] = ['r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R', 'f3e5'];
+  assert.equal(end('e4 e5 Nf3', ['b8c6', open]), before);
+  assert.match(end('e4 e5 Nf3', ['b8c6', open, 'c6e5']), /^r1bqkbnr\/pppp1ppp\/8\/4n3/);
+  assert.equal(end('e4 e5 Nf3 Nc6', [open]), null);
 });
 
 test('moves are typed in any usual way', () => {

@@ -6,7 +6,9 @@ import fs from 'node:fs';
 import path from 'node:path';
 import test from 'node:test';
 import { Chess, moveNumber, startFen } from '../../tools/lib/chess.mjs';
-import { GameTree, listGames, nagText, problemText, readGame } from '../../tools/lib/game-tree.mjs';
+import {
+  GameTree, listGames, nagText, problemText, readGame, scanGames,
+} from '../../tools/lib/game-tree.mjs';
 import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 
 /** A tree without what links it: what has to survive. */
@@ -464,4 +466,16 @@ test('saved moves have lines of at most 80 characters, and comments are whole', 
   assert.ok(lines.some((each) => each.includes(long)));
   for (const each of lines) if (!each.includes(long)) assert.ok(each.length <= 80, each);
   assert.ok(lines.filter((each) => each.length > 70).length > 8);
+});
+
+test('a long text is scanned in steps that come back soon, and gives all games', () => {
+  const game = `[White "Ann"]\n\n${'1. Nf3 Nf6 2. Ng1 Ng8 '.repeat(500)}1-0\n\n`;
+  const scan = scanGames(game.repeat(10));
+  const shares = [];
+  let step = scan.next();
+  for (; !step.done; step = scan.next()) shares.push(step.value);
+  assert.equal(step.value.length, 10);
+  // Thousands of words are some ten thousand characters.
+  assert.ok(shares.length >= 5, shares);
+  assert.ok(shares.every((share, i) => share > (shares[i - 1] ?? 0) && share < 1), shares);
 });

@@ -65,7 +65,7 @@ const kinds = { 2: 'is-mistake', 4: 'is-blunder', 6: 'is-inaccuracy', 1: 'is-goo
 
 /** The glyphs of a move, its own before those of the report: [texts, class]. */
 function glyphsOf(node) {
-  const own = node.nags.find((nag) => kinds[nag]);
+  const own = node.nags.find((nag) => moveGlyphs.includes(nag));
   const nag = own ?? markAt(node)?.nag;
   const nags = own === undefined && nag ? [nag, ...node.nags] : node.nags;
   return [nags.map(nagText).join(''), kinds[nag] ?? ''];

@@ -839,11 +839,26 @@ void computePins(int ply, positionStruct* position)
         computePins<BLACK>(ply, position);
 }
 
-/// Appends the moves of knights, bishops, rooks and queens to `targets`. append(moves, from, set,
-/// type) writes the moves of one piece to the squares of `set` and returns the end of the list.
-template <typename Append>
+/// Looks up what a bishop, rook or queen attacks.
+struct attackLookup
+{
+    u64 occupied;
+
+    u64 operator()(int type, int from) const
+    {
+        u64 attacks = 0;
+        if (type != ROOK) attacks |= getBishopAttackTable(from, occupied);
+        if (type != BISHOP) attacks |= getRookAttackTable(from, occupied);
+        return attacks;
+    }
+};
+
+/// Appends the moves of knights, bishops, rooks and queens to `targets`. attacksOf(type, from) is
+/// what a slider attacks. append(moves, from, set, type) writes the moves of one piece to the
+/// squares of `set` and returns the end of the list.
+template <typename AttacksOf, typename Append>
 inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64 rooks, u64 queens,
-                                u64 targets, u64 occupied, Append append)
+                                u64 targets, AttacksOf attacksOf, Append append)
 {
     while (knights)
     {
@@ -853,19 +868,17 @@ inline moveStruct* appendPieces(moveStruct* moves, u64 knights, u64 bishops, u64
     while (bishops)
     {
         const int from = takeLowest(bishops);
-        moves = append(moves, from, getBishopAttackTable(from, occupied) & targets, BISHOP);
+        moves = append(moves, from, attacksOf(BISHOP, from) & targets, BISHOP);
     }
     while (rooks)
     {
         const int from = takeLowest(rooks);
-        moves = append(moves, from, getRookAttackTable(from, occupied) & targets, ROOK);
+        moves = append(moves, from, attacksOf(ROOK, from) & targets, ROOK);
     }
     while (queens)
     {
         const int from = takeLowest(queens);
-        const u64 attacks =
-            getBishopAttackTable(from, occupied) | getRookAttackTable(from, occupied);
-        moves = append(moves, from, attacks & targets, QUEEN);
+        moves = append(moves, from, attacksOf(QUEEN, from) & targets, QUEEN);
     }
     return moves;
 }
@@ -914,9 +927,9 @@ inline moveStruct* appendPawnCaptures(moveStruct* moves, u64 targets, int step,
 
 /// Appends all captures on `targets`, a set of enemy pieces, except en passant and those by the
 /// king, which generators of captures place differently.
-template <int us, captureClass which>
+template <int us, captureClass which, typename AttacksOf>
 inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
-                                    const positionStruct* position)
+                                    const positionStruct* position, AttacksOf attacksOf)
 {
     using steps = pawnSteps<us>;
     const u64 pawns = position->pieceBB[PAWN + us];
@@ -926,7 +939,7 @@ inline moveStruct* appendCapturesOf(moveStruct* moves, u64 targets, u64 knights,
                                           position);
     return appendPieces(moves, knights, position->pieceBB[BISHOP + us],
                         position->pieceBB[ROOK + us], position->pieceBB[QUEEN + us], targets,
-                        allPieces(position),
+                        attacksOf,
                         [position](moveStruct* end, int from, u64 attacks, int type)
                         {
                             const u32 base = moveBase(from, -pieceMalus(type));
@@ -954,7 +967,8 @@ inline moveStruct* appendKingCaptures(moveStruct* moves, u64 targets,
                                   moveBase(king, -kingMalus), position);
 }
 
-template <int us> void generateCaptures(int ply, moveStruct* moves, positionStruct* position)
+template <int us, typename AttacksOf>
+void generateCaptures(int ply, moveStruct* moves, positionStruct* position, AttacksOf attacksOf)
 {
     const plyStruct& here = position->plies[ply];
     const u64 enemies = position->pieceBB[us ^ 1];
@@ -962,7 +976,7 @@ template <int us> void generateCaptures(int ply, moveStruct* moves, positionStru
     // A pinned knight can never move: it leaves the line of the pin with every step. Other pinned
     // pieces may move along the line, so makeMove decides about them.
     const u64 knights = position->pieceBB[KNIGHT + us] & here.notPinned;
-    moves = appendCapturesOf<us, captureClass::all>(moves, enemies, knights, position);
+    moves = appendCapturesOf<us, captureClass::all>(moves, enemies, knights, position, attacksOf);
     moves = appendEnPassant<us>(moves, here.enPassantSquare, position);
     moves = appendKingCaptures<us>(moves, enemies, position);
     closeList(ply, moves, position);
@@ -980,9 +994,9 @@ void generateMovesCaptures(int ply, moveStruct* moves, positionStruct* position)
         position->plies[ply].pickerStage = stageEvasions;
     }
     else if (position->sideToMove == WHITE)
-        generateCaptures<WHITE>(ply, moves, position);
+        generateCaptures<WHITE>(ply, moves, position, attackLookup{allPieces(position)});
     else
-        generateCaptures<BLACK>(ply, moves, position);
+        generateCaptures<BLACK>(ply, moves, position, attackLookup{allPieces(position)});
 }
 
 namespace
@@ -1076,20 +1090,20 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
         *moves++ = packMove(to - 2 * steps::up, to, KINDDOUBLEPUSH, pawnBlocksScore);
     }
 
-    moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & able,
-                         position->pieceBB[BISHOP + us] & able, position->pieceBB[ROOK + us] & able,
-                         position->pieceBB[QUEEN + us] & able, between | checkers, occupied,
-                         [checkers](moveStruct* end, int from, u64 targets, int type)
-                         {
-                             while (targets)
-                             {
-                                 const int to = takeLowest(targets);
-                                 const int score =
-                                     bit(to) == checkers ? pieceTakesScore : pieceBlocksScore;
-                                 *end++ = packMove(from, to, KINDPLAIN, score - type / 2);
-                             }
-                             return end;
-                         });
+    moves = appendPieces(
+        moves, position->pieceBB[KNIGHT + us] & able, position->pieceBB[BISHOP + us] & able,
+        position->pieceBB[ROOK + us] & able, position->pieceBB[QUEEN + us] & able,
+        between | checkers, attackLookup{occupied},
+        [checkers](moveStruct* end, int from, u64 targets, int type)
+        {
+            while (targets)
+            {
+                const int to = takeLowest(targets);
+                const int score = bit(to) == checkers ? pieceTakesScore : pieceBlocksScore;
+                *end++ = packMove(from, to, KINDPLAIN, score - type / 2);
+            }
+            return end;
+        });
     closeList(ply, moves, position);
 }
 
@@ -1108,8 +1122,9 @@ namespace
 
 /// Lists the quiet moves: pawns, castling, pieces, king. Returns where the castling moves are in
 /// the list, if there are any; countLegal needs to know.
-template <int us>
-inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* position)
+template <int us, typename AttacksOf>
+inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* position,
+                                  AttacksOf attacksOf)
 {
     using steps = pawnSteps<us>;
     const plyStruct& here = position->plies[ply];
@@ -1147,7 +1162,7 @@ inline moveStruct* generateQuiets(int ply, moveStruct* moves, positionStruct* po
 
     moves = appendPieces(moves, position->pieceBB[KNIGHT + us] & here.notPinned,
                          position->pieceBB[BISHOP + us], position->pieceBB[ROOK + us],
-                         position->pieceBB[QUEEN + us], empty, occupied,
+                         position->pieceBB[QUEEN + us], empty, attacksOf,
                          [](moveStruct* end, int from, u64 targets, int type)
                          { return writer::appendPieceMoves(end, targets, from, type); });
     const int king = kingSquareOf(us, position);
@@ -1166,7 +1181,8 @@ template <int us> void generateQuiescence(int ply, moveStruct* moves, positionSt
     // Unlike in generateCaptures, en passant comes after the king. The order of equal scores
     // depends on it.
     const u64 knights = position->pieceBB[KNIGHT + us] & here.notPinned;
-    moves = appendCapturesOf<us, captureClass::quiescence>(moves, enemies, knights, position);
+    moves = appendCapturesOf<us, captureClass::quiescence>(moves, enemies, knights, position,
+                                                           attackLookup{allPieces(position)});
     moves = appendKingCaptures<us>(moves, enemies, position);
     moves = appendEnPassant<us>(moves, here.enPassantSquare, position);
 
@@ -1188,7 +1204,7 @@ template <int us> void generateRecapture(int ply, moveStruct* moves, positionStr
     assert(ply > 0);
     const u64 target = bit(position->plies[ply - 1].currentMove.to) & position->pieceBB[us ^ 1];
     moves = appendCapturesOf<us, captureClass::quiescence>(
-        moves, target, position->pieceBB[KNIGHT + us], position);
+        moves, target, position->pieceBB[KNIGHT + us], position, attackLookup{allPieces(position)});
     moves = appendKingCaptures<us>(moves, target, position);
     closeList(ply, moves, position);
 }
@@ -1198,9 +1214,9 @@ template <int us> void generateRecapture(int ply, moveStruct* moves, positionStr
 void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
-        generateQuiets<WHITE>(ply, moves, position);
+        generateQuiets<WHITE>(ply, moves, position, attackLookup{allPieces(position)});
     else
-        generateQuiets<BLACK>(ply, moves, position);
+        generateQuiets<BLACK>(ply, moves, position, attackLookup{allPieces(position)});
 }
 
 void generateMovesQuiescence(int ply, moveStruct* moves, positionStruct* position)
@@ -1244,8 +1260,15 @@ inline const moveStruct* generateAll(int ply, moveStruct* moves, positionStruct*
         here.pickerStage = stageEvasions;
         return here.moveListEnd;
     }
-    generateCaptures<us>(ply, moves, position);
-    return generateQuiets<us>(ply, here.moveListEnd, position);
+
+    // What the sliders attack is looked up once, for the captures, and kept for the quiet moves.
+    const attackLookup lookup{allPieces(position)};
+    u64 kept[NOFSQUARES];
+    u64* end = kept;
+    const u64* next = kept;
+    generateCaptures<us>(ply, moves, position,
+                         [&](int type, int from) { return *end++ = lookup(type, from); });
+    return generateQuiets<us>(ply, here.moveListEnd, position, [&](int, int) { return *next++; });
 }
 
 /// Lists the legal moves. Only the root, its PV and perft need such a list.

@@ -142,6 +142,11 @@ export const clone = {
   'cmake --preset tune && cmake --build --preset tune': works,
   'build/release/quillon_selfplay 100000 6 > quiet-labeled.epd': { short: ['100000 6', '2000 2'] },
   'build/tune/quillon-tune texel | tee tuned.txt': { short: ['texel', 'texel EVALMOBILITYROOK'] },
+  'cmake --preset tune-mpi && cmake --build --preset tune-mpi': works,
+  'mpirun -n 2 build/tune-mpi/quillon-tune-mpi texel --workers 1 --fitk | tee tuned.txt': {
+    as: 'mpirun --allow-run-as-root --oversubscribe -n 2 build/tune-mpi/quillon-tune-mpi texel --workers 1 --fitk --passes 1 EVALMOBILITYROOK | tee tuned.txt',
+    says: /^Pass 1, /m,
+  },
 };
 
 // ./test.sh runs these tests itself.

@@ -829,7 +829,9 @@ std::vector<double> readState(const std::string& filename)
     {
         double number = 0.0;
         file >> number >> std::ws;
-        if (!std::getline(file, text) || text != name || std::abs(number) > 32768.0) return {};
+        // Some libraries read "nan", which is in no range.
+        const bool isInRange = std::abs(number) <= 32768.0;
+        if (!std::getline(file, text) || text != name || !isInRange) return {};
         numbers.push_back(number);
     }
     return file >> text ? std::vector<double>() : numbers;

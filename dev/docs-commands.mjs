@@ -58,6 +58,7 @@ export const quick = {
   [`tools/analyse --time 1000 ${kiwi}`]: { says: /^1 +[-+]\d+\.\d\d +\d+ +\S+ +13\.\.\. /m },
   'tools/analyse --depth 12 --lines 3 --json startpos': { says: /^\{"input":.*"rank":3,"depth":12/m },
   'tools/analyse --depth 10 data/suites/mates.epd': { says: /#\d/ },
+  'tools/analyse --depth 10 --out marked.csv data/immortal.pgn': { says: /^$/ },
   'tools/analyse --depth 12 --report --html report.html --pgn marked.pgn data/immortal.pgn': {
     short: ['12', '10'],
     says: /turning point/,

@@ -449,7 +449,7 @@ test('an engine that does not stop is replaced', async () => {
   await client.end();
 });
 
-test('an engine that freezes while it searches is replaced, and the search goes on', async () => {
+test('an engine that freezes is replaced and its search goes on', limited, async () => {
   const onGo = "if (!fs.existsSync(log + '2')) { fs.writeFileSync(log + '2', ''); " +
     "process.kill(process.pid, 'SIGSTOP'); } say('bestmove e2e4');";
   const frozen = fakeEngine('frozen', onGo);

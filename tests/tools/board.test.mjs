@@ -620,6 +620,8 @@ tabTest('settings are kept, and so is a game when the page is loaded again', asy
   // Analysis goes on with whichever engine it is.
   await page.click('#mode-analyse');
   await see(page, '#lines .line', /^2\. ?\S+/);
+  // The other one has no more to find.
+  await see(page, '#go', 'Go');
   await page.keyboard.press('s');
   await page.selectOption('select[name=engine]', { index: 0 });
   await page.click('#settings button[value=take]');

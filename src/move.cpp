@@ -1777,14 +1777,21 @@ void getBestMoveHist(moveStruct* first, const moveStruct* end, const positionStr
     if (best != first) std::swap(*first, *best);
 }
 
+namespace
+{
+
+template <typename Writer> listWriter functionsOf()
+{
+    return {Writer::appendPawnMoves, Writer::appendPieceMoves, Writer::appendCaptures};
+}
+
+} // namespace
+
 std::vector<listWriter> listWriters()
 {
-    const auto functionsOf = []<typename Writer>(Writer) -> listWriter {
-        return {Writer::appendPawnMoves, Writer::appendPieceMoves, Writer::appendCaptures};
-    };
-    return {functionsOf(plainWriter{}),
+    return {functionsOf<plainWriter>(),
 #ifdef QUILLON_AVX2
-            functionsOf(avx2Writer{}),
+            functionsOf<avx2Writer>(),
 #endif
-            functionsOf(writer{})};
+            functionsOf<writer>()};
 }

@@ -8,7 +8,7 @@ install(FILES data/perft.txt DESTINATION ${QUILLON_DATA_DESTINATION})
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.svg docs/*.png)
 install(FILES README.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
-install(DIRECTORY docs/connect docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs/cluster docs/connect docs/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 
 # GNOME Chess has a single list of engines, so its entry can only be an example.
 install(FILES packaging/gnome-chess.conf DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)

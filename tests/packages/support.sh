@@ -48,7 +48,8 @@ same_files()
 # documents FOLDER lists the documents as they are installed below a folder.
 documents()
 {
-    git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/cluster/*' 'docs/connect/*' | sed "s#^#$1#"
+    git ls-files 'docs/*.md' 'docs/*.svg' 'docs/*.png' 'docs/cluster/*' 'docs/connect/*' |
+        sed "s#^#$1#"
 }
 
 # rtest TEXT COMMAND... checks that an engine finds perft.txt and counts right, run from elsewhere.

@@ -22,6 +22,8 @@ u64 rookAttackAll[64];
 u64 bishopAttackAll[64];
 magicStruct rookAttackLUT[64];
 magicStruct bishopAttackLUT[64];
+sliderColumns rookColumns;
+sliderColumns bishopColumns;
 u64 rookAttackTable[102400];
 u64 bishopAttackTable[5248];
 u64 inBetweenSquares[64][64];
@@ -203,9 +205,9 @@ constexpr u32 bishopSeeds[8] = {
 /// generator continues where it is. `stamps` holds, for each cell, the number of the attempt that
 /// has filled it, so the cells need not be cleared between attempts. To that end, `attempt` counts
 /// up through all squares of both sliders.
-void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64],
-                  u64 (*slowAttacks)(u8, u64), const u32* seeds, i32 (&stamps)[MAXSUBSETS],
-                  i32& attempt)
+void searchSlider(magicStruct (&lut)[64], sliderColumns& columns, u64* table,
+                  const u64 (&emptyBoard)[64], u64 (*slowAttacks)(u8, u64), const u32* seeds,
+                  i32 (&stamps)[MAXSUBSETS], i32& attempt)
 {
     u64 subsets[MAXSUBSETS] = {};
     u64 attacks[MAXSUBSETS];
@@ -251,10 +253,12 @@ void searchSlider(magicStruct (&lut)[64], u64* table, const u64 (&emptyBoard)[64
                     found = slice[index] == attacks[i];
             }
         }
+        columns.attacks[square] = slice;
+        columns.masks[square] = entry.mask;
 #ifdef QUILLON_PEXT
         // In this build lookups extract bits instead, so the slice is filled once more, in that
         // order. The multiplier is still found: one kind of start-up is simpler than two.
-        for (int i = 0; i < count; ++i) entry.attacks[slotOf(subsets[i], entry)] = attacks[i];
+        for (int i = 0; i < count; ++i) slice[_pext_u64(subsets[i], entry.mask)] = attacks[i];
 #endif
     }
 }
@@ -266,10 +270,10 @@ i32 searchMagics(bool seeded)
     i32 stamps[MAXSUBSETS] = {};
     // Every square accepts one candidate; all others have been rejected.
     i32 attempt = 0;
-    searchSlider(rookAttackLUT, rookAttackTable, rookAttackAll, createRookAttackFromVar,
-                 seeded ? rookSeeds : nullptr, stamps, attempt);
-    searchSlider(bishopAttackLUT, bishopAttackTable, bishopAttackAll, createBishopAttackFromVar,
-                 seeded ? bishopSeeds : nullptr, stamps, attempt);
+    searchSlider(rookAttackLUT, rookColumns, rookAttackTable, rookAttackAll,
+                 createRookAttackFromVar, seeded ? rookSeeds : nullptr, stamps, attempt);
+    searchSlider(bishopAttackLUT, bishopColumns, bishopAttackTable, bishopAttackAll,
+                 createBishopAttackFromVar, seeded ? bishopSeeds : nullptr, stamps, attempt);
     return attempt - 2 * NOFSQUARES;
 }
 

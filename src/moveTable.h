@@ -36,6 +36,15 @@ struct magicStruct
     i32 shift;    // 64 minus the number of bits in mask
 };
 
+/// What a lookup needs if the processor can extract the bits of a mask, which takes two loads and
+/// an instruction fewer than the multiplication: `attacks` and `mask` of all squares, apart from
+/// each other, so that the square is the index of a word and not of a record of four.
+struct sliderColumns
+{
+    u64* attacks[64];
+    u64 masks[64];
+};
+
 /// files[f]: file a (0) to h (7).
 constexpr u64 files[8] = {0x0101010101010101, 0x0202020202020202, 0x0404040404040404,
                           0x0808080808080808, 0x1010101010101010, 0x2020202020202020,
@@ -49,6 +58,8 @@ extern u64 rookAttackAll[64];   // on an empty board
 extern u64 bishopAttackAll[64]; // on an empty board
 extern magicStruct rookAttackLUT[64];
 extern magicStruct bishopAttackLUT[64];
+extern sliderColumns rookColumns; // only lookups that extract bits need them
+extern sliderColumns bishopColumns;
 extern u64 rookAttackTable[102400]; // the slices of all squares, one after the other
 extern u64 bishopAttackTable[5248];
 extern u64 inBetweenSquares[64][64]; // between two squares of a line, without them; else empty
@@ -79,15 +90,10 @@ i32 searchMagics(bool seeded);
 
 // Lookups
 
-/// The index, in a square's slice, of the attacks under `occupancy`. Where the processor can
-/// extract bits, that takes one instruction and two loads fewer than the multiplication.
-inline u64 slotOf(u64 occupancy, const magicStruct& entry)
+/// The attacks in a square's record for the blockers in `occupancy`.
+inline u64 attacksByMagic(const magicStruct& entry, u64 occupancy)
 {
-#ifdef QUILLON_PEXT
-    return _pext_u64(occupancy, entry.mask);
-#else
-    return ((occupancy & entry.mask) * entry.magic) >> entry.shift;
-#endif
+    return entry.attacks[((occupancy & entry.mask) * entry.magic) >> entry.shift];
 }
 
 /// The squares that a rook on `square` attacks when the squares of `occupancy` are occupied. Each
@@ -95,15 +101,21 @@ inline u64 slotOf(u64 occupancy, const magicStruct& entry)
 /// difference whether `occupancy` contains `square`.
 inline u64 getRookAttackTable(i32 square, u64 occupancy)
 {
-    const magicStruct& entry = rookAttackLUT[square];
-    return entry.attacks[slotOf(occupancy, entry)];
+#ifdef QUILLON_PEXT
+    return rookColumns.attacks[square][_pext_u64(occupancy, rookColumns.masks[square])];
+#else
+    return attacksByMagic(rookAttackLUT[square], occupancy);
+#endif
 }
 
 /// The same for a bishop. A queen's attacks are the union of both.
 inline u64 getBishopAttackTable(i32 square, u64 occupancy)
 {
-    const magicStruct& entry = bishopAttackLUT[square];
-    return entry.attacks[slotOf(occupancy, entry)];
+#ifdef QUILLON_PEXT
+    return bishopColumns.attacks[square][_pext_u64(occupancy, bishopColumns.masks[square])];
+#else
+    return attacksByMagic(bishopAttackLUT[square], occupancy);
+#endif
 }
 
 /// All pieces, white and black.

@@ -127,7 +127,7 @@ inline int rightsLost(moveStruct move, int mover, int rights)
 } // namespace
 
 template <int us, bool isPlain>
-void playMove(int ply, const moveStruct* movePointer, positionStruct* position)
+bool playMove(int ply, const moveStruct* movePointer, positionStruct* position)
 {
     assert(ply > 0 && ply < NOFPLIES);
     assert(position->sideToMove == us);
@@ -237,6 +237,7 @@ void playMove(int ply, const moveStruct* movePointer, positionStruct* position)
     position->halfMoveClock = wrap16(clock);
     position->sideToMove = them;
     assert(boardsAgree(bit(from) | bit(to) | bit(landing), position));
+    return true;
 }
 
 template <int us, bool isPlain>
@@ -293,10 +294,15 @@ void takeBack(int ply, const moveStruct* movePointer, positionStruct* position)
     assert(boardsAgree(bit(from) | bit(to) | bit(landing), position));
 }
 
-template void playMove<WHITE, true>(int, const moveStruct*, positionStruct*);
-template void playMove<WHITE, false>(int, const moveStruct*, positionStruct*);
-template void playMove<BLACK, true>(int, const moveStruct*, positionStruct*);
-template void playMove<BLACK, false>(int, const moveStruct*, positionStruct*);
+bool makeIfKingSafe(int ply, const moveStruct* move, positionStruct* position)
+{
+    return !isKingHitAfterMove(move, position) && makeMove(ply, move, position, false);
+}
+
+template bool playMove<WHITE, true>(int, const moveStruct*, positionStruct*);
+template bool playMove<WHITE, false>(int, const moveStruct*, positionStruct*);
+template bool playMove<BLACK, true>(int, const moveStruct*, positionStruct*);
+template bool playMove<BLACK, false>(int, const moveStruct*, positionStruct*);
 template void takeBack<WHITE, true>(int, const moveStruct*, positionStruct*);
 template void takeBack<WHITE, false>(int, const moveStruct*, positionStruct*);
 template void takeBack<BLACK, true>(int, const moveStruct*, positionStruct*);

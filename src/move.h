@@ -22,24 +22,33 @@
 /// if the king moves.
 bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
 
-/// Whether a generated move leaves the mover's king in check, for a position that is not in check;
-/// needs notPinned. Most moves are decided by one bit: a piece that is not pinned opens no line. En
+/// Whether a generated move needs the slow test, for a position that is not in check; needs
+/// notPinned. Most moves don't, and one bit says so: a piece that is not pinned opens no line. En
 /// passant removes two pieces from a line at once, so it is always tested.
+inline bool mayExposeKing(int ply, const moveStruct* move, const positionStruct* position)
+{
+    return !(position->plies[ply].notPinned & bit(move->from)) || move->kind == KINDENPASSANT ||
+           isKing(position->board[move->from]);
+}
+
+/// Whether a generated move leaves the mover's king in check, for a position that is not in check;
+/// needs notPinned.
 inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStruct* position)
 {
-    if ((position->plies[ply].notPinned & bit(move->from)) && move->kind != KINDENPASSANT &&
-        !isKing(position->board[move->from]))
-        return false;
-    return isKingHitAfterMove(move, position);
+    return mayExposeKing(ply, move, position) && isKingHitAfterMove(move, position);
 }
 
 /// The parts of makeMove and unmakeMove that depend on the mover's colour. As a template argument
 /// the colour makes piece codes and directions constants. `isPlain` says that the move's kind is
-/// KINDPLAIN.
+/// KINDPLAIN. playMove returns true for makeMove, whose last step it is.
 template <int us, bool isPlain>
-void playMove(int ply, const moveStruct* move, positionStruct* position);
+bool playMove(int ply, const moveStruct* move, positionStruct* position);
 template <int us, bool isPlain>
 void takeBack(int ply, const moveStruct* move, positionStruct* position);
+
+/// makeMove for a move that needs the slow test. All calls in makeMove are its last steps, so it
+/// saves no registers.
+[[gnu::noinline]] bool makeIfKingSafe(int ply, const moveStruct* move, positionStruct* position);
 
 /// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
 /// With `testLegal`, a move that leaves the mover's own king in check is refused: the result is
@@ -48,23 +57,13 @@ void takeBack(int ply, const moveStruct* move, positionStruct* position);
 /// knows the answer already, or does not need it.
 inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
 {
-    if (testLegal && !position->plies[ply - 1].inCheck && inCheckAfterMove(ply - 1, move, position))
-        return false;
+    if (testLegal && !position->plies[ply - 1].inCheck && mayExposeKing(ply - 1, move, position))
+        return makeIfKingSafe(ply, move, position);
     if (move->kind == KINDPLAIN)
-    {
-        if (position->sideToMove == WHITE)
-            playMove<WHITE, true>(ply, move, position);
-        else
-            playMove<BLACK, true>(ply, move, position);
-    }
-    else
-    {
-        if (position->sideToMove == WHITE)
-            playMove<WHITE, false>(ply, move, position);
-        else
-            playMove<BLACK, false>(ply, move, position);
-    }
-    return true;
+        return position->sideToMove == WHITE ? playMove<WHITE, true>(ply, move, position)
+                                             : playMove<BLACK, true>(ply, move, position);
+    return position->sideToMove == WHITE ? playMove<WHITE, false>(ply, move, position)
+                                         : playMove<BLACK, false>(ply, move, position);
 }
 
 /// Takes back the move that makeMove played with the same arguments.

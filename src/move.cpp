@@ -43,8 +43,6 @@
 namespace
 {
 
-constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
-
 // Contracts. The console plays the moves of `position` on GPS as they are written, even if they
 // make no sense as chess. So what is asserted about pieces holds for every other position:
 // makePlayable has accepted its root, and its moves come from a list or have passed isLegalMove.
@@ -127,66 +125,52 @@ inline int rightsLost(moveStruct move, int mover, int rights)
 } // namespace
 
 template <int us, bool isPlain>
-bool playMove(int ply, const moveStruct* movePointer, positionStruct* position)
+bool playMove(plyStruct& child, const moveStruct* movePointer, positionStruct* position)
 {
-    assert(ply > 0 && ply < NOFPLIES);
+    assert(&child > position->plies && &child < position->plies + NOFPLIES);
     assert(position->sideToMove == us);
     assert(position->keyIndex >= 0 && position->keyIndex < KEYHISTORYSIZE);
     constexpr int them = us ^ 1;
     const moveStruct move = *movePointer;
     assert((move.from | move.to) < NOFSQUARES && move.kind <= KINDCASTLEQUEEN);
-    assert(isPlain == (move.kind == KINDPLAIN));
-    const plyStruct& parent = position->plies[ply - 1];
-    plyStruct& child = position->plies[ply];
+    assert(!isPlain || move.kind == KINDPLAIN);
+    const plyStruct& parent = (&child)[-1];
 
-    const int from = move.from;
-    const int to = move.to;
-    const int mover = position->board[from];
-    const int captured = position->board[to];
+    const u8 from = move.from;
+    const u8 to = move.to;
+    const u8 mover = position->board[from];
+    const u8 captured = position->board[to];
     assert(isPieceOf(us, mover, position));
     assert(captured == NOPIECE || isPieceOf(them, captured, position));
     assert(!isKing(captured) || position == GPS);
 
+    // Numbers that are neighbours are read before they are written, which is one copy.
     saveEvaluation(child, position);
-    child.capturedPiece = narrow<u8>(captured);
-    child.savedHashKey = position->hashKey;
-    child.savedPawnHashKey = position->pawnHashKey;
+    child.capturedPiece = captured;
+    u64 key = position->hashKey;
+    const u64 pawnKey = position->pawnHashKey;
+    child.savedHashKey = key;
+    child.savedPawnHashKey = pawnKey;
     child.savedHalfMoveClock = position->halfMoveClock;
-    // Keys are kept up to date: each change of the position adds or removes one number by XOR. They
-    // are built in local variables, which the compiler keeps in registers.
-    u64 key = position->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[mover][from];
-    u64 pawnKey = position->pawnHashKey;
+    position->halfMoveClock = wrap16(position->halfMoveClock + 1);
 
-    int clock = isPawn(mover) ? 0 : position->halfMoveClock + 1;
-    if (captured)
-    {
-        updateEvaluationCapture<them>(captured, to, position);
-        position->pieceBB[captured] ^= bit(to);
-        position->pieceBB[them] ^= bit(to);
-        key ^= hashCodePiece[captured][to];
-        if (isPawn(captured)) pawnKey ^= hashCodePiece[captured][to];
-        clock = 0;
-    }
-
-    // Only a king's move and a move from or to a corner can end a right. This test spares most
-    // moves the exact one.
-    u8 rights = parent.castlingRights;
-    if (rights && ((corners & (bit(from) | bit(to))) || isKing(mover)))
-    {
-        key ^= hashCodeCastling[rights];
-        rights = narrow<u8>(rights & ~rightsLost(move, mover, rights));
-        key ^= hashCodeCastling[rights];
-    }
-    child.castlingRights = rights;
+    // Keys are kept up to date: each change of the position adds or removes one number by XOR.
+    key ^= hashCodeBlackToMove;
     if (parent.enPassantSquare) key ^= hashCodeEnpassant[fileOf(parent.enPassantSquare)];
+    child.castlingRights = parent.castlingRights;
 
     // `arriving` is the piece that ends on `landing`. It is the mover except for a promotion, and
     // `landing` is the move's own `to` except for en passant.
     int landing = to;
-    int arriving = mover;
+    u8 arriving = mover;
     u8 enPassant = 0;
     if (!isPlain)
     {
+        key ^= hashCodeCastling[parent.castlingRights];
+        child.castlingRights =
+            narrow<u8>(parent.castlingRights & ~rightsLost(move, mover, parent.castlingRights));
+        key ^= hashCodeCastling[child.castlingRights];
+
         if (move.kind == KINDDOUBLEPUSH)
         {
             enPassant = move.to;
@@ -211,46 +195,64 @@ bool playMove(int ply, const moveStruct* movePointer, positionStruct* position)
             assert(landing < NOFSQUARES);
             assert(position == GPS || position->board[landing] == NOPIECE);
         }
-        else
-            arriving = move.kind + us;
+        else if (isPromotion(move.kind))
+        {
+            // The piece lands below on the mover's board. Here it changes boards, and leaves the
+            // pawn key, which promoted pieces do not enter.
+            arriving = narrow<u8>(move.kind + us);
+            position->pieceBB[arriving] ^= bit(to);
+            position->pieceBB[mover] ^= bit(to);
+            position->pawnHashKey ^= hashCodePiece[arriving][to];
+        }
     }
     child.enPassantSquare = enPassant;
 
-    updateEvaluation<us, isPlain>(move, mover, position);
-    position->pieceBB[mover] ^= bit(from);
-    position->pieceBB[arriving] ^= bit(landing);
-    position->pieceBB[us] ^= bit(from) | bit(landing);
+    if (isPlain || move.kind == KINDPLAIN)
+        updateEvaluation<us, true>(move, mover, position);
+    else
+        updateEvaluation<us, false>(move, mover, position);
+    const u64 squares = bit(from) ^ bit(landing);
+    position->pieceBB[mover] ^= squares;
+    position->pieceBB[us] ^= squares;
     position->board[from] = NOPIECE;
-    position->board[landing] = narrow<u8>(arriving);
-    key ^= hashCodePiece[arriving][landing];
+    position->board[landing] = arriving;
+    const u64 moved = hashCodePiece[mover][from] ^ hashCodePiece[arriving][landing];
+    key ^= moved;
     if (isPawn(mover) || isKing(mover))
     {
-        // A pawn that promotes leaves the pawn key, and the new piece does not enter it.
-        pawnKey ^= hashCodePiece[mover][from];
-        if (arriving == mover) pawnKey ^= hashCodePiece[mover][landing];
+        position->pawnHashKey ^= moved;
+        if (isPawn(mover)) position->halfMoveClock = 0;
+    }
+
+    if (captured)
+    {
+        position->pieceBB[captured] ^= bit(to);
+        position->pieceBB[them] ^= bit(to);
+        const u64 taken = hashCodePiece[captured][to];
+        key ^= taken;
+        updateEvaluationCapture<them>(captured, to, position);
+        if (isPawn(captured)) position->pawnHashKey ^= taken;
+        position->halfMoveClock = 0;
     }
 
     // The history holds the keys of all positions up to this one, for the test of repetition.
     position->hashKey = key;
-    position->pawnHashKey = pawnKey;
     position->keyHistory[position->keyIndex++] = key;
-    position->halfMoveClock = wrap16(clock);
     position->sideToMove = them;
     assert(boardsAgree(bit(from) | bit(to) | bit(landing), position));
     return true;
 }
 
-template <int us, bool isPlain>
-void takeBack(int ply, const moveStruct* movePointer, positionStruct* position)
+template <bool isPlain>
+void takeBack(const plyStruct& child, const moveStruct* movePointer, positionStruct* position)
 {
-    assert(ply > 0 && ply < NOFPLIES);
-    assert(position->sideToMove == (us ^ 1));
+    assert(&child > position->plies && &child < position->plies + NOFPLIES);
     assert(position->keyIndex > 0);
-    constexpr int them = us ^ 1;
+    const u8 them = position->sideToMove;
+    const u8 us = them ^ 1;
     const moveStruct move = *movePointer;
-    const int from = move.from;
-    const int to = move.to;
-    const plyStruct& child = position->plies[ply];
+    const u8 from = move.from;
+    const u8 to = move.to;
 
     // Castling rights and en passant square need no restoring: the parent's record still has them.
     position->sideToMove = us;
@@ -262,30 +264,30 @@ void takeBack(int ply, const moveStruct* movePointer, positionStruct* position)
 
     int landing = to;
     if (!isPlain && move.kind == KINDENPASSANT) landing = enPassantLanding(to, us);
-    const int arrived = position->board[landing];
+    const u8 arrived = position->board[landing];
     assert(isPieceOf(us, arrived, position));
     assert(position == GPS || position->board[from] == NOPIECE);
-    int mover = arrived;
+    u8 mover = arrived;
     if (!isPlain && isCastling(move.kind))
     {
         const castlingRook rook = castlingRookOf(move);
-        constexpr u8 code = ROOK + us;
+        const u8 code = narrow<u8>(ROOK + us);
         position->pieceBB[code] ^= bit(rook.from) | bit(rook.to);
         position->pieceBB[us] ^= bit(rook.from) | bit(rook.to);
         position->board[rook.to] = NOPIECE;
         position->board[rook.from] = code;
     }
-    if (!isPlain && isPromotion(move.kind)) mover = PAWN + us;
+    if (!isPlain && isPromotion(move.kind)) mover = narrow<u8>(PAWN + us);
 
     // `landing` is emptied before the captured piece comes back: except for en passant both are
     // the same square.
-    const int captured = child.capturedPiece;
+    const u8 captured = child.capturedPiece;
     position->pieceBB[arrived] ^= bit(landing);
     position->pieceBB[mover] ^= bit(from);
-    position->pieceBB[us] ^= bit(from) | bit(landing);
+    position->pieceBB[us] ^= bit(from) ^ bit(landing);
     position->board[landing] = NOPIECE;
-    position->board[from] = narrow<u8>(mover);
-    position->board[to] = narrow<u8>(captured);
+    position->board[from] = mover;
+    position->board[to] = captured;
     if (captured)
     {
         position->pieceBB[captured] ^= bit(to);
@@ -299,14 +301,12 @@ bool makeIfKingSafe(int ply, const moveStruct* move, positionStruct* position)
     return !isKingHitAfterMove(move, position) && makeMove(ply, move, position, false);
 }
 
-template bool playMove<WHITE, true>(int, const moveStruct*, positionStruct*);
-template bool playMove<WHITE, false>(int, const moveStruct*, positionStruct*);
-template bool playMove<BLACK, true>(int, const moveStruct*, positionStruct*);
-template bool playMove<BLACK, false>(int, const moveStruct*, positionStruct*);
-template void takeBack<WHITE, true>(int, const moveStruct*, positionStruct*);
-template void takeBack<WHITE, false>(int, const moveStruct*, positionStruct*);
-template void takeBack<BLACK, true>(int, const moveStruct*, positionStruct*);
-template void takeBack<BLACK, false>(int, const moveStruct*, positionStruct*);
+template bool playMove<WHITE, true>(plyStruct&, const moveStruct*, positionStruct*);
+template bool playMove<WHITE, false>(plyStruct&, const moveStruct*, positionStruct*);
+template bool playMove<BLACK, true>(plyStruct&, const moveStruct*, positionStruct*);
+template bool playMove<BLACK, false>(plyStruct&, const moveStruct*, positionStruct*);
+template void takeBack<true>(const plyStruct&, const moveStruct*, positionStruct*);
+template void takeBack<false>(const plyStruct&, const moveStruct*, positionStruct*);
 
 
 // Legality

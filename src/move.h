@@ -38,16 +38,28 @@ inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStru
     return mayExposeKing(ply, move, position) && isKingHitAfterMove(move, position);
 }
 
-/// The parts of makeMove and unmakeMove that depend on the mover's colour. As a template argument
-/// the colour makes piece codes and directions constants. `isPlain` says that the move's kind is
-/// KINDPLAIN. playMove returns true for makeMove, whose last step it is.
-template <int us, bool isPlain>
-bool playMove(int ply, const moveStruct* move, positionStruct* position);
-template <int us, bool isPlain>
-void takeBack(int ply, const moveStruct* move, positionStruct* position);
+/// Whether a move can end one of `rights`: only a king's move and a move from or to a corner can.
+inline bool mayEndRights(u8 rights, const moveStruct* move, const positionStruct* position)
+{
+    constexpr u64 corners = 1ULL << A1 | 1ULL << H1 | 1ULL << A8 | 1ULL << H8;
+    return rights &&
+           ((corners & (bit(move->from) | bit(move->to))) || isKing(position->board[move->from]));
+}
 
-/// makeMove for a move that needs the slow test. All calls in makeMove are its last steps, so it
-/// saves no registers.
+/// What is left of makeMove once a move is known to be safe. The mover's colour is a template
+/// argument, which makes piece codes and directions constants. `isPlain` says that the move's kind
+/// is KINDPLAIN and that it can't end a castling right. It returns true, so that makeMove ends with
+/// the call.
+template <int us, bool isPlain>
+[[gnu::noinline]] bool playMove(plyStruct& child, const moveStruct* move, positionStruct* position);
+
+/// The same for unmakeMove. `isPlain` says that the move's kind is KINDPLAIN.
+template <bool isPlain>
+[[gnu::noinline]] void takeBack(const plyStruct& child, const moveStruct* move,
+                                positionStruct* position);
+
+/// makeMove for a move that needs the slow test. All calls in makeMove are its last steps, so that
+/// it need not save registers.
 [[gnu::noinline]] bool makeIfKingSafe(int ply, const moveStruct* move, positionStruct* position);
 
 /// Plays a pseudo-legal move and fills the record of `ply`, which is the child's ply, from 1 on.
@@ -57,32 +69,24 @@ void takeBack(int ply, const moveStruct* move, positionStruct* position);
 /// knows the answer already, or does not need it.
 inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, bool testLegal)
 {
-    if (testLegal && !position->plies[ply - 1].inCheck && mayExposeKing(ply - 1, move, position))
+    plyStruct& child = position->plies[ply];
+    const plyStruct& parent = (&child)[-1];
+    if (testLegal && !parent.inCheck && mayExposeKing(ply - 1, move, position))
         return makeIfKingSafe(ply, move, position);
-    if (move->kind == KINDPLAIN)
-        return position->sideToMove == WHITE ? playMove<WHITE, true>(ply, move, position)
-                                             : playMove<BLACK, true>(ply, move, position);
-    return position->sideToMove == WHITE ? playMove<WHITE, false>(ply, move, position)
-                                         : playMove<BLACK, false>(ply, move, position);
+    if (move->kind == KINDPLAIN && !mayEndRights(parent.castlingRights, move, position))
+        return position->sideToMove == WHITE ? playMove<WHITE, true>(child, move, position)
+                                             : playMove<BLACK, true>(child, move, position);
+    return position->sideToMove == WHITE ? playMove<WHITE, false>(child, move, position)
+                                         : playMove<BLACK, false>(child, move, position);
 }
 
 /// Takes back the move that makeMove played with the same arguments.
 inline void unmakeMove(int ply, const moveStruct* move, positionStruct* position)
 {
     if (move->kind == KINDPLAIN)
-    {
-        if (position->sideToMove == WHITE)
-            takeBack<BLACK, true>(ply, move, position);
-        else
-            takeBack<WHITE, true>(ply, move, position);
-    }
+        takeBack<true>(position->plies[ply], move, position);
     else
-    {
-        if (position->sideToMove == WHITE)
-            takeBack<BLACK, false>(ply, move, position);
-        else
-            takeBack<WHITE, false>(ply, move, position);
-    }
+        takeBack<false>(position->plies[ply], move, position);
 }
 
 

@@ -145,8 +145,8 @@ inline u8 kingSquareOf(int colour, const positionStruct* position)
 /// `occupancy`. The attackers come from the bitboards; `occupancy` may differ from these, for
 /// example by a move that is not made yet. The test looks from the square outwards: a bishop
 /// attacks the square if a bishop on the square would attack it.
-inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
-                                    const positionStruct* position)
+[[gnu::always_inline]] inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
+                                                           const positionStruct* position)
 {
     if (getBishopAttackTable(square, occupancy) & bishopsAndQueens(attacker, position)) return true;
     if (getRookAttackTable(square, occupancy) & rooksAndQueens(attacker, position)) return true;
@@ -155,8 +155,10 @@ inline bool isSquareAttackedThrough(u8 square, u8 attacker, u64 occupancy,
             (kingAttackTable[square] & position->pieceBB[KING + attacker])) != 0;
 }
 
-/// Whether the colour `attacker` attacks `square` (0 to 63).
-inline bool isSquareAttacked(u8 square, u8 attacker, const positionStruct* position)
+/// Whether the colour `attacker` attacks `square` (0 to 63). Each node asks it for every move that
+/// it plays, so it is always inlined: calling it took a third of its time.
+[[gnu::always_inline]] inline bool isSquareAttacked(u8 square, u8 attacker,
+                                                    const positionStruct* position)
 {
     return isSquareAttackedThrough(square, attacker, allPieces(position), position);
 }

@@ -141,7 +141,7 @@ constexpr u8 hashAge(u64 data)
 
 /// The score of a data word, seen from the root when read at `ply`. An entry counts a mate from its
 /// own node, because the position can be reached at different plies.
-constexpr i16 hashScore(u64 data, u8 ply)
+constexpr i16 hashScore(u64 data, int ply)
 {
     const i16 score = static_cast<i16>(data >> 32);
     if (score >= SCOREMATELIMIT) return wrap16(score - ply);

@@ -423,16 +423,20 @@ void initLMRTable()
 namespace
 {
 
+int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* position,
+                    u8 nullAllowed);
+
 /// The child's score from the parent's view, with the parent's window. A reduction may take the
 /// depth to 0 or below, where quiescence replaces the node search. Window and score are 16-bit here
 /// and wrap.
-inline int searchChild(u8 childPly, int depth, int alpha, int beta, positionStruct* position,
+inline int searchChild(int childPly, int depth, int alpha, int beta, positionStruct* position,
                        u8 nullAllowed = 2)
 {
     const i16 low = wrap16(-beta);
     const i16 high = wrap16(-alpha);
-    return wrap16(-(depth > 0 ? alfabeta(childPly, depth, low, high, position, nullAllowed)
-                              : quiescence(childPly, 0, low, high, position)));
+    if (depth > 0)
+        return wrap16(-searchInnerNode(childPly, depth, low, high, position, nullAllowed));
+    return wrap16(-quiescence(narrow<u8>(childPly), 0, low, high, position));
 }
 
 /// Counts a node. The boss adds up the counters of running threads, so the write is published.
@@ -447,11 +451,9 @@ i64 millisecondsSinceGo()
     return now() - narrow<i64>(u64{engine.startTime});
 }
 
-/// Counts down to the next check of the hard budget and the node limit; true when one is used up. A
-/// call to the system at each node would cost more than it gains: the budget is not that exact.
-bool isTimeOver(positionStruct* position)
+/// Checks the hard budget and the node limit; true when one is used up.
+[[gnu::noinline]] bool isLimitReached(positionStruct* position)
 {
-    if (position->nodesToClockCheck-- > 0) return false;
     position->nodesToClockCheck = engine.nodeCheckInterval;
     // An unlimited search reads the clock too: a platform without threads uses that to take turns.
     const i64 elapsed = millisecondsSinceGo();
@@ -460,6 +462,13 @@ bool isTimeOver(positionStruct* position)
     if (!isOver) return false;
     theWorkForce.stop();
     return true;
+}
+
+/// Counts down to the next check of the limits; true when one is used up. A call to the system at
+/// each node would cost more than it gains: the budget is not that exact.
+inline bool isTimeOver(positionStruct* position)
+{
+    return position->nodesToClockCheck-- <= 0 && isLimitReached(position);
 }
 
 /// Whether a side has more pieces than a game can give it: promoted pieces and pawns together
@@ -498,6 +507,8 @@ bool isRepetition(const positionStruct* position)
 /// a mate is known, the search does not look for a longer one.
 void clipToMates(int ply, int& alpha, int& beta)
 {
+    // Most windows are far from the mates of any ply.
+    if (alpha >= -SCOREMATELIMIT && beta <= SCOREMATELIMIT) return;
     alpha = std::max(alpha, ply - SCOREMATE);
     if (beta > SCOREMATE - ply) beta = SCOREMATE + 1 - ply;
 }
@@ -512,7 +523,7 @@ bool isCutOff(u8 bound, int score, int alpha, int beta)
 
 /// The static evaluation, or the table's score where its bound shows that it is nearer. A score
 /// from a search knows more than the evaluation, whatever its depth.
-int improvedEvaluation(u8 ply, u8 bound, int tableScore, positionStruct* position)
+int improvedEvaluation(int ply, u8 bound, int tableScore, positionStruct* position)
 {
     if (bound == boundExact) return tableScore;
     const int evaluation = wrap16(evaluateN(ply, position));
@@ -546,7 +557,7 @@ void halveHistory(positionStruct* position)
 /// Remembers a move that cut off: as a counter move and, if it is quiet, as a killer and, from
 /// depth 3 on, in the history. A promotion on an empty square counts as quiet. Captures need no
 /// memory: their exchange values order them well, as the evasions' scores do in check.
-void rewardCutOff(u8 ply, int depth, const moveStruct* cursor, positionStruct* position)
+void rewardCutOff(int ply, int depth, const moveStruct* cursor, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     const moveStruct move = *cursor;
@@ -598,7 +609,7 @@ bool hasPiece(int colour, const positionStruct* position)
 /// every 6 plies of depth, which is what makes it pay. A second null move in a row would only
 /// search the same position at a smaller depth, so the child may not pass. Returns the score of
 /// passing.
-int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
+int searchNullMove(int ply, int depth, int beta, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     const u64 key = position->hashKey;
@@ -613,8 +624,7 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
     position->plies[ply + 1] = here;
     evaluateNullMove(key, position);
 
-    const int score =
-        searchChild(narrow<u8>(ply + 1), depth - 3 - depth / 6, beta - 1, beta, position, 0);
+    const int score = searchChild(ply + 1, depth - 3 - depth / 6, beta - 1, beta, position, 0);
 
     position->sideToMove ^= 1;
     position->hashKey = key;
@@ -626,12 +636,12 @@ int searchNullMove(u8 ply, int depth, int beta, positionStruct* position)
 /// beat beta in a full one. Only captures that gain enough by SEE to reach the margin are tried. A
 /// quiescence search comes first, since it is cheap and refutes many of them. Returns whether a
 /// capture did, with its score in `score`.
-bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* position,
+bool searchProbCut(int ply, int depth, int beta, int staticEval, positionStruct* position,
                    int& score)
 {
     plyStruct& here = position->plies[ply];
     const u8 us = position->sideToMove;
-    const u8 childPly = narrow<u8>(ply + 1);
+    const int childPly = ply + 1;
     const int raised = beta + PROBCUTMARGIN;
     const i16 threshold = wrap16(raised - staticEval);
 
@@ -654,8 +664,8 @@ bool searchProbCut(u8 ply, int depth, int beta, int staticEval, positionStruct* 
 /// are well ordered, that second search is rare, and a null window cuts off sooner than a full one.
 ///
 /// Scores are int inside and wrap to 16 bits where they leave; see alfabeta.
-inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruct* position,
-                           u8 nullAllowed)
+int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* position,
+                    u8 nullAllowed)
 {
     assert(ply < NOFPLIES);
     assert(depth > 0 && depth <= MAXDEPTH);
@@ -665,7 +675,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
 
     // Step 1. Count, clock and stop. At the end of the path only the evaluation is left.
     countNode(position->nodes);
-    if (ply > position->selDepth) position->selDepth = ply;
+    if (ply > position->selDepth) position->selDepth = narrow<u8>(ply);
     if (isTimeOver(position) || theWorkForce.stopSearch) return 0;
     if (isPathFull(ply, position)) return evaluateN(ply, position);
 
@@ -710,7 +720,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         // only captures can help.
         if (depth <= 3 && !pvNode && staticEval + razor[depth] < alpha)
         {
-            const int score = quiescence(ply, 0, wrap16(alpha), wrap16(beta), position);
+            const int score = quiescence(narrow<u8>(ply), 0, wrap16(alpha), wrap16(beta), position);
             if (score < alpha) return score;
         }
 
@@ -732,7 +742,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         if (depth >= 4 && moveWord(here.hashMove) == 0 &&
             (pvNode || staticEval >= beta - NULLDEEPENINGMARGIN))
         {
-            alfabeta(ply, depth - 3, wrap16(alpha), wrap16(beta), position, 2);
+            alfabeta(narrow<u8>(ply), depth - 3, wrap16(alpha), wrap16(beta), position, 2);
             entry = getHashTableEntry(position->hashKey);
             if (hashBound(entry)) here.hashMove = wordMove(entry);
         }
@@ -751,7 +761,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     // has used it.
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
-    const u8 childPly = narrow<u8>(ply + 1);
+    const int childPly = ply + 1;
     std::optional<quietCheckFilter> filter; // from the first late move that is pruned on
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
@@ -841,7 +851,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
         if (score >= beta)
         {
             putHashTableEntry(position->hashKey, *cursor, wrap16(score), narrow<i8>(depth),
-                              boundLower, ply);
+                              boundLower, narrow<u8>(ply));
             rewardCutOff(ply, depth, cursor, position);
             return score;
         }
@@ -859,7 +869,7 @@ inline int searchInnerNode(u8 ply, int depth, int alpha, int beta, positionStruc
     const bool failedLow = bestScore <= entryAlpha;
     putHashTableEntry(position->hashKey, failedLow ? here.hashMove : here.bestMove,
                       wrap16(bestScore), narrow<i8>(depth), failedLow ? boundUpper : boundExact,
-                      ply);
+                      narrow<u8>(ply));
     return bestScore;
 }
 
@@ -878,19 +888,19 @@ namespace
 {
 
 template <bool crowded>
-int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct* position);
+int searchQuiescenceNode(int ply, int depth, int alpha, int beta, positionStruct* position);
 
 /// Plays the moves that the picker yields and returns the best score; `alpha` rises on the way.
 /// `best`, when not null, receives each move that raises alpha. The windows are those of the node
 /// search: full for the first move, null for the others, full again if one lands inside.
 template <bool crowded>
-int searchCaptures(u8 ply, int depth, int alpha, int beta, int bestScore, positionStruct* position,
+int searchCaptures(int ply, int depth, int alpha, int beta, int bestScore, positionStruct* position,
                    moveStruct* best)
 {
     plyStruct& here = position->plies[ply];
     const u8 us = position->sideToMove;
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
-    const u8 childPly = narrow<u8>(ply + 1);
+    const int childPly = ply + 1;
     const auto search = [=](int low, int high)
     {
         return wrap16(-searchQuiescenceNode<crowded>(childPly, depth - 1, wrap16(-high),
@@ -924,7 +934,7 @@ int searchCaptures(u8 ply, int depth, int alpha, int beta, int bestScore, positi
 /// evasion, which is mate. From FIRSTNOEVASIONDEPTH down the node forgets that it is in check and
 /// plays recaptures only, so it may return the score of a mate that is not there (test:
 /// DeepBandForgetsChecks).
-bool generateCaptureList(u8 ply, int depth, positionStruct* position)
+bool generateCaptureList(int ply, int depth, positionStruct* position)
 {
     plyStruct& here = position->plies[ply];
     if (depth <= FIRSTNOEVASIONDEPTH) here.inCheck = 0;
@@ -934,26 +944,26 @@ bool generateCaptureList(u8 ply, int depth, positionStruct* position)
         generateMovesQuiescence(ply, here.moveListStart, position);
 
     if (!here.inCheck) return true;
-    updateSeeScoreEvade(ply, here.moveListStart, position);
+    updateSeeScoreEvade(narrow<u8>(ply), here.moveListStart, position);
     return here.moveListEnd != here.moveListStart;
 }
 
 /// The quiescence node. A `crowded` one checks the clock and the stop flag; see isCrowded.
 template <bool crowded>
-int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct* position)
+int searchQuiescenceNode(int ply, int depth, int alpha, int beta, positionStruct* position)
 {
     assert(ply < NOFPLIES);
     assert(depth <= 0);
 
-    // Step 1. Count, mate distance, end of the path.
+    // Step 1. Count, mate distance.
     countNode(position->qNodes);
     clipToMates(ply, alpha, beta);
     if (alpha >= beta) return alpha;
-    if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
     if (crowded && (isTimeOver(position) || theWorkForce.stopSearch)) return 0;
 
     // Step 2. Stand pat: a side that is not in check need not capture, so the evaluation is a lower
-    // bound for its score. In check every move is searched, and without one it is mate.
+    // bound for its score. In check every move is searched, and without one it is mate. At the end
+    // of the path the evaluation is all that is left.
     int bestScore = ply - SCOREMATE;
     if (!position->plies[ply].inCheck)
     {
@@ -961,6 +971,7 @@ int searchQuiescenceNode(u8 ply, int depth, int alpha, int beta, positionStruct*
         if (bestScore >= beta) return bestScore;
         alpha = std::max(alpha, bestScore);
     }
+    if (isPathFull(ply, position)) return wrap16(evaluateN(ply, position));
 
     // Step 3. The moves.
     if (!generateCaptureList(ply, depth, position)) return bestScore;

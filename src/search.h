@@ -71,7 +71,7 @@ constexpr int FIRSTNOEVASIONDEPTH = -14; // recaptures only, in check too
 
 /// Whether the path can't get longer: it has reached the last ply record, or the move stack is used
 /// up, which takes a board full of queens.
-inline bool isPathFull(u8 ply, const positionStruct* position)
+inline bool isPathFull(int ply, const positionStruct* position)
 {
     return ply >= NOFPLIES - 1 ||
            position->plies[ply].moveListStart >= position->plies[0].moveListStart + MOVESTACKSIZE;

@@ -604,6 +604,19 @@ bool hasPiece(int colour, const positionStruct* position)
     return moreThanOne(position->pieceBB[colour] & ~position->pieceBB[PAWN + colour]);
 }
 
+/// Whether the move that `us` has just made gives check to the king on `enemyKing`. It differs from
+/// isSquareAttacked in two ways: legal moves never put one king beside the other, and as few moves
+/// give check, it does not look for an early answer.
+inline bool givesCheck(u8 enemyKing, int us, const positionStruct* position)
+{
+    const u64 occupied = allPieces(position);
+    const u64* pieces = position->pieceBB;
+    return ((getBishopAttackTable(enemyKing, occupied) & bishopsAndQueens(us, position)) |
+            (getRookAttackTable(enemyKing, occupied) & rooksAndQueens(us, position)) |
+            (pawnAttackTable[us][enemyKing] & pieces[PAWN + us]) |
+            (knightAttackTable[enemyKing] & pieces[KNIGHT + us])) != 0;
+}
+
 /// Step 8. Null move (Donninger, "Null move and deep search", 1993): if passing keeps the score
 /// above beta, a move will too. The search of the reply is reduced by 2 plies, and by one more for
 /// every 6 plies of depth, which is what makes it pay. A second null move in a row would only
@@ -649,7 +662,7 @@ bool searchProbCut(int ply, int depth, int beta, int staticEval, positionStruct*
     {
         if (!doNextMoveProbCut(ply, cursor, position, threshold)) continue;
         position->plies[childPly].inCheck =
-            isSquareAttacked(kingSquareOf(us ^ 1, position), us, position);
+            givesCheck(kingSquareOf(us ^ 1, position), us, position);
         here.currentMove = *cursor;
         score = searchChild(childPly, 0, raised - 1, raised, position);
         if (score >= raised) score = searchChild(childPly, depth - 3, raised - 1, raised, position);
@@ -778,7 +791,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         // What the child's evaluation reads is fetched while this node decides about the move.
         prefetchEvaluation(position);
-        next.inCheck = isSquareAttacked(enemyKing, us, position);
+        next.inCheck = givesCheck(enemyKing, us, position);
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
         // ever raises alpha. From the first pruned move on, the node's other quiet moves come
@@ -913,7 +926,7 @@ int searchCaptures(int ply, int depth, int alpha, int beta, int bestScore, posit
         if (!doNextMoveQuiesc(ply, cursor, position, depth)) continue;
         prefetchEvaluation(position);
         here.currentMove = *cursor;
-        position->plies[childPly].inCheck = isSquareAttacked(enemyKing, us, position);
+        position->plies[childPly].inCheck = givesCheck(enemyKing, us, position);
 
         int score = isFirst ? search(alpha, beta) : search(alpha, alpha + 1);
         if (!isFirst && score > alpha && score < beta) score = search(alpha, beta);

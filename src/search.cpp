@@ -226,25 +226,11 @@ void setPosition(std::string fen, positionStruct* position)
 
 // Static exchange evaluation
 
-namespace
-{
-
-// seeValue[piece code]: value of a piece in an exchange. Bishop and knight are equal, so that an
-// exchange of one for the other counts as even. The king's value is so high that no side gains by
-// losing it. These values are not tuned.
-constexpr i16 seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
-                                         340, 515, 515, 1005, 1005, 10000, 10000};
-
-/// Plays the exchange on `to` out until it is decided whether the side that captured first keeps
-/// its gain. `balance` is that side's balance if it loses the piece on `to`, and negative; `side`
-/// makes the next capture; `occupied` leaves out the piece on `to`. After each capture only x-rays
-/// of the capturing colour are added, and a queen uncovers none along ranks and files. Both limits
-/// are deliberate: the search's results depend on them (test: SeeXrayTable).
-bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStruct* position)
+bool exchangeHolds(int balance, u8 to, u64 occupied, size_t side, const positionStruct* position)
 {
     const u64* pieces = position->pieceBB;
     // If a pawn takes the piece, that mostly settles the matter before lines are looked at.
-    if ((pawnAttackTable[side][to] & pieces[PAWN + side]) && balance + seeValue[PAWN] < 0)
+    if (balance < -seeValue[PAWN] && (pawnAttackTable[side][to] & pieces[PAWN + side]))
         return false;
     u64 attackers = (getBishopAttackTable(to, occupied) &
                      (bishopsAndQueens(WHITE, position) | bishopsAndQueens(BLACK, position))) |
@@ -258,65 +244,57 @@ bool exchangeHolds(int balance, u8 to, u64 occupied, int side, const positionStr
 
     // The sides capture in turn, each with its least valuable piece, because that one risks least.
     // `result` is the answer if the side whose turn it is stops capturing.
-    bool result = true;
-    while (attackers & pieces[side])
+    for (bool result = true;; side ^= 1)
     {
-        int taker = PAWN + side;
-        while (!(attackers & pieces[taker])) taker += 2;
-        const u64 cheapest = attackers & pieces[taker];
-        occupied ^= cheapest & (0 - cheapest);
+        const u64* own = pieces + side; // own[PAWN]: the pawns of `side`, and so on
+        const u64 mine = attackers & pieces[side];
+        if (!mine) return result;
+        result = !result;
 
+        // Whether the capture decides the exchange. If not, the other side continues with the
+        // balance turned to its view.
+        const auto isDecidedBy = [&](u64 takers, int type)
+        {
+            balance += seeValue[type];
+            occupied ^= takers & (0 - takers);
+            return balance < 0;
+        };
         // The piece that has captured may have stood in the way of another one: a slider on the
         // same line. A knight leaves no line to the square.
-        switch (taker - side)
+        const auto uncoverDiagonals = [&]
+        { attackers |= getBishopAttackTable(to, occupied) & (own[BISHOP] | own[QUEEN]); };
+
+        if (const u64 pawns = mine & own[PAWN])
         {
-        case PAWN:
-        case BISHOP:
-        case QUEEN:
-            attackers |= getBishopAttackTable(to, occupied) & bishopsAndQueens(side, position);
-            break;
-        case ROOK:
-        case KING:
-            attackers |= getRookAttackTable(to, occupied) & rooksAndQueens(side, position);
-            break;
-        default: break;
+            if (isDecidedBy(pawns, PAWN)) return result;
+            uncoverDiagonals();
         }
+        else if (const u64 knights = mine & own[KNIGHT])
+        {
+            if (isDecidedBy(knights, KNIGHT)) return result;
+        }
+        else if (const u64 bishops = mine & own[BISHOP])
+        {
+            if (isDecidedBy(bishops, BISHOP)) return result;
+            uncoverDiagonals();
+        }
+        else if (const u64 rooks = mine & own[ROOK])
+        {
+            if (isDecidedBy(rooks, ROOK)) return result;
+            attackers |= getRookAttackTable(to, occupied) & (own[ROOK] | own[QUEEN]);
+        }
+        else if (const u64 queens = mine & own[QUEEN])
+        {
+            if (isDecidedBy(queens, QUEEN)) return result;
+            uncoverDiagonals();
+        }
+        else
+            // A king may not capture a defended piece.
+            return (attackers & pieces[side ^ 1]) ? !result : result;
+
         attackers &= occupied;
-
-        // A king may not capture a defended piece.
-        if (isKing(taker)) return (attackers & pieces[side ^ 1]) ? result : !result;
-
-        // If the capture does not decide the exchange, the other side continues with the balance
-        // turned to its view.
-        result = !result;
-        balance = wrap16(balance + seeValue[taker]);
-        if (balance < 0) return result;
-        balance = wrap16(-balance);
-        side ^= 1;
+        balance = -balance;
     }
-    return result;
-}
-
-/// Whether SEE applies to a move. It does not to en passant and castling, where the square that the
-/// move names is not the square on which an exchange could take place.
-bool hasExchange(moveStruct move)
-{
-    return move.kind != KINDENPASSANT && !isCastling(move.kind);
-}
-
-} // namespace
-
-bool see(moveStruct move, i16 threshold, const positionStruct* position)
-{
-    if (!hasExchange(move)) return threshold <= 0;
-    // Two cheap answers first, which settle many calls: the victim alone is worth too little, or
-    // the gain is enough even if the mover is lost.
-    int balance = wrap16(seeValue[position->board[move.to]] - threshold);
-    if (balance < 0) return false;
-    balance = wrap16(balance - seeValue[position->board[move.from]]);
-    if (balance >= 0) return true;
-    return exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.from) ^ bit(move.to),
-                         position->sideToMove ^ 1, position);
 }
 
 // The next capture is made by the side that is not to move, as in `see`. Since the move has been
@@ -326,10 +304,10 @@ bool seeAfter(moveStruct move, i16 threshold, const positionStruct* position, u8
     if (!hasExchange(move)) return threshold <= 0;
     int balance = wrap16(seeValue[captured] - threshold);
     if (balance < 0) return false;
-    balance = wrap16(balance - seeValue[position->board[move.to]]);
+    balance -= seeValue[position->board[move.to]];
     if (balance >= 0) return true;
     return exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.to),
-                         position->sideToMove ^ 1, position);
+                         position->sideToMove ^ 1U, position);
 }
 
 namespace
@@ -338,11 +316,10 @@ namespace
 /// Whether a listed move loses material.
 bool losesMaterial(moveStruct move, const positionStruct* position)
 {
-    const int balance =
-        wrap16(seeValue[position->board[move.to]] - seeValue[position->board[move.from]]);
+    const int balance = seeValue[position->board[move.to]] - seeValue[position->board[move.from]];
     return balance < 0 &&
            !exchangeHolds(balance, move.to, allPieces(position) ^ bit(move.from) ^ bit(move.to),
-                          position->sideToMove ^ 1, position);
+                          position->sideToMove ^ 1U, position);
 }
 
 } // namespace

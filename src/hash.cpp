@@ -599,6 +599,8 @@ u64 getHashTableEntry(u64 key)
 {
     assert(hashTable);
     hashLine* const home = &hashTable[key & hashKeyMask];
+    // Most keys are not there, so all lines are looked at.
+#pragma GCC unroll 4
     for (hashLine* line = home; line < home + PROBES; ++line)
     {
         const u64 data = peek(line->data);

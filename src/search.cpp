@@ -689,9 +689,10 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
     here.hashMove = EMPTYMOVE;
     u64 entry = getHashTableEntry(position->hashKey);
     const u8 bound = hashBound(entry);
-    const int tableScore = hashScore(entry, ply);
+    int tableScore = 0;
     if (bound)
     {
+        tableScore = hashScore(entry, ply);
         if (ply > 0 && hashDepth(entry) >= depth && isCutOff(bound, tableScore, alpha, beta))
             return tableScore;
         here.hashMove = wordMove(entry);
@@ -716,7 +717,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
 
         // Step 7. Reverse futility: so far above beta that no quiet reply brings it down. A mate
         // score is no evaluation and proves nothing about a margin.
-        if (depth < 7 && !pvNode && !mateEval && staticEval >= beta + futility[depth] &&
+        if (depth < 7 && !pvNode && staticEval >= beta + futility[depth] && !mateEval &&
             hasPiece(us, position))
             return staticEval;
 

@@ -21,7 +21,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <optional>
 #include <sstream>
 
 #include "eval.h"
@@ -348,11 +347,13 @@ quietCheckFilter::quietCheckFilter(const positionStruct* position)
     const u64 occupied = allPieces(position);
     const u64 bishopLines = getBishopAttackTable(king, occupied);
     const u64 rookLines = getRookAttackTable(king, occupied);
-    checkingSquares[PAWN / 2] = pawnAttackTable[us][king];
-    checkingSquares[KNIGHT / 2] = knightAttackTable[king];
-    checkingSquares[BISHOP / 2] = bishopLines;
-    checkingSquares[ROOK / 2] = rookLines;
-    checkingSquares[QUEEN / 2] = bishopLines | rookLines;
+    checkingSquares[PAWN + us] = pawnAttackTable[us][king];
+    checkingSquares[KNIGHT + us] = knightAttackTable[king];
+    checkingSquares[BISHOP + us] = bishopLines;
+    checkingSquares[ROOK + us] = rookLines;
+    checkingSquares[QUEEN + us] = bishopLines | rookLines;
+    checkingSquares[KING + us] = 0;
+    discoverers = 0;
     if (bishopsAndQueens(us, position) & bishopAttackAll[king]) discoverers |= bishopLines;
     if (rooksAndQueens(us, position) & rookAttackAll[king]) discoverers |= rookLines;
 }
@@ -753,7 +754,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
     startList(isLegalMove(ply, &here.hashMove, position, false), here, next);
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
     const int childPly = ply + 1;
-    std::optional<quietCheckFilter> filter; // from the first late move that is pruned on
+    bool skipOrdering = false; // from the first late move that is pruned on
+    quietCheckFilter filter;   // set from then on
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
     int moveNumber = 0;
@@ -763,9 +765,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
     {
         // The record of the child keeps the check of the last move that was made there, and
         // getPVFromHashTable reads it. So after a check the next move is made in any case.
-        const bool skipOrdering = filter.has_value();
         if (skipOrdering && !next.inCheck)
-            while (cursor < here.moveListEnd && !filter->mayGiveCheck(*cursor, position)) ++cursor;
+            while (cursor < here.moveListEnd && !filter.mayGiveCheck(*cursor, position)) ++cursor;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
         // What the child's evaluation reads is fetched while this node decides about the move.
         prefetchEvaluation(position);
@@ -779,7 +780,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
-            if (!skipOrdering) filter.emplace(position);
+            if (!skipOrdering) filter = quietCheckFilter(position);
+            skipOrdering = true;
             continue;
         }
         prefetchHashLine(position->hashKey);

@@ -119,20 +119,23 @@ void initLMRTable();
 class quietCheckFilter
 {
   public:
+    /// Answers nothing until another one is assigned to it.
+    quietCheckFilter() = default;
+
     /// For the side to move, whose opponent is not in check.
     explicit quietCheckFilter(const positionStruct* position);
 
     /// Whether a quiet move may give check. May return true wrongly, but never false for a check.
     bool mayGiveCheck(moveStruct move, const positionStruct* position) const
     {
-        return ((checkingSquares[position->board[move.from] / 2] & bit(move.to)) |
-                (discoverers & bit(move.from))) ||
+        const u64 direct = checkingSquares[position->board[move.from]] >> move.to;
+        return ((direct | discoverers >> move.from) & 1) ||
                (move.kind != KINDPLAIN && move.kind != KINDDOUBLEPUSH);
     }
 
   private:
-    u64 checkingSquares[NOFPIECECODES / 2] = {}; // [piece code / 2]: from where that piece checks
-    u64 discoverers = 0; // squares that may open a line to the king when they empty
+    u64 checkingSquares[NOFPIECECODES]; // [piece code]: from where that piece checks; ours only
+    u64 discoverers;                    // squares that may open a line to the king when they empty
 };
 
 /// Searches a node `depth` plies deep, 1 to 127, within the window alpha to beta. Returns its score

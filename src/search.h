@@ -120,6 +120,7 @@ class quietCheckFilter
 {
   public:
     /// Answers nothing until another one is assigned to it.
+    // cppcheck-suppress uninitMemberVar ; it is assigned before it is asked
     quietCheckFilter() = default;
 
     /// For the side to move, whose opponent is not in check.

@@ -599,7 +599,7 @@ u64 getHashTableEntry(u64 key)
 {
     assert(hashTable);
     hashLine* const home = &hashTable[key & hashKeyMask];
-    // Most keys are not there, so all lines are looked at.
+    // Most keys are not in the table, and then each line is read.
 #pragma GCC unroll 4
     for (hashLine* line = home; line < home + PROBES; ++line)
     {

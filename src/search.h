@@ -50,9 +50,9 @@ bool makePlayable(positionStruct* position);
 
 // Static exchange evaluation
 
-// seeValue[piece code]: value of a piece in an exchange. Bishop and knight are equal, so that an
-// exchange of one for the other counts as even. The king's value is so high that no side gains by
-// losing it. These values are not tuned.
+/// seeValue[piece code]: value of a piece in an exchange. Bishop and knight are equal, so that an
+/// exchange of one for the other counts as even. The king's value is so high that no side gains by
+/// losing it. These values are not tuned.
 constexpr int seeValue[NOFPIECECODES] = {0,   0,   87,  87,   340,  340,   340,
                                          340, 515, 515, 1005, 1005, 10000, 10000};
 

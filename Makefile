@@ -38,7 +38,7 @@ engine: configure
 	$(CMAKE) --build "$(BUILD)" --parallel $(JOBS) --target quillon -- --no-print-directory
 
 # The workers of a test framework may have a compiler and make alone. These are the flags of the
-# preset `tester`; optimisation across files needs a plugin of the linker.
+# preset `tester`, less those for g++ alone; optimisation across files needs a plugin of the linker.
 LTO = $(shell echo 'int main() {}' | $(CXX) -flto=auto -x c++ -o /dev/null - 2> /dev/null && \
     echo -flto=auto)
 ifeq ($(OS),Windows_NT)

@@ -408,31 +408,6 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
            !(scratch.attacksDouble[BLACK] & ~attacks[BLACK]);
 }
 
-/// Everything after the pawn structure, white minus black. The activity of both colours comes
-/// first, because passed pawns, threats and danger read the complete maps of both.
-template <typename Trace>
-[[gnu::always_inline]] inline combEval evalPawnsPassed(const positionStruct* position,
-                                                       const pawnEntry& pawns, Trace trace)
-{
-    evalScratch scratch;
-    startScratch(position, scratch);
-
-    combEval sum = evalShieldOf<WHITE>(position, pawns, trace);
-    sum -= evalShieldOf<BLACK>(position, pawns, trace);
-    sum += evalActivity<WHITE>(position, scratch, trace);
-    sum -= evalActivity<BLACK>(position, scratch, trace);
-
-    assert(areMapsComplete(scratch));
-    const u64* pieces = position->pieceBB;
-    const u64 passedPawns = pawns.passedPawns;
-    sum += evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
-    sum += evalThreats(position, scratch, trace);
-    sum += evalKing<WHITE>(position, scratch, trace);
-    sum -= evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
-    sum -= evalKing<BLACK>(position, scratch, trace);
-    return sum;
-}
-
 /// Scores what depends on pawns and kings alone and puts it into the pawn table. Apart from the
 /// evaluation, which rarely needs it.
 template <typename Trace>
@@ -447,19 +422,43 @@ template <typename Trace>
                             evalShield<WHITE>(position, trace), evalShield<BLACK>(position, trace));
 }
 
-/// The positional sum, white minus black: first what depends on pawns and kings alone, from the
-/// pawn table if it has the entry, then all that builds on it. evalTotal adds material, piece
-/// squares and bishop pair.
+/// What builds on the pawn structure, white minus black: shields and passed pawns. The attack maps
+/// of both colours must be complete.
+template <typename Trace>
+[[gnu::always_inline]] inline combEval evalPawnsPassed(const positionStruct* position,
+                                                       const pawnEntry& pawns,
+                                                       const evalScratch& scratch, Trace trace)
+{
+    const u64* pieces = position->pieceBB;
+    const u64 passedPawns = pawns.passedPawns;
+    assert(!(passedPawns & ~(pieces[PAWN + WHITE] | pieces[PAWN + BLACK])));
+    combEval sum = evalShieldOf<WHITE>(position, pawns, trace);
+    sum -= evalShieldOf<BLACK>(position, pawns, trace);
+    sum += evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
+    sum -= evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
+    return sum;
+}
+
+/// The positional sum, white minus black; evalTotal adds material, piece squares and bishop pair.
+/// The activity of both colours comes first, because threats, danger and passed pawns read the
+/// complete maps of both.
 template <typename Trace>
 [[gnu::always_inline]] inline combEval evalPawns(positionStruct* position, Trace trace)
 {
-    // Pawn structures change rarely, so nearly every probe hits. A trace needs the single terms,
-    // which the table does not hold.
+    evalScratch scratch;
+    startScratch(position, scratch);
+    combEval sum = evalActivity<WHITE>(position, scratch, trace);
+    sum -= evalActivity<BLACK>(position, scratch, trace);
+    assert(areMapsComplete(scratch));
+    sum += evalThreats(position, scratch, trace);
+    sum += evalKing<WHITE>(position, scratch, trace);
+    sum -= evalKing<BLACK>(position, scratch, trace);
+
+    // Pawn structures change rarely, so nearly every probe hits. The entry takes a while to fetch,
+    // so it is read last. A trace needs the single terms, which the table does not hold.
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
     if (!entry || Trace::traced) entry = evalPawnsAfresh(position, trace);
-    assert(!(entry->passedPawns &
-             ~(position->pieceBB[PAWN + WHITE] | position->pieceBB[PAWN + BLACK])));
-    return entry->score + evalPawnsPassed(position, *entry, trace);
+    return sum + entry->score + evalPawnsPassed(position, *entry, scratch, trace);
 }
 
 /// Blends the halves of a packed total by the phase of the game, so that the score does not jump

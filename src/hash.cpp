@@ -385,7 +385,6 @@ namespace
 {
 
 constexpr u64 SMALLESTTABLE = 16384; // home lines: 1 MiB
-constexpr int PROBES = 4;
 
 // A key's probes go up to three lines beyond its home line. Spare lines at the end of the table are
 // simpler than wrapping around.

@@ -73,6 +73,8 @@ struct hashLine
     u64 unused[6];
 };
 
+constexpr int PROBES = 4; // lines that may hold a key: its home line and those after it
+
 static_assert(sizeof(hashLine) == 64 && std::is_trivially_copyable_v<hashLine>);
 
 extern hashLine* hashTable; // start of the block, null before the first createHashTable
@@ -116,11 +118,12 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
 /// bound first (0 is a miss) and bring the score back to their own ply with hashScore.
 u64 getHashTableEntry(u64 key);
 
-/// Asks the processor to fetch a key's home line. A search knows the key of the next node well
-/// before it reads the line, and the table is far larger than any cache.
-inline void prefetchHashLine(u64 key)
+/// Asks the processor to fetch the lines that may hold a key. A search knows the key of the next
+/// node well before it reads them, and the table is far larger than any cache.
+inline void prefetchHashLines(u64 key)
 {
-    __builtin_prefetch(&hashTable[key & hashKeyMask], 0, 3);
+    const hashLine* const home = &hashTable[key & hashKeyMask];
+    for (const hashLine* line = home; line < home + PROBES; ++line) __builtin_prefetch(line, 0, 3);
 }
 
 /// The fields of a data word.

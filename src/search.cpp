@@ -501,14 +501,11 @@ bool isCutOff(u8 bound, int score, int alpha, int beta)
 
 /// The static evaluation, or the table's score where its bound shows that it is nearer. A score
 /// from a search knows more than the evaluation, whatever its depth.
-int improvedEvaluation(int ply, u8 bound, int tableScore, positionStruct* position)
+int improvedEvaluation(int evaluation, u8 bound, int tableScore)
 {
-    if (bound == boundExact) return tableScore;
-    const int evaluation = wrap16(evaluateN(ply, position));
-    if ((bound == boundLower && evaluation < tableScore) ||
-        (bound == boundUpper && evaluation > tableScore))
-        return tableScore;
-    return evaluation;
+    const bool isNearer = bound == boundExact || (bound == boundLower && evaluation < tableScore) ||
+                          (bound == boundUpper && evaluation > tableScore);
+    return isNearer ? tableScore : evaluation;
 }
 
 /// Prepares the node's list for a picker: a legal hash move in the first slot, or nothing. The move
@@ -611,6 +608,7 @@ int searchNullMove(int ply, int depth, int beta, positionStruct* position)
     position->sideToMove ^= 1;
     position->hashKey ^= hashCodeBlackToMove;
     if (enPassant) position->hashKey ^= hashCodeEnpassant[fileOf(enPassant)];
+    prefetchHashLines(position->hashKey);
     here.enPassantSquare = 0;
     position->plies[ply + 1] = here;
     evaluateNullMove(key, position);
@@ -687,6 +685,9 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
 
     // Step 4. Transposition table. Cut-offs are taken with a full window too. The root takes none,
     // because it must end with a move.
+    // The evaluation of step 5 comes first: fetching the table's lines takes longer, and few of the
+    // nodes that the table cuts off have no evaluation in its cache.
+    const int evaluation = here.inCheck ? 0 : wrap16(evaluateN(ply, position));
     here.hashMove = EMPTYMOVE;
     u64 entry = getHashTableEntry(position->hashKey);
     const u8 bound = hashBound(entry);
@@ -705,7 +706,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
     {
         // Step 5. Static evaluation. In check it says little, so the steps that rely on it are
         // skipped there.
-        const int staticEval = improvedEvaluation(ply, bound, tableScore, position);
+        const int staticEval = improvedEvaluation(evaluation, bound, tableScore);
         const bool mateEval = std::abs(staticEval) >= SCOREMATELIMIT;
 
         // Step 6. Razoring (Heinz, "Scalable search in computer chess", 2000): so far below alpha
@@ -784,7 +785,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
             skipOrdering = true;
             continue;
         }
-        prefetchHashLine(position->hashKey);
+        prefetchHashLines(position->hashKey);
         here.currentMove = *cursor;
 
         // Step 13. Check extension, unless the check loses the piece that moved.
@@ -1733,7 +1734,7 @@ i16 quiescenceHash(u8 ply, int depth, i16 low, i16 high, positionStruct* positio
     };
     if (!here.inCheck)
     {
-        bestScore = improvedEvaluation(ply, bound, tableScore, position);
+        bestScore = improvedEvaluation(wrap16(evaluateN(ply, position)), bound, tableScore);
         if (bestScore >= beta) return wrap16(bestScore);
         alpha = std::max(alpha, bestScore);
     }

@@ -769,7 +769,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
         if (skipOrdering && !next.inCheck)
             while (cursor < here.moveListEnd && !filter.mayGiveCheck(*cursor, position)) ++cursor;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
-        // What the child's evaluation reads is fetched while this node decides about the move.
+        // What the child reads first is fetched while this node decides about the move.
+        prefetchHashLines(position->hashKey);
         prefetchEvaluation(position);
         next.inCheck = givesCheck(enemyKing, us, position);
 
@@ -785,7 +786,6 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
             skipOrdering = true;
             continue;
         }
-        prefetchHashLines(position->hashKey);
         here.currentMove = *cursor;
 
         // Step 13. Check extension, unless the check loses the piece that moved.

@@ -131,11 +131,15 @@ bool playMove(plyStruct& child, const moveStruct* movePointer, positionStruct* p
     assert(position->sideToMove == us);
     assert(position->keyIndex >= 0 && position->keyIndex < KEYHISTORYSIZE);
     constexpr int them = us ^ 1;
+    const plyStruct& parent = (&child)[-1];
+
+    // Numbers that are neighbours are read before they are written, which is one copy. The move is
+    // read after the first write, here and in takeBack: otherwise the compiler would let the caller
+    // read it, and pass its bytes one by one.
+    saveEvaluation(child, position);
     const moveStruct move = *movePointer;
     assert((move.from | move.to) < NOFSQUARES && move.kind <= KINDCASTLEQUEEN);
     assert(!isPlain || move.kind == KINDPLAIN);
-    const plyStruct& parent = (&child)[-1];
-
     const u8 from = move.from;
     const u8 to = move.to;
     const u8 mover = position->board[from];
@@ -144,8 +148,6 @@ bool playMove(plyStruct& child, const moveStruct* movePointer, positionStruct* p
     assert(captured == NOPIECE || isPieceOf(them, captured, position));
     assert(!isKing(captured) || position == GPS);
 
-    // Numbers that are neighbours are read before they are written, which is one copy.
-    saveEvaluation(child, position);
     child.capturedPiece = captured;
     u64 key = position->hashKey;
     const u64 pawnKey = position->pawnHashKey;
@@ -250,18 +252,20 @@ void takeBack(const plyStruct& child, const moveStruct* movePointer, positionStr
     assert(position->keyIndex > 0);
     const u8 them = position->sideToMove;
     const u8 us = them ^ 1;
-    const moveStruct move = *movePointer;
-    const u8 from = move.from;
-    const u8 to = move.to;
 
     // Castling rights and en passant square need no restoring: the parent's record still has them.
     position->sideToMove = us;
-    position->hashKey = child.savedHashKey;
-    position->pawnHashKey = child.savedPawnHashKey;
+    const u64 key = child.savedHashKey; // two neighbours, as in playMove
+    const u64 pawnKey = child.savedPawnHashKey;
+    position->hashKey = key;
+    position->pawnHashKey = pawnKey;
     --position->keyIndex;
     position->halfMoveClock = narrow<i16>(child.savedHalfMoveClock);
     restoreEvaluation(child, position);
 
+    const moveStruct move = *movePointer;
+    const u8 from = move.from;
+    const u8 to = move.to;
     int landing = to;
     if (!isPlain && move.kind == KINDENPASSANT) landing = enPassantLanding(to, us);
     const u8 arrived = position->board[landing];

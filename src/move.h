@@ -25,9 +25,10 @@ bool isKingHitAfterMove(const moveStruct* move, const positionStruct* position);
 /// Whether a generated move needs the slow test, for a position that is not in check; needs
 /// notPinned. Most moves don't, and one bit says so: a piece that is not pinned opens no line. En
 /// passant removes two pieces from a line at once, so it is always tested.
-inline bool mayExposeKing(int ply, const moveStruct* move, const positionStruct* position)
+inline bool mayExposeKing(const plyStruct& here, const moveStruct* move,
+                          const positionStruct* position)
 {
-    return !(position->plies[ply].notPinned & bit(move->from)) || move->kind == KINDENPASSANT ||
+    return !(here.notPinned >> move->from & 1) || move->kind == KINDENPASSANT ||
            isKing(position->board[move->from]);
 }
 
@@ -35,7 +36,8 @@ inline bool mayExposeKing(int ply, const moveStruct* move, const positionStruct*
 /// needs notPinned.
 inline bool inCheckAfterMove(int ply, const moveStruct* move, const positionStruct* position)
 {
-    return mayExposeKing(ply, move, position) && isKingHitAfterMove(move, position);
+    return mayExposeKing(position->plies[ply], move, position) &&
+           isKingHitAfterMove(move, position);
 }
 
 /// Whether a move can end one of `rights`: only a king's move and a move from or to a corner can.
@@ -71,7 +73,7 @@ inline bool makeMove(int ply, const moveStruct* move, positionStruct* position, 
 {
     plyStruct& child = position->plies[ply];
     const plyStruct& parent = (&child)[-1];
-    if (testLegal && !parent.inCheck && mayExposeKing(ply - 1, move, position))
+    if (testLegal && !parent.inCheck && mayExposeKing(parent, move, position))
         return makeIfKingSafe(ply, move, position);
     if (move->kind == KINDPLAIN && !mayEndRights(parent.castlingRights, move, position))
         return position->sideToMove == WHITE ? playMove<WHITE, true>(child, move, position)

@@ -1221,7 +1221,9 @@ template <int us> void generateRecapture(int ply, moveStruct* moves, positionStr
 
 } // namespace
 
-void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position)
+// Not inlined: the writer's vector registers would make the node search align its stack, which
+// takes a register and some steps at each node.
+[[gnu::noinline]] void generateMovesQuiets(int ply, moveStruct* moves, positionStruct* position)
 {
     if (position->sideToMove == WHITE)
         generateQuiets<WHITE>(ply, moves, position, attackLookup{allPieces(position)});

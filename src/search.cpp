@@ -340,7 +340,7 @@ void updateSeeScoreEvade(u8 ply, moveStruct* first, const positionStruct* positi
 // If one of our sliders is on a diagonal of the enemy king, however many pieces are in between, the
 // first piece on each diagonal is suspect: it may discover a check by leaving. Ranks and files
 // likewise. An exact test would cost more than the few moves that are made in vain.
-quietCheckFilter::quietCheckFilter(const positionStruct* position)
+void quietCheckFilter::prepare(const positionStruct* position)
 {
     const int us = position->sideToMove;
     const u8 king = kingSquareOf(us ^ 1, position);
@@ -518,8 +518,9 @@ void startList(bool hashMoveIsLegal, plyStruct& here, plyStruct& next)
     next.moveListStart = here.moveListEnd;
 }
 
-/// Halves the weights of all quiet moves, so that old results fade and the ratios stay.
-void halveHistory(positionStruct* position)
+/// Halves the weights of all quiet moves, so that old results fade and the ratios stay. Not
+/// inlined, because its vector registers would make the node search align its stack.
+[[gnu::noinline]] void halveHistory(positionStruct* position)
 {
     for (int piece = 0; piece < 12; ++piece)
         for (int square = 0; square < NOFSQUARES; ++square)
@@ -756,7 +757,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
     const u8 enemyKing = kingSquareOf(us ^ 1, position);
     const int childPly = ply + 1;
     bool skipOrdering = false; // from the first late move that is pruned on
-    quietCheckFilter filter;   // set from then on
+    quietCheckFilter filter;   // prepared then
     int bestScore = -SCOREMATE;
     int searchedMoves = 0;
     int moveNumber = 0;
@@ -782,7 +783,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
                               here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
-            if (!skipOrdering) filter = quietCheckFilter(position);
+            if (!skipOrdering) filter.prepare(position);
             skipOrdering = true;
             continue;
         }

@@ -119,12 +119,8 @@ void initLMRTable();
 class quietCheckFilter
 {
   public:
-    /// Answers nothing until another one is assigned to it.
-    // cppcheck-suppress uninitMemberVar ; it is assigned before it is asked
-    quietCheckFilter() = default;
-
-    /// For the side to move, whose opponent is not in check.
-    explicit quietCheckFilter(const positionStruct* position);
+    /// Sets it up for the side to move, whose opponent is not in check.
+    void prepare(const positionStruct* position);
 
     /// Whether a quiet move may give check. May return true wrongly, but never false for a check.
     bool mayGiveCheck(moveStruct move, const positionStruct* position) const

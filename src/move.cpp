@@ -1411,6 +1411,15 @@ u32 countMovesLegal(int ply, moveStruct* moves, positionStruct* position)
 namespace
 {
 
+/// Swaps two moves, each as one word; of a move whose fields it has read, the compiler would swap
+/// the bytes one by one.
+inline void swapMoves(moveStruct* a, moveStruct* b)
+{
+    const u32 word = moveWord(*a);
+    *a = *b;
+    *b = wordMove(word);
+}
+
 /// Eight numbers that one instruction of a suitable processor compares.
 using eightWords = u32 __attribute__((vector_size(32)));
 
@@ -1452,7 +1461,7 @@ void getBestMove(moveStruct* first, const moveStruct* end)
     else
         for (moveStruct* move = first + 1; move < end; ++move)
             if (move->score > best->score) best = move;
-    if (best != first) std::swap(*first, *best);
+    if (best != first) swapMoves(first, best);
 }
 
 namespace
@@ -1646,7 +1655,7 @@ bool doNextMoveQuiesc(int ply, moveStruct* cursor, positionStruct* position, int
     for (moveStruct* move = cursor + 1; move < here.moveListEnd; ++move)
         if (move->score > best->score && see(*move, 0, position)) best = move;
     if (best != cursor)
-        std::swap(*cursor, *best);
+        swapMoves(cursor, best);
     else if (!see(*cursor, 0, position))
         return false;
     return makeMove(ply + 1, cursor, position, true);

@@ -1625,7 +1625,7 @@ bool doNextMoveStaged(int ply, moveStruct* cursor, positionStruct* position, boo
 
     case stageQuiets:
         if (cursor == here.moveListEnd) return false;
-        assert(cursor >= here.quietsStart);
+        assert(cursor >= here.quietsStart && !here.inCheck);
         if (!skipOrdering) getBestQuiet(here, cursor, position);
         return makeMove(ply + 1, cursor, position, true);
 

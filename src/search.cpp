@@ -777,10 +777,11 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
 
         // Step 12. Late move pruning: after so many moves a quiet one that gives no check hardly
         // ever raises alpha. From the first pruned move on, the node's other quiet moves come
-        // unsorted, and those that can't give check are not even made.
+        // unsorted, and those that can't give check are not even made. In check the picker never
+        // comes to stageQuiets.
         if (ply > 0 && !next.inCheck &&
-            (skipOrdering || (!pvNode && depth <= 4 && !here.inCheck &&
-                              here.pickerStage == stageQuiets && moveNumber >= LMP[depth])))
+            (skipOrdering || (!pvNode && depth <= 4 && here.pickerStage == stageQuiets &&
+                              moveNumber >= LMP[depth])))
         {
             unmakeMove(childPly, cursor, position);
             if (!skipOrdering) filter.prepare(position);
@@ -812,7 +813,7 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
         else
         {
             int reduction = 0;
-            if (here.pickerStage == stageQuiets && depth >= 3 && !here.inCheck)
+            if (here.pickerStage == stageQuiets && depth >= 3)
                 // cppcheck-suppress arrayIndexOutOfBoundsCond ; depth never grows from MAXDEPTH
                 reduction = LMR[depth][std::min(pvNode ? lateMoveNumber : moveNumber, 255)];
             score = searchChild(childPly, newDepth - reduction, alpha, alpha + 1, position);

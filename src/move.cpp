@@ -1474,7 +1474,7 @@ u32 historyRatio(moveStruct move, const positionStruct* position)
 {
     assert(isPieceOf(position->sideToMove, position->board[move.from], position));
     assert(move.to < NOFSQUARES);
-    const int piece = position->board[move.from] - PAWN;
+    const size_t piece = size_t{position->board[move.from]} - PAWN;
     const u32 good = position->historyGood[piece][move.to];
     const u32 sum = good + position->historyBad[piece][move.to];
     return sum ? good * 128 / sum : 64;

@@ -246,6 +246,12 @@ inline setPair movedAhead(setPair pair, u64 white, u64 black)
     return (pair << setPair{white, 0}) >> setPair{0, black};
 }
 
+/// Whether a set has a square.
+constexpr bool contains(u64 set, int square)
+{
+    return (set >> square) & 1;
+}
+
 /// The squares one step ahead of a set, as a colour sees it.
 template <int us> constexpr u64 ahead(u64 bitboard)
 {
@@ -897,7 +903,6 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     for (u64 pieces = position->pieceBB[piece + us]; pieces; pieces &= pieces - 1)
     {
         const u8 square = lowestSquare(pieces);
-        const u64 here = bit(square);
         u64 attacks = 0;
         if constexpr (piece == KNIGHT) attacks = knightAttackTable[square];
         if constexpr (piece == BISHOP || piece == QUEEN)
@@ -905,17 +910,18 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         if constexpr (piece == ROOK || piece == QUEEN)
             attacks |= getRookAttackTable(square, rookBlockers);
 
-        if (onLines & here) [[unlikely]]
+        if (contains(onLines, square)) [[unlikely]]
         {
             // From here on a pinned piece attacks along the line of the pin only.
-            if (scratch.pinnedPieces[us] & here)
+            if (contains(scratch.pinnedPieces[us], square))
             {
                 attacks &= inLineSquares[king][square];
                 sum += trace.note(termOf(termPinnedKnight), us, square,
-                                  scratch.attackedBy[PAWN + them] & here ? EVALPINNED[type]
-                                                                         : EVALPINNEDFREE[type]);
+                                  contains(scratch.attackedBy[PAWN + them], square)
+                                      ? EVALPINNED[type]
+                                      : EVALPINNEDFREE[type]);
             }
-            if (scratch.discoverers[us] & here)
+            if (contains(scratch.discoverers[us], square))
                 sum += trace.note(termOf(termDiscoveredKnight), us, square, EVALDISCOVERED[type]);
         }
 
@@ -949,19 +955,19 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
         {
             // An outpost: no enemy pawn is ahead on a neighbouring file, so none can attack it.
             const u64 besides = passedPawnsMask[us][square] & ~files[fileOf(square)];
-            if ((outpostMask[us] & here) && !(besides & theirPawns))
+            if (contains(outpostMask[us], square) && !(besides & theirPawns))
             {
-                const bool defended = scratch.attackedBy[PAWN + us] & here;
+                const bool defended = contains(scratch.attackedBy[PAWN + us], square);
                 sum += trace.note(termOf(termOutpostKnight), us, square,
                                   piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
                                                   : EVALOUTPOSTBISHOP[defended]);
             }
             sum += trace.note(termOf(termKingDistanceKnight), us, square,
-                              EVALKINGDIST[0] * distance[square][king]);
+                              EVALKINGDIST[0] * distance[king][square]);
         }
         if constexpr (piece == BISHOP)
         {
-            const u64 sameColour = lightSquares & here ? lightSquares : ~lightSquares;
+            const u64 sameColour = contains(lightSquares, square) ? lightSquares : ~lightSquares;
             sum += trace.note(termBadBishop, us, square,
                               EVALTEST * popcount(sameColour & scratch.blockedPawns[us]));
         }

@@ -121,7 +121,7 @@ void initEvaluation(positionStruct* position)
 //
 // One evaluation builds an evalScratch and hands it from stage to stage. Both colours run through
 // the same code. Every term passes through the trace, with the square of the piece that it belongs
-// to: with `silent` it costs nothing, with `recording` it fills the record of evaluateTraced.
+// to. The trace adds it to its sum; `recording` also fills the record of evaluateTraced.
 
 namespace
 {
@@ -147,53 +147,59 @@ struct evalScratch
     i32 kingAdjacentAttacks[2];    // their attacks on squares next to the enemy king
 };
 
-/// The trace of an ordinary evaluation, which records nothing. As a template argument it lets one
+/// The trace of an ordinary evaluation, which only sums up. As a template argument it lets one
 /// source serve both evaluations, so that the two can't disagree.
 struct silent
 {
     static constexpr bool traced = false;
-    static combEval note(evalTerm, int, combEval score) { return score; }
-    static combEval note(evalTerm, int, int, combEval score) { return score; }
-    static combEval count(evalTerm, int, u64 set, combEval each) { return each * popcount(set); }
-    static combEval difference(evalTerm, u64 white, u64 black, combEval each)
+    combEval sum = X(0, 0); // white minus black
+
+    void note(evalTerm, int colour, combEval score) { sum += colour == WHITE ? score : -score; }
+    void note(evalTerm term, int colour, int, combEval score) { note(term, colour, score); }
+    void count(evalTerm term, int colour, u64 set, combEval each)
     {
-        return each * (popcount(white) - popcount(black));
+        note(term, colour, each * popcount(set));
+    }
+    void difference(evalTerm, u64 white, u64 black, combEval each)
+    {
+        sum += each * (popcount(white) - popcount(black));
     }
     static void place(evalTerm, int, int, combEval) {}
 };
 
-/// The trace of evaluateTraced: adds each term to its record.
+/// The trace of evaluateTraced: adds each term to its record, too.
 struct recording
 {
     static constexpr bool traced = true;
     evalTrace* trace;
+    combEval sum = X(0, 0); // white minus black
 
     /// Adds a score whose squares are placed elsewhere, or that has none.
-    combEval note(evalTerm term, int colour, combEval score) const
+    void note(evalTerm term, int colour, combEval score)
     {
         trace->terms[term][colour] += score;
-        return score;
+        sum += colour == WHITE ? score : -score;
     }
 
     /// Adds the score of one square.
-    combEval note(evalTerm term, int colour, int square, combEval score) const
+    void note(evalTerm term, int colour, int square, combEval score)
     {
         place(term, colour, square, score);
-        return note(term, colour, score);
+        note(term, colour, score);
     }
 
     /// Adds a score for each square of a set.
-    combEval count(evalTerm term, int colour, u64 set, combEval each) const
+    void count(evalTerm term, int colour, u64 set, combEval each)
     {
-        const combEval score = each * popcount(set);
+        note(term, colour, each * popcount(set));
         while (set) place(term, colour, takeLowest(set), each);
-        return note(term, colour, score);
     }
 
-    /// Adds a score for each square of two sets; returns white minus black.
-    combEval difference(evalTerm term, u64 white, u64 black, combEval each) const
+    /// Adds a score for each square of two sets.
+    void difference(evalTerm term, u64 white, u64 black, combEval each)
     {
-        return count(term, WHITE, white, each) - count(term, BLACK, black, each);
+        count(term, WHITE, white, each);
+        count(term, BLACK, black, each);
     }
 
     /// Says to which square a part of a score belongs that `note` adds without one.
@@ -309,28 +315,28 @@ TCONST combEval EVALTEMPO = X(25, 17);
 namespace
 {
 
-// The stages, in the order of the sections below. Each gives one colour's sum.
+// The stages, in the order of the sections below. Each adds its terms to the trace's sum.
 
 /// The structure of one colour's pawns. Adds its passed pawns to `passedPawns`.
 template <int us, typename Trace>
-combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace);
+void evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace& trace);
 
 /// One colour's passed pawns. The attack maps of both colours must be complete.
 template <int us, typename Trace>
-combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
-                     Trace trace);
+void evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
+                 Trace& trace);
 
 /// One colour's pieces, knights to queens. Completes the colour's attack maps and king counters.
 template <int us, typename Trace>
-combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace);
+void evalActivity(const positionStruct* position, evalScratch& scratch, Trace& trace);
 
-/// The attacked pieces, and what pawns could attack with a safe push: white minus black. The attack
-/// maps of both colours must be complete.
+/// The attacked pieces, and what pawns could attack with a safe push. The attack maps of both
+/// colours must be complete.
 template <typename Trace>
-combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace);
+void evalThreats(const positionStruct* position, const evalScratch& scratch, Trace& trace);
 
 /// The shield of one colour's king, which depends on pawns and kings alone.
-template <int us, typename Trace> int evalShield(const positionStruct* position, Trace trace);
+template <int us, typename Trace> int evalShield(const positionStruct* position, Trace& trace);
 
 /// What a shield is worth: half if the enemy has no queen.
 template <int us> int shieldWorth(int shield, const positionStruct* position)
@@ -340,17 +346,17 @@ template <int us> int shieldWorth(int shield, const positionStruct* position)
 
 /// The shield's term.
 template <int us, typename Trace>
-combEval evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace trace)
+void evalShieldOf(const positionStruct* position, const pawnEntry& pawns, Trace& trace)
 {
-    return trace.note(termShield, us, X(shieldWorth<us>(pawns.shield[us], position), 0));
+    trace.note(termShield, us, X(shieldWorth<us>(pawns.shield[us], position), 0));
 }
 
 /// The term of a king without a pawn of its own on its flank.
-template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace);
+template <int us, typename Trace> void evalFlank(const positionStruct* position, Trace& trace);
 
 /// The attack on one colour's king. The attack maps of both colours must be complete.
 template <int us, typename Trace>
-combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace);
+void evalKing(const positionStruct* position, const evalScratch& scratch, Trace& trace);
 
 /// Finds the pieces that are alone between one colour's king and an enemy slider. Such a piece is
 /// pinned if it is the king's own. If it is the slider's, its move discovers a check.
@@ -419,52 +425,53 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 template <typename Trace>
 [[gnu::noinline]] const pawnEntry* evalPawnsAfresh(positionStruct* position, Trace trace)
 {
+    trace.sum = X(0, 0); // of what the table holds, apart from the caller's
     u64 passedPawns = 0;
-    combEval structure = evalPawnStructure<WHITE>(position, passedPawns, trace);
-    structure -= evalPawnStructure<BLACK>(position, passedPawns, trace);
-    structure += evalFlank<WHITE>(position, trace);
-    structure -= evalFlank<BLACK>(position, trace);
-    return putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, structure,
+    evalPawnStructure<WHITE>(position, passedPawns, trace);
+    evalPawnStructure<BLACK>(position, passedPawns, trace);
+    evalFlank<WHITE>(position, trace);
+    evalFlank<BLACK>(position, trace);
+    return putPawnHashEntry(position->pawnHashTable, position->pawnHashKey, passedPawns, trace.sum,
                             evalShield<WHITE>(position, trace), evalShield<BLACK>(position, trace));
 }
 
-/// What builds on the pawn structure, white minus black: shields and passed pawns. The attack maps
+/// What builds on the pawn structure: shields and passed pawns. The attack maps
 /// of both colours must be complete.
 template <typename Trace>
-[[gnu::always_inline]] inline combEval evalPawnsPassed(const positionStruct* position,
-                                                       const pawnEntry& pawns,
-                                                       const evalScratch& scratch, Trace trace)
+[[gnu::always_inline]] inline void evalPawnsPassed(const positionStruct* position,
+                                                   const pawnEntry& pawns,
+                                                   const evalScratch& scratch, Trace& trace)
 {
     const u64* pieces = position->pieceBB;
     const u64 passedPawns = pawns.passedPawns;
     assert(!(passedPawns & ~(pieces[PAWN + WHITE] | pieces[PAWN + BLACK])));
-    combEval sum = evalShieldOf<WHITE>(position, pawns, trace);
-    sum -= evalShieldOf<BLACK>(position, pawns, trace);
-    sum += evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
-    sum -= evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
-    return sum;
+    evalShieldOf<WHITE>(position, pawns, trace);
+    evalShieldOf<BLACK>(position, pawns, trace);
+    evalPassers<WHITE>(position, passedPawns & pieces[PAWN + WHITE], scratch, trace);
+    evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
 }
 
-/// The positional sum, white minus black; evalTotal adds material, piece squares and bishop pair.
+/// The positional terms; evalTotal adds material, piece squares and bishop pair.
 /// The activity of both colours comes first, because threats, danger and passed pawns read the
 /// complete maps of both.
 template <typename Trace>
-[[gnu::always_inline]] inline combEval evalPawns(positionStruct* position, Trace trace)
+[[gnu::always_inline]] inline void evalPawns(positionStruct* position, Trace& trace)
 {
     evalScratch scratch;
     startScratch(position, scratch);
-    combEval sum = evalActivity<WHITE>(position, scratch, trace);
-    sum -= evalActivity<BLACK>(position, scratch, trace);
+    evalActivity<WHITE>(position, scratch, trace);
+    evalActivity<BLACK>(position, scratch, trace);
     assert(areMapsComplete(scratch));
-    sum += evalThreats(position, scratch, trace);
-    sum += evalKing<WHITE>(position, scratch, trace);
-    sum -= evalKing<BLACK>(position, scratch, trace);
+    evalThreats(position, scratch, trace);
+    evalKing<WHITE>(position, scratch, trace);
+    evalKing<BLACK>(position, scratch, trace);
 
     // Pawn structures change rarely, so nearly every probe hits. The entry takes a while to fetch,
     // so it is read last. A trace needs the single terms, which the table does not hold.
     const pawnEntry* entry = getPawnHashEntry(position->pawnHashTable, position->pawnHashKey);
     if (!entry || Trace::traced) entry = evalPawnsAfresh(position, trace);
-    return sum + entry->score + evalPawnsPassed(position, *entry, scratch, trace);
+    trace.sum += entry->score;
+    evalPawnsPassed(position, *entry, scratch, trace);
 }
 
 /// Blends the halves of a packed total by the phase of the game, so that the score does not jump
@@ -489,33 +496,33 @@ bool isPawnlessDraw(const positionStruct* position)
     return (white < oneMinor() && black < oneMinor()) || (white == oneRook() && black == oneRook());
 }
 
-/// The total without the tempo, white minus black.
+/// The total without the tempo.
 template <typename Trace>
-[[gnu::always_inline]] inline combEval evalTotal(positionStruct* position, Trace trace)
+[[gnu::always_inline]] inline void evalTotal(positionStruct* position, Trace& trace)
 {
-    combEval total = evalPawns(position, trace);
-    total += trace.note(termMaterial, WHITE, position->material[WHITE]);
-    total -= trace.note(termMaterial, BLACK, position->material[BLACK]);
-    total += trace.note(termPieceSquares, WHITE, position->pstScore[WHITE]);
-    total -= trace.note(termPieceSquares, BLACK, position->pstScore[BLACK]);
+    evalPawns(position, trace);
+    trace.note(termMaterial, WHITE, position->material[WHITE]);
+    trace.note(termMaterial, BLACK, position->material[BLACK]);
+    trace.note(termPieceSquares, WHITE, position->pstScore[WHITE]);
+    trace.note(termPieceSquares, BLACK, position->pstScore[BLACK]);
     if (popcount(position->pieceBB[BISHOP + WHITE]) == 2)
-        total += trace.note(termBishopPair, WHITE, EVALBISHOPPAIR);
+        trace.note(termBishopPair, WHITE, EVALBISHOPPAIR);
     if (popcount(position->pieceBB[BISHOP + BLACK]) == 2)
-        total -= trace.note(termBishopPair, BLACK, EVALBISHOPPAIR);
-    return total;
+        trace.note(termBishopPair, BLACK, EVALBISHOPPAIR);
 }
 
-/// The tempo, white minus black.
-template <typename Trace> combEval evalTempo(const positionStruct* position, Trace trace)
+/// The tempo.
+template <typename Trace> void evalTempo(const positionStruct* position, Trace& trace)
 {
-    const combEval tempo = trace.note(termTempo, position->sideToMove, EVALTEMPO);
-    return position->sideToMove == WHITE ? tempo : -tempo;
+    trace.note(termTempo, position->sideToMove, EVALTEMPO);
 }
 
 /// Finishes a total and puts it into the evaluation cache; returns the score from white's view.
 int finishTotal(combEval total, positionStruct* position)
 {
-    const int score = blend(total + evalTempo(position, silent{}), position->gamePhase);
+    silent withTempo{total};
+    evalTempo(position, withTempo);
+    const int score = blend(withTempo.sum, position->gamePhase);
     putEvalHashEntry(position->evalHashTable, position->hashKey, score, total);
     return score;
 }
@@ -527,7 +534,9 @@ int evaluateAfresh(positionStruct* position)
     assert(position->pieceBB[KING + WHITE] && position->pieceBB[KING + BLACK]);
     assert(position->pawnHashTable && position->evalHashTable);
     if (isPawnlessDraw(position)) return 0;
-    return finishTotal(evalTotal(position, silent{}), position);
+    silent trace;
+    evalTotal(position, trace);
+    return finishTotal(trace.sum, position);
 }
 
 void evaluateNullMove(u64 parentKey, positionStruct* position)
@@ -608,7 +617,7 @@ constexpr u64 besides(u64 set)
 }
 
 template <int us, typename Trace>
-combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace trace)
+void evalPawnStructure(const positionStruct* position, u64& passedPawns, Trace& trace)
 {
     constexpr int them = us ^ 1;
     const u64 region = kingFileRegion(kingSquareOf(us, position));
@@ -616,13 +625,12 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
     const u64 theirs = position->pieceBB[PAWN + them];
     const u64 theirAttacks = pawnAttacksLeft<them>(theirs) | pawnAttacksRight<them>(theirs);
     const u64 ourAttacks = pawnAttacksLeft<us>(mine) | pawnAttacksRight<us>(mine);
-    combEval sum = X(0, 0);
 
     // `score` gives the term of a pawn by its square.
     const auto each = [&](evalTerm term, u64 pawns, auto score)
     {
         for (; pawns; pawns &= pawns - 1)
-            sum += trace.note(term, us, lowestSquare(pawns), score(lowestSquare(pawns)));
+            trace.note(term, us, lowestSquare(pawns), score(lowestSquare(pawns)));
     };
     const auto byFile = [](const auto& table)
     { return [&table](int square) { return table[fileOf(square)]; }; };
@@ -650,28 +658,27 @@ combEval evalPawnStructure(const positionStruct* position, u64& passedPawns, Tra
         if ((front & ~levers) == stopGuards && popcount(stopGuards) <= popcount(neighbours))
         {
             const int row = popcount(defenders) >= popcount(levers);
-            sum += trace.note(termPawnCandidate, us, square,
-                              EVALPAWNPASSEDCANDIDATE[row][rankFrom<us>(square)]);
+            trace.note(termPawnCandidate, us, square,
+                       EVALPAWNPASSEDCANDIDATE[row][rankFrom<us>(square)]);
         }
     }
 
     const u64 isolated = mine & ~wholeFiles(besides(mine));
     each(termPawnIsolated, isolated, byFile(EVALPAWNISOLATED));
-    sum += trace.count(termPawnKsIsolated, us, isolated & region, EVALPAWNKSISOLATED);
+    trace.count(termPawnKsIsolated, us, isolated & region, EVALPAWNKSISOLATED);
 
     // The pawn that is behind another one. A file with n pawns counts n - 1 doubled ones.
     const u64 doubled = mine & allAhead<them>(mine);
     each(termPawnDoubled, doubled, byFile(EVALPAWNDOUBLED));
-    sum += trace.count(termPawnKsDoubled, us, doubled & region, EVALPAWNKSDOUBLED);
+    trace.count(termPawnKsDoubled, us, doubled & region, EVALPAWNKSDOUBLED);
 
     // Backward: it can't step forward safely, and no friendly pawn is further back to support it.
     const u64 backward = mine & ahead<them>(theirAttacks) & ~allAhead<us>(mine | besides(mine));
-    sum += trace.count(termPawnKsBackward, us, backward & region, EVALPAWNKSBACKWARD);
+    trace.count(termPawnKsBackward, us, backward & region, EVALPAWNKSBACKWARD);
     each(termPawnBackHalf, backward & ~wholeFiles(theirs), byFile(EVALPAWNBACKHALF));
 
     each(termPawnConnected, mine & ourAttacks, byRank(EVALPAWNCONNECTED));
     each(termPawnNeighbour, mine & besides(mine), byRank(EVALPAWNNEIGHBOUR));
-    return sum;
 }
 
 } // namespace
@@ -724,13 +731,12 @@ namespace
 {
 
 template <int us, typename Trace>
-combEval evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
-                     Trace trace)
+void evalPassers(const positionStruct* position, u64 passers, const evalScratch& scratch,
+                 Trace& trace)
 {
     constexpr int them = us ^ 1;
     const u64 occupied = allPieces(position);
     const u64 attacked = scratch.attacksAll[them];
-    combEval sum = X(0, 0);
     assert(!(passers & ~position->pieceBB[PAWN + us]));
 
     while (passers)
@@ -753,9 +759,8 @@ combEval evalPassers(const positionStruct* position, u64 passers, const evalScra
             const int divisor = attacked & bit(square) ? 4 : 2;
             value = X(mgHalf(value) / divisor, egHalf(value) / divisor);
         }
-        sum += trace.note(termPassedPawns, us, square, value);
+        trace.note(termPassedPawns, us, square, value);
     }
-    return sum;
 }
 
 } // namespace
@@ -879,8 +884,8 @@ template <size_t size> combEval mobilityScore(TCONST combEval (&table)[size], in
 /// Rays pass through friendly queens; rays along ranks and files also pass through friendly rooks.
 /// So two pieces in line, a battery, both count as attackers of what is ahead.
 template <int us, int piece, typename Trace>
-inline combEval evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
-                           Trace trace)
+inline void evalPieces(const positionStruct* position, attackSums& sums, evalScratch& scratch,
+                       Trace& trace)
 {
     static_assert(piece >= KNIGHT && piece <= QUEEN);
     constexpr int them = us ^ 1;
@@ -898,7 +903,6 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
     // Pins and discovered checks are rare, so one test for both comes first.
     const u64 onLines = scratch.pinnedPieces[us] | scratch.discoverers[us];
     u64 attackedByThese = 0;
-    combEval sum = X(0, 0);
 
     for (u64 pieces = position->pieceBB[piece + us]; pieces; pieces &= pieces - 1)
     {
@@ -916,30 +920,30 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
             if (contains(scratch.pinnedPieces[us], square))
             {
                 attacks &= inLineSquares[king][square];
-                sum += trace.note(termOf(termPinnedKnight), us, square,
-                                  contains(scratch.attackedBy[PAWN + them], square)
-                                      ? EVALPINNED[type]
-                                      : EVALPINNEDFREE[type]);
+                trace.note(termOf(termPinnedKnight), us, square,
+                           contains(scratch.attackedBy[PAWN + them], square)
+                               ? EVALPINNED[type]
+                               : EVALPINNEDFREE[type]);
             }
             if (contains(scratch.discoverers[us], square))
-                sum += trace.note(termOf(termDiscoveredKnight), us, square, EVALDISCOVERED[type]);
+                trace.note(termOf(termDiscoveredKnight), us, square, EVALDISCOVERED[type]);
         }
 
         // Mobility. Squares that enemy pawns attack are not in the area: no piece wants to go
         // there.
         const int mobility = popcount(attacks & scratch.mobilityArea[us]);
         if constexpr (piece == KNIGHT)
-            sum += trace.note(termOf(termMobilityKnight), us, square,
-                              mobilityScore(EVALMOBILITYKNIGHT, mobility));
+            trace.note(termOf(termMobilityKnight), us, square,
+                       mobilityScore(EVALMOBILITYKNIGHT, mobility));
         if constexpr (piece == BISHOP)
-            sum += trace.note(termOf(termMobilityKnight), us, square,
-                              mobilityScore(EVALMOBILITYBISHOP, mobility));
+            trace.note(termOf(termMobilityKnight), us, square,
+                       mobilityScore(EVALMOBILITYBISHOP, mobility));
         if constexpr (piece == ROOK)
-            sum += trace.note(termOf(termMobilityKnight), us, square,
-                              mobilityScore(EVALMOBILITYROOK, mobility));
+            trace.note(termOf(termMobilityKnight), us, square,
+                       mobilityScore(EVALMOBILITYROOK, mobility));
         if constexpr (piece == QUEEN)
-            sum += trace.note(termOf(termMobilityKnight), us, square,
-                              mobilityScore(EVALMOBILITYQUEEN, mobility));
+            trace.note(termOf(termMobilityKnight), us, square,
+                       mobilityScore(EVALMOBILITYQUEEN, mobility));
         attackedByThese |= attacks;
         sums.enter(attacks);
 
@@ -958,32 +962,31 @@ inline combEval evalPieces(const positionStruct* position, attackSums& sums, eva
             if (contains(outpostMask[us], square) && !(besides & theirPawns))
             {
                 const bool defended = contains(scratch.attackedBy[PAWN + us], square);
-                sum += trace.note(termOf(termOutpostKnight), us, square,
-                                  piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
-                                                  : EVALOUTPOSTBISHOP[defended]);
+                trace.note(termOf(termOutpostKnight), us, square,
+                           piece == KNIGHT ? EVALOUTPOSTKNIGHT[defended]
+                                           : EVALOUTPOSTBISHOP[defended]);
             }
-            sum += trace.note(termOf(termKingDistanceKnight), us, square,
-                              EVALKINGDIST[0] * distance[king][square]);
+            trace.note(termOf(termKingDistanceKnight), us, square,
+                       EVALKINGDIST[0] * distance[king][square]);
         }
         if constexpr (piece == BISHOP)
         {
             const u64 sameColour = contains(lightSquares, square) ? lightSquares : ~lightSquares;
-            sum += trace.note(termBadBishop, us, square,
-                              EVALTEST * popcount(sameColour & scratch.blockedPawns[us]));
+            trace.note(termBadBishop, us, square,
+                       EVALTEST * popcount(sameColour & scratch.blockedPawns[us]));
         }
         if constexpr (piece == ROOK)
         {
             const u64 file = files[fileOf(square)];
             if (!(file & ourPawns))
-                sum += trace.note(termRookFile, us, square, EVALROOKONOPEN[!(file & theirPawns)]);
+                trace.note(termRookFile, us, square, EVALROOKONOPEN[!(file & theirPawns)]);
         }
     }
     scratch.attackedBy[piece + us] = attackedByThese;
-    return sum;
 }
 
 template <int us, typename Trace>
-combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trace trace)
+void evalActivity(const positionStruct* position, evalScratch& scratch, Trace& trace)
 {
     constexpr int them = us ^ 1;
     // Squares of friendly pieces stay in the area: defending a piece counts as mobility.
@@ -996,17 +999,16 @@ combEval evalActivity(const positionStruct* position, evalScratch& scratch, Trac
                         popcount(scratch.attackedBy[PAWN + us] & kingZone(them, scratch))};
     sums.enter(scratch.attackedBy[KING + us]);
 
-    combEval sum = evalPieces<us, KNIGHT>(position, sums, scratch, trace);
-    sum += evalPieces<us, BISHOP>(position, sums, scratch, trace);
-    sum += evalPieces<us, ROOK>(position, sums, scratch, trace);
-    sum += evalPieces<us, QUEEN>(position, sums, scratch, trace);
+    evalPieces<us, KNIGHT>(position, sums, scratch, trace);
+    evalPieces<us, BISHOP>(position, sums, scratch, trace);
+    evalPieces<us, ROOK>(position, sums, scratch, trace);
+    evalPieces<us, QUEEN>(position, sums, scratch, trace);
 
     scratch.attacksAll[us] = sums.all;
     scratch.attacksDouble[us] = sums.twice;
     scratch.kingAttackers[us] = sums.kingAttackers;
     scratch.kingAttackWeight[us] = sums.kingAttackWeight;
     scratch.kingAdjacentAttacks[us] = sums.kingAdjacentAttacks;
-    return sum;
 }
 
 } // namespace
@@ -1030,7 +1032,7 @@ namespace
 {
 
 template <typename Trace>
-combEval evalThreats(const positionStruct* position, const evalScratch& scratch, Trace trace)
+void evalThreats(const positionStruct* position, const evalScratch& scratch, Trace& trace)
 {
     // Each set is of the colour of the pieces that are attacked.
     const auto pieces = [=](int code) { return bothOf(&position->pieceBB[code]); };
@@ -1049,9 +1051,8 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
     // pawn. A piece on such a square can be won.
     const setPair weakSquares =
         (swapped(defendedTwice) & ~defendedTwice & ~pawnsDefend) | (attacked & ~defended);
-    combEval sum = X(0, 0);
     const auto count = [&](evalTerm term, combEval score, setPair set)
-    { sum += trace.difference(term, set[WHITE], set[BLACK], score); };
+    { trace.difference(term, set[WHITE], set[BLACK], score); };
 
     count(termThreatWeakPawn, EVALTHREADWEAKPAWN, pieces(PAWN) & weakSquares & ~byPawns);
     count(termThreatMinorByPawn, EVALTHREADMINORABPAWN, minors & byPawns);
@@ -1067,7 +1068,6 @@ combEval evalThreats(const positionStruct* position, const evalScratch& scratch,
     const setPair pushes = bothOf(scratch.pawnPushes) & (~attacked | defended) & ~byPawns;
     const setPair hits = movedAhead(pushes & notFileA, 7, 9) | movedAhead(pushes & notFileH, 9, 7);
     count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & swapped(pieces(WHITE)) & ~pawnsDefend);
-    return sum;
 }
 
 } // namespace
@@ -1124,7 +1124,7 @@ constexpr u64 kingSideFiles[8] = {0x0707070707070707, 0x0f0f0f0f0f0f0f0f, 0x0f0f
 // RANK1TO5BB[colour]: the first five ranks from the colour's side.
 constexpr u64 RANK1TO5BB[2] = {0x000000ffffffffff, 0xffffffffff000000};
 
-template <int us, typename Trace> int evalShield(const positionStruct* position, Trace trace)
+template <int us, typename Trace> int evalShield(const positionStruct* position, Trace& trace)
 {
     int shield = 0;
     const u64 zone = kingSafetyArea[us][kingSquareOf(us, position)];
@@ -1201,33 +1201,32 @@ template <int us> int kingDanger(const positionStruct* position, const evalScrat
     return danger + plain(EVALKINGDANGER[2]) * popcount(unsafeChecks & scratch.mobilityArea[them]);
 }
 
-template <int us, typename Trace> combEval evalFlank(const positionStruct* position, Trace trace)
+template <int us, typename Trace> void evalFlank(const positionStruct* position, Trace& trace)
 {
     const u8 king = kingSquareOf(us, position);
     const u64 flank = kingSideFiles[fileOf(king)];
-    if (position->pieceBB[PAWN + us] & flank) return X(0, 0);
-    return trace.note(termFlank, us, king, EVALKINGNOPAWNONFILES[0]);
+    if (position->pieceBB[PAWN + us] & flank) return;
+    trace.note(termFlank, us, king, EVALKINGNOPAWNONFILES[0]);
 }
 
 // The cost rises with the square of the danger in the mid-game, because each further attacker makes
 // the others more dangerous, and in proportion to it in the end-game.
 template <int us, typename Trace>
-combEval evalKing(const positionStruct* position, const evalScratch& scratch, Trace trace)
+void evalKing(const positionStruct* position, const evalScratch& scratch, Trace& trace)
 {
     constexpr int them = us ^ 1;
 
     // A single attacker counts only if the enemy has a queen, which need not attack itself: without
     // one it can hardly mate.
-    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return X(0, 0);
+    if (scratch.kingAttackers[them] + popcount(position->pieceBB[QUEEN + them]) < 2) return;
     const int danger = kingDanger<us>(position, scratch);
-    if (danger < 1) return X(0, 0);
+    if (danger < 1) return;
     const u32 points = narrow<u32>(danger);
     // The tuner may step a divisor down to zero or below.
     const u32 transMg = narrow<u32>(std::max(plain(EVALKINGDANGERTRANSMG), 1));
     const u32 transEg = narrow<u32>(std::max(plain(EVALKINGDANGERTRANSEG), 1));
-    return trace.note(
-        termDanger, us,
-        -X(static_cast<int>(points * points / transMg), static_cast<int>(points / transEg)));
+    trace.note(termDanger, us,
+               -X(static_cast<int>(points * points / transMg), static_cast<int>(points / transEg)));
 }
 
 } // namespace
@@ -1242,12 +1241,13 @@ namespace
 template <int us> combEval dangerTo(const positionStruct* position)
 {
     evalTrace ignored{};
-    const recording record{&ignored};
+    recording record{&ignored};
     evalScratch scratch;
     startScratch(position, scratch);
     evalActivity<WHITE>(position, scratch, record);
     evalActivity<BLACK>(position, scratch, record);
-    return evalKing<us>(position, scratch, record);
+    evalKing<us>(position, scratch, record);
+    return ignored.terms[termDanger][us];
 }
 
 /// Places the danger to one colour's king, which is no sum over the attackers. Each half is shared
@@ -1316,8 +1316,10 @@ void placeRest(positionStruct* position, const recording& record)
 evalTrace evaluateTraced(positionStruct* position)
 {
     evalTrace trace{};
-    const recording record{&trace};
-    const combEval total = evalTotal(position, record) + evalTempo(position, record);
+    recording record{&trace};
+    evalTotal(position, record);
+    evalTempo(position, record);
+    const combEval total = record.sum;
     placeRest(position, record);
     trace.total = total;
     trace.phase = std::clamp<int>(position->gamePhase, GAMEPHASEMINEG, GAMEPHASEMAXMG);

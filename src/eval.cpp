@@ -967,7 +967,7 @@ inline void evalPieces(const positionStruct* position, attackSums& sums, evalScr
                                            : EVALOUTPOSTBISHOP[defended]);
             }
             trace.note(termOf(termKingDistanceKnight), us, square,
-                       EVALKINGDIST[0] * distance[king][square]);
+                       EVALKINGDIST[0] * distance[square][king]);
         }
         if constexpr (piece == BISHOP)
         {

@@ -246,10 +246,24 @@ inline setPair swapped(setPair pair)
     return setPair{pair[BLACK], pair[WHITE]};
 }
 
-/// The sets moved ahead by `white` and `black` squares, each as its colour sees it.
-inline setPair movedAhead(setPair pair, u64 white, u64 black)
+/// The squares one step ahead of each set, as its colour sees it.
+inline setPair movedAhead(setPair pair)
 {
-    return (pair << setPair{white, 0}) >> setPair{0, black};
+    return (pair << setPair{8, 0}) >> setPair{0, 8};
+}
+
+/// The squares beside those of each set, towards the a-file and towards the h-file. A rank is a
+/// byte, so a shift within bytes carries no square around the edge.
+using rankBytes = u8 __attribute__((vector_size(16)));
+
+inline setPair leftOf(setPair pair)
+{
+    return reinterpret_cast<setPair>(reinterpret_cast<rankBytes>(pair) >> 1);
+}
+
+inline setPair rightOf(setPair pair)
+{
+    return reinterpret_cast<setPair>(reinterpret_cast<rankBytes>(pair) << 1);
 }
 
 /// Whether a set has a square.
@@ -389,19 +403,17 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     for (const int colour : {WHITE, BLACK})
         scratch.kingSquare[colour] = kingSquareOf(colour, position);
 
-    const setPair left = movedAhead(pawns & notFileA, 7, 9);
-    const setPair right = movedAhead(pawns & notFileH, 9, 7);
-    const setPair attacks = left | right;
+    const setPair attacks = movedAhead(leftOf(pawns) | rightOf(pawns));
     writeBoth(attacks, &scratch.attackedBy[PAWN]);
     writeBoth(attacks, scratch.attacksAll);
-    writeBoth(left & right, scratch.attacksDouble);
+    writeBoth(movedAhead(leftOf(pawns) & rightOf(pawns)), scratch.attacksDouble);
     const setPair everything = {occupied, occupied};
-    writeBoth(pawns & swapped(movedAhead(swapped(everything), 8, 8)), scratch.blockedPawns);
+    writeBoth(pawns & swapped(movedAhead(swapped(everything))), scratch.blockedPawns);
 
     // A double push doesn't count if an enemy pawn attacks the square that it passes.
     constexpr setPair middle = {0xff0000, 0xff0000000000};
-    const setPair passing = movedAhead(pawns, 8, 8) & middle & empty & ~swapped(attacks);
-    writeBoth(movedAhead(pawns | passing, 8, 8) & empty, scratch.pawnPushes);
+    const setPair passing = movedAhead(pawns) & middle & empty & ~swapped(attacks);
+    writeBoth(movedAhead(pawns | passing) & empty, scratch.pawnPushes);
 
     findLoners<WHITE>(position, scratch);
     findLoners<BLACK>(position, scratch);
@@ -1036,10 +1048,14 @@ void evalThreats(const positionStruct* position, const evalScratch& scratch, Tra
 {
     // Each set is of the colour of the pieces that are attacked.
     const auto pieces = [=](int code) { return bothOf(&position->pieceBB[code]); };
-    const auto attackers = [&](int code) { return bothOf(&scratch.attackedBy[code]); };
-    const setPair defended = bothOf(scratch.attacksAll);
+    // Much of the scratch record never gets to memory, from which bothOf reads.
+    const auto bothIn = [](const auto& sets, int code) {
+        return setPair{sets[code], sets[code + 1]};
+    };
+    const auto attackers = [&](int code) { return bothIn(scratch.attackedBy, code); };
+    const setPair defended = bothIn(scratch.attacksAll, WHITE);
     const setPair attacked = swapped(defended);
-    const setPair defendedTwice = bothOf(scratch.attacksDouble);
+    const setPair defendedTwice = bothIn(scratch.attacksDouble, WHITE);
     const setPair pawnsDefend = attackers(PAWN);
     const setPair byPawns = swapped(pawnsDefend);
     const setPair byMinors = swapped(attackers(KNIGHT) | attackers(BISHOP));
@@ -1066,7 +1082,7 @@ void evalThreats(const positionStruct* position, const evalScratch& scratch, Tra
     // A push is safe if no enemy pawn attacks the square, and if we defend it when a piece does.
     // Pieces that our pawns attack already are left out.
     const setPair pushes = bothOf(scratch.pawnPushes) & (~attacked | defended) & ~byPawns;
-    const setPair hits = movedAhead(pushes & notFileA, 7, 9) | movedAhead(pushes & notFileH, 9, 7);
+    const setPair hits = movedAhead(leftOf(pushes) | rightOf(pushes));
     count(termThreatPawnPush, EVALTHREADPAWNPUSH, hits & swapped(pieces(WHITE)) & ~pawnsDefend);
 }
 

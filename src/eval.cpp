@@ -463,9 +463,9 @@ template <typename Trace>
     evalPassers<BLACK>(position, passedPawns & pieces[PAWN + BLACK], scratch, trace);
 }
 
-/// The positional terms; evalTotal adds material, piece squares and bishop pair.
-/// The activity of both colours comes first, because threats, danger and passed pawns read the
-/// complete maps of both.
+/// The positional terms; evalTotal adds material, piece squares and bishop pair. The activity of
+/// both colours comes first, because threats, danger and passed pawns read the complete maps of
+/// both.
 template <typename Trace>
 [[gnu::always_inline]] inline void evalPawns(positionStruct* position, Trace& trace)
 {
@@ -474,9 +474,9 @@ template <typename Trace>
     evalActivity<WHITE>(position, scratch, trace);
     evalActivity<BLACK>(position, scratch, trace);
     assert(areMapsComplete(scratch));
-    evalThreats(position, scratch, trace);
     evalKing<WHITE>(position, scratch, trace);
     evalKing<BLACK>(position, scratch, trace);
+    evalThreats(position, scratch, trace);
 
     // Pawn structures change rarely, so nearly every probe hits. The entry takes a while to fetch,
     // so it is read last. A trace needs the single terms, which the table does not hold.
@@ -512,7 +512,6 @@ bool isPawnlessDraw(const positionStruct* position)
 template <typename Trace>
 [[gnu::always_inline]] inline void evalTotal(positionStruct* position, Trace& trace)
 {
-    evalPawns(position, trace);
     trace.note(termMaterial, WHITE, position->material[WHITE]);
     trace.note(termMaterial, BLACK, position->material[BLACK]);
     trace.note(termPieceSquares, WHITE, position->pstScore[WHITE]);
@@ -521,6 +520,7 @@ template <typename Trace>
         trace.note(termBishopPair, WHITE, EVALBISHOPPAIR);
     if (popcount(position->pieceBB[BISHOP + BLACK]) == 2)
         trace.note(termBishopPair, BLACK, EVALBISHOPPAIR);
+    evalPawns(position, trace);
 }
 
 /// The tempo.
@@ -970,7 +970,7 @@ inline void evalPieces(const positionStruct* position, attackSums& sums, evalScr
         if constexpr (piece == KNIGHT || piece == BISHOP)
         {
             // An outpost: no enemy pawn is ahead on a neighbouring file, so none can attack it.
-            const u64 besides = passedPawnsMask[us][square] & ~files[fileOf(square)];
+            const u64 besides = passedPawnsMask[us][square] & isolatedPawns[square];
             if (contains(outpostMask[us], square) && !(besides & theirPawns))
             {
                 const bool defended = contains(scratch.attackedBy[PAWN + us], square);

@@ -79,6 +79,18 @@ export function playUci(chess, text) {
   }
 }
 
+/** Plays a move in UCI or any usual notation, or as an object.
+ *  @param {string | {from: string, to: string, promotion?: string}} move
+ *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
+export function playMove(chess, move) {
+  if (typeof move === 'string') return playUci(chess, move) ?? playText(chess, move);
+  try {
+    return chess.move(move);
+  } catch {
+    return null;
+  }
+}
+
 /** The legal moves of a position in UCI notation. The library's own list takes twenty times as
  *  long: it has the position before and after each move. */
 export function uciMoves(chess) {
@@ -109,13 +121,13 @@ export function readPosition(text) {
 
 /** A line in standard notation, up to the first illegal move.
  *  @param {string} fen where it begins
- *  @param {string[]} moves in UCI notation
+ *  @param {string[]} moves in UCI or any usual notation
  *  @returns {string[]} */
 export function sanLine(fen, moves) {
   const chess = new Chess(fen);
   const line = [];
   for (const text of moves) {
-    const move = playUci(chess, text);
+    const move = playMove(chess, text);
     if (!move) break;
     line.push(move.san);
   }

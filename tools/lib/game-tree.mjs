@@ -4,7 +4,7 @@
 // out. Neither Node nor a page is needed. Files are read here, because the PGN libraries that were
 // tried give up on a whole file for a "0-0", an unescaped quote in a tag or a "%" line.
 
-import { Chess, moveNumber, playText, playUci, readFen, startFen } from './chess.mjs';
+import { Chess, moveNumber, playMove, readFen, startFen } from './chess.mjs';
 
 /** A position of a game, with the move that led to it.
  *  @typedef {object} Node
@@ -201,24 +201,13 @@ export class GameTree {
   play(node, move) {
     if (this.#at !== node) this.#chess.load(node.fen, { skipValidation: true });
     this.#at = null;
-    const made = this.#move(move);
+    const isNull = /^(--|Z0|0000|@@@@)$/.test(move);
+    const made = playMove(this.#chess, isNull ? '--' : move);
     if (!made) return null;
     const known = node.children.find(({ san }) => san === made.san);
     if (!known) node.children.push(this.#makeNode(node, made.after, made));
     this.#at = known ?? node.children.at(-1);
     return this.#at;
-  }
-
-  #move(move) {
-    if (typeof move !== 'string') {
-      try {
-        return this.#chess.move(move);
-      } catch {
-        return null;
-      }
-    }
-    if (/^(--|Z0|0000|@@@@)$/.test(move)) return playText(this.#chess, '--');
-    return playUci(this.#chess, move) ?? playText(this.#chess, move);
   }
 
   /** Plays a line; what isn't legal ends it.

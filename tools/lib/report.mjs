@@ -4,7 +4,9 @@
 // have been better. The formulas are those that lichess publishes; docs/analysis.md states them.
 // Neither Node nor a page is needed.
 
-import { Chess, endOf, mateWinner, moveNumber, numbered, scoreText, winPercent } from './chess.mjs';
+import {
+  Chess, endOf, mateWinner, moveNumber, numbered, sanLine, scoreText, winPercent,
+} from './chess.mjs';
 import { readGame } from './game-tree.mjs';
 import { openingOf } from './openings.mjs';
 
@@ -182,22 +184,6 @@ function phasesOf(moves) {
     }));
 }
 
-/** A line in standard notation, as far as it is legal. */
-function readLine(fen, moves) {
-  const chess = new Chess(fen);
-  const line = [];
-  for (const text of moves) {
-    const uci = text.match(/^([a-h][1-8])([a-h][1-8])([qrbn])?$/);
-    try {
-      const move = uci ? { from: uci[1], to: uci[2], promotion: uci[3] } : text;
-      line.push(chess.move(move).san);
-    } catch {
-      break;
-    }
-  }
-  return line;
-}
-
 /** Reports on the main line of a game.
  *  @param {import('./game-tree.mjs').GameTree} tree
  *  @param {(?Result)[]} results by position, the beginning first; what is missing isn't reported on
@@ -213,7 +199,7 @@ export function makeReport(tree, results) {
   } else if (end) scores[line.length] = { cp: 0 };
   const times = elapsedTimes(line, tree.tags.TimeControl);
   const forced = line.map(({ parent }) => new Chess(parent.fen).moves().length === 1);
-  const bestLine = (i, count) => readLine(nodes[i].fen, results[i]?.line?.slice(0, count) ?? []);
+  const bestLine = (i, count) => sanLine(nodes[i].fen, results[i]?.line?.slice(0, count) ?? []);
   // A move that is forced, or the engine's own, is worth what the position after it is: that has
   // been searched deeper, and such a move is never at fault.
   for (let i = line.length - 1; i >= 0; i--) {

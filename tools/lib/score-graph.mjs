@@ -5,6 +5,7 @@
 // the axis are pawns.
 
 import { scoreText, winPercent } from './chess.mjs';
+import { escapeText as escape } from './diagram.mjs';
 
 const width = 960;
 const height = 400;
@@ -12,13 +13,6 @@ const [left, right, top, bottom] = [64, width - 24, 64, height - 48];
 
 const fixed = (value) => Number(value.toFixed(1));
 const yOf = (score) => fixed(bottom - (winPercent(score) / 100) * (bottom - top));
-
-function escape(text) {
-  // XML has no control characters.
-  return text
-    .replace(/[\u0000-\u001f\u007f]/g, ' ')
-    .replace(/[&<>"]/g, (c) => ({ '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' })[c]);
-}
 
 /** An element; `content` is text to escape, or a list of elements. */
 function draw(name, attributes, content = []) {

@@ -3,7 +3,7 @@
 // What the page asks of the rules: whether a FEN can be played on, which moves there are, how a
 // game ends, what an engine has to know. chess.js knows the rules.
 
-import { Chess, readFen as readChess, startFen } from '../../lib/chess.mjs';
+import { Chess, endOf, playMove, playUci, readFen as readChess, startFen } from '../../lib/chess.mjs';
 
 export { startFen };
 export const otherSide = (side) => (side === 'w' ? 'b' : 'w');
@@ -36,22 +36,11 @@ export function readFen(text) {
   return fen;
 }
 
-const longOf = (text) => {
-  const match = text.match(/^([a-h][1-8])([a-h][1-8])([qrbn])?$/);
-  return match && { from: match[1], to: match[2], promotion: match[3] };
-};
-
 /** The move as it would be played in a position, or null when it is illegal.
  *  @param {string} fen
  *  @param {string | {from: string, to: string, promotion?: string}} move an object, SAN or long
  *      algebraic notation */
-export function findMove(fen, move) {
-  try {
-    return new Chess(fen).move(typeof move === 'string' ? (longOf(move) ?? move) : move);
-  } catch {
-    return null;
-  }
-}
+export const findMove = (fen, move) => playMove(new Chess(fen), move);
 
 /** A move as people type it, "e4", "Nf3", "nf3", "0-0", "e2-e4", "e7e8q": a form that findMove()
  *  takes, or null when there is no such move. */
@@ -86,12 +75,9 @@ export function readLine(fen, line) {
       : moves.length
         ? ''
         : `${chess.moveNumber()}...`;
-    try {
-      const { san, after } = chess.move(longOf(uci));
-      moves.push({ san, uci, fen: after, number });
-    } catch {
-      break;
-    }
+    const move = playUci(chess, uci);
+    if (!move) break;
+    moves.push({ san: move.san, uci, fen: move.after, number });
   }
   return moves;
 }
@@ -149,16 +135,13 @@ function findEnding(node) {
   const chess = new Chess(root.fen);
   for (const san of line) chess.move(san);
   const side = chess.turn();
-  if (chess.isCheckmate()) {
+  const end = endOf(chess);
+  if (end === 'checkmate') {
     const text = `Checkmate: ${nameOf(otherSide(side))} wins`;
     return { result: side === 'w' ? '0-1' : '1-0', text, isFinal: true };
   }
-  const draw = (by, isFinal = false) => ({ result: '1/2-1/2', text: `Draw by ${by}`, isFinal });
-  if (chess.isStalemate()) return draw('stalemate', true);
-  if (chess.isInsufficientMaterial()) return draw('insufficient material', true);
-  if (chess.isThreefoldRepetition()) return draw('threefold repetition');
-  if (chess.isDrawByFiftyMoves()) return draw('the fifty-move rule');
-  return null;
+  const by = end === 'fifty moves' ? 'the fifty-move rule' : end;
+  return end && { result: '1/2-1/2', text: `Draw by ${by}`, isFinal: endOf(chess, false) !== null };
 }
 
 /** The end of a game whose side has no time left. */

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Evaluation, static exchange evaluation and legality against the model in tests/oracle, which
-// shares no code with the engine.
+// Evaluation, static exchange evaluation, legality, generators and pickers against the model in
+// tests/oracle, which shares no code with the engine.
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <random>
 
 #include "../oracle/model.h"
@@ -101,6 +103,96 @@ void compareScore(Board& board)
     checkSquares(board.get(), trace);
 }
 
+/// Makes each legal move of many positions on both boards and calls `visit` with them and a text
+/// for messages.
+void forManyNodes(const std::function<void(Board&, oracle::Position&, const std::string&)>& visit)
+{
+    for (const std::string& fen : manyPositions())
+    {
+        Board board(fen);
+        oracle::Position& model = modelOf(fen);
+        for (const moveStruct& move : board.legalMoves())
+        {
+            board.ply(0).currentMove = move;
+            model.here().currentMove = modelMove(move);
+            makeMove(1, &move, board.get(), false);
+            model.make(modelMove(move), false);
+            board.ply(1).inCheck = isSideInCheck(board.get());
+            model.here().inCheck = model.isInCheck();
+            visit(board, model, fen + ' ' + moveToString(&move, -1));
+            if (testing::Test::HasFatalFailure()) return;
+            model.unmake();
+            unmakeMove(1, &move, board.get());
+        }
+    }
+}
+
+/// Each move of the list of ply 1 with its score.
+std::vector<u32> listOf(Board& board)
+{
+    std::vector<u32> words;
+    for (const moveStruct* move = board.ply(1).moveListStart; move < board.ply(1).moveListEnd;
+         ++move)
+        words.push_back(moveWord(*move));
+    return words;
+}
+
+u32 wordOf(const oracle::Move& move)
+{
+    return moveWord(packMove(move.from, move.to, move.kind, move.score));
+}
+
+std::vector<u32> listOf(const oracle::Position& model)
+{
+    std::vector<u32> words;
+    for (int i = 0; i < model.here().listEnd; ++i) words.push_back(wordOf(model.stack[i]));
+    return words;
+}
+
+/// Sets the hash move of ply 1, if there is one, and the first stage, as a search does.
+void startNode(Board& board, oracle::Position& model, moveStruct hashMove)
+{
+    const bool hasHashMove = moveWord(hashMove) != 0;
+    plyStruct& here = board.ply(1);
+    here.hashMove = *here.moveListStart = hashMove;
+    here.moveListEnd = board.ply(2).moveListStart = here.moveListStart + hasHashMove;
+    here.pickerStage = hasHashMove ? stageHashMove : stageMakeCaptures;
+    model.here().hashMove = model.stack[0] = modelMove(hashMove);
+    model.here().listEnd = model.next().listStart = hasHashMove;
+    model.here().stage = hasHashMove ? 0 : 1;
+}
+
+/// What a picker plays at ply 1: slot, stage and move of each, without its score.
+using picks = std::vector<std::array<u32, 3>>;
+
+picks picksOf(Board& board, bool beyondEnd, const std::function<bool(moveStruct*)>& pick)
+{
+    picks found;
+    plyStruct& here = board.ply(1);
+    for (moveStruct* cursor = here.moveListStart; cursor < here.moveListEnd + beyondEnd; ++cursor)
+    {
+        if (!pick(cursor)) continue;
+        found.push_back({static_cast<u32>(cursor - here.moveListStart), here.pickerStage,
+                         moveWord(*cursor) & 0xffffff});
+        unmakeMove(2, cursor, board.get());
+    }
+    return found;
+}
+
+picks picksOf(oracle::Position& model, bool beyondEnd, const std::function<bool(int)>& pick)
+{
+    picks found;
+    const oracle::Ply& here = model.here();
+    for (int cursor = 0; cursor < here.listEnd + beyondEnd; ++cursor)
+    {
+        if (!pick(cursor)) continue;
+        model.unmake();
+        found.push_back({static_cast<u32>(cursor), static_cast<u32>(here.stage),
+                         wordOf(model.stack[cursor]) & 0xffffff});
+    }
+    return found;
+}
+
 } // namespace
 
 TEST(EvalModel, TenThousandPositionsHaveTheScoresAndTermsOfTheModelAndTheirPartsAddUp)
@@ -194,4 +286,111 @@ TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
         ASSERT_EQ(found, legal.size()) << fen;
     }
     EXPECT_GT(accepted, 5000);
+}
+
+TEST(MoveGenerators, EveryListHasTheMovesAndScoresOfTheModelInItsOrder)
+{
+    using generator = void (*)(int, moveStruct*, positionStruct*);
+    using modelGenerator = void (oracle::Position::*)(int);
+    // The quiet moves need the pins of the captures before them.
+    const std::pair<generator, modelGenerator> generators[] = {
+        {generateMovesLegal, &oracle::Position::generateLegal},
+        {generateMovesQuiescence, &oracle::Position::generateQuiescence},
+        {generateMovesRecapture, &oracle::Position::generateRecaptures},
+        {generateMovesCaptures, &oracle::Position::generateCaptures},
+        {generateMovesQuiets, &oracle::Position::generateQuiets}};
+    forManyNodes(
+        [&](Board& board, oracle::Position& model, const std::string& text)
+        {
+            for (const auto& [generate, modelGenerate] : generators)
+            {
+                if (generate == generateMovesQuiets && board.ply(1).inCheck) continue;
+                generate(1, board.ply(1).moveListStart, board.get());
+                (model.*modelGenerate)(0);
+                ASSERT_EQ(listOf(board), listOf(model))
+                    << text << ", generator " << &modelGenerate - &generators[0].second;
+                ASSERT_EQ(board.ply(2).moveListStart, board.ply(1).moveListEnd) << text;
+            }
+        });
+}
+
+TEST(MovePickers, EachPlaysTheMovesOfTheModelInItsSlotsAndStages)
+{
+    std::mt19937 random(7);
+    forManyNodes(
+        [&](Board& board, oracle::Position& model, const std::string& text)
+        {
+            generateMovesLegal(1, board.ply(1).moveListStart, board.get());
+            std::vector<moveStruct> stored = {EMPTYMOVE};
+            for (const moveStruct* move = board.ply(1).moveListStart;
+                 move < board.ply(1).moveListEnd; ++move)
+                stored.push_back(
+                    packMove(move->from, move->to, move->kind, board->board[move->from]));
+            // Some moves of which most are not legal.
+            for (int i = 0; i < 8; ++i)
+            {
+                const u8 from = random() % NOFSQUARES;
+                stored.push_back(
+                    packMove(from, random() % NOFSQUARES, KINDPLAIN, board->board[from]));
+            }
+            const auto any = [&] { return stored[random() % stored.size()]; };
+            for (int i = 0; i < 12 * NOFSQUARES; ++i)
+            {
+                const int piece = i / NOFSQUARES, to = i % NOFSQUARES;
+                board->historyGood[piece][to] = random() % 4;
+                board->historyBad[piece][to] = random() % 4;
+                model.historyGood[piece + 2][to] = static_cast<int>(board->historyGood[piece][to]);
+                model.historyBad[piece + 2][to] = static_cast<int>(board->historyBad[piece][to]);
+            }
+            const u8 square = board.ply(0).currentMove.to;
+            if (const u8 piece = board->board[square])
+            {
+                const moveStruct counterMove = any();
+                board->counterMoves[piece - PAWN][square] = counterMove;
+                model.counterMoves[piece][square] = modelMove(counterMove);
+            }
+            for (const int i : {0, 1})
+            {
+                board.ply(1).killers[i] = any();
+                model.here().killers[i] = modelMove(board.ply(1).killers[i]);
+            }
+            const auto hashMove = [&]
+            {
+                const moveStruct move = any();
+                const bool isLegal = isLegalMove(1, &move, board.get(), false);
+                return isLegal ? move : EMPTYMOVE;
+            };
+
+            const bool skipOrdering = random() % 4 == 0;
+            startNode(board, model, hashMove());
+            ASSERT_EQ(picksOf(board, true,
+                              [&](moveStruct* cursor)
+                              { return doNextMoveStaged(1, cursor, board.get(), skipOrdering); }),
+                      picksOf(model, true,
+                              [&](int cursor) { return model.playNext(cursor, skipOrdering); }))
+                << text;
+
+            const int depth = -static_cast<int>(random() % 10);
+            startNode(board, model, EMPTYMOVE);
+            generateMovesQuiescence(1, board.ply(1).moveListStart, board.get());
+            model.generateQuiescence(0);
+            ASSERT_EQ(picksOf(board, false,
+                              [&](moveStruct* cursor)
+                              { return doNextMoveQuiesc(1, cursor, board.get(), depth); }),
+                      picksOf(model, false,
+                              [&](int cursor)
+                              { return model.playNextInQuiescence(cursor, depth); }))
+                << text << ", depth " << depth;
+
+            if (board.ply(1).inCheck) return; // a search without ProbCut
+            const i16 threshold = static_cast<i16>(random() % 700) - 200;
+            startNode(board, model, hashMove());
+            ASSERT_EQ(picksOf(board, true,
+                              [&](moveStruct* cursor)
+                              { return doNextMoveProbCut(1, cursor, board.get(), threshold); }),
+                      picksOf(model, true,
+                              [&](int cursor)
+                              { return model.playNextInProbCut(cursor, threshold); }))
+                << text << ", threshold " << threshold;
+        });
 }

@@ -29,7 +29,7 @@ const token = /\/\/.*|X\( *(-?\d+), *(-?\d+)\)|( *)(-?\d+)/g;
 const definition = /^(?:TCONST combEval|constexpr \w+) (\w+)(?:\[\w+\])* = ([^;]*);/gm;
 
 /** Maps variables to entries, from C++ source or the tuner's output; the last definition counts. */
-export function definitions(source) {
+function definitions(source) {
   return new Map([...source.matchAll(definition)].map(([, name, text]) => [name,
     [...text.matchAll(token)].filter(([match]) => !match.startsWith('//'))
       .map(([, mg, eg, , number]) => (mg ? [Number(mg), Number(eg)] : [Number(number)]))]));

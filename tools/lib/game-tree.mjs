@@ -242,11 +242,6 @@ export class GameTree {
     return line;
   }
 
-  /** The main line through a position: the moves to it and how it goes on. */
-  lineThrough(node) {
-    return [...this.pathTo(node), ...this.lineFrom(node)];
-  }
-
   /** Whether a position belongs to the main line. */
   isMain(node) {
     return this.variationOf(node) === null;
@@ -258,11 +253,6 @@ export class GameTree {
       if (each.parent.children[0] !== each) return each;
     }
     return null;
-  }
-
-  /** The node of a number, null when it is gone. */
-  find(id) {
-    return this.nodes().find((node) => node.id === id) ?? null;
   }
 
   /** All positions, the beginning first. */
@@ -307,18 +297,6 @@ export class GameTree {
     const { children } = node.parent;
     if (children.includes(node)) children.splice(children.indexOf(node), 1);
     return node.parent;
-  }
-
-  /** Deletes what follows a position. */
-  removeAfter(node) {
-    node.children = [];
-  }
-
-  /** Deletes the variation that a position belongs to.
-   *  @returns {Node} the position where it began; the node itself in the main line */
-  removeVariation(node) {
-    const first = this.variationOf(node);
-    return first ? this.remove(first) : node;
   }
 
   /** Replaces a comment. Commands in it, as "[%clk 0:01:00]", set what they name.

@@ -257,7 +257,7 @@ function piecesText(fen, side) {
 const pieceOf = (letter) => pieceWords[/[A-Z]/.test(letter) ? letter.toLowerCase() : 'p'];
 
 /** A move in words: "White: knight takes f3, check". */
-export function moveWords(node) {
+function moveWords(node) {
   const side = nameOf(turnOf(node.parent.fen));
   if (node.san.startsWith('O-O')) {
     return `${side} castles ${node.san.startsWith('O-O-O') ? 'queenside' : 'kingside'}`;

@@ -55,7 +55,7 @@ export function personMoves(move) {
 }
 
 /** Offers to bring back what was before. */
-export function offerUndo(text, before) {
+function offerUndo(text, before) {
   const act = () => {
     passing.review = null;
     const { isShowing, place, options, hasSound, lineCount } = state;

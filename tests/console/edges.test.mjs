@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Edge cases that need a special process: one with little memory, one that can't open files.
+// A process that can't open files.
 
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import test from 'node:test';
-import { conversation, requireTool, Talk } from './talk.mjs';
-
-test('the banner comes before the message about the hash table', async (t) => {
-  const talk = await Talk.start(t, { memory: 200, args: ['quit'] });
-  await talk.next(/\b256 MB\b.*\b(1|2|4|8|16|32|64|128) MB$/);
-  await talk.exit();
-});
+import { conversation, requireTool } from './talk.mjs';
 
 conversation('rtest without its file prints a message, and the loop goes on', async (talk) => {
   await talk.ready();

@@ -134,25 +134,6 @@ TEST(GeneralDumps, AMoveWithoutIndentHasNoTabsAndIndent0HasOne)
         EXPECT_EQ(moveToString(&move, indent), tabs + std::string("e2e4 13"));
 }
 
-TEST(GeneralNotation, MovesHaveTheirText)
-{
-    struct
-    {
-        moveStruct move;
-        u8 side;
-        const char* text;
-    } const cases[] = {
-        {{sq("e5"), sq("d5"), KINDENPASSANT, 0}, WHITE, "e5d6"},
-        {{sq("d4"), sq("e4"), KINDENPASSANT, 0}, BLACK, "d4e3"},
-        {{sq("a2"), sq("a1"), QUEEN, 0}, BLACK, "a2a1q"},
-        {{sq("e2"), sq("e4"), KINDDOUBLEPUSH, 0}, WHITE, "e2e4"},
-        {EMPTYMOVE, WHITE, "a1a1"},
-    };
-    for (const auto& [move, side, text] : cases) EXPECT_EQ(moveToLA(&move, side), text);
-    EXPECT_EQ(squareToLA(63), "h8");
-    EXPECT_EQ(LAToSquare("h8"), 63);
-}
-
 TEST(GeneralNotation, ASquareWithoutAPieceCodeIsAQuestionMarkOnTheBoard)
 {
     Board board{std::string(fenStartPos)};

@@ -134,52 +134,6 @@ TEST(MoveMake, AMoveFromOrToACornerAndAMoveOfTheKingLoseRights)
     }
 }
 
-TEST(MoveMake, EveryKindOfMoveHasItsCodeAndItsEffects)
-{
-    const std::string castling = "r3k2r/8/8/8/8/8/8/R3K2R ";
-    const struct
-    {
-        std::string fen; // with a half-move clock of 7
-        const char* text;
-        int kind;
-        const char* to;
-        int arrived, captured, clock;
-    } cases[] = {
-        {castling + "w KQkq -", "e1g1", 14, "g1", 12, 0, 8},
-        {castling + "w KQkq -", "e1c1", 15, "c1", 12, 0, 8},
-        {castling + "b KQkq -", "e8g8", 14, "g8", 13, 0, 8},
-        {castling + "b KQkq -", "e8c8", 15, "c8", 13, 0, 8},
-        {"4k3/8/8/8/8/8/4P3/1N2K3 w - -", "b1c3", 0, "c3", 4, 0, 8},
-        {"4k3/8/8/8/8/2p5/8/1N2K3 w - -", "b1c3", 0, "c3", 4, 3, 0},
-        {"4k3/8/8/8/8/8/4P3/4K3 w - -", "e2e4", 13, "e4", 2, 0, 0},
-        {"4k3/8/8/8/8/8/4P3/4K3 w - -", "e2e3", 0, "e3", 2, 0, 0},
-        {"4k3/4p3/8/8/8/8/8/4K3 b - -", "e7e5", 13, "e5", 3, 0, 0},
-        {"4k3/8/8/3p4/4P3/8/8/4K3 w - -", "e4d5", 0, "d5", 2, 3, 0},
-        {"4k3/8/8/3pP3/8/8/8/4K3 w - d6", "e5d6", 12, "d5", 2, 3, 0},
-        {"4k3/8/8/8/3pP3/8/8/4K3 b - e3", "d4e3", 12, "e4", 3, 2, 0},
-        {"4k3/P7/8/8/8/8/8/4K3 w - -", "a7a8n", 4, "a8", 4, 0, 0},
-        {"4k3/P7/8/8/8/8/8/4K3 w - -", "a7a8b", 6, "a8", 6, 0, 0},
-        {"4k3/P7/8/8/8/8/8/4K3 w - -", "a7a8r", 8, "a8", 8, 0, 0},
-        {"1r2k3/P7/8/8/8/8/8/4K3 w - -", "a7b8q", 10, "b8", 10, 9, 0},
-        {"4k3/8/8/8/8/8/p7/4K3 b - -", "a2a1q", 10, "a1", 11, 0, 0},
-        {"4k3/8/8/8/8/8/p7/1B2K3 b - -", "a2b1r", 8, "b1", 9, 6, 0},
-    };
-    for (const auto& c : cases)
-    {
-        Board board(c.fen + " 7 9");
-        const moveStruct move = board.move(c.text);
-        EXPECT_EQ(move.kind, c.kind) << c.fen << ' ' << c.text;
-        EXPECT_EQ(move.to, sq(c.to)) << c.fen << ' ' << c.text;
-        makeMove(1, &move, board.get(), true);
-        EXPECT_EQ(board->board[sq(c.text + 2)], c.arrived) << c.fen << ' ' << c.text;
-        EXPECT_EQ(board.ply(1).capturedPiece, c.captured) << c.fen << ' ' << c.text;
-        EXPECT_EQ(board->halfMoveClock, c.clock) << c.fen << ' ' << c.text;
-        EXPECT_EQ(board.ply(1).savedHalfMoveClock, 7);
-        unmakeMove(1, &move, board.get());
-        EXPECT_EQ(board->halfMoveClock, 7);
-    }
-}
-
 
 // Legality
 

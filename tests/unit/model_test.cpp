@@ -288,6 +288,20 @@ TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
     EXPECT_GT(accepted, 5000);
 }
 
+TEST(MoveMake, LeavesTheBoardTheRightsTheClockAndTheVictimOfTheModel)
+{
+    forManyNodes(
+        [](Board& board, oracle::Position& model, const std::string& text)
+        {
+            ASSERT_TRUE(std::equal(board->board, board->board + NOFSQUARES, model.board.squares))
+                << text;
+            ASSERT_EQ(board.ply(1).castlingRights, model.here().rights) << text;
+            ASSERT_EQ(board.ply(1).enPassantSquare, model.here().enPassantPawn) << text;
+            ASSERT_EQ(board.ply(1).capturedPiece, model.here().captured) << text;
+            ASSERT_EQ(board->halfMoveClock, model.halfMoveClock) << text;
+        });
+}
+
 TEST(MoveGenerators, EveryListHasTheMovesAndScoresOfTheModelInItsOrder)
 {
     using generator = void (*)(int, moveStruct*, positionStruct*);

@@ -110,43 +110,6 @@ TEST(GeneralSetUp, EveryLetterHasItsCodeAndAnyOtherCharacterIs255AndABlackPiece)
     }
 }
 
-TEST(GeneralSetUp, AClockThatIsNotANumberThrows)
-{
-    positionStruct position{};
-    for (const char* fen : {"4k3/8/8/8/8/8/8/4K3 w - - x 1", "4k3/8/8/8/8/8/8/4K3 w - -  "})
-        EXPECT_THROW(setPosition(fen, &position), std::invalid_argument) << fen;
-}
-
-TEST(GeneralSetUp, OnlyPlayableRecordsAreSearched)
-{
-    const char* const refused[] = {
-        "8/8/8/8/8/8/8/4K3 w - - 0 1",      // no black king
-        "4k3/8/8/8/8/8/8/8 w - - 0 1",      // no white king
-        "4k2k/8/8/8/8/8/8/4K3 w - - 0 1",   // two black kings
-        "4k2P/8/8/8/8/8/8/4K3 w - - 0 1",   // pawn on rank 8
-        "4k3/8/8/8/8/8/8/p3K3 w - - 0 1",   // pawn on rank 1
-        "4k3/8/8/8/8/8/8/4RK2 w - - 0 1",   // the side not to move is in check
-        "4k3/8/8/3?4/8/8/8/4K3 w - - 0 1",  // no piece code
-        "4k3PP/8/8/8/8/8/8/4K3 w - - 0 1"}; // pieces beyond h8
-    for (const char* fen : refused) EXPECT_FALSE(makePlayable(Board(fen).get())) << fen;
-    for (const std::string& fen : manyPositions())
-    {
-        Board board(fen);
-        const u64 key = board->hashKey;
-        EXPECT_TRUE(makePlayable(board.get())) << fen;
-        EXPECT_EQ(board->hashKey, key) << fen;
-    }
-}
-
-TEST(GeneralSetUp, RightsWithoutKingOrRookAtHomeAreDropped)
-{
-    Board board("r3k3/8/8/8/8/8/8/4K2R w KQkq - 0 1");
-    ASSERT_TRUE(makePlayable(board.get()));
-    EXPECT_EQ(board.ply(0).castlingRights, WHITEKINGSIDE | BLACKQUEENSIDE);
-    EXPECT_EQ(inconsistency(board.get(), 0), "");
-    EXPECT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
-}
-
 TEST(GeneralSetUp, AnEnPassantSquareCountsForAPawnThatHasJustPassedAnEmptySquare)
 {
     for (const auto& [fen, square] : {std::pair("4k3/8/8/8/4P3/5N2/8/4K3 b - e3 0 1", "e4"),

@@ -121,6 +121,7 @@ TEST(GeneralSetUp, AnEnPassantSquareCountsForAPawnThatHasJustPassedAnEmptySquare
         Board board(fen);
         ASSERT_TRUE(makePlayable(board.get()));
         EXPECT_EQ(board.ply(0).enPassantSquare, sq(square)) << fen; // a1 is none
+        EXPECT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey) << fen;
         EXPECT_EQ(inconsistency(board.get(), 0), "");
     }
 }

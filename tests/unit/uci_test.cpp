@@ -177,6 +177,12 @@ TEST(UciPosition, AfterAFenTheIndexOfTheNextKeyPlusTheMovesIsTheProgressOfTheGam
     EXPECT_EQ(engine.gamePly, 3);
 }
 
+TEST(UciSetOption, HashIsRaisedToOneMegabyte)
+{
+    command(UCIsetoption, "name Hash value 0");
+    EXPECT_EQ(engine.hashSizeMB, 1);
+}
+
 // The choice among the threads' results depends on their number, and a thread that has hardly
 // started has no move.
 TEST(UciSetOption, ARunningSearchKeepsItsNumberOfThreads)

@@ -7,6 +7,10 @@
 #   ./run.sh perft 5      a single command
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
+if [[ ${1:-} == --help ]]; then
+    sed -n 's/^#   //p' run.sh
+    exit
+fi
 . dev/packages.sh
 
 need_packages g++=g++ cmake=cmake make=make

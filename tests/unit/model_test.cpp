@@ -229,7 +229,8 @@ TEST(SearchSee, AgreesWithTheModelOnManyMoves)
         Board board(fen);
         const oracle::Position& model = modelOf(fen);
         for (const moveStruct& move : board.legalMoves())
-            for (const int threshold : {-600, -340, -100, -1, 0, 1, 87, 200, 340, 500, 1005})
+            for (const int threshold :
+                 {-600, -253, -252, -1, 0, 1, 87, 88, 340, 341, 515, 516, 1005, 1006})
             {
                 ASSERT_EQ(see(move, static_cast<i16>(threshold), board.get()),
                           model.see(modelMove(move), threshold))

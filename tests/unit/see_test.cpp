@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Static exchange evaluation (SEE), computed by hand; model_test.cpp compares it with the model.
+// The oddities of the static exchange evaluation (SEE), which model_test.cpp compares with the
+// model, and the scores that it changes.
 
 #include "support.h"
 
@@ -22,61 +23,6 @@ std::string scoresAfter(Board& board, const std::vector<moveStruct>& moves, Upda
 }
 
 } // namespace
-
-TEST(SearchSee, AnExchangeHoldsExactlyUpToItsValue)
-{
-    const struct
-    {
-        const char *fen, *from, *to;
-        int value;
-    } cases[] = {
-        // Victims.
-        {"7k/8/8/3p4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 87},
-        {"7k/8/8/3n4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 340},
-        {"7k/8/8/3b4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 340},
-        {"7k/8/8/3r4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 515},
-        {"7k/8/8/3q4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 1005},
-        // Each type of piece takes a pawn that a pawn defends.
-        {"7k/8/2p5/3p4/8/2N5/8/K7 w - - 0 1", "c3", "d5", 87 - 340},
-        {"7k/8/2p5/3p4/8/1B6/8/K7 w - - 0 1", "b3", "d5", 87 - 340},
-        {"7k/8/2p5/3p4/8/8/8/K2R4 w - - 0 1", "d1", "d5", 87 - 515},
-        {"7k/8/2p5/3p4/8/8/8/K2Q4 w - - 0 1", "d1", "d5", 87 - 1005},
-        {"7k/8/2p5/3p4/4P3/8/8/K7 w - - 0 1", "e4", "d5", 0},
-        // The queen does not recapture, because a pawn defends the knight.
-        {"3qk3/8/8/3p4/4P3/2N5/8/4K3 w - - 0 1", "c3", "d5", 87},
-        // A king recaptures only what nothing defends.
-        {"8/8/3k4/3p4/8/2N5/8/4K3 w - - 0 1", "c3", "d5", 87 - 340},
-        {"8/8/3k4/3p4/8/2N5/8/3RK3 w - - 0 1", "c3", "d5", 87},
-    };
-    for (const auto& c : cases)
-    {
-        Board board(c.fen);
-        const moveStruct takes{sq(c.from), sq(c.to), 0, 0};
-        EXPECT_TRUE(see(takes, static_cast<i16>(c.value), board.get())) << c.fen;
-        EXPECT_FALSE(see(takes, static_cast<i16>(c.value + 1), board.get())) << c.fen;
-    }
-    Board passing("4k3/8/8/3pP3/8/8/8/4K2R w K d6 0 1");
-    for (const char* text : {"e5d6", "e1g1"})
-    {
-        EXPECT_TRUE(see(passing.move(text), 0, passing.get())) << text;
-        EXPECT_FALSE(see(passing.move(text), 1, passing.get())) << text;
-    }
-}
-
-TEST(SearchSee, ASliderBehindAPawnBishopRookOrQueenRecaptures)
-{
-    // Knight takes pawn, knight takes knight, and the piece in front recaptures. Black's piece on
-    // d8 takes that piece only if no slider is behind it, which leaves white less than 50.
-    const std::pair<const char*, bool> cases[] = {
-        {"3r2k1/8/5n2/3p4/4P3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind pawn
-        {"3r2k1/8/5n2/3p4/4B3/2N2Q2/8/K7 w - - 0 1", true}, // queen behind bishop
-        {"3q2k1/8/5n2/3p4/4Q3/2N2B2/8/K7 w - - 0 1", true}, // bishop behind queen
-        {"3r2k1/8/5n2/3p4/8/2N5/3R4/K2R4 w - - 0 1", true}, // rook behind rook
-        {"3r2k1/8/5n2/3p4/4P3/2N5/8/K7 w - - 0 1", false},
-        {"3q2k1/8/5n2/3p4/4Q3/2N5/8/K7 w - - 0 1", false}};
-    for (const auto& [fen, holds] : cases)
-        EXPECT_EQ(see({sq("c3"), sq("d5"), 0, 0}, 50, Board(fen).get()), holds) << fen;
-}
 
 // The limits of the x-ray table are deliberate.
 TEST(SearchSee, SeeXrayTable)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What the generators do besides the lists that model_test.cpp compares with the model; simple
-// checks; perft.
+// checks.
 
 #include <tuple>
 
@@ -61,21 +61,5 @@ TEST(MoveGenerators, RecapturesComputePinsInCheckOnly)
         board.ply(1).notPinned = 0x123;
         generateMovesRecapture(1, board.ply(1).moveListStart, board.get());
         EXPECT_EQ(board.ply(1).notPinned, notPinned) << fen;
-    }
-}
-
-TEST(Perft, CountsKnownPositionsAndOneNodeForADepthOfZeroOrLess)
-{
-    const std::pair<std::string, std::vector<u64>> cases[] = {
-        {std::string(fenStartPos), {1, 20, 400, 8902, 197281}},
-        {"R3k3/8/4K3/8/8/8/8/8 b - - 0 1", {1, 0, 0, 0, 0, 0}}, // mate
-        {"7k/5Q2/6K1/8/8/8/8/8 b - - 0 1", {1, 0, 0, 0, 0, 0}}, // stalemate
-    };
-    for (const auto& [fen, counts] : cases)
-    {
-        Board board(fen);
-        for (int depth = 0; depth < static_cast<int>(counts.size()); ++depth)
-            EXPECT_EQ(perft(0, depth, board.get()), counts[static_cast<size_t>(depth)]) << fen;
-        EXPECT_EQ(perft(0, -5, board.get()), 1U);
     }
 }

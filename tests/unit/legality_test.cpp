@@ -179,16 +179,3 @@ TEST(MoveLegality, TheGeneratorTrustsARightWithoutItsRookAndIsLegalMoveDoesNot)
                 EXPECT_EQ(isLegalMove(0, &move, board.get(), pseudoOnly), hasRook) << w.fen;
         }
 }
-
-TEST(MoveLegality, CastlingCrossesNoAttackedSquareButTheRookMay)
-{
-    for (const auto& [file, legal] :
-         {std::pair('a', true), {'b', true}, {'c', false}, {'d', false}, {'e', false}})
-    {
-        Board board("4k3/8/8/8/8/8/8/R3K3 w Q - 0 1");
-        addPiece(ROOK + BLACK, sq({file, '4'}), board.get());
-        board.ply(0).inCheck = isSideInCheck(board.get());
-        const moveStruct castling{E1, sq("c1"), KINDCASTLEQUEEN, KING};
-        EXPECT_EQ(isLegalMove(0, &castling, board.get(), false), legal) << file;
-    }
-}

@@ -447,8 +447,8 @@ template <typename Trace>
                             evalShield<WHITE>(position, trace), evalShield<BLACK>(position, trace));
 }
 
-/// What builds on the pawn structure: shields and passed pawns. The attack maps
-/// of both colours must be complete.
+/// What builds on the pawn structure: shields and passed pawns. The attack maps of both colours must
+/// be complete.
 template <typename Trace>
 [[gnu::always_inline]] inline void evalPawnsPassed(const positionStruct* position,
                                                    const pawnEntry& pawns,

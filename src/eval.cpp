@@ -400,8 +400,8 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
     const u64 occupied = allPieces(position);
     const u64 empty = ~occupied;
 
-    for (const int colour : {WHITE, BLACK})
-        scratch.kingSquare[colour] = kingSquareOf(colour, position);
+    scratch.kingSquare[WHITE] = kingSquareOf(WHITE, position);
+    scratch.kingSquare[BLACK] = kingSquareOf(BLACK, position);
 
     const setPair attacks = movedAhead(leftOf(pawns) | rightOf(pawns));
     writeBoth(attacks, &scratch.attackedBy[PAWN]);
@@ -447,8 +447,8 @@ template <typename Trace>
                             evalShield<WHITE>(position, trace), evalShield<BLACK>(position, trace));
 }
 
-/// What builds on the pawn structure: shields and passed pawns. The attack maps of both colours must
-/// be complete.
+/// What builds on the pawn structure: shields and passed pawns. The attack maps of both colours
+/// must be complete.
 template <typename Trace>
 [[gnu::always_inline]] inline void evalPawnsPassed(const positionStruct* position,
                                                    const pawnEntry& pawns,

@@ -345,8 +345,8 @@ TEST(MovePickers, EachPlaysTheMovesOfTheModelInItsSlotsAndStages)
             for (int i = 0; i < 8; ++i)
             {
                 const u8 from = random() % NOFSQUARES;
-                stored.push_back(
-                    packMove(from, random() % NOFSQUARES, KINDPLAIN, board->board[from]));
+                const u8 to = random() % NOFSQUARES;
+                stored.push_back(packMove(from, to, KINDPLAIN, board->board[from]));
             }
             const auto any = [&] { return stored[random() % stored.size()]; };
             for (int i = 0; i < 12 * NOFSQUARES; ++i)
@@ -398,7 +398,7 @@ TEST(MovePickers, EachPlaysTheMovesOfTheModelInItsSlotsAndStages)
                 << text << ", depth " << depth;
 
             if (board.ply(1).inCheck) return; // a search without ProbCut
-            const i16 threshold = static_cast<i16>(random() % 700) - 200;
+            const i16 threshold = static_cast<i16>(random() % 700 - 200);
             startNode(board, model, hashMove());
             ASSERT_EQ(picksOf(board, true,
                               [&](moveStruct* cursor)

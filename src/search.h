@@ -116,6 +116,7 @@ void initLMRTable();
 /// Lets late move pruning drop a quiet move without making it. For most moves, the squares alone
 /// show that they give no check. A move that gives check is never pruned: it must be made, searched
 /// and counted. The filter made the whole search 1.08 times as fast.
+// cppcheck-suppress noConstructor ; prepare comes before any question
 class quietCheckFilter
 {
   public:

@@ -315,6 +315,7 @@ TEST(MoveGenerators, EveryListHasTheMovesAndScoresOfTheModelInItsOrder)
         {generateMovesCaptures, &oracle::Position::generateCaptures},
         {generateMovesQuiets, &oracle::Position::generateQuiets}};
     forManyNodes(
+        // cppcheck-suppress constParameter ; the generators write to it
         [&](Board& board, oracle::Position& model, const std::string& text)
         {
             for (const auto& [generate, modelGenerate] : generators)

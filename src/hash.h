@@ -234,7 +234,7 @@ inline void putEvalHashEntry(evalHashTableStruct* table, u64 key, int score, com
     table->entries[evalSlot(key)] = {key, wrap16(score), 1, total};
 }
 
-/// Asks the processor to fetch the entries that the evaluation of a position reads first: the two
+/// Asks the processor to fetch the two entries that the evaluation of a position may have: the
 /// tables together are larger than the caches of a core.
 inline void prefetchEvaluation(const positionStruct* position)
 {

@@ -252,10 +252,10 @@ inline setPair movedAhead(setPair pair)
     return (pair << setPair{8, 0}) >> setPair{0, 8};
 }
 
-/// The squares beside those of each set, towards the a-file and towards the h-file. A rank is a
-/// byte, so a shift within bytes carries no square around the edge.
+/// The same by ranks. A rank is a byte, so its shift carries no square around the edge.
 using rankBytes = u8 __attribute__((vector_size(16)));
 
+/// The squares beside those of each set, towards the a-file or towards the h-file.
 inline setPair leftOf(setPair pair)
 {
     return reinterpret_cast<setPair>(reinterpret_cast<rankBytes>(pair) >> 1);
@@ -437,7 +437,7 @@ void startScratch(const positionStruct* position, evalScratch& scratch)
 template <typename Trace>
 [[gnu::noinline]] const pawnEntry* evalPawnsAfresh(positionStruct* position, Trace trace)
 {
-    trace.sum = X(0, 0); // of what the table holds, apart from the caller's
+    trace.sum = X(0, 0); // this copy sums up what the table holds
     u64 passedPawns = 0;
     evalPawnStructure<WHITE>(position, passedPawns, trace);
     evalPawnStructure<BLACK>(position, passedPawns, trace);

@@ -686,7 +686,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
 
     // Step 4. Transposition table. Cut-offs are taken with a full window too. The root takes none,
     // because it must end with a move. The evaluation of step 5 runs while the table's lines are
-    // fetched. It is seldom wasted: nearly all nodes that the table cuts off have it in its cache.
+    // fetched. Little is wasted: most nodes that the table cuts off have it in the evaluation
+    // cache.
     const int evaluation = here.inCheck ? 0 : wrap16(evaluateN(ply, position));
     here.hashMove = EMPTYMOVE;
     u64 entry = getHashTableEntry(position->hashKey);

@@ -377,36 +377,36 @@ TEST(MovePickers, EachPlaysTheMovesOfTheModelInItsSlotsAndStages)
                 return isLegal ? move : EMPTYMOVE;
             };
 
+            const auto compare = [&](bool beyondEnd, const std::function<bool(moveStruct*)>& pick,
+                                     const std::function<bool(int)>& modelPick) {
+                ASSERT_EQ(picksOf(board, beyondEnd, pick), picksOf(model, beyondEnd, modelPick))
+                    << text;
+            };
+
             const bool skipOrdering = random() % 4 == 0;
             startNode(board, model, hashMove());
-            ASSERT_EQ(picksOf(board, true,
-                              [&](moveStruct* cursor)
-                              { return doNextMoveStaged(1, cursor, board.get(), skipOrdering); }),
-                      picksOf(model, true,
-                              [&](int cursor) { return model.playNext(cursor, skipOrdering); }))
-                << text;
+            compare(
+                true,
+                [&](moveStruct* cursor)
+                { return doNextMoveStaged(1, cursor, board.get(), skipOrdering); },
+                [&](int cursor) { return model.playNext(cursor, skipOrdering); });
 
             const int depth = -static_cast<int>(random() % 10);
             startNode(board, model, EMPTYMOVE);
             generateMovesQuiescence(1, board.ply(1).moveListStart, board.get());
             model.generateQuiescence(0);
-            ASSERT_EQ(picksOf(board, false,
-                              [&](moveStruct* cursor)
-                              { return doNextMoveQuiesc(1, cursor, board.get(), depth); }),
-                      picksOf(model, false,
-                              [&](int cursor)
-                              { return model.playNextInQuiescence(cursor, depth); }))
-                << text << ", depth " << depth;
+            compare(
+                false,
+                [&](moveStruct* cursor) { return doNextMoveQuiesc(1, cursor, board.get(), depth); },
+                [&](int cursor) { return model.playNextInQuiescence(cursor, depth); });
 
             if (board.ply(1).inCheck) return; // a search without ProbCut
             const i16 threshold = static_cast<i16>(random() % 700 - 200);
             startNode(board, model, hashMove());
-            ASSERT_EQ(picksOf(board, true,
-                              [&](moveStruct* cursor)
-                              { return doNextMoveProbCut(1, cursor, board.get(), threshold); }),
-                      picksOf(model, true,
-                              [&](int cursor)
-                              { return model.playNextInProbCut(cursor, threshold); }))
-                << text << ", threshold " << threshold;
+            compare(
+                true,
+                [&](moveStruct* cursor)
+                { return doNextMoveProbCut(1, cursor, board.get(), threshold); },
+                [&](int cursor) { return model.playNextInProbCut(cursor, threshold); });
         });
 }

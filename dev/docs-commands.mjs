@@ -88,9 +88,6 @@ export const clone = {
   'cmake --build --preset release --target quillon': works,
   'cmake --build --preset release --target quillon_explain': works,
   'cmake --build --preset release --target quillon_selfplay': works,
-  'cmake --preset release -DQUILLON_SIGNATURE=ON': works,
-  'cmake --build --preset release --target quillon_signature': works,
-  'build/release/bench/quillon_signature | tail -n 1': { says: /^\d+ nodes \d+ nps$/m },
 
   'cmake --preset check -DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON': works,
   'cmake --build --preset check -j 2 --target quillon quillon_tests quillon_oracle quillon_signature':

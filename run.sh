@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Builds the engine, after installing what the build needs, and starts its console.
+# Installs what the build needs, builds the engine, and starts its console.
 #   ./run.sh              the console; type "help" there
 #   ./run.sh demo         the engine searches a middlegame position for three seconds
 #   ./run.sh perft 5      a single command

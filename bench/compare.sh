@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Measures how much faster one commit is than another. Builds both in the same way, runs them in
-# turn, so that other load on the machine affects both alike, and prints the median ratio of the
-# pairs with its quartiles for each measurement: above 1, HEAD is faster. Fails if the node
+# Measures how much faster one commit is than another. Builds both in the same way and runs them in
+# turn, so that other load on the machine affects both alike. For each measurement it prints the
+# median and the quartiles of the pairs' ratios: above 1, HEAD is faster. Fails if the node
 # signatures differ.
 #   bench/compare.sh BASE HEAD [PAIRS]     two commits, 20 pairs by default
 #   bench/compare.sh BASE . [PAIRS]        a commit and the working tree

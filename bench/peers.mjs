@@ -7,7 +7,7 @@
 // Usage: bench/peers.mjs [ROUNDS, 5]     a minute per round
 // QUILLON_ENGINE is the engine measured (build/release/quillon). Speeds are per second of processor
 // time, which other load on the machine affects least: nodes of one thread with a table of 256 MB
-// (median of five positions), and leaves of perft, which of the others only stockfish counts.
+// (median of five positions), and leaves of perft, which only stockfish among the others can count.
 
 import fs from 'node:fs';
 import { engineFile } from '../tools/lib/command.mjs';

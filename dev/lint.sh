@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 #
 # Formatting and static checks of the C++ files, the scripts and the Node programs; called by
-# ./test.sh --lint. Every tool runs, and fails the whole if it finds something.
+# ./test.sh --lint. Every tool runs, even if one before it has found something.
 set -uo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
@@ -10,7 +10,7 @@ status=0
 sources=$(mktemp)
 trap 'rm -f "$sources"' EXIT
 
-# fails TITLE notes that a tool has found something or couldn't run.
+# fails TITLE records that a tool has found something or couldn't run.
 fails()
 {
     echo "lint: $1 has failed" >&2

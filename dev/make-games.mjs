@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Prints games as PGN: moves at random, captures preferred, the same ones each time.
+// Prints games as PGN: random moves, captures preferred, the same games each time.
 //
 //   node dev/make-games.mjs [games, default 200] [half-moves at most, default 80]
 

@@ -31,7 +31,7 @@ constexpr const char* usage =
        quillon_explain --tables            each table and its entries, pairs as mg/eg
 
 Put each FEN in quotes. Scores are hundredths of a pawn, by the static evaluation alone. With --json
-an answer is one line: score, blend, groups, terms, and the squares that each term comes from.
+each answer is one line: score, blend, groups, terms, and the squares that each term comes from.
 )";
 
 
@@ -76,7 +76,8 @@ std::string placementFault(const std::string& placement)
             if (letter >= '1' && letter <= '8')
                 nofSquares += letter - '0';
             else if (fenLabelPieces.find(letter) == std::string_view::npos)
-                return std::string("'") + letter + "' is no piece: write KQRBNP, kqrbnp or a digit";
+                return std::string("'") + letter +
+                       "' is not a piece: write KQRBNP, kqrbnp or a digit";
             else
                 ++nofSquares;
         if (nofSquares != 8)

@@ -116,7 +116,7 @@ for (const [fen, fault] of [
   ['4k3/8/8/8/8/8/8/4K3', /side to move is missing.*quotes/],
   ['4k3/8/8/8/8/8/8/4K3 white - -', /write w or b/],
   ['4k3/8/8/7/8/8/8/4K3 w - -', /"7" has 7 squares: give each rank 8/],
-  ['4k3/8/8/4x3/8/8/8/4K3 w - -', /'x' is no piece: write/],
+  ['4k3/8/8/4x3/8/8/8/4K3 w - -', /'x' is not a piece: write/],
   ['4k3/8/8/8/8/8/8/8 w - -', /give each side one king/],
   ['4k3/8/8/8/8/8/8/4K2P w - -', /pawns off the first and the last rank/],
   ['4k3/4R3/8/8/8/8/8/4K3 w - -', /not to move is in check: let that side move/],

@@ -327,7 +327,7 @@ test('there is a limit of tabs, and room again when one is closed', async () => 
   const clients = [await Client.open(at), await Client.open(at)];
   const third = new Client(at);
   assert.equal(await third.closed, 1013);
-  assert.match(third.received[0].text, /2 tabs have an engine already/);
+  assert.match(third.received[0].text, /2 tabs already have an engine/);
   await clients[0].end();
   await until(() => small.sessions.size === 1, 'room');
   await (await Client.open(at)).end();

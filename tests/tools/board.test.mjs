@@ -499,7 +499,7 @@ tabTest('a file of many games has them in a list that grows and is filtered', as
   await page.click('#more-games');
   assert.equal(await rows.count(), 400);
   await page.fill('#filter', 'nobody');
-  await see(page, '#library', 'No game has all these words');
+  await see(page, '#library', 'No game contains all these words');
   await page.fill('#filter', 'no. 444');
   await page.press('#filter', 'Enter');
   await see(page, '#player-bottom .name', 'No. 444');

@@ -59,7 +59,7 @@ const pgn = `[White "${hostile.replaceAll('"', '\\"')}"]
 const scores = [20, -60, -70, -600, -200, -600, 0];
 const lines = { 2: 'd2d4 e5d4 d1d4', 3: 'Qh4#' };
 
-test('it shows the game, its marks and the positions one clicks', async () => {
+test('it shows the game, its marks and the positions that are clicked', async () => {
   const { page, faults } = await open(pgn, scores, lines, { width: 1280, height: 800 });
   const text = await page.innerText('body');
   for (const said of [
@@ -89,7 +89,7 @@ test('it shows the game, its marks and the positions one clicks', async () => {
   await page.keyboard.press('End');
   await page.keyboard.press('ArrowRight');
   assert.equal(await placementOf(page), final);
-  await page.click('text=Turn the board');
+  await page.click('text=Flip the board');
   assert.equal(await placementOf(page), [...final].reverse().join(''));
   await page.keyboard.press('Home');
   assert.equal(await page.getAttribute('.graph .current', 'data-at'), '0');

@@ -133,7 +133,7 @@ function graph({ scores, moves, phases, turningPoints }) {
   }
   const column = width / last;
   for (const [ply, score] of scores.entries()) {
-    const name = ply ? moves[ply - 1].name + (moves[ply - 1].mark?.text ?? '') : 'beginning';
+    const name = ply ? moves[ply - 1].name + (moves[ply - 1].mark?.text ?? '') : 'start';
     parts.push(
       `<rect class="touch" data-at="${ply}" x="${(ply * column - column / 2).toFixed(1)}" ` +
         `width="${column.toFixed(1)}" height="${height}"><title>${escape(name)}: ` +
@@ -287,9 +287,9 @@ ${graph(report)}
 <div id="board">${boardSvg(nodes.at(-1).fen, { label: 'Board' })}</div>
 <p class="keys"><button data-go="Home" aria-label="First position">|&lt;</button>
 <button data-go="ArrowLeft" aria-label="One move back">&lt;</button>
-<button data-go="ArrowRight" aria-label="One move on">&gt;</button>
+<button data-go="ArrowRight" aria-label="One move forward">&gt;</button>
 <button data-go="End" aria-label="Last position">&gt;|</button>
-<button data-go="f">Turn the board</button></p>
+<button data-go="f">Flip the board</button></p>
 </section>
 <section class="moves">
 <h2>Moves</h2>

@@ -223,7 +223,7 @@ export async function startBoard({
     if (sessions.size >= mostSessions) {
       send({
         type: 'refused',
-        text: `${mostSessions} tabs have an engine already; close one and try again`,
+        text: `${mostSessions} tabs already have an engine; close one and try again`,
       });
       wire.close(1013, 'too many tabs');
       return;
@@ -285,7 +285,7 @@ export async function startBoard({
     server.close();
     server.closeIdleConnections();
     const closed = new Promise((resolve) => wires.close(resolve));
-    for (const wire of wires.clients) wire.close(1001, 'the server ends');
+    for (const wire of wires.clients) wire.close(1001, 'the server has stopped');
     await Promise.all([closed, ...[...sessions].map((session) => session.end())]);
     server.closeAllConnections();
     explainer.end();

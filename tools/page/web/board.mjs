@@ -316,7 +316,7 @@ function statusView() {
   if (ending) return html`${ending.text} <span class="whole">(${resultText(ending)})</span>`;
   const turn = nameOf(turnOf(node.fen));
   if (mode === 'analyse') return engine.search ? `${turn} to move, analysing …` : `${turn} to move`;
-  if (!isAtTip()) return 'An earlier position; the game goes on from the last one';
+  if (!isAtTip()) return 'An earlier position; the game continues from the last one';
   if (turnOf(node.fen) === person) return `Your move (${turn})`;
   return engine.search ? `${engine.name} is thinking …` : `Waiting for ${engine.name} …`;
 }

@@ -122,8 +122,8 @@ function body() {
       </div>
       <div class="editor-tools">
       <div class="palette" role="group" aria-label="Pieces">${palette.map(shown)}</div>
-      <p class="why-note">Choose a piece and click squares, or drag pieces. The right button removes
-        one.</p>
+      <p class="why-note">Choose a piece and click squares, or drag pieces. Right-click a piece to
+        remove it.</p>
       <div class="with-buttons">
         <button type="button" id="edit-start" @click=${again(() => setDraft(startFen))}>
           Start position</button>
@@ -144,10 +144,10 @@ function body() {
       <fieldset class="checks"><legend>Castling</legend>
         ${check('K', 'White O-O')}${check('Q', 'White O-O-O')}
         ${check('k', 'Black O-O')}${check('q', 'Black O-O-O')}</fieldset>
-      <p class="pace"><label>En passant on
+      <p class="pace"><label>En passant square
         <input type="text" name="passant" size="3" maxlength="2" .value=${draft.passant}
         @input=${({ target }) => (draft.passant = target.value.trim() || '-')} /></label>
-        <label>Move <input type="number" name="full" min="1" max="999" .value=${draft.full}
+        <label>Move number <input type="number" name="full" min="1" max="999" .value=${draft.full}
         @input=${({ target }) => (draft.full = target.value || '1')} /></label></p>
       <p id="edit-error" class="error" role="alert" ?hidden=${!error}>${error}</p>
       </div></div>`;

@@ -139,7 +139,7 @@ function takeBest({ move }) {
     engine.finished = key;
   } else if (!makeMove(node, move)) {
     engine.finished = key;
-    say(`${engine.name} has no move; take back or start a new game.`, { isBad: true });
+    say(`${engine.name} has no move; take a move back or start a new game.`, { isBad: true });
   } else if (line?.moves[0]?.uci === move && !endAt(state.tip)) {
     state.tip.score = scoreAfter(node.score, turnOf(node.fen));
   }
@@ -161,7 +161,7 @@ function takeEngineState({ state: news, name, text, hash, threads, engines, engi
   } else if (engine.isFailed) {
     setNews('engine stopped', true);
     const act = () => link.send({ type: 'restart' });
-    const more = { isBad: true, label: 'Start again', act };
+    const more = { isBad: true, label: 'Restart', act };
     forgetFailure = say(`The engine keeps stopping: ${text}.`, more);
   } else {
     const threadsText = threads === 1 ? '1 thread' : `${threads} threads`;
@@ -271,7 +271,7 @@ export function setOptions(options) {
   // Another engine may find something else.
   if (own && options.engine !== own.engine) engine.finished = null;
   state.options = options;
-  if (link.isOpen && !engine.isFailed) setNews('setting …');
+  if (link.isOpen && !engine.isFailed) setNews('applying the settings …');
   link.send({ type: 'options', ...options });
 }
 

@@ -112,7 +112,7 @@ export function takeAddress() {
     const plain = decodeURIComponent(text);
     takeText(kind === 'fen' ? plain.replaceAll('_', ' ') : plain);
   } catch {
-    say('The address of the page is not written correctly.', { isBad: true });
+    say('The game or position in the address of this page is malformed.', { isBad: true });
   }
 }
 
@@ -243,7 +243,7 @@ export function openLibrary() {
     title: `${library.length} games`,
     body: () => html`
       <input type="search" id="filter" placeholder="Player, event, year"
-        aria-label="Filter of games" @input=${filter} @keydown=${takeFirst} />
+        aria-label="Filter games" @input=${filter} @keydown=${takeFirst} />
       <div class="games" role="listbox" aria-label="Games">${found.slice(0, shown).map(row)}
         ${
           found.length > shown
@@ -251,7 +251,7 @@ export function openLibrary() {
                 <span></span><span>${found.length - shown} more …</span></button>`
             : nothing
         }</div>
-      ${found.length ? nothing : html`<p class="why-note">No game has all these words.</p>`}`,
+      ${found.length ? nothing : html`<p class="why-note">No game contains all these words.</p>`}`,
   });
 }
 

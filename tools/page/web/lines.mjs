@@ -86,7 +86,7 @@ const check = (id, key, words, title) => html`
       changed();
     }} />${words}</label>`;
 
-const bestOfDepths = 'The best line of each depth';
+const bestOfDepths = 'The best line at each depth';
 
 export function linesView() {
   const { node, isShowing, mode, lineCount, areDepthsShown } = state;
@@ -114,7 +114,7 @@ export function linesView() {
         )}</dl>
         ${
           mode === 'analyse'
-            ? html`<label class="check" title="Lines that are shown">
+            ? html`<label class="check" title="Number of lines to show">
           <select id="line-count" aria-label="Number of lines" .value=${String(lineCount)}
             @change=${setLineCount}>${[1, 2, 3, 4, 5].map(
               (n) => html`<option ?selected=${n === lineCount}>${n}</option>`,
@@ -122,12 +122,12 @@ export function linesView() {
           ${lineCount === 1 ? 'line' : 'lines'}</label>`
             : nothing
         }
-        ${check('show-lines', 'isShowing', 'show', 'Show what the engine thinks')}
+        ${check('show-lines', 'isShowing', 'show', "Show the engine's score and lines")}
       </div>
       ${
         isShowing
           ? html`
-        <ol id="lines" aria-label="Lines, the best first"
+        <ol id="lines" aria-label="Lines, best first"
           style="--lines: ${mode === 'analyse' ? lineCount : 1}">${
             lines.length
               ? shown.map(lineView(thinking.node))

@@ -138,7 +138,7 @@ export function editComment(node = state.node) {
     body: () =>
       html`<textarea name="comment" rows="5" aria-label="Comment">${node.comment}</textarea>`,
     take,
-    label: 'Keep',
+    label: 'Save',
   });
 }
 

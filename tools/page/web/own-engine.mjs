@@ -51,7 +51,7 @@ export class OwnEngine {
   place = 'page';
   placeText = this.#hasThreads
     ? 'It runs in this page.'
-    : 'It runs in this page, where the browser allows one thread.';
+    : 'It runs in this page, where the browser allows only one thread.';
   mostThreads = this.#hasThreads ? Math.max(1, navigator.hardwareConcurrency) : 1;
   mostHash = 1024;
 

@@ -72,14 +72,14 @@ function paceText() {
   if (pace.kind === 'level') return `Level ${pace.level}`;
   if (pace.kind === 'depth') return `Depth ${pace.depth}`;
   if (clock) return `${pace.minutes} min + ${pace.increment} s`;
-  return `${pace.seconds} s a move`;
+  return `${pace.seconds} s per move`;
 }
 
 const headView = () => html`
   <header class="top">
     <h1><img src="tools/page/web/icon.svg" alt="" width="28" height="28" /><span>Quillon</span></h1>
     <button type="button" id="engine" class="pill ${engine.isBad ? 'is-bad' : ''}"
-      title="The engine: settings (s)" @click=${openSettings}>
+      title="Engine settings (s)" @click=${openSettings}>
       <span id="engine-state" role="status"
         >${engine.news}<span class="more">${engine.details}</span></span></button>
     <nav class="top-buttons" aria-label="Page">
@@ -91,15 +91,15 @@ const headView = () => html`
               'games',
               'list',
               `${passing.libraryIndex + 1} of ${passing.library.length}`,
-              'The games of the file',
+              'Games in the file',
               openLibrary,
             )
           : nothing
       }
       ${button('edit', 'edit', 'Edit', 'Edit the position (e)', openEditor)}
-      ${button('flip', 'flip', 'Flip', 'Turn the board (f)', flip)}
+      ${button('flip', 'flip', 'Flip', 'Flip the board (f)', flip)}
       ${button('settings-open', 'gear', '', 'Settings (s)', openSettings)}
-      ${button('keys-open', 'help', '', 'List of keys (?)', openKeys)}
+      ${button('keys-open', 'help', '', 'Keyboard and mouse (?)', openKeys)}
     </nav>
   </header>`;
 
@@ -112,7 +112,7 @@ function modesView() {
     aria-pressed=${mode === name} @click=${() => setMode(name)}>${words}</button>`;
   return html`
     <div class="modes">
-      <div class="switch" role="group" aria-label="What to do"
+      <div class="switch" role="group" aria-label="Mode"
         >${switchTo('play', 'Play')}${switchTo('analyse', 'Analyse')}</div>
       <span id="pace">${paceText()}</span>
       ${button('go', label === 'Stop' ? 'stop' : 'go', label, `${label} (space)`, goOrStop, {
@@ -131,21 +131,21 @@ function controlsView() {
     <div class="controls">
       ${button('first', 'first', '', 'First position (Home)', actions.first, back)}
       ${button('prev', 'prev', '', 'One move back (left arrow)', actions.prev, back)}
-      ${button('next', 'next', '', 'One move on (right arrow)', actions.next, on)}
+      ${button('next', 'next', '', 'One move forward (right arrow)', actions.next, on)}
       ${button('last', 'last', '', 'Last position (End)', actions.last, on)}
       ${button('back', 'back', 'Take back', 'Take the move back (u)', takeBack, {
         isDisabled: !canTakeBack(),
       })}
       ${
         mode === 'play'
-          ? button('resign', 'flag', 'Resign', 'Give the game up', resign, {
+          ? button('resign', 'flag', 'Resign', 'Resign the game', resign, {
               isDisabled: endAt(tip) || !tip.parent,
             })
           : button(
               'review',
               'chart',
               'Score game',
-              'A score for each position, and a report',
+              'Score each position and make a report',
               startScoring,
               { isDisabled: isBusy || !state.game.root.children.length },
             )

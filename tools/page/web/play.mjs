@@ -158,7 +158,7 @@ export function startGame({ person, pace, fen }) {
   const [node, tip] = [game.root, game.root];
   const isTurned = person === 'b';
   const settings = { game, clock, person, pace, node, tip, mode: 'play', isTurned, tab: 'moves' };
-  replaceGame('A new game.', settings);
+  replaceGame('New game started.', settings);
 }
 
 /** Takes a game or a position that came from outside, for analysis. */

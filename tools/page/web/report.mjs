@@ -123,8 +123,8 @@ export function reportView() {
       passing.review
         ? progressView(passing.review)
         : html`
-      <p>A report says how exactly both sides played, which moves were mistakes and what was
-        better.</p>
+      <p>A report says how accurately each side played, which moves were mistakes and what would
+        have been better.</p>
       <p>${button(
         'report-start',
         'chart',

@@ -22,7 +22,7 @@ export function readFen(text) {
   try {
     fen = readChess(text).fen();
   } catch ({ message }) {
-    throw new Error(`This FEN is wrong: ${message.replace('not a position: ', '')}.`);
+    throw new Error(`This FEN is invalid: ${message.replace('not a position: ', '')}.`);
   }
   for (const [side, pattern] of [
     ['w', /[A-Z]/g],
@@ -30,7 +30,7 @@ export function readFen(text) {
   ]) {
     const pieces = fields[0].match(pattern);
     if (pieces.length > 16 || pieces.filter((piece) => /p/i.test(piece)).length > 8) {
-      throw new Error(`${nameOf(side)} has more pieces than a game can bring.`);
+      throw new Error(`${nameOf(side)} has more pieces than a game allows.`);
     }
   }
   return fen;
@@ -148,7 +148,7 @@ function findEnding(node) {
 export function timeOver(fen, side) {
   const winner = otherSide(side);
   const pieces = fen.split(' ')[0].match(winner === 'w' ? /[A-Z]/g : /[a-z]/g);
-  const text = `Draw: ${nameOf(side)}'s time is over, ${nameOf(winner)} can't mate`;
+  const text = `Draw: ${nameOf(side)} is out of time, but ${nameOf(winner)} can't mate`;
   if (pieces.length === 1) return { result: '1/2-1/2', text };
   return { result: winner === 'w' ? '1-0' : '0-1', text: `${nameOf(winner)} wins on time` };
 }

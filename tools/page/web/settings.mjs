@@ -26,7 +26,7 @@ const choice = (name, legend, choices) => html`
     )}
   </fieldset>`;
 
-const levelText = ({ depth, seconds }) => (depth ? `depth ${depth}` : `${seconds} s a move`);
+const levelText = ({ depth, seconds }) => (depth ? `depth ${depth}` : `${seconds} s per move`);
 
 const paces = { level: 'Level', time: 'Per move', depth: 'Depth' };
 
@@ -40,10 +40,10 @@ const paceFields = (choices = paces) => html`
         (level, i) => html`<option value=${i + 1} ?selected=${draft.level === i + 1}>${i + 1}
         (${levelText(level)})</option>`,
       )}</select> of ${levels.length}</label>`,
-    time: () => html`<label>Quillon thinks ${number('seconds', 0.1, 3600)} seconds a move.</label>`,
+    time: () => html`<label>Quillon thinks for ${number('seconds', 0.1, 3600)} seconds per move.</label>`,
     clock: () => html`<label>${number('minutes', 0.1, 600)} minutes</label>
-      <label>and ${number('increment', 0, 300)} seconds a move.</label>`,
-    depth: () => html`<label>Quillon looks ${number('depth', 1, 60, 1)} half-moves deep.</label>`,
+      <label>plus ${number('increment', 0, 300)} seconds per move.</label>`,
+    depth: () => html`<label>Quillon searches ${number('depth', 1, 60, 1)} half-moves deep.</label>`,
   }[draft.pace]()}</p>`;
 
 const paceOf = ({ pace: kind, level, seconds, minutes, increment, depth }) => ({
@@ -68,9 +68,9 @@ export function openNewGame() {
     title: 'New game',
     label: 'Start',
     body: () => html`
-      ${choice('side', 'You play', { w: 'White', b: 'Black', random: 'Either' })}
+      ${choice('side', 'You play', { w: 'White', b: 'Black', random: 'Random' })}
       ${paceFields({ ...paces, clock: 'Clock' })}
-      ${choice('from', 'From', { start: 'The start', here: 'This position' })}`,
+      ${choice('from', 'Start from', { start: 'Starting position', here: 'This position' })}`,
     take() {
       const { side, from } = draft;
       const person = side === 'random' ? (Math.random() < 0.5 ? 'w' : 'b') : side;
@@ -115,12 +115,12 @@ export function openSettings() {
   openDialog({
     id: 'settings',
     title: 'Settings',
-    label: 'Set',
+    label: 'Apply',
     body: () => html`
       ${places.length > 1 ? choice('place', 'The engine runs', placeNames) : nothing}
       ${draft.place === link.place ? optionFields() : nothing}
       ${state.clock ? nothing : paceFields()}
-      ${choice('scoring', 'Each position of a report', { time: 'Time', depth: 'Depth' })}
+      ${choice('scoring', 'Search each position of a report by', { time: 'Time', depth: 'Depth' })}
       <p class="pace">${
         draft.scoring === 'time'
           ? html`<label>${number('scoringSeconds', 0.05, 600)} seconds</label>`
@@ -129,7 +129,7 @@ export function openSettings() {
       }</p>
       <label class="check"><input type="checkbox" name="sound" .checked=${live(draft.hasSound)}
         @change=${({ target }) => (draft.hasSound = target.checked)} />
-        A sound for each move</label>`,
+        Play a sound for each move</label>`,
     take() {
       const { place, threads, hash, engine: index } = draft;
       const { scoring: kind, scoringSeconds: seconds, scoringDepth: depth } = draft;
@@ -143,33 +143,33 @@ export function openSettings() {
 }
 
 const keys = [
-  ['← →', 'One move back, one move on'],
-  ['↑ ↓', 'The variation before, the next one'],
+  ['← →', 'One move back, one move forward'],
+  ['↑ ↓', 'Previous variation, next variation'],
   ['Home End', 'First position, last position'],
   ['Space', 'Start or stop the engine'],
   ['1 2 3 4 5 6', 'Mark the move with ! ? !! ?? !? ?!'],
   ['c', 'Comment on the move'],
   ['v', 'Move the variation up (with Shift: make it the main line)'],
   ['Delete', 'Delete the move and what follows'],
-  ['u', 'Take back'],
-  ['f', 'Turn the board'],
+  ['u', 'Take back the last move'],
+  ['f', 'Flip the board'],
   ['n', 'New game'],
   ['p', 'Games, PGN and FEN'],
   ['e', 'Edit the position'],
   ['s', 'Settings'],
-  ['w', 'Why is the position worth this?'],
+  ['w', 'Why this score?'],
   ['?', 'This list'],
-  ['Mouse wheel', 'On the board: through the moves'],
+  ['Mouse wheel', 'On the board: step through the moves'],
   [
     'Right button',
-    'On the board: draw an arrow or a circle; Shift, Alt for other colours. On a move: its menu',
+    'On the board: draw an arrow or a circle; Shift and Alt change the colour. On a move: its menu',
   ],
 ];
 
 export function openKeys() {
   openDialog({
     id: 'keys',
-    title: 'Keys',
+    title: 'Keyboard and mouse',
     body: () => html`<dl class="keys">${keys.map(
       ([key, what]) =>
         html`<dt>${

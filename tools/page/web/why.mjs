@@ -150,12 +150,12 @@ function evaluationView({ groups, terms, blend, whiteScore, isDraw }) {
     <b class="figure">${pawns(cp)}</b></div>`;
   return html`
     <div class="why-head" aria-hidden="true">
-      <span></span><span></span><span>White</span><span>Black</span><span>both</span></div>
+      <span></span><span></span><span>White</span><span>Black</span><span>Both</span></div>
     ${groups.map((group) => groupView(group, terms, scale))}
     ${line(
       `Blend: ${middlegame} % middlegame, ${100 - middlegame} % endgame`,
       blend.exact,
-      'Each term has a value for the middlegame and one for the endgame; pieces decide the mix',
+      'Each term has a middlegame and an endgame value; the pieces on the board decide the mix',
     )}
     ${
       blend.rounding
@@ -163,7 +163,7 @@ function evaluationView({ groups, terms, blend, whiteScore, isDraw }) {
       <b class="figure">${pawnText(blend.rounding / 100, 4)}</b></div>`
         : nothing
     }
-    ${isDraw ? line('A draw: nobody has the material to win', blend.draw) : nothing}
+    ${isDraw ? line('A draw: neither side has the material to win', blend.draw) : nothing}
     <div class="why-line is-total"><span>Evaluation</span>
       <b class="figure">${pawns(whiteScore)}</b></div>`;
 }
@@ -187,7 +187,7 @@ function changeView({ before, after, terms, score }) {
     ${
       rows.length
         ? nothing
-        : html`<p class="why-note">Nothing that the evaluation sees has changed.</p>`
+        : html`<p class="why-note">The evaluation has not changed.</p>`
     }`;
 }
 
@@ -198,7 +198,7 @@ function part(name, title, fens) {
   if (isOpen) {
     const change = fens
       ? explanationOf(name, ...fens)
-      : { error: 'There is no line of the engine yet.' };
+      : { error: 'The engine has no line yet.' };
     content = !change
       ? html`<p class="why-note">…</p>`
       : change.error
@@ -222,12 +222,12 @@ export function whyView() {
     <div id="why" tabindex="0" role="group" aria-label="Why the position is worth what it is">
       ${
         ending
-          ? html`<p class="why-note">${ending.text}: the rules decide here, not the evaluation.</p>`
+          ? html`<p class="why-note">${ending.text}: the rules decide, not the evaluation.</p>`
           : nothing
       }
       ${
         !explanation
-          ? html`<p class="why-note">Asking the evaluation …</p>`
+          ? html`<p class="why-note">Evaluating …</p>`
           : explanation.error
             ? html`<p class="why-note">${explanation.error}</p>`
             : evaluationView(explanation)
@@ -235,7 +235,7 @@ export function whyView() {
       ${
         isCheck && state.isShowing
           ? html`<p class="why-note">The search says ${scoreText(node.score)}:
-        it also sees what moves can do, with ${nameOf(turnOf(node.fen))} to move.</p>`
+        it also looks ahead, with ${nameOf(turnOf(node.fen))} to move.</p>`
           : nothing
       }
       ${

@@ -22,7 +22,7 @@ void call(void (*handler)(std::istream&), const std::string& text)
     handler(words);
 }
 
-/// Sets both options that influence what is searched.
+/// Sets the two options that influence the search.
 void setOptions(int megabytes, int threads)
 {
     call(UCIsetoption, "name Hash value " + std::to_string(megabytes));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Says what a position is worth and why, term by term, and what makes the difference between two;
-// see the usage. All of it is computed by the engine's own code.
+// Prints what a position is worth and why, term by term, or what changes between two positions; see
+// the usage. The engine's own code computes all of it.
 
 #include <algorithm>
 #include <cstdio>

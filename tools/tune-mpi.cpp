@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// quillon-tune-mpi: the command `texel` of quillon-tune on many processors and machines
-// (docs/tuning.md tells how). Each rank has its own share of the positions. MPI only hands the sums
-// around.
+// quillon-tune-mpi: the command `texel` of quillon-tune on many processors and machines; see
+// docs/tuning.md. Each rank has its own share of the positions. MPI only exchanges the sums.
 //
 // Usage: mpirun -n RANKS quillon-tune-mpi texel [WORD ...]
 

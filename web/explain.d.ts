@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-/** Loads the evaluation of positions, without an engine or a thread. What it gives answers one FEN,
- *  or two to compare, with the JSON of `quillon_explain --json`: an object with `error` when a FEN
- *  can't be played on. */
+/** Loads the evaluation, without an engine or a thread. The function that it returns takes one FEN,
+ *  or two to compare, and returns the JSON of `quillon_explain --json`: an object with `error` if a
+ *  position is not playable. */
 export function Explain(): Promise<(fen: string, after?: string) => object>;

@@ -13,7 +13,7 @@ async function read() {
 }
 
 export async function Explain() {
-  // Nothing is read or written, and no system is asked for anything.
+  // It reads and writes nothing, and makes no system calls.
   const nothing = new Proxy({}, { get: () => () => 0 });
   const imports = { env: nothing, wasi_snapshot_preview1: nothing };
   const { exports } = (await WebAssembly.instantiate(await read(), imports)).instance;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Threads for pages that have none: a browser gives shared memory only to isolated pages. Here a
-// "thread" is a fiber, and one runs at a time. A fiber goes on until it waits, ends, or reads the
-// clock after ten milliseconds of work; the main fiber alone lets the browser deliver messages.
-// The linker puts these functions in the place of the library's (--wrap).
+// "thread" is a fiber, and one runs at a time. A fiber runs until it waits, ends, or reads the
+// clock after ten milliseconds of work; only the main fiber lets the browser deliver messages. The
+// linker replaces the library's functions by these (--wrap).
 
 #include <emscripten.h>
 #include <emscripten/fiber.h>
@@ -65,7 +65,7 @@ void runFiber(void* self)
     emscripten_fiber_swap(&own.context, &mainFiber);
 }
 
-/// From a fiber to the main one, until that comes back.
+/// Switches from a fiber to the main one, and returns when the fiber is resumed.
 void backToMain(bool isWaiting)
 {
     fiber& own = *running;
@@ -90,7 +90,7 @@ bool runAll()
     return isBusy;
 }
 
-/// Waits for anything to change; what it was is for the caller to find out.
+/// Waits for any change; the caller must find out what has changed.
 void waitForChange()
 {
     static int idleRounds = 0;
@@ -101,7 +101,7 @@ void waitForChange()
         idleRounds = 0;
         deliverMessages();
     }
-    else if (++idleRounds > 2) // what the last change set off has been done
+    else if (++idleRounds > 2) // the last change has had all its effects
     {
         idleRounds = 0;
         waitForInput();

@@ -3,12 +3,12 @@
 export interface Settings {
   /** Search threads, 1 to 64; only one on a page that isn't cross-origin isolated. Default 1. */
   threads?: number;
-  /** Megabytes of the transposition table, 1 to 32768; if there is less, the engine reports the
-   *  size that it uses. Default 64. */
+  /** Megabytes of the transposition table, 1 to 32768; if memory is short, the engine takes less and
+   *  reports the size. Default 64. */
   hash?: number;
   /** The words of a command, such as ['perft', '5'], after which the engine exits. */
   args?: string[];
-  /** Whether to use the build with threads. Default: if there is shared memory. */
+  /** Whether to use the build with threads. Default: true if there is shared memory. */
   threaded?: boolean;
 }
 

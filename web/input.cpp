@@ -56,8 +56,8 @@ extern "C" void quillonInput(const char* bytes, int count)
     theInput.add({bytes, static_cast<size_t>(count)});
 }
 
-/// Sets the size of the first table, MB, before main() makes it: a browser needn't find the memory
-/// for the default size first.
+/// Sets the size of the first table, in MB, before main() makes it, so that a browser need not find
+/// the memory for the default size first.
 extern "C" void quillonHash(int megabytes)
 {
     engine.hashSizeMB = megabytes;

@@ -5,8 +5,8 @@
 // It is sent { job } (a Job with its numbers `index` and `game` in the run), { stop: true } to end
 // a search, and { quit: true }. It sends
 //   { lines }    to print
-//   { problem }  what is left out
-//   { share }    of the job that is done
+//   { problem }  what it has left out
+//   { share }    how much of the job is done
 //   { done }     at the end of a job: { pgn, record }, the annotated game and what goes to the file
 //                of results, null if the job was interrupted
 //   { fatal }    there is no engine
@@ -51,7 +51,7 @@ function compare(...fens) {
   }
 }
 
-/** Analyses positions, from the beginning again when the engine fails for the first time.
+/** Analyses positions; starts over once if the engine fails.
  *  @param {import('./analysis.mjs').Position[]} positions
  *  @param {(index: number, result: object) => void} show called for each result
  *  @returns {Promise<{results: object[], problem: ?string}>} */
@@ -76,7 +76,7 @@ async function searchAll(positions, show) {
     } catch ({ message }) {
       engine.kill();
       engine = null;
-      // Ctrl-C in a terminal ends the engines too, perhaps before it is known here.
+      // Ctrl-C in a terminal ends the engines too, perhaps before this thread hears of it.
       await new Promise((resolve) => setTimeout(resolve, 100));
       if (isStopped) return { results, problem: null };
       if (isAgain) return { results, problem: `${positions[results.length].name}: ${message}` };
@@ -170,7 +170,7 @@ async function finish({ game, isOnly }, work, results) {
   return { pgn, record: format && !isStopped ? records[format](pgn) : null };
 }
 
-/** Does a job. What nobody has thought of costs its game alone. */
+/** Does a job. An unexpected error costs only that game. */
 async function take(job) {
   try {
     return await analyse(job);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads positions and games, analyses positions with an engine and makes a table of what it finds.
+// Reads positions and games, analyses positions with an engine and makes a table of the results.
 
 import {
   Chess,
@@ -18,7 +18,7 @@ import { listGames, problemText } from './game-tree.mjs';
 import { searchLines } from './lines.mjs';
 import { streamGames } from './pgn-stream.mjs';
 
-/** What an engine does at a time: a game, or a position of a list.
+/** One piece of work for an engine: a game, or a position of a list.
  *  @typedef {object} Job
  *  @property {string} input the name of the file
  *  @property {number} number of the game or position in it, from 1
@@ -69,7 +69,7 @@ function* readRecords(input, text, complain) {
 async function* readGames(input, pieces, complain) {
   let number = 0;
   let isEmpty = true;
-  /** It is known to be the only one when the next one comes. */
+  /** A game is held until it is known whether another one follows. */
   let held = null;
   for await (const { isGame, ...part } of streamGames(pieces)) {
     isEmpty = false;
@@ -85,11 +85,11 @@ async function* readGames(input, pieces, complain) {
   if (isEmpty) complain(`${input}: the file is empty`);
 }
 
-/** Reads the text of a file while it arrives, games one at a time.
+/** Reads the text of a file as it arrives, one game at a time.
  *  @param {string} input the name of the file
  *  @param {AsyncIterable<string> | Iterable<string>} pieces
  *  @param {(problem: string) => void} complain called for each part that can't be read
- *  @param {'epd' | 'pgn'} [kind] `kindOf` finds it out
+ *  @param {'epd' | 'pgn'} [kind] by default what `kindOf` says
  *  @returns {AsyncGenerator<Job>} */
 export async function* readJobs(input, pieces, complain, kind) {
   const source = (pieces[Symbol.asyncIterator] ?? pieces[Symbol.iterator]).call(pieces);
@@ -137,7 +137,7 @@ export function readGame({ number, isOnly, text, line: firstLine, column: firstC
   const positions = nodes.map(({ fen }, i) => {
     const played = line[i]?.san ?? null;
     const name = played ? `${moveNumber(fen)} ${played}` : 'end';
-    // A draw that has to be claimed ends a game only where its moves end.
+    // A draw that must be claimed ends a game only after its last move.
     const end = played ? endOf(new Chess(fen), false) : endOf(tree.chessAt(nodes[i]));
     // Nothing before the last capture or pawn move can be repeated.
     const start = Math.max(0, i - Number(fen.split(' ')[4]));
@@ -198,7 +198,7 @@ export function formatHead(first, width) {
   return [first.padEnd(width), '  score', 'depth', 'best   ', 'line'].join('  ');
 }
 
-/** Where a file of a game goes: the file itself for an only one, else one with the game's number.
+/** The name of a game's output file: FILE if there is only one game, else with the game's number.
  *  @param {string} file "score.svg"
  *  @param {number} number from 1
  *  @param {boolean} isOnly

@@ -5,7 +5,7 @@
 
 let library;
 try {
-  // A page needs a path; Node 18 takes the file at it for a script of the older kind.
+  // A page needs a path; Node 18 takes the file at that path for a CommonJS script.
   const path = '../../node_modules/chess.js/dist/esm/chess.js';
   library = await import(typeof process === 'object' ? 'chess.js' : path);
 } catch (error) {
@@ -185,7 +185,7 @@ export function scoreText(score) {
   return Number(pawns) === 0 ? '0.00' : `${score.cp < 0 ? '-' : '+'}${pawns}`;
 }
 
-/** The winner of a score with a mate, null of another. */
+/** The winner if a score is a mate, null otherwise. */
 export function mateWinner(score) {
   if (!('mate' in score)) return null;
   return score.winner ?? (score.mate > 0 ? 'w' : 'b');

@@ -11,7 +11,7 @@ import { Engine } from './uci.mjs';
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '..', '..');
 
-/** Says in plain words why a file or folder can't be used. */
+/** The reason, in plain words, why a file or folder can't be used. */
 function reason({ code, message }, what) {
   const reasons = { ENOENT: `no such ${what}`, EISDIR: 'is a folder', EACCES: 'permission denied' };
   return reasons[code] ?? message;
@@ -137,8 +137,8 @@ const hoursText = (seconds) => {
   return `${Math.floor(seconds / 3600)}:${pad((seconds / 60) % 60)}:${pad(seconds % 60)}`;
 };
 
-/** A line on standard error that says how much is done. Without a terminal it is written only on
- *  request, every ten seconds. */
+/** A progress line on standard error. Without a terminal it is written only on request, every ten
+ *  seconds. */
 export class Progress {
   #started = performance.now();
   #shareBefore = null;
@@ -176,7 +176,7 @@ export class Progress {
     process.stderr.write(words.join(', ') + (isTerminal ? '' : '\n'));
   }
 
-  /** Ends with a line on the whole, where there is no terminal. */
+  /** Without a terminal, ends with a line about the whole work. */
   end() {
     this.#next = 0;
     this.show(this.done, 1);

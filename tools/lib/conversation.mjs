@@ -4,7 +4,7 @@
 
 const numbers = ['depth', 'seldepth', 'multipv', 'nodes', 'nps', 'time', 'hashfull'];
 
-/** The fields of an "info" line, as far as it has them.
+/** The fields that an "info" line has.
  *  @param {string} line a line that begins with "info"
  *  @returns {{depth?, seldepth?, multipv?, nodes?, nps?, time?, hashfull?: number,
  *      score?: {kind: 'cp' | 'mate', value: number, bound?: 'lower' | 'upper'},
@@ -65,7 +65,7 @@ export class Conversation {
     this.rest = '';
     this.waiter = null;
     this.started = performance.now();
-    /** When it has last said something. */
+    /** When its last output arrived. */
     this.heardAt = this.started;
     /** Resolves when the engine has ended and its output is read, with { status, signal } or
      *  { error }, a sentence. */

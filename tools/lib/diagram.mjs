@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Boards as pictures (SVG) with pieces of their own drawing, for documents that load nothing.
+// Boards as pictures (SVG) that draw their own pieces, for documents that load nothing.
 
 /** Outlines of white's pieces on a square of 45 units, and lines on them. */
 const shapes = {
@@ -38,7 +38,7 @@ const margin = 16;
 
 /** A text that is safe in SVG and HTML. */
 export function escapeText(text) {
-  // Control characters have no place in XML at all.
+  // XML does not allow control characters at all.
   return String(text)
     .replace(/[\u0000-\u0008\u000b-\u001f\u007f]/g, ' ')
     .replace(/[&<>"]/g, (c) => ({ '&': '&amp;', '<': '&lt;', '>': '&gt;', '"': '&quot;' })[c]);
@@ -128,7 +128,7 @@ export const boardStyle = `.board .light { fill: #e6ebef } .board .dark { fill: 
  *  @param {boolean} [how.isFlipped] seen by Black
  *  @param {string[]} [how.marked] squares
  *  @param {[string, string, 'played' | 'better'][]} [how.arrows] from, to
- *  @param {string} [how.label] what a reader of the screen says
+ *  @param {string} [how.label] for screen readers
  *  @returns {string} an svg element; `pieceSymbols` and `boardStyle` have to be in the document */
 export function boardSvg(fen, { isFlipped = false, marked = [], arrows = [], label } = {}) {
   const side = 8 * square;

@@ -51,8 +51,8 @@ export function evaluateMatch(pairs) {
     ? [score - 1.959964 * error, score + 1.959964 * error]
     : [score * (1 - q), score * (1 - q) + q];
   const [elo, low, high] = [score, ...limits].map((x) => (x > 0 && x < 1 ? eloOf(x) : null));
-  // n pairs can't say more than if all were won: with any share of won pairs equally likely before,
-  // more than half of them are won with probability 1 - 2^-(n + 1).
+  // n pairs can't prove more than n won pairs do. If every share of won pairs is equally likely at
+  // first, then after n won pairs the share is above one half with probability 1 - 2^-(n + 1).
   const most = 1 - 0.5 ** (n + 1);
   const likelihood = score === 0.5 ? 0.5 : normal((score - 0.5) / (error || 0));
   return {
@@ -86,7 +86,7 @@ function fitMean(frequencies, values) {
   return frequencies.map((frequency, i) => frequency / (1 + m * values[i]));
 }
 
-/** What fits the frequencies of pairs best among all probabilities with an Elo difference. */
+/** Of all probabilities with an Elo difference, those that fit the frequencies of pairs best. */
 const fits = {
   logistic: (frequencies, elo) =>
     fitMean(frequencies, shares.map((share) => share - scoreOf(elo))),
@@ -95,7 +95,7 @@ const fits = {
   // sqrt(2) times that of a pair. So with z = share - 1/2, a pair has mean(z) = t deviation(z). The
   // deviation is sqrt(r^2 - mean(z)^2) with r^2 = mean(z^2), hence mean(z) = k r with
   // k = t / sqrt(1 + t^2). If r is known, this is a linear condition: the mean of
-  // z - k (z^2 / r + r) / 2 is 0. So r is taken from the solution before, until it stays.
+  // z - k (z^2 / r + r) / 2 is 0. So r is taken from the previous solution until it converges.
   normalized(frequencies, elo) {
     const t = (Math.SQRT2 * elo * Math.LN10) / 800;
     const k = t / Math.sqrt(1 + t ** 2);
@@ -112,12 +112,12 @@ const fits = {
 };
 
 /** The units in which a difference can be tested: "logistic", the usual Elo, and "normalized",
- *  where a test takes as many games however many of them are drawn. */
+ *  where the length of a test does not depend on the share of draws. */
 export const models = Object.keys(fits);
 
 /** Abraham Wald's sequential probability ratio test ("Sequential tests of statistical hypotheses",
- *  1945) of H0, the Elo difference is elo0, against H1, it is elo1. What the hypotheses leave open
- *  is fitted to the results (Michel Van den Bergh, "A practical introduction to the GSPRT").
+ *  1945) of H0, the Elo difference is elo0, against H1, it is elo1. What the hypotheses leave
+ *  free is fitted to the results (Michel Van den Bergh, "A practical introduction to the GSPRT").
  *  @param {number[]} pentanomial numbers of pairs with 0, 0.5, 1, 1.5 and 2 points
  *  @param {object} test
  *  @param {number} test.elo0 -400 to 400

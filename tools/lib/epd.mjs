@@ -5,7 +5,7 @@
 import { Chess, playText, readFen } from './chess.mjs';
 
 /** Reads one line.
- *  @param {string} line a position, its two counters if it has them, then operations; the last
+ *  @param {string} line a position, perhaps with its two counters, then operations; the last
  *      semicolon may be missing
  *  @returns {{fen: string, operations: Map<string, string>}} operands without quotes
  *  @throws if the position is illegal or an operation isn't complete */

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Games as trees: moves with variations, comments, annotation glyphs, clocks and scores; PGN in and
-// out. Neither Node nor a page is needed. Files are read here, because the PGN libraries that were
-// tried give up on a whole file for a "0-0", an unescaped quote in a tag or a "%" line.
+// out. This needs neither Node nor a page. It has its own PGN reader, because the libraries that
+// were tried reject a whole file for a "0-0", an unescaped quote in a tag or a "%" line.
 
 import { Chess, moveNumber, playMove, readFen, startFen } from './chess.mjs';
 
@@ -32,7 +32,7 @@ import { Chess, moveNumber, playMove, readFen, startFen } from './chess.mjs';
  *  @property {string} message
  *  @property {boolean} endsGame whether the main line is not read further */
 
-/** The tags that all games have, with what stands for the unknown. */
+/** The tags that all games have, with their values for "unknown". */
 const roster = {
   Event: '?',
   Site: '?',
@@ -43,9 +43,9 @@ const roster = {
   Result: '*',
 };
 const results = ['1-0', '0-1', '1/2-1/2'];
-/** What is wrong with a game is listed up to this number. */
+/** At most so many problems of a game are listed. */
 const mostProblems = 100;
-/** Glyphs by their numbers; where several have the same number, the first is the usual one. */
+/** Glyphs by their numbers; if several have the same number, the first is the usual one. */
 const glyphs = new Map(
   Object.entries({ '!': 1, '?': 2, '!!': 3, '??': 4, '!?': 5, '?!': 6, '□': 7 }).concat(
     Object.entries({ '=': 10, '∞': 13, '⩲': 14, '⩱': 15, '±': 16, '∓': 17 }),
@@ -53,7 +53,7 @@ const glyphs = new Map(
   ),
 );
 const glyphOf = new Map([...glyphs].reverse().map(([text, nag]) => [nag, text]));
-/** Groups of glyphs of which a move has one: what the move is worth, what the position is. */
+/** Groups of glyphs, of which a move has one each: the quality of the move, of the position. */
 const groups = [
   [1, 2, 3, 4, 5, 6, 7],
   [10, 11, 12, 13, 14, 15, 16, 17, 18, 19],
@@ -84,7 +84,7 @@ const lexer = new RegExp(
   'gm',
 );
 
-/** A comment may not hold the brace that ends it. */
+/** A comment may not contain the brace that ends it. */
 const clean = (text) => text.replace(/\r\n?/g, '\n').replaceAll('}', ')').trim();
 const join = (first, second) => (first && second ? `${first} ${second}` : first || second);
 
@@ -106,7 +106,7 @@ function clockText(milliseconds) {
   );
 }
 
-/** A score out of "[%eval ...]": "0.31", "#-3", "-1.20,17"; null for anything else.
+/** The score in "[%eval ...]": "0.31", "#-3", "-1.20,17"; null for anything else.
  *  @returns {?Score} */
 function readEval(text) {
   const match = text.match(/^(?:#([+-]?\d{1,3})|([+-]?\d{1,4}(?:\.\d{1,3})?))(?:,(\d{1,3}))?$/);
@@ -128,7 +128,7 @@ const readers = {
   eval: ['score', readEval],
 };
 
-/** Adds a comment's text to a node, and what its commands say. */
+/** Adds a comment's text to a node, and applies its commands. */
 function addComment(node, text) {
   const rest = text.replace(/\s*\[%(\w+)\s+([^\]]*?)\s*\]\s*/g, (_, name, value) => {
     const [field, read] = readers[name] ?? [];
@@ -154,7 +154,7 @@ function commentText({ comment, commands, clock, elapsed, score }) {
 export class GameTree {
   #nextId = 0;
   #chess = new Chess();
-  /** The node whose position #chess has, so that a line is replayed without loading each. */
+  /** The node whose position #chess holds, so that a line is played without loading each one. */
   #at = null;
 
   /** @param {string} [fen] where it begins, of four to six fields
@@ -193,8 +193,8 @@ export class GameTree {
     };
   }
 
-  /** Plays a move from a position: goes to what has been played before, or adds it, as a variation
-   *  when there is another move already.
+  /** Plays a move from a position: goes to it if it has been played before, else adds it, as a
+   *  variation if the position already has a move.
    *  @param {Node} node
    *  @param {string | {from: string, to: string, promotion?: string}} move in any usual notation
    *  @returns {?Node} null when the move isn't legal */
@@ -210,7 +210,7 @@ export class GameTree {
     return this.#at;
   }
 
-  /** Plays a line; what isn't legal ends it.
+  /** Plays a line up to the first illegal move.
    *  @param {Node} node
    *  @param {string[]} moves
    *  @returns {Node[]} the moves that were played */
@@ -233,7 +233,7 @@ export class GameTree {
     return path.reverse();
   }
 
-  /** How a line goes on: the first move from each position.
+  /** The continuation of a line: the first move from each position.
    *  @param {Node} [node] its own move isn't among them
    *  @returns {Node[]} */
   lineFrom(node = this.root) {
@@ -255,14 +255,14 @@ export class GameTree {
     return null;
   }
 
-  /** All positions, the beginning first. */
+  /** All positions, the starting position first. */
   nodes() {
     const all = [this.root];
     for (const node of all) all.push(...node.children);
     return all;
   }
 
-  /** The rules' view of a position, with the moves that led to it as its history. */
+  /** A position for chess.js, with the moves that led to it as its history. */
   chessAt(node) {
     const chess = new Chess(this.fen);
     for (const { san } of this.pathTo(node)) chess.move(san);
@@ -288,7 +288,7 @@ export class GameTree {
   }
 
   /** Deletes a move and all that follows it.
-   *  @returns {Node} the position before it; the beginning stays */
+   *  @returns {Node} the position before it; the starting position can't be deleted */
   remove(node) {
     if (!node.parent) {
       node.children = [];
@@ -309,7 +309,7 @@ export class GameTree {
     else addComment(node, text);
   }
 
-  /** Sets a glyph, or takes it away when it is set. It replaces another of the same kind.
+  /** Sets a glyph, or removes it if it is set. It replaces another one of its group.
    *  @param {Node} node
    *  @param {number} nag */
   toggleNag(node, nag) {
@@ -348,7 +348,7 @@ export class GameTree {
   }
 }
 
-/** Writes how the game goes on from a position, or the variation that begins with a move. */
+/** Writes the continuation from a position, or the variation that begins with a move. */
 function writeLine(start, words, variation = null) {
   let needsNumber = true;
   let isFirst = variation !== null;
@@ -383,7 +383,7 @@ function writeLine(start, words, variation = null) {
  *  @property {Record<string, string>} tags all of them
  *  @property {?string} result at the end of the moves
  *  @property {boolean} hasMoves
- *  @property {boolean} hasJunk whether there are characters in it that PGN has no use for
+ *  @property {boolean} hasJunk whether it contains characters that are not PGN
  *  @property {number} line of its first word, from 1
  *  @property {number} start of that word in the text
  *  @property {number} end
@@ -403,7 +403,7 @@ function finish(steps) {
  *  @returns {Entry[]} none when there is no word in it */
 export const listGames = (text) => finish(scanGames(text));
 
-/** The same in small steps, so that a page can do other things between them.
+/** The same in small steps, so that a page stays responsive.
  *  @param {string} text
  *  @yields {number} the share that has been read, 0 to 1
  *  @returns {Generator<number, Entry[]>} */
@@ -413,10 +413,10 @@ export function* scanGames(text) {
     hasMoves || result || Object.keys(tags).length));
 }
 
-/** Cuts a PGN text into its games and what is between them. A part ends where another begins, so
- *  all but the last are the same however the text goes on.
+/** Cuts a PGN text into its games and what is between them. A part ends where the next one begins,
+ *  so more text can change only the last.
  *  @param {string} text
- *  @returns {Entry[]} those without moves, result and tags are no games */
+ *  @returns {Entry[]} those without moves, result and tags are not games */
 export const splitGames = (text) => finish(cutGames(text));
 
 function* cutGames(text) {
@@ -431,7 +431,7 @@ function* cutGames(text) {
     const isComment = is.comment !== undefined || is.rest !== undefined;
     const name = is.name ?? is.name2;
     const isSilent = isComment || word.startsWith('%');
-    // What begins with tags or after a result is another game; so are tags that begin again.
+    // Another game begins after a result, with a tag after moves, or with a tag that occurs again.
     const isNext =
       game?.result ||
       (name !== undefined && (game?.hasMoves || Object.hasOwn(game?.tags ?? {}, name)));
@@ -489,9 +489,9 @@ function readTree(text, { start, end, tags, result }) {
 }
 
 function readMoves(tree, text, start, end, complain) {
-  /** Lines that are being read; `node` is where the next move is played. `isOwn` tells that the
-   *  line has led there first, so that its move is the main one, though a variation that repeats
-   *  the moves may have been there before it. */
+  /** Lines that are being read; `node` is where the next move is played. `isOwn` is set if the
+   *  line has added that node. Its move then becomes the main one, even if a variation that repeats
+   *  the moves has added others first. */
   const stack = [];
   const nothing = { before: '', nags: [], isFresh: false, isBroken: false };
   let line = { ...nothing, node: tree.root, isOwn: true };
@@ -499,7 +499,7 @@ function readMoves(tree, text, start, end, complain) {
    *  a variation. */
   let isAhead = false;
   const close = () => {
-    // What was meant for a move that didn't come belongs to the one before.
+    // A comment before a move that doesn't follow belongs to the move before it.
     addComment(line.isFresh ? line.from : line.node, line.before);
   };
   for (const match of text.slice(start, end).matchAll(lexer)) {

@@ -65,9 +65,9 @@ function positionText(chess, start, moves) {
   return isRepeatable ? `fen ${start} moves ${moves.join(' ')}` : `fen ${chess.fen()} moves`;
 }
 
-/** What to search for a line, as { path, legal, end }: the moves up to the position, its legal
- *  moves and, where the game is over, the reason. Forced moves are played first, because a depth
- *  limit has no effect on them.
+/** The position to search for a line, as { path, legal, end }: the moves up to it, its legal moves
+ *  and, if the game is over, the reason. Forced moves are played first, because a depth limit has
+ *  no effect on them.
  *  @param {Chess} chess the root; it is left as it was
  *  @param {string} [first] move; none for the root itself */
 function targetOf(chess, first) {
@@ -143,7 +143,7 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
     const first = known.get(best);
     if (!first) return [];
     const rest = others().flatMap((move) => known.get(move) ?? []);
-    // The search of the root, the deepest one, has found no other move to be better. A mate is
+    // The search of the root, the deepest one, has found no better move. A mate is
     // proven at any depth.
     const capped = rest.map((line) => ({
       ...line,
@@ -274,7 +274,7 @@ export async function searchLines(engine, { start, moves }, limits = {}) {
 
   async function searchInRounds() {
     let end = Math.min(time, firstRound);
-    // Short rounds at first, so that the last one ends with the time.
+    // Short rounds at first, so that the last one ends when the time is up.
     if (time < Infinity) for (end = time; end >= roundFactor * firstRound; ) end /= roundFactor;
     await search(null, 'infinite', end * (1 - rootShare));
     for (let round = 0; !signal?.aborted; round++) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Names of openings by their moves. A game is known by the positions that it reaches, in whatever
-// order of moves.
+// move order.
 
 import { Chess } from './chess.mjs';
 
@@ -287,13 +287,13 @@ export const openings = list
     return { name, moves: moves.split(' ') };
   });
 
-/** What makes two positions the same: all but the counters of a FEN. */
+/** The part of a FEN in which equal positions agree: all but the counters. */
 const keyOf = (fen) => fen.split(' ').slice(0, 4).join(' ');
 
 /** Names by positions, of the first `known` openings. */
 const names = new Map();
 let known = 0;
-/** FENs by the moves that lead to them, so that what lines have in common is played once. */
+/** FENs by the moves that lead to them, so that the common beginning of lines is played once. */
 const fens = new Map();
 const chess = new Chess();
 
@@ -308,8 +308,8 @@ function addNext() {
   names.set(keyOf(chess.fen()), name);
 }
 
-/** Makes the table of positions ahead of its use, in slices of a few milliseconds: for a page,
- *  which must stay awake. Without it the first call of openingOf() takes tenths of a second. */
+/** Makes the table of positions in advance, in slices of a few milliseconds, so that a page stays
+ *  responsive. Otherwise the first call of openingOf() takes tenths of a second. */
 export async function prepareOpenings() {
   while (!areOpeningsReady()) {
     const end = performance.now() + 5;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // The games of a PGN text that arrives in pieces, one after the other, so that a file may be larger
-// than the memory. Neither Node nor a page is needed.
+// than the memory. This needs neither Node nor a page.
 
 import { splitGames } from './game-tree.mjs';
 
-/** Characters from which a game is cut off, as where the end of a comment is missing. */
+/** A longer game is cut off after so many characters; perhaps the end of a comment is missing. */
 const mostCharacters = 1 << 24;
 const longLine = 1 << 16;
 
@@ -16,7 +16,7 @@ const longLine = 1 << 16;
  *  @property {number} column from 1
  *  @property {number} end characters of the file up to its end
  *  @property {boolean} isGame
- *  @property {boolean} isCut whether there is more of it than can be held */
+ *  @property {boolean} isCut whether it was too long and cut off */
 
 /** Cuts a text into games. It holds one piece and the game at its end.
  *  @param {AsyncIterable<string> | Iterable<string>} pieces
@@ -58,7 +58,7 @@ export async function* streamGames(pieces) {
       for (const entry of splitGames(text.slice(0, 1 << 16))) yield* partOf(entry, true);
       forget(text.length, text.split('\n').length);
     }
-    // A long game is looked at again when there is twice as much of it.
+    // A long game is scanned again only when twice as much of it has arrived.
     enough = Math.min(2 * text.length, mostCharacters + 1);
   }
   for (const entry of splitGames(text)) yield* partOf(entry);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A report of a game as one HTML file that loads nothing: figures, graph, moves with their marks,
-// diagrams of the turning points, and a board that shows the move one points at.
+// diagrams of the turning points, and a board that shows the move that is clicked.
 
 import { Chess, moveNumber, scoreText, winPercent } from './chess.mjs';
 import {
@@ -106,8 +106,8 @@ document.addEventListener('click', (event) => {
 });
 show(at);`;
 
-/** The score over the game: White's win %, with marks and phases. Each position can be pointed at.
- *  Points are lines of no length, which stay round however the picture is stretched. */
+/** The score over the game: White's win %, with marks and phases. Each position can be clicked.
+ *  Points are lines of length zero, which stay round however the picture is stretched. */
 function graph({ scores, moves, phases, turningPoints }) {
   const last = Math.max(1, scores.length - 1);
   const x = (ply) => ((ply / last) * width).toFixed(1);

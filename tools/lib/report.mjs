@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A report of a game: how exactly each side played, which moves gave something away and what would
-// have been better. The formulas are those that lichess publishes; docs/analysis.md states them.
-// Neither Node nor a page is needed.
+// A report of a game: how accurately each side played, which moves gave something away and what
+// would have been better. The formulas are those that lichess publishes; docs/analysis.md states
+// them. This needs neither Node nor a page.
 
 import {
   Chess, endOf, mateWinner, moveNumber, numbered, sanLine, scoreText, winPercent,
@@ -70,7 +70,7 @@ const winning = 70;
 /** Moves of a better line that are shown. */
 const shownMoves = 8;
 
-/** How exact a move is, 0 to 100.
+/** The accuracy of a move, 0 to 100.
  *  @param {number} loss points of win %, not negative */
 export function moveAccuracy(loss) {
   const accuracy = 103.1668 * Math.exp(-0.04354 * loss) - 3.1669;
@@ -96,8 +96,8 @@ function standardDeviation(numbers) {
   return Math.sqrt(mean(numbers.map((each) => (each - middle) ** 2)));
 }
 
-/** How exact a side played: half the mean of its moves, weighted by how much the win % changed
- *  around each, half their harmonic mean.
+/** The accuracy of a side: the average of the mean of its moves, weighted by how much the win %
+ *  changed around each, and their harmonic mean.
  *  @param {number[]} wins White's win % by position
  *  @param {{ply: number, accuracy: number}[]} moves of the side
  *  @returns {?number} 0 to 100, null without moves */
@@ -127,19 +127,19 @@ function scoreBefore(score, side) {
   return { ...rest, mate: winner === 'w' ? moves : -moves };
 }
 
-/** Milliseconds that the moves took, as far as the clocks tell.
+/** Milliseconds that the moves took, as far as the clocks show them.
  *  @param {import('./game-tree.mjs').Node[]} line
  *  @param {?string} control the tag TimeControl, "180+2" */
 function elapsedTimes(line, control) {
   const [, base, increment = 0] = control?.match(/^(\d+)(?:\+(\d+))?$/) ?? [];
   return line.map(({ clock, elapsed }, i) => {
     if (elapsed !== null || clock === null) return elapsed;
-    // Nobody gains time by the first move.
+    // There is no increment for the first move.
     if (i < 2) return base === undefined ? null : Math.max(0, base * 1000 - clock);
     const before = line[i - 2].clock;
     if (before === null) return null;
     const time = before + increment * 1000 - clock;
-    // More than that is time that was added otherwise.
+    // If the clock gained more than that, time was added in another way.
     return time < -1000 ? null : Math.max(0, time);
   });
 }
@@ -159,7 +159,7 @@ function phaseOf(fen) {
 const phaseNames = ['opening', 'middlegame', 'endgame'];
 
 function phasesOf(moves) {
-  // A phase doesn't come back.
+  // The game never returns to an earlier phase.
   let phase = 0;
   const byPhase = phaseNames.map((name) => ({ name, moves: [] }));
   for (const move of moves) {
@@ -200,8 +200,8 @@ export function makeReport(tree, results) {
   const times = elapsedTimes(line, tree.tags.TimeControl);
   const forced = line.map(({ parent }) => new Chess(parent.fen).moves().length === 1);
   const bestLine = (i, count) => sanLine(nodes[i].fen, results[i]?.line?.slice(0, count) ?? []);
-  // A move that is forced, or the engine's own, is worth what the position after it is: that has
-  // been searched deeper, and such a move is never at fault.
+  // A forced move, or the engine's own choice, gets the score of the position after it: that was
+  // searched deeper, and such a move is never a mistake.
   for (let i = line.length - 1; i >= 0; i--) {
     const { san, parent } = line[i];
     if (!scores[i + 1] || !(forced[i] || bestLine(i, 1)[0] === san)) continue;
@@ -235,7 +235,7 @@ export function makeReport(tree, results) {
     };
   });
 
-  // A missing score is taken for the one before.
+  // A missing score counts as equal to the one before it.
   const wins = [];
   for (const score of scores) wins.push(score ? winPercent(score) : (wins.at(-1) ?? 50));
   const sideOf = (side) => {
@@ -292,7 +292,7 @@ const pieces = {
 };
 const counts = ['', 'a', 'two', 'three', 'four', 'five', 'six', 'seven', 'eight'];
 
-/** "White loses a rook for two pawns", when that is what most of a loss is; null otherwise. */
+/** "White loses a rook for two pawns" if that explains most of a loss; null otherwise. */
 function materialLost({ side, cpLoss }, from, to) {
   const [own, others] = side === 'w' ? [/[QRBNP]/, /[qrbnp]/] : [/[qrbnp]/, /[QRBNP]/];
   const balance = (fen, piece) => {
@@ -320,7 +320,7 @@ function materialLost({ side, cpLoss }, from, to) {
 }
 
 /** "the pawn on c6 is passed, which costs Black 1.4 pawns": the term of the evaluation that hurts
- *  a side most; null when that is little of the loss. */
+ *  a side most; null if that explains little of the loss. */
 function termLost({ side, cpLoss }, { terms, after }) {
   const colours = { w: 'white', b: 'black' };
   let worst = { harm: 0 };
@@ -334,7 +334,7 @@ function termLost({ side, cpLoss }, { terms, after }) {
   const { harm, name, key, colour } = worst;
   if (harm < 20 || harm < 0.25 * cpLoss) return null;
   const cost = `${(harm / 100).toFixed(1)} pawns`;
-  // The square that has most of it.
+  // The square that contributes most.
   const sign = key === side ? -1 : 1;
   const squares = after.terms.find((term) => term.name === name)?.[colour].squares ?? [];
   const [square] = [...squares].sort((a, b) => sign * (b.cp - a.cp));
@@ -346,9 +346,9 @@ function termLost({ side, cpLoss }, { terms, after }) {
   return `${fact}${isFact ? ', which' : ''} costs ${sideNames[side]} ${cost}`;
 }
 
-/** Says of each blunder what it costs: a mate, pieces, or the term of the evaluation that explains
- *  most; else the answer to it. It compares where the engine's line after the move ends with where
- *  its better line does.
+/** Says what each blunder costs: a mate, pieces, or the term of the evaluation that explains most;
+ *  otherwise names the reply. It compares the end of the engine's line after the move with the end
+ *  of its better line.
  *  @param {Report} report gets the `reason` of its moves
  *  @param {(before: string, after: string) => object | Promise<object>} [compare] two FENs, as
  *      "quillon_explain --json" does; without it, terms are left out
@@ -468,7 +468,7 @@ export function reportRows({ sides: { w, b }, phases }) {
   return rows;
 }
 
-/** A report as people read it in a terminal.
+/** A report as text for a terminal.
  *  @param {Report} report
  *  @returns {string} lines */
 export function formatReport(report) {

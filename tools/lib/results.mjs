@@ -72,7 +72,7 @@ async function* readRecords(file) {
   const { begin, first, number, end } = formats[format];
   const numberOf = (text) => Number(text.match(number)?.[1]);
   const isWhole = ({ lines }) => end.test(lines.slice(-2).join(''));
-  /** Whether a line begins another record. The rest of a line that wasn't finished doesn't. */
+  /** Whether a line begins a record. The rest of an unfinished line doesn't. */
   const isNext = (line, record) => {
     if (first) return isWhole(record) || first.test(line);
     const isOther = numberOf(line) !== numberOf(record.lines[0]);
@@ -99,8 +99,8 @@ async function* readRecords(file) {
   if (record) yield finish(record);
 }
 
-/** Cuts off a record that isn't complete at the end of a file.
- *  @param {string} file it needn't exist
+/** Cuts off an incomplete record at the end of a file.
+ *  @param {string} file need not exist
  *  @returns {Promise<number>} the last game in it, 0 for none
  *  @throws if it can't be read or isn't a file of results */
 export async function lastGame(file) {
@@ -120,7 +120,7 @@ export async function lastGame(file) {
 /** The records of several files in the order of their games.
  *  @param {string[]} files of one format
  *  @returns {AsyncGenerator<string>}
- *  @throws if a game is missing, there twice or incomplete */
+ *  @throws if a game is missing, incomplete or present twice */
 export async function* mergeRecords(files) {
   const sources = files.map((file) => ({ file, records: readRecords(file), head: null }));
   const advance = async (source) => {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Draws the score of a game as an SVG document, light or dark as the reader's system is. Heights
+// Draws the score of a game as an SVG document, light or dark like the reader's system. Heights
 // are White's win %, so a pawn counts for more in an even game than in a decided one; the labels of
 // the axis are pawns.
 

@@ -77,7 +77,7 @@ export async function runRecord(engine, { fen, task }, time, how = {}) {
   const move = playUci(new Chess(fen), best ?? '');
   if (!move) throw new Error(`${engine.name} answers "${best}", which is not a legal move`);
   const isSolved = isRight(task, best, score);
-  // The last line may have had another move, or there was no line.
+  // The last line may have had a different move, or there was no line.
   since ??= performance.now() - begin;
   return { isSolved, played: move.san, time: isSolved ? Math.round(since) : null, depth, score };
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// quillon_explain as a server of lines: says why positions are worth what they are. One process
-// answers all tabs; it is started when it is first asked, and again when it has ended.
+// Explanations of positions by quillon_explain, which answers line by line. One process serves all
+// tabs; it is started by the first question, and again if it has ended.
 
 import { spawn } from 'node:child_process';
 import readline from 'node:readline';
@@ -9,7 +9,7 @@ import readline from 'node:readline';
 export class Explainer {
   #file;
   #child = null;
-  /** What waits for answers, the first asked first. */
+  /** The questions that wait for answers, the oldest first. */
   #waiting = [];
 
   /** @param {string} file the program */
@@ -32,7 +32,7 @@ export class Explainer {
         const answer = JSON.parse(line);
         this.#waiting.shift()?.resolve(answer);
       } catch {
-        // From here on answers and questions may not match.
+        // From here on, answers may belong to other questions.
         end();
         child.kill();
       }

@@ -19,7 +19,7 @@ const manifest = {
   icons: [{ src: 'tools/page/web/icon.svg', sizes: 'any', type: 'image/svg+xml' }],
 };
 
-/** Many hosts leave out folders of the name that npm uses. */
+/** Many hosts leave out folders named node_modules. */
 const libraries = (text) => text.replaceAll('node_modules/', 'libraries/');
 
 /** What the page loads, by its place in the folder. */
@@ -38,7 +38,7 @@ function pageFiles(places) {
   return files.set('index.html', page).set('manifest.webmanifest', JSON.stringify(manifest));
 }
 
-/** Writes the folder, and over what is in it already.
+/** Writes the folder; files that are already in it are overwritten.
  *  @param {string} folder
  *  @param {string} [engine] the folder of its npm package, from the root of this project
  *  @throws when the package isn't built, or the folder can't be written */

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The board's web server: hands out a fixed set of files and gives each tab an engine behind a
-// WebSocket. It answers only its own page. Unless it is told otherwise, it listens on the loopback
-// address; elsewhere, all of its addresses begin with a secret.
+// The board's web server: serves a fixed set of files and gives each tab an engine over a WebSocket.
+// It answers only its own page. By default it listens on the loopback address; on others, all paths
+// begin with a secret.
 
 import { randomBytes } from 'node:crypto';
 import fs from 'node:fs';
@@ -33,7 +33,7 @@ const places = [
   'node_modules/lit-html/directive-helpers.js',
   'node_modules/lit-html/directives/live.js',
 ];
-/** What begins an engine in the page, and what else it needs. */
+/** The file that starts an engine in the page, and the others that it needs. */
 export const ownStart = '/engine/index.mjs';
 const ownPlaces = ['tools/page/session.mjs', 'tools/lib/conversation.mjs', 'tools/lib/lines.mjs'];
 const types = {
@@ -44,22 +44,22 @@ const types = {
   '.svg': 'image/svg+xml; charset=utf-8',
   '.wasm': 'application/wasm',
 };
-/** Bytes of the longest message of a page: a thousand moves and their position fit well. */
+/** Bytes of the longest message of a page: a position and a thousand moves fit easily. */
 const longestMessage = 16384;
-/** Bytes; a page that lets more than this wait is taken to be gone. */
+/** Bytes; a page that leaves more than this unread counts as gone. */
 const mostUnsent = 4 << 20;
-/** Milliseconds for a page to agree to the end of its connection; an engine gets as long. */
+/** Milliseconds for a page to confirm the end of its connection, and for an engine to end. */
 const closeTimeout = 1000;
 const loopback = '127.0.0.1';
 
-/** Makes sure that a file or folder is there.
+/** Makes sure that a file or folder exists.
  *  @throws when it isn't */
 function need(place) {
   if (fs.existsSync(path.join(root, place))) return;
   throw new Error(`${place} is missing; please run "npm ci"`);
 }
 
-/** The page's files by their path in a URL; what isn't in it can't be asked for.
+/** The page's files by their path in a URL; no other file is served.
  *  @param {string} ownEngine the npm package of an engine that runs in the page, whose files are
  *      among them where it is built
  *  @returns {Map<string, string>}
@@ -87,7 +87,7 @@ export function listFiles(ownEngine) {
   return files;
 }
 
-/** Tells the page where its engine can be: in the page only ("own"), or also behind a server. */
+/** Tells the page where its engine can run: only in the page ("own"), or also on the server. */
 export const markPage = (page, kind) => page.replace('<html ', `<html data-engine="${kind}" `);
 
 function headersOf(hosts, hasOwnEngine) {
@@ -114,8 +114,8 @@ function headersOf(hosts, hasOwnEngine) {
 /** Starts the server.
  *  @param {object} settings
  *  @param {string} settings.file the engine
- *  @param {{name: string, file: string}[]} [settings.engines] the engines to choose from, the first
- *      of which a tab has at first
+ *  @param {{name: string, file: string}[]} [settings.engines] the engines to choose from; a tab
+ *      starts with the first
  *  @param {string} [settings.explainFile] quillon_explain, unless it is in the engine's folder
  *  @param {number} settings.hash megabytes of each engine
  *  @param {number} settings.threads of each engine
@@ -148,7 +148,7 @@ export async function startBoard({
   const files = listFiles(ownEngine);
   const hasOwnEngine = files.has(ownStart);
   need('node_modules/ws');
-  // Not at the top, so that its absence can be told in one line.
+  // Not at the top, so that its absence can be reported in one line.
   const { WebSocket, WebSocketServer } = await import('ws');
   const wires = new WebSocketServer({
     noServer: true,
@@ -166,7 +166,7 @@ export async function startBoard({
   let hosts;
   let headers;
 
-  // A page under another name that leads to this address (DNS rebinding) is a foreign page.
+  // A page under another name that resolves to this address (DNS rebinding) is a foreign page.
   const isOwnHost = (request) => hosts.has(request.headers.host);
   const isOwnOrigin = ({ headers: { origin } }) =>
     origin?.startsWith('http://') && hosts.has(origin.slice(7));
@@ -210,7 +210,7 @@ export async function startBoard({
   });
 
   function open(wire) {
-    // A wire that is closing still hands over what comes in, and counts what it can't send.
+    // A connection that is closing still delivers messages, and counts what it can't send.
     const isOpen = () => wire.readyState === WebSocket.OPEN;
     const send = (message) => {
       if (!isOpen()) return;

@@ -1,33 +1,32 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine of one tab, a process of its own or a worker of the page: it does the search that the
-// page has asked for last. When it ends by itself, another one takes its place and goes on with
-// that search.
+// The engine of one tab, a process of its own or a worker of the page. It does the last search that
+// the page has asked for. If it ends by itself, another one replaces it and goes on with that
+// search.
 
 import { readScore } from '../lib/chess.mjs';
 import { isQuillon, searchLines } from '../lib/lines.mjs';
 
-/** This many ends within `restartWindow` milliseconds, and the engine is left alone. */
+/** If the engine ends more often within `restartWindow` milliseconds, it is not restarted. */
 const mostRestarts = 3;
 const restartWindow = 10000;
 const isWhole = (value, least, most) =>
   Number.isSafeInteger(value) && value >= least && value <= most;
 const longestTime = 1e9;
 const mostLines = 5;
-/** Milliseconds between messages on what a search has found. */
+/** Milliseconds between messages about the results of a search. */
 const infoInterval = 40;
 
-// The programs read lines, so what goes into one is checked to the letter.
+// The programs read lines, so whatever goes into a line is checked strictly.
 const isFen = (fen) =>
   typeof fen === 'string' &&
   fen.length <= 100 &&
   /^[1-8/pnbrqkPNBRQK]+ [wb] (-|[KQkq]+) (-|[a-h][36]) \d{1,4} \d{1,4}$/.test(fen);
 
-/** Takes a search request apart, as it comes from a page. With `lines` it is for analysis, without
- *  for a move.
+/** Parses a search request from a page. With `lines` it asks for analysis, without for a move.
  *  @returns {{id: number, fen: string, moves: string[], turn: 'w' | 'b', limits: object,
  *      lines: number}}
- *  @throws when there is anything in it that an engine may not be told */
+ *  @throws when it contains anything that must not be sent to an engine */
 export function readRequest({ id, fen, moves, limits, lines = 0 }) {
   if (!isWhole(id, 0, Number.MAX_SAFE_INTEGER)) throw new Error('a search has a number');
   if (!isFen(fen)) throw new Error('not a position');
@@ -57,7 +56,7 @@ export function readRequest({ id, fen, moves, limits, lines = 0 }) {
 /** The words after "go".
  *  @param {object} limits as in a request
  *  @param {'w' | 'b'} turn
- *  @param {number} elapsed milliseconds that the search has taken in an engine that has ended */
+ *  @param {number} elapsed milliseconds that the search took in an engine that has ended */
 export function goOf(limits, turn, elapsed) {
   switch (limits.kind) {
     case 'depth':
@@ -74,15 +73,14 @@ export function goOf(limits, turn, elapsed) {
   }
 }
 
-/** The engine of a tab. Tells what happens by messages:
+/** The engine of a tab. Reports by messages:
  *    { type: 'engine', state: 'ready' | 'restarted' | 'restarting' | 'failed', name, text, hash,
- *      threads,
- *      engines, engine }
+ *      threads, engines, engine }
  *    { type: 'info', id, lines: [{ score, depth, moves }], seldepth, nodes, time, hashfull }
  *    { type: 'best', id, move, ponder }
  *    { type: 'explained', id, explanation }
- *  Scores are White's: { cp } or { mate }. `engines` has the names of those that there are, `engine`
- *  is the index of the one that is wanted. */
+ *  Scores are White's: { cp } or { mate }. `engines` has the names of all engines, `engine` is the
+ *  index of the chosen one. */
 export class Session {
   #settings;
   #send;
@@ -114,8 +112,8 @@ export class Session {
     this.running = this.#run();
   }
 
-  /** Takes a message of the page.
-   *  @throws when it makes no sense; nothing changes then */
+  /** Takes a message from the page.
+   *  @throws when it is invalid; then nothing changes */
   take(message) {
     switch (message?.type) {
       case 'search':
@@ -140,7 +138,7 @@ export class Session {
         if (engine !== current) this.#ends = [];
         this.#settings = { ...this.#settings, hash, threads, engine };
         this.#areNewOptions = true;
-        // The search under way begins anew.
+        // The search under way starts over.
         this.#request &&= { ...this.#request };
         this.#interrupt();
         break;
@@ -164,7 +162,7 @@ export class Session {
     this.#wake();
   }
 
-  /** Ends the engine and settles when it has ended. */
+  /** Ends the engine; the promise settles when it has ended. */
   async end() {
     this.#isClosed = true;
     this.#wake();
@@ -193,7 +191,7 @@ export class Session {
     engine.setKnown({ Hash: this.#settings.hash, Threads: this.#settings.threads });
     // A gigabyte takes seconds in a web page.
     const lines = await engine.isReady(30000);
-    // Quillon takes less memory where there is no more.
+    // Quillon takes a smaller table if memory is short.
     const less = lines.join('\n').match(/^info string .* using (\d+) MB$/m);
     if (less) this.#settings = { ...this.#settings, hash: Number(less[1]) };
   }
@@ -225,7 +223,7 @@ export class Session {
     await this.#engine?.quit(1000);
   }
 
-  /** Tells that the engine has ended, and waits if it has done so too often. */
+  /** Reports that the engine has ended, and waits if that has happened too often. */
   async #mourn(error) {
     const now = Date.now();
     this.#ends = [...this.#ends.filter((end) => now - end < restartWindow), now];

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The board: pieces and moves by mouse, finger and wheel, arrows and marks of the engine and of the
-// person, players, the bar of the score.
+// person, players, the evaluation bar.
 
 import {
   BORDER_TYPE,
@@ -141,7 +141,7 @@ function showInput() {
   hideTargets();
 }
 
-/** Marks of what explains the evaluation: Map of a square to what it is worth, or null. */
+/** The squares that explain the evaluation: Map of squares to their worth, or null. */
 let pointed = null;
 
 /** Marks squares as good or bad for White, until it is called with null. */
@@ -150,7 +150,7 @@ export function pointAt(squares) {
   showBoard();
 }
 
-/** The arrows of the engine's lines: the less a move loses against the best, the stronger. */
+/** The arrows of the engine's lines: the closer a move is to the best, the stronger. */
 function arrowsWanted() {
   const { node, lines } = engine.thinking ?? {};
   if (!state.isShowing || state.mode !== 'analyse' || node !== state.node || pointed) return [];
@@ -245,7 +245,7 @@ export function showBoard() {
   showArrows();
 }
 
-/** The pieces of a side for the reader of a screen: "king e1, queen d1, ...". */
+/** The pieces of a side for screen readers: "king e1, queen d1, ...". */
 function piecesText(fen, side) {
   const pieces = [...piecesOf(fen)].filter(([, piece]) => piece[0] === side);
   const words = Object.entries(pieceWords).flatMap(([kind, name]) =>
@@ -357,7 +357,7 @@ export function boardView() {
 }
 
 let audio = null;
-/** A short sound for a move that was made; off unless the person wants it. */
+/** Plays a short sound for a move, if the person has turned it on. */
 export function knock() {
   if (!state.hasSound) return;
   audio ??= new AudioContext();

@@ -2,7 +2,7 @@
 //
 // A chess clock with base and increment. Times are in milliseconds.
 
-/** A clock that stands still until start(). `now` gives the time, for the tests. */
+/** A clock that is stopped until start(). The tests give it their own `now`. */
 export class Clock {
   #now;
   #since = 0;
@@ -12,11 +12,11 @@ export class Clock {
     this.increment = increment;
     this.#now = now;
     this.times = { w: base, b: base };
-    /** Whose time runs, or null. */
+    /** The side whose clock runs, or null. */
     this.side = null;
   }
 
-  /** What a side has left; below 0 when its time is over. */
+  /** The time that a side has left; below 0 when it has run out. */
   left(side) {
     return this.times[side] - (side === this.side ? this.#now() - this.#since : 0);
   }

@@ -11,10 +11,10 @@ let current = null;
  *  @param {string} settings.id of its element
  *  @param {string} settings.title
  *  @param {() => unknown} settings.body its template
- *  @param {(form: HTMLFormElement) => void} [settings.take] is called when the form is sent;
+ *  @param {(form: HTMLFormElement) => void} [settings.take] is called when the form is submitted;
  *      without it the dialog can only be closed
- *  @param {string} [settings.label] of the button that sends it
- *  @param {unknown} [settings.buttons] more of them */
+ *  @param {string} [settings.label] of the button that submits it
+ *  @param {unknown} [settings.buttons] more buttons */
 export function openDialog(settings) {
   const host = $('dialog-host');
   current = settings;
@@ -36,7 +36,7 @@ export function showDialog() {
     closeDialog();
     take?.(event.target);
   };
-  // Each dialog is an element of its own, so that nothing of another one is left.
+  // Each dialog is a separate element, so that nothing of another one remains.
   render(
     html`
     <dialog id=${id} aria-labelledby="dialog-title"
@@ -66,9 +66,9 @@ export function closeDialog() {
 
 function forget() {
   current = null;
-  // What the event comes from is taken out of the page after it.
+  // The dialog is removed only after its own event has been handled.
   queueMicrotask(() => !current && showDialog());
 }
 
-// The event of closing comes later.
+// The close event comes later, so the element is asked.
 export const isDialogOpen = () => Boolean($('dialog-host').querySelector('dialog[open]'));

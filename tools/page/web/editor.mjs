@@ -14,7 +14,7 @@ const palette = ['w', 'b'].flatMap((side) => [...'kqrbnp'].map((piece) => side +
 
 /** { pieces: Map of squares to pieces, turn, castling, passant, half, full } */
 let draft = null;
-/** The piece that a click puts, "" for removing, null for moving. */
+/** The piece that a click places; "" removes pieces, null moves them. */
 let tool = null;
 let dragged = null;
 let error = '';
@@ -163,7 +163,7 @@ function finish() {
   }
 }
 
-/** Castling needs king and rook at home. */
+/** The castling rights whose king and rook are on their original squares. */
 function possibleCastling() {
   const { pieces, castling } = draft;
   const needs = {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The page's side of the engine: what it should be doing, what it has found, and how it is.
+// The page's side of the engine: what it should be doing, what it has found, and whether it runs.
 
 import { Link } from './link.mjs';
 import { say } from './messages.mjs';
@@ -10,13 +10,13 @@ import { endingOf, positionAt, readLine, turnOf } from './rules.mjs';
 import { scoreText } from './score.mjs';
 import { changed, endAt, levels, lineOf, passing, refresh, state } from './state.mjs';
 
-/** Milliseconds of its clock that the engine isn't told of: the way here and back. */
+/** Milliseconds of its clock that the engine isn't told about, for the delay of the connection. */
 const clockMargin = 30;
 const mostDepths = 40;
 
 export const engine = {
   name: 'Quillon',
-  /** What is shown of it: its name or what is wrong, and its options. */
+  /** What the page shows about it: its name or what is wrong, and its options. */
   news: 'starting …',
   details: '',
   isBad: false,
@@ -27,15 +27,15 @@ export const engine = {
   choices: [],
   /** The search under way: { id, key, kind, node }, or null. */
   search: null,
-  /** What is shown of the last search: { node, lines: [{ score, depth, moves, text }], depths,
-   *  stats }, the best line first; `depths` has the best line of each depth. */
+  /** What the page shows of the last search: { node, lines: [{ score, depth, moves, text }],
+   *  depths, stats }, the best line first; `depths` has the best line of each depth. */
   thinking: null,
   /** The key of a search that has ended by itself. */
   finished: null,
 };
 let searchCount = 0;
 let forgetFailure = () => {};
-/** Functions that wait for what explains a position, by number. */
+/** Functions that wait for an explanation, by its number. */
 const explaining = new Map();
 let explainCount = 0;
 
@@ -77,13 +77,13 @@ function wanted() {
   return task.key === engine.finished ? null : task;
 }
 
-/** Ends and forgets what the engine does: the nodes are of a game that is gone. */
+/** Cancels and forgets the engine's search, whose nodes belong to another game. */
 export function forgetSearch() {
   Object.assign(engine, { search: null, thinking: null, finished: null });
   link.send({ type: 'cancel' });
 }
 
-/** Lets the engine do what is wanted. */
+/** Makes the engine do what is wanted. */
 export function drive() {
   if (!link.isOpen) return;
   const task = wanted();
@@ -121,7 +121,7 @@ function takeInfo({ lines: all, ...stats }) {
   refresh();
 }
 
-/** What a score is worth when the move that it expects has been made. */
+/** The score of the position after the expected move. */
 function scoreAfter({ mate, ...others }, side) {
   const isOwnMate = side === 'w' ? mate > 0 : mate < 0;
   return mate === undefined
@@ -194,11 +194,11 @@ function takeMessage(message) {
     case 'error':
       say(`The server reports: ${message.text}.`, { isBad: true });
       break;
-    default: // of a newer server
+    default: // from a newer server
   }
 }
 
-/** Asks for what explains a position, or the change between two.
+/** Asks for the explanation of a position, or of the change between two.
  *  @param {string[]} fens one or two
  *  @returns {Promise<object>} as `quillon_explain --json` prints it; { error } when there is none
  */
@@ -209,7 +209,7 @@ export function explain(fens) {
   return new Promise((resolve) => explaining.set(id, resolve));
 }
 
-/** What the engine was doing, and all that waits for it, is over. */
+/** Ends the engine's search, and everything that waits for the engine. */
 function lose() {
   engine.search = null;
   for (const settle of explaining.values()) settle({ error: 'The engine is not connected.' });
@@ -240,13 +240,13 @@ const handlers = {
   },
 };
 
-/** Where the engine can be: 'server', 'page'. */
+/** Where the engine can run: 'server', 'page'. */
 export const places = { own: ['page'], both: ['server', 'page'] }[
   document.documentElement.dataset.engine
 ] ?? ['server'];
 export let link = new Link(handlers);
 
-/** Connects the page with the engine at the place that the person has chosen. */
+/** Connects the page to the engine, wherever the person has chosen to run it. */
 export async function openLink() {
   link.close();
   lose();
@@ -256,7 +256,7 @@ export async function openLink() {
   link.open();
 }
 
-/** Sets where the engine is; it begins with the options that are usual there. */
+/** Sets where the engine runs; it starts with the default options of that place. */
 export function setPlace(place) {
   if (place === link.place) return;
   Object.assign(state, { place, options: null });
@@ -264,7 +264,7 @@ export function setPlace(place) {
   openLink();
 }
 
-/** Sets threads, hash and which engine it is. */
+/** Sets threads, hash and the choice of the engine. */
 export function setOptions(options) {
   const { options: own } = engine;
   if (own && Object.keys(own).every((name) => options[name] === own[name])) return;
@@ -275,7 +275,7 @@ export function setOptions(options) {
   link.send({ type: 'options', ...options });
 }
 
-/** The last score that is known at the position on the board or before it. */
+/** The last known score at the position on the board or before it. */
 export function scoreNow() {
   return lineOf(state.node).findLast(({ score }) => score)?.score ?? null;
 }

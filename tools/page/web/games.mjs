@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Games and positions in and out: PGN and FEN as text, files that are opened or dropped, what is
-// pasted, links, the list of the games of a file.
+// Import and export of games and positions: PGN and FEN as text, files that are opened or dropped,
+// pasted text, links, the list of the games of a file.
 
 import { GameTree, problemText, scanGames } from '../../lib/game-tree.mjs';
 import { closeDialog, openDialog, showDialog } from './dialog.mjs';
@@ -14,10 +14,10 @@ import { passing, pause, pgnOf, state } from './state.mjs';
 const mostBytes = 50e6;
 /** Milliseconds for which a long text is read without a pause. */
 const readTime = 12;
-/** Games of a list that are shown at a time. */
+/** The number of games in a list that are shown at a time. */
 const rowsOfPage = 200;
 let error = '';
-/** What has been read last; an older text that is still being read is forgotten. */
+/** The newest text; reading an older one is abandoned. */
 let newest = '';
 
 const looksLikeFen = (text) => /^\s*[1-8pnbrqk]+(\/[1-8pnbrqk]+){7}(\s+\S+){0,5}\s*$/i.test(text);
@@ -28,7 +28,7 @@ function setGame(text) {
 }
 
 /** Finds the games of a text, with pauses.
- *  @returns {Promise<?object[]>} null when another text has come meanwhile */
+ *  @returns {Promise<?object[]>} null if another text has arrived in the meantime */
 async function findGames(text) {
   newest = text;
   const scan = scanGames(text);
@@ -44,7 +44,7 @@ async function findGames(text) {
 }
 
 /** Reads the first game of a PGN text, and keeps the list of all.
- *  @returns {Promise<?GameTree>} null when another text has come meanwhile
+ *  @returns {Promise<?GameTree>} null if another text has arrived in the meantime
  *  @throws with a sentence for people */
 async function readGames(text) {
   const games = await findGames(text);
@@ -84,7 +84,7 @@ function show(game) {
   loadGame(game, game.problems.length ? sentence(game) : 'Game loaded.');
 }
 
-/** The same, with a message for what goes wrong. */
+/** The same, but shows a message if it fails. */
 async function takeText(text) {
   try {
     await take(text);
@@ -102,11 +102,11 @@ const complain = ({ message }) => say(message, { isBad: true });
 
 const takeFile = (file) => textOf(file).then(takeText).catch(complain);
 
-/** What the address of the page carries: #fen=... or #pgn=... */
+/** Loads the game or position in the page's address: #fen=... or #pgn=... */
 export function takeAddress() {
   const [, kind, text] = window.location.hash.match(/^#(fen|pgn)=(.*)$/s) ?? [];
   if (!kind) return;
-  // Loaded again, the page keeps its own game.
+  // When it is reloaded, the page keeps its own game.
   window.history.replaceState(null, '', window.location.pathname + window.location.search);
   try {
     const plain = decodeURIComponent(text);
@@ -116,13 +116,13 @@ export function takeAddress() {
   }
 }
 
-/** Takes what the dialog has and closes it, or says in it what is wrong. */
+/** Loads the dialog's text and closes the dialog, or shows in it what is wrong. */
 async function tryTake(text, act = take) {
   const dialog = $('exchange-dialog');
   error = '';
   try {
     await act(await text);
-    // With several games, their list has taken its place.
+    // With several games, the list of games has replaced this dialog.
     if (document.contains(dialog) && !passing.library.length) closeDialog();
   } catch ({ message }) {
     error = message;
@@ -255,7 +255,7 @@ export function openLibrary() {
   });
 }
 
-/** Takes what is dropped on the page or pasted into it. */
+/** Loads what is dropped on the page or pasted into it. */
 export function watchDrops() {
   const over = (event) => {
     event.preventDefault();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The score over the game as a picture: White's share from the bottom, a line at the middle, marks
-// at the moves that the report marks and at the position on the board. A click goes to the position
-// below it.
+// The score over the game as a picture: White's share from the bottom, a line in the middle, marks
+// at the report's marked moves and at the position on the board. A click goes to the position under
+// the pointer.
 
 import { html, nothing, svg } from './html.mjs';
 import { markAt } from './report.mjs';
@@ -43,7 +43,7 @@ export function graphView() {
   const text = end ? `${count}, the last ${scoreText(end.score)}` : 'no scores yet';
   const flat = (share, kind) => svg`<line class=${kind} x1="0" x2=${width} y1=${share * height}
     y2=${share * height}></line>`;
-  // A line of no length with round ends stays round however the picture is stretched.
+  // A line of length zero with round ends stays round however the picture is stretched.
   const dot = ({ ply, y }, kind) => svg`<path class="point ${kind}" d="M${x(ply)},${y} h0"></path>`;
   const marked = points.filter(({ kind }) => kind);
   const here = points.length < 3 ? points : points.filter(({ ply }) => ply === cursor);

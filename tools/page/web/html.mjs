@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the parts of the page share to draw themselves: lit-html's templates, icons, pieces.
+// What all parts of the page use to draw themselves: lit-html's templates, icons, pieces.
 
 import { html, nothing, render, svg } from '../../../node_modules/lit-html/lit-html.js';
 import { live } from '../../../node_modules/lit-html/directives/live.js';
@@ -8,10 +8,10 @@ import { live } from '../../../node_modules/lit-html/directives/live.js';
 export { html, live, nothing, render, svg };
 export const $ = (id) => document.getElementById(id);
 
-/** A picture out of the symbols in index.html. */
+/** One of the symbols in index.html. */
 export const icon = (name) => svg`<svg aria-hidden="true"><use href="#icon-${name}"></use></svg>`;
 
-/** A button with an icon; its words may be hidden where there is little room. */
+/** A button with an icon; its words are hidden where there is little room. */
 export const button = (
   id,
   picture,

@@ -8,7 +8,7 @@ import { html, nothing, smallBoard } from './html.mjs';
 import { scoreText } from './score.mjs';
 import { changed, goTo, refresh, state } from './state.mjs';
 
-/** The move that is pointed at: { fen, uci, x, y }, or null. */
+/** The move under the pointer and where its board is shown: { move, x, y }, or null. */
 let preview = null;
 
 const short = (number) => {
@@ -26,7 +26,7 @@ export function playLine(start, moves) {
   goTo(line.at(-1) ?? start);
 }
 
-/** What the lines on the screen are of; with another line the pointer is at another move. */
+/** Shows the position after the move under the pointer, below it or, without room, above it. */
 function point(event, move) {
   const { left, bottom, top } = event.currentTarget.getBoundingClientRect();
   const size = 200;
@@ -91,7 +91,7 @@ const bestOfDepths = 'The best line at each depth';
 export function linesView() {
   const { node, isShowing, mode, lineCount, areDepthsShown } = state;
   const { thinking } = engine;
-  // In a game, what the engine thinks of its move stays while the person ponders.
+  // In a game, the engine's line for its last move stays while the person thinks.
   const isOwn = thinking && (mode === 'play' || thinking.node === node);
   const lines = isOwn ? thinking.lines : [];
   const { stats } = isOwn ? thinking : { stats: {} };
@@ -100,7 +100,7 @@ export function linesView() {
     ['depth', 'depth', lines[0]?.depth ?? score?.depth ?? '–'],
     ['seldepth', 'seldepth', stats.seldepth ?? '–'],
     ['nodes', 'nodes', short(stats.nodes)],
-    // A quotient of a few milliseconds says nothing.
+    // Over a few milliseconds, the speed means nothing.
     ['speed', 'per second', stats.time >= 20 ? short((stats.nodes * 1000) / stats.time) : '–'],
   ];
   const shown = mode === 'analyse' ? lines.slice(0, lineCount) : lines.slice(0, 1);

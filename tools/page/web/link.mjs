@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// The page's end of the wire to its engine. It comes back by itself when the server was away.
+// The page's end of the connection to its engine. If the server goes away, it reconnects by itself.
 
 const waits = [300, 1000, 2000, 4000];
 
-/** A wire whose ends are `handlers`:
- *    onMessage(message)   what the server says
- *    onOpen(), onLost()   the wire is there, is gone and will come back
+/** A connection that calls these `handlers`:
+ *    onMessage(message)   the server has sent a message
+ *    onOpen(), onLost()   the connection is open; it is lost and will be opened again
  *    onRefused(text)      there is no engine for this tab; open() tries again */
 export class Link {
   #socket = null;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages to the person. They take the place of the status below the board, so they cover nothing,
-// and go when the person does the next thing.
+// Messages to the person. They replace the status below the board, so they cover nothing, and
+// disappear when the person does something else.
 
 import { html, nothing } from './html.mjs';
 import { refresh } from './state.mjs';
@@ -14,7 +14,7 @@ let timer = 0;
  *  @param {string} text
  *  @param {{isBad?: boolean, label?: string, act?: () => void}} [more] a button and what it does; a
  *      message with a button stays longer
- *  @returns {() => void} takes it away */
+ *  @returns {() => void} removes it */
 export function say(text, { isBad = false, label, act } = {}) {
   const own = { text, isBad, label, act };
   const remove = () => message === own && dismiss();
@@ -31,14 +31,14 @@ function dismiss() {
 }
 
 function dismissOld({ target }) {
-  // What can't go on without an answer stays.
+  // A problem that needs an answer stays.
   const isAsking = message?.isBad && message.label;
   if (message && !isAsking && !target.closest?.('#messages')) dismiss();
 }
 document.addEventListener('pointerdown', dismissOld, true);
 document.addEventListener('keydown', dismissOld, true);
 
-/** @param {unknown} otherwise what stands there when there is no message */
+/** @param {unknown} otherwise what is shown when there is no message */
 export function messageView(otherwise) {
   const { text, isBad, label, act } = message ?? {};
   const take = () => {

@@ -13,7 +13,8 @@ import { turnOf } from './rules.mjs';
 import { scoreText } from './score.mjs';
 import { changed, endAt, goTo, lastOf, lineOf, refresh, setTip, state } from './state.mjs';
 
-/** The menu of a move: { node, x, y, opener }, or null; `opener` is what a key has opened it at. */
+/** The menu of a move: { node, x, y, opener }, or null; `opener` is the element from which a key
+ *  has opened it. */
 let menu = null;
 /** The annotation glyphs of a move, in the order of their keys 1 to 6. */
 export const moveGlyphs = [1, 2, 3, 4, 5, 6];
@@ -73,7 +74,7 @@ function glyphsOf(node) {
 
 const commentView = (text) => (text ? html`<span class="comment">${text}</span>` : nothing);
 
-/** Puts spaces between the parts that are there. */
+/** Puts spaces between the parts that are not empty. */
 const spaced = (parts) =>
   parts
     .filter((part) => part !== nothing)

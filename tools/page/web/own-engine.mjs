@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine in the page: WebAssembly in a worker, behind the messages of a server.
+// The engine in the page: WebAssembly in a worker, which takes and sends the messages of a server.
 
 import { Quillon } from '../../../engine/index.mjs';
 import { Conversation } from '../../lib/conversation.mjs';
@@ -42,7 +42,7 @@ async function explain(fens) {
   return (await explainer)(...fens);
 }
 
-/** What Link is to a server; it is never lost. */
+/** Does what Link does for a server; this connection is never lost. */
 export class OwnEngine {
   #session = null;
   #handlers;
@@ -83,7 +83,7 @@ export class OwnEngine {
 
   send(message) {
     const isSingle = message.engine === 1 || !this.#hasThreads;
-    // The build without threads takes any number of them all the same.
+    // The build without threads would accept any number of them.
     const isTooMany = message.type === 'options' && isSingle;
     this.#session?.take(isTooMany ? { ...message, threads: 1 } : message);
   }

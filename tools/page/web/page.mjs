@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The board's page: puts its parts together, draws them whenever something has changed, and hands
-// out keys.
+// The board's page: puts its parts together, draws them whenever something has changed, and handles
+// the keys.
 
 import { prepareOpenings } from '../../lib/openings.mjs';
 import { boardView, isAsking, knock, showBoard, startBoard } from './board.mjs';
@@ -153,7 +153,7 @@ function controlsView() {
     </div>`;
 }
 
-/** Where there is room, the moves are always there, and the other tab beside them. */
+/** If there is room, the moves are always shown, with the other tab beside them. */
 function tabsView() {
   const names = { moves: 'Moves', why: 'Why?', report: 'Report' };
   const { tab } = state;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the person does with moves and games: moves, taking back, new games, games from outside.
+// The person's actions: moves, taking back, new games, loading games.
 
 import { GameTree } from '../../lib/game-tree.mjs';
 import { Clock } from './clock.mjs';
@@ -21,14 +21,14 @@ import {
   state,
 } from './state.mjs';
 
-/** Plays a move for whoever is to move; another move than the game's becomes a variation.
+/** Plays a move for the side to move; a move that differs from the game's starts a variation.
  *  @returns {boolean} false for an illegal move, which changes nothing */
 export function makeMove(node, move) {
   const { clock } = state;
   const side = turnOf(node.fen);
   if (!findMove(node.fen, move)) return false;
   const isTimed = state.mode === 'play' && clock;
-  // Nobody's time runs before the first move.
+  // The clocks start with the first move.
   if (isTimed && clock.side === side) clock.moved(side);
   const next = state.game.play(node, move);
   if (isTimed) next.clock = clock.left(side);
@@ -54,7 +54,7 @@ export function personMoves(move) {
   return true;
 }
 
-/** Offers to bring back what was before. */
+/** Offers to undo a change. */
 function offerUndo(text, before) {
   const act = () => {
     passing.review = null;
@@ -70,7 +70,7 @@ function offerUndo(text, before) {
 function takeBackCount() {
   const { node, tip, mode, person } = state;
   if (mode === 'analyse') return node.parent ? 1 : 0;
-  // The person's own last move goes, and the engine's answer to it.
+  // The person's last move is taken back, and the engine's answer to it.
   const count = turnOf(tip.fen) === person ? 2 : 1;
   return lineOf(tip).length > count ? count : 0;
 }
@@ -139,7 +139,7 @@ export function tagsOf({ person, pace }) {
   return tags;
 }
 
-/** Begins with another game, and offers the one before. */
+/** Starts another game, and offers to undo that. */
 function replaceGame(text, settings) {
   const isWorth = state.game.root.children.length || settings.mode === 'analyse';
   const before = isWorth ? snapshot() : null;
@@ -163,7 +163,7 @@ export function startGame({ person, pace, fen }) {
 
 /** Takes a game or a position that came from outside, for analysis. */
 export function loadGame(game, text) {
-  // Nothing begins to think by itself that didn't before.
+  // If the engine was not analysing before, it does not start now.
   const isAnalysing = state.mode === 'analyse' && state.isAnalysing;
   const tip = game.lineFrom().at(-1) ?? game.root;
   const texts = { '1-0': 'White has won', '0-1': 'Black has won', '1/2-1/2': 'A draw' };
@@ -183,7 +183,7 @@ export function setMode(mode) {
   changed();
 }
 
-/** The button that stops the engine, or lets it go on. */
+/** The button that stops the engine or starts it again. */
 export function goOrStop() {
   if (passing.review) {
     passing.review = null;
@@ -208,7 +208,7 @@ export function resign() {
   changed();
 }
 
-/** Looks whether the time of a side is over. */
+/** Checks whether a side has run out of time. */
 export function watchClock() {
   const { clock, tip } = state;
   if (!clock?.side || clock.left(clock.side) > 0) return;

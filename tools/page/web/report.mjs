@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The report on a game: searches for a score of each position of the main line, and shows what they
-// say of both sides and of single moves.
+// The report on the game: searches each position of the main line for its score, and shows what the
+// scores say about both sides and about single moves.
 
 import {
   addReasons,
@@ -26,7 +26,7 @@ let made = { key: '', report: null, marks: new Map() };
 
 const mainLine = () => [state.game.root, ...state.game.lineFrom()];
 
-/** Brings the report up to date; before each drawing of the page. */
+/** Brings the report up to date; called before the page is drawn. */
 export function updateReport() {
   const nodes = mainLine();
   const isScored = !passing.review && nodes.some(({ review }) => review);
@@ -54,13 +54,13 @@ export function startScoring() {
   state.tip = nodes.at(-1);
   engine.finished = null;
   state.isAnalysing = false;
-  // What the engine still knows of a position mustn't change the result.
+  // What the engine remembers of a position must not change the result.
   link.send({ type: 'newgame' });
   goOn();
   changed();
 }
 
-/** A position has been scored; the next one.
+/** Keeps the score of a position and goes on with the next one.
  *  @param {{score: ?object, depth?: number, moves: object[]}} line that was found */
 export function scoreNext({ score, depth, moves }) {
   const { review } = passing;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the page asks of the rules: whether a FEN can be played on, which moves there are, how a
-// game ends, what an engine has to know. chess.js knows the rules.
+// The rules of chess as the page needs them: whether a FEN is playable, which moves are legal, how
+// a game ends, what an engine must be told. chess.js knows the rules.
 
 import { Chess, endOf, playMove, playUci, readFen as readChess, startFen } from '../../lib/chess.mjs';
 
@@ -10,9 +10,9 @@ export const otherSide = (side) => (side === 'w' ? 'b' : 'w');
 export const nameOf = (side) => (side === 'w' ? 'White' : 'Black');
 export const turnOf = (fen) => fen.split(' ')[1];
 
-/** A text as a FEN that can be played on.
+/** A text as a playable FEN.
  *  @param {string} text four to six fields; the counters may be missing
- *  @throws with a sentence for people when it is no position of a game */
+ *  @throws with a sentence for people if the position is not playable */
 export function readFen(text) {
   const fields = text.trim().split(/\s+/);
   if (fields.length < 4 || fields.length > 6) {
@@ -60,7 +60,7 @@ export function checkOf(fen) {
   return chess.inCheck() ? chess.findPiece({ type: 'k', color: chess.turn() })[0] : null;
 }
 
-/** A line of an engine as moves for people; what is illegal ends it.
+/** A line of an engine as moves for people, up to the first illegal one.
  *  @param {string} fen where it begins
  *  @param {string[]} line moves in long algebraic notation
  *  @returns {{san: string, uci: string, fen: string, number: string}[]} `fen` is that after the
@@ -82,7 +82,8 @@ export function readLine(fen, line) {
   return moves;
 }
 
-/** Where a line comes to rest: what it ends with isn't counted while it can be captured back.
+/** The position where a line becomes quiet: a capture at its end does not count if it can be
+ *  recaptured.
  *  @param {{uci: string, san: string, fen: string}[]} line as readLine() gives it
  *  @returns {?string} FEN; null when nothing is left */
 export function quietEnd(line) {
@@ -94,7 +95,7 @@ export function quietEnd(line) {
   return line.findLast((move) => !isOpen(move))?.fen ?? null;
 }
 
-/** The pieces that each side has lost, as far as the board tells, and what White is ahead in pawns:
+/** The pieces that each side has lost, as far as the board shows, and White's lead in pawns:
  *  { w: ["p", "n"], b: [...], lead }. */
 export function capturedOf(fen) {
   const values = { p: 1, n: 3, b: 3, r: 5, q: 9 };
@@ -121,8 +122,8 @@ export function capturedOf(fen) {
 
 const endings = new WeakMap();
 
-/** How the rules end the game at a node: { result, text, isFinal }, or null. After a repetition or
- *  fifty moves it could go on, so these aren't final. */
+/** How the rules end the game at a node: { result, text, isFinal }, or null. Repetition and the
+ *  fifty-move rule are not final, because the game could go on. */
 export function endingOf(node) {
   if (!endings.has(node)) endings.set(node, findEnding(node));
   return endings.get(node);
@@ -144,7 +145,7 @@ function findEnding(node) {
   return end && { result: '1/2-1/2', text: `Draw by ${by}`, isFinal: endOf(chess, false) !== null };
 }
 
-/** The end of a game whose side has no time left. */
+/** How a game ends when a side has run out of time. */
 export function timeOver(fen, side) {
   const winner = otherSide(side);
   const pieces = fen.split(' ')[0].match(winner === 'w' ? /[A-Z]/g : /[a-z]/g);
@@ -153,13 +154,13 @@ export function timeOver(fen, side) {
   return { result: winner === 'w' ? '1-0' : '0-1', text: `${nameOf(winner)} wins on time` };
 }
 
-/** What an engine has to know of the position at a node: where the last pawn move or capture has
- *  led to and the moves since, so that it sees repetitions.
+/** The position at a node as an engine needs it to see repetitions: the position after the last
+ *  pawn move or capture, and the moves since then.
  *  @returns {{fen: string, moves: string[]}} */
 export function positionAt(node) {
   const moves = [];
   let from = node;
-  // A null move is no move for an engine.
+  // An engine can't be sent a null move.
   for (; from.parent && Number(from.fen.split(' ')[4]) > 0; from = from.parent) {
     if (from.uci === '0000') break;
     moves.unshift(from.uci);

@@ -21,7 +21,7 @@ export function pawnText(pawns, digits = 2) {
   return Number(size) === 0 ? size : sign(pawns) + size;
 }
 
-/** The same in words, for the reader of a screen. */
+/** The same in words, for screen readers. */
 export function scoreWords(score) {
   if (score.mate !== undefined) {
     const side = isWon(score) ? 'White' : 'Black';
@@ -32,7 +32,7 @@ export function scoreWords(score) {
   return `${score.cp > 0 ? 'White' : 'Black'} is ${pawns} pawns ahead`;
 }
 
-/** White's share of the whole, 0 to 1: a pawn ahead is about 0.64, four pawns 0.91. */
+/** White's share of the bar, 0 to 1: about 0.64 for a pawn ahead, 0.91 for four. */
 export function whiteShare(score) {
   if (score.mate !== undefined) return isWon(score) ? 1 : 0;
   return 1 / (1 + 10 ** (-score.cp / 400));

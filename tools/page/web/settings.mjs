@@ -8,7 +8,7 @@ import { html, live, nothing } from './html.mjs';
 import { startGame } from './play.mjs';
 import { changed, levels, state } from './state.mjs';
 
-/** What the form that is open holds: a copy, until it is sent. */
+/** A copy of the values in the open form, until it is submitted. */
 let draft = {};
 
 const number = (name, min, max, step = 'any') => html`<input type="number" name=${name} min=${min}
@@ -30,7 +30,7 @@ const levelText = ({ depth, seconds }) => (depth ? `depth ${depth}` : `${seconds
 
 const paces = { level: 'Level', time: 'Per move', depth: 'Depth' };
 
-/** The choice of how long the engine thinks of its moves. */
+/** The choice of how long the engine thinks about its moves. */
 const paceFields = (choices = paces) => html`
   ${choice('pace', 'Strength and time', choices)}
   <p class="pace">${{
@@ -81,7 +81,7 @@ export function openNewGame() {
 
 const placeNames = { server: 'On the server', page: 'In this page' };
 
-/** What can be set of the engine that there is. */
+/** The settings of the connected engine. */
 const optionFields = () => html`
   <fieldset><legend>Engine</legend>
     <p id="engine-place"><b>${engine.name}</b> (${link.kind}). ${link.placeText}</p>
@@ -103,7 +103,7 @@ export function openSettings() {
   const options = engine.options ?? state.options ?? { threads: 1, hash: 64 };
   draft = {
     ...pace,
-    // Without a clock its moves take the seconds of the other choice.
+    // Without a clock, the engine's moves take the seconds of the choice "Per move".
     pace: pace.kind === 'clock' ? 'time' : pace.kind,
     ...options,
     place: link.place,

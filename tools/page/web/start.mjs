@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Starts a page that has no server of ours. Its service worker comes first: it keeps the files, and
-// with its headers the browser allows threads, though only to a page that is loaded through it.
+// Starts a page that is not served by server.mjs. It first installs the service worker, which keeps
+// the files and adds the headers that threads need; a page loaded without it is loaded again.
 
 async function startWorker() {
   const { serviceWorker } = navigator;
@@ -20,6 +20,6 @@ async function startWorker() {
   await new Promise(() => {});
 }
 
-// Addresses without TLS and private windows can be without service workers.
+// Service workers may be missing without TLS and in private windows.
 await startWorker().catch(() => {});
 await import('./page.mjs');

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What the page knows: the game, where in it the board is, and what the person has chosen. Every
-// change goes through changed(): it asks the engine for what is wanted now, shows the whole and
-// keeps the game. refresh() only shows.
+// The page's state: the game, the position on the board, and what the person has chosen. Every
+// change goes through changed(): it asks the engine for what is wanted now, draws the page and
+// saves the game. refresh() only draws.
 
 import { GameTree, readGame } from '../../lib/game-tree.mjs';
 import { Clock } from './clock.mjs';
@@ -33,18 +33,18 @@ export const state = {
   /** { kind: 'level' | 'time' | 'clock' | 'depth', level, seconds, minutes, increment, depth } */
   pace: { kind: 'level', level: 5, seconds: 1, minutes: 5, increment: 3, depth: 4 },
   clock: null,
-  /** How the game has ended other than by the rules: { result, text } at the tip, or null. */
+  /** How the game has ended, if not by the rules: { result, text } at the tip, or null. */
   verdict: null,
   isAnalysing: true,
   isTurned: false,
   isShowing: true,
   areDepthsShown: false,
-  /** The lines that analysis shows, 1 to 5. */
+  /** The number of lines that analysis shows, 1 to 5. */
   lineCount: 3,
-  /** What a position gets when a game is scored: { kind: 'time' | 'depth', seconds, depth } */
+  /** How each position is searched for a report: { kind: 'time' | 'depth', seconds, depth } */
   scoring: { kind: 'time', seconds: 0.5, depth: 14 },
   hasSound: false,
-  /** Where the engine is, if the person has chosen: 'server' or 'page' */
+  /** Where the engine runs, if the person has chosen: 'server' or 'page' */
   place: null,
   /** { hash, threads, engine } that the person has set */
   options: null,
@@ -52,7 +52,7 @@ export const state = {
   tab: 'moves',
 };
 
-/** What isn't kept: { nodes, index } while a whole game is scored; the games of a file. */
+/** What isn't saved: { nodes, index } while a whole game is scored; the games of a file. */
 export const passing = { review: null, library: [], libraryIndex: 0 };
 
 let show = () => {};
@@ -60,12 +60,12 @@ let drive = () => {};
 let frame = 0;
 
 /** @param {() => void} onShow draws the page
- *  @param {() => void} onDrive lets the engine do what is wanted */
+ *  @param {() => void} onDrive makes the engine do what is wanted */
 export function connect(onShow, onDrive) {
   [show, drive] = [onShow, onDrive];
 }
 
-/** Shows what has changed by thinking; at most once a frame. */
+/** Draws what the engine has changed; at most once per frame. */
 export function refresh() {
   frame ||= requestAnimationFrame(() => {
     frame = 0;
@@ -73,7 +73,7 @@ export function refresh() {
   });
 }
 
-/** Lets the browser do what waits: no part of what takes long should block it for long. */
+/** Lets the browser do its waiting work, so that a long task does not block it for long. */
 export const pause = () => new Promise((resolve) => setTimeout(resolve));
 
 /** The state has changed. */
@@ -91,7 +91,7 @@ export function pgnOf() {
   return game.toPgn();
 }
 
-/** The state as it survives JSON, and back. */
+/** The state as plain data for JSON; revert() restores it. */
 export function snapshot() {
   const { game, clock, node, tip, ...others } = state;
   const nodes = game.nodes();
@@ -115,12 +115,12 @@ export function revert(kept) {
   Object.assign(state, others, { game, clock, node, tip });
 }
 
-/** A tab keeps its game when it is loaded again. */
+/** Saves the state, so that a tab keeps its game when it is reloaded. */
 export function save() {
   try {
     sessionStorage.setItem('board', JSON.stringify(snapshot()));
   } catch {
-    // Without a store the game is lost with the page, and the rest works.
+    // Without storage, closing the page loses the game; everything else works.
   }
 }
 
@@ -133,11 +133,11 @@ export function restore() {
   }
 }
 
-/** The positions that lead to one, with the beginning and itself. */
+/** The positions from the start of the game to this one, both included. */
 export const lineOf = (node) => [...(node.parent ? lineOf(node.parent) : []), node];
-/** The end of the line that goes on from a position. */
+/** The end of the line that continues from a position. */
 export const lastOf = (node) => state.game.lineFrom(node).at(-1) ?? node;
-/** Milliseconds that a side has at a position, by the game's notes; null without them. */
+/** Milliseconds that a side has at a position, by the clock times in the game; null without any. */
 export const clockOf = (node, side) =>
   lineOf(node).findLast((one) => one.clock !== null && turnOf(one.fen) !== side)?.clock ?? null;
 
@@ -160,12 +160,12 @@ export function movable() {
 /** Shows another position of the game. */
 export function goTo(node) {
   state.node = node;
-  // A game goes on from its last move, whatever is looked at.
+  // A game continues from its last move, whatever position is shown.
   if (state.mode === 'analyse' && !lineOf(state.tip).includes(node)) setTip(lastOf(node));
   changed();
 }
 
-/** Another end of the line; what was said of the end before doesn't hold for it. */
+/** Sets another end of the line; the old end's verdict does not apply to it. */
 export function setTip(node) {
   if (node !== state.tip) state.verdict = null;
   state.tip = node;

@@ -10,25 +10,25 @@ import { endingOf, nameOf, quietEnd, turnOf } from './rules.mjs';
 import { pawnText, scoreText } from './score.mjs';
 import { refresh, state } from './state.mjs';
 
-/** What is known of positions and pairs of them, by their FENs; null while it is asked for. */
+/** Explanations of positions and pairs of them, by their FENs; null while one is requested. */
 const known = new Map();
 const mostKnown = 60;
-/** What is shown while something newer is asked for, by its place. */
+/** The explanation that each place shows until a newer one has arrived. */
 const shown = new Map();
 const open = new Set();
-/** The sentences of the row that is pointed at, and whether it is so low that they go above it:
- *  { texts, isAbove }, or null. */
+/** The sentences of the row under the pointer, and whether it is so low that they are shown above
+ *  it: { texts, isAbove }, or null. */
 let said = null;
 
-/** What explains one position or the change between two; what was in its place before until it is
- *  there. */
+/** The explanation of one position or of the change between two; until it arrives, the one that was
+ *  in its place before. */
 function explanationOf(place, ...fens) {
   const key = fens.join('|');
   if (!known.has(key) && link.isOpen) {
     if (known.size > mostKnown) known.delete(known.keys().next().value);
     known.set(key, null);
     explain(fens).then((explanation) => {
-      // What has failed may be asked for again.
+      // A failed request may be repeated.
       if (explanation.error && !explanation.fen) known.delete(key);
       else known.set(key, explanation);
       refresh();
@@ -41,7 +41,7 @@ function explanationOf(place, ...fens) {
 const pawns = (cp) => pawnText(cp / 100);
 const tidy = (name) => name[0].toUpperCase() + name.slice(1);
 
-/** The squares of terms as [square, worth for White, sentence], the weightiest first. */
+/** The squares of terms as [square, worth for White, sentence], the largest worth first. */
 function squaresOf(terms) {
   const of = (term, side) =>
     (term?.[side].squares ?? []).map(({ square, cp, text }) => {
@@ -64,7 +64,7 @@ function point({ currentTarget }, squares, words) {
   refresh();
 }
 
-/** Takes the marks from the board. */
+/** Removes the marks from the board. */
 export function unpoint() {
   if (!said) return;
   said = null;
@@ -92,7 +92,7 @@ const figures = (white, black, cp) => html`
 
 function toggle(name) {
   if (!open.delete(name)) open.add(name);
-  // What opens says more.
+  // The part that opens says more.
   if (said) said.texts = [];
   refresh();
 }
@@ -124,7 +124,7 @@ function groupView(group, terms, scale) {
   const own = terms.filter((term) => term.group === name);
   const isOpen = open.has(name);
   const { enter, leave } = pointing(() => squaresOf(own), '');
-  // A side's material is many times what anything else is.
+  // A side's material is many times larger than any other group.
   const size = name === 'material' ? Math.max(white.cp, black.cp, 1) : scale;
   return html`
     <button type="button" class="why-row ${own.length ? '' : 'is-empty'}" aria-expanded=${isOpen}
@@ -191,7 +191,7 @@ function changeView({ before, after, terms, score }) {
     }`;
 }
 
-/** A part that opens; it asks only when it is open. */
+/** A part that opens and closes; it requests its explanation only when it is open. */
 function part(name, title, fens) {
   const isOpen = open.has(name);
   let content = nothing;

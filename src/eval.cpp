@@ -202,7 +202,7 @@ struct recording
         count(term, BLACK, black, each);
     }
 
-    /// Says to which square a part of a score belongs that `note` adds without one.
+    /// Places a part of a score on a square; `note` adds the score itself.
     void place(evalTerm term, int colour, int square, combEval part) const
     {
         trace->squares[term][colour][square] += part;
@@ -846,8 +846,8 @@ TCONST combEval EVALKINGDIST[4] = {
 
 // clang-format on
 
-// A bad bishop: for each own blocked pawn on squares of the bishop's colour. Such a pawn stands in
-// its way for a long time.
+// A bad bishop: for each blocked pawn of its own on squares of its colour. Such a pawn is in its
+// way for a long time.
 TCONST combEval EVALTEST = X(-2, -11);
 
 // EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone. The
@@ -969,7 +969,8 @@ inline void evalPieces(const positionStruct* position, attackSums& sums, evalScr
 
         if constexpr (piece == KNIGHT || piece == BISHOP)
         {
-            // An outpost: no enemy pawn is ahead on a neighbouring file, so none can attack it.
+            // An outpost: no enemy pawn is ahead on a neighbouring file, so none can ever attack
+            // it.
             const u64 besides = passedPawnsMask[us][square] & isolatedPawns[square];
             if (contains(outpostMask[us], square) && !(besides & theirPawns))
             {
@@ -1253,7 +1254,7 @@ void evalKing(const positionStruct* position, const evalScratch& scratch, Trace&
 namespace
 {
 
-/// What evalKing says of one colour's king.
+/// What evalKing adds for one colour's king.
 template <int us> combEval dangerTo(const positionStruct* position)
 {
     evalTrace ignored{};
@@ -1266,8 +1267,8 @@ template <int us> combEval dangerTo(const positionStruct* position)
     return ignored.terms[termDanger][us];
 }
 
-/// Places the danger to one colour's king, which is no sum over the attackers. Each half is shared
-/// among the enemy pieces in proportion to what it falls by when a piece alone is off the board.
+/// Places the danger to one colour's king, which is not a sum over the attackers. Each half is
+/// divided among the enemy pieces, in proportion to how far it would fall without each of them.
 template <int us> void placeDanger(positionStruct* position, const recording& record)
 {
     constexpr int them = us ^ 1;
@@ -1295,7 +1296,7 @@ template <int us> void placeDanger(positionStruct* position, const recording& re
                        egHalf(danger) * egHalf(falls[square]) / std::max(egSum, 1)));
 }
 
-/// Places the terms that the evaluation knows as a whole only, and what no square has.
+/// Places the terms that the evaluation knows only as a whole, and what belongs to no square.
 void placeRest(positionStruct* position, const recording& record)
 {
     for (u64 pieces = allPieces(position); pieces;)

@@ -16,7 +16,7 @@
 
 void writeText(std::string_view text)
 {
-    // A failed write means that the reader has gone. Nothing is left to tell anyone, and the end
+    // A failed write means that the reader has gone. There is no one left to tell, and the end
     // of input is about to end the process.
     std::ignore = std::fwrite(text.data(), 1, text.size(), stdout);
     std::ignore = std::fflush(stdout);

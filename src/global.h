@@ -468,8 +468,9 @@ struct spinOption
 constexpr spinOption HASHOPTION = {"Hash", 256, 1, 32768}; // megabytes
 constexpr spinOption THREADSOPTION = {"Threads", 1, 1, 64};
 
-/// Settings of the engine and limits of a search; times in milliseconds. Written by the main
-/// thread, also while a search runs, and read by all: every word is relaxed.
+/// Settings of the engine and limits of a search; times in milliseconds. All threads read them. The
+/// main thread writes them, also while a search runs, and the searchers write elapsedTime: so every
+/// word is relaxed.
 struct engineStruct
 {
     relaxed<u64> nodeLimit;    // `go nodes`; only the tester build reads it

@@ -356,8 +356,8 @@ namespace
 
 /// Bytes that a table may take: the machine's memory or its control group's, less an eighth for
 /// everything else. A larger table could be allocated, since pages come only with their first use,
-/// but the system would end the process once it had used them. How much is free at the moment is
-/// not asked, because it changes from moment to moment.
+/// but the system would end the process once it had used them. How much memory is free is not
+/// asked, because it changes from moment to moment.
 u64 memoryForTable()
 {
     u64 memory = std::numeric_limits<u64>::max();
@@ -425,7 +425,7 @@ void useHugePages([[maybe_unused]] void* block, [[maybe_unused]] size_t size)
 #endif
 }
 
-/// The thread that touches the pages of a new table. It has a thread of its own because a large
+/// The thread that touches the pages of a new table. The main thread can't do it, because a large
 /// table takes seconds, and the protocol expects an answer sooner.
 class pageToucher
 {
@@ -563,8 +563,8 @@ void putHashTableEntry(u64 key, moveStruct move, i16 score, i8 depth, u8 bound, 
 
     // The walk stops at an empty entry, even if a later line holds this key. Without one, the entry
     // that is least worth keeping is replaced. Depth counts, because a deep result took longer to
-    // find. Each search of age costs as much as four plies of depth, since an old position is less
-    // likely to be reached again, and an exact bound is worth one ply more.
+    // find. Each search since the entry was last used costs it four plies of depth, since an old
+    // position is less likely to be reached again. An exact bound is worth one ply more.
     hashLine* const home = &hashTable[key & hashKeyMask];
     hashLine* target = home;
     int smallestKeep = 0;

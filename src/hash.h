@@ -199,7 +199,7 @@ constexpr size_t evalSlot(u64 key)
     return key & 0x3fff;
 }
 
-/// The entry of a pawn key, null when its slot holds another.
+/// The entry of a pawn key, null when its slot holds another one.
 inline pawnEntry* getPawnHashEntry(pawnHashTableStruct* table, u64 key)
 {
     pawnEntry& entry = table->entries[pawnSlot(key)];

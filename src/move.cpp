@@ -800,7 +800,7 @@ template <int us> struct pawnSteps
     static constexpr int left = us == WHITE ? 7 : -7;
     static constexpr u64 lastRank = us == WHITE ? 0xffULL << 56 : 0xffULL;
     static constexpr u64 doubleRank = us == WHITE ? 0xffULL << 24 : 0xffULL << 32;
-    // The file on which captures land that have wrapped around the side of the board.
+    // The file on which captures land if they have wrapped around the edge of the board.
     static constexpr u64 rightWrap = us == WHITE ? files[0] : files[7];
     static constexpr u64 leftWrap = us == WHITE ? files[7] : files[0];
 
@@ -1036,7 +1036,7 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
                          (knightAttackTable[king] & position->pieceBB[KNIGHT + them]);
     const bool doubleCheck = moreThanOne(checkers);
 
-    // The king is taken off the board for this: it can't hide from a slider in its own shadow.
+    // The king is taken off the board for this: it can't hide from a slider behind itself.
     const u64 withoutKing = occupied ^ bit(king);
     for (u64 targets = kingAttackTable[king] & ~position->pieceBB[us]; targets;)
     {
@@ -1047,7 +1047,7 @@ template <int us> void generateEvasions(int ply, moveStruct* moves, positionStru
         // NOLINTNEXTLINE(readability-suspicious-call-argument): king is its square
         *moves++ = packMove(king, to, KINDPLAIN, victim ? takes : kingFleesScore);
     }
-    // Nothing but a move of the king answers two checks at once.
+    // Only a king move answers two checks at once.
     if (doubleCheck || !checkers)
     {
         closeList(ply, moves, position);

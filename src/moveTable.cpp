@@ -145,7 +145,7 @@ u64 randomWord()
 /// A word with `bits` distinct random bits set.
 inline u64 drawBits(int bits)
 {
-    // A random word gives ten bit numbers of six bits each, from the top down.
+    // A random word gives ten six-bit numbers of bits, from the top down.
     u64 word = 0;
     u64 random = randomWord();
     int shift = 64;
@@ -189,9 +189,9 @@ int listSubsets(u8 square, u64 mask, u64 (*slowAttacks)(u8, u64), u64 (&subsets)
     return 1 << bits;
 }
 
-// The seeds of the generator for the squares of a rank, the first rank first. Any others would do
-// too, but not as fast: these were chosen because the search then rejects a tenth of the candidates
-// that it rejects without seeds.
+// The seeds of the generator for the squares of each rank, the first rank first. Others would work,
+// but more slowly: with these, the search rejects only a tenth of the candidates that it rejects
+// without seeds.
 // clang-format off
 constexpr u32 rookSeeds[8] = {
     467904739, 261014234, 69170229, 92825621, 556082870, 151814186, 159543925, 67135766,
@@ -256,8 +256,8 @@ void searchSlider(magicStruct (&lut)[64], sliderColumns& columns, u64* table,
         columns.attacks[square] = slice;
         columns.masks[square] = entry.mask;
 #ifdef QUILLON_PEXT
-        // In this build lookups extract bits instead, so the slice is filled once more, in that
-        // order. The multiplier is still found: one kind of start-up is simpler than two.
+        // In this build lookups extract bits instead, so the slice is filled again, in that order.
+        // The multiplier is still searched for: one kind of start-up is simpler than two.
         for (int i = 0; i < count; ++i) slice[_pext_u64(subsets[i], entry.mask)] = attacks[i];
 #endif
     }

@@ -15,7 +15,7 @@
 
 #include "global.h"
 
-// Zen 1 and 2 have the instruction that extracts bits, but it takes them twenty cycles and more. On
+// Zen 1 and 2 have the instruction that extracts bits, but need twenty cycles or more for it, so on
 // these two the multiplication is faster.
 #if defined(__BMI2__) && !defined(__znver1__) && !defined(__znver2__)
 #define QUILLON_PEXT
@@ -53,9 +53,9 @@ constexpr u64 files[8] = {0x0101010101010101, 0x0202020202020202, 0x040404040404
 extern u64 knightAttackTable[64];
 extern u64 kingAttackTable[64];
 extern u64 pawnAttackTable[2][64]; // [c][s]: from where a pawn of colour c attacks s
-extern u64 enpassantTable[64];  // from where a double-pushed pawn on s can be captured en passant
-extern u64 rookAttackAll[64];   // on an empty board
-extern u64 bishopAttackAll[64]; // on an empty board
+extern u64 enpassantTable[64];     // from where a pawn on s, just double-pushed, can be captured
+extern u64 rookAttackAll[64];      // on an empty board
+extern u64 bishopAttackAll[64];    // on an empty board
 extern magicStruct rookAttackLUT[64];
 extern magicStruct bishopAttackLUT[64];
 extern sliderColumns rookColumns; // only lookups that extract bits need them

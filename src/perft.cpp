@@ -228,8 +228,8 @@ void testFenPosition(i32 depth, std::string fen, i32 hashSizeMB, u32)
 // Interface without a caller
 //
 // For developers. In perftMt each thread takes jobs from one list and counts on a position of its
-// own. Pairs of moves make jobs that are small and many, so that no thread is left with a long one
-// at the end.
+// own. A job for each pair of moves makes many small jobs, so no thread is left with a long one at
+// the end.
 
 u64 perftRev(u8 ply, i32 depth, positionStruct* position)
 {

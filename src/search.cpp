@@ -144,8 +144,8 @@ void setPieces(const std::string& pieces, positionStruct* position)
 
 /// Sets the side to move, and in plies[0] the castling rights and the en passant square. A FEN
 /// names the square that the pawn has jumped over, the record the one that it has reached. The
-/// arithmetic between them is 8-bit: `rank` is the code of the digit, and its excess becomes a
-/// multiple of 256.
+/// arithmetic between them is 8-bit and relies on wrapping: `rank` is the character code of the
+/// digit, not its value.
 void setState(const std::string& side, const std::string& rights, const std::string& enPassant,
               positionStruct* position)
 {
@@ -228,7 +228,7 @@ void setPosition(std::string fen, positionStruct* position)
 bool exchangeHolds(int balance, u8 to, u64 occupied, size_t side, const positionStruct* position)
 {
     const u64* pieces = position->pieceBB;
-    // If a pawn takes the piece, that mostly settles the matter before lines are looked at.
+    // If a pawn can capture, that usually settles the exchange before sliders are looked up.
     if (balance < -seeValue[PAWN] && (pawnAttackTable[side][to] & pieces[PAWN + side]))
         return false;
     u64 attackers = (getBishopAttackTable(to, occupied) &
@@ -376,11 +376,11 @@ constexpr i8 LMP[5] = {2, 3, 5, 7, 9};
 // saves a square root at each move.
 i8 LMR[128][256];
 
-constexpr int PROBCUTMARGIN = 110;       // what a shallow search must exceed beta by
-constexpr int NULLDEEPENINGMARGIN = 100; // below beta, and IID still pays
+constexpr int PROBCUTMARGIN = 110;       // by how much a shallow search must exceed beta
+constexpr int NULLDEEPENINGMARGIN = 100; // how far below beta IID still pays
 
-// Both weights of a move are halved when one of them reaches this. It keeps old results from
-// outweighing new ones for ever, and 128 times a weight, which the ratio needs, within 32 bits.
+// When a weight reaches this, all weights are halved. This keeps old results from outweighing new
+// ones for ever, and 128 times a weight, which the ratio needs, within 32 bits.
 constexpr u32 HISTORYLIMIT = 131072;
 
 } // namespace
@@ -765,8 +765,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
 
     for (moveStruct* cursor = here.moveListStart; cursor <= here.moveListEnd; ++cursor)
     {
-        // The record of the child keeps the check of the last move that was made there, and
-        // getPVFromHashTable reads it. So after a check the next move is made in any case.
+        // The child's record keeps the check flag of the last move that was made there, and
+        // getPVFromHashTable reads it. So after a check the next move is always made.
         if (skipOrdering && !next.inCheck)
             while (cursor < here.moveListEnd && !filter.mayGiveCheck(*cursor, position)) ++cursor;
         if (!doNextMoveStaged(ply, cursor, position, skipOrdering)) continue;
@@ -796,8 +796,8 @@ int searchInnerNode(int ply, int depth, int alpha, int beta, positionStruct* pos
             (!hasExchange(*cursor) || seeAfter(*cursor, 0, position, next.capturedPiece)))
             newDepth = depth;
 
-        // Bad captures do not make the quiet moves after them later. In the PV only the moves after
-        // the good captures count, so that fewer are reduced.
+        // Bad captures don't count as moves, so the quiet moves after them aren't reduced more. In
+        // the PV only the moves after the good captures count, so that fewer are reduced.
         if (here.pickerStage != stageBadCaptures)
         {
             ++moveNumber;
@@ -1017,7 +1017,7 @@ constexpr i16 aspMatrix[16][5] = {
 
 // skipCnt[id % 16], skipAmount[id % 16]: the period in which a helper skips depths, and how many
 // depths it skips. Helpers that search ahead fill the table with moves for the depths to come. The
-// boss never skips, so row 0 serves only helper 16 and its like, on which it has no effect.
+// boss never skips, so only helpers 16, 32 and 48 read row 0, which makes them skip nothing.
 constexpr i32 skipCnt[16]    = {1, 2, 2, 3, 3, 3, 4, 4, 6, 3, 2, 2, 4, 5, 3, 2};
 constexpr i32 skipAmount[16] = {0, 1, 0, 1, 1, 0, 0, 2, 1, 3, 0, 2, 2, 1, 1, 0};
 // clang-format on
@@ -1579,8 +1579,8 @@ constexpr double UNKNOWNPLYFACTOR = 1.4;
 constexpr int UNKNOWNPLYMOVES = 30;
 
 /// Number of moves that the remaining time is split over, from a ply of the game on. Not monotonic,
-/// on purpose: the early middlegame gets the most. The number never gets small, since a game may
-/// always last longer.
+/// on purpose: moves of the early middlegame get a larger share than those right before and after
+/// it. The number never gets small, since a game may always last longer.
 struct movesLeftRow
 {
     int fromPly;
@@ -1875,7 +1875,8 @@ void worker::searchRootOld()
     aspirationWindow window(aspMatrix[id % 16]);
     bool goOn = true;
     do {
-        // Step 2. Helpers take turns in skipping a depth, a different one in each search.
+        // Step 2. Helpers take turns in skipping a depth; the turns shift after every second
+        // search.
         ++depth;
         if (!reporter)
         {

@@ -141,14 +141,15 @@ class quietCheckFilter
 /// move here; the engine passes 2 otherwise. After a stop the result means nothing.
 i16 alfabeta(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position, u8 nullAllowed);
 
-/// Resolves captures, queen promotions and checks at `depth` 0 and below. inCheck of `ply` is set.
+/// Resolves captures, queen promotions and checks at `depth` 0 and below. inCheck of `ply` must be
+/// set.
 i16 quiescence(u8 ply, int depth, i16 alpha, i16 beta, positionStruct* position);
 
 
 // Threads and root
 
 /// Where a thread waits for work, and where others wait for the thread. The search and the tuner
-/// use the same.
+/// both use it.
 class desk
 {
   public:
@@ -272,8 +273,8 @@ constexpr i32 ABANDONED = 2; // it writes nothing more
 ///
 ///   flag         | set by                                  | cleared by        | polled by
 ///   -------------|-----------------------------------------|-------------------|----------------
-///   stopSearch   | stop, quit, a late ponderhit, the hard  | startWorkForce    | every node, the
-///                | clock, each thread leaving its loop     |                   | root loop
+///   stopSearch   | stop, quit, endSearch, late ponderhit,  | startWorkForce    | every node, the
+///                | hard clock, threads leaving their loop  |                   | root loop
 ///   ponderSearch | go ponder                               | go, ponderhit     | both clocks
 ///   timeIsUp     | the soft clock, the boss at the end     | startWorkForce,   | ponderhit, the
 ///                |                                         | each worker       | soft clock
@@ -339,5 +340,5 @@ void setPositionG(std::string fen, positionStruct* position);
 /// Raises by 100 the score of each capture from `first` to the list's end that loses material.
 void updateSeeScore(u8 ply, moveStruct* first, const positionStruct* position);
 
-/// quiescence with a probe and a store of the table around its top node.
+/// quiescence, but its top node probes the table and stores its result there.
 i16 quiescenceHash(u8 ply, int depth, i16 low, i16 high, positionStruct* position);

@@ -216,8 +216,8 @@ void addTexelPosition(const texelPosStruct& record)
 namespace
 {
 
-/// Whether no process has a negative number, and none another number than rank 0. If one has, a
-/// message names it.
+/// Whether no process has a negative number, and all have the number of rank 0. If not, a message
+/// names one that differs.
 bool haveTheSame(double mine)
 {
     const std::vector<double> all = theTexelGroup->gather({mine});
@@ -963,7 +963,7 @@ bool readOrder(std::istream& words, texelOrderStruct& order)
 }
 
 /// Begins the state of a run: reads an old one, or keeps it under another name and saves a first
-/// one, because a run of days had better know at once whether it can write. Returns false, with a
+/// one, because a run of days should find out at once whether it can write. Returns false, with a
 /// message, if it can't.
 bool openState(const texelOrderStruct& order, texelPointStruct& at)
 {

@@ -251,9 +251,9 @@ extern std::vector<std::string> texelSelection;
 /// Milliseconds after which a run is saved within a pass; it is also saved after each pass.
 extern i64 texelSaveInterval;
 
-/// The command `texel` with its words: names of tables, and options, of which a wrong one gets a
-/// list. `workers` is their number in each process if the words give none. Returns false, with a
-/// message, if nothing could be tuned.
+/// The command `texel` with its words: names of tables, and options; a wrong option prints the list
+/// of all. `workers` is the number of workers in each process if the words give none. Returns
+/// false, with a message, if nothing could be tuned.
 bool tuneTexel(std::istream& words, i32 workers);
 
 /// Sets every tuned element of a table to 0, to see whether tuning restores it. Returns false if no

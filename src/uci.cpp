@@ -272,7 +272,7 @@ std::string readWordsUntil(std::istream& stream, const std::string& last)
     return words;
 }
 
-/// The value of an option that is a number, forced into the option's range.
+/// The value of an option that is a number, clamped to the option's range.
 int readSpin(const std::string& value, const spinOption& option)
 {
     return std::clamp(std::stoi(value), option.least, option.greatest);

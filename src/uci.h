@@ -30,8 +30,8 @@ void UCIposition(std::istream& stream);
 /// ends there and the search starts with the limits read so far.
 void UCIgo(std::istream& stream);
 
-/// "name N value V". Hash and Threads take a number: beyond the option's range it is forced into
-/// the range, and a value that is not a number throws std::invalid_argument or std::out_of_range.
+/// "name N value V". Hash and Threads take a number, which is clamped to the option's range; a
+/// value that is not a number throws std::invalid_argument, one beyond 32 bits std::out_of_range.
 /// Unknown names are ignored.
 void UCIsetoption(std::istream& stream);
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Conversations with the engine at awkward moments: commands during a search, the end of the
-// process, odd limits, odd bytes. They run in the optimised build and, with fewer rounds, under the
-// sanitizers. talk.mjs also checks every line of each search. The expectations come from the
-// protocol and the README. Random moments and choices come from a fixed seed; QUILLON_SEED changes
+// process, odd limits, stray bytes. They run in the optimised build and, with fewer rounds, under
+// the sanitizers. talk.mjs also checks every line of each search. The expectations come from the
+// protocol and docs/uci.md. Random moments and choices come from a fixed seed; QUILLON_SEED changes
 // it.
 
 import assert from 'node:assert/strict';
@@ -207,7 +207,7 @@ conversation('a hash table that is too large is reported with the size used', as
 }, { memory: 200 });
 
 conversation('ucinewgame answers readyok, and so does the isready right after it', async (talk) => {
-  // A ThreadSanitizer build needs four times the table to clear it.
+  // A ThreadSanitizer build needs four times the size of the table to clear it.
   for (const size of forBuild([1, 256, 1024], [1, 256, 1024], [1, 256])) {
     talk.send(`setoption name Hash value ${size}`, 'position startpos');
     await talk.go('depth 6', silent);
@@ -234,7 +234,7 @@ conversation('stop and ponderhit without a search do and say nothing', async (ta
     talk.send(command);
     await talk.ready();
     await talk.go('movetime 30');
-    // A ponder search that starts later isn't hit by an earlier ponderhit.
+    // An earlier ponderhit doesn't affect a ponder search that starts later.
     talk.send(command, 'go ponder wtime 100 btime 100');
     await talk.silence(200);
     talk.send('stop');
@@ -293,15 +293,15 @@ conversation('odd limits of go give a legal move', async (talk) => {
     ]) {
       await talk.go(words);
     }
-    // A negative depth ends after the first iteration. Nothing is read after a number that can't be
-    // read, and the search starts all the same.
+    // A search with a negative depth ends after the first iteration. After an invalid number the
+    // rest of the line is ignored, and the search still starts.
     for (const words of ['depth -1 movetime 100', `depth ${least}`, `movetime ${most} depth 3`,
       `${clocks(most)} movestogo ${most} depth 3`, 'nodes 99999999999 depth 2', 'depth 3 wtime',
       'depth 3 movetime x infinite', 'depth 2 nodes -1 x y',
     ]) {
       await talk.go(words, silent);
     }
-    // No limit: a depth of 0 is none.
+    // A depth of 0 is not a limit.
     for (const words of ['depth 0', 'movetime 0', 'movetime 0 depth 0', 'depth 1000',
       `depth ${most}`, 'nodes 1', 'nodes 99999999999', 'mate 1',
       'infinite depth 2 movetime 10 wtime 10', `${clocks(most)} movestogo ${most}`,

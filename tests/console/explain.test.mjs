@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// quillon_explain as people and programs ask it: its JSON adds up, compares, and says what is wrong
-// with a FEN.
+// quillon_explain, with text for people and JSON for programs: its numbers add up, it compares
+// positions, and it says what is wrong with a FEN.
 
 import assert from 'node:assert/strict';
 import { spawnSync } from 'node:child_process';
@@ -26,10 +26,10 @@ function ask(lines) {
 const random = randomNumbers();
 const games = [200, 200].flatMap((count) => randomGame(random, count).fens);
 const positions = [...signaturePositions(), ...games, '4k3/8/8/8/8/8/8/4KB2 w - -'];
-// Two of the signature can't be played on.
+// Two positions of the signature are unplayable.
 const answers = ask(positions).filter(({ error }) => !error);
 const sum = (parts, key) => parts.reduce((total, part) => total + part[key], 0);
-/** Expects that numbers are equal, but for the rounding of so many. */
+/** Expects that numbers are equal, apart from the rounding of `count` numbers. */
 function near(a, b, count = 1) {
   assert.ok(Math.abs(a - b) < 0.0051 * (count + 1), `${a} and ${b}`);
 }
@@ -64,7 +64,7 @@ test('squares add up to terms, these to groups and the total, whose blend is the
   assert.ok(answers.some(({ isDraw }) => isDraw));
 });
 
-test('a sentence names the piece on its square, and no place is left open', () => {
+test('a sentence names the piece and its square, and no placeholder is left', () => {
   const names = { p: 'pawn', n: 'knight', b: 'bishop', r: 'rook', q: 'queen', k: 'king' };
   for (const { fen, terms } of answers) {
     const rows = fen.split(' ')[0].replace(/\d/g, (count) => ' '.repeat(count)).split('/');

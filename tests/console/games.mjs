@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Whole games of the engine under test: players, and the part of a move's time that the machine
-// costs.
+// Whole games of the engine under test: players, and the part of a move's time that is due to the
+// machine.
 
 import assert from 'node:assert/strict';
 import { monitorEventLoopDelay } from 'node:perf_hooks';

@@ -16,7 +16,7 @@ const firstLook = 200;
 const longestGame = 80;
 const threadsWhileLooking = 2;
 
-// The words after `go`, and the command after it, if any. A number of nodes is no limit.
+// The words after `go`, and the command after it, if any. A number of nodes is not a limit.
 const kinds = [
   { words: () => 'movetime 1' },
   { words: (random) => `depth ${1 + Math.floor(random() * 6)}` },

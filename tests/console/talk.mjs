@@ -241,7 +241,7 @@ export class Talk extends Engine {
     return { lines, depth: Number(said), count: Number(count) };
   }
 
-  // Checks that `perft` counts right in the position that was sent last, or as in another one.
+  // Checks that `perft` counts correctly in the last position sent, or as in another one.
   async checkPerft(depth, position = this.position) {
     assert.equal((await this.perft(depth)).count, leaves(position, depth), position);
   }

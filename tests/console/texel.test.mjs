@@ -89,7 +89,7 @@ conversation('help does not mention it, and the command zero is unknown', async 
 });
 
 test('the tuning build clears and tunes the named tables and prints them', async (t) => {
-  // White wins one game and draws one. That is a share of 3/4, which the tempo is worth at 111.
+  // White wins one game and draws one: a share of 3/4, which a tempo of 111 predicts.
   const games = line(start, '1-0') + line(start, '1/2-1/2');
   const talk = await startBeside(t, games, { file: tunePath });
   assert.deepEqual(await talk.reply('zero EVALTEMPO EVALNOSUCH'), ['No table is named EVALNOSUCH']);

@@ -272,8 +272,8 @@ struct Entry
     Bound bound = noBound;
 };
 
-// The table loses nothing: the compared searches are so small that the engine's keeps all they
-// need, too.
+// The model's table keeps every entry. The compared searches are so small that the engine's table
+// also keeps all that they need.
 using Table = std::unordered_map<std::uint64_t, Entry>;
 
 std::string moveText(const Move& move, int side);

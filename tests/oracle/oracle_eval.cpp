@@ -481,7 +481,8 @@ class Model
         const Set theirPawns = of(them, pawn);
         if (type == knight || type == bishop)
         {
-            // On the fourth to sixth rank, where no pawn on a neighbour file can still chase it.
+            // On the fourth to sixth rank, where no pawn on a neighbouring file can still drive it
+            // away.
             const int rank = ownRank(us, s);
             if (rank >= 3 && rank <= 5 && !(aheadOnThreeFiles(us, s) & ~wholeFile(s) & theirPawns))
                 credit("outpost", us, outpost[index - 1][has(attackedBy(us, pawn), s)]);

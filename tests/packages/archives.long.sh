@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 #
 # The archives as users get them: unpacked, and the engine run from another folder, by an emulator
-# if it is for another processor or system. Each engine holds whole conversations through a pipe,
-# counts leaves correctly, and searches exactly the same nodes.
+# if it is for another processor or system. Each engine answers commands through a pipe, counts
+# leaves correctly, and searches exactly the same nodes.
 set -euo pipefail
 # shellcheck source=tests/packages/support.sh
 . "$(dirname "${BASH_SOURCE[0]}")/support.sh"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# The Debian package: its files, in Debian's places, its dependencies and its hardening; lintian
+# The Debian package: its files, in Debian's folders, its dependencies and its hardening; lintian
 # finds nothing. package.debian.long installs it in a fresh Debian.
 set -euo pipefail
 # shellcheck source=tests/packages/support.sh

@@ -5,7 +5,7 @@
 # $work that is removed at the end. A test ends with `exit $status`.
 
 cd "${QUILLON_SOURCE_DIR:?is set by CTest}" || exit 1
-# What CTest was started by must not reach a build that is tested.
+# Settings of the build that runs CTest must not reach a build under test.
 unset MAKEFLAGS MAKELEVEL MFLAGS CXX DESTDIR
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

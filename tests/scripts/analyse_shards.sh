@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Shards by GNU parallel give what one engine gives.
+# Shards run by GNU parallel give the same results as one engine.
 exec "$QUILLON_SOURCE_DIR/dev/analyse-shards" 6 10

@@ -11,7 +11,7 @@ import { GameTree } from '../../tools/lib/game-tree.mjs';
 import { csvRows, lastGame } from '../../tools/lib/results.mjs';
 import { checkUse, fake, file, linesOf, pause, read, root, run, until } from './support.mjs';
 
-/** Games of different lengths, so that the workers don't finish in their order. */
+/** Games of different lengths, so that they are not finished in order. */
 const moves = ['1. e4 e5 2. Nf3 Nc6 3. Bb5', '1. d4', '1. c4 c5 2. g3', '', '1. Nf3 d5'];
 const games = Array.from({ length: 7 }, (_, i) => {
   return `[Event "x"]\n[White "W, ${i + 1}"]\n\n${moves[i % moves.length]} 1-0\n\n`;
@@ -25,7 +25,7 @@ function analyse(args, { program = fake(), ...how } = {}) {
 const done = { status: 0, out: '', err: '' };
 const failed = (message) => ({ status: 1, out: '', err: `analyse: ${message}\n` });
 
-/** Analyses the games to a file, and returns its name. */
+/** Writes the analysis of the games to a file, and returns its name. */
 async function analyseTo(name, ...args) {
   assert.deepEqual(await analyse(['--workers', '1', '--out', file(name), ...args, pgn]), done);
   return file(name);
@@ -185,7 +185,7 @@ test('CSV has a row per position; texts are quoted where they have to be', () =>
   ].join('\n'));
 });
 
-test('--progress says how far it is, at once and at the end', async () => {
+test('--progress reports how much is done, at once and at the end', async () => {
   const out = file('progress.csv');
   const { err } = await analyse(['--progress', '--workers', '1', '--out', out, pgn]);
   const lines = linesOf(err);
@@ -212,7 +212,7 @@ test('the input is read no further than a few games ahead', async (t) => {
   assert.ok(taken < 50, `${taken} of 500 games`);
 });
 
-test('wrong use of files of results gives one line', async () => {
+test('wrong use of result files gives one line', async () => {
   const epd = file('x.epd', '4k3/8/8/8/8/8/8/R3K3 w - -\n');
   await checkUse([
     ['analyse', ['--out', file('x.txt'), pgn], 2, /a name that ends in \.pgn, \.jsonl or \.csv/],

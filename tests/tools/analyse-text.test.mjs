@@ -37,7 +37,7 @@ test("scores become White's, and mates of Quillon are counted as usual", () => {
   }
 });
 
-// The win % are those of a pocket calculator.
+// The win % were computed with a pocket calculator.
 test('scores have a text and a win %', () => {
   for (const [score, text, win] of [
     [{ cp: 0 }, '0.00', 50], [{ cp: 20 }, '+0.20', 51.8402], [{ cp: 100 }, '+1.00', 59.1026],
@@ -83,7 +83,7 @@ test('the end of a game has a reason; draws that must be claimed count on reques
 
 const rook = '4k3/8/8/8/8/8/8/R3K2R w KQ -';
 
-test('a record is a position and operations, whose texts may hold anything but quotes', () => {
+test('a record is a position and operations, whose texts may contain anything but quotes', () => {
   const { fen, operations } = parseEpd(
     `${rook} bm O-O Ra8+; id "a; b (c)"; c0 ""; hmvc 7; fmvn 40; ce -30`,
   );

@@ -41,7 +41,8 @@ test("mates are counted in moves, from White's view", async () => {
 test('with --lines a position has several lines, each with score, depth and moves', async () => {
   const { status, out } = await analyseBy(fake(), ['--json', '--lines', '2', 'startpos']);
   assert.equal(status, 0);
-  // The fake engine likes the position of every mover, so it dislikes all moves but the first.
+  // The fake engine scores every position well for the side to move, so all moves but the first
+  // look bad.
   assert.deepEqual(JSON.parse(out).lines, [
     { rank: 1, depth: 12, score: { cp: 10 }, moves: ['a2a3'], san: ['a3'] },
     { rank: 2, depth: 13, score: { cp: -10 }, moves: ['a2a4', 'b8c6'], san: ['a4', 'Nc6'] },
@@ -158,7 +159,7 @@ test('reports to a depth are the same each time, whatever they are written as', 
   checkReport(readGame(game), rows, report);
 });
 
-/** Fails unless a report follows from the rows, but for its sentences. */
+/** Fails unless a report, apart from its sentences, follows from the rows. */
 function checkReport(tree, rows, report) {
   const expected = JSON.parse(JSON.stringify(makeReport(tree, rows)));
   for (const move of report.moves) move.reason = null;

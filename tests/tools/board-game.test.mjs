@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The board's parts that need no browser: what it asks of the rules, scores, clocks, and what the
-// engine and the evaluation's program are told.
+// The parts of the board that need no browser: rules, scores, clocks, and what it sends to the
+// engine and to quillon_explain.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
@@ -37,7 +37,7 @@ test('a FEN may lack its counters; an impossible one is refused with the reason'
   }
 });
 
-test('every end by the rules is seen', () => {
+test('every end of a game by the rules is recognised', () => {
   // Sam Loyd's stalemate in ten moves.
   const loyd = 'e3 a5 Qh5 Ra6 Qxa5 h5 Qxc7 Rah6 h4 f6 Qxd7+ Kf7 Qxb7 Qd3 Qxb8 Qh7 Qxc8 Kg6 Qe6';
   const back = 'Nf3 Nf6 Ng1 Ng8';
@@ -65,14 +65,14 @@ test('an engine gets the moves since the last irreversible one, so it sees repet
   assert.deepEqual(positionAt(new GameTree().root), { fen: startFen, moves: [] });
 });
 
-test('lines are numbered as people number them and end where they make no sense', () => {
+test('lines are numbered as people number them and end before an illegal move', () => {
   const text = (moves, line) =>
     readLine(after(moves).fen, line).map(({ number, san }) => `${number}${san}`).join(' ');
   assert.equal(text('e4 e5 Nf3', ['b8c6', 'f1b5', 'a7a6']), '2...Nc6 3.Bb5 a6');
   assert.equal(text('e4 e5', ['g1f3', 'b8c6', 'a1a1']), '2.Nf3 Nc6');
 });
 
-test('what a line ends with is not counted while it can be captured back', () => {
+test('captures at the end of a line do not count while they can be recaptured', () => {
   const end = (moves, line) => quietEnd(readLine(after(moves).fen, line))?.split(' ')[0] ?? null;
   // The knight on e5 can be captured, the pawn on e5 can't.
   const [before, open] = ['r1bqkbnr/pppp1ppp/2n5/4p3/4P3/5N2/PPPP1PPP/RNBQKB1R', 'f3e5'];
@@ -89,7 +89,7 @@ test('moves are typed in any usual way', () => {
   for (const text of ['', 'Ke5', 'hello']) assert.equal(readTyped(fen, text), null);
 });
 
-test('captured pieces are counted; a promoted pawn is none', () => {
+test('captured pieces are counted; a promoted pawn is not one', () => {
   assert.deepEqual(capturedOf(startFen), { w: [], b: [], lead: 0 });
   const { fen } = after('e4 d5 exd5 Qxd5');
   assert.deepEqual(capturedOf(fen), { w: ['p'], b: ['p'], lead: 0 });
@@ -114,7 +114,7 @@ test('scores are shown from White\'s view', () => {
   }
 });
 
-test('a clock counts the mover down, adds the increment and stands still when stopped', () => {
+test("a clock counts down the mover's time, adds the increment, and can be stopped", () => {
   let now = 0;
   const clock = new Clock({ base: 60000, increment: 2000 }, () => now);
   now = 5000;
@@ -170,7 +170,7 @@ test('an engine is told nothing but positions, moves and limits', async () => {
   await session.end();
 });
 
-test('a search that is begun again has the time that is left', () => {
+test('a search that starts over has the remaining time', () => {
   assert.equal(goOf({ kind: 'movetime', movetime: 1000 }, 'w', 300), 'movetime 700');
   assert.equal(goOf({ kind: 'movetime', movetime: 1000 }, 'w', 5000), 'movetime 10');
   const clock = { kind: 'clock', wtime: 9000, btime: 8000, winc: 1, binc: 2 };

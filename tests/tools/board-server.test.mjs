@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The board's server under hostile and unlucky conditions: foreign pages, odd requests, odd
-// messages, too many tabs, tabs that are silent or don't listen, engines that end or hang, ports
-// that are taken, signals.
+// The board's server under hostile and unlucky conditions: foreign pages, invalid requests and
+// messages, too many tabs, tabs that are silent or don't read, engines that end or hang, ports that
+// are taken, signals.
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
@@ -39,7 +39,7 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
 
 const quick = fakeEngine('quick');
 const boards = [];
-/** For tests that wait for an end. */
+/** For tests that wait for something to end. */
 const limited = { timeout: 60000 };
 
 async function start(settings = {}) {
@@ -110,7 +110,7 @@ class Client {
     this.send({ type: 'search', id, fen: startFen, moves: [], limits, lines });
   }
 
-  /** The first message for which a condition holds, also one that has come before. */
+  /** The first message, received already or later, for which a condition holds. */
   async until(condition, what) {
     for (;;) {
       const found = this.received.find(condition);
@@ -183,7 +183,7 @@ test('only the files of the page are given out', async () => {
   }
 });
 
-test('nothing is taken by POST, however long', async () => {
+test('POST requests are refused, however long', async () => {
   const { status, headers } = await ask('/', { method: 'POST', body: 'x'.repeat(1000) });
   assert.equal(status, 405);
   assert.equal(headers.connection, 'close');
@@ -209,7 +209,7 @@ test('a search is answered once', async () => {
   const client = await Client.open();
   client.search(5, { kind: 'depth', depth: 1 });
   assert.equal((await client.best(5)).move, 'e2e4');
-  // Time for an answer too many.
+  // Time for an extra answer to arrive.
   await pause(100);
   assert.deepEqual(client.answers, [5]);
   await client.end();
@@ -234,7 +234,7 @@ test('on a host other than the loopback address everything needs the secret', as
   await client.end();
 });
 
-test('nonsense is answered with an error and never reaches the engine', async () => {
+test('an invalid message is answered with an error and never reaches the engine', async () => {
   const client = await Client.open();
   for (const text of [
     'nonsense',
@@ -267,7 +267,7 @@ test('a message that is too long or binary ends the connection', limited, async 
     [1000, ({ socket }) => socket.close(1000)],
   ]) {
     const client = await Client.open();
-    // The longest that it may send, and no message all the same.
+    // The longest text that it may send, but not a valid message.
     client.socket.send(' '.repeat(16384));
     await client.until(({ type }) => type === 'error', 'an answer');
     act(client);
@@ -297,11 +297,11 @@ test('a tab that answers no pings loses its engine, one that does keeps it', lim
   const pinged = clients.map(({ socket }) => new Promise((resolve) => socket.on('ping', resolve)));
   t.mock.timers.tick(1000);
   await Promise.all(pinged);
-  // Its pong has gone before.
+  // Its pong was sent before this.
   answering.search(1);
   await answering.best(1);
   t.mock.timers.tick(1000);
-  // The code for a connection that ends without a word.
+  // The code for a connection that ends without a close message.
   assert.equal(await silent.closed, 1006);
   await until(() => strict.sessions.size === 1, 'the end of one session');
   answering.search(2);
@@ -321,7 +321,7 @@ test('a tab that does not read loses its engine', async () => {
   await client.end();
 });
 
-test('there is a limit of tabs, and room again when one is closed', async () => {
+test('the number of tabs is limited, and a closed tab makes room for another', async () => {
   const small = await start({ mostSessions: 2 });
   const at = small.port;
   const clients = [await Client.open(at), await Client.open(at)];
@@ -416,7 +416,7 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
   await none.end();
 });
 
-test('an engine that keeps ending is given up, and tried again when asked', async () => {
+test('an engine that keeps ending is not restarted until the page asks for it', async () => {
   const weak = fakeEngine('weak', 'process.exit(3)');
   const engines = [weak, quick].map(({ file: one }) => ({ name: one, file: one }));
   const { port: at } = await start({ file: weak.file, engines });
@@ -427,7 +427,7 @@ test('an engine that keeps ending is given up, and tried again when asked', asyn
   client.send({ type: 'restart' });
   const failures = () => client.received.filter(({ state }) => state === 'failed').length;
   await until(() => failures() === 2, 'another try');
-  // Another one hasn't ended before.
+  // The other engine has not ended yet.
   client.send({ type: 'options', hash: 16, threads: 1, engine: 1 });
   const other = await client.until(({ engine, name }) => engine === 1 && name, 'the other engine');
   assert.equal(other.state, 'ready');
@@ -461,7 +461,7 @@ test('an engine that freezes is replaced and its search goes on', limited, async
   await client.end();
 });
 
-test('wrong usage and what cannot be done get one line and a status', async () => {
+test('wrong usage and impossible requests get one line and a status', async () => {
   const { out } = await run('board', ['--help']);
   for (const name of ['engine', 'port', 'host', 'hash', 'threads', 'open', 'export']) assert.ok(out.includes(name));
   await checkUse([

@@ -41,7 +41,7 @@ test.after(async () => {
   assert.equal(server.exitCode, 0);
 });
 
-/** A test with a tab of its own, in which nothing may go wrong unseen. */
+/** A test with its own tab, which fails on any error that the page reports. */
 function tabTest(name, act, settings = {}) {
   test(name, { timeout: 60000 }, async () => {
     const context = await browser.newContext({
@@ -69,7 +69,7 @@ function tabTest(name, act, settings = {}) {
       await act(await open(), { open, context });
       assert.deepEqual(faults, []);
     } catch (error) {
-      // What the page has complained of is nearer to the cause.
+      // The page's own errors are closer to the cause.
       throw faults.length ? new Error(faults.join('; '), { cause: error }) : error;
     } finally {
       await context.close();
@@ -176,7 +176,7 @@ function engines() {
 /** Processor time of a process, in ticks. */
 const ticksOf = (pid) => Number(fieldsOf(pid)[11]) + Number(fieldsOf(pid)[12]);
 
-/** Settles when a process has come to rest. */
+/** Settles when a process is idle. */
 async function untilIdle(pid) {
   await until(async () => {
     const before = ticksOf(pid);
@@ -213,7 +213,7 @@ tabTest('pieces are dragged and clicked, legal targets shown, and answered', asy
   await waitMoves(page, 2);
 });
 
-tabTest('castling by drag takes the rook along, en passant takes the pawn away', async (page) => {
+tabTest('castling by drag also moves the rook, en passant removes the pawn', async (page) => {
   await setFen(page, '4k3/8/8/8/4p3/8/3P4/4K2R w K - 0 1');
   await click(page, 'd2', 'd4');
   await drag(page, 'e4', 'd3');
@@ -221,11 +221,11 @@ tabTest('castling by drag takes the rook along, en passant takes the pawn away',
   await drag(page, 'e1', 'g1');
   await until(async () => (await pieceOn(page, 'f1').count()) === 1, 'the rook to come along');
   await seeMoves(page, 'd4', 'exd3', 'O-O');
-  // For the reader of a screen.
+  // For screen readers.
   await see(page, '#last-move', 'White castles kingside');
 });
 
-tabTest('a promotion asks for the piece and can be called off', async (page) => {
+tabTest('a promotion asks for the piece and can be cancelled', async (page) => {
   await playFrom(page, '8/P6k/8/8/8/8/8/K7 w - - 0 1');
   await drag(page, 'a7', 'a8');
   await page.locator('.promotion-dialog-button-group').nth(3).waitFor();
@@ -272,7 +272,7 @@ tabTest('the person can be Black: the board turns and the engine begins', async 
   await until(isTurned, 'a turned board');
 });
 
-tabTest('"move now" ends the thinking and plays', async (page) => {
+tabTest('"move now" makes the engine play at once', async (page) => {
   await newGame(page, { pace: 'time', fields: { seconds: '3000' } });
   await click(page, 'd2', 'd4');
   await see(page, '#status', 'is thinking');
@@ -339,7 +339,7 @@ tabTest('a killed engine is started again and the search goes on', async (page) 
   await until(() => engines().length === 1 && engines()[0] !== pid, 'another engine');
   await untilBusy(engines()[0]);
   await see(page, '#lines .line', /^1\. ?\S+/);
-  // One that owes a move gives it after all.
+  // An engine that is killed while it thinks about its move still plays one.
   await newGame(page, { pace: 'time', fields: { seconds: '2' } });
   await click(page, 'e2', 'e4');
   const [other] = engines();
@@ -353,7 +353,7 @@ tabTest('two tabs have two games and engines, which end with them', async (page,
   await until(() => engines().length === 2, 'two engines');
   await newGame(page);
   await newGame(other, { side: 'b' });
-  // A browser slows a page down that nobody sees.
+  // A browser slows down a page that is not visible.
   await page.bringToFront();
   await click(page, 'a2', 'a4');
   await waitMoves(page, 2);
@@ -381,7 +381,7 @@ const shapeOf = (text) => {
   return shape(readGame(text).root);
 };
 
-tabTest('a game is a tree: read, gone through, changed and given back', async (page, { context }) => {
+tabTest('a game is loaded, stepped through, changed and exported as a tree', async (page, { context }) => {
   await loadPgn(page, pgn);
   await waitMoves(page, 33);
   await see(page, '#player-bottom .name', 'Morphy');
@@ -395,7 +395,7 @@ tabTest('a game is a tree: read, gone through, changed and given back', async (p
   await page.mouse.wheel(0, 100);
   await until(async () => (await pieceOn(page, 'g4').count()) === 1, 'the next move by wheel');
 
-  // Another move becomes a variation, which gets a mark and a comment, and becomes the main line.
+  // A different move starts a variation, which gets a mark and a comment and becomes the main line.
   await page.keyboard.press('ArrowLeft');
   await type(page, 'exd4');
   await page.locator('#moves').focus();
@@ -451,13 +451,13 @@ tabTest('bad FEN and PGN get a clear message and the game stays', async (page) =
   await type(page, 'Ke5');
   await see(page, '.message', 'Ke5 is not a legal move');
   assert.deepEqual(await movesOf(page), before);
-  // What is legal before a wrong move is kept.
+  // The legal moves before an illegal one are kept.
   await loadPgn(page, '1. e4 e5 2. Ke3');
   await see(page, '.message', 'Line 1, column 13: 2. Ke3 is not a legal move');
   await seeMoves(page, 'e4', 'e5');
 });
 
-tabTest('games come by link, paste, drop and from a list', async (page, { open }) => {
+tabTest('games are loaded by link, paste, drop and from a list', async (page, { open }) => {
   const fen = '4k3/8/8/8/8/8/8/R3K3 w Q - 0 1';
   const linked = await open(`#fen=${fen.replaceAll(' ', '_')}`);
   assert.equal(await textOf(linked, '#fen'), fen);
@@ -488,7 +488,7 @@ tabTest('games come by link, paste, drop and from a list', async (page, { open }
   await seeMoves(page, 'b3');
 });
 
-tabTest('a file of many games has them in a list that grows and is filtered', async (page) => {
+tabTest('a file of many games opens a list that grows and can be filtered', async (page) => {
   const games = Array.from({ length: 450 }, (_, i) => `[White "No. ${i}"]\n\n1. e4 {${'x'.repeat(99)}} *\n`);
   await page.click('#exchange');
   await page.setInputFiles('#file', file('many.pgn', games.join('\n')));
@@ -506,7 +506,7 @@ tabTest('a file of many games has them in a list that grows and is filtered', as
   await see(page, '#games', '445 of 450');
 });
 
-tabTest('a position is put together in the editor', async (page) => {
+tabTest('a position is set up in the editor', async (page) => {
   await page.keyboard.press('e');
   await page.click('#edit-clear');
   await page.click('#edit-set');
@@ -522,7 +522,7 @@ tabTest('a position is put together in the editor', async (page) => {
   assert.equal(await textOf(page, '#fen'), '4k3/8/8/8/8/8/8/R3K3 b Q - 0 1');
 });
 
-tabTest('the keyboard is enough: typed moves, arrows, variations, dialogs', async (page) => {
+tabTest('the keyboard alone is enough: typed moves, arrows, variations, dialogs', async (page) => {
   await page.click('#mode-analyse');
   await page.click('#go');
   await page.focus('#typed');
@@ -545,7 +545,7 @@ tabTest('the keyboard is enough: typed moves, arrows, variations, dialogs', asyn
   await page.focus('#moves');
   await page.keyboard.press('ArrowUp');
   assert.match(String(await current()), /^e4/);
-  // Keys go to the page again as soon as a dialog is closed, in whatever way.
+  // Keys go to the page again as soon as a dialog is closed, by whatever means.
   const isTurned = async () => (await pointOf(page, 'e8'))[1] > (await pointOf(page, 'e1'))[1];
   for (const [key, id, close] of [['?', 'keys', 'Escape'], ['s', 'settings', 'Escape'], ['n', 'new-game', '']]) {
     await page.keyboard.press(key);
@@ -567,7 +567,7 @@ tabTest('the keyboard is enough: typed moves, arrows, variations, dialogs', asyn
   await page.locator('#move-more:focus').waitFor();
 });
 
-tabTest('all that can be used has a name, and the board can be read', async (page, { context }) => {
+tabTest('controls have names, and a screen reader can read the board', async (page, { context }) => {
   await loadPgn(page, '1. e4 e5 (1... c5 {Sicilian}) 2. Nf3');
   await waitMoves(page, 3);
   await page.click('#last');
@@ -738,7 +738,7 @@ tabTest('arrows and circles are drawn by the right button and go with the positi
   }
 });
 
-test('a page whose server was away goes on when it is back', { timeout: 60000 }, async () => {
+test('a page goes on when its server is back', { timeout: 60000 }, async () => {
   const settings = { file: engine, hash: 16, threads: 1 };
   let board = await startBoard({ ...settings, port: 0 });
   const page = await browser.newPage();
@@ -757,12 +757,12 @@ test('a page whose server was away goes on when it is back', { timeout: 60000 },
   }
 });
 
-tabTest('a clock runs for both sides and a side whose time is over loses', async (page) => {
+tabTest('both sides have a clock, and a side that runs out of time loses', async (page) => {
   await page.clock.install();
   await newGame(page, { pace: 'clock', fields: { minutes: '1', increment: '2' } });
   assert.equal(await page.textContent('#player-bottom .clock'), '1:00');
   await page.clock.fastForward(5000);
-  // Nobody's time runs before the first move.
+  // The clocks start with the first move.
   assert.equal(await page.textContent('#player-bottom .clock'), '1:00');
   await click(page, 'e2', 'e4');
   await until(async () => (await movesOf(page)).length === 2, 'an answer');

@@ -22,7 +22,7 @@ const script = doc('connect/quillon-pychess.sh');
 fs.symlinkSync(path.resolve(enginePath), file('quillon'));
 const env = { ...process.env, PATH: `${folder}:${process.env.PATH}`, HOME: folder };
 
-/** Fails with the name of the Debian package that brings a program. */
+/** Fails with the name of the Debian package that provides a program. */
 function need(program, debianPackage) {
   assert.ok(fs.existsSync(program), `please install the Debian package ${debianPackage}`);
   return program;

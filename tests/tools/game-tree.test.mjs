@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Games as trees: PGN in and out, what people do with variations, what is said of wrong text.
+// Games as trees: reading and writing PGN, editing variations, messages about invalid text.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -11,7 +11,7 @@ import {
 } from '../../tools/lib/game-tree.mjs';
 import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 
-/** A tree without what links it: what has to survive. */
+/** A tree without its links: what saving must preserve. */
 function shapeOf({ children, san, before, comment, nags, clock, elapsed, score, commands }) {
   const own = { san, before, comment, nags, clock, elapsed, score, commands };
   return { ...own, children: children.map(shapeOf) };
@@ -74,7 +74,7 @@ function makeGame(random) {
     children: [],
   });
 
-  /** Writes what stands after a move: glyphs and comments. */
+  /** Writes the glyphs and comments after a move. */
   const annotate = (node) => {
     while (chance(0.25) && node.nags.length < 3) {
       const nag = Math.floor(random() * 160);
@@ -265,7 +265,7 @@ test('main lines are read: comments, NAGs, variations, stray numbers, any start,
   assert.deepEqual(tags, { Event: 'one [two] {three}', White: 'a "b" c' });
 });
 
-test('what stands in an odd place finds its move', () => {
+test('comments and glyphs in odd places go to the right move', () => {
   for (const [text, saved] of [
     ['1. e4 (1. d4 1-0) e5 *', '1. e4 (1. d4) 1... e5 *'],
     ['1. e4 ({x}) e5', '1. e4 {x} 1... e5 *'],
@@ -315,7 +315,7 @@ test('games pasted from lichess and chess.com keep clocks and scores', () => {
   assert.match(chessCom.toPgn(), /^1\. e4 \{\[%clk 0:09:58\.4\]\} 1\.\.\. e5 /m);
 });
 
-test('games of a file are listed by their tags and read when they are asked for', () => {
+test('games of a file are listed by their tags and read on demand', () => {
   const text = `\uFEFF% a file
 [White "Loyd "Sam" Samuel"]
 [Result "1-0"]
@@ -347,7 +347,7 @@ test('games of a file are listed by their tags and read when they are asked for'
   assert.equal(many[1].read().problems.length, 0);
 });
 
-test('what is wrong has its line and column; the rest is read', () => {
+test('each problem is reported with its line and column; the rest is read', () => {
   const cases = [
     [
       '[White "a"]\n\n1. e4 e5\n2. Ke3 Nf6 *',
@@ -396,7 +396,7 @@ test('a game begins at a FEN of four, five or six fields', () => {
   assert.throws(() => new GameTree('8/8/8/8/8/8/8/8 w - - 0 1'), /king/);
 });
 
-test('a different move makes a variation; the same move goes where it has led', () => {
+test('a different move starts a variation; the same move goes to its old node', () => {
   const tree = new GameTree();
   const [e4, e5] = tree.playLine(tree.root, ['e4', 'e7e5']);
   assert.equal(tree.play(tree.root, { from: 'e2', to: 'e4' }), e4);
@@ -432,7 +432,7 @@ test('variations are promoted, made the main line and deleted', () => {
   assert.equal(linesOf(tree.root), '');
 });
 
-test('comments and glyphs are set, replaced and taken away', () => {
+test('comments and glyphs are set, replaced and removed', () => {
   const tree = readGame('1. e4 {[%clk 0:01:00] good} *');
   const [e4] = tree.lineFrom();
   tree.setComment(e4, ' a } brace [%cal Ge2e4] ');
@@ -450,7 +450,7 @@ test('comments and glyphs are set, replaced and taken away', () => {
   assert.deepEqual([1, 4, 7, 140].map(nagText), ['!', '??', '□', '$140']);
 });
 
-test('saved moves have lines of at most 80 characters, and comments are whole', () => {
+test('moves are saved in lines of at most 80 characters, comments unbroken', () => {
   const tree = new GameTree();
   const shuffle = Array.from({ length: 120 }, (_, i) => ['Nf3', 'Nf6', 'Ng1', 'Ng8'][i % 4]);
   const line = tree.playLine(tree.root, shuffle);
@@ -462,7 +462,7 @@ test('saved moves have lines of at most 80 characters, and comments are whole', 
   assert.ok(lines.filter((each) => each.length > 70).length > 8);
 });
 
-test('a long text is scanned in steps that come back soon, and gives all games', () => {
+test('a long text is scanned in short steps, and gives all games', () => {
   const game = `[White "Ann"]\n\n${'1. Nf3 Nf6 2. Ng1 Ng8 '.repeat(500)}1-0\n\n`;
   const scan = scanGames(game.repeat(10));
   const shares = [];

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Matches: Elo differences, sequential tests, who wins and whose fault it was; an interrupted
-// gauntlet resumes.
+// Matches: Elo differences, sequential tests, results and faults; an interrupted gauntlet resumes.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -107,7 +106,7 @@ test('likelihood ratios are those computed by hand', () => {
     [[2, 0, 34, 0, 10], 'normalized', 63.433, 2.654],
   ]) {
     near(ratio(counts, model, 0, elo1).llr, expected, 0.01);
-    // Seen from the other side, the sign of every difference is the other one.
+    // From the other side's view, every difference changes its sign.
     near(ratio([...counts].reverse(), model, 0, -elo1).llr, expected, 0.01);
     near(ratio(counts, model, elo1, 0).llr, -expected, 0.01);
   }
@@ -150,7 +149,7 @@ test('in 10,000 simulated matches each error is about as frequent as stated', ()
           if (accepted === wrong) errors++;
         }
       }
-      // A ratio that jumps over its limit makes a few errors fewer.
+      // Ratios overshoot their limits, so there are slightly fewer errors.
       near(errors / 2500, 0.04, 0.015);
     }
   }

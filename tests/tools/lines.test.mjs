@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Several lines, from the real engine and from engines that answer what a test wants.
+// Several lines, from the real engine and from scripted ones.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';

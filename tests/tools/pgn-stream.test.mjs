@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Games out of a text that arrives in pieces.
+// Reading games from a text that arrives in pieces.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
@@ -26,7 +26,7 @@ const games = `[White "a"]\r\n\r\n1. e4 {1. d4\n[White "no"]\n} (1. c4 1-0) 1-0 
 1. Nf3 *
 [Event "x"]\n[Event "y"]\n\n1. g3`;
 
-test('the pieces make no difference, and each game has its place', async () => {
+test('the sizes of the pieces make no difference, and each game has its place', async () => {
   const random = randomNumbers();
   const words = ['{', '}', '(', ')', '[White "x"]', '\n[Event "y"]\n', '1-0', '*', '"', '%', '\n'];
   for (let i = 0; i < 200; i++) {
@@ -69,7 +69,7 @@ test('a comment without an end ends before the next game', async () => {
   assert.deepEqual([message, line, column], ['the comment that begins here has no end', 2, 7]);
 });
 
-test('games come as soon as the next one has begun; of 4 megabytes little is held', async () => {
+test('a game comes as soon as the next one begins; little of 4 megabytes is held', async () => {
   const game = `[White "a"]\n\n${'1. e4 e5 '.repeat(100)}*\n\n`;
   const piece = game.repeat(Math.ceil(2 ** 16 / game.length));
   let given = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The report as an HTML file, in the browser: it loads nothing, and shows the position pointed at.
+// The report as an HTML file, in the browser: it loads nothing, and shows the position clicked.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reports of games: the formulas, games with known blunders, what is written.
+// Reports of games: the formulas, games with known blunders, the output.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
@@ -34,7 +34,7 @@ function reportOn(pgn, scores, lines = {}) {
 const marksOf = ({ moves }) =>
   moves.filter(({ mark }) => mark).map(({ name, mark }) => name + mark.text);
 
-// The numbers are those of a pocket calculator.
+// The numbers were computed with a pocket calculator.
 test('the accuracy of a move follows the published formula', () => {
   const losses = [
     [0, 99.9999],
@@ -134,7 +134,7 @@ test('a forced move is scored, by the position after it, and so is never at faul
   assert.deepEqual(reportOn(queen, [null, '#-5']).report.scores[0], { mate: -5 });
 });
 
-test('mates that are missed, found late and suffered are told apart', () => {
+test('mates that are missed, delayed and allowed are told apart', () => {
   const moves = '1. e4 e5 2. Bc4 Nc6 3. Qh5 Nf6 4. Qxf7# 1-0';
   const { report } = reportOn(moves, [20, 20, 20, 0, 0, -30, '#1', null]);
   assert.deepEqual(marksOf(report), ['3... Nf6??']);
@@ -167,7 +167,7 @@ test('moves without scores are left out; there may be none at all', () => {
 });
 
 test("the engine's own moves are never at fault: its view has changed", () => {
-  // 1... e5 is the engine's move, so Black stood at -400 before it already, after a better 1. e4.
+  // 1... e5 is the engine's move, so Black was at -400 before it, too, after a better 1. e4.
   const { report } = reportOn('1. e4 e5 2. d4 *', [20, 10, -400, -400], {
     0: 'd4',
     1: 'e7e5 d2d4',
@@ -240,11 +240,11 @@ test('a blunder has a sentence on what it costs: a mate, pieces, or a term', asy
     await reasonOf(knight, scores, lines),
     'After 3. Nxe5 White loses a knight for a pawn.',
   );
-  // The loss is far more than the pieces, and there is nobody to ask.
+  // The loss is far larger than the pieces, and no evaluation is available.
   const answer = await reasonOf(knight, [20, 20, 20, 20, 30, -900], lines);
   assert.equal(answer, 'After 3. Nxe5 Black has 3... Nxe5.');
 
-  // The pieces are far more than the loss: Black's line ends before White takes back.
+  // The pieces are worth far more than the loss: Black's line ends before White recaptures.
   const queen = ['1. e4 d5 2. Qg4 *', [20, 20, 20, -150], { 2: 'exd5', 3: 'Bxg4' }];
   assert.equal(await reasonOf(...queen), 'After 2. Qg4 Black has 2... Bxg4.');
 

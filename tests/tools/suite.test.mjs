@@ -66,7 +66,7 @@ test('the time is that of the first of the last lines that all have the right mo
   }
 });
 
-test('an engine can be made to search all the time; an illegal answer is an error', async () => {
+test('an engine can be made to use its whole time; an illegal answer is an error', async () => {
   const { isSolved, asked } = await play('bm e4;', [], 'e2e4', { isInfinite: true });
   assert.deepEqual([isSolved, asked], [true, ['infinite']]);
   const illegal = play('bm e4;', [], 'e2e5');

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// quillon-tune-mpi on several ranks: it ends in the same state as quillon-tune with as many workers,
-// to the bit, whatever the training file looks like, and also if a rank is killed on the way.
+// quillon-tune-mpi on several ranks: it ends in the same state, bit for bit, as quillon-tune with
+// as many workers, whatever the training file looks like, even if a rank is killed on the way.
 
 import assert from 'node:assert/strict';
 import { spawn, spawnSync } from 'node:child_process';

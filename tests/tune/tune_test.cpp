@@ -384,8 +384,8 @@ TEST_F(TexelTuning, APackedPositionHasTheErrorOfItsText)
 namespace
 {
 
-/// Plays all processes, one after the other. What a process has not yet heard from the others it
-/// takes to be what it says itself, so it takes some rounds until all have heard all.
+/// Plays all processes, one after the other. Until a process has received the others' numbers, it
+/// uses its own in their place, so it takes some rounds until all have received all.
 class rehearsal : public texelGroup
 {
   public:
@@ -654,7 +654,7 @@ TEST_F(TexelState, ALineForEachPassTellsErrorStepsSpeedAndEnd)
     EXPECT_NE(all[83].find(": error 0.0625"), std::string::npos) << all[83];
     EXPECT_NE(all[83].find(", 0 changed, "), std::string::npos) << all[83];
     EXPECT_EQ(all[83].find("ends about"), std::string::npos) << all[83];
-    // It is at its end, and says so as often as it is asked.
+    // A finished run stays finished, however often it is resumed.
     EXPECT_TRUE(passes(tune("--resume EVALTEMPO")).empty());
     EXPECT_EQ(EVALTEMPO, X(111, 17));
 }
@@ -669,7 +669,7 @@ TEST_F(TexelState, ARunWithoutPassesPrintsTheTablesAndANewRunKeepsTheOldState)
     EXPECT_EQ(content("quillon-tune.state.old"), "of yesterday");
     EXPECT_EQ(lines.back(), "TCONST combEval EVALTEMPO = X(  25,  17);");
 
-    // Whoever edits the state is told that the error is another one.
+    // If the state was edited, a message says that the error differs.
     std::string state = content("quillon-tune.state");
     state.replace(state.find("25 EVALTEMPO"), 2, "-3");
     std::ofstream("quillon-tune.state") << state;

@@ -52,7 +52,7 @@ void placeAtRandom(Board& board, std::mt19937& random)
 }
 
 /// Expects that each term is the sum of its squares, on which there are pieces of the right colour.
-/// What is shared besides is the tempo, and what rounding may leave.
+/// The shared part is the tempo, and what rounding may leave.
 void checkSquares(const positionStruct* position, const evalTrace& trace)
 {
     for (int term = 0; term < NOFEVALTERMS; ++term)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The previous root search, which only these tests run: how it differs from the present one.
+// The previous root search, which only these tests run: how it differs from the current one.
 
 #include <algorithm>
 #include <set>

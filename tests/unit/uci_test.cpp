@@ -246,7 +246,7 @@ TEST(UciPosition, ALongGameKeepsItsLastKeysAndLeavesRoomForASearch)
 {
     for (const int plies : {900, 6000})
     {
-        // The king's or the queen's knights go out and home again, in an order without a period.
+        // The king's or the queen's knights go out and home again, in an order that never repeats.
         std::string words = "startpos moves";
         for (int i = 0; i < plies / 4; ++i)
             words += i * i % 1499 % 2 ? " g1f3 g8f6 f3g1 f6g8" : " b1c3 b8c6 c3b1 c6b8";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The exported board in headless Chromium, from a plain server of files in a folder of its own: a
-// game, an analysis, other options, and all of it again without the server.
+// The exported board in headless Chromium, served as plain files from a folder of its own: a game,
+// an analysis, other options, and all of it again without the server.
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
@@ -80,7 +80,7 @@ test('an export without the engine says what to build', () => {
   assert.throws(() => exportBoard(path.join(folder, 'empty'), 'no/such'), { message });
 });
 
-test('what is exported is free of copyleft', () => {
+test('the export contains no copyleft code', () => {
   const files = fs.readdirSync(exported, { recursive: true, withFileTypes: true });
   assert.ok(files.some(({ name }) => name === 'Chessboard.js'));
   for (const one of files.filter((each) => each.isFile())) {
@@ -175,7 +175,7 @@ test('a page that is served can use its own engine too, and go back', { timeout:
   assert.deepEqual(faults, []);
 });
 
-test('where it is not built, a page that is served offers no engine of its own', async (t) => {
+test('a served page offers no engine of its own if that is not built', async (t) => {
   const settings = { file: enginePath, hash: 16, threads: 1, port: 0, ownEngine: 'no/such' };
   const board = await startBoard(settings);
   const page = await browser.newPage();

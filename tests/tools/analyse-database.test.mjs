@@ -112,9 +112,9 @@ test('--resume goes on after a kill, and does no game again', async (t) => {
 
 test('--resume leaves files alone that are not results', async () => {
   for (const [name, text, message] of [
-    ['own.pgn', games[0], "has a record that isn't from --out"],
-    ['one.pgn', '[Event "x"]\n\n1. e4 *\n', "has a record that isn't from --out"],
-    ['other.csv', 'a,b\n', "doesn't begin like results of --out"],
+    ['own.pgn', games[0], "has a record that --out didn't write"],
+    ['one.pgn', '[Event "x"]\n\n1. e4 *\n', "has a record that --out didn't write"],
+    ['other.csv', 'a,b\n', "isn't a file of results from --out"],
   ]) {
     const out = file(name, text);
     assert.deepEqual(await analyse(['--resume', '--out', out, pgn]), failed(`${out} ${message}`));
@@ -159,7 +159,7 @@ test('what is broken is named by game, line and column; the rest goes on', async
     'game 1, line 6, column 4: 2. Ke3 is not a legal move',
     'game 2, line 10, column 10: the comment that begins here has no end',
     'game 3, line 14, column 1: not a position: must contain six space-delimited fields',
-    'game 4, line 18, column 1: "\\u0000" has no meaning here (and 2 more)',
+    'game 4, line 18, column 1: "\\u0000" is unexpected here (and 2 more)',
     'line 1, column 1: this is neither a position nor a game',
     'line 23, column 500021: this is neither a position nor a game',
   ]);

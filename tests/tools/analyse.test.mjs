@@ -190,7 +190,7 @@ test('wrong use gives one line and status 2, a missing file one line and status 
     [[], 2, /please give a position or a file/],
     [['--nonsense'], 2, / Unknown option '--nonsense'$/m],
     [['--time', 'long', 'startpos'], 2, /--time takes a whole number from 1/],
-    [['--time', '5', '--depth', '5', 'startpos'], 2, /exclude each other/],
+    [['--time', '5', '--depth', '5', 'startpos'], 2, /cannot be combined/],
     [['--lines', '6', 'startpos'], 2, /--lines takes a whole number from 1 to 5, not "6"/],
     [['--as', 'txt', 'startpos'], 2, /--as takes "epd" or "pgn", not "txt"/],
     [['--svg', 'x.svg', records], 2, /--svg takes a game, not positions/],

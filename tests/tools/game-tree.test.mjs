@@ -365,9 +365,9 @@ test('each problem is reported with its line and column; the rest is read', () =
     [
       '(1. d4) 1. e4',
       'e4',
-      ['line 1, column 1: a variation before the first move that it could replace'],
+      ['line 1, column 1: a variation before the first move'],
     ],
-    ['1. e4 § e5', 'e4 e5', ['line 1, column 7: "§" has no meaning here']],
+    ['1. e4 § e5', 'e4 e5', ['line 1, column 7: "§" is unexpected here']],
     ['[FEN "8/8 w"]\n1. e4', '', [/^line 1, column 1: not a position/]],
     ['hello', '', ['line 1, column 1: 1. hello is not a legal move']],
   ];

@@ -514,7 +514,7 @@ function readMoves(tree, text, start, end, complain) {
     } else if (is.open) {
       const { node } = line;
       if (!line.isBroken && (line.isFresh || !node.parent)) {
-        complain(index, 'a variation before the first move that it could replace');
+        complain(index, 'a variation before the first move');
       }
       const isBroken = line.isBroken || line.isFresh || !node?.parent;
       stack.push(line);
@@ -552,7 +552,7 @@ function readMoves(tree, text, start, end, complain) {
       line = { ...line, ...nothing, node, isOwn: children.length > count };
       isAhead = false;
     } else if (is.junk) {
-      complain(index, `${JSON.stringify(is.junk[0])} has no meaning here`);
+      complain(index, `${JSON.stringify(is.junk[0])} is unexpected here`);
     }
   }
   if (stack.length) complain(end, 'a variation has no end');

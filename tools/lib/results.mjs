@@ -86,7 +86,7 @@ async function* readRecords(file) {
   let at = 0;
   for await (const line of linesOf(file)) {
     if (!at && !line.startsWith(begin) && !begin.startsWith(line)) {
-      throw new Error(`${file} doesn't begin like results of --out`);
+      throw new Error(`${file} isn't a file of results from --out`);
     }
     if (record && isNext(line, record)) {
       yield finish(record);
@@ -109,7 +109,7 @@ export async function lastGame(file) {
   if (!fs.existsSync(file)) return last;
   for await (const { game, text, start, isWhole } of readRecords(file)) {
     const isForeign = Number.isNaN(game) && (isWhole || /\n\s*\n/.test(text));
-    if (isForeign || cut !== null) throw new Error(`${file} has a record that isn't from --out`);
+    if (isForeign || cut !== null) throw new Error(`${file} has a record that --out didn't write`);
     if (isWhole) last = game;
     else cut = start;
   }

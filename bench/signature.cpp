@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The node signature: the bench of the ordinary engine. Its total of nodes stands for the whole
-// search tree: a change that doesn't mean to alter the tree leaves it as it is. The number has no
+// search tree: a change that isn't meant to alter the tree leaves it as it is. The number has no
 // other meaning.
 //
 // Usage: quillon_signature [depth]. The last line is "N nodes M nps".

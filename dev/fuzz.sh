@@ -4,7 +4,7 @@
 # Fuzzes for longer than ./test.sh does.
 #   dev/fuzz.sh MINUTES [TARGET...]     that long for each target; all targets if none is named
 # Inputs that reach new code are kept in build/fuzz/found/TARGET, where the next run starts.
-# A finding stays as build/fuzz/found/TARGET-crash-..., and the run goes on with the next target.
+# A finding is kept as build/fuzz/found/TARGET-crash-..., and the run goes on with the next target.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . dev/packages.sh

@@ -348,16 +348,16 @@ void evaluateNullMove(u64 parentKey, positionStruct* position);
          "has no queen.",                                                                         \
          "The pawn on %square shields the king")                                                  \
     TERM(termPinnedKnight, groupPins, "knight pinned",                                            \
-         "A knight pinned to its king, by whether an enemy pawn attacks it.",                     \
+         "A knight pinned to its king; it matters whether an enemy pawn attacks it.",             \
          "The knight on %square is pinned")                                                       \
     TERM(termPinnedBishop, groupPins, "bishop pinned",                                            \
-         "A bishop pinned to its king, by whether an enemy pawn attacks it.",                     \
+         "A bishop pinned to its king; it matters whether an enemy pawn attacks it.",             \
          "The bishop on %square is pinned")                                                       \
     TERM(termPinnedRook, groupPins, "rook pinned",                                                \
-         "A rook pinned to its king, by whether an enemy pawn attacks it.",                       \
+         "A rook pinned to its king; it matters whether an enemy pawn attacks it.",               \
          "The rook on %square is pinned")                                                         \
     TERM(termPinnedQueen, groupPins, "queen pinned",                                              \
-         "A queen pinned to its king, by whether an enemy pawn attacks it.",                      \
+         "A queen pinned to its king; it matters whether an enemy pawn attacks it.",              \
          "The queen on %square is pinned")                                                        \
     TERM(termDiscoveredKnight, groupPins, "knight discovers",                                     \
          "A knight alone between a friendly queen, rook or bishop and the enemy king.",           \
@@ -372,19 +372,19 @@ void evaluateNullMove(u64 parentKey, positionStruct* position);
          "A queen alone between a friendly queen, rook or bishop and the enemy king.",            \
          "The queen on %square may discover a check")                                             \
     TERM(termMobilityKnight, groupActivity, "knight mobility",                                    \
-         "How many squares a knight attacks, without its king's, its blocked pawns' and those "   \
+         "How many squares a knight attacks, except its king's, its blocked pawns', and those "   \
          "that enemy pawns attack.",                                                              \
          "The mobility of the knight on %square")                                                 \
     TERM(termMobilityBishop, groupActivity, "bishop mobility",                                    \
-         "How many squares a bishop attacks, without its king's, its blocked pawns' and those "   \
+         "How many squares a bishop attacks, except its king's, its blocked pawns', and those "   \
          "that enemy pawns attack.",                                                              \
          "The mobility of the bishop on %square")                                                 \
     TERM(termMobilityRook, groupActivity, "rook mobility",                                        \
-         "How many squares a rook attacks, without its king's, its blocked pawns' and those "     \
+         "How many squares a rook attacks, except its king's, its blocked pawns', and those "     \
          "that enemy pawns attack.",                                                              \
          "The mobility of the rook on %square")                                                   \
     TERM(termMobilityQueen, groupActivity, "queen mobility",                                      \
-         "How many squares a queen attacks, without its king's, its blocked pawns' and those "    \
+         "How many squares a queen attacks, except its king's, its blocked pawns', and those "    \
          "that enemy pawns attack.",                                                              \
          "The mobility of the queen on %square")                                                  \
     TERM(termOutpostKnight, groupActivity, "knight outpost",                                      \
@@ -403,10 +403,10 @@ void evaluateNullMove(u64 parentKey, positionStruct* position);
          "Blocked friendly pawns on squares of a bishop's colour.",                               \
          "The bishop on %square has blocked friendly pawns on its colour")                        \
     TERM(termRookFile, groupActivity, "rook on open file",                                        \
-         "A rook on a file without friendly pawns, by whether enemy pawns are there.",            \
+         "A rook on a file without friendly pawns; it matters whether enemy pawns are there.",    \
          "The rook on %square has no friendly pawn on its file")                                  \
     TERM(termPassedPawns, groupPassed, "passed pawns",                                            \
-         "A passed pawn: its rank, its next square, what the enemy attacks of its way, "          \
+         "A passed pawn: its rank, its next square, which squares ahead the enemy attacks, "      \
          "friendly rooks and queens ahead, and how near both kings are.",                         \
          "The pawn on %square is passed")                                                         \
     TERM(termThreatWeakPawn, groupThreats, "threat: weak pawn",                                   \
@@ -441,7 +441,7 @@ void evaluateNullMove(u64 parentKey, positionStruct* position);
          "checks.",                                                                               \
          "The %piece on %square adds to the danger to the king")                                  \
     TERM(termBishopPair, groupMaterial, "bishop pair",                                            \
-         "Exactly two bishops, on squares of whatever colour.",                                   \
+         "Exactly two bishops, even if on squares of the same colour.",                           \
          "The bishop on %square is one of two")                                                   \
     TERM(termTempo, groupTempo, "tempo",                                                          \
          "The right to move.",                                                                    \

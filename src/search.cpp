@@ -1687,7 +1687,7 @@ void setPositionG(std::string fen, positionStruct* position)
     std::string rights;
     std::string enPassant;
     stream >> pieces >> side >> rights >> enPassant;
-    if (enPassant.empty()) enPassant = "-";
+    if (enPassant.empty()) enPassant = '-';
 
     setPieces(pieces, position);
     setState(side, rights, enPassant, position);

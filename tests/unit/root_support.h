@@ -5,8 +5,10 @@
 #pragma once
 
 #include <set>
+#include <sstream>
 
 #include "support.h"
+#include "uci.h"
 
 inline const std::string start{fenStartPos};
 inline const std::string stalemated = "7k/5Q2/6K1/8/8/8/8/8 b - - 0 1";
@@ -172,4 +174,32 @@ inline std::string lineFromEnd(const std::string& text, size_t place)
 {
     const std::vector<std::string> all = linesOf(text);
     return place <= all.size() ? all[all.size() - place] : "";
+}
+
+/// A text without the times of its info lines.
+inline std::string withoutTimes(std::string text)
+{
+    for (size_t at = text.find(" time "); at != std::string::npos; at = text.find(" time "))
+        text.erase(at, text.find(' ', at + 6) - at);
+    return text;
+}
+
+/// Sets a position and starts a search of the real pool.
+inline void go(const std::string& position, const std::string& words)
+{
+    std::istringstream positionWords(position);
+    std::istringstream goWords(words);
+    UCIposition(positionWords);
+    UCIgo(goWords);
+}
+
+/// What such a search writes until it ends, without times.
+inline std::string goLines(const std::string& position, const std::string& words)
+{
+    return withoutTimes(written(
+        [&]
+        {
+            go(position, words);
+            theWorkForce.workers[0]->waitToTakeABreak();
+        }));
 }

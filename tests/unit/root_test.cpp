@@ -7,35 +7,11 @@
 #include <sstream>
 
 #include "root_support.h"
-#include "uci.h"
 
 namespace
 {
 
 const std::string mated = "startpos moves f2f3 e7e5 g2g4 d8h4";
-
-/// Sets a position and starts a search of the real pool.
-void go(const std::string& position, const std::string& words)
-{
-    std::istringstream positionWords(position);
-    std::istringstream goWords(words);
-    UCIposition(positionWords);
-    UCIgo(goWords);
-}
-
-/// What such a search writes until it ends, without times.
-std::string goLines(const std::string& position, const std::string& words)
-{
-    std::string text = written(
-        [&]
-        {
-            go(position, words);
-            theWorkForce.workers[0]->waitToTakeABreak();
-        });
-    for (size_t at = text.find(" time "); at != std::string::npos; at = text.find(" time "))
-        text.erase(at, text.find(' ', at + 6) - at);
-    return text;
-}
 
 /// The moves of an info line.
 std::string pvOf(const std::string& info)
@@ -580,23 +556,6 @@ TEST_F(SearchRoot, TheDeepestResultWinsACompleteOneFirstAndAMateByItsScore)
     }
 }
 
-TEST_F(SearchRoot, LinesBeginAtDepth10AndTheirAnswerIsThePonderCandidate)
-{
-    Board board(start);
-    engine.depthLimit = 9;
-    EXPECT_EQ(lines(board).find("bestmove "), 0U);
-    liftLimits();
-    clearHashTable();
-    engine.depthLimit = 10;
-    const std::string text = lines(board);
-    EXPECT_EQ(text.find("info score cp "), 0U) << text;
-    EXPECT_NE(text.find(" depth 10 seldepth "), std::string::npos);
-    EXPECT_NE(text.find(" hashfull 0 pv "), std::string::npos);
-    EXPECT_NE(text.find(" \nbestmove "), std::string::npos);
-    const moveStruct candidate = pool->getPonderCandidate(pool->position->plies[0].bestMove);
-    EXPECT_EQ(text.substr(text.find(" ponder ") + 8), moveToLA(&candidate, BLACK) + "\n") << text;
-}
-
 TEST_F(SearchRoot, ALineOfOneMoveGivesNoPonderMove)
 {
     Board board(start);
@@ -778,17 +737,6 @@ TEST_F(SearchRoot, AGoDuringASearchWaitsForItsEnd)
                   std::string::npos);
         EXPECT_TRUE(text.ends_with("\nbestmove a1a8\nbestmove a1a1\n")) << text;
     }
-}
-
-TEST_F(SearchRoot, AfterANewGameTheSameSearchGivesTheSameLines)
-{
-    const std::string fen = "fen r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13";
-    theWorkForce.setNofWorkers(1);
-    const std::string first = goLines(fen, "depth 11");
-    EXPECT_NE(first.find("info score cp "), std::string::npos);
-    goLines("startpos moves e2e4", "depth 9");
-    EXPECT_EQ(written(UCInewgame), "readyok\n");
-    EXPECT_EQ(goLines(fen, "depth 11"), first);
 }
 
 

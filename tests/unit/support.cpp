@@ -4,8 +4,11 @@
 
 #include "support.h"
 
-#include <random>
+#include <algorithm>
+#include <fstream>
 #include <sstream>
+
+#include "../../bench/positions.h"
 
 namespace
 {
@@ -124,55 +127,17 @@ std::string repeated(const std::string& text, int times)
 
 const std::vector<std::string>& manyPositions()
 {
-    // From random games that begin at the start position and at positions with many special moves.
-    // The seed is fixed, so every run has the same positions.
     static const std::vector<std::string> positions = []
     {
-        std::vector<std::string> fens;
-        std::mt19937 random(20);
-        const std::string roots[] = {
-            std::string(fenStartPos),
-            "r3k2r/p1ppqpb1/bn2pnp1/3PN3/1p2P3/2N2Q1p/PPPBBPPP/R3K2R w KQkq - 0 1",
-            "n1n5/PPPk4/8/8/8/8/4Kppp/5N1N b - - 0 1", "8/2p5/3p4/KP5r/1R3p1k/8/4P1P1/8 w - - 0 1",
-            "r2q1rk1/pP1p2pp/Q4n2/bbp1p3/Np6/1B3NBn/pPPP1PPP/R3K2R b KQ - 0 1"};
-        for (int game = 0; fens.size() < 200; ++game)
+        std::vector<std::string> fens(std::begin(benchPositions), std::end(benchPositions));
+        std::ifstream file(QUILLON_SOURCE_DIR "/data/perft.txt");
+        for (std::string line; std::getline(file, line);)
         {
-            Board board(roots[game % 5]);
-            for (int ply = 0; ply < 120 && fens.size() < 200; ++ply)
-            {
-                const std::vector<moveStruct> moves = board.legalMoves();
-                if (moves.empty()) break;
-                const moveStruct move = moves[random() % moves.size()];
-                makeMove(1, &move, board.get(), false);
-                board.ply(0).enPassantSquare = board.ply(1).enPassantSquare;
-                board.ply(0).castlingRights = board.ply(1).castlingRights;
-                if (random() % 8) continue;
-
-                std::string fen;
-                for (int rank = 7; rank >= 0; --rank)
-                {
-                    for (int file = 0; file < 8; ++file)
-                    {
-                        const u8 code = board->board[rank * 8 + file];
-                        fen += code ? std::string(1, fenLabelPieces[code]) : "1";
-                    }
-                    if (rank) fen += '/';
-                }
-                fen += board->sideToMove == WHITE ? " w " : " b ";
-                const u8 rights = board.ply(0).castlingRights;
-                std::string letters;
-                if (rights & WHITEKINGSIDE) letters += 'K';
-                if (rights & WHITEQUEENSIDE) letters += 'Q';
-                if (rights & BLACKKINGSIDE) letters += 'k';
-                if (rights & BLACKQUEENSIDE) letters += 'q';
-                fen += letters.empty() ? "-" : letters;
-                const u8 pawn = board.ply(0).enPassantSquare;
-                const int behind = board->sideToMove == WHITE ? pawn + 8 : pawn - 8;
-                fen += ' ';
-                fen += pawn ? squareToLA(static_cast<u8>(behind)) : "-";
-                fens.push_back(fen + " 0 1");
-            }
+            const std::string fen = line.substr(0, line.find(';'));
+            const bool isKnown = std::find(fens.begin(), fens.end(), fen) != fens.end();
+            if (fen.size() < line.size() && !isKnown) fens.push_back(fen);
         }
+        std::erase_if(fens, [](const auto& fen) { return !makePlayable(Board(fen).get()); });
         return fens;
     }();
     return positions;

@@ -6,16 +6,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 
-#include "../unit/support.h"
-#include "texel.h"
+#include "../unit/tuner.h"
 
 namespace
 {
@@ -37,42 +34,24 @@ void restore(const tableValues& values)
         std::copy(values[t].begin(), values[t].end(), evalTables[t].start);
 }
 
-namespace fs = std::filesystem;
-
-constexpr const char* trainingFile = "quiet-labeled.epd";
-
-/// Runs in a folder of its own. Restores the values of all tables, and the tuner's globals, after
-/// the test.
-class Tune : public testing::Test
+/// Also restores the values of all tables after the test.
+class Tune : public Tuner
 {
   protected:
     void SetUp() override
     {
-        ASSERT_NE(mkdtemp(folder.data()), nullptr);
-        fs::current_path(folder);
+        Tuner::SetUp();
         select({});
     }
 
     void TearDown() override
     {
-        fs::current_path(home);
-        fs::remove_all(folder);
         theTexelGroup = ownGroup;
         texelSaveInterval = interval;
         restore(kept);
-        theTexelWorkForce.setNofWorkers(0);
-        texelPositions.clear();
         texelTexts.clear();
         texelSelection.clear();
-        texelPars.clear();
-        nofTexelPars = 0;
-        nofTexelThreads = 1;
-        K = scale; // cppcheck-suppress selfAssignment ; scale is what K was
-    }
-
-    static void hire(int n)
-    {
-        written([=] { theTexelWorkForce.setNofWorkers(n); });
+        Tuner::TearDown();
     }
 
     static void select(const std::vector<std::string>& names)
@@ -90,11 +69,8 @@ class Tune : public testing::Test
     }
 
     const tableValues kept = valuesNow();
-    const double scale = K;
     const i64 interval = texelSaveInterval;
     texelGroup* const ownGroup = theTexelGroup;
-    const fs::path home = fs::current_path();
-    std::string folder = (fs::temp_directory_path() / "quillon-tune-XXXXXX").string();
 };
 
 using TexelTables = Tune;
@@ -302,52 +278,6 @@ TEST_F(TexelTuning, TheFitLeavesKAtTheValueThatSuitsThePositions)
     EXPECT_NEAR(K, 400.0 * std::log10(3.0) / 25.0, 1e-5);
     EXPECT_NEAR(theTexelWorkForce.calcTexelError(), 0.0625, 1e-9);
     EXPECT_TRUE(text.ends_with("\n Optimal K calculated : 7.63394\n")) << text;
-}
-
-
-// Descent
-
-TEST_F(TexelTuning, ItFindsTheTempoThatTheResultsAskFor)
-{
-    // A share of 3/4 is a score of 400 x log10(3) / 1.72 = 110.96. With all pieces on the board
-    // only the mid-game counts, so no value of the end-game half changes the error.
-    EVALTEMPO = X(25, 17);
-    addTexelPosition({startWords, 1.0, 0});
-    addTexelPosition({startWords, 0.5, 0});
-    hire(2);
-    select({"EVALTEMPO"});
-    const std::string text = written(doTexelTuning);
-    EXPECT_EQ(EVALTEMPO, X(111, 17));
-
-    // From 25 to 111 by one each pass, and a last pass without a step. Each position's error is
-    // (1/4)^2 = 0.0625.
-    EXPECT_NE(text.find("\n Improving: 87\nEnding error 0.0625 Minimum error 0.0625\n"),
-              std::string::npos)
-        << text;
-}
-
-TEST_F(TexelTuning, ATableSetToZeroIsBroughtBackTowardsItsValues)
-{
-    // The results are what the current tables predict, so no other values fit better.
-    const combEval wanted = EVALTHREADROOKABLESS = X(-56, -8);
-    const std::vector<int> scores = freshScores();
-    for (size_t i = 0; i < positions().size(); ++i)
-    {
-        const bool white = positions()[i].find(" w ") != std::string::npos;
-        const int score = white ? scores[i] : -scores[i];
-        addTexelPosition({positions()[i] + ' ', sigma(static_cast<i16>(score)), 0});
-    }
-    hire(2);
-    ASSERT_LT(theTexelWorkForce.calcTexelError(), 1e-30);
-
-    ASSERT_TRUE(zeroTexelTable("EVALTHREADROOKABLESS"));
-    const double disturbed = theTexelWorkForce.calcTexelError();
-    ASSERT_GT(disturbed, 1e-6);
-    select({"EVALTHREADROOKABLESS"});
-    written(doTexelTuning);
-    EXPECT_LT(theTexelWorkForce.calcTexelError(), disturbed / 1000);
-    EXPECT_NEAR(mgHalf(EVALTHREADROOKABLESS), mgHalf(wanted), 2);
-    EXPECT_NEAR(egHalf(EVALTHREADROOKABLESS), egHalf(wanted), 2);
 }
 
 
@@ -617,9 +547,11 @@ TEST_F(TexelState, AnInterruptedRunThatIsResumedEndsAsAnUnbrokenOne)
     }
 }
 
-TEST_F(TexelState, ALineForEachPassTellsErrorStepsSpeedAndEnd)
+TEST_F(TexelState, OnTheWayToTheTempoThatTheResultsAskForEachPassTellsErrorStepsSpeedAndEnd)
 {
-    // The tempo rises by one in each of 86 passes, and no other step helps; see above.
+    // A share of 3/4 is a score of 400 x log10(3) / 1.72 = 110.96. With all pieces on the board
+    // only the mid-game counts, so the tempo rises by one in each of 86 passes, and no other step
+    // helps. In the end each position's error is (1/4)^2 = 0.0625.
     std::ofstream(trainingFile) << startWords << "c9 \"1-0\";\n" << startWords << "c9 \"1/2\";\n";
     EVALTEMPO = X(25, 17);
     const auto passes = [](const std::string& text)

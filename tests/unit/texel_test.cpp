@@ -2,14 +2,11 @@
 //
 // The tuner as the playing build has it: the training file, printing and stepping tables that the
 // tests define, the error function and its workers, the scan for K, and the descent on error
-// surfaces with a known minimum. The file's name is fixed, so each test runs in a folder of its
-// own. It leaves the tuner's globals as it found them.
+// surfaces with a known minimum.
 
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -18,15 +15,10 @@
 #include <thread>
 #include <utility>
 
-#include "support.h"
-#include "texel.h"
+#include "tuner.h"
 
 namespace
 {
-
-namespace fs = std::filesystem;
-
-constexpr const char* trainingFile = "quiet-labeled.epd";
 
 /// A worker whose error is whatever a function says, without positions.
 class SurfaceWorker : public texelWorker
@@ -42,32 +34,9 @@ class SurfaceWorker : public texelWorker
     std::function<double()> surface;
 };
 
-class Texel : public testing::Test
+class Texel : public Tuner
 {
   protected:
-    void SetUp() override
-    {
-        std::string name = (fs::temp_directory_path() / "quillon-texel-XXXXXX").string();
-        ASSERT_NE(mkdtemp(name.data()), nullptr);
-        folder = name;
-        home = fs::current_path();
-        fs::current_path(folder);
-        scale = K;
-        threads = nofTexelThreads;
-    }
-
-    void TearDown() override
-    {
-        theTexelWorkForce.setNofWorkers(0);
-        texelPositions.clear();
-        texelPars.clear();
-        nofTexelPars = 0;
-        K = scale;
-        nofTexelThreads = threads;
-        fs::current_path(home);
-        fs::remove_all(folder);
-    }
-
     static void writeFile(const std::string& content)
     {
         std::ofstream(trainingFile, std::ios::binary) << content;
@@ -80,12 +49,6 @@ class Texel : public testing::Test
         int status = -1;
         EXPECT_EQ(written([&] { status = readTexelPos(); }), "");
         EXPECT_EQ(status, 0);
-    }
-
-    /// Starts n workers and returns what they print.
-    static std::string hire(int n)
-    {
-        return written([=] { theTexelWorkForce.setNofWorkers(n); });
     }
 
     /// The error of these positions with n workers.
@@ -162,11 +125,6 @@ class Texel : public testing::Test
         enter(arguments...);
         return written(printTexelParameters);
     }
-
-    fs::path folder;
-    fs::path home;
-    double scale = 0.0;
-    i32 threads = 0;
 };
 
 using TexelFile = Texel;
@@ -716,14 +674,4 @@ TEST_F(TexelDescent, TheCommandStarts24WorkersAndHasNothingToTune)
                                        "Ending error 0.166667 Minimum error 0.166667\n");
     EXPECT_EQ(nofTexelThreads, 24);
     EXPECT_EQ(theTexelWorkForce.workers.size(), 24U);
-}
-
-TEST_F(TexelDescent, AnEmptyFileTerminatesWithAnErrorThatIsNotANumber)
-{
-    writeFile("");
-    const std::vector<std::string> lines = linesOf(written(doTheTexel));
-    ASSERT_EQ(lines.size(), 24U + 5U);
-    const std::string shown = lines[25].substr(std::string("Starting error ").size());
-    EXPECT_TRUE(shown == "nan" || shown == "-nan") << shown;
-    EXPECT_EQ(lines[28], "Ending error " + shown + " Minimum error " + shown);
 }

@@ -21,6 +21,7 @@
 #include <map>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace oracle
 {
@@ -136,6 +137,11 @@ struct Pair
     int mg = 0;
     int eg = 0;
 };
+
+// The tables of tests/data/evaluation.txt: a line with the name, then the entries, pairs as mg/eg.
+// A plain number is the mid-game half of its entry. The line with the checksum is a table without
+// entries.
+const std::map<std::string, std::vector<Pair>>& tables();
 
 // White's and black's values by the names of the terms that the engine prints; what is good for the
 // colour counts positive.

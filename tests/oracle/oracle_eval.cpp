@@ -5,7 +5,6 @@
 #include "model.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -29,19 +28,18 @@ void operator+=(Pair& sum, const Pair& value)
 
 using Values = std::vector<Pair>;
 
-// The tables of tests/data/evaluation.txt: a line with the name, then the entries, pairs as mg/eg.
-// A plain number is the mid-game half of its entry.
 std::map<std::string, Values> readTables()
 {
     std::ifstream file(QUILLON_EVALUATION_FILE);
-    std::map<std::string, Values> tables;
+    std::map<std::string, Values> read;
     std::string name;
     for (std::string line; std::getline(file, line);)
     {
         if (line.empty() || line[0] == '#') continue;
-        if (std::isalpha(static_cast<unsigned char>(line[0])))
+        if (line[0] != ' ')
         {
-            name = line.substr(0, line.find('['));
+            name = line;
+            read[name] = {};
             continue;
         }
         std::istringstream words(line);
@@ -49,21 +47,20 @@ std::map<std::string, Values> readTables()
         {
             const auto slash = word.find('/');
             const bool isPair = slash != std::string::npos;
-            tables[name].push_back(
-                {std::stoi(word), isPair ? std::stoi(word.substr(slash + 1)) : 0});
+            read[name].push_back({std::stoi(word), isPair ? std::stoi(word.substr(slash + 1)) : 0});
         }
     }
-    return tables;
+    return read;
 }
 
-// A table by its name in the file.
+// A table by its name in the file, without the sizes.
 class Table
 {
   public:
     explicit Table(const std::string& name)
     {
-        static const std::map<std::string, Values> tables = readTables();
-        values = tables.at(name);
+        for (const auto& [title, entries] : tables())
+            if (title.substr(0, title.find('[')) == name) values = entries;
     }
     const Pair& operator[](int i) const { return values.at(static_cast<std::size_t>(i)); }
 
@@ -625,6 +622,12 @@ class Model
 };
 
 } // namespace
+
+const std::map<std::string, Values>& tables()
+{
+    static const std::map<std::string, Values> read = readTables();
+    return read;
+}
 
 int evaluate(const Board& board, int sideToMove, Terms* terms)
 {

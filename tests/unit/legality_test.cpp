@@ -1,49 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// Making and taking back moves, and isLegalMove, which model_test.cpp compares for all moves.
+// Making moves, and isLegalMove, where model_test.cpp doesn't compare them with the model.
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 
 #include "support.h"
 
-namespace
-{
-
-/// Walks the tree and checks every node's state against one computed from scratch.
-void walk(Board& board, int ply, int depth)
-{
-    if (depth == 0) return;
-    plyStruct& here = board.ply(ply);
-    generateMovesLegal(static_cast<u8>(ply), here.moveListStart, board.get());
-    for (moveStruct* move = here.moveListStart; move < here.moveListEnd; ++move)
-    {
-        positionStruct before;
-        std::memcpy(static_cast<void*>(&before), board.get(), offsetof(positionStruct, plies));
-        ASSERT_TRUE(makeMove(static_cast<u8>(ply + 1), move, board.get(), true));
-        ASSERT_EQ(inconsistency(board.get(), ply + 1), "") << *move;
-        ASSERT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey);
-        walk(board, ply + 1, depth - 1);
-        unmakeMove(static_cast<u8>(ply + 1), move, board.get());
-        ASSERT_EQ(std::memcmp(&before, board.get(), offsetof(positionStruct, plies)), 0) << *move;
-    }
-}
-
-} // namespace
-
 
 // Making moves
-
-TEST(MoveMake, KeepsEveryFieldAsComputedFromScratchAndUnmakeRestoresIt)
-{
-    for (size_t i = 0; i < manyPositions().size(); i += 9)
-    {
-        Board board(manyPositions()[i]);
-        walk(board, 0, 3);
-        ASSERT_FALSE(HasFatalFailure()) << manyPositions()[i];
-    }
-}
 
 TEST(MoveMake, AnIllegalMoveIsRefusedAndTouchesNothing)
 {

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Evaluation, static exchange evaluation, legality, generators and pickers against the model in
-// tests/oracle, which shares no code with the engine.
+// Evaluation, static exchange evaluation, attacks, legality and generators against the model in
+// tests/oracle, which shares no code with the engine. oracle_test.cpp does so with whole searches.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstring>
 #include <functional>
@@ -103,14 +102,15 @@ void compareScore(Board& board)
     checkSquares(board.get(), trace);
 }
 
-/// Makes each legal move of many positions on both boards and calls `visit` with them and a text
-/// for messages.
+/// Makes each legal move of many positions on both boards, calls `visit` with them and a text for
+/// messages, and takes the move back, which must leave no trace.
 void forManyNodes(const std::function<void(Board&, oracle::Position&, const std::string&)>& visit)
 {
     for (const std::string& fen : manyPositions())
     {
         Board board(fen);
         oracle::Position& model = modelOf(fen);
+        const auto before = std::make_unique<positionStruct>(*board.get());
         for (const moveStruct& move : board.legalMoves())
         {
             board.ply(0).currentMove = move;
@@ -123,6 +123,8 @@ void forManyNodes(const std::function<void(Board&, oracle::Position&, const std:
             if (testing::Test::HasFatalFailure()) return;
             model.unmake();
             unmakeMove(1, &move, board.get());
+            ASSERT_EQ(std::memcmp(before.get(), board.get(), offsetof(positionStruct, plies)), 0)
+                << fen << ' ' << move;
         }
     }
 }
@@ -147,50 +149,6 @@ std::vector<u32> listOf(const oracle::Position& model)
     std::vector<u32> words;
     for (int i = 0; i < model.here().listEnd; ++i) words.push_back(wordOf(model.stack[i]));
     return words;
-}
-
-/// Sets the hash move of ply 1, if there is one, and the first stage, as a search does.
-void startNode(Board& board, oracle::Position& model, moveStruct hashMove)
-{
-    const bool hasHashMove = moveWord(hashMove) != 0;
-    plyStruct& here = board.ply(1);
-    here.hashMove = *here.moveListStart = hashMove;
-    here.moveListEnd = board.ply(2).moveListStart = here.moveListStart + hasHashMove;
-    here.pickerStage = hasHashMove ? stageHashMove : stageMakeCaptures;
-    model.here().hashMove = model.stack[0] = modelMove(hashMove);
-    model.here().listEnd = model.next().listStart = hasHashMove;
-    model.here().stage = hasHashMove ? 0 : 1;
-}
-
-/// What a picker plays at ply 1: slot, stage and move of each, without its score.
-using picks = std::vector<std::array<u32, 3>>;
-
-picks picksOf(Board& board, bool beyondEnd, const std::function<bool(moveStruct*)>& pick)
-{
-    picks found;
-    plyStruct& here = board.ply(1);
-    for (moveStruct* cursor = here.moveListStart; cursor < here.moveListEnd + beyondEnd; ++cursor)
-    {
-        if (!pick(cursor)) continue;
-        found.push_back({static_cast<u32>(cursor - here.moveListStart), here.pickerStage,
-                         moveWord(*cursor) & 0xffffff});
-        unmakeMove(2, cursor, board.get());
-    }
-    return found;
-}
-
-picks picksOf(oracle::Position& model, bool beyondEnd, const std::function<bool(int)>& pick)
-{
-    picks found;
-    const oracle::Ply& here = model.here();
-    for (int cursor = 0; cursor < here.listEnd + beyondEnd; ++cursor)
-    {
-        if (!pick(cursor)) continue;
-        model.unmake();
-        found.push_back({static_cast<u32>(cursor), static_cast<u32>(here.stage),
-                         wordOf(model.stack[cursor]) & 0xffffff});
-    }
-    return found;
 }
 
 } // namespace
@@ -289,7 +247,21 @@ TEST(MoveLegality, EveryWordIsAcceptedOrRefusedAsTheModelSays)
     EXPECT_GT(accepted, 5000);
 }
 
-TEST(MoveMake, LeavesTheBoardTheRightsTheClockAndTheVictimOfTheModel)
+TEST(MoveTable, EverySquareIsAttackedByTheColoursOfTheModel)
+{
+    for (const std::string& fen : manyPositions())
+    {
+        Board board(fen);
+        const oracle::Position& model = modelOf(fen);
+        for (u8 square = 0; square < NOFSQUARES; ++square)
+            for (const u8 colour : {WHITE, BLACK})
+                ASSERT_EQ(isSquareAttacked(square, colour, board.get()),
+                          model.isAttacked(square, colour))
+                    << fen << ' ' << squareToLA(square);
+    }
+}
+
+TEST(MoveMake, LeavesTheStateOfTheModelWithAllSumsAsComputedFromScratchAndUnmakeRestoresIt)
 {
     forManyNodes(
         [](Board& board, oracle::Position& model, const std::string& text)
@@ -300,6 +272,8 @@ TEST(MoveMake, LeavesTheBoardTheRightsTheClockAndTheVictimOfTheModel)
             ASSERT_EQ(board.ply(1).enPassantSquare, model.here().enPassantPawn) << text;
             ASSERT_EQ(board.ply(1).capturedPiece, model.here().captured) << text;
             ASSERT_EQ(board->halfMoveClock, model.halfMoveClock) << text;
+            ASSERT_EQ(inconsistency(board.get(), 1), "") << text;
+            ASSERT_EQ(board->keyHistory[board->keyIndex - 1], board->hashKey) << text;
         });
 }
 
@@ -327,86 +301,5 @@ TEST(MoveGenerators, EveryListHasTheMovesAndScoresOfTheModelInItsOrder)
                     << text << ", generator " << &modelGenerate - &generators[0].second;
                 ASSERT_EQ(board.ply(2).moveListStart, board.ply(1).moveListEnd) << text;
             }
-        });
-}
-
-TEST(MovePickers, EachPlaysTheMovesOfTheModelInItsSlotsAndStages)
-{
-    std::mt19937 random(7);
-    forManyNodes(
-        [&](Board& board, oracle::Position& model, const std::string& text)
-        {
-            generateMovesLegal(1, board.ply(1).moveListStart, board.get());
-            std::vector<moveStruct> stored = {EMPTYMOVE};
-            for (const moveStruct* move = board.ply(1).moveListStart;
-                 move < board.ply(1).moveListEnd; ++move)
-                stored.push_back(
-                    packMove(move->from, move->to, move->kind, board->board[move->from]));
-            // Some moves of which most are not legal.
-            for (int i = 0; i < 8; ++i)
-            {
-                const u8 from = random() % NOFSQUARES;
-                const u8 to = random() % NOFSQUARES;
-                stored.push_back(packMove(from, to, KINDPLAIN, board->board[from]));
-            }
-            const auto any = [&] { return stored[random() % stored.size()]; };
-            for (int i = 0; i < 12 * NOFSQUARES; ++i)
-            {
-                const int piece = i / NOFSQUARES, to = i % NOFSQUARES;
-                board->historyGood[piece][to] = random() % 4;
-                board->historyBad[piece][to] = random() % 4;
-                model.historyGood[piece + 2][to] = static_cast<int>(board->historyGood[piece][to]);
-                model.historyBad[piece + 2][to] = static_cast<int>(board->historyBad[piece][to]);
-            }
-            const u8 square = board.ply(0).currentMove.to;
-            if (const u8 piece = board->board[square])
-            {
-                const moveStruct counterMove = any();
-                board->counterMoves[piece - PAWN][square] = counterMove;
-                model.counterMoves[piece][square] = modelMove(counterMove);
-            }
-            for (const int i : {0, 1})
-            {
-                board.ply(1).killers[i] = any();
-                model.here().killers[i] = modelMove(board.ply(1).killers[i]);
-            }
-            const auto hashMove = [&]
-            {
-                const moveStruct move = any();
-                const bool isLegal = isLegalMove(1, &move, board.get(), false);
-                return isLegal ? move : EMPTYMOVE;
-            };
-
-            const auto compare = [&](bool beyondEnd, const std::function<bool(moveStruct*)>& pick,
-                                     const std::function<bool(int)>& modelPick) {
-                ASSERT_EQ(picksOf(board, beyondEnd, pick), picksOf(model, beyondEnd, modelPick))
-                    << text;
-            };
-
-            const bool skipOrdering = random() % 4 == 0;
-            startNode(board, model, hashMove());
-            compare(
-                true,
-                [&](moveStruct* cursor)
-                { return doNextMoveStaged(1, cursor, board.get(), skipOrdering); },
-                [&](int cursor) { return model.playNext(cursor, skipOrdering); });
-
-            const int depth = -static_cast<int>(random() % 10);
-            startNode(board, model, EMPTYMOVE);
-            generateMovesQuiescence(1, board.ply(1).moveListStart, board.get());
-            model.generateQuiescence(0);
-            compare(
-                false,
-                [&](moveStruct* cursor) { return doNextMoveQuiesc(1, cursor, board.get(), depth); },
-                [&](int cursor) { return model.playNextInQuiescence(cursor, depth); });
-
-            if (board.ply(1).inCheck) return; // a search without ProbCut
-            const i16 threshold = static_cast<i16>(random() % 700 - 200);
-            startNode(board, model, hashMove());
-            compare(
-                true,
-                [&](moveStruct* cursor)
-                { return doNextMoveProbCut(1, cursor, board.get(), threshold); },
-                [&](int cursor) { return model.playNextInProbCut(cursor, threshold); });
         });
 }

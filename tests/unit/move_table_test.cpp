@@ -1,33 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// Attack tables and masks against plain geometry, fills, and the keys of positions.
+// Attack tables and masks against plain geometry and that of the model, fills, and the keys of
+// positions.
 
 #include <algorithm>
 #include <set>
 
+#include "../oracle/model.h"
 #include "support.h"
 
 namespace
 {
 
-/// What a slider attacks: each direction up to the first piece, or with `inner` without its last
-/// square.
-u64 slowSlider(int square, u64 occupied, bool diagonal, bool inner = false)
+/// What a slider attacks, by the model's walk.
+u64 walk(int square, u64 occupied, bool diagonal)
 {
-    const auto inside = [](int n) { return n >= 0 && n < 8; };
-    u64 attacks = 0;
-    for (int df = -1; df <= 1; ++df)
-        for (int dr = -1; dr <= 1; ++dr)
-        {
-            if ((df == 0 && dr == 0) || (df != 0 && dr != 0) != diagonal) continue;
-            for (int f = square % 8 + df, r = square / 8 + dr; inside(f) && inside(r);
-                 f += df, r += dr)
-            {
-                if (!inner || (inside(f + df) && inside(r + dr))) attacks |= bit(8 * r + f);
-                if (occupied & bit(8 * r + f)) break;
-            }
-        }
-    return attacks;
+    return oracle::reach(diagonal ? oracle::bishop : oracle::rook, square, occupied);
 }
 
 } // namespace
@@ -39,7 +27,9 @@ TEST(MoveTable, MasksAreTheInnerSquaresOfTheRaysAndSlicesFillTheTables)
         for (const int diagonal : {0, 1})
         {
             const magicStruct& entry = (diagonal ? bishopAttackLUT : rookAttackLUT)[s];
-            const u64 mask = slowSlider(s, 0, diagonal, true);
+            u64 mask = 0;
+            for (const int end : oracle::Squares(walk(s, 0, diagonal)))
+                mask |= oracle::between(s, end);
             EXPECT_EQ(entry.mask, mask) << s;
             EXPECT_EQ(entry.shift, 64 - popcount(mask)) << s;
             EXPECT_EQ(popcount(entry.magic), 9) << s;
@@ -52,7 +42,7 @@ TEST(MoveTable, MasksAreTheInnerSquaresOfTheRaysAndSlicesFillTheTables)
     EXPECT_EQ(bishopAttackLUT[H1].mask, squares("g2 f3 e4 d5 c6 b7"));
 }
 
-TEST(MoveTable, SlidersEqualTheSlowWalkWhateverMultipliersTheSearchFinds)
+TEST(MoveTable, SlidersEqualTheWalkOfTheModelWhateverMultipliersTheSearchFinds)
 {
     for (const bool seeded : {false, true})
     {
@@ -64,7 +54,7 @@ TEST(MoveTable, SlidersEqualTheSlowWalkWhateverMultipliersTheSearchFinds)
                 std::vector<u64> cells(size_t{1} << popcount(entry.mask));
                 u64 subset = 0;
                 do {
-                    const u64 walked = slowSlider(s, subset, diagonal);
+                    const u64 walked = walk(s, subset, diagonal);
                     ASSERT_EQ(diagonal ? getBishopAttackTable(s, subset)
                                        : getRookAttackTable(s, subset),
                               walked);
@@ -78,8 +68,7 @@ TEST(MoveTable, SlidersEqualTheSlowWalkWhateverMultipliersTheSearchFinds)
                     cell = walked;
                     subset = (subset - entry.mask) & entry.mask;
                 } while (subset);
-                EXPECT_EQ((diagonal ? bishopAttackAll : rookAttackAll)[s],
-                          slowSlider(s, 0, diagonal));
+                EXPECT_EQ((diagonal ? bishopAttackAll : rookAttackAll)[s], walk(s, 0, diagonal));
             }
     }
     // Pieces outside the mask make no difference.
@@ -93,7 +82,7 @@ TEST(MoveTable, EveryTableFollowsItsGeometry)
     {
         const int fa = a % 8;
         const int ra = a / 8;
-        u64 knight = 0, king = 0, isolated = 0, enPassant = 0, file = 0, north = 0, south = 0;
+        u64 isolated = 0, enPassant = 0, file = 0, north = 0, south = 0;
         u64 pawn[2] = {}, ranks[2] = {}, passed[2] = {}, box[2] = {};
         const int cf = std::clamp(fa, 1, 6);
         for (int b = 0; b < 64; ++b)
@@ -103,8 +92,6 @@ TEST(MoveTable, EveryTableFollowsItsGeometry)
             const int d = std::max(std::abs(df), std::abs(dr));
             EXPECT_EQ(distance[a][b], d);
             EXPECT_EQ(getDistanceSquares(static_cast<u8>(a), static_cast<u8>(b)), d);
-            if (std::abs(df * dr) == 2) knight |= bit(b);
-            if (d == 1) king |= bit(b);
             if (df == 0) file |= bit(b);
             if (df == 0 && dr >= 0) north |= bit(b);
             if (df == 0 && dr <= 0) south |= bit(b);
@@ -119,23 +106,11 @@ TEST(MoveTable, EveryTableFollowsItsGeometry)
             if (std::abs(b % 8 - cf) <= 1 && dr >= -1 && dr <= 2) box[0] |= bit(b);
             if (std::abs(b % 8 - cf) <= 1 && dr >= -2 && dr <= 1) box[1] |= bit(b);
 
-            const bool line = a != b && (df == 0 || dr == 0 || std::abs(df) == std::abs(dr));
-            u64 between = 0, whole = 0;
-            if (line)
-                for (int c = 0; c < 64; ++c)
-                {
-                    const int ef = c % 8 - fa;
-                    const int er = c / 8 - ra;
-                    if (ef * dr != er * df) continue;
-                    if (c == a || ef * df + er * dr != 0) whole |= bit(c);
-                    if (ef * df + er * dr > 0 && std::max(std::abs(ef), std::abs(er)) < d)
-                        between |= bit(c);
-                }
-            EXPECT_EQ(inBetweenSquares[a][b], between) << a << ' ' << b;
-            EXPECT_EQ(inLineSquares[a][b], whole) << a << ' ' << b;
+            EXPECT_EQ(inBetweenSquares[a][b], oracle::between(a, b)) << a << ' ' << b;
+            EXPECT_EQ(inLineSquares[a][b], oracle::lineFrom(a, b) | oracle::lineFrom(b, a));
         }
-        EXPECT_EQ(knightAttackTable[a], knight);
-        EXPECT_EQ(kingAttackTable[a], king);
+        EXPECT_EQ(knightAttackTable[a], oracle::reach(oracle::knight, a, 0));
+        EXPECT_EQ(kingAttackTable[a], oracle::reach(oracle::king, a, 0));
         EXPECT_EQ(isolatedPawns[a], isolated);
         EXPECT_EQ(enpassantTable[a], enPassant);
         EXPECT_EQ(files[fa], file);
@@ -165,36 +140,6 @@ TEST(MoveTable, AMagicNumberHasTheBitsAskedFor)
 {
     for (const int bits : {-3, 0, 1, 9, 40, 64})
         EXPECT_EQ(popcount(generateMagicNumber(bits)), std::max(bits, 0));
-}
-
-TEST(MoveTable, EveryKindOfPieceAttacksItsSquaresForItsColourOnly)
-{
-    // A piece on d4, with friendly pawns on d6 and f6 in the way.
-    const std::pair<u8, const char*> cases[] = {
-        {KNIGHT, "b3 b5 c2 c6 e2 e6 f3 f5"},
-        {BISHOP, "a1 b2 c3 e5 f6 a7 b6 c5 e3 f2 g1"},
-        {ROOK, "a4 b4 c4 e4 f4 g4 h4 d1 d2 d3 d5 d6"},
-        {QUEEN, "a1 b2 c3 e5 f6 a7 b6 c5 e3 f2 g1 a4 b4 c4 e4 f4 g4 h4 d1 d2 d3 d5 d6"},
-        {KING, "c3 c4 c5 d3 d5 e3 e4 e5"}};
-    Board board("8/8/8/8/8/8/8/8 w - - 0 1");
-    const auto attacked = [&board](u8 colour)
-    {
-        u64 set = 0;
-        for (u8 s = 0; s < 64; ++s)
-            if (isSquareAttacked(s, colour, board.get())) set |= bit(s);
-        return set;
-    };
-    for (const u8 colour : {WHITE, BLACK})
-        for (const auto& [type, hit] : cases)
-        {
-            initPosition(board.get());
-            addPiece(static_cast<u8>(type + colour), sq("d4"), board.get());
-            addPiece(static_cast<u8>(PAWN + colour), sq("d6"), board.get());
-            addPiece(static_cast<u8>(PAWN + colour), sq("f6"), board.get());
-            const u64 pawns = colour == WHITE ? squares("c7 e7 g7") : squares("c5 e5 g5");
-            EXPECT_EQ(attacked(colour), squares(hit) | pawns) << int{type};
-            EXPECT_EQ(attacked(colour ^ 1), 0U) << int{type};
-        }
 }
 
 
@@ -238,22 +183,5 @@ TEST(HashKeys, AKeyIsItsNumbersAndNothingElse)
         EXPECT_EQ(board->pawnHashKey, c.pawnKey) << c.fen;
         EXPECT_EQ(calcHashKey(0, board.get()), c.key) << c.fen;
         EXPECT_EQ(calcHashKeyPawn(0, board.get()), c.pawnKey) << c.fen;
-    }
-}
-
-TEST(HashKeys, EveryDoublePushEntersItsFile)
-{
-    for (char file = 'a'; file <= 'h'; ++file)
-    {
-        Board board{std::string(fenStartPos)};
-        const std::string from{file, '2'};
-        const std::string to{file, '4'};
-        const moveStruct push = board.move(from + to);
-        const u64 key = board->hashKey ^ hashCodeBlackToMove ^ hashCodePiece[PAWN][sq(from)] ^
-                        hashCodePiece[PAWN][sq(to)] ^ hashCodeEnpassant[file - 'a'];
-        makeMove(1, &push, board.get(), true);
-        EXPECT_EQ(board.ply(1).enPassantSquare, sq(to));
-        EXPECT_EQ(board->hashKey, key) << file;
-        EXPECT_EQ(calcHashKey(1, board.get()), key) << file;
     }
 }

@@ -107,7 +107,7 @@ export const clone = {
   // A sample of two may have no survivor, which is an error.
   'dev/mutate --survivors build/mutants.jsonl': { short: [/$/, ' || true'], says: /surviv/ },
   'dev/fuzz.sh 20': { short: ['20', '1'] },
-  'dev/fuzz.sh 20 console moves': { short: ['20', '1'] },
+  'dev/fuzz.sh 20 console fen': { short: ['20', '1'] },
 
   'make install PREFIX=$HOME/.local': {
     as: 'make install PREFIX=$PWD/build/home && echo rtest | build/home/bin/quillon',

@@ -90,6 +90,8 @@ void fuzzConsole(const std::string& input)
         if (token == "perft") line = limitPerft(words, state.perftDepth);
 
         token = execute(line, state);
+        require(GPS->keyIndex >= 0 && GPS->keyIndex < KEYHISTORYSIZE, "the next key has a slot");
+        require(GPS->hashKey == calcHashKey(0, GPS), "the key is that of the position");
         // A count leaves a large table, which is slow to clear.
         if (token == "perft") createHashTable(1);
     }

@@ -48,15 +48,6 @@ void leaveFolder()
     if (chdir("/") == 0) rmdir(folder.c_str());
 }
 
-/// Ends the process with a message when a promise is broken.
-void require(bool holds, const char* promise)
-{
-    if (holds) return;
-    std::fprintf(stderr, "broken: %s\n", promise);
-    leaveFolder();
-    std::abort();
-}
-
 /// Ends the threads and frees the table, so that a leak shows as one.
 void endFuzzing()
 {
@@ -153,34 +144,6 @@ void fuzzFen(const std::string& input)
 }
 
 
-// The rest of a `position` line: set up and played, then counted one ply deep and searched.
-
-void searchToDepth(u64 depth)
-{
-    std::istringstream limits("depth " + std::to_string(depth));
-    UCIgo(limits);
-    finishSearch();
-}
-
-void fuzzMoves(const std::string& input)
-{
-    std::istringstream words(input);
-    UCIposition(words);
-    require(GPS->keyIndex >= 0 && GPS->keyIndex < KEYHISTORYSIZE, "the next key has a slot");
-
-    positionStruct* const position = bareBoard();
-    moveStruct* const list = position->plies[0].moveListStart;
-    *position = *GPS;
-    position->plies[0].moveListStart = list;
-    if (makePlayable(position))
-    {
-        require(position->hashKey == calcHashKey(0, position), "the key is right");
-        perft(0, 1, position);
-    }
-    searchToDepth(1 + input.size() % 3);
-}
-
-
 // A file of positions and counts for the check of the move generator. Depths above 2 are lowered,
 // since a deeper count of a rich position only takes time.
 
@@ -230,23 +193,9 @@ void fuzzTraining(const std::string& input)
 // the second one a FEN. An accepted move is played and taken back, and a search finds the word at
 // its root and after each move.
 
-/// The bytes of a position but for the child's record, which makeMove may leave changed, and the
-/// keys beyond the path.
-std::vector<unsigned char> imageOf(const positionStruct& position)
-{
-    std::vector<unsigned char> bytes(sizeof position);
-    std::memcpy(bytes.data(), &position, sizeof position);
-    const auto clear = [&](size_t from, size_t size)
-    { std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(from), size, 0); };
-    clear(offsetof(positionStruct, plies) + sizeof(plyStruct), sizeof(plyStruct));
-    const size_t used = static_cast<size_t>(position.keyIndex) * sizeof(u64);
-    clear(offsetof(positionStruct, keyHistory) + used, sizeof position.keyHistory - used);
-    return bytes;
-}
-
 void playAndTakeBack(moveStruct move, positionStruct* position)
 {
-    const std::vector<unsigned char> before = imageOf(*position);
+    const auto before = std::make_unique<positionStruct>(*position);
     require(makeMove(1, &move, position, false), "a move taken on trust is made");
     require(isBoardStructOK(position), "board and bitboards agree after an accepted move");
     // A pawn that is believed to double-push to a1 leaves square 0, which stands for none.
@@ -258,7 +207,9 @@ void playAndTakeBack(moveStruct move, positionStruct* position)
     require(!isSquareAttacked(kingSquareOf(us ^ 1, position), us, position),
             "an accepted move leaves no king to be taken");
     unmakeMove(1, &move, position);
-    require(imageOf(*position) == before, "taking back restores every field");
+    // The child's record and the keys beyond the path may be left changed.
+    require(!std::memcmp(before.get(), position, offsetof(positionStruct, plies)),
+            "taking back restores every field");
 }
 
 void judge(moveStruct move, positionStruct* position)
@@ -319,7 +270,9 @@ void fuzzTableWord(const std::string& input)
 
     std::istringstream words("fen " + fen);
     UCIposition(words);
-    searchToDepth(1 + word % 4);
+    std::istringstream limits("depth " + std::to_string(1 + word % 4));
+    UCIgo(limits);
+    finishSearch();
 }
 
 
@@ -335,8 +288,7 @@ bool isNumberError(const std::exception& refused)
 void runTarget(const std::string& name, const std::string& input)
 {
     static const std::map<std::string, void (*)(const std::string&)> targets = {
-        {"fen", fuzzFen},           {"moves", fuzzMoves},
-        {"console", fuzzConsole},   {"perft_file", fuzzPerftFile},
+        {"fen", fuzzFen},           {"console", fuzzConsole},      {"perft_file", fuzzPerftFile},
         {"training", fuzzTraining}, {"table_word", fuzzTableWord},
     };
     const auto target = targets.at(name);
@@ -360,4 +312,12 @@ void finishSearch()
     while (!theWorkForce.stopSearch && clock::now() < limit)
         std::this_thread::sleep_for(std::chrono::microseconds(50));
     theWorkForce.endSearch();
+}
+
+void require(bool holds, const char* promise)
+{
+    if (holds) return;
+    std::fprintf(stderr, "broken: %s\n", promise);
+    leaveFolder();
+    std::abort();
 }

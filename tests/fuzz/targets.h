@@ -15,3 +15,6 @@ void fuzzConsole(const std::string& input);
 
 /// Lets a running search end by itself, but for a few milliseconds only, and then stops it.
 void finishSearch();
+
+/// Ends the process with a message when a promise is broken.
+void require(bool holds, const char* promise);

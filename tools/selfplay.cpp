@@ -37,46 +37,38 @@ constexpr int DECIDEDSCORE = 1000; // a game is won once both sides have seen th
 constexpr int DECIDEDPLIES = 6;    // ... for this many plies
 constexpr int KEEPONEOF = 3;       // quiet positions, since neighbours are alike
 
-/// The searcher: a copy of GPS with a move stack and caches of its own.
-struct searcher
+/// A searcher on this thread.
+class searcher : public worker
 {
-    positionStruct position;
-    moveStruct moveStack[MOVESTACKSIZE + MOVESTACKSLACK];
-    pawnHashTableStruct pawns;
-    evalHashTableStruct evaluations;
+  public:
+    searcher() : worker(0) {}
 
-    void takePosition()
-    {
-        position = GPSData;
-        position.plies[0].moveListStart = moveStack;
-        position.pawnHashTable = &pawns;
-        position.evalHashTable = &evaluations;
-    }
+    using worker::position;
 
     std::vector<moveStruct> legalMoves()
     {
-        takePosition();
-        generateMovesLegal(0, moveStack, &position);
-        return {position.plies[0].moveListStart, position.plies[0].moveListEnd};
+        setPosition(GPS);
+        plyStruct& root = position->plies[0];
+        generateMovesLegal(0, root.moveListStart, position);
+        return {root.moveListStart, root.moveListEnd};
     }
 
     /// The score for the side to move; the best move is left in plies[0].
     int search(int depth)
     {
-        takePosition();
+        setPosition(GPS);
         int score = 0;
         for (int d = 1; d <= depth; ++d)
-            score = alfabeta(0, d, -SCOREINFINITE, SCOREINFINITE, &position, 2);
+            score = alfabeta(0, d, -SCOREINFINITE, SCOREINFINITE, position, 2);
         return score;
     }
 
     bool isQuiet(moveStruct best)
     {
-        if (position.plies[0].inCheck || position.board[best.to] || best.kind != KINDPLAIN)
+        if (position->plies[0].inCheck || position->board[best.to] || best.kind != KINDPLAIN)
             return false;
-        takePosition();
-        return quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, &position) ==
-               evaluateN(0, &position);
+        setPosition(GPS);
+        return quiescence(0, 0, -SCOREINFINITE, SCOREINFINITE, position) == evaluateN(0, position);
     }
 };
 
@@ -147,7 +139,7 @@ const char* playGame(searcher& player, int depth, std::mt19937& random,
             continue;
         }
         const int score = player.search(depth);
-        moveStruct best = player.position.plies[0].bestMove;
+        moveStruct best = player.position->plies[0].bestMove;
         if (moveWord(best) == 0) best = moves[random() % moves.size()];
 
         const int whiteScore = us == WHITE ? score : -score;

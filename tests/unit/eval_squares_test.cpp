@@ -22,9 +22,10 @@ parts partsOf(const evalTrace& trace, int term, int colour)
     return result;
 }
 
-/// Expects the parts of white's term.
+/// Expects the parts of white's term, and that black's are mirrored.
 void expectParts(const std::string& pieces, int term, const parts& expected)
 {
+    whites(pieces, term);
     Board board(fenOf(pieces));
     EXPECT_EQ(partsOf(evaluateTraced(board.get()), term, WHITE), expected)
         << evalTermTexts[term].name << ", " << pieces;
@@ -32,7 +33,7 @@ void expectParts(const std::string& pieces, int term, const parts& expected)
 
 } // namespace
 
-TEST(EvalSquares, APartBelongsToThePieceThatTheTermIsAbout)
+TEST(EvalSquares, APartBelongsToThePieceThatTheTermIsAboutInBothColours)
 {
     const std::string kings = "Kg1 kg8 ";
     expectParts(kings + "Ne5 Qd1", termMaterial, {{"e5", pieceValue[1]}, {"d1", pieceValue[4]}});
@@ -49,24 +50,6 @@ TEST(EvalSquares, APartBelongsToThePieceThatTheTermIsAbout)
                 {{"f2", X(plain(EVALPAWNSHIELD[sq("f2") ^ 56]), 0)},
                  {"h3", X(plain(EVALPAWNSHIELD[sq("h3") ^ 56]), 0)}});
     expectParts(kings + "Pa2", termFlank, {{"g1", EVALKINGNOPAWNONFILES[0]}});
-}
-
-TEST(EvalSquares, AreMirroredWithTheColours)
-{
-    for (const std::string pieces : {"Kg1 Pf2 Pg2 Ph3 Pc2 Pc3 Bd3 Bb2 Qh5 Ng5 kg8 pf7 pg7 ph7 rf8",
-                                     "Ke1 Pd4 Pe5 Rd1 Bd3 Nf3 kd8 pd5 pd6 pd7 rh4 rh3 qb4 bc3"})
-    {
-        Board board(fenOf(pieces));
-        Board mirror(fenOf(exchanged(pieces), BLACK));
-        const auto trace = std::make_unique<evalTrace>(evaluateTraced(board.get()));
-        const auto other = std::make_unique<evalTrace>(evaluateTraced(mirror.get()));
-        for (int term = 0; term < NOFEVALTERMS; ++term)
-            for (const int colour : {WHITE, BLACK})
-                for (int square = 0; square < NOFSQUARES; ++square)
-                    EXPECT_EQ(trace->squares[term][colour][square],
-                              other->squares[term][colour ^ 1][square ^ 56])
-                        << evalTermTexts[term].name << ' ' << square;
-    }
 }
 
 // Black's king is attacked by queen, knight and bishop; the white pawns add nothing.

@@ -31,17 +31,6 @@ TEST(EvalThreats, AMinorAttackedByAPawnOrAMinorCountsOnceForEach)
                                           {"Kg1 Ne4 kd5", none}});
 }
 
-TEST(EvalThreats, APinnedPieceDefendsAndAttacksAlongThePinOnly)
-{
-    // The knight on e3 defends c4, the bishop the pawn on f4; a rook on e8 pins them on their file.
-    for (const char* piece : {"Ne3 Pc4", "Be5 Pf4"})
-    {
-        const std::string pieces = std::string("Ke1 ") + piece + " kh8 rc8 rf8";
-        EXPECT_EQ(whites(pieces, termThreatWeakPawn), none) << piece;
-        EXPECT_EQ(whites(pieces + " re8", termThreatWeakPawn), EVALTHREADWEAKPAWN) << piece;
-    }
-}
-
 TEST(EvalThreats, AMinorOnAWeakSquareAttackedByARookOrQueen)
 {
     const combEval once = EVALTHREADMINORABMAJOR;

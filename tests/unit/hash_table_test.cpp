@@ -51,23 +51,16 @@ struct modelTable
     {
         const u64 home = key & hashKeyMask;
         u64 target = home;
-        bool chosen = false;
-        int smallest = 0;
-        for (u64 line = home; line < home + 4 && !chosen; ++line)
+        const auto keep = [&](const entry& e)
+        { return e.depth + (e.bound == 3) - 4 * ((age - e.age) & 63); };
+        for (u64 line = home; line < home + 4; ++line)
+        {
             if (!lines[line].used || lines[line].key == key)
             {
                 target = line;
-                chosen = true;
+                break;
             }
-        for (u64 line = home; line < home + 4 && !chosen; ++line)
-        {
-            const entry& e = lines[line];
-            const int keep = e.depth + (e.bound == 3) - 4 * ((age - e.age) & 63);
-            if (line == home || keep < smallest)
-            {
-                smallest = keep;
-                target = line;
-            }
+            if (keep(lines[line]) < keep(lines[target])) target = line;
         }
         lines[target] = {key, depth, bound, age, true};
     }

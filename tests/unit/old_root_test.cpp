@@ -14,24 +14,6 @@ class SearchOldRoot : public SearchRoot
 {
   protected:
     std::string oldLines(Board& board) { return lines(board, &boss::searchRootOld); }
-
-    /// Empties the table and stores what the root moves are worth to the side to move at any depth:
-    /// those named by their index, and all others. A move with NOWORTH has to be searched.
-    static constexpr int NOWORTH = 32000;
-    static void setWorths(Board& board, const std::vector<std::pair<size_t, int>>& worths,
-                          int others)
-    {
-        liftLimits();
-        clearHashTable();
-        const std::vector<moveStruct> moves = board.legalMoves();
-        for (size_t i = 0; i < moves.size(); ++i)
-        {
-            int worth = others;
-            for (const auto& [index, named] : worths)
-                if (index == i) worth = named;
-            if (worth != NOWORTH) enterAfter(board, moves[i], -worth);
-        }
-    }
 };
 
 } // namespace
@@ -73,7 +55,8 @@ TEST_F(SearchOldRoot, EveryThreadAnswersAMatedRootAndSearchesItAllTheSame)
 TEST_F(SearchOldRoot, DepthsBeginWith2LinesWith11AndAnOnlyMoveEndsAt3)
 {
     Board board(start);
-    setWorths(board, {{3, 0}}, -3000);
+    enterAfterAll(board, 3000);
+    enterAfter(board, board.legalMoves()[3], 0);
     engine.depthLimit = 11;
     EXPECT_EQ(oldLines(board).find("info score cp 0 depth 11 seldepth "), 0U);
     for (const auto& [fen, limit, reached] : {std::tuple(start, 1, 2), {onlyMove, 30, 3}})
@@ -92,7 +75,9 @@ TEST_F(SearchOldRoot, BestMovesComeToTheHeadOfTheListAndTheOthersFollowByTheirNo
     // far. Move 5 seems to be worth 600 in its null window, so it is searched again, and fails low.
     Board board(start);
     const std::vector<moveStruct> moves = board.legalMoves();
-    setWorths(board, {{0, 0}, {3, 500}, {5, NOWORTH}, {9, 700}}, -3000);
+    enterAfterAll(board, 3000);
+    for (const auto& [i, worth] : {std::pair(0, 0), {3, 500}, {9, 700}})
+        enterAfter(board, moves[static_cast<size_t>(i)], -worth);
     enterAfter(board, moves[5], -600, boundUpper);
     engine.depthLimit = 2;
     oldLines(board);

@@ -105,4 +105,6 @@ TEST_F(OracleSearch, AGameKeepsTheTableAndAnotherStartsAfreshAsInTheModel)
             for (std::string word, move; words >> word >> move;) play(move);
         }
     }
+    newGame(fenStartPos); // which the table knows
+    search(10);
 }

@@ -139,6 +139,12 @@ class SearchRoot : public testing::Test
         unmakeMove(1, &move, board.get());
     }
 
+    /// Stores the same score after each root move.
+    static void enterAfterAll(Board& board, int score)
+    {
+        for (const moveStruct& move : board.legalMoves()) enterAfter(board, move, score);
+    }
+
     /// What a whole search of the pool writes, with either root search.
     std::string lines(Board& board, void (boss::*search)() = &boss::searchRoot)
     {

@@ -595,7 +595,7 @@ class SearchPonder : public SearchRoot
     {
         clearHashTable();
         const moveStruct answer{sq("e7"), sq("e5"), KINDDOUBLEPUSH, PAWN + BLACK};
-        for (const moveStruct& move : board.legalMoves()) enterAfter(board, move, 5000);
+        enterAfterAll(board, 5000);
         enterAfter(board, board.move("e2e4"), 0, boundExact, answer);
         liftLimits();
     }

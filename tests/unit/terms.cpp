@@ -38,15 +38,20 @@ std::string exchanged(std::string pieces)
 namespace
 {
 
-/// A term's value for a colour; the other colour's must be the same with the colours exchanged.
+/// A term's value for a colour. The other colour's, and its squares, must be the same with the
+/// colours exchanged.
 combEval valueOf(const std::string& pieces, int term, int colour, int sideToMove)
 {
     Board board(fenOf(pieces, sideToMove));
     Board mirror(fenOf(exchanged(pieces), sideToMove ^ 1));
-    const combEval value = evaluateTraced(board.get()).terms[term][colour];
-    EXPECT_EQ(value, evaluateTraced(mirror.get()).terms[term][colour ^ 1])
-        << evalTermTexts[term].name << " differs between the colours: " << pieces;
-    return value;
+    const evalTrace trace = evaluateTraced(board.get());
+    const evalTrace other = evaluateTraced(mirror.get());
+    const std::string text = std::string(evalTermTexts[term].name) + ", " + pieces;
+    EXPECT_EQ(trace.terms[term][colour], other.terms[term][colour ^ 1]) << text;
+    for (int square = 0; square < NOFSQUARES; ++square)
+        EXPECT_EQ(trace.squares[term][colour][square], other.squares[term][colour ^ 1][square ^ 56])
+            << text;
+    return trace.terms[term][colour];
 }
 
 } // namespace

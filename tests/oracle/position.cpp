@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <random>
 #include <sstream>
 
 namespace oracle
@@ -14,27 +13,6 @@ namespace oracle
 
 namespace
 {
-
-// The keys. Any random numbers will do: results don't depend on them.
-struct Keys
-{
-    std::uint64_t piece[14][64] = {};
-    std::uint64_t rights[16] = {};
-    std::uint64_t enPassantFile[8] = {};
-    std::uint64_t blackToMove = 0;
-
-    Keys()
-    {
-        std::mt19937_64 random;
-        for (auto& squares : piece)
-            for (auto& number : squares) number = random();
-        for (auto& number : rights) number = random();
-        for (auto& number : enPassantFile) number = random();
-        blackToMove = random();
-    }
-};
-
-const Keys keys;
 
 // The castling rights that are lost with a move from or to a square.
 constexpr int rightsOf(int square)
@@ -58,13 +36,17 @@ constexpr bool isPromotion(int kind)
 
 } // namespace
 
+// Any hash will do, since results don't depend on it; this is FNV-1a.
 std::uint64_t Position::computeKey() const
 {
-    std::uint64_t result = keys.rights[here().rights];
-    for (int s = 0; s < 64; ++s)
-        if (board[s] != none) result ^= keys.piece[board[s]][s];
-    if (here().enPassantPawn != 0) result ^= keys.enPassantFile[fileOf(here().enPassantPawn)];
-    return side == 0 ? result : result ^ keys.blackToMove;
+    std::uint64_t result = 0xcbf29ce484222325;
+    const auto add = [&](int number)
+    { result = (result ^ static_cast<std::uint64_t>(number)) * 0x100000001b3; };
+    for (const int piece : board.squares) add(piece);
+    add(here().rights);
+    add(here().enPassantPawn == 0 ? 8 : fileOf(here().enPassantPawn));
+    add(side);
+    return result;
 }
 
 void Position::set(const std::string& fen)

@@ -2,7 +2,6 @@
 //
 // Notation, and the dumps for a debugger.
 
-#include <algorithm>
 #include <bitset>
 #include <random>
 
@@ -90,28 +89,18 @@ TEST(GeneralDumps, ATableIsPrintedInRowsOfPairsInColumnsOfFour)
 TEST(GeneralDumps, ThePackedSquareTableIsPrintedAsTwoArraysOfItsHalves)
 {
     // The mid-game half is first in memory. A negative one has borrowed from the other half.
-    const std::string text = written(printPSTinFormatX);
-    std::vector<int> halves;
+    std::vector<i16> halves;
     for (const auto& table : pieceSquareScore)
         for (const combEval score : table)
         {
-            halves.push_back(mgHalf(score));
-            halves.push_back(mgHalf(score) < 0 ? egHalf(score) - 1 : egHalf(score));
+            halves.push_back(narrow<i16>(mgHalf(score)));
+            halves.push_back(narrow<i16>(egHalf(score) - (mgHalf(score) < 0)));
         }
     ASSERT_EQ(halves.size(), 768U);
-    const auto padded = [](int number)
-    {
-        const std::string digits = std::to_string(number);
-        return std::string(4 - std::min<size_t>(digits.size(), 4), ' ') + digits;
-    };
     std::string expected;
-    for (size_t i = 0; i < 384; ++i)
-    {
-        expected += "X(" + padded(halves[i]) + ',' + padded(halves[384 + i]) + "), ";
-        if (i % 8 == 7) expected += '\n';
-        if (i % 64 == 63) expected += '\n';
-    }
-    EXPECT_EQ(text, expected);
+    for (const i16* first = &halves[0]; first < &halves[384]; first += NOFSQUARES)
+        expected += written([=] { printTableInFormatX(first, first + 384); }) + '\n';
+    EXPECT_EQ(written(printPSTinFormatX), expected);
 }
 
 TEST(GeneralDumps, SoftwarePopcountCountsTheBits)

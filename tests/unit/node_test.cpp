@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Single nodes of the main search and of quiescence: the cases that whole searches rarely reach.
-// The console tests compare those with the model. The tests fill the evaluation cache with static
+// Single nodes of the main search and of quiescence: the cases that whole searches rarely reach,
+// which oracle_test.cpp compares with the model. The tests fill the evaluation cache with static
 // evaluations and the transposition table with the scores of children, so each expectation follows
 // from the rules of the node alone. A child's score is from its own side to move.
 

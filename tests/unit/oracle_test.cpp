@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Whole searches at fixed depth have the same nodes, scores and lines as a slow model of the search
-// that shares no code with the engine. This is the one-threaded search by default: its lines from
-// depth 10 on, the ponder move, and the pickers that order its moves.
+// that shares no code with the engine. Node counts depend on each step of a node and on the order
+// of its moves, so this tests the pickers, too.
+
+#include <algorithm>
 
 #include "../../bench/positions.h"
 #include "../oracle/model.h"
@@ -39,9 +41,13 @@ class OracleSearch : public SearchRoot
     {
         position += ' ' + move;
         model->generateLegal(0);
-        const oracle::Move* each = model->stack;
-        while (oracle::moveText(*each, model->side) != move) ++each;
-        model->make(*each, false);
+        const oracle::Move* const first = model->stack;
+        const oracle::Move* const end = first + model->here().listEnd;
+        const oracle::Move* const legal = std::find_if(
+            first, end,
+            [&](const oracle::Move& each) { return oracle::moveText(each, model->side) == move; });
+        ASSERT_NE(legal, end) << move;
+        model->make(*legal, false);
         // A game stays at the first ply.
         model->plies[0] = model->plies[1];
         model->ply = 0;
@@ -91,8 +97,8 @@ TEST_F(OracleSearch, PvsWithCastlingEndWhereThoseOfTheModelDo)
 }
 
 // The hash table with its ages and the keys of the game persist from search to search; histories,
-// killers and counter moves start empty in each, and with a new game the table, too.
-TEST_F(OracleSearch, AGameKeepsTheTableAndAnotherStartsAfreshAsInTheModel)
+// killers and counter moves start empty in each.
+TEST_F(OracleSearch, AGameKeepsItsTableAndWritesLinesFromDepth10OnWithThePonderMove)
 {
     for (const std::string_view fen :
          {fenStartPos, std::string_view("8/5pk1/4p1p1/3pP2p/1p1P3P/pP3PP1/P3K3/8 w - - 12 40")})
@@ -105,6 +111,13 @@ TEST_F(OracleSearch, AGameKeepsTheTableAndAnotherStartsAfreshAsInTheModel)
             for (std::string word, move; words >> word >> move;) play(move);
         }
     }
-    newGame(fenStartPos); // which the table knows
-    search(10);
+}
+
+TEST_F(OracleSearch, ANewGameForgetsTheTable)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        newGame(fenStartPos);
+        search(10);
+    }
 }

@@ -90,8 +90,7 @@ export const clone = {
   'cmake --build --preset release --target quillon_selfplay': works,
 
   'cmake --preset check -DQUILLON_TESTS=ON -DQUILLON_SIGNATURE=ON': works,
-  'cmake --build --preset check -j 2 --target quillon quillon_tests quillon_signature':
-    works,
+  'cmake --build --preset check -j 2 --target quillon quillon_tests quillon_signature': works,
   'build/check/bench/quillon_signature | tail -n 1': { says: /^\d+ nodes \d+ nps$/m },
   'ctest --test-dir build/check -L eval --output-on-failure': { says: /100% tests passed/ },
   "build/check/tests/quillon_tests --gtest_filter='Eval*'": { says: /PASSED +\] [1-9]/ },

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Chess as text: games and records, scores, swings and the graph. The expectations are worked out
-// by hand.
+// Scores, records, the table of a position, swings and the graph. The expectations are worked out by
+// hand.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import { formatRows, kindOf, readGame as readGameOf, readJobs } from '../../tools/lib/analysis.mjs';
-import {
-  endOf, numbered, playText, readFen, readScore, sanLine, scoreText, startFen, winPercent,
-} from '../../tools/lib/chess.mjs';
+import { endOf, readFen, readScore } from '../../tools/lib/chess.mjs';
 import { movesOf, parseEpd, taskOf } from '../../tools/lib/epd.mjs';
 import { makeReport, swingsOf } from '../../tools/lib/report.mjs';
 import { drawScores } from '../../tools/lib/score-graph.mjs';
@@ -35,37 +33,6 @@ test("scores become White's, and mates of Quillon are counted as usual", () => {
   ]) {
     assert.deepEqual(readScore(score, how), expected);
   }
-});
-
-// The win % were computed with a pocket calculator.
-test('scores have a text and a win %', () => {
-  for (const [score, text, win] of [
-    [{ cp: 0 }, '0.00', 50], [{ cp: 20 }, '+0.20', 51.8402], [{ cp: 100 }, '+1.00', 59.1026],
-    [{ cp: -100 }, '-1.00', 40.8974], [{ cp: 400 }, '+4.00', 81.3487],
-    [{ mate: 3 }, '#3', 100], [{ mate: -9 }, '#-9', 0], [{ mate: 0, winner: 'w' }, '1-0', 100],
-    [{ mate: 0, winner: 'b' }, '0-1', 0],
-  ]) {
-    assert.equal(scoreText(score), text);
-    assert.ok(Math.abs(winPercent(score) - win) < 0.0001, text);
-  }
-  assert.equal(scoreText(null), '?');
-});
-
-test('moves are understood as people write them, and illegal ones change nothing', () => {
-  const fen = '4k3/P7/8/8/8/8/8/R3K2R w KQ - 0 1';
-  for (const [text, san] of [['Kd8'], ['0-0-0', 'O-O-O'], ['a8Q', 'a8=Q+']]) {
-    const chess = readFen(fen);
-    assert.equal(playText(chess, text)?.san, san);
-    if (!san) assert.equal(chess.fen(), fen);
-  }
-});
-
-test('a line is numbered from its first position, and ends before an illegal move', () => {
-  const fen = 'rnbqkbnr/pppppppp/8/8/4P3/8/PPPP1PPP/RNBQKBNR b KQkq - 0 1';
-  assert.deepEqual(sanLine(fen, ['e7e5', 'g1f3', 'a1a8', 'b8c6']), ['e5', 'Nf3']);
-  assert.equal(numbered(fen, ['e5', 'Nf3', 'Nc6']), '1... e5 2. Nf3 Nc6');
-  assert.equal(numbered(startFen, ['e4', 'e5']), '1. e4 e5');
-  assert.equal(numbered(fen, []), '');
 });
 
 test('the end of a game has a reason; draws that must be claimed count on request', () => {

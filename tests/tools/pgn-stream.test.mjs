@@ -62,13 +62,6 @@ test('a byte order mark is skipped, and other text is told from games', async ()
   assert.deepEqual(await partsOf(['\r\n% x\r\n', ' == \n']), []);
 });
 
-test('a comment without an end ends before the next game', async () => {
-  const parts = await partsOf(piecesOf('[Event "a"]\n1. e4 {x\n\n[Event "b"]\n1. d4 {y} *', 7));
-  assert.deepEqual(parts.map(({ text }) => text.length), [21, 23]);
-  const [{ message, line, column }] = listGames(parts[0].text)[0].read().problems;
-  assert.deepEqual([message, line, column], ['the comment that begins here has no end', 2, 7]);
-});
-
 test('a game comes as soon as the next one begins; little of 4 megabytes is held', async () => {
   const game = `[White "a"]\n\n${'1. e4 e5 '.repeat(100)}*\n\n`;
   const piece = game.repeat(Math.ceil(2 ** 16 / game.length));

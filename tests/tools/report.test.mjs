@@ -49,7 +49,8 @@ test('a move is an inaccuracy from 5 points of win %, a mistake from 10, a blund
 });
 
 test("fool's mate: both of White's moves are bad, Black's are exact", () => {
-  const lines = { 0: 'e2e4 e7e5', 2: 'd4 exd4 Qxd4' };
+  // A line ends before an illegal move.
+  const lines = { 0: 'e2e4 e7e5 a1a8 g1f3', 2: 'd4 exd4 Qxd4' };
   const { report } = reportOn('1. f3 e5 2. g4 Qh4# 0-1', [20, -60, -70, '#-1', null], lines);
   assert.deepEqual(marksOf(report), ['1. f3?!', '2. g4??']);
   // From 51.84 to 44.50, and from 43.59 to 0.

@@ -58,11 +58,12 @@ export function endOf(chess, atEnd = true) {
   return null;
 }
 
-/** Plays a move in any usual notation: "Nf3", "Ngf3", "0-0", "e8Q", "g1f3".
+/** Plays a move in any usual notation ("Nf3", "Ngf3", "0-0", "e8Q", "g1f3"), or as an object.
+ *  @param {string | {from: string, to: string, promotion?: string}} move
  *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
-export function playText(chess, text) {
+export function playMove(chess, move) {
   try {
-    return chess.move(text.replace(/^0-0/, 'O-O').replace(/-0$/, '-O'));
+    return chess.move(move);
   } catch {
     return null;
   }
@@ -72,23 +73,7 @@ export function playText(chess, text) {
  *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
 export function playUci(chess, text) {
   if (!/^[a-h][1-8][a-h][1-8][qrbn]?$/.test(text)) return null;
-  try {
-    return chess.move({ from: text.slice(0, 2), to: text.slice(2, 4), promotion: text[4] });
-  } catch {
-    return null;
-  }
-}
-
-/** Plays a move in UCI or any usual notation, or as an object.
- *  @param {string | {from: string, to: string, promotion?: string}} move
- *  @returns {import('chess.js').Move | null} null if it isn't legal; nothing is played then */
-export function playMove(chess, move) {
-  if (typeof move === 'string') return playUci(chess, move) ?? playText(chess, move);
-  try {
-    return chess.move(move);
-  } catch {
-    return null;
-  }
+  return playMove(chess, { from: text.slice(0, 2), to: text.slice(2, 4), promotion: text[4] });
 }
 
 /** The legal moves of a position in UCI notation. The library's own list takes twenty times as

@@ -2,7 +2,7 @@
 //
 // Records of test positions (EPD): a position of four fields, then operations such as "bm Nf3;".
 
-import { Chess, playText, readFen } from './chess.mjs';
+import { Chess, playMove, readFen } from './chess.mjs';
 
 /** Reads one line.
  *  @param {string} line a position, perhaps with its two counters, then operations; the last
@@ -33,7 +33,7 @@ export function parseEpd(line) {
 export function movesOf(fen, text) {
   const moves = new Set();
   for (const word of text.split(/[\s,]+/).filter(Boolean)) {
-    const move = playText(new Chess(fen), word);
+    const move = playMove(new Chess(fen), word);
     if (!move) throw new Error(`${word} is not a legal move`);
     moves.add(move.lan);
   }

@@ -83,50 +83,46 @@ test('--json prints an object for each position and each game', async () => {
   assert.deepEqual(game, { game: 1, input: 'White - Black', result: '*', swings: [] });
 });
 
-test('several games have a graph each; an illegal move ends only its own game', async () => {
+test('several games have files each; an illegal move ends only its own game', async () => {
   fs.mkdirSync(file('two.b'));
   const input = '1. e4 e5 2. Ke3 *\n\n1. d4 *';
-  const { status, out, err } = await analyseBy(fake(), ['--svg', file('two.b/g'), '-'], { input });
+  const args = ['svg', 'html', 'pgn'].flatMap((kind) => [`--${kind}`, file(`two.b/g.${kind}`)]);
+  const { status, out, err } = await analyseBy(fake(), [...args, '-'], { input });
   assert.equal(status, 1);
   const message = 'game 1, line 1, column 13: 2. Ke3 is not a legal move';
   assert.equal(err, `analyse: standard input, ${message}\n`);
   const names = namesOf(out).filter((name) => /^(\d|end)/.test(name));
   assert.deepEqual(names, ['1. e4', '1... e5', 'end', '1. d4', 'end']);
   assert.match(out, /White - Black \(game 2\)/);
-  assert.deepEqual(fs.readdirSync(file('two.b')).sort(), ['g-1.svg', 'g-2.svg']);
+  const files = ['g-1.html', 'g-1.svg', 'g-2.html', 'g-2.svg', 'g.pgn'];
+  assert.deepEqual(fs.readdirSync(file('two.b')).sort(), files);
+  assert.match(read(file('two.b/g-2.html')), />d4</);
+  const games = listGames(read(file('two.b/g.pgn'))).map((game) => game.read());
+  assert.deepEqual(games.map((tree) => tree.lineFrom().length), [2, 1]);
 });
 
-test('if the engine exits, the results so far are printed and drawn', async () => {
-  const svg = file('dies.svg');
-  const pgn = file('dies.pgn', foolsMate);
-  const { status, out, err } = await analyseBy(fake('dies', 3), ['--svg', svg, pgn]);
-  assert.equal(status, 1);
-  assert.equal(err, `analyse: ${pgn}, game 1, 2. g4: Fake 1.0 has ended with status 3\n`);
-  const names = namesOf(out);
-  assert.deepEqual(names.slice(2, 4), ['1. f3', '1... e5']);
-  assert.ok(!names.includes('2. g4'));
-  assert.match(read(svg), /class="line"/);
-});
-
+const died = /^analyse: .*, game 1, 2\. g4: Fake 1\.0 has ended with status 3\n$/;
 // A terminal signals the engine too, a script may signal the tool alone.
-for (const [name, target] of [
-  ['Ctrl-C', (child) => -child.pid],
-  ['SIGINT to the tool', (child) => child.pid],
+for (const [what, engine, status, message, target] of [
+  ['an engine that exits', fake('dies', 3), 1, died],
+  ['Ctrl-C', fake('waits', 3), 130, /^analyse: interrupted\n$/, (child) => -child.pid],
+  ['SIGINT to the tool', fake('waits', 3), 130, /^analyse: interrupted\n$/, (child) => child.pid],
 ]) {
-  test(`${name} keeps the results so far and draws them`, async () => {
-    const svg = file(`${name}.svg`);
-    let isSent = false;
-    const args = ['--time', '60000', '--svg', svg, file('long.pgn', foolsMate)];
-    const { status, out, err } = await analyseBy(fake('waits', 3), args, {
+  test(`${what} keeps the results so far, which are printed and drawn`, async () => {
+    const svg = file(`${what}.svg`);
+    let isSent = !target;
+    const args = ['--engine', engine, '--time', '60000', '--svg', svg, file('fool.pgn', foolsMate)];
+    const found = await analyse(args, {
       each(text, child) {
         if (isSent || !text.includes('1... e5')) return;
         isSent = true;
         process.kill(target(child), 'SIGINT');
       },
     });
-    assert.deepEqual([status, err], [130, 'analyse: interrupted\n']);
-    assert.match(out, /1\. f3[^]*1\.\.\. e5/);
-    assert.doesNotMatch(out, /^2\. g4/m);
+    assert.equal(found.status, status);
+    assert.match(found.err, message);
+    assert.deepEqual(namesOf(found.out).slice(2, 4), ['1. f3', '1... e5']);
+    assert.doesNotMatch(found.out, /^2\. g4/m);
     assert.match(read(svg), /class="line"/);
   });
 }
@@ -165,17 +161,6 @@ function checkReport(tree, rows, report) {
   for (const move of report.moves) move.reason = null;
   assert.deepEqual(report, expected);
 }
-
-test('several games have a page each and one file of annotated games', async () => {
-  const input = `${foolsMate}\n1. d4 d5 *`;
-  const args = ['--html', file('games.html'), '--pgn', file('games-out.pgn'), '-'];
-  const { status } = await analyseBy(fake(), args, { input });
-  assert.equal(status, 0);
-  assert.match(read(file('games-1.html')), /Fool/);
-  assert.match(read(file('games-2.html')), />d5</);
-  const games = listGames(read(file('games-out.pgn'))).map((game) => game.read());
-  assert.deepEqual(games.map((tree) => tree.lineFrom().length), [4, 2]);
-});
 
 test('a reader that closes the pipe early is not an error', async () => {
   const { status, err } = await analyseBy(fake(), [file('pipe.pgn', foolsMate)], {

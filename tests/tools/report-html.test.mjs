@@ -2,25 +2,16 @@
 // The report as an HTML file, in the browser: it loads nothing, and shows the position clicked.
 
 import assert from 'node:assert/strict';
-import fs from 'node:fs';
 import test from 'node:test';
-import { chromium } from 'playwright-core';
 import { readGame } from '../../tools/lib/game-tree.mjs';
 import { reportHtml } from '../../tools/lib/report-html.mjs';
 import { makeReport } from '../../tools/lib/report.mjs';
+import { launch } from '../web/browser.mjs';
 import { file } from './support.mjs';
 
-const executablePath = '/usr/bin/chromium';
 const hostile = '<img src=x onerror=alert(1)></script>&"';
-let browser;
-
-test.before(async () => {
-  assert.ok(fs.existsSync(executablePath), 'please install the Debian package chromium');
-  // Chromium's sandbox refuses to work for root.
-  const args = process.getuid() === 0 ? ['--no-sandbox'] : [];
-  browser = await chromium.launch({ executablePath, args });
-});
-test.after(() => browser?.close());
+const browser = await launch();
+test.after(() => browser.close());
 
 /** Opens a report in a page: { page, faults }; what it loads or complains of is a fault. */
 async function open(pgn, scores, lines, size) {

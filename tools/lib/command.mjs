@@ -90,13 +90,11 @@ export class Command {
   }
 
   /** The text of a file, or of standard input for "-".
-   *  @throws {Error} with a plain reason */
-  read(file) {
-    try {
-      return fs.readFileSync(file === '-' ? 0 : file, 'utf8');
-    } catch (error) {
-      throw new Error(`${file}: ${reason(error, 'file')}`);
-    }
+   *  @throws with a plain reason */
+  async read(file) {
+    let text = '';
+    for await (const piece of this.stream(file)) text += piece;
+    return text;
   }
 }
 
@@ -114,20 +112,15 @@ export function engineFile(file) {
  *  @throws if it can't be started or an option is out of its range */
 export async function startEngine(file, options) {
   const engine = await Engine.start(engineFile(file));
-  try {
-    for (const [name, value] of Object.entries(options)) {
-      if (!engine.options.has(name)) continue;
-      const [, min, max] = engine.options.get(name).match(/\bmin (-?\d+) max (-?\d+)/) ?? [];
-      if (value < Number(min) || value > Number(max)) {
-        throw new Error(`${engine.name} takes ${name} from ${min} to ${max}, not ${value}`);
-      }
-      engine.setOption(name, value);
+  for (const [name, value] of Object.entries(options)) {
+    const [, min, max] = engine.options.get(name)?.match(/\bmin (-?\d+) max (-?\d+)/) ?? [];
+    if (value < Number(min) || value > Number(max)) {
+      engine.kill();
+      throw new Error(`${engine.name} takes ${name} from ${min} to ${max}, not ${value}`);
     }
-    await engine.isReady();
-  } catch (error) {
-    engine.kill();
-    throw error;
   }
+  engine.setKnown(options);
+  await engine.isReady();
   return engine;
 }
 

@@ -4,15 +4,12 @@
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
-import { enginePath } from './talk.mjs';
+import { enginePath, makeFolder } from './talk.mjs';
 
 test('the banner is written before the attack tables are built', async (t) => {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-banner-'));
-  t.after(() => fs.rmSync(folder, { recursive: true }));
-  const pipe = path.join(folder, 'pipe');
+  const pipe = path.join(makeFolder(t), 'pipe');
   execFileSync('mkfifo', [pipe]);
 
   // A full pipe blocks the process at its first byte.

@@ -5,12 +5,11 @@
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 import { startFen } from '../../tools/lib/chess.mjs';
 import { readUse } from './process.mjs';
-import { banner, conversation, leaves, pictureOf, sourceDir } from './talk.mjs';
+import { banner, conversation, leaves, makeFolder, pictureOf, sourceDir } from './talk.mjs';
 
 const text = fs.readFileSync(path.join(sourceDir, 'data', 'perft.txt'), 'utf8');
 const [base, ...others] = text.split(/^(?:extended|full)\n/m)
@@ -52,8 +51,7 @@ conversation('perft leaves a table of 256 MB and rtest one of 128 MB', async (ta
 });
 
 test('rtest reads perft.txt from the first place that has one', (t) => {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-'));
-  t.after(() => fs.rmSync(folder, { recursive: true }));
+  const folder = makeFolder(t);
   const file = (...parts) => {
     const name = path.join(folder, ...parts);
     fs.mkdirSync(path.dirname(name), { recursive: true });

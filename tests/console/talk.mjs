@@ -5,6 +5,7 @@
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
+import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
 import { fileURLToPath } from 'node:url';
@@ -50,6 +51,13 @@ const searchLine = /^(info (?!string )|bestmove )/;
 export function requireTool(file, debianPackage) {
   assert.ok(fs.existsSync(file), `${file} not found: install the Debian package ${debianPackage}`);
   return file;
+}
+
+// Makes a folder that is removed after a test.
+export function makeFolder(t) {
+  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-'));
+  t.after(() => fs.rmSync(folder, { recursive: true }));
+  return folder;
 }
 
 // The command that runs another one with little memory, and its settings. A sanitizer needs

@@ -5,10 +5,9 @@
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
-import { conversation, enginePath, Talk } from './talk.mjs';
+import { conversation, enginePath, makeFolder, Talk } from './talk.mjs';
 
 const tunePath = process.env.QUILLON_TUNE ?? path.join(path.dirname(enginePath), 'quillon-tune');
 const trainingFile = 'quiet-labeled.epd';
@@ -24,8 +23,7 @@ const line = (fen, result) => `${fen} c9 "${result}";\n`;
 // Starts an engine in a folder with this training file; null for none, 0 for a folder of that
 // name.
 function startBeside(t, content, settings) {
-  const cwd = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-texel-'));
-  t.after(() => fs.rmSync(cwd, { recursive: true }));
+  const cwd = makeFolder(t);
   const file = path.join(cwd, trainingFile);
   if (content === 0) fs.mkdirSync(file);
   else if (content !== null) fs.writeFileSync(file, content);

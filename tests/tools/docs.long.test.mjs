@@ -2,15 +2,12 @@
 // The slow commands of the documents, one after the other in a fresh clone.
 
 import assert from 'node:assert/strict';
-import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { clone, root, run, shortened } from '../../dev/docs-commands.mjs';
+import { clone, run, shortened } from '../../dev/docs-commands.mjs';
+import { folder, root } from './support.mjs';
 
 test('the commands of the documents work in a fresh clone', async (t) => {
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-clone-'));
-  t.after(() => fs.rmSync(folder, { recursive: true, force: true }));
   const copied = await run(`git clone --quiet ${root} ${folder}/quillon`, root);
   assert.equal(copied.status, 0, copied.output);
   for (const [command, row] of Object.entries(clone)) {

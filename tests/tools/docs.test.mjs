@@ -5,12 +5,11 @@
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import test from 'node:test';
-import { commandsOf, documents, quick, root, rows, run, shortened } from '../../dev/docs-commands.mjs';
+import { commandsOf, documents, quick, rows, run, shortened } from '../../dev/docs-commands.mjs';
+import { enginePath as engine, folder, root } from './support.mjs';
 
-const engine = process.env.QUILLON_ENGINE ?? path.join(root, 'build', 'release', 'quillon');
 const read = (file) => fs.readFileSync(path.join(root, file), 'utf8');
 
 test('each command of the documents has a row, and each row has a command', () => {
@@ -20,10 +19,8 @@ test('each command of the documents has a row, and each row has a command', () =
   assert.deepEqual(Object.keys(rows).filter((row) => !written.has(row)), [], 'rows without a command');
 });
 
-test('the quick commands of the documents do what they say', async (t) => {
+test('the quick commands of the documents do what they say', async () => {
   // Relative paths lead into the tree, and new files stay out of it.
-  const folder = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-docs-'));
-  t.after(() => fs.rmSync(folder, { recursive: true }));
   for (const name of fs.readdirSync(root)) {
     fs.symlinkSync(path.join(root, name), path.join(folder, name));
   }

@@ -6,9 +6,9 @@
 import assert from 'node:assert/strict';
 import { spawn, spawnSync } from 'node:child_process';
 import fs from 'node:fs';
-import os from 'node:os';
 import path from 'node:path';
 import { test } from 'node:test';
+import { makeFolder } from '../console/talk.mjs';
 
 const { QUILLON_SOURCE_DIR: root, QUILLON_TUNE: tuner, QUILLON_TUNE_MPI: mpiTuner } = process.env;
 const env = { ...process.env, OMPI_ALLOW_RUN_AS_ROOT: '1', OMPI_ALLOW_RUN_AS_ROOT_CONFIRM: '1' };
@@ -21,8 +21,7 @@ const records = fens.map((fen, i) => `${fen} c9 "${['1-0', '0-1', '1/2-1/2'][i *
 
 // A folder with a training file; null for none.
 function folder(t, file) {
-  const name = fs.mkdtempSync(path.join(os.tmpdir(), 'quillon-mpi-'));
-  t.after(() => fs.rmSync(name, { recursive: true }));
+  const name = makeFolder(t);
   if (file !== null) fs.writeFileSync(path.join(name, 'quiet-labeled.epd'), file);
   return name;
 }

@@ -4,7 +4,7 @@
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import test from 'node:test';
-import { eloOf, evaluateMatch, sprt } from '../../tools/lib/elo.mjs';
+import { evaluateMatch, sprt } from '../../tools/lib/elo.mjs';
 import { randomNumbers } from '../../tools/lib/random.mjs';
 import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
@@ -32,13 +32,6 @@ async function gauntlet(name, opponent, games, openings, ...more) {
 const near = (value, expected, tolerance) =>
   assert.ok(Math.abs(value - expected) <= tolerance, `${value}, not ${expected}`);
 const times = (count, pair) => Array.from({ length: count }, () => pair);
-
-test('Elo differences are those of the logistic curve', () => {
-  assert.equal(eloOf(0.5), 0);
-  // 400 log10 3, and its mirror image.
-  near(eloOf(0.75), 190.849, 0.001);
-  near(eloOf(0.25), -190.849, 0.001);
-});
 
 test('the error comes from pairs: mean 0.6875, standard error 0.11968 by hand', () => {
   const match = evaluateMatch([[1, 0.5], [0.5, 0.5], [0, 1], [1, 1]]);

@@ -5,25 +5,10 @@
 import assert from 'node:assert/strict';
 import test from 'node:test';
 import { parseEpd, taskOf } from '../../tools/lib/epd.mjs';
-import {
-  csvRow, isRight, readSuite, runRecord, totalsOf, totalsText,
-} from '../../tools/lib/suite.mjs';
+import { csvRow, readSuite, runRecord, totalsOf, totalsText } from '../../tools/lib/suite.mjs';
 import { checkUse, fake, file, linesOf, read, run } from './support.mjs';
 
 const suite = (args, how) => run('suite', args, how);
-
-test('best moves, moves to avoid and mates can be asked for', () => {
-  const task = { best: new Set(['e2e4', 'd2d4']), avoid: new Set(['d2d4']), mate: null };
-  const mate = { best: null, avoid: null, mate: 3 };
-  for (const [what, move, score, expected] of [
-    [task, 'e2e4', null, true], [task, 'd2d4', null, false], [task, 'c2c4', null, false],
-    [mate, 'e2e4', { mate: 3 }, true], [mate, 'e2e4', { mate: 2 }, true],
-    [mate, 'e2e4', { mate: 4 }, false], [mate, 'e2e4', { mate: -2 }, false],
-    [mate, 'e2e4', { cp: 900 }, false], [mate, 'e2e4', null, false],
-  ]) {
-    assert.equal(isRight(what, move, score), expected);
-  }
-});
 
 /** Runs a record on an engine that writes these lines: [milliseconds, move, mate]. */
 function play(operations, lines, best, how) {
@@ -51,9 +36,11 @@ test('the time is that of the first of the last lines that all have the right mo
   const lines = [[10, 'e2e4'], [20, 'd2d4'], [30, 'e2e4'], [40, 'e2e4']];
   const mates = [[10, 'e2e4', 5], [20, 'e2e4', 3]];
   for (const [operations, shown, time] of [
-    ['bm e4;', lines, 30], ['am d4;', lines, 30], ['bm d4;', lines, null],
+    ['bm e4;', lines, 30], ['bm e4 Nf3;', lines, 30], ['bm d4;', lines, null],
+    ['am d4;', lines, 30], ['bm e4; am e4;', lines, null],
     ['dm 3;', mates, 20], ['dm 5;', mates, 10], ['dm 2;', mates, null],
-    ['bm d4; dm 3;', mates, null],
+    ['bm d4; dm 3;', mates, null], ['dm 3;', lines, null], ['dm 3;', [[10, 'e2e4', -2]], null],
+    ['dm 3;', [], null],
   ]) {
     const result = await play(operations, shown, 'e2e4');
     assert.deepEqual([result.isSolved, result.time], [time !== null, time], operations);

@@ -13,7 +13,7 @@ const shares = [0, 0.25, 0.5, 0.75, 1];
 
 /** The Elo difference for an expected score.
  *  @param {number} score points a game, above 0 and below 1 */
-export const eloOf = (score) => 400 * Math.log10(score / (1 - score));
+const eloOf = (score) => 400 * Math.log10(score / (1 - score));
 
 const scoreOf = (elo) => 1 / (1 + 10 ** (-elo / 400));
 const sumOf = (values) => values.reduce((a, b) => a + b, 0);

@@ -37,7 +37,7 @@ export function taskText({ operations }) {
  *  @param {{best: ?Set<string>, avoid: ?Set<string>, mate: ?number}} task
  *  @param {string} move in UCI notation
  *  @param {?{cp: number} | {mate: number}} score from the mover's view; null if there is none */
-export function isRight(task, move, score) {
+function isRight(task, move, score) {
   if ((task.best && !task.best.has(move)) || task.avoid?.has(move)) return false;
   return !task.mate || (score?.mate > 0 && score.mate <= task.mate);
 }

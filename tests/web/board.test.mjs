@@ -4,54 +4,29 @@
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
-import http from 'node:http';
 import path from 'node:path';
 import test from 'node:test';
-import zlib from 'node:zlib';
 import { exportBoard } from '../../tools/page/export.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
 import { enginePath, folder, run, until } from '../tools/support.mjs';
-import { launch } from './browser.mjs';
+import { launch, serve } from './browser.mjs';
 
-const types = {
-  '.html': 'text/html',
-  '.css': 'text/css',
-  '.js': 'text/javascript',
-  '.mjs': 'text/javascript',
-  '.svg': 'image/svg+xml',
-  '.wasm': 'application/wasm',
-  '.webmanifest': 'application/manifest+json',
-};
 const exported = path.join(folder, 'site', 'chess');
-/** Bytes that the server has sent, each answer compressed. */
-let sent = 0;
-const missing = [];
-const server = http.createServer((request, response) => {
-  const { pathname } = new URL(request.url, 'http://localhost');
-  const file = path.join(folder, 'site', pathname.replace(/\/$/, '/index.html'));
-  if (!fs.existsSync(file)) {
-    missing.push(pathname);
-    response.writeHead(404).end();
-    return;
-  }
-  const content = fs.readFileSync(file);
-  sent += zlib.gzipSync(content).length;
-  response.writeHead(200, { 'Content-Type': types[path.extname(file)] }).end(content);
-});
 let browser;
+let site;
 let url;
 
 test.before(async () => {
   const { status, err } = await run('board', ['--export', exported]);
   assert.equal(status, 0, err);
-  await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));
-  url = `http://127.0.0.1:${server.address().port}/chess/`;
+  site = await serve(path.join(folder, 'site'));
+  url = `${site.url}chess/`;
   browser = await launch();
 });
 
 test.after(async () => {
   await browser?.close();
-  server.close();
+  site?.server.close();
 });
 
 async function see(page, selector, pattern) {
@@ -99,7 +74,7 @@ test('without a service worker the page plays with one thread', async () => {
   await page.keyboard.press('Escape');
   await play(page, 'e4', 2);
   await context.close();
-  sent = 0;
+  site.sent = 0;
 });
 
 test('a game and an analysis, and both again without the server', { timeout: 90000 }, async () => {
@@ -111,7 +86,7 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   page.setDefaultTimeout(20000);
   await page.goto(url);
   await see(page, '#engine-state', 'Quillon 2.0 (WebAssembly), ');
-  assert.ok(sent < 1.5e6, `${sent} bytes`);
+  assert.ok(site.sent < 1.5e6, `${site.sent} bytes`);
   assert.equal(await page.evaluate(() => window.crossOriginIsolated), true);
   await play(page, 'e4', 2);
 
@@ -130,8 +105,8 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   await setOptions(page, 1, 32);
   await until(async () => Number(await page.textContent('#depth')) >= 10, 'depth 10');
 
-  server.close();
-  server.closeAllConnections();
+  site.server.close();
+  site.server.closeAllConnections();
   await page.reload();
   await see(page, '#engine-state', '1 thread, 32 MB');
   await see(page, '#lines .line', /^2\. ?\S+/);
@@ -140,7 +115,7 @@ test('a game and an analysis, and both again without the server', { timeout: 900
   await page.click('#mode-play');
   await page.click('#tab-moves');
   await play(page, 'a3', 4);
-  assert.deepEqual([faults, missing], [[], []]);
+  assert.deepEqual([faults, site.missing], [[], []]);
   await context.close();
 });
 

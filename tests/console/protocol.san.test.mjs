@@ -111,17 +111,3 @@ conversation('moves of any bytes and length do no harm', async (talk) => {
   }
   await checkRecovered(talk);
 });
-
-conversation('perft of depth 0 or less counts one node', async (talk) => {
-  for (const depth of [0, -1, -3, -2147483648]) {
-    const { depth: said, count } = await talk.perft(depth);
-    assert.deepEqual([said, count], [depth, 1]);
-  }
-});
-
-conversation('a search works after perft has replaced the hash table', async (talk) => {
-  talk.send('setoption name Hash value 1');
-  await talk.newGame();
-  await talk.checkPerft(3);
-  await talk.go('depth 7');
-});

@@ -114,10 +114,10 @@ conversation('the first bare perft runs depth 6, a later one the last depth', as
   const first = await talk.perft();
   assert.deepEqual([first.depth, first.count], [6, 1652050]); // as data/perft.txt says
   talk.send('position startpos');
-  // A word that is not a number counts as depth 0.
+  // A word that is not a number counts as depth 0, and depth 0 or less counts one node.
   for (const [word, depth, count] of [
     [3, 3, 8902], [undefined, 3, 8902], [undefined, 3, 8902], ['   2   ', 2, 400], ['x', 0, 1],
-    [undefined, 0, 1],
+    [undefined, 0, 1], [-1, -1, 1], [-2147483648, -2147483648, 1],
   ]) {
     const found = await talk.perft(word);
     assert.deepEqual([found.depth, found.count], [depth, count]);

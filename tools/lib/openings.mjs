@@ -293,18 +293,11 @@ const keyOf = (fen) => fen.split(' ').slice(0, 4).join(' ');
 /** Names by positions, of the first `known` openings. */
 const names = new Map();
 let known = 0;
-/** FENs by the moves that lead to them, so that the common beginning of lines is played once. */
-const fens = new Map();
-const chess = new Chess();
 
 function addNext() {
   const { name, moves } = openings[known++];
-  const begin = (length) => moves.slice(0, length).join(' ');
-  let from = moves.length;
-  while (from && !fens.has(begin(from))) from--;
-  if (from) chess.load(fens.get(begin(from)), { skipValidation: true });
-  else chess.reset();
-  for (let i = from; i < moves.length; i++) fens.set(begin(i + 1), chess.move(moves[i]).after);
+  const chess = new Chess();
+  for (const san of moves) chess.move(san);
   names.set(keyOf(chess.fen()), name);
 }
 

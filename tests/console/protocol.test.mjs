@@ -70,7 +70,7 @@ conversation('uci, isready and help print their texts, whatever follows the word
 conversation('an unknown word, upper case or no word gets "Unknown command"', async (talk) => {
   for (const line of [
     '', '    ', '\t', '\r', 'frobnicate', 'bench', 'e2e4', 'position1 startpos', 'UCI', 'Isready',
-    'QUIT', 'Perft 1', 'HELP', 'Go depth 1',
+    'QUIT', 'Perft 1', 'HELP', 'Go depth 1', 'zero EVALTEMPO', // which the tuning build has
   ]) {
     assert.deepEqual(await talk.reply(line), unknown, JSON.stringify(line));
   }

@@ -7,7 +7,7 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
 import { test } from 'node:test';
-import { conversation, enginePath, makeFolder, Talk } from './talk.mjs';
+import { enginePath, makeFolder, Talk } from './talk.mjs';
 
 const tunePath = process.env.QUILLON_TUNE ?? path.join(path.dirname(enginePath), 'quillon-tune');
 const trainingFile = 'quiet-labeled.epd';
@@ -77,13 +77,6 @@ test('a run ends a search and can be repeated, and the engine plays on after it'
   await talk.board();
   await talk.go('depth 3');
   await talk.quit();
-});
-
-conversation('help does not mention it, and the command zero is unknown', async (talk) => {
-  const help = await talk.reply('help');
-  assert.equal(help.length, 2);
-  for (const text of help) assert.doesNotMatch(text, /texel/i);
-  assert.deepEqual(await talk.reply('zero EVALTEMPO'), ['Unknown command']);
 });
 
 test('the tuning build clears and tunes the named tables and prints them', async (t) => {

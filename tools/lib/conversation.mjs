@@ -64,9 +64,8 @@ export class Conversation {
     /** Text after the last line end. */
     this.rest = '';
     this.waiter = null;
-    this.started = performance.now();
     /** When its last output arrived. */
-    this.heardAt = this.started;
+    this.heardAt = performance.now();
     /** Resolves when the engine has ended and its output is read, with { status, signal } or
      *  { error }, a sentence. */
     this.ended = new Promise((resolve) => {

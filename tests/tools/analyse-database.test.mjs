@@ -9,7 +9,7 @@ import path from 'node:path';
 import test from 'node:test';
 import { GameTree } from '../../tools/lib/game-tree.mjs';
 import { csvRows, lastGame } from '../../tools/lib/results.mjs';
-import { checkUse, fake, file, linesOf, pause, read, root, run, until } from './support.mjs';
+import { fake, file, linesOf, pause, read, root, run, until } from './support.mjs';
 
 /** Games of different lengths, so that they are not finished in order. */
 const moves = ['1. e4 e5 2. Nf3 Nc6 3. Bb5', '1. d4', '1. c4 c5 2. g3', '', '1. Nf3 d5'];
@@ -210,16 +210,4 @@ test('the input is read no further than a few games ahead', async (t) => {
     return taken > 2 && taken === before;
   }, 'the end of reading');
   assert.ok(taken < 50, `${taken} of 500 games`);
-});
-
-test('wrong use of result files gives one line', async () => {
-  const epd = file('x.epd', '4k3/8/8/8/8/8/8/R3K3 w - -\n');
-  await checkUse([
-    ['analyse', ['--out', file('x.txt'), pgn], 2, /a name that ends in \.pgn, \.jsonl or \.csv/],
-    ['analyse', ['--resume', pgn], 2, /--resume needs --out/],
-    ['analyse', ['--shard', '4/3', pgn], 2, /one of several parts, as in 2\/8, not "4\/3"/],
-    ['analyse', ['--out', file('x.csv'), epd], 2, /--out takes a game, not positions/],
-    ['analyse', ['--merge', ...whole], 2, /--merge takes files of one kind/],
-    ['analyse', ['--merge', '/nowhere.csv'], 1, /nowhere\.csv: no such file/],
-  ]);
 });

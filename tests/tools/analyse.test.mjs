@@ -187,6 +187,12 @@ test('wrong use gives one line and status 2, a missing file one line and status 
     [['--hash', '99999', 'startpos'], 1, /takes Hash from 1 to 32768, not 99999/],
     [['--engine', '/nowhere/engine', 'startpos'], 1, /cannot start \/nowhere\/engine/],
     [['--svg', '/nowhere/x.svg', file('a.pgn', foolsMate)], 1, /no such folder/],
+    [['--out', 'x.txt', 'startpos'], 2, /a name that ends in \.pgn, \.jsonl or \.csv/],
+    [['--out', file('x.csv'), records], 2, /--out takes a game, not positions/],
+    [['--resume', 'startpos'], 2, /--resume needs --out/],
+    [['--shard', '4/3', 'startpos'], 2, /one of several parts, as in 2\/8, not "4\/3"/],
+    [['--merge', 'x.csv', 'x.pgn'], 2, /--merge takes files of one kind/],
+    [['--merge', '/nowhere.csv'], 1, /nowhere\.csv: no such file/],
   ];
   await checkUse(cases.map((row) => ['analyse', ...row]));
   const rubbish = await analyseBy(fake('rubbish'), ['startpos']);

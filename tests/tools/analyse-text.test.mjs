@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Scores, records, the table of a position, swings and the graph. The expectations are worked out by
-// hand.
+// Scores, records, the table of a position, swings and the graph. The expectations are worked out
+// by hand.
 
 import assert from 'node:assert/strict';
 import test from 'node:test';

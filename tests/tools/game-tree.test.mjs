@@ -30,7 +30,7 @@ function linesOf(node) {
 function makeGame(random) {
   const chance = (share) => random() < share;
   const number = (limit) => Math.floor(random() * limit);
-  const words = ['so', '(or)', '1-0', '[x]', ';', '$3', '"', '%', 'über', 'e4', '{', 'x  y', 'a\nb'];
+  const words = ['(or)', '1-0', '[x]', ';', '$3', '"', '%', 'über', 'e4', '{', 'x  y', 'a\nb'];
   const phrase = () => Array.from({ length: 1 + number(4) }, () => pick(random, words)).join(' ');
   const castles = 'r3k2r/1P3pp1/2n2q2/3pP3/8/2N2Q2/1p3PP1/R3K2R w KQkq d6 0 20';
   const tags = { White: 'A "quoted" \\ name', Annotator: `no. ${number(99)}` };

@@ -4,10 +4,13 @@
 // protocol.san.test.mjs and conversations.san.test.mjs.
 
 import assert from 'node:assert/strict';
+import { execFileSync, spawn } from 'node:child_process';
+import fs from 'node:fs';
+import path from 'node:path';
 import { test } from 'node:test';
 import { playUci, readPosition, startFen } from '../../tools/lib/chess.mjs';
 import { readUse } from './process.mjs';
-import { banner, conversation, pictureOf, Talk } from './talk.mjs';
+import { banner, conversation, enginePath, makeFolder, pause, pictureOf, Talk } from './talk.mjs';
 
 const uciAnswer = [
   'id name Quillon Version 2.0',
@@ -32,6 +35,26 @@ const unknown = ['Unknown command'];
 conversation('the engine prints its banner and nothing else', async (talk) => {
   await talk.quit();
   assert.deepEqual(talk.texts, banner);
+});
+
+// The process is blocked while it writes.
+test('the banner is written before the attack tables are built', async (t) => {
+  const pipe = path.join(makeFolder(t), 'pipe');
+  execFileSync('mkfifo', [pipe]);
+
+  // A full pipe blocks the process at its first byte.
+  const filler = fs.openSync(pipe, fs.constants.O_RDWR | fs.constants.O_NONBLOCK);
+  for (const size of [4096, 1]) {
+    assert.throws(() => { for (;;) fs.writeSync(filler, Buffer.alloc(size)); }, { code: 'EAGAIN' });
+  }
+  const child = spawn(enginePath, ['quit'], { stdio: ['ignore', fs.openSync(pipe, 'r+'), 'ignore'] });
+  t.after(() => child.kill('SIGKILL'));
+  const stateOf = () => fs.readFileSync(`/proc/${child.pid}/stat`, 'latin1').split(' ')[2];
+  while (stateOf() !== 'S') await pause(10);
+
+  // The table of rook attacks alone takes 800 kB.
+  const status = fs.readFileSync(`/proc/${child.pid}/status`, 'latin1');
+  assert.ok(Number(status.match(/RssAnon:\s*(\d+) kB/)[1]) < 600);
 });
 
 test('any command can be given as one argument or several', async (t) => {

@@ -8,7 +8,7 @@
 import assert from 'node:assert/strict';
 import { pick, randomNumbers, seed } from '../../tools/lib/random.mjs';
 import { bestMovePattern, noMove } from './search.mjs';
-import { banner, conversation as talkTest, pause, sanitizer, Talk, timeScale } from './talk.mjs';
+import { conversation as talkTest, pause, sanitizer, timeScale } from './talk.mjs';
 
 const startpos = 'startpos';
 const middlegame = 'fen r1bq1rk1/pp2nppp/2n1p3/2ppP3/3P2Q1/P1PB4/2P2PPP/R1B1K1NR w KQ - 5 9';
@@ -169,16 +169,6 @@ conversation('quit at any moment ends the process without a move', async (talk, 
       other.bytes(`position ${position}\ngo ${endless()}\n${text}\n`);
       if (position === startpos) await other.bestmove(stopped);
       await other.exit();
-    });
-  }
-});
-
-conversation('a go as the argument ends at once with status 0 and without a line', async () => {
-  for (const words of ['go', 'go infinite', 'go depth 60', 'go ponder', 'go movetime 5000']) {
-    await repeat(forBuild(10, 1), async () => {
-      const other = new Talk({ args: words.split(' ') });
-      for (const line of banner) await other.next(line, 20000);
-      assert.deepEqual(await other.exit(0, 20000), []);
     });
   }
 });
@@ -536,17 +526,4 @@ conversationWith([1, 2], 'a go during a search waits, and each gets its result',
   await repeat(2, () => talk.bestmove());
   talk.send('stop');
   await talk.ready();
-});
-
-conversation('lines may begin with spaces and tabs and end with carriage returns', async (talk) => {
-  talk.bytes('isready\r\nuci\r\n');
-  await talk.next('readyok');
-  await talk.next('id name Quillon Version 2.0');
-  await talk.until('uciok');
-  talk.bytes('position startpos\r\ngo depth 3\r\n');
-  await talk.bestmove(silent);
-  talk.bytes('\tstop\r\n isready\t\r\n');
-  await talk.next('readyok');
-  talk.bytes('   quit\r\n');
-  await talk.exit();
 });

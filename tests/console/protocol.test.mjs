@@ -66,6 +66,12 @@ test('any command can be given as one argument or several', async (t) => {
     [['showboard'], pictureOf(startFen)],
     [['quit'], []],
     [['position', 'startpos'], []],
+    // A search ends with the process, without a line.
+    [['go'], []],
+    [['go infinite'], []],
+    [['go', 'depth', '60'], []],
+    [['go', 'ponder'], []],
+    [['go movetime 5000'], []],
     [['frobnicate'], unknown],
     [[''], unknown],
   ]) {
@@ -80,10 +86,10 @@ test('any command can be given as one argument or several', async (t) => {
 
 // Words of a line
 
-conversation('uci, isready and help print their texts, whatever follows the word', async (talk) => {
+conversation('uci, isready and help ignore other words and spaces', async (talk) => {
   for (const [line, answer] of [
     ['uci', uciAnswer], ['uci isready quit', uciAnswer], ['isready', ['readyok']],
-    ['help', helpAnswer],
+    ['help', helpAnswer], [' \tisready\t\r', ['readyok']], ['\tuci\r', uciAnswer],
   ]) {
     talk.send(line);
     for (const text of answer) await talk.next(text);

@@ -10,9 +10,10 @@ import path from 'node:path';
 import test from 'node:test';
 import { Chess, playUci, uciMoves } from '../../tools/lib/chess.mjs';
 import { Engine } from '../../tools/lib/uci.mjs';
+import { requireTool, scaled } from '../console/talk.mjs';
 import { enginePath, file, folder, read, root } from './support.mjs';
 
-const patience = 60000 * Number(process.env.QUILLON_TIME_SCALE ?? 1);
+const patience = scaled(60000);
 const doc = (name) => path.join(root, 'docs', name);
 const guide = read(doc('connect.md'));
 const testing = read(doc('testing-engines.md'));
@@ -21,12 +22,6 @@ const script = doc('connect/quillon-pychess.sh');
 // The files name the engine as it is installed: "quillon", found by the search path.
 fs.symlinkSync(path.resolve(enginePath), file('quillon'));
 const env = { ...process.env, PATH: `${folder}:${process.env.PATH}`, HOME: folder };
-
-/** Fails with the name of the Debian package that provides a program. */
-function need(program, debianPackage) {
-  assert.ok(fs.existsSync(program), `please install the Debian package ${debianPackage}`);
-  return program;
-}
 
 /** The engine's options by name, as { type, default, min, max }. */
 const options = new Map();
@@ -97,7 +92,7 @@ test('the OpenBench entry names options of the engine and bounds of an SPRT', ()
 
 test('the lichess-bot settings are YAML and name no unknown option', () => {
   const program = 'import json, sys, yaml; json.dump(yaml.safe_load(sys.stdin), sys.stdout)';
-  need('/usr/lib/python3/dist-packages/yaml/__init__.py', 'python3-yaml');
+  requireTool('/usr/lib/python3/dist-packages/yaml/__init__.py', 'python3-yaml');
   const input = read(doc('connect/lichess-bot.yml'));
   const settings = JSON.parse(execFileSync('python3', ['-c', program], { input }));
   assert.deepEqual(Object.keys(settings).sort(), ['engine', 'move_overhead']);
@@ -141,7 +136,8 @@ test('the guides only set options that the engine has', () => {
 
 test('polyglot plays legal moves with the engine and the settings file', async (t) => {
   const args = [doc('connect/polyglot.ini')];
-  const polyglot = new Engine(need('/usr/games/polyglot', 'polyglot'), { args, env, cwd: folder });
+  const program = requireTool('/usr/games/polyglot', 'polyglot');
+  const polyglot = new Engine(program, { args, env, cwd: folder });
   t.after(() => polyglot.kill());
   polyglot.send('xboard', 'protover 2');
   await polyglot.until('feature myname="Quillon Version 2.0"', patience);

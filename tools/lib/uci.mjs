@@ -6,8 +6,6 @@ import { spawn } from 'node:child_process';
 import path from 'node:path';
 import { Conversation } from './conversation.mjs';
 
-export { parseInfo } from './conversation.mjs';
-
 /** An engine in its own process. */
 export class Engine extends Conversation {
   /** @param {string} file the program

@@ -168,36 +168,28 @@ test('time is added up by phase, from clocks, increments and what moves took', (
   // 3. Bc4 has been given time; 3... Bc5 has no clock; 4. O-O is rounded.
   const times = report.moves.map(({ elapsed }) => elapsed);
   assert.deepEqual(times, [2000, 0, 10000, 2500, null, null, 0]);
-  assert.deepEqual(
-    report.phases.map(({ name }) => name),
-    ['opening'],
-  );
-  assert.deepEqual([report.phases[0].w.time, report.phases[0].b.time], [12000, 2500]);
+  const phases = report.phases.map(({ name, w, b }) => [name, w.time, b.time]);
+  assert.deepEqual(phases, [['opening', 12000, 2500]]);
   assert.match(formatReport(report), /^time in the opening +0:12 +0:03$/m);
   assert.deepEqual([59499, 3723000].map(timeText), ['0:59', '1:02:03']);
 });
 
 test('the phases of a game follow the pieces that are left', () => {
-  const phasesOf = (pgn) =>
-    reportOn(pgn, []).report.phases.map(({ name, from, to }) => [name, from, to]);
-  // Eleven pieces besides kings and pawns, ten after 3... Bxe7.
-  const opening = '[FEN "rnbqkb2/pppppppp/8/8/8/8/PPPPPPPP/RNBQKB1R w KQq - 0 1"]\n';
-  assert.deepEqual(phasesOf(`${opening}1. Nc3 Nc6 2. Nd5 Nd4 3. Nxe7 Bxe7 4. d3 *`), [
-    ['opening', 1, 6],
-    ['middlegame', 7, 7],
-  ]);
-  // Three of Black's are on its first rank.
-  const developed = '[FEN "r3k2r/pppppppp/nbnqb3/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1"]\n1. a3 *';
-  assert.deepEqual(phasesOf(developed), [['middlegame', 1, 1]]);
-  // Seven pieces, then six.
-  const few = '[FEN "2bqkr2/P7/1n6/8/8/8/8/R2QK2R b - - 0 1"]\n1... Nd7 2. Qxd7+ Bxd7 *';
-  assert.deepEqual(phasesOf(few), [
-    ['middlegame', 1, 2],
-    ['endgame', 3, 3],
-  ]);
-  // A promotion doesn't lead back.
-  const six = '[FEN "2bqkr2/P7/8/8/8/8/8/R2QK2R w - - 0 1"]\n1. a8=Q Kf7 *';
-  assert.deepEqual(phasesOf(six), [['endgame', 1, 2]]);
+  for (const [fen, moves, ...expected] of [
+    // Eleven pieces besides kings and pawns, ten after 3... Bxe7.
+    ['rnbqkb2/pppppppp/8/8/8/8/PPPPPPPP/RNBQKB1R w KQq - 0 1',
+      '1. Nc3 Nc6 2. Nd5 Nd4 3. Nxe7 Bxe7 4. d3', ['opening', 1, 6], ['middlegame', 7, 7]],
+    // Three of Black's are on its first rank.
+    ['r3k2r/pppppppp/nbnqb3/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1', '1. a3', ['middlegame', 1, 1]],
+    // Seven pieces, then six.
+    ['2bqkr2/P7/1n6/8/8/8/8/R2QK2R b - - 0 1', '1... Nd7 2. Qxd7+ Bxd7',
+      ['middlegame', 1, 2], ['endgame', 3, 3]],
+    // A promotion doesn't lead back.
+    ['2bqkr2/P7/8/8/8/8/8/R2QK2R w - - 0 1', '1. a8=Q Kf7', ['endgame', 1, 2]],
+  ]) {
+    const { phases } = reportOn(`[FEN "${fen}"]\n${moves} *`, []).report;
+    assert.deepEqual(phases.map(({ name, from, to }) => [name, from, to]), expected);
+  }
 });
 
 test('a blunder has a sentence on what it costs: a mate, pieces, or the answer', async () => {

@@ -527,3 +527,16 @@ conversationWith([1, 2], 'a go during a search waits, and each gets its result',
   talk.send('stop');
   await talk.ready();
 });
+
+conversation('lines may begin with spaces and tabs and end with carriage returns', async (talk) => {
+  talk.bytes('isready\r\nuci\r\n');
+  await talk.next('readyok');
+  await talk.next('id name Quillon Version 2.0');
+  await talk.until('uciok');
+  talk.bytes('position startpos\r\ngo depth 3\r\n');
+  await talk.bestmove(silent);
+  talk.bytes('\tstop\r\n isready\t\r\n');
+  await talk.next('readyok');
+  talk.bytes('   quit\r\n');
+  await talk.exit();
+});

@@ -36,6 +36,7 @@ TEST(MoveGenerators, SimpleChecksComeInTheirOrderAndOnlyTheFirstGetsAScore)
                                     {"8/8/8/3k4/8/4P3/2P5/7K w - - 0 1", "e3e4 c2c4"},
                                     {"4k3/4p3/8/8/3K4/8/8/8 b - - 0 1", "e7e5"},
                                     {"7k/8/8/8/8/8/8/K4R2 w - - 0 1", "f1h1 f1f8"},
+                                    {"4r3/8/8/7k/8/8/4N1N1/4K3 w - - 0 1", "g2f4"}, // e2 is pinned
                                     {"4k3/8/8/8/8/8/8/K7 w - - 0 1", ""}})
     {
         Board board(fen);

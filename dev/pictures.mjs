@@ -4,7 +4,7 @@
 // report. It needs the engine, quillon_explain and Debian's chromium, and takes a minute.
 
 import path from 'node:path';
-import { launch } from '../tests/web/browser.mjs';
+import { launch, type, waitMoves } from '../tests/web/browser.mjs';
 import { root, startBoard } from '../tools/page/server.mjs';
 
 const game = `[White "Morphy"]
@@ -29,12 +29,8 @@ await page.click('#new');
 await page.check('input[value=clock]');
 await page.click('#new-game button[value=take]');
 for (const [i, move] of ['e4', 'Nf3', 'd4', 'Nc3'].entries()) {
-  await page.fill('#typed', move);
-  await page.press('#typed', 'Enter');
-  await page
-    .locator('#moves .main')
-    .nth(2 * i + 1)
-    .waitFor();
+  await type(page, move);
+  await waitMoves(page, 2 * i + 2);
 }
 await page.click('#board rect[data-square=c1]');
 await page.screenshot(picture('play'));

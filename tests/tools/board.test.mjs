@@ -3,61 +3,40 @@
 // the real engine.
 
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
-import { once } from 'node:events';
-import fs from 'node:fs';
-import path from 'node:path';
-import readline from 'node:readline';
 import test from 'node:test';
 import { startFen } from '../../tools/lib/chess.mjs';
 import { readGame } from '../../tools/lib/game-tree.mjs';
 import { startBoard } from '../../tools/page/server.mjs';
-import { launch } from '../web/browser.mjs';
-import { enginePath as engine, fake, file, pause, read, root, run, until } from './support.mjs';
+import { faultsOf, launch, see, type, waitMoves } from '../web/browser.mjs';
+import { enginePath as engine, fake, file, folder, pause, read, run, until } from './support.mjs';
 
 // The first mates in one move. In the second Kh1 is forced (the bishop sees f1, the king the rest)
 // and loses at once.
 const mateInOne = '6k1/5ppp/8/8/8/8/5PPP/R5K1 w - - 0 1';
 const matedInOne = 'r7/8/8/1b6/8/6k1/8/6K1 w - - 0 1';
 
-let server;
-let url;
-let browser;
-
-test.before(async () => {
-  const args = ['--engine', engine, '--engine', fake(), '--port', '0', '--hash', '16'];
-  server = spawn(path.join(root, 'tools', 'board'), args, { stdio: ['ignore', 'pipe', 'inherit'] });
-  const [line] = await once(readline.createInterface({ input: server.stdout }), 'line');
-  [url] = line.match(/http:\S+/) ?? assert.fail(`the board says "${line}"`);
-  browser = await launch();
-});
-
+const settings = { file: engine, hash: 16, threads: 1, ownEngine: folder };
+const engines = [engine, fake()].map((one) => ({ name: one, file: one }));
+const { url, sessions, close } = await startBoard({ ...settings, engines, port: 0 });
+const browser = await launch();
 test.after(async () => {
-  await browser?.close();
-  if (!server) return;
-  const ended = once(server, 'exit');
-  server.kill('SIGTERM');
-  if (server.exitCode === null) await ended;
-  assert.equal(server.exitCode, 0);
+  await browser.close();
+  await close();
 });
 
 /** A test with its own tab, which fails on any error that the page reports. */
-function tabTest(name, act, settings = {}) {
+function tabTest(name, act, screen = {}) {
   test(name, { timeout: 60000 }, async () => {
     const context = await browser.newContext({
       viewport: { width: 1280, height: 800 },
       reducedMotion: 'reduce',
-      ...settings,
+      ...screen,
     });
-    const faults = [];
+    const faults = faultsOf(context);
     context.on('request', (request) => {
       const { origin, protocol } = new URL(request.url());
       if (protocol !== 'blob:' && `${origin}/` !== url) faults.push(`asks for ${request.url()}`);
     });
-    context.on('console', (message) => {
-      if (message.type() === 'error') faults.push(message.text());
-    });
-    context.on('weberror', (error) => faults.push(String(error.error())));
     const open = async (hash = '') => {
       const page = await context.newPage();
       page.setDefaultTimeout(20000);
@@ -73,6 +52,7 @@ function tabTest(name, act, settings = {}) {
       throw faults.length ? new Error(faults.join('; '), { cause: error }) : error;
     } finally {
       await context.close();
+      await until(() => sessions.size === 0, 'the end of the engine');
     }
   });
 }
@@ -109,12 +89,6 @@ async function seeMoves(page, ...moves) {
   await until(isSo, `the moves ${moves.join(' ')}`).catch(() => assert.deepEqual(seen, moves));
 }
 
-/** Waits until a text in the page matches. */
-const see = (page, selector, hasText) => page.locator(selector).filter({ hasText }).first().waitFor();
-
-const waitMoves = (page, count) =>
-  page.waitForFunction((n) => document.querySelectorAll('#moves .main').length === n, count);
-
 /** What a field of the dialog for games holds. */
 async function textOf(page, field) {
   await page.click('#exchange');
@@ -132,13 +106,6 @@ async function put(page, field, text, button) {
 const setFen = (page, fen) => put(page, '#fen', fen, '#fen-set');
 const loadPgn = (page, pgn) => put(page, '#pgn', pgn, '#pgn-load');
 
-async function type(page, ...moves) {
-  for (const move of moves) {
-    await page.fill('#typed', move);
-    await page.press('#typed', 'Enter');
-  }
-}
-
 const easy = { side: 'w', pace: 'depth', from: 'start', fields: { depth: '1' } };
 async function newGame(page, settings) {
   const { side, pace, from, fields } = { ...easy, ...settings };
@@ -155,39 +122,22 @@ async function playFrom(page, fen, side = 'w') {
   await newGame(page, { side, from: 'here' });
 }
 
-/** The fields of a process after its name: state, parent, ...; none when it has ended. */
-function fieldsOf(pid) {
-  try {
-    return read(`/proc/${pid}/stat`).split(') ').at(-1).split(' ');
-  } catch {
-    return [];
-  }
+/** The process id of the only engine. */
+function engineId() {
+  const children = read(`/proc/${process.pid}/task/${process.pid}/children`).trim().split(' ');
+  const [pid, ...others] = children.filter((one) => read(`/proc/${one}/cmdline`) === `${engine}\0`);
+  assert.deepEqual(others, []);
+  return pid;
 }
 
-/** The engines' process ids: the children of the server. */
-function engines() {
-  return fs.readdirSync('/proc').map(Number).filter((pid) => {
-    const [state, parent] = pid ? fieldsOf(pid) : [];
-    const isEngine = () => !read(`/proc/${pid}/cmdline`).includes('explain');
-    return Number(parent) === server.pid && state !== 'Z' && isEngine();
-  });
-}
-
-/** Processor time of a process, in ticks. */
-const ticksOf = (pid) => Number(fieldsOf(pid)[11]) + Number(fieldsOf(pid)[12]);
-
-/** Settles when a process is idle. */
-async function untilIdle(pid) {
+/** Settles when a process is busy, or idle. */
+async function untilBusy(pid, isBusy = true) {
+  const ticks = () => read(`/proc/${pid}/stat`).split(' ').slice(13, 15).join();
   await until(async () => {
-    const before = ticksOf(pid);
+    const before = ticks();
     await pause(200);
-    return ticksOf(pid) === before;
-  }, 'an idle engine');
-}
-
-async function untilBusy(pid) {
-  const before = ticksOf(pid);
-  await until(() => ticksOf(pid) > before + 5, 'a busy engine');
+    return (ticks() !== before) === isBusy;
+  }, `an engine that is ${isBusy ? 'busy' : 'idle'}`);
 }
 
 tabTest('pieces are dragged and clicked, legal targets shown, and answered', async (page) => {
@@ -288,8 +238,8 @@ tabTest('"move now" makes the engine play at once', async (page) => {
 
 tabTest('analysis shows lines, follows the moves, plays what is clicked, stops', async (page) => {
   await setFen(page, 'r2q1rk1/1b2bppp/p1n1pn2/1p6/3N4/1BN1P3/PP2QPPP/R1BR2K1 b - - 3 13');
-  const [pid] = engines();
-  await untilIdle(pid);
+  const pid = engineId();
+  await untilBusy(pid, false);
   await page.click('#go');
   await until(async () => (await page.locator('#lines .line').count()) === 3, 'three lines');
   await see(page, '#lines .line', /^13\.\.\. ?\S+ 14\. ?\S+/);
@@ -305,11 +255,11 @@ tabTest('analysis shows lines, follows the moves, plays what is clicked, stops',
   await see(page, '#lines .line', /^14\. /);
   await page.click('#go');
   await see(page, '#go', 'Go');
-  await untilIdle(pid);
+  await untilBusy(pid, false);
   const third = page.locator('#lines .line button').nth(2);
   const moves = await page.locator('#lines .line button').allTextContents();
   await third.hover();
-  await page.locator('.preview .small-board').waitFor();
+  await page.locator('.preview svg').waitFor();
   await third.click();
   await seeMoves(page, 'Nxd4', ...moves.slice(0, 3));
 });
@@ -332,25 +282,21 @@ tabTest('mates are counted as people count them, in both directions', async (pag
 
 tabTest('a killed engine is started again and the search goes on', async (page) => {
   await page.click('#mode-analyse');
-  const [pid] = engines();
-  await untilBusy(pid);
-  process.kill(pid, 'SIGKILL');
+  await untilBusy(engineId());
+  process.kill(engineId(), 'SIGKILL');
   await see(page, '.message', /stopped and was restarted; the search goes on/);
-  await until(() => engines().length === 1 && engines()[0] !== pid, 'another engine');
-  await untilBusy(engines()[0]);
-  await see(page, '#lines .line', /^1\. ?\S+/);
+  await untilBusy(engineId());
   // An engine that is killed while it thinks about its move still plays one.
   await newGame(page, { pace: 'time', fields: { seconds: '2' } });
   await click(page, 'e2', 'e4');
-  const [other] = engines();
-  await untilBusy(other);
-  process.kill(other, 'SIGKILL');
+  await untilBusy(engineId());
+  process.kill(engineId(), 'SIGKILL');
   await waitMoves(page, 2);
 });
 
 tabTest('two tabs have two games and engines, which end with them', async (page, { open }) => {
   const other = await open();
-  await until(() => engines().length === 2, 'two engines');
+  assert.equal(sessions.size, 2);
   await newGame(page);
   await newGame(other, { side: 'b' });
   // A browser slows down a page that is not visible.
@@ -360,7 +306,7 @@ tabTest('two tabs have two games and engines, which end with them', async (page,
   await waitMoves(other, 1);
   assert.equal((await movesOf(page))[0], 'a4');
   await other.close();
-  await until(() => engines().length === 1, 'one engine');
+  await until(() => sessions.size === 1, 'the end of one engine');
   await click(page, 'h2', 'h4');
   await waitMoves(page, 4);
 });
@@ -511,9 +457,13 @@ tabTest('a position is set up in the editor', async (page) => {
   await page.click('#edit-clear');
   await page.click('#edit-set');
   await see(page, '#edit-error', 'king');
-  for (const [piece, square] of [['white king', 'e1'], ['black king', 'e8'], ['white rook', 'h1']]) {
+  for (const [piece, square, act] of [
+    ['white king', 'e1', (locator) => locator.click()],
+    ['black king', 'e8', (locator) => locator.press('Enter')],
+    ['white rook', 'h1', (locator) => locator.press(' ')],
+  ]) {
     await page.click(`.palette [aria-label="${piece}"]`);
-    await page.click(`[data-edit=${square}]`);
+    await act(page.locator(`[data-edit=${square}]`));
   }
   await page.click('.palette [aria-label="white rook"]'); // and now to move pieces
   await page.dragAndDrop('[data-edit=h1]', '[data-edit=a1]');
@@ -564,7 +514,7 @@ tabTest('the keyboard alone is enough: typed moves, arrows, variations, dialogs'
   await page.keyboard.press('ArrowDown');
   await page.keyboard.press('Enter');
   await see(page, '#moves .move', 'e4?');
-  await page.locator('#move-more:focus').waitFor();
+  await page.locator('#moves:focus').waitFor();
 });
 
 tabTest('controls have names, and a screen reader can read the board', async (page, { context }) => {
@@ -601,6 +551,9 @@ tabTest('settings are kept, and so is a game when the page is loaded again', asy
   await click(page, 'e2', 'e4');
   await waitMoves(page, 2);
   await page.keyboard.press('s');
+  await see(page, '#engine-place', '(native)');
+  // The page's own engine isn't built here.
+  assert.equal(await page.locator('input[name=place]').count(), 0);
   await page.check('input[name=pace][value=level]');
   await page.selectOption('select[name=level]', '2');
   await page.fill('input[name=hash]', '32');
@@ -640,7 +593,7 @@ tabTest('a whole game gets its scores and a report, and the graph goes where it 
   await blunder.locator('button').first().click();
   await page.click('#tab-moves');
   assert.match(await page.textContent('#moves [aria-current]'), /^Ke7\?\?\+M1/);
-  assert.equal(await page.locator('#graph .is-blunder').count(), 1);
+  assert.equal(await page.locator('#graph .blunder').count(), 1);
   const { x, y, width, height } = await page.locator('#graph').boundingBox();
   await page.mouse.click(x + 1, y + height / 2);
   assert.equal(await page.locator('#moves [aria-current]').count(), 0);
@@ -739,14 +692,13 @@ tabTest('arrows and circles are drawn by the right button and go with the positi
 });
 
 test('a page goes on when its server is back', { timeout: 60000 }, async () => {
-  const settings = { file: engine, hash: 16, threads: 1 };
   let board = await startBoard({ ...settings, port: 0 });
   const page = await browser.newPage();
   try {
     await page.goto(board.url);
     await page.locator('#engine-state', { hasText: 'Quillon' }).waitFor();
     await board.close();
-    await see(page, '#engine-state', 'not connected');
+    await see(page, '#engine-state', 'offline');
     await click(page, 'e2', 'e4');
     await see(page, '#status', 'Waiting for Quillon');
     board = await startBoard({ ...settings, port: Number(new URL(board.url).port) });

@@ -15,7 +15,7 @@ try {
   process.exit(1);
 }
 
-export const { Chess } = library;
+export const { Chess, SQUARES: squares } = library;
 export const startFen = 'rnbqkbnr/pppppppp/8/8/8/8/PPPPPPPP/RNBQKBNR w KQkq - 0 1';
 
 /** Whether a text begins with eight ranks, like a FEN.

@@ -41,7 +41,7 @@ svg { display: block; width: 100% }
 .graph { cursor: pointer; height: 12rem; overflow: visible; fill: none;
   outline: 1px solid var(--line) }
 .graph path { vector-effect: non-scaling-stroke }
-.field { fill: var(--field) } .area { fill: var(--white) } .middle { stroke: #8a949e }
+.field, .ground { fill: var(--field) } .area { fill: var(--white) } .middle { stroke: #8a949e }
 .edge { stroke: var(--accent); stroke-width: 1.5 } .phase { stroke: #8a949e; stroke-dasharray: 3 4 }
 .point { stroke-linecap: round; stroke-width: 9; stroke: #c8321f }
 .point.mistake { stroke: #e07b1f } .point.inaccuracy { stroke: #c9a100; stroke-width: 7 }
@@ -106,10 +106,14 @@ document.addEventListener('click', (event) => {
 });
 show(at);`;
 
-/** The score over the game: White's win %, with marks and phases. Each position can be clicked.
- *  Points are lines of length zero, which stay round however the picture is stretched. */
-function graph({ scores, moves, phases, turningPoints }) {
-  const last = Math.max(1, scores.length - 1);
+/** The score over a game: White's win %, with marks and phases. Points are lines of length zero,
+ *  which stay round however the picture is stretched.
+ *  @param {import('./report.mjs').Report} report
+ *  @param {{least?: number, current?: number}} [how] half-moves for which there is room at least,
+ *      and the ply that is shown; without it, each position has a column that can be clicked
+ *  @returns {string} an svg element and the names of the phases below it */
+export function graph({ scores, moves, phases, turningPoints }, { least = 1, current } = {}) {
+  const last = Math.max(least, scores.length - 1);
   const x = (ply) => ((ply / last) * width).toFixed(1);
   const y = (score) => (height - (winPercent(score) / 100) * height).toFixed(1);
   const known = scores.map((score, ply) => ({ score, ply })).filter(({ score }) => score);
@@ -118,6 +122,7 @@ function graph({ scores, moves, phases, turningPoints }) {
     const edge = known.map(({ score, ply }) => `${x(ply)} ${y(score)}`).join('L');
     const [from, to] = [x(known[0].ply), x(known.at(-1).ply)];
     parts.push(
+      `<rect class="ground" x="${from}" width="${to - from}" height="${height}"/>`,
       `<path class="area" d="M${from} ${height}L${edge}L${to} ${height}Z"/>`,
       `<path class="edge" d="M${edge}"/>`,
     );
@@ -131,8 +136,12 @@ function graph({ scores, moves, phases, turningPoints }) {
     const size = turningPoints.includes(ply) ? 'turning-point' : '';
     parts.push(`<path class="point ${mark.name} ${size}" d="M${x(ply)} ${y(scores[ply])}h0"/>`);
   }
+  if (scores[current]) {
+    parts.push(`<path class="point here" d="M${x(current)} ${y(scores[current])}h0"/>`);
+  }
   const column = width / last;
   for (const [ply, score] of scores.entries()) {
+    if (ply !== (current ?? ply)) continue;
     const name = ply ? moves[ply - 1].name + (moves[ply - 1].mark?.text ?? '') : 'start';
     parts.push(
       `<rect class="touch" data-at="${ply}" x="${(ply * column - column / 2).toFixed(1)}" ` +

@@ -273,12 +273,9 @@ export class Session {
     request.begin ??= Date.now();
     const watch = this.#watch(engine);
     try {
-      const isForMove = !request.lines;
-      const result = await (isForMove ? this.#findMove : this.#findLines).call(
-        this,
-        engine,
-        request,
-      );
+      const result = request.lines
+        ? await this.#findLines(engine, request)
+        : await this.#findMove(engine, request);
       if (request !== this.#request) return;
       this.#request = null;
       this.#send({ type: 'best', id: request.id, ...result });

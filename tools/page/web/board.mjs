@@ -16,14 +16,18 @@ import { PromotionDialog }
 // prettier-ignore
 import { ARROW_TYPE, MARKER_TYPE, RightClickAnnotator }
   from '../../../node_modules/cm-chessboard/src/extensions/right-click-annotator/RightClickAnnotator.js';
-import { pieceSprite } from '../../lib/diagram.mjs';
+import { winPercent } from '../../lib/chess.mjs';
+import { pieceSprite, pieceSymbols } from '../../lib/diagram.mjs';
+import { marks } from '../../lib/report.mjs';
 import { timeText } from './clock.mjs';
 import { engine, scoreNow } from './engine.mjs';
-import { $, html, nothing, pieceSvg, pieceWords, piecesOf } from './html.mjs';
+import { $, html, nothing, pieceSvg, pieceWords } from './html.mjs';
 import { messageView, say } from './messages.mjs';
 import { personMoves } from './play.mjs';
-import { capturedOf, checkOf, movesFrom, nameOf, otherSide, readTyped, turnOf } from './rules.mjs';
-import { scoreText, scoreWords, whiteShare } from './score.mjs';
+import {
+  capturedOf, checkOf, movesFrom, nameOf, otherSide, piecesOf, readTyped, turnOf,
+} from './rules.mjs';
+import { scoreText, scoreWords } from './score.mjs';
 import { clockOf, endAt, goTo, isAtTip, movable, nextOf, passing, save, state } from './state.mjs';
 
 const assetsUrl = new URL('../../../node_modules/cm-chessboard/assets/', import.meta.url).href;
@@ -43,7 +47,8 @@ let board;
 /** Puts the board into the page, once. */
 export function startBoard() {
   // As with the shapes in index.html.
-  document.body.insertAdjacentHTML('beforeend', pieceSprite('cm-chessboard-sprite'));
+  const pieces = pieceSprite('cm-chessboard-sprite') + pieceSymbols();
+  document.body.insertAdjacentHTML('beforeend', pieces);
   board = new Chessboard($('board'), {
     position: state.node.fen,
     assetsUrl,
@@ -150,16 +155,16 @@ export function pointAt(squares) {
   showBoard();
 }
 
-/** The arrows of the engine's lines: the closer a move is to the best, the stronger. */
+/** The arrows of the engine's lines: the closer a move is to the best, the stronger, in the steps of
+ *  the report's marks. */
 function arrowsWanted() {
   const { node, lines } = engine.thinking ?? {};
   if (!state.isShowing || state.mode !== 'analyse' || node !== state.node || pointed) return [];
-  const best = lines[0] && whiteShare(lines[0].score);
   return lines
     .filter(({ moves }) => moves.length)
     .map(({ score, moves: [{ uci }] }, rank) => {
-      const loss = Math.abs(best - whiteShare(score));
-      const strength = rank === 0 ? 1 : loss < 0.02 ? 2 : loss < 0.06 ? 3 : loss < 0.15 ? 4 : 5;
+      const loss = Math.abs(winPercent(lines[0].score) - winPercent(score));
+      const strength = rank ? 2 + marks.filter(({ from }) => loss >= from).length : 1;
       return { type: { class: `arrow-engine arrow-${strength}` }, uci };
     });
 }
@@ -181,35 +186,33 @@ function showArrows() {
 }
 
 /** The person's colours by their letters in PGN: cal has arrows, csl has circles. */
-const colours = Object.entries({ G: 'success', R: 'danger', Y: 'warning', B: 'info' });
+const colours = { G: 'success', R: 'danger', Y: 'warning', B: 'info' };
 
 /** Shows what the person has drawn at a position. */
 function showShapes(node) {
   if (shapesOf === node) return;
   shapesOf = node;
   const { cal = '', csl = '' } = node.commands;
-  for (const [letter, kind] of colours) {
-    const [arrow, circle] = [ARROW_TYPE[kind], MARKER_TYPE[kind]];
-    board.removeArrows(arrow);
-    board.removeMarkers(circle);
-    for (const [, from, to] of cal.matchAll(RegExp(`${letter}([a-h][1-8])([a-h][1-8])`, 'g')))
-      board.addArrow(arrow, from, to);
-    for (const [, at] of csl.matchAll(RegExp(`${letter}([a-h][1-8])`, 'g')))
-      board.addMarker(circle, at);
-  }
+  const arrows = [...cal.matchAll(/([GRYB])([a-h][1-8])([a-h][1-8])/g)];
+  const circles = [...csl.matchAll(/([GRYB])([a-h][1-8])/g)];
+  board.setAnnotations({
+    arrows: arrows.map(([, letter, from, to]) => ({ type: ARROW_TYPE[colours[letter]], from, to })),
+    markers: circles.map(([, letter, at]) => ({ type: MARKER_TYPE[colours[letter]], square: at })),
+  });
 }
 
 /** Keeps what the person has drawn with the position, and so in the PGN. */
 function keepShapes({ button }) {
   if (button !== 2 || shapesOf !== state.node) return;
-  const shapes = (list) => colours.flatMap(([letter, kind]) => list(letter, kind)).join();
   const { cal, csl, ...others } = state.node.commands;
-  const arrows = shapes((letter, kind) =>
-    board.getArrows(ARROW_TYPE[kind]).map(({ from, to }) => letter + from + to),
-  );
-  const circles = shapes((letter, kind) =>
-    board.getMarkers(MARKER_TYPE[kind]).map((one) => letter + one.square),
-  );
+  const textOf = (types, shapes, squaresOf) =>
+    Object.entries(colours)
+      .flatMap(([letter, kind]) =>
+        shapes.filter(({ type }) => type === types[kind]).map((one) => letter + squaresOf(one)),
+      )
+      .join();
+  const arrows = textOf(ARROW_TYPE, board.getArrows(), ({ from, to }) => from + to);
+  const circles = textOf(MARKER_TYPE, board.getMarkers(), (circle) => circle.square);
   if (arrows) others.cal = arrows;
   if (circles) others.csl = circles;
   state.node.commands = others;
@@ -227,15 +230,10 @@ export function showBoard() {
   setMarkers(markers.played, last ? [last.slice(0, 2), last.slice(2, 4)] : []);
   const king = checkOf(node.fen);
   setMarkers(markers.checked, king ? [king] : []);
-  const worth = [...(pointed ?? [])];
-  setMarkers(
-    markers.good,
-    worth.filter(([, value]) => value >= 0).map(([name]) => name),
-  );
-  setMarkers(
-    markers.bad,
-    worth.filter(([, value]) => value < 0).map(([name]) => name),
-  );
+  for (const kind of ['good', 'bad']) {
+    const worth = [...(pointed ?? [])].filter(([, value]) => value < 0 === (kind === 'bad'));
+    setMarkers(markers[kind], worth.map(([name]) => name));
+  }
   // What is set last is on top.
   showShapes(node);
   const svg = $('board').querySelector('svg.cm-chessboard');
@@ -297,12 +295,12 @@ function playerView(side, place) {
 
 function barView() {
   const score = state.isShowing ? scoreNow() : null;
-  const share = score ? whiteShare(score) : 0.5;
+  const share = score ? winPercent(score) : 50;
   const words = score ? scoreWords(score) : 'no score yet';
   return html`
     <div id="bar" class=${state.isTurned ? 'is-turned' : ''} role="img" aria-label=${words}
       title=${score ? scoreText(score) : ''}>
-      <div id="bar-white" style="height: ${(share * 100).toFixed(1)}%"></div>
+      <div id="bar-white" style="height: ${share.toFixed(1)}%"></div>
     </div>`;
 }
 

@@ -2,16 +2,17 @@
 //
 // A chess clock with base and increment. Times are in milliseconds.
 
-/** A clock that is stopped until start(). The tests give it their own `now`. */
+/** A clock that is stopped until start(). `w` and `b` are the times that the sides have left. The
+ *  tests give it their own `now`. */
 export class Clock {
   #now;
   #since = 0;
 
-  constructor({ base, increment }, now = () => performance.now()) {
+  constructor({ base, increment, w = base, b = base }, now = () => performance.now()) {
     this.base = base;
     this.increment = increment;
     this.#now = now;
-    this.times = { w: base, b: base };
+    this.times = { w, b };
     /** The side whose clock runs, or null. */
     this.side = null;
   }
@@ -32,28 +33,16 @@ export class Clock {
     this.side = null;
   }
 
-  /** A side has moved: its time stops and grows by the increment.
-   *  @returns {{w: number, b: number}} what both have now */
+  /** A side has moved: its time stops and grows by the increment. */
   moved(side) {
     this.stop();
     this.times[side] += this.increment;
-    return { ...this.times };
   }
 
-  set(times) {
-    this.side = null;
-    this.times = { ...times };
-  }
-
+  /** What the constructor needs for the same clock, stopped. */
   get record() {
     const { base, increment } = this;
     return { base, increment, w: this.left('w'), b: this.left('b') };
-  }
-
-  static fromRecord({ base, increment, w, b }) {
-    const clock = new Clock({ base, increment });
-    clock.set({ w, b });
-    return clock;
   }
 }
 

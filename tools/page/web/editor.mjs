@@ -4,9 +4,9 @@
 
 import { GameTree } from '../../lib/game-tree.mjs';
 import { openDialog, showDialog, closeDialog } from './dialog.mjs';
-import { html, nothing, pieceSvg, pieceWords, piecesOf, squares } from './html.mjs';
+import { html, nothing, pieceSvg, pieceWords } from './html.mjs';
 import { loadGame } from './play.mjs';
-import { readFen, startFen } from './rules.mjs';
+import { nameOf, piecesOf, readFen, squares, startFen } from './rules.mjs';
 import { state } from './state.mjs';
 
 const wordsOf = (piece) => `${piece[0] === 'w' ? 'white' : 'black'} ${pieceWords[piece[1]]}`;
@@ -21,7 +21,7 @@ let error = '';
 
 function setDraft(fen) {
   const [, turn, castling, passant, half, full] = fen.split(' ');
-  draft = { pieces: piecesOf(fen), turn, castling, passant, half, full };
+  draft = { pieces: piecesOf(fen), turn, castling: new Set(castling), passant, half, full };
 }
 
 function draftFen() {
@@ -71,13 +71,6 @@ function release(event) {
   if (dragged && to && to.dataset.edit !== dragged) drop(to.dataset.edit);
 }
 
-function setCastling(letter, isSet) {
-  const rest = draft.castling.replace('-', '').replace(letter, '');
-  draft.castling = [...'KQkq']
-    .filter((one) => (one === letter ? isSet : rest.includes(one)))
-    .join('');
-}
-
 function choose(piece) {
   tool = tool === piece ? null : piece;
   dragged = null;
@@ -90,36 +83,37 @@ const again = (act) => () => {
   showDialog();
 };
 
+function squareView(square) {
+  const piece = draft.pieces.get(square);
+  const isDark = ('abcdefgh'.indexOf(square[0]) + Number(square[1])) % 2 === 1;
+  const kind = `${isDark ? 'dark' : 'light'} ${dragged === square ? 'is-dragged' : ''}`;
+  const grab = (event) => {
+    event.target.releasePointerCapture?.(event.pointerId);
+    press(event, square);
+  };
+  // Keys click too, with a count of 0.
+  return html`<button type="button" data-edit=${square} class=${kind}
+    aria-label="${square} ${piece ? wordsOf(piece) : 'empty'}" @pointerdown=${grab}
+    @click=${(event) => event.detail || press(event, square)}
+    >${piece ? pieceSvg(piece) : nothing}</button>`;
+}
+
 function body() {
   const order = state.isTurned ? [...squares].reverse() : squares;
-  const check = (
-    letter,
-    words,
-  ) => html`<label class="check"><input type="checkbox" .checked=${draft.castling.includes(letter)}
-    @change=${({ target }) => setCastling(letter, target.checked)} /> ${words}</label>`;
-  const shown = (
-    piece,
-  ) => html`<button type="button" title=${wordsOf(piece)} aria-label=${wordsOf(piece)}
-    aria-pressed=${tool === piece} @click=${() => choose(piece)}>${pieceSvg(piece)}</button>`;
+  const turn = (side) => html`
+    <label><input type="radio" name="turn" value=${side} .checked=${draft.turn === side}
+      @change=${again(() => (draft.turn = side))} /> ${nameOf(side)}</label>`;
+  const check = (letter, words) => html`
+    <label class="check"><input type="checkbox" .checked=${draft.castling.has(letter)}
+      @change=${({ target }) => draft.castling[target.checked ? 'add' : 'delete'](letter)}
+      /> ${words}</label>`;
+  const shown = (piece) => html`
+    <button type="button" title=${wordsOf(piece)} aria-label=${wordsOf(piece)}
+      aria-pressed=${tool === piece} @click=${() => choose(piece)}>${pieceSvg(piece)}</button>`;
   return html`
     <div class="editor">
       <div class="editor-board" role="group" aria-label="Squares" @pointerup=${release}
-        @contextmenu=${(event) => event.preventDefault()}>
-        ${order.map((square) => {
-          const piece = draft.pieces.get(square);
-          const isDark = ('abcdefgh'.indexOf(square[0]) + Number(square[1])) % 2 === 1;
-          const kind = `${isDark ? 'dark' : 'light'} ${dragged === square ? 'is-dragged' : ''}`;
-          return html`<button type="button" data-edit=${square} class=${kind}
-            aria-label="${square} ${piece ? wordsOf(piece) : 'empty'}" @pointerdown=${(event) => {
-              event.target.releasePointerCapture?.(event.pointerId);
-              press(event, square);
-            }} @keydown=${(event) => {
-              if (event.key !== 'Enter' && event.key !== ' ') return;
-              event.preventDefault();
-              press({ button: 0 }, square);
-            }}>${piece ? pieceSvg(piece) : nothing}</button>`;
-        })}
-      </div>
+        @contextmenu=${(event) => event.preventDefault()}>${order.map(squareView)}</div>
       <div class="editor-tools">
       <div class="palette" role="group" aria-label="Pieces">${palette.map(shown)}</div>
       <p class="why-note">Choose a piece and click squares, or drag pieces. Right-click a piece to
@@ -132,15 +126,7 @@ function body() {
         <button type="button" id="edit-remove" aria-pressed=${tool === ''}
           @click=${() => choose('')}>Remove pieces</button>
       </div>
-      <fieldset class="choice"><legend>To move</legend>${[
-        ['w', 'White'],
-        ['b', 'Black'],
-      ].map(
-        ([side, words]) =>
-          html`<label><input type="radio" name="turn" value=${side}
-            .checked=${draft.turn === side}
-            @change=${again(() => (draft.turn = side))} /> ${words}</label>`,
-      )}</fieldset>
+      <fieldset class="choice"><legend>To move</legend>${['w', 'b'].map(turn)}</fieldset>
       <fieldset class="checks"><legend>Castling</legend>
         ${check('K', 'White O-O')}${check('Q', 'White O-O-O')}
         ${check('k', 'Black O-O')}${check('q', 'Black O-O-O')}</fieldset>
@@ -166,14 +152,16 @@ function finish() {
 /** The castling rights whose king and rook are on their original squares. */
 function possibleCastling() {
   const { pieces, castling } = draft;
-  const needs = {
-    K: ['e1 wk', 'h1 wr'],
-    Q: ['e1 wk', 'a1 wr'],
-    k: ['e8 bk', 'h8 br'],
-    q: ['e8 bk', 'a8 br'],
+  const homes = {
+    K: { e1: 'wk', h1: 'wr' },
+    Q: { e1: 'wk', a1: 'wr' },
+    k: { e8: 'bk', h8: 'br' },
+    q: { e8: 'bk', a8: 'br' },
   };
-  const isHome = (need) => pieces.get(need.slice(0, 2)) === need.slice(3);
-  return [...castling].filter((letter) => needs[letter]?.every(isHome)).join('') || '-';
+  const isHome = ([square, piece]) => pieces.get(square) === piece;
+  const isPossible = (letter) => Object.entries(homes[letter]).every(isHome);
+  const wanted = Object.keys(homes).filter((letter) => castling.has(letter));
+  return wanted.filter(isPossible).join('') || '-';
 }
 
 export function openEditor() {

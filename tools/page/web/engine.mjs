@@ -227,7 +227,7 @@ const handlers = {
     refresh();
   },
   onLost() {
-    setNews('not connected', true);
+    setNews('offline', true);
     lose();
     refresh();
   },

@@ -3,7 +3,9 @@
 // Import and export of games and positions: PGN and FEN as text, files that are opened or dropped,
 // pasted text, links, the list of the games of a file.
 
+import { looksLikeFen } from '../../lib/chess.mjs';
 import { GameTree, problemText, scanGames } from '../../lib/game-tree.mjs';
+import { resultText } from './board.mjs';
 import { closeDialog, openDialog, showDialog } from './dialog.mjs';
 import { $, html, nothing } from './html.mjs';
 import { say } from './messages.mjs';
@@ -20,11 +22,9 @@ let error = '';
 /** The newest text; reading an older one is abandoned. */
 let newest = '';
 
-const looksLikeFen = (text) => /^\s*[1-8pnbrqk]+(\/[1-8pnbrqk]+){7}(\s+\S+){0,5}\s*$/i.test(text);
-
-function setGame(text) {
-  const fen = readFen(text);
-  return [new GameTree(fen), 'Position set.'];
+function setFen(text) {
+  loadGame(new GameTree(readFen(text)), 'Position set.');
+  passing.library = [];
 }
 
 /** Finds the games of a text, with pauses.
@@ -69,7 +69,7 @@ function sentence({ problems: [problem, ...others] }) {
  *  @throws with a sentence for people; the game stays then */
 async function take(text) {
   if (looksLikeFen(text)) {
-    loadGame(...setGame(text));
+    setFen(text);
     return;
   }
   const game = await readGames(text);
@@ -84,15 +84,6 @@ function show(game) {
   loadGame(game, game.problems.length ? sentence(game) : 'Game loaded.');
 }
 
-/** The same, but shows a message if it fails. */
-async function takeText(text) {
-  try {
-    await take(text);
-  } catch (problem) {
-    complain(problem);
-  }
-}
-
 async function textOf(file) {
   if (file.size > mostBytes) throw new Error('This file is larger than 50 MB.');
   return file.text();
@@ -100,7 +91,9 @@ async function textOf(file) {
 
 const complain = ({ message }) => say(message, { isBad: true });
 
-const takeFile = (file) => textOf(file).then(takeText).catch(complain);
+/** The same for a text or a file, but they show a message if it fails. */
+const takeText = (text) => take(text).catch(complain);
+const takeFile = (file) => textOf(file).then(take).catch(complain);
 
 /** Loads the game or position in the page's address: #fen=... or #pgn=... */
 export function takeAddress() {
@@ -196,11 +189,6 @@ export function openExchange() {
   });
 }
 
-function setFen(text) {
-  loadGame(...setGame(text));
-  passing.library = [];
-}
-
 const isKnown = (text) => text && !/^[?.]+$/.test(text);
 
 /** The games of the file that was opened, to choose from. */
@@ -218,7 +206,7 @@ export function openLibrary() {
     <button type="button" role="option" aria-selected=${index === passing.libraryIndex}
       @click=${() => choose(index)}>
       <span>${index + 1}</span><span>${tags.White ?? '?'} – ${tags.Black ?? '?'}</span>
-      <b>${(result ?? '*').replaceAll('1/2', '½')}</b>
+      <b>${resultText({ result: result ?? '*' })}</b>
       <small>${[tags.Event, tags.Date].filter(isKnown).join(', ')}</small></button>`;
   const filter = ({ target }) => {
     const words = target.value.toLowerCase().split(/\s+/).filter(Boolean);
@@ -263,19 +251,19 @@ export function watchDrops() {
   };
   document.addEventListener('dragover', over);
   document.addEventListener('dragleave', over);
+  const takeTransfer = (transfer) => {
+    const [file] = transfer.files;
+    const text = transfer.getData('text/plain');
+    if (file) takeFile(file);
+    else if (text.trim()) takeText(text);
+  };
   document.addEventListener('drop', (event) => {
     over(event);
-    const [file] = event.dataTransfer.files;
-    const text = event.dataTransfer.getData('text/plain');
-    if (file) takeFile(file);
-    else if (text) takeText(text);
+    takeTransfer(event.dataTransfer);
   });
   document.addEventListener('paste', (event) => {
     if (event.target.matches('input, textarea') || document.querySelector('dialog[open]')) return;
-    const [file] = event.clipboardData.files;
-    const text = event.clipboardData.getData('text/plain');
-    if (file) takeFile(file);
-    else if (text.trim()) takeText(text);
+    takeTransfer(event.clipboardData);
   });
   window.addEventListener('hashchange', takeAddress);
 }

@@ -3,8 +3,9 @@
 // The engine's lines: score, depth and moves. Pointing at a move shows its position on a small
 // board, a click plays the moves up to it.
 
+import { boardSvg } from '../../lib/diagram.mjs';
 import { engine, scoreNow } from './engine.mjs';
-import { html, nothing, smallBoard } from './html.mjs';
+import { html, nothing } from './html.mjs';
 import { scoreText } from './score.mjs';
 import { changed, goTo, refresh, state } from './state.mjs';
 
@@ -49,22 +50,21 @@ export function movesView(start, moves) {
     preview = null;
     playLine(start, moves.slice(0, index + 1));
   };
-  const words = moves.map(
-    (move, index) => html`${
-      move.number ? html`<span class="number">${move.number}</span> ` : nothing
-    }<button type="button" @click=${act(index)}
-      @pointerenter=${(event) => event.pointerType === 'mouse' && point(event, move)}
-      @focus=${(event) => event.target.matches(':focus-visible') && point(event, move)}
-      @pointerleave=${leave} @blur=${leave}>${move.san}</button> `,
-  );
-  return html`<span class="line" @pointerleave=${leave}>${words}</span>`;
+  const number = (text) => (text ? html`<span class="number">${text}</span> ` : nothing);
+  const word = (move, index) => html`${number(move.number)}<button type="button"
+    @click=${act(index)}
+    @pointerenter=${(event) => event.pointerType === 'mouse' && point(event, move)}
+    @focus=${(event) => event.target.matches(':focus-visible') && point(event, move)}
+    @pointerleave=${leave} @blur=${leave}>${move.san}</button> `;
+  return html`<span class="line" @pointerleave=${leave}>${moves.map(word)}</span>`;
 }
 
 export function previewView() {
   if (!preview) return nothing;
   const { move, x, y } = preview;
-  return html`<div class="preview" style="left: ${x}px; top: ${y}px">
-    ${smallBoard(move.fen, state.isTurned, move.uci)}</div>`;
+  const marked = [move.uci.slice(0, 2), move.uci.slice(2, 4)];
+  const board = boardSvg(move.fen, { isFlipped: state.isTurned, marked });
+  return html`<div class="preview" style="left: ${x}px; top: ${y}px" .innerHTML=${board}></div>`;
 }
 
 const lineView =
@@ -103,45 +103,33 @@ export function linesView() {
     // Over a few milliseconds, the speed means nothing.
     ['speed', 'per second', stats.time >= 20 ? short((stats.nodes * 1000) / stats.time) : '–'],
   ];
-  const shown = mode === 'analyse' ? lines.slice(0, lineCount) : lines.slice(0, 1);
+  const isAnalysis = mode === 'analyse';
+  const count = isAnalysis ? lineCount : 1;
+  const idle = engine.search && isOwn ? 'Thinking …' : 'The engine is idle.';
+  const figure = ([id, name, value]) => html`
+    <div><dt>${name}</dt><dd id=${id}>${isShowing ? value : '–'}</dd></div>`;
+  const option = (n) => html`<option ?selected=${n === lineCount}>${n}</option>`;
+  const list = () => html`
+    <ol id="lines" aria-label="Lines, best first" style="--lines: ${count}">${
+      lines.length
+        ? lines.slice(0, count).map(lineView(thinking.node))
+        : html`<li class="empty">${idle}</li>`
+    }</ol>
+    ${check('show-depths', 'areDepthsShown', 'earlier depths', bestOfDepths)}
+    ${areDepthsShown ? depths() : nothing}`;
+  const depths = () => html`<ol id="depths" tabindex="0" aria-label=${bestOfDepths}>
+    ${(isOwn ? thinking.depths : []).map(lineView(thinking?.node))}</ol>`;
   return html`
     <section class="card engine" aria-label="The engine's lines">
       <div class="score-row">
         <strong id="score">${isShowing && score ? scoreText(score) : '–'}</strong>
-        <dl>${figures.map(
-          ([id, name, value]) => html`
-          <div><dt>${name}</dt><dd id=${id}>${isShowing ? value : '–'}</dd></div>`,
-        )}</dl>
-        ${
-          mode === 'analyse'
-            ? html`<label class="check" title="Number of lines to show">
+        <dl>${figures.map(figure)}</dl>
+        <label class="check" title="Number of lines to show" ?hidden=${!isAnalysis}>
           <select id="line-count" aria-label="Number of lines" .value=${String(lineCount)}
-            @change=${setLineCount}>${[1, 2, 3, 4, 5].map(
-              (n) => html`<option ?selected=${n === lineCount}>${n}</option>`,
-            )}</select>
-          ${lineCount === 1 ? 'line' : 'lines'}</label>`
-            : nothing
-        }
+            @change=${setLineCount}>${[1, 2, 3, 4, 5].map(option)}</select>
+          ${lineCount === 1 ? 'line' : 'lines'}</label>
         ${check('show-lines', 'isShowing', 'show', "Show the engine's score and lines")}
       </div>
-      ${
-        isShowing
-          ? html`
-        <ol id="lines" aria-label="Lines, best first"
-          style="--lines: ${mode === 'analyse' ? lineCount : 1}">${
-            lines.length
-              ? shown.map(lineView(thinking.node))
-              : html`<li class="empty">
-                ${engine.search && isOwn ? 'Thinking …' : 'The engine is idle.'}</li>`
-          }</ol>
-        ${check('show-depths', 'areDepthsShown', 'earlier depths', bestOfDepths)}
-        ${
-          areDepthsShown
-            ? html`<ol id="depths" tabindex="0" aria-label=${bestOfDepths}>
-          ${(isOwn ? thinking.depths : []).map(lineView(thinking?.node))}</ol>`
-            : nothing
-        }`
-          : nothing
-      }
+      ${isShowing ? list() : nothing}
     </section>`;
 }

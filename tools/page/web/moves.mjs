@@ -2,6 +2,7 @@
 //
 // The moves of the game with variations, comments and marks, and what can be done with a move.
 
+import { moveNumber } from '../../lib/chess.mjs';
 import { nagText } from '../../lib/game-tree.mjs';
 import { areOpeningsReady, openingOf } from '../../lib/openings.mjs';
 import { resultText } from './board.mjs';
@@ -13,53 +14,55 @@ import { turnOf } from './rules.mjs';
 import { scoreText } from './score.mjs';
 import { changed, endAt, goTo, lastOf, lineOf, refresh, setTip, state } from './state.mjs';
 
-/** The menu of a move: { node, x, y, opener }, or null; `opener` is the element from which a key
- *  has opened it. */
-let menu = null;
+/** The node of the move whose menu is open, or null. */
+let menuNode = null;
 /** The annotation glyphs of a move, in the order of their keys 1 to 6. */
 export const moveGlyphs = [1, 2, 3, 4, 5, 6];
 
-const numberOf = (node, isForced) => {
-  const [, turn, , , , number] = node.parent.fen.split(' ');
-  if (turn === 'w') return `${number}.`;
-  return isForced ? `${number}...` : '';
-};
+/** The number before a move; Black's only when it is forced. */
+const numberOf = ({ parent }, isForced) =>
+  isForced || turnOf(parent.fen) === 'w' ? moveNumber(parent.fen) : '';
 
 function openMenu(event, node) {
   event.preventDefault();
-  event.stopPropagation();
-  const box = event.currentTarget.getBoundingClientRect();
+  const { left, bottom } = event.currentTarget.getBoundingClientRect();
   const isByMouse = event.clientX > 0;
-  const [x, y] = isByMouse ? [event.clientX, event.clientY] : [box.left, box.bottom];
-  menu = {
-    node,
-    x: Math.min(x, window.innerWidth - 216),
-    y: Math.min(y, window.innerHeight - 250),
-    opener: isByMouse ? null : event.currentTarget,
-  };
+  menuNode = node;
   refresh();
-  if (!isByMouse) requestAnimationFrame(() => itemsOfMenu()[0]?.focus());
+  requestAnimationFrame(() => {
+    const menu = $('move-menu');
+    menu.showPopover();
+    const { offsetWidth: width, offsetHeight: height } = menu;
+    const [x, y] = isByMouse ? [event.clientX, event.clientY] : [left, bottom];
+    menu.style.left = `${Math.max(4, Math.min(x, window.innerWidth - width - 4))}px`;
+    menu.style.top = `${Math.max(4, Math.min(y, window.innerHeight - height - 4))}px`;
+    menu.querySelector('button:enabled').focus();
+  });
 }
-
-const itemsOfMenu = () => [...($('move-menu')?.querySelectorAll('button:enabled') ?? [])];
 
 function moveInMenu(event) {
   const step = { ArrowDown: 1, ArrowUp: -1 }[event.key];
   if (!step) return;
   event.preventDefault();
-  const items = itemsOfMenu();
+  const items = [...event.currentTarget.querySelectorAll('button:enabled')];
   items.at((items.indexOf(document.activeElement) + step) % items.length).focus();
 }
 
-const sanView = ({ san }, glyphs) => html`${san}${glyphs ? html`<b>${glyphs}</b>` : nothing}`;
-
-function moveView(node, isForced) {
-  const isCurrent = node === state.node;
-  const number = numberOf(node, isForced);
+/** A move as a button; one of the main line has its score, or "". */
+function moveView(node, score) {
   const [glyphs, kind] = glyphsOf(node);
-  return html`${number ? html`<span class="number">${number}</span>` : nothing}<button type="button"
-    class="move ${kind}" aria-current=${isCurrent ? 'true' : nothing} @click=${() => goTo(node)}
-    @contextmenu=${(event) => openMenu(event, node)}>${sanView(node, glyphs)}</button>`;
+  const isMain = score !== undefined;
+  return html`<button type="button" class="move ${isMain ? 'main' : ''} ${kind}"
+    data-san=${node.san} aria-current=${node === state.node ? 'true' : nothing}
+    @click=${() => goTo(node)} @contextmenu=${(event) => openMenu(event, node)}
+    ><span>${node.san}${glyphs ? html`<b>${glyphs}</b>` : nothing}</span>${
+      isMain ? html`<small>${score}</small>` : nothing
+    }</button>`;
+}
+
+function numberedView(node, isForced) {
+  const number = numberOf(node, isForced);
+  return html`${number ? html`<span class="number">${number}</span>` : nothing}${moveView(node)}`;
 }
 
 const kinds = { 2: 'is-mistake', 4: 'is-blunder', 6: 'is-inaccuracy', 1: 'is-good', 3: 'is-good' };
@@ -83,12 +86,12 @@ const spaced = (parts) =>
 
 /** A variation with its own variations in brackets. */
 function variationView(first) {
-  const parts = [commentView(first.before), moveView(first, true), commentView(first.comment)];
+  const parts = [commentView(first.before), numberedView(first, true), commentView(first.comment)];
   let node = first;
   let isForced = Boolean(first.comment);
   while (node.children.length) {
     const [next, ...others] = node.children;
-    parts.push(moveView(next, isForced), commentView(next.comment));
+    parts.push(numberedView(next, isForced), commentView(next.comment));
     for (const other of others) parts.push(html`(${variationView(other)})`);
     isForced = others.length > 0 || Boolean(next.comment);
     node = next;
@@ -110,11 +113,7 @@ function rowsOf(root) {
       if (!isWhite) rows.push(filler);
     }
     const score = state.isShowing && next.score ? scoreText(next.score) : '';
-    const [glyphs, kind] = glyphsOf(next);
-    rows.push(html`<button type="button" class="move main ${kind}" data-san=${next.san}
-      aria-current=${next === state.node ? 'true' : nothing} @click=${() => goTo(next)}
-      @contextmenu=${(event) => openMenu(event, next)}
-      ><span>${sanView(next, glyphs)}</span><small>${score}</small></button>`);
+    rows.push(moveView(next, score));
     isOpen = isWhite;
     if (!others.length && !next.comment) continue;
     if (isWhite) rows.push(filler);
@@ -164,51 +163,31 @@ export function switchVariation(step) {
   if (next) goTo(next);
 }
 
-const act = (what) => () => {
-  closeMenu();
-  what();
-};
-
-export function closeMenu() {
-  if (!menu) return false;
-  menu.opener?.focus();
-  menu = null;
-  refresh();
-  return true;
-}
-
 export function menuView() {
-  if (!menu) return nothing;
-  const { node, x, y } = menu;
-  const isVariation = !state.game.isMain(node);
+  if (!menuNode) return nothing;
+  const node = menuNode;
+  const isMain = state.game.isMain(node);
+  const act = (what) => () => {
+    $('move-menu').hidePopover();
+    what();
+  };
   const item = (words, key, what, isDisabled = false) => html`<button type="button" role="menuitem"
     ?disabled=${isDisabled} @click=${act(what)}><span>${words}</span><kbd>${key}</kbd></button>`;
+  const glyph = (nag) => html`<button type="button" role="menuitemcheckbox"
+    aria-checked=${node.nags.includes(nag)} title="Mark the move with ${nagText(nag)}"
+    @click=${act(() => mark(nag, node))}>${nagText(nag)}</button>`;
+  const comment = item('Comment …', 'c', () => editComment(node));
   return html`
-    <div class="menu-ground" @click=${closeMenu} @contextmenu=${(event) => {
-      event.preventDefault();
-      closeMenu();
-    }}></div>
-    <div class="menu" id="move-menu" role="menu" @keydown=${moveInMenu}
-      style="left: ${Math.max(4, x)}px; top: ${Math.max(4, y)}px"
+    <div class="menu" id="move-menu" role="menu" popover @keydown=${moveInMenu}
       aria-label=${node.san ? `The move ${node.san}` : 'The game'}>
       ${
         node.parent
-          ? html`<div class="glyphs">${moveGlyphs.map(
-              (nag) => html`<button type="button" role="menuitemcheckbox"
-        aria-checked=${node.nags.includes(nag)} title="Mark the move with ${nagText(nag)}"
-        @click=${act(() => mark(nag, node))}>${nagText(nag)}</button>`,
-            )}</div>`
-          : nothing
-      }
-      ${item('Comment …', 'c', () => editComment(node))}
-      ${
-        node.parent
-          ? [
-              item('Move variation up', 'v', () => promoteMove(false, node), !isVariation),
-              item('Make main line', 'Shift v', () => promoteMove(true, node), !isVariation),
-              item('Delete from here', 'Del', () => removeMove(node)),
-            ]
-          : nothing
+          ? html`<div class="glyphs">${moveGlyphs.map(glyph)}</div>
+        ${comment}
+        ${item('Move variation up', 'v', () => promoteMove(false, node), isMain)}
+        ${item('Make main line', 'Shift v', () => promoteMove(true, node), isMain)}
+        ${item('Delete from here', 'Del', () => removeMove(node))}`
+          : comment
       }
     </div>`;
 }

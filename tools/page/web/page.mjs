@@ -5,7 +5,7 @@
 
 import { prepareOpenings } from '../../lib/openings.mjs';
 import { boardView, isAsking, knock, showBoard, startBoard } from './board.mjs';
-import { isDialogOpen, showDialog } from './dialog.mjs';
+import { isDialogOpen, openDialog } from './dialog.mjs';
 import { openEditor } from './editor.mjs';
 import { drive, engine, openLink } from './engine.mjs';
 import { openExchange, openLibrary, takeAddress, watchDrops } from './games.mjs';
@@ -13,7 +13,6 @@ import { graphView } from './graph.mjs';
 import { $, button, html, icon, nothing, render } from './html.mjs';
 import { linesView, previewView } from './lines.mjs';
 import {
-  closeMenu,
   editComment,
   mark,
   menuView,
@@ -35,13 +34,12 @@ import {
 } from './play.mjs';
 import { reportView, startScoring, updateReport } from './report.mjs';
 import { endingOf } from './rules.mjs';
-import { openKeys, openNewGame, openSettings } from './settings.mjs';
+import { openNewGame, openSettings } from './settings.mjs';
 import {
   changed,
   connect,
   endAt,
   goTo,
-  isAtTip,
   nextOf,
   passing,
   pause,
@@ -75,38 +73,35 @@ function paceText() {
   return `${pace.seconds} s per move`;
 }
 
-const headView = () => html`
-  <header class="top">
-    <h1><img src="tools/page/web/icon.svg" alt="" width="28" height="28" /><span>Quillon</span></h1>
-    <button type="button" id="engine" class="pill ${engine.isBad ? 'is-bad' : ''}"
-      title="Engine settings (s)" @click=${openSettings}>
-      <span id="engine-state" role="status"
-        >${engine.news}<span class="more">${engine.details}</span></span></button>
-    <nav class="top-buttons" aria-label="Page">
-      ${button('new', 'new', 'New game', 'New game (n)', openNewGame)}
-      ${button('exchange', 'text', 'Games & PGN', 'Games, PGN and FEN (p)', openExchange)}
-      ${
-        passing.library.length
-          ? button(
-              'games',
-              'list',
-              `${passing.libraryIndex + 1} of ${passing.library.length}`,
-              'Games in the file',
-              openLibrary,
-            )
-          : nothing
-      }
-      ${button('edit', 'edit', 'Edit', 'Edit the position (e)', openEditor)}
-      ${button('flip', 'flip', 'Flip', 'Flip the board (f)', flip)}
-      ${button('settings-open', 'gear', '', 'Settings (s)', openSettings)}
-      ${button('keys-open', 'help', '', 'Keyboard and mouse (?)', openKeys)}
-    </nav>
-  </header>`;
+function headView() {
+  const { library, libraryIndex } = passing;
+  const place = `${libraryIndex + 1} of ${library.length}`;
+  const games = () => button('games', 'list', place, 'Games in the file', openLibrary);
+  return html`
+    <header class="top">
+      <h1><img src="tools/page/web/icon.svg" alt="" width="28" height="28"
+        /><span>Quillon</span></h1>
+      <button type="button" id="engine" class="pill ${engine.isBad ? 'is-bad' : ''}"
+        title="Engine settings (s)" @click=${openSettings}>
+        <span id="engine-state" role="status"
+          >${engine.news}<span class="more">${engine.details}</span></span></button>
+      <nav class="top-buttons" aria-label="Page">
+        ${button('new', 'new', 'New game', 'New game (n)', openNewGame)}
+        ${button('exchange', 'text', 'Games & PGN', 'Games, PGN and FEN (p)', openExchange)}
+        ${library.length ? games() : nothing}
+        ${button('edit', 'edit', 'Edit', 'Edit the position (e)', openEditor)}
+        ${button('flip', 'flip', 'Flip', 'Flip the board (f)', flip)}
+        ${button('settings-open', 'gear', '', 'Settings (s)', openSettings)}
+        ${button('keys-open', 'help', '', 'Keyboard and mouse (?)', openKeys)}
+      </nav>
+    </header>`;
+}
 
 function modesView() {
   const { mode, node, isAnalysing } = state;
   const isBusy = Boolean(passing.review || (engine.search && (mode === 'play' || isAnalysing)));
   const label = mode === 'play' && !passing.review ? 'Move now' : isBusy ? 'Stop' : 'Go';
+  const picture = label === 'Stop' ? 'stop' : 'go';
   const isDisabled = !isBusy && (mode === 'play' || endingOf(node)?.isFinal);
   const switchTo = (name, words) => html`<button type="button" id="mode-${name}"
     aria-pressed=${mode === name} @click=${() => setMode(name)}>${words}</button>`;
@@ -115,18 +110,18 @@ function modesView() {
       <div class="switch" role="group" aria-label="Mode"
         >${switchTo('play', 'Play')}${switchTo('analyse', 'Analyse')}</div>
       <span id="pace">${paceText()}</span>
-      ${button('go', label === 'Stop' ? 'stop' : 'go', label, `${label} (space)`, goOrStop, {
-        isDisabled,
-        kind: 'primary',
-      })}
+      ${button('go', picture, label, `${label} (space)`, goOrStop, { isDisabled, kind: 'primary' })}
     </div>`;
 }
 
 function controlsView() {
-  const { node, mode, tip } = state;
+  const { node, mode, tip, game } = state;
   const isBusy = Boolean(passing.review);
   const back = { isDisabled: isBusy || !node.parent };
   const on = { isDisabled: isBusy || !nextOf(node) };
+  const isOver = { isDisabled: endAt(tip) || !tip.parent };
+  const isEmpty = { isDisabled: isBusy || !game.root.children.length };
+  const scoring = 'Score each position and make a report';
   return html`
     <div class="controls">
       ${button('first', 'first', '', 'First position (Home)', actions.first, back)}
@@ -138,60 +133,45 @@ function controlsView() {
       })}
       ${
         mode === 'play'
-          ? button('resign', 'flag', 'Resign', 'Resign the game', resign, {
-              isDisabled: endAt(tip) || !tip.parent,
-            })
-          : button(
-              'review',
-              'chart',
-              'Score game',
-              'Score each position and make a report',
-              startScoring,
-              { isDisabled: isBusy || !state.game.root.children.length },
-            )
+          ? button('resign', 'flag', 'Resign', 'Resign the game', resign, isOver)
+          : button('review', 'chart', 'Score game', scoring, startScoring, isEmpty)
       }
     </div>`;
 }
 
-/** If there is room, the moves are always shown, with the other tab beside them. */
-function tabsView() {
-  const names = { moves: 'Moves', why: 'Why?', report: 'Report' };
-  const { tab } = state;
-  const shown = wide.matches && tab === 'moves' ? 'why' : tab;
-  const views = { moves: treeView, why: whyView, report: reportView };
-  const tabs = (ids, chosen) =>
-    html`<div class="tabs" role="tablist" aria-label="Moves and explanations">${ids.map(
-      (id) => html`
+const tabNames = { moves: 'Moves', why: 'Why?', report: 'Report' };
+const tabViews = { moves: treeView, why: whyView, report: reportView };
+
+/** A card with one tab, and with the buttons for it and others. */
+function tabbedView(chosen, ids) {
+  const tab = (id) => html`
     <button type="button" role="tab" id="tab-${id}" aria-selected=${id === chosen}
-      aria-controls="panel-${id}" @click=${() => setTab(id)}>${names[id]}</button>`,
-    )}</div>`;
-  const panel = (
-    id,
-  ) => html`<div class="tab-panel" id="panel-${id}" role="tabpanel" aria-label=${names[id]}>
-    ${views[id]()}</div>`;
-  if (!wide.matches)
-    return [
-      html`<section class="card tabbed">
-        ${tabs(Object.keys(names), shown)}${panel(shown)}</section>`,
-      nothing,
-    ];
-  return [
-    html`<section class="card tabbed">${panel('moves')}</section>`,
-    html`<aside class="panel insight" aria-label="Explanations"><section class="card tabbed">
-      ${tabs(['why', 'report'], shown)}${panel(shown)}</section></aside>`,
-  ];
+      aria-controls="panel-${id}" @click=${() => setTab(id)}>${tabNames[id]}</button>`;
+  return html`
+    <section class="card tabbed">
+      <div class="tabs" role="tablist" aria-label="Moves and explanations" ?hidden=${!ids.length}
+        >${ids.map(tab)}</div>
+      <div class="tab-panel" id="panel-${chosen}" role="tabpanel" aria-label=${tabNames[chosen]}>
+        ${tabViews[chosen]()}</div>
+    </section>`;
 }
 
 function pageView() {
-  const [lower, beside] = tabsView();
+  const { tab } = state;
+  // If there is room, the moves are always shown, with the other tab beside them.
+  const isWide = wide.matches;
+  const insight = () => html`<aside class="panel insight" aria-label="Explanations">
+    ${tabbedView(tab === 'moves' ? 'why' : tab, ['why', 'report'])}</aside>`;
   return html`
     ${headView()}
     <main>
       ${boardView()}
       <aside class="panel" aria-label="Engine and moves">
-        ${modesView()}${linesView()}${controlsView()}${lower}${graphView()}
+        ${modesView()}${linesView()}${controlsView()}
+        ${isWide ? tabbedView('moves', []) : tabbedView(tab, Object.keys(tabNames))}
+        ${graphView()}
       </aside>
-      ${beside}
+      ${isWide ? insight() : nothing}
     </main>
     ${previewView()}${menuView()}`;
 }
@@ -208,6 +188,9 @@ function show() {
   unpoint();
 }
 
+const deleteMove = () =>
+  state.mode === 'analyse' && state.node.parent && removeMove(state.node);
+
 const actions = {
   first: () => go(state.game.root),
   prev: () => go(state.node.parent),
@@ -215,34 +198,60 @@ const actions = {
   last: () => go(state.tip),
 };
 
-const keys = {
-  ArrowLeft: actions.prev,
-  ArrowRight: actions.next,
-  ArrowUp: () => switchVariation(-1),
-  ArrowDown: () => switchVariation(1),
-  Home: actions.first,
-  End: actions.last,
-  Delete: () => state.mode === 'analyse' && state.node.parent && removeMove(state.node),
-  ' ': goOrStop,
-  c: () => editComment(),
-  e: openEditor,
-  f: flip,
-  m: () => $('move-more')?.click(),
-  n: openNewGame,
-  p: openExchange,
-  s: openSettings,
-  u: takeBack,
-  v: () => promoteMove(false),
-  V: () => promoteMove(true),
-  w: () => setTab('why'),
-  '?': openKeys,
-  ...Object.fromEntries(moveGlyphs.map((nag) => [nag, () => mark(nag)])),
-};
+/** Keys as they are shown, what they do, and the functions by the names of the keys. */
+const keyList = [
+  [['←', '→'], 'One move back, one move forward', { ArrowLeft: actions.prev, ArrowRight: actions.next }],
+  [
+    ['↑', '↓'],
+    'Previous variation, next variation',
+    { ArrowUp: () => switchVariation(-1), ArrowDown: () => switchVariation(1) },
+  ],
+  [['Home', 'End'], 'First position, last position', { Home: actions.first, End: actions.last }],
+  [['Space'], 'Start or stop the engine', { ' ': goOrStop }],
+  [
+    moveGlyphs,
+    'Mark the move with ! ? !! ?? !? ?!',
+    Object.fromEntries(moveGlyphs.map((nag) => [nag, () => mark(nag)])),
+  ],
+  [['c'], 'Comment on the move', { c: () => editComment() }],
+  [
+    ['v'],
+    'Move the variation up (with Shift: make it the main line)',
+    { v: () => promoteMove(false), V: () => promoteMove(true) },
+  ],
+  [['Delete'], 'Delete the move and what follows', { Delete: deleteMove }],
+  [['m'], 'The menu of the move', { m: () => $('move-more')?.click() }],
+  [['u'], 'Take back the last move', { u: takeBack }],
+  [['f'], 'Flip the board', { f: flip }],
+  [['n'], 'New game', { n: openNewGame }],
+  [['p'], 'Games, PGN and FEN', { p: openExchange }],
+  [['e'], 'Edit the position', { e: openEditor }],
+  [['s'], 'Settings', { s: openSettings }],
+  [['w'], 'Why this score?', { w: () => setTab('why') }],
+  [['?'], 'This list', { '?': openKeys }],
+  [['Mouse wheel'], 'On the board: step through the moves'],
+  [
+    ['Right button'],
+    'On the board: draw an arrow or a circle; Shift and Alt change the colour. On a move: its menu',
+  ],
+];
+const keys = Object.assign({}, ...keyList.map(([, , acts]) => acts));
+
+function openKeys() {
+  openDialog({
+    id: 'keys',
+    title: 'Keyboard and mouse',
+    body: () => html`<dl class="keys">${keyList.map(
+      ([names, what]) => html`<dt>${names.map((name) => html`<kbd>${name}</kbd> `)}</dt>
+        <dd>${what}</dd>`,
+    )}</dl>
+      <p>You can type moves below the board: e4, Nf3, 0-0, e7e8q.</p>`,
+  });
+}
 
 document.addEventListener('keydown', (event) => {
   const { key, target } = event;
   if (event.defaultPrevented || event.ctrlKey || event.altKey || event.metaKey) return;
-  if (key === 'Escape' && closeMenu()) return;
   if (isDialogOpen() || isAsking() || passing.review || target.matches('input, textarea, select'))
     return;
   if (key === ' ' && target.matches('button')) return;

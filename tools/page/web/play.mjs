@@ -94,7 +94,7 @@ export function takeBack() {
   engine.finished = null;
   if (clock) {
     const left = (side) => clockOf(tip, side) ?? clock.base;
-    clock.set({ w: left('w'), b: left('b') });
+    state.clock = new Clock({ ...clock.record, w: left('w'), b: left('b') });
     runClock();
   }
   changed();

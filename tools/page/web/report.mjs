@@ -18,6 +18,7 @@ import { movesView } from './lines.mjs';
 import { say } from './messages.mjs';
 import { saveFile, setMode } from './play.mjs';
 import { endingOf, nameOf, readLine } from './rules.mjs';
+import { pageText } from './score.mjs';
 import { changed, goTo, passing, refresh, state } from './state.mjs';
 
 /** The report on the game, with the marks of its moves by their nodes; `report` is null when no
@@ -88,67 +89,54 @@ function goOn() {
   say('Every position of the game has a score.');
 }
 
-/** A sentence with its scores as the page writes them: "#-3" is "−M3". */
-const pageText = (text) =>
-  text.replace(/#(-?)(?=\d)/g, (_, minus) => `${minus || '+'}M`).replace(/-(?=M?\d)/g, '\u2212');
-
 function moveView(move, report, nodes) {
   const node = nodes[move.ply];
   const { mark } = move;
   const best = readLine(move.before, node.parent.review?.line ?? []);
+  const isTurning = report.turningPoints.includes(move.ply);
   return html`
     <li class="is-${mark.name}">
       <button type="button" aria-current=${node === state.node ? 'true' : nothing}
         @click=${() => goTo(node)}>
-        <b>${move.name}${mark.text}</b>${
-          report.turningPoints.includes(move.ply)
-            ? html`<span class="turning">turning point</span>`
-            : nothing
-        }</button>
+        <b>${move.name}${mark.text}</b>
+        <span class="turning" ?hidden=${!isTurning}>turning point</span></button>
       <p>${pageText(markText(move, report))}</p>
       ${betterText(move) ? html`<p>${movesView(node.parent, best)}</p>` : nothing}
     </li>`;
 }
 
-function progressView({ index, nodes }) {
-  return html`<p class="why-note"><label>Scoring the game
+const progressView = ({ index, nodes }) => html`
+  <p class="why-note"><label>Scoring the game
     <progress max=${nodes.length} value=${index}></progress></label></p>`;
+
+function startView() {
+  const how = { isDisabled: !state.game.root.children.length, kind: 'primary' };
+  const title = 'Score each position of the game';
+  return html`
+    <p>A report says how accurately each side played, which moves were mistakes and what would
+      have been better.</p>
+    <p>${button('report-start', 'chart', 'Score game', title, startScoring, how)}</p>`;
 }
 
 export function reportView() {
   const { report } = made;
-  const { tags, root } = state.game;
+  const { tags } = state.game;
   if (!report) {
-    return html`<div id="report" class="why-note">${
-      passing.review
-        ? progressView(passing.review)
-        : html`
-      <p>A report says how accurately each side played, which moves were mistakes and what would
-        have been better.</p>
-      <p>${button(
-        'report-start',
-        'chart',
-        'Score game',
-        'Score each position of the game',
-        startScoring,
-        { isDisabled: !root.children.length, kind: 'primary' },
-      )}</p>`
-    }</div>`;
+    return html`<div id="report" class="why-note"
+      >${passing.review ? progressView(passing.review) : startView()}</div>`;
   }
   const nodes = mainLine();
   const marked = report.moves.filter(({ mark }) => mark);
   const savePgn = () => saveFile('pgn', annotatedPgn(state.game, report, engine.name));
   const saveHtml = () => saveFile('html', reportHtml(state.game, report, { engine: engine.name }));
+  const player = (side) => html`<th scope="col">${tags[nameOf(side)] ?? nameOf(side)}</th>`;
+  const row = ([name, white, black]) => html`
+    <tr><th scope="row">${name}</th><td>${white}</td><td>${black}</td></tr>`;
   return html`
     <div id="report" tabindex="0" role="group" aria-label="Report on the game">
       <table>
-        <thead><tr><td>${report.opening?.name ?? ''}</td>${['w', 'b'].map(
-          (side) => html`<th scope="col">${tags[nameOf(side)] ?? nameOf(side)}</th>`,
-        )}</tr></thead>
-        <tbody>${reportRows(report).map(
-          ([name, white, black]) => html`
-          <tr><th scope="row">${name}</th><td>${white}</td><td>${black}</td></tr>`,
-        )}</tbody>
+        <thead><tr><td>${report.opening?.name ?? ''}</td>${['w', 'b'].map(player)}</tr></thead>
+        <tbody>${reportRows(report).map(row)}</tbody>
       </table>
       <ol class="marked">${marked.map((move) => moveView(move, report, nodes))}</ol>
       ${marked.length ? nothing : html`<p class="why-note">No move gave much away.</p>`}

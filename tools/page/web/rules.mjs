@@ -3,9 +3,11 @@
 // The rules of chess as the page needs them: whether a FEN is playable, which moves are legal, how
 // a game ends, what an engine must be told. chess.js knows the rules.
 
-import { Chess, endOf, playMove, playUci, readFen as readChess, startFen } from '../../lib/chess.mjs';
+import {
+  Chess, endOf, moveNumber, playMove, playUci, readFen as readChess, squares, startFen,
+} from '../../lib/chess.mjs';
 
-export { startFen };
+export { squares, startFen };
 export const otherSide = (side) => (side === 'w' ? 'b' : 'w');
 export const nameOf = (side) => (side === 'w' ? 'White' : 'Black');
 export const turnOf = (fen) => fen.split(' ')[1];
@@ -69,14 +71,9 @@ export function readLine(fen, line) {
   const moves = [];
   const chess = new Chess(fen);
   for (const uci of line) {
-    const isWhite = chess.turn() === 'w';
-    const number = isWhite
-      ? `${chess.moveNumber()}.`
-      : moves.length
-        ? ''
-        : `${chess.moveNumber()}...`;
     const move = playUci(chess, uci);
     if (!move) break;
+    const number = move.color === 'w' || !moves.length ? moveNumber(move.before) : '';
     moves.push({ san: move.san, uci, fen: move.after, number });
   }
   return moves;
@@ -95,29 +92,37 @@ export function quietEnd(line) {
   return line.findLast((move) => !isOpen(move))?.fen ?? null;
 }
 
+/** The pieces of a position by their squares: Map of "e4" to "wp". */
+export const piecesOf = (fen) =>
+  new Map(
+    new Chess(fen)
+      .board()
+      .flat()
+      .filter(Boolean)
+      .map(({ square, color, type }) => [square, color + type]),
+  );
+
+const values = { q: 9, r: 5, b: 3, n: 3, p: 1 };
+const full = { q: 1, r: 2, b: 2, n: 2, p: 8 };
+
 /** The pieces that each side has lost, as far as the board shows, and White's lead in pawns:
  *  { w: ["p", "n"], b: [...], lead }. */
 export function capturedOf(fen) {
-  const values = { p: 1, n: 3, b: 3, r: 5, q: 9 };
-  const full = { p: 8, n: 2, b: 2, r: 2, q: 1 };
-  const counts = { w: {}, b: {} };
+  const pieces = [...piecesOf(fen).values()];
+  const lost = { w: [], b: [] };
   let lead = 0;
-  for (const letter of fen.split(' ')[0].replace(/[^a-z]/gi, '')) {
-    const piece = letter.toLowerCase();
-    const side = letter === piece ? 'b' : 'w';
-    counts[side][piece] = (counts[side][piece] ?? 0) + 1;
-    lead += (side === 'w' ? 1 : -1) * (values[piece] ?? 0);
-  }
-  const lostBy = (side) => {
-    // A promoted pawn isn't lost.
+  for (const side of ['w', 'b']) {
     let promoted = 0;
-    for (const piece of 'nbrq') promoted += Math.max(0, (counts[side][piece] ?? 0) - full[piece]);
-    return [...'qrbnp'].flatMap((piece) => {
-      const missing = full[piece] - (counts[side][piece] ?? 0) - (piece === 'p' ? promoted : 0);
-      return Array(Math.max(0, missing)).fill(piece);
-    });
-  };
-  return { w: lostBy('w'), b: lostBy('b'), lead };
+    for (const [kind, worth] of Object.entries(values)) {
+      const count = pieces.filter((piece) => piece === side + kind).length;
+      lead += (side === 'w' ? count : -count) * worth;
+      promoted += Math.max(0, count - full[kind]);
+      // A promoted pawn isn't lost.
+      const missing = full[kind] - count - (kind === 'p' ? promoted : 0);
+      lost[side].push(...Array(Math.max(0, missing)).fill(kind));
+    }
+  }
+  return { ...lost, lead };
 }
 
 const endings = new WeakMap();

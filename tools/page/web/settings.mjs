@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The dialogs for a new game and for the settings, and the list of keys.
+// The dialogs for a new game and for the settings.
 
 import { openDialog, showDialog } from './dialog.mjs';
 import { engine, link, places, setOptions, setPlace } from './engine.mjs';
@@ -40,10 +40,10 @@ const paceFields = (choices = paces) => html`
         (level, i) => html`<option value=${i + 1} ?selected=${draft.level === i + 1}>${i + 1}
         (${levelText(level)})</option>`,
       )}</select> of ${levels.length}</label>`,
-    time: () => html`<label>Quillon thinks for ${number('seconds', 0.1, 3600)} seconds per move.</label>`,
+    time: () => html`<label>${number('seconds', 0.1, 3600)} seconds per move</label>`,
     clock: () => html`<label>${number('minutes', 0.1, 600)} minutes</label>
-      <label>plus ${number('increment', 0, 300)} seconds per move.</label>`,
-    depth: () => html`<label>Quillon searches ${number('depth', 1, 60, 1)} half-moves deep.</label>`,
+      <label>plus ${number('increment', 0, 300)} seconds per move</label>`,
+    depth: () => html`<label>${number('depth', 1, 60, 1)} half-moves deep</label>`,
   }[draft.pace]()}</p>`;
 
 const paceOf = ({ pace: kind, level, seconds, minutes, increment, depth }) => ({
@@ -139,45 +139,5 @@ export function openSettings() {
       Object.assign(state, { hasSound: draft.hasSound, scoring: { kind, seconds, depth } });
       changed();
     },
-  });
-}
-
-const keys = [
-  ['← →', 'One move back, one move forward'],
-  ['↑ ↓', 'Previous variation, next variation'],
-  ['Home End', 'First position, last position'],
-  ['Space', 'Start or stop the engine'],
-  ['1 2 3 4 5 6', 'Mark the move with ! ? !! ?? !? ?!'],
-  ['c', 'Comment on the move'],
-  ['v', 'Move the variation up (with Shift: make it the main line)'],
-  ['Delete', 'Delete the move and what follows'],
-  ['u', 'Take back the last move'],
-  ['f', 'Flip the board'],
-  ['n', 'New game'],
-  ['p', 'Games, PGN and FEN'],
-  ['e', 'Edit the position'],
-  ['s', 'Settings'],
-  ['w', 'Why this score?'],
-  ['?', 'This list'],
-  ['Mouse wheel', 'On the board: step through the moves'],
-  [
-    'Right button',
-    'On the board: draw an arrow or a circle; Shift and Alt change the colour. On a move: its menu',
-  ],
-];
-
-export function openKeys() {
-  openDialog({
-    id: 'keys',
-    title: 'Keyboard and mouse',
-    body: () => html`<dl class="keys">${keys.map(
-      ([key, what]) =>
-        html`<dt>${
-          key.split(' ').length > 2 || !key.includes(' ') || /^[A-Z].* [a-z]/.test(key)
-            ? html`<kbd>${key}</kbd>`
-            : key.split(' ').map((one) => html`<kbd>${one}</kbd> `)
-        }</dt><dd>${what}</dd>`,
-    )}</dl>
-      <p>You can type moves below the board: e4, Nf3, 0-0, e7e8q.</p>`,
   });
 }

@@ -110,7 +110,7 @@ export function revert(kept) {
   const game = readGame(pgn);
   const nodes = game.nodes();
   nodes.forEach((node, index) => (node.review = reviews[index]));
-  const clock = kept.clock && Clock.fromRecord(kept.clock);
+  const clock = kept.clock && new Clock(kept.clock);
   const [node, tip] = [nodes[kept.node], nodes[kept.tip]];
   Object.assign(state, others, { game, clock, node, tip });
 }
@@ -134,7 +134,7 @@ export function restore() {
 }
 
 /** The positions from the start of the game to this one, both included. */
-export const lineOf = (node) => [...(node.parent ? lineOf(node.parent) : []), node];
+export const lineOf = (node) => [state.game.root, ...state.game.pathTo(node)];
 /** The end of the line that continues from a position. */
 export const lastOf = (node) => state.game.lineFrom(node).at(-1) ?? node;
 /** Milliseconds that a side has at a position, by the clock times in the game; null without any. */

@@ -7,7 +7,7 @@ import { pointAt } from './board.mjs';
 import { engine, explain, link } from './engine.mjs';
 import { $, html, nothing } from './html.mjs';
 import { endingOf, nameOf, quietEnd, turnOf } from './rules.mjs';
-import { pawnText, scoreText } from './score.mjs';
+import { pageText, scoreText } from './score.mjs';
 import { refresh, state } from './state.mjs';
 
 /** Explanations of positions and pairs of them, by their FENs; null while one is requested. */
@@ -38,7 +38,7 @@ function explanationOf(place, ...fens) {
   return shown.get(place) ?? null;
 }
 
-const pawns = (cp) => pawnText(cp / 100);
+const pawns = (cp) => scoreText({ cp });
 const tidy = (name) => name[0].toUpperCase() + name.slice(1);
 
 /** The squares of terms as [square, worth for White, sentence], the largest worth first. */
@@ -72,23 +72,32 @@ export function unpoint() {
   refresh();
 }
 
-/** What pointing at a row does, by mouse, finger or keyboard. */
-const pointing = (squares, words) => ({
-  enter: (event) => point(event, squares(), words),
-  leave: unpoint,
-});
+/** A button that marks squares while it is pointed at, by mouse, finger or keyboard.
+ *  @param {string} kind its classes
+ *  @param {unknown} content
+ *  @param {() => [string, number, string][]} squares as squaresOf() gives them
+ *  @param {{words?: string, name?: string}} [more] what is said of it, and what it opens */
+function pointingRow(kind, content, squares, { words = '', name } = {}) {
+  const enter = (event) => point(event, squares(), words);
+  return html`<button type="button" class=${kind} aria-expanded=${name ? open.has(name) : nothing}
+    @click=${() => name && toggle(name)}
+    @pointerenter=${enter} @pointerleave=${unpoint} @focus=${enter} @blur=${unpoint}
+    >${content}</button>`;
+}
+
+const nameView = (name) => html`<span class="why-name">${tidy(name)}</span>`;
 
 const bar = (cp, scale, side) => html`<span class="bar ${side} ${cp < 0 ? 'is-negative' : ''}"
   style="width: ${Math.min(50, (Math.abs(cp) / scale) * 50).toFixed(1)}%"></span>`;
 
-const bars = (white, black, scale) => html`
-  <span class="bars" aria-hidden="true"
-    >${bar(black, scale, 'black')}${bar(white, scale, 'white')}</span>`;
+const total = (cp) => html`<b class="figure ${cp < 0 ? 'is-black' : ''}">${pawns(cp)}</b>`;
 
-const figures = (white, black, cp) => html`
+/** What a group or a term is worth for both sides. */
+const worthView = (name, white, black, cp, scale) => html`${nameView(name)}
+  <span class="bars" aria-hidden="true"
+    >${bar(black, scale, 'black')}${bar(white, scale, 'white')}</span>
   <span class="figure" title="White">${pawns(white)}</span>
-  <span class="figure" title="Black">${pawns(black)}</span>
-  <b class="figure ${cp < 0 ? 'is-black' : ''}">${pawns(cp)}</b>`;
+  <span class="figure" title="Black">${pawns(black)}</span>${total(cp)}`;
 
 function toggle(name) {
   if (!open.delete(name)) open.add(name);
@@ -97,42 +106,28 @@ function toggle(name) {
   refresh();
 }
 
-function termView(term, scale) {
-  const squares = squaresOf([term]);
-  const { enter, leave } = pointing(() => squares, term.meaning);
-  const isOpen = open.has(`term ${term.name}`);
+function termView({ name: term, meaning, white, black, cp }, squares, scale) {
+  const name = `term ${term}`;
+  const worth = worthView(term, white.cp, black.cp, cp, scale);
+  const sentence = (one) => pointingRow('', one[2], () => [one]);
   return html`
-    <button type="button" class="why-row is-term" aria-expanded=${isOpen}
-      @click=${() => toggle(`term ${term.name}`)}
-      @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
-      <span class="why-name">${tidy(term.name)}</span>${bars(term.white.cp, term.black.cp, scale)}
-      ${figures(term.white.cp, term.black.cp, term.cp)}</button>
+    ${pointingRow('why-row is-term', worth, () => squares, { words: meaning, name })}
     ${
-      isOpen
-        ? html`<div class="sentences"><p>${term.meaning}</p>
-      ${squares.map((one) => {
-        const own = pointing(() => [one]);
-        return html`<button type="button" @pointerenter=${own.enter} @pointerleave=${own.leave}
-          @focus=${own.enter} @blur=${own.leave}>${one[2]}</button>`;
-      })}</div>`
+      open.has(name)
+        ? html`<div class="sentences"><p>${meaning}</p>${squares.map(sentence)}</div>`
         : nothing
     }`;
 }
 
-function groupView(group, terms, scale) {
-  const { name, white, black, cp } = group;
+function groupView({ name, white, black, cp }, terms, scale) {
   const own = terms.filter((term) => term.group === name);
-  const isOpen = open.has(name);
-  const { enter, leave } = pointing(() => squaresOf(own), '');
   // A side's material is many times larger than any other group.
   const size = name === 'material' ? Math.max(white.cp, black.cp, 1) : scale;
+  const worth = worthView(name, white.cp, black.cp, cp, size);
+  const kind = `why-row ${own.length ? '' : 'is-empty'}`;
   return html`
-    <button type="button" class="why-row ${own.length ? '' : 'is-empty'}" aria-expanded=${isOpen}
-      @click=${() => toggle(name)}
-      @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
-      <span class="why-name">${tidy(name)}</span>${bars(white.cp, black.cp, size)}
-      ${figures(white.cp, black.cp, cp)}</button>
-    ${isOpen ? own.map((term) => termView(term, size)) : nothing}`;
+    ${pointingRow(kind, worth, () => squaresOf(own), { name })}
+    ${open.has(name) ? own.map((term) => termView(term, squaresOf([term]), size)) : nothing}`;
 }
 
 function evaluationView({ groups, terms, blend, whiteScore, isDraw }) {
@@ -142,72 +137,56 @@ function evaluationView({ groups, terms, blend, whiteScore, isDraw }) {
     ...shared.flatMap(({ white, black }) => [Math.abs(white.cp), Math.abs(black.cp)]),
   );
   const middlegame = Math.round(blend.midgame * 100);
-  const line = (
-    words,
-    cp,
-    title = '',
-  ) => html`<div class="why-line" title=${title}><span>${words}</span>
-    <b class="figure">${pawns(cp)}</b></div>`;
+  const mix = `Blend: ${middlegame} % middlegame, ${100 - middlegame} % endgame`;
+  const why =
+    'Each term has a middlegame and an endgame value; the pieces on the board decide the mix';
+  const sign = blend.rounding > 0 ? '+' : '';
+  const rounding = pageText(sign + (blend.rounding / 100).toFixed(4));
+  const line = (words, figure, { title = '', kind = '' } = {}) => html`
+    <div class="why-line ${kind}" title=${title}><span>${words}</span>
+      <b class="figure">${figure}</b></div>`;
   return html`
     <div class="why-head" aria-hidden="true">
       <span></span><span></span><span>White</span><span>Black</span><span>Both</span></div>
     ${groups.map((group) => groupView(group, terms, scale))}
-    ${line(
-      `Blend: ${middlegame} % middlegame, ${100 - middlegame} % endgame`,
-      blend.exact,
-      'Each term has a middlegame and an endgame value; the pieces on the board decide the mix',
-    )}
-    ${
-      blend.rounding
-        ? html`<div class="why-line"><span>Rounding to whole hundredths</span>
-      <b class="figure">${pawnText(blend.rounding / 100, 4)}</b></div>`
-        : nothing
-    }
-    ${isDraw ? line('A draw: neither side has the material to win', blend.draw) : nothing}
-    <div class="why-line is-total"><span>Evaluation</span>
-      <b class="figure">${pawns(whiteScore)}</b></div>`;
+    ${line(mix, pawns(blend.exact), { title: why })}
+    ${blend.rounding ? line('Rounding to whole hundredths', rounding) : nothing}
+    ${isDraw ? line('A draw: neither side has the material to win', pawns(blend.draw)) : nothing}
+    ${line('Evaluation', pawns(whiteScore), { kind: 'is-total' })}`;
 }
+
+const note = (text) => html`<p class="why-note">${text}</p>`;
 
 /** Rows of what has changed most between two positions. */
 function changeView({ before, after, terms, score }) {
   const rows = terms.filter(({ cp }) => Math.abs(cp) >= 1).slice(0, 6);
   return html`
-    <p class="why-note">${pawns(before.whiteScore)} before, ${pawns(after.whiteScore)} after:
-      <b>${pawns(score)}</b> ${score ? `for ${score > 0 ? 'White' : 'Black'}` : ''}</p>
-    ${rows.map((term) => {
-      const of = (position) => position.terms.filter(({ name }) => name === term.name);
-      const { enter, leave } = pointing(() => squaresOf(of(after)), term.meaning);
-      return html`<button type="button" class="why-row is-change"
-        @pointerenter=${enter} @pointerleave=${leave} @focus=${enter} @blur=${leave}>
-        <span class="why-name">${tidy(term.name)}</span>
-        <span class="figure">${pawns(term.before)}</span>
-        <span class="figure">→ ${pawns(term.after)}</span>
-        <b class="figure ${term.cp < 0 ? 'is-black' : ''}">${pawns(term.cp)}</b></button>`;
+    ${note(html`${pawns(before.whiteScore)} before, ${pawns(after.whiteScore)} after:
+      <b>${pawns(score)}</b> ${score ? `for ${score > 0 ? 'White' : 'Black'}` : ''}`)}
+    ${rows.map(({ name, meaning, before: old, after: now, cp }) => {
+      const squares = () => squaresOf(after.terms.filter((term) => term.name === name));
+      const content = html`${nameView(name)}<span class="figure">${pawns(old)}</span>
+        <span class="figure">→ ${pawns(now)}</span>${total(cp)}`;
+      return pointingRow('why-row is-change', content, squares, { words: meaning });
     })}
-    ${
-      rows.length
-        ? nothing
-        : html`<p class="why-note">The evaluation has not changed.</p>`
-    }`;
+    ${rows.length ? nothing : note('The evaluation has not changed.')}`;
+}
+
+/** What the evaluation has answered, once it has.
+ *  @param {(explanation: object) => unknown} view of an answer that is no error */
+function answerView(explanation, view) {
+  if (!explanation) return note('Evaluating …');
+  return explanation.error ? note(explanation.error) : view(explanation);
 }
 
 /** A part that opens and closes; it requests its explanation only when it is open. */
 function part(name, title, fens) {
   const isOpen = open.has(name);
-  let content = nothing;
-  if (isOpen) {
-    const change = fens
-      ? explanationOf(name, ...fens)
-      : { error: 'The engine has no line yet.' };
-    content = !change
-      ? html`<p class="why-note">…</p>`
-      : change.error
-        ? html`<p class="why-note">${change.error}</p>`
-        : changeView(change);
-  }
+  const change = () =>
+    fens ? explanationOf(name, ...fens) : { error: 'The engine has no line yet.' };
   return html`<button type="button" class="why-part" id=${name} aria-expanded=${isOpen}
       @click=${() => toggle(name)}>${title}</button>
-    ${content}`;
+    ${isOpen ? answerView(change(), changeView) : nothing}`;
 }
 open.add('why-move');
 
@@ -217,32 +196,19 @@ export function whyView() {
   const explanation = explanationOf('position', node.fen);
   const [line] = engine.thinking?.node === node ? engine.thinking.lines : [];
   const end = line && quietEnd(line.moves);
-  const isCheck = explanation && !explanation.error && node.score;
+  const isSearched = state.isShowing && node.score && explanation && !explanation.error;
+  const change = node.parent && [node.parent.fen, node.fen];
   return html`
     <div id="why" tabindex="0" role="group" aria-label="Why the position is worth what it is">
+      ${ending ? note(`${ending.text}: the rules decide, not the evaluation.`) : nothing}
+      ${answerView(explanation, evaluationView)}
       ${
-        ending
-          ? html`<p class="why-note">${ending.text}: the rules decide, not the evaluation.</p>`
+        isSearched
+          ? note(`The search says ${scoreText(node.score)}: it also looks ahead, with
+              ${nameOf(turnOf(node.fen))} to move.`)
           : nothing
       }
-      ${
-        !explanation
-          ? html`<p class="why-note">Evaluating …</p>`
-          : explanation.error
-            ? html`<p class="why-note">${explanation.error}</p>`
-            : evaluationView(explanation)
-      }
-      ${
-        isCheck && state.isShowing
-          ? html`<p class="why-note">The search says ${scoreText(node.score)}:
-        it also looks ahead, with ${nameOf(turnOf(node.fen))} to move.</p>`
-          : nothing
-      }
-      ${
-        node.parent
-          ? part('why-move', `What did ${node.san} change?`, [node.parent.fen, node.fen])
-          : nothing
-      }
+      ${change ? part('why-move', `What did ${node.san} change?`, change) : nothing}
       ${part('why-line', 'Where is the line heading?', end && [node.fen, end])}
     </div>
     <div id="why-said" role="status" class=${said?.isAbove ? 'is-above' : ''}

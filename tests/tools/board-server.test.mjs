@@ -102,6 +102,12 @@ class Client {
     return client;
   }
 
+  /** One at a server of its own, with this engine; the end of the server ends it. */
+  static async with(engine, settings) {
+    const { port: at } = await start({ file: engine.file, ...settings });
+    return Client.open(at);
+  }
+
   send(message) {
     this.socket.send(JSON.stringify(message));
   }
@@ -203,16 +209,6 @@ test('a foreign page gets no engine', async () => {
   assert.equal(await new Client(port, { host: 'evil.example' }).closed, 421);
   assert.equal(await new Client(port, { name: '/other' }).closed, 404);
   assert.equal(board.sessions.size, 0);
-});
-
-test('a search is answered once', async () => {
-  const client = await Client.open();
-  client.search(5, { kind: 'depth', depth: 1 });
-  assert.equal((await client.best(5)).move, 'e2e4');
-  // Time for an extra answer to arrive.
-  await pause(100);
-  assert.deepEqual(client.answers, [5]);
-  await client.end();
 });
 
 test('on a host other than the loopback address everything needs the secret', async () => {
@@ -334,9 +330,9 @@ test('the number of tabs is limited, and a closed tab makes room for another', a
   await clients[1].end();
 });
 
-test('other options are set before a search goes on', async () => {
+test('other options are set before a search goes on, which is answered once', async () => {
   const patient = fakeEngine('options', "} if (line === 'stop') { say('bestmove d2d4');");
-  const client = await Client.open((await start({ file: patient.file })).port);
+  const client = await Client.with(patient);
   client.search(1);
   await until(() => /^go/m.test(patient.log()), 'a search');
   client.send({ type: 'options', hash: 32, threads: 2 });
@@ -346,14 +342,15 @@ test('other options are set before a search goes on', async () => {
   await client.best(1);
   const [, before] = patient.log().split(/^go.*\nstop\n/m);
   assert.match(before, /^setoption name Hash value 32\nsetoption name Threads value 2\n/);
+  // Time for an answer too many.
+  await pause(100);
   assert.deepEqual(client.answers, [1]);
-  await client.end();
 });
 
 test('another engine goes on with the search', limited, async () => {
   const first = fakeEngine('first', "} if (line === 'stop') { say('bestmove d2d4');");
   const engines = [first, fakeEngine('second')].map((one, i) => ({ name: `No. ${i}`, file: one.file }));
-  const client = await Client.open((await start({ file: first.file, engines })).port);
+  const client = await Client.with(first, { engines });
   assert.deepEqual(client.received[0].engines, ['No. 0', 'No. 1']);
   client.search(1);
   await until(() => /^go/m.test(first.log()), 'a search');
@@ -366,7 +363,6 @@ test('another engine goes on with the search', limited, async () => {
   // A page can remember an engine that the server was started with before.
   client.send({ type: 'options', hash: 32, threads: 1, engine: 2 });
   assert.equal((await client.until(({ hash }) => hash === 32, 'the options')).engine, 0);
-  await client.end();
 });
 
 test('a newer search replaces the one before, and a cancelled one gives no answer', async () => {
@@ -374,8 +370,7 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
     "if (line !== 'go infinite') say('bestmove d2d4'); } " +
     "if (line === 'stop') { say('bestmove d2d4');";
   const patient = fakeEngine('patient', stops);
-  const { port: at } = await start({ file: patient.file });
-  const client = await Client.open(at);
+  const client = await Client.with(patient);
   client.search(1);
   client.search(2);
   await until(() => /^go/m.test(patient.log()), 'a search');
@@ -384,7 +379,6 @@ test('a newer search replaces the one before, and a cancelled one gives no answe
   client.send({ type: 'stop' });
   assert.equal((await client.best(3)).move, 'd2d4');
   assert.deepEqual(client.answers, [3]);
-  await client.end();
 });
 
 test('positions are explained by a program that is started when needed and when it has ended', async () => {
@@ -395,8 +389,7 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
   console.log(JSON.stringify({ line, pid: process.pid }));
 });
 `;
-  const one = await start({ explainFile: file('explain', program, 0o755) });
-  const client = await Client.open(one.port);
+  const client = await Client.with(quick, { explainFile: file('explain', program, 0o755) });
   const explain = async (id, ...fens) => {
     client.send({ type: 'explain', id, fens });
     const isIt = (message) => message.type === 'explained' && message.id === id;
@@ -409,18 +402,15 @@ require('node:readline').createInterface({ input: process.stdin }).on('line', (l
   assert.match((await explain(3, '8/8/8/8/8/8/8/8 w - - 0 1')).error, /has ended/);
   assert.match((await explain(4, '7k/8/8/8/8/8/8/K7 w - - 0 1')).error, /has ended/);
   assert.notEqual((await explain(5, startFen)).pid, first.pid);
-  const none = await Client.open((await start({ explainFile: '/no/such/file' })).port);
+  const none = await Client.with(quick, { explainFile: '/no/such/file' });
   none.send({ type: 'explain', id: 1, fens: [startFen] });
   assert.match((await none.until(({ type }) => type === 'explained', 'an error')).explanation.error, /missing/);
-  await client.end();
-  await none.end();
 });
 
 test('an engine that keeps ending is not restarted until the page asks for it', async () => {
   const weak = fakeEngine('weak', 'process.exit(3)');
   const engines = [weak, quick].map(({ file: one }) => ({ name: one, file: one }));
-  const { port: at } = await start({ file: weak.file, engines });
-  const client = await Client.open(at);
+  const client = await Client.with(weak, { engines });
   client.search(1);
   assert.match((await client.engine('failed')).text, /Fake has ended with status 3/);
   assert.equal(weak.starts(), 4);
@@ -431,13 +421,11 @@ test('an engine that keeps ending is not restarted until the page asks for it', 
   client.send({ type: 'options', hash: 16, threads: 1, engine: 1 });
   const other = await client.until(({ engine, name }) => engine === 1 && name, 'the other engine');
   assert.equal(other.state, 'ready');
-  await client.end();
 });
 
 test('an engine that does not stop is replaced', async () => {
   const deaf = fakeEngine('deaf', '');
-  const { port: at } = await start({ file: deaf.file, stopPatience: 200 });
-  const client = await Client.open(at);
+  const client = await Client.with(deaf, { stopPatience: 200 });
   for (const [i, lines] of [0, 3].entries()) {
     client.search(i, undefined, lines);
     const searches = () => deaf.log().match(/^go/gm)?.length;
@@ -446,19 +434,17 @@ test('an engine that does not stop is replaced', async () => {
     await until(() => deaf.starts() === i + 2, 'another engine');
   }
   await client.engine('restarted');
-  await client.end();
 });
 
 test('an engine that freezes is replaced and its search goes on', limited, async () => {
   const onGo = "if (!fs.existsSync(log + '2')) { fs.writeFileSync(log + '2', ''); " +
     "process.kill(process.pid, 'SIGSTOP'); } say('bestmove e2e4');";
   const frozen = fakeEngine('frozen', onGo);
-  const client = await Client.open((await start({ file: frozen.file, stopPatience: 200 })).port);
+  const client = await Client.with(frozen, { stopPatience: 200 });
   client.search(1);
   await client.engine('restarted');
   assert.equal((await client.best(1)).move, 'e2e4');
   assert.equal(frozen.starts(), 2);
-  await client.end();
 });
 
 test('wrong usage and impossible requests get one line and a status', async () => {
@@ -504,8 +490,9 @@ test('--open calls the browser, and says where to go when there is none', async 
 });
 
 for (const signal of ['SIGINT', 'SIGTERM']) {
-  test(`${signal} ends the server and its engines`, async () => {
-    const child = spawn(path.join(root, 'tools/board'), ['--engine', enginePath, '--port', '0'], {
+  test(`tools/board offers several engines, and ${signal} ends it with those`, async () => {
+    const args = ['--engine', enginePath, '--engine', quick.file, '--port', '0'];
+    const child = spawn(path.join(root, 'tools/board'), args, {
       stdio: ['ignore', 'pipe', 'inherit'],
     });
     const line = await new Promise((resolve) =>
@@ -515,6 +502,8 @@ for (const signal of ['SIGINT', 'SIGTERM']) {
     const client = await Client.open(at);
     client.search(1);
     await client.until(({ type }) => type === 'info', 'a line');
+    const names = client.received[0].engines.map((name) => name.replace(/ \(.*/, ''));
+    assert.match(names.join(), /^Quillon .*,Fake$/);
     const pid = fs.readFileSync(`/proc/${child.pid}/task/${child.pid}/children`, 'utf8').trim();
     assert.match(pid, /^\d+$/);
     child.kill(signal);

@@ -278,6 +278,7 @@ tabTest('mates are counted as people count them, in both directions', async (pag
   await see(page, '#score', /^\u2212M1$/);
   await setFen(page, mateInOne);
   await see(page, '#score', /^\+M1$/);
+  assert.match(await page.getAttribute('#bar-white', 'style'), /height: 100/);
 });
 
 tabTest('a killed engine is started again and the search goes on', async (page) => {

@@ -60,7 +60,7 @@ test('without a service worker the page plays with one thread', async () => {
   await page.goto(url);
   await see(page, '#engine-state', '(WebAssembly), 1 thread');
   await page.click('#engine');
-  await see(page, '#engine-place', 'where the browser allows one thread');
+  await see(page, '#engine-place', 'where the browser allows only one thread');
   await page.keyboard.press('Escape');
   await type(page, 'e4');
   await waitMoves(page, 2);

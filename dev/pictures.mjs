@@ -28,7 +28,7 @@ await page.goto(board.url);
 await page.click('#new');
 await page.check('input[value=clock]');
 await page.click('#new-game button[value=take]');
-for (const [i, move] of ['e4', 'Nf3', 'd4', 'Nc3'].entries()) {
+for (const [i, move] of ['d4', 'Nf3', 'c4', 'Nc3'].entries()) {
   await type(page, move);
   await waitMoves(page, 2 * i + 2);
 }

@@ -12,7 +12,6 @@ test('the conversations of the console hold in a page', async (t) => {
   const port = 20000 + (process.pid % 20000);
   const browser = await launch(`--remote-debugging-port=${port}`);
   t.after(() => browser.close());
-  const { url } = await serve(path.join(root, 'build', 'wasm', 'package'), isolation);
   const child = spawn(process.execPath,
     ['--test', path.join(root, 'tests', 'console', 'conversations.san.test.mjs')],
     {
@@ -22,7 +21,7 @@ test('the conversations of the console hold in a page', async (t) => {
         NODE_TEST_CONTEXT: undefined,
         QUILLON_ENGINE: path.join(root, 'tests', 'web', 'chromium-console.mjs'),
         QUILLON_BROWSER: `http://127.0.0.1:${port}`,
-        QUILLON_PAGE: url,
+        QUILLON_PAGE: await serve(path.join(root, 'build', 'wasm', 'package'), isolation),
         QUILLON_TIME_SCALE: '20',
       },
     });

@@ -149,7 +149,7 @@ test.describe('in Chromium', () => {
 
   test('Explain loads in a page', async () => {
     const page = await browser.newPage();
-    await page.goto((await serve(folder)).url);
+    await page.goto(await serve(folder));
     const { error, isDraw } = await page.evaluate(async () => {
       const { Explain } = await import('/node_modules/quillon/explain.mjs');
       return (await Explain())('4k3/8/8/8/8/8/8/4K3 w - -');
@@ -166,7 +166,7 @@ test.describe('in Chromium', () => {
       const faults = [];
       page.on('pageerror', (error) => faults.push(error.message));
       page.on('console', (message) => faults.push(message.text()));
-      await page.goto((await serve(folder, headers)).url);
+      await page.goto(await serve(folder, headers));
       const results = await page.evaluate(async () => {
         const { Quillon } = await import('/node_modules/quillon/index.mjs');
         const search = async () => {

@@ -46,8 +46,8 @@ class Tune : public Tuner
 
     void TearDown() override
     {
-        theTexelGroup = ownGroup;
-        texelSaveInterval = interval;
+        theTexelGroup = ownGroup;     // cppcheck-suppress selfAssignment ; a test may change them
+        texelSaveInterval = interval; // cppcheck-suppress selfAssignment
         restore(kept);
         texelTexts.clear();
         texelSelection.clear();

@@ -846,8 +846,8 @@ TCONST combEval EVALKINGDIST[4] = {
 
 // clang-format on
 
-// A bad bishop: for each blocked pawn of its own on squares of its colour. Such a pawn is in its
-// way for a long time.
+// A bad bishop: for each blocked friendly pawn on squares of its colour. Such a pawn is in its way
+// for a long time.
 TCONST combEval EVALTEST = X(-2, -11);
 
 // EVALKINGATTWEIGHT[type]: weight of a piece that attacks a square of the enemy king's zone. The
